@@ -1,0 +1,84 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "ISensorController.h"
+#include "ModuleConfigure.h"
+#include "RecordingVideo.h"
+#include "ScheduleChart.h"
+#include "Service.h"
+#include "UiFiles.h"
+
+namespace app {
+
+// The virtual camera: clock, image-adjust service, video module and the library, brought up and taken down
+// together. Host thread only, unless a member says otherwise. One at a time.
+class Camera
+{
+public:
+    struct Setup
+    {
+        std::string model;
+        std::string share;                // folder of the documents
+        double speed = 1.0;               // camera seconds in a real second
+        std::optional<int> startMinutes;  // time of day; nothing: the real one
+        bool systemClock = false;         // without speed and start, follow the system's clock as a board does
+    };
+
+    // Takes a second of the camera's time. Throws Failure when the board's files name no camera.
+    explicit Camera(const Setup& setup);
+    ~Camera();
+    Camera(const Camera&) = delete;
+    Camera& operator=(const Camera&) = delete;
+
+    ISensorController& controller() { return controller_; }
+    sim::Service& service() { return sim::service(); }
+    const sim::Service& service() const { return sim::service(); }
+    const UiFiles& uiFiles() const { return uiFiles_; }
+    const Setup& setup() const { return setup_; }
+
+    // Factory reset; the user-interface texts are filled in again. False when the board's files no longer name
+    // this camera: it is down then and only good for destruction.
+    bool factoryReset();
+    bool isUp() const { return up_; }
+
+    // ---- views: of what the library holds ------------------------------------------------------------------
+
+    // Scheduled schemes; the default scheme's index.
+    int schemeCount() const;
+    // -1 until the first switch.
+    int currentScheme();
+    bool defaultSchemeIsCurrent();
+    // 0 manual, otherwise the clock chooses.
+    int mode();
+    // The scheme's record of this key; nothing when it has none.
+    std::optional<int> schemeValue(int scheme, int key);
+    // The current scheme's value of a key, or what the service holds; nothing when neither knows it. Unlike
+    // getParameter it reports nothing and leaves no trace in the recording.
+    std::optional<int> peek(int key);
+    // Licence-plate camera: day and night choose between schemes 0 and 1 outside the windows.
+    bool choosesByDayAndNight() const;
+    Schedule schedule();
+
+    // Minutes since midnight on the camera's clock.
+    int minutesOfDay() const;
+    // False when the camera follows the system's clock.
+    bool setTimeOfDay(int minutes);
+
+private:
+    void startClock();
+    ModuleConfigure boardConfiguration() const;
+
+    const Setup setup_;
+    UiFiles uiFiles_;
+    sim::RecordingVideo video_;
+    ISensorController controller_;
+    bool up_ = false;
+};
+
+// "scheme 2", "the default scheme (4)"
+std::string schemeTitle(int scheme, int schemeCount);
+
+}  // namespace app

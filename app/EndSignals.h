@@ -1,0 +1,37 @@
+#pragma once
+
+#include <chrono>
+
+namespace app {
+
+// SIGINT, SIGTERM and SIGHUP as something to wait for. They must be blocked (blockEndSignals).
+// Host thread only.
+class EndSignals
+{
+public:
+    EndSignals();
+    ~EndSignals();
+    EndSignals(const EndSignals&) = delete;
+    EndSignals& operator=(const EndSignals&) = delete;
+
+    // For poll: readable when a signal waits.
+    int descriptor() const { return descriptor_; }
+
+    // The signal that asked for the end of the program; 0 for none. Takes in what waits.
+    int received();
+
+    // Takes in what waits; true when a SIGINT was among it and nothing stronger, which is then forgotten: the
+    // person wanted to end what was running.
+    bool takeInterrupt();
+
+    // Ends the program from within, as signal would.
+    void request(int signal) { received_ = signal; }
+
+private:
+    void takeIn();
+
+    int descriptor_;
+    int received_ = 0;
+};
+
+}  // namespace app

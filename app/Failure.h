@@ -1,0 +1,24 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace app {
+
+// Why a camera cannot be started, in a sentence for the person at the terminal.
+class Failure : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// "sensorcam: text" on standard error; with json the document {"ok":false,"error":text} on standard output.
+void reportFailure(const std::string& text, bool json);
+
+// "sensorcam: text" on standard error.
+void notice(const std::string& text);
+
+// "what: No such file or directory", from errno.
+std::string systemError(const std::string& what);
+
+}  // namespace app

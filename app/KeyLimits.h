@@ -1,0 +1,43 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Answer.h"
+#include "Service.h"
+
+// What the fitted sensor module allows for a key, in words: for answers and explanations. The service alone
+// decides; nothing here does. Thread-safe.
+namespace app {
+
+// The service's row of a key; nothing for keys that are only stored and for numbers without one.
+std::optional<sim::ParameterState> parameterOfKey(const sim::Service& service, int key);
+
+// "0..100 %", "0 Off, 1 On", "0..23" for a schedule hour; empty when nothing is known.
+std::string allowedText(const sim::Service& service, int key);
+
+// As above, of many choices only the first and the last.
+std::string allowedShort(const sim::Service& service, int key);
+
+// The same for programs: {"minimum":0,"maximum":100,…} or {"choices":[{"value":0,"label":"Off"},…]}.
+Json allowedJson(const sim::Service& service, int key);
+
+// "Off" for a choice, "%" for a number with a unit, else empty.
+std::string valueNote(const sim::Service& service, int key, int value);
+
+// A call to set something that the service refused.
+struct Refusal
+{
+    int key;     // the command's number when no key is sent as this command
+    int value;
+    int status;  // sim::Status
+};
+
+// The refused calls to set after the call with this number, oldest first.
+std::vector<Refusal> refusalsSince(const sim::Service& service, u32 callNumber);
+
+// Why the service says no: "300 is not among 0..100 %", "the lens is being reset".
+std::string reasonText(const sim::Service& service, int key, int value, int status);
+
+}  // namespace app

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+
+namespace app {
+
+// Turns what the library prints (colour sequences, lines, pieces of lines) into whole lines behind a mark.
+// Reentrant.
+class LibraryLines
+{
+public:
+    // mark: what each line begins with; may be empty.
+    // colour: keep the library's colours and dim the mark; otherwise leave all sequences out.
+    LibraryLines(const std::string& mark, bool colour);
+
+    // Takes in bytes; returns the lines that they completed, each with its line end.
+    std::string feed(const std::string& bytes);
+
+    // The begun line, completed; empty when nothing visible was begun.
+    std::string flush();
+
+private:
+    void take(char c, std::string& lines);
+    void endSequence(char c);
+    std::string finished();
+
+    const std::string mark_;
+    const bool colour_;
+    std::string colours_;   // sequences in force, "" after a reset
+    std::string line_;
+    std::string sequence_;  // an escape sequence that has begun
+    bool visible_ = false;  // line_ holds more than sequences
+};
+
+}  // namespace app

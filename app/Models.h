@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// The camera models whose documents are shipped (share/models/<name>).
+namespace app {
+
+// Names as --model takes them; the first is the one that is started when none is named.
+const std::vector<std::string>& modelNames();
+
+bool isModelName(const std::string& name);
+
+// "fixed, dome, lpr, fisheye"
+std::string modelList();
+
+// "fixed camera", for messages.
+std::string modelTitle(const std::string& name);
+
+}  // namespace app

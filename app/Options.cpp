@@ -1,0 +1,163 @@
+#include "Options.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+
+#include "Failure.h"
+#include "Models.h"
+#include "Parsing.h"
+
+namespace app {
+namespace {
+
+constexpr double kSlowest = 0.1;
+constexpr double kFastest = 3600.0;  // an hour a second; the scheduler's turn is then 0.3 ms long
+
+constexpr char kDescription[] =
+    "sensorcam - a network camera without hardware: the image-control library, real style documents and an\n"
+    "image-adjust service that behaves like a sensor, in a private file tree of its own.\n";
+
+constexpr char kFooter[] =
+    "\nExamples:\n"
+    "  sensorcam                                        a fixed camera, at the prompt\n"
+    "  sensorcam exec 'set brightness=60' save          change a value and keep it\n"
+    "  sensorcam exec 'get brightness'                  60, also after a restart\n"
+    "  sensorcam --json exec 'get' | jq .               all values, for programs\n"
+    "  sensorcam --model dome --state /tmp/dome shell   another camera beside it\n"
+    "  sensorcam --model lpr --speed 600 --at 05:00 exec 'light sun' 'watch 72000'\n"
+    "                                                   twenty hours of a licence-plate camera in two minutes\n"
+    "\n"
+    "Files: a camera lives below its state folder, by default ${XDG_STATE_HOME:-~/.local/state}/sensorcam/<model>.\n"
+    "Nothing outside of it is touched. Delete the folder and the camera is new.\n"
+    "\n"
+    "Exit status: 0 success, 1 a command failed, 2 wrong usage, 3 the camera could not be started, 128+n ended by\n"
+    "signal n.\n";
+
+std::string checkSpeed(const std::string& text)
+{
+    const std::optional<double> speed = parseNumber(text);
+    return speed && *speed >= kSlowest && *speed <= kFastest ? "" : text + " is no speed from 0.1 to 3600";
+}
+
+std::string checkTime(const std::string& text)
+{
+    const std::optional<int> minutes = parseTimeOfDay(text);
+    return minutes && *minutes < 24 * 60 ? "" : text + " is no time of day from 00:00 to 23:59";
+}
+
+std::string checkModel(const std::string& text)
+{
+    return isModelName(text) ? "" : text + " is no camera model; there are " + modelList();
+}
+
+bool asksForJson(int argc, char** argv)
+{
+    for (int i = 1; i < argc; ++i)
+    {
+        if (std::strcmp(argv[i], "--json") == 0)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Texts that CLI11 fills in and that need more than a flag to become an Options.
+struct RawOptions
+{
+    std::string model;
+    std::string speed;
+    std::string startTime;
+};
+
+void addOptions(CLI::App& cli, Options& options, RawOptions& raw)
+{
+    cli.add_option("--model", raw.model, "Camera model: " + modelList() + " (a state folder keeps its model)")
+        ->check(checkModel)
+        ->type_name("MODEL");
+    CLI::Option* state = cli.add_option("--state", options.stateFolder, "Folder of the camera's files")->type_name("DIR");
+    cli.add_option("--speed", raw.speed, "Camera seconds in a real second, 0.1 to 3600; default 1")
+        ->check(checkSpeed)
+        ->type_name("N");
+    cli.add_option("--at", raw.startTime, "Time of day to start at; default the real one")
+        ->check(checkTime)
+        ->type_name("HH:MM");
+    cli.add_flag("--json", options.json, "Answer with JSON, one document a command, and print nothing else");
+    cli.add_flag("--in-place", options.inPlace,
+                 "Use the real /mnt/mtd, /hd1 and /tmp instead of a private tree: for a board, or for a container "
+                 "that is thrown away. Documents that are there already are kept")
+        ->excludes(state);
+    cli.add_flag("--inside", options.inside)->group("");
+    cli.add_option("--lock-descriptor", options.lockDescriptor)->group("");
+}
+
+std::optional<Options> mistake(const std::string& text, bool json, int& status)
+{
+    reportFailure(text + "\nTry: sensorcam --help", json);
+    status = kExitUsage;
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Options> readOptions(int argc, char** argv, int& status)
+{
+    Options options;
+    RawOptions raw;
+    CLI::App cli(kDescription, "sensorcam");
+    addOptions(cli, options, raw);
+    cli.footer(kFooter);
+    cli.set_version_flag("--version", std::string("sensorcam ") + SENSORCAM_VERSION);
+    cli.require_subcommand(0, 1);
+    cli.add_subcommand("shell", "Open a prompt; without a terminal, read commands from standard input (the default)");
+    CLI::App* exec = cli.add_subcommand("exec", "Run commands, each argument one command line, and end. Stops at the "
+                                                "first command that fails; 'help' lists the commands");
+    exec->add_option("COMMAND", options.commands, "Command lines, as at the prompt")->required();
+    exec->positionals_at_end();
+    try
+    {
+        cli.parse(argc, argv);
+    }
+    catch (const CLI::Success& asked)
+    {
+        status = cli.exit(asked);
+        return std::nullopt;
+    }
+    catch (const CLI::ParseError& error)
+    {
+        return mistake(error.what(), asksForJson(argc, argv), status);
+    }
+    options.isShell = !exec->parsed();
+    options.model = raw.model.empty() ? std::nullopt : std::optional<std::string>(raw.model);
+    options.speed = raw.speed.empty() ? 1.0 : *parseNumber(raw.speed);
+    options.startMinutes = raw.startTime.empty() ? std::nullopt : parseTimeOfDay(raw.startTime);
+    return options;
+}
+
+std::vector<std::string> insideArguments(const Options& options, const std::string& stateFolder, int lockDescriptor)
+{
+    char speed[64];
+    std::snprintf(speed, sizeof speed, "%.6f", options.speed);
+    std::vector<std::string> arguments = {"--inside", "--lock-descriptor", std::to_string(lockDescriptor),
+                                          "--state",  stateFolder,         "--model",
+                                          *options.model, "--speed",       speed};
+    if (options.startMinutes)
+    {
+        arguments.insert(arguments.end(), {"--at", formatTimeOfDay(*options.startMinutes)});
+    }
+    if (options.json)
+    {
+        arguments.push_back("--json");
+    }
+    arguments.push_back(options.isShell ? "shell" : "exec");
+    if (!options.isShell)
+    {
+        arguments.push_back("--");
+        arguments.insert(arguments.end(), options.commands.begin(), options.commands.end());
+    }
+    return arguments;
+}
+
+}  // namespace app

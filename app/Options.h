@@ -1,0 +1,42 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// What the command line asks for. Host thread only.
+namespace app {
+
+// Exit statuses of sensorcam; 128 + n when signal n ended it.
+enum ExitStatus
+{
+    kExitOk = 0,
+    kExitCommandFailed = 1,
+    kExitUsage = 2,
+    kExitNoCamera = 3,  // the camera could not be started
+};
+
+struct Options
+{
+    std::optional<std::string> model;  // nothing: what the state folder remembers, else the first model
+    std::string stateFolder;           // empty: the default below the user's state folder
+    double speed = 1.0;                // camera seconds in a real second
+    std::optional<int> startMinutes;   // time of day to start at; nothing: the real one
+    bool json = false;
+    bool inPlace = false;
+    bool isShell = true;
+    std::vector<std::string> commands;  // of exec, a command line each
+
+    // Set by sensorcam itself for the copy of it that runs in the private tree.
+    bool inside = false;
+    int lockDescriptor = -1;
+};
+
+// Nothing when the program is to end at once with status: after --help and --version, and after a mistake, which
+// has then been explained on standard error (with --json as a document on standard output).
+std::optional<Options> readOptions(int argc, char** argv, int& status);
+
+// The arguments that give the copy inside the same options; stateFolder is its own view of it.
+std::vector<std::string> insideArguments(const Options& options, const std::string& stateFolder, int lockDescriptor);
+
+}  // namespace app

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// Reading what people type. All functions are reentrant.
+namespace app {
+
+using Words = std::vector<std::string>;
+
+// Splits a command line at blanks; '…' and "…" hold blanks together, a backslash takes the next character as
+// it is (not inside '…'). Nothing, with a reason in error, when a quotation is not closed.
+std::optional<Words> splitWords(const std::string& line, std::string& error);
+
+// A whole decimal number with an optional sign, within 32 signed bits; nothing else around it.
+std::optional<int> parseInt(const std::string& text);
+
+// A whole decimal number with an optional fraction, finite.
+std::optional<double> parseNumber(const std::string& text);
+
+// Minutes since midnight of "H:MM" or "HH:MM", 0 to 1440 (24:00); nothing for any other text.
+std::optional<int> parseTimeOfDay(const std::string& text);
+
+// "HH:MM"
+std::string formatTimeOfDay(int minutes);
+
+struct TimeSpanOfDay
+{
+    int startMinutes;
+    int endMinutes;
+};
+
+// "HH:MM-HH:MM", each as above. The order of the two is not looked at.
+std::optional<TimeSpanOfDay> parseTimeSpan(const std::string& text);
+
+struct Assignment
+{
+    std::string key;
+    std::string value;
+};
+
+// "KEY=VALUE"; nothing when the equals sign or one side is missing.
+std::optional<Assignment> parseAssignment(const std::string& text);
+
+struct PairItem
+{
+    int key;
+    int value;
+};
+
+// Pair text "(34,60)(144,1)" as the library writes it. Malformed items are left out.
+std::vector<PairItem> parsePairs(const std::string& text);
+
+std::string toLower(std::string text);
+
+// "a, b and c"
+std::string joinWords(const Words& words);
+
+// "1 key", "2 keys"
+std::string counted(std::size_t count, const std::string& one, const std::string& many);
+
+}  // namespace app

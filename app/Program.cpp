@@ -1,0 +1,110 @@
+#include "Program.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include "Camera.h"
+#include "EndSignals.h"
+#include "Failure.h"
+#include "LibraryOutput.h"
+#include "Models.h"
+#include "Provision.h"
+#include "Sandbox.h"
+#include "Session.h"
+#include "Shell.h"
+#include "StateFolder.h"
+#include "Supervisor.h"
+
+namespace app {
+namespace {
+
+// On a board the camera's own state lies beside the library's files.
+constexpr char kInPlaceState[] = "/mnt/mtd/sensorcam";
+
+LibraryOutput::Way libraryWay(const Options& options)
+{
+    return options.isShell && !options.json ? LibraryOutput::Way::collected : LibraryOutput::Way::standardError;
+}
+
+// The camera itself, in whatever tree it finds.
+int runCamera(const Options& options, const std::string& stateFolder)
+{
+    signal(SIGPIPE, SIG_IGN);
+    EndSignals signals;
+    LibraryOutput output(libraryWay(options));
+    const bool interactive = options.isShell && isInteractive(output.answerDescriptor(), options.json);
+    int status = kExitOk;
+    {
+        Camera camera({*options.model, shareFolder(), options.speed, options.startMinutes, options.inPlace});
+        Session session(camera, output, signals, options.json, interactive);
+        session.print(output.take());
+        status = options.isShell ? runShell(session, stateFolder + "/history") : session.runAll(options.commands);
+    }
+    // What the library said at its end.
+    const std::string last = output.take();
+    if (write(output.answerDescriptor(), last.data(), last.size()) < 0)
+    {
+        status = kExitCommandFailed;
+    }
+    return signals.received() != 0 ? 128 + signals.received() : status;
+}
+
+void announceFirstStart(const StateFolder& state, const std::string& model)
+{
+    notice("first start: making the files of a " + modelTitle(model) + " in " + state.path());
+}
+
+// Lays out the tree and remembers the model; the last step, so that an interrupted first start begins anew.
+void prepare(StateFolder& state, const std::string& model, const std::string& root, Documents documents)
+{
+    const bool isNew = !state.model();
+    if (isNew)
+    {
+        announceFirstStart(state, model);
+    }
+    provision(shareFolder(), model, root, documents);
+    if (isNew)
+    {
+        state.rememberModel(model);
+    }
+}
+
+int runInPlace(Options options)
+{
+    StateFolder state(kInPlaceState);
+    fcntl(state.lockDescriptor(), F_SETFD, FD_CLOEXEC);
+    options.model = state.chooseModel(options.model);
+    prepare(state, *options.model, "", Documents::keepExisting);
+    return runCamera(options, state.path());
+}
+
+int runInPrivateTree(Options options)
+{
+    const std::string wantedModel = options.model.value_or(modelNames().front());
+    StateFolder state(options.stateFolder.empty() ? defaultStateFolder(wantedModel) : absolutePath(options.stateFolder));
+    options.model = state.chooseModel(options.model);
+    prepare(state, *options.model, state.path(), Documents::refresh);
+    int ends[2];
+    if (pipe(ends) != 0)
+    {
+        throw Failure(systemError("cannot make a pipe"));
+    }
+    const std::vector<std::string> arguments = insideArguments(options, kInsideState, state.lockDescriptor());
+    return superviseCamera(sandboxCommand(state.path(), programFile(), arguments, ends[1]), ends[0], ends[1]);
+}
+
+}  // namespace
+
+int runProgram(Options options)
+{
+    blockEndSignals();
+    if (options.inside)
+    {
+        fcntl(options.lockDescriptor, F_SETFD, FD_CLOEXEC);
+        return runCamera(options, options.stateFolder);
+    }
+    return options.inPlace ? runInPlace(std::move(options)) : runInPrivateTree(std::move(options));
+}
+
+}  // namespace app

@@ -1,0 +1,114 @@
+#include "Provision.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "Failure.h"
+#include "StateFolder.h"
+
+namespace app {
+namespace {
+
+namespace fs = std::filesystem;
+
+const char* const kFolders[] = {
+    "/mnt/mtd/code/config_file",
+    "/mnt/mtd/code/factory_setting",
+    "/mnt/mtd/sign",
+    "/mnt/mtd/log",
+    "/hd1/moduleConfig/sensorConfig/style",
+    "/hd1/moduleConfig/sensorConfig/styleDiversity",
+    "/tmp",
+};
+
+std::string contentOf(const fs::path& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream)
+    {
+        throw Failure("cannot read " + file.string());
+    }
+    return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+}
+
+// A reader never sees a half written document.
+void replaceFile(const fs::path& target, const std::string& content)
+{
+    const fs::path staged = target.string() + ".new";
+    std::ofstream stream(staged, std::ios::binary | std::ios::trunc);
+    stream << content;
+    stream.close();
+    std::error_code error;
+    fs::rename(staged, target, error);
+    if (!stream || error)
+    {
+        throw Failure("cannot write " + target.string());
+    }
+}
+
+void copyDocument(const fs::path& source, const fs::path& target, Documents documents)
+{
+    const std::string content = contentOf(source);
+    if (fs::exists(target) && (documents == Documents::keepExisting || contentOf(target) == content))
+    {
+        return;
+    }
+    replaceFile(target, content);
+}
+
+void copyFolder(const fs::path& source, const fs::path& target, Documents documents)
+{
+    std::error_code error;
+    for (const fs::directory_entry& entry : fs::directory_iterator(source, error))
+    {
+        if (entry.is_regular_file() && entry.path().extension() == ".xml")
+        {
+            copyDocument(entry.path(), target / entry.path().filename(), documents);
+        }
+    }
+    if (error)
+    {
+        throw Failure("cannot read " + source.string() + ": " + error.message());
+    }
+}
+
+}  // namespace
+
+void provision(const std::string& share, const std::string& model, const std::string& root, Documents documents)
+{
+    for (const char* folder : kFolders)
+    {
+        makeFolders(root + folder);
+    }
+    const fs::path from = share;
+    const fs::path factory = root + "/mnt/mtd/code/factory_setting";
+    const fs::path config = root + "/hd1/moduleConfig";
+    copyDocument(from / "models" / model / "machineinfo.ini", factory / "machineinfo.ini", documents);
+    copyDocument(from / "models" / model / "moduleConfig.xml", config / "moduleConfig.xml", documents);
+    copyFolder(from / "style", config / "sensorConfig/style", documents);
+    copyFolder(from / "styleDiversity", config / "sensorConfig/styleDiversity", documents);
+}
+
+std::string programFile()
+{
+    std::error_code error;
+    const fs::path program = fs::read_symlink("/proc/self/exe", error);
+    if (error)
+    {
+        throw Failure("cannot find out where this program lies: /proc/self/exe: " + error.message());
+    }
+    return program.string();
+}
+
+std::string shareFolder()
+{
+    const fs::path share = fs::path(programFile()).parent_path().parent_path() / "share/sensorcam";
+    if (!fs::is_directory(share))
+    {
+        throw Failure("the camera's documents are missing: there is no folder " + share.string());
+    }
+    return share.string();
+}
+
+}  // namespace app

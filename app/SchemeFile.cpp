@@ -1,0 +1,49 @@
+#include "SchemeFile.h"
+
+#include <algorithm>
+
+#include "KSFile.h"
+#include "SensorFile.h"
+
+namespace app {
+namespace {
+
+bool sameRecord(const KeyVal& left, const KeyVal& right)
+{
+    return left.key == right.key && left.value == right.value;
+}
+
+}  // namespace
+
+std::string schemeFilePath(int scheme)
+{
+    return "/mnt/mtd/code/config_file/sensor" + std::to_string(scheme) + ".cfg";
+}
+
+std::vector<KeyVal> readSchemeFile(int scheme)
+{
+    std::string path = schemeFilePath(scheme);
+    if (!KSFile::exists(path.c_str()))
+    {
+        return {};
+    }
+    const INT64 length = getFileLen(path.c_str());
+    if (length <= 0 || length % static_cast<INT64>(sizeof(KeyVal)) != 0)
+    {
+        return {};
+    }
+    std::vector<KeyVal> records(static_cast<std::size_t>(length) / sizeof(KeyVal));
+    keyValFromFile(path.data(), records.data(), static_cast<u32>(records.size()));
+    return records;
+}
+
+bool writeSchemeFile(int scheme, std::vector<KeyVal> records)
+{
+    std::string path = schemeFilePath(scheme);
+    keyValToFile(path.data(), records.data(), static_cast<u32>(records.size()));
+    // The result says nothing: it is success whatever happened.
+    const std::vector<KeyVal> written = readSchemeFile(scheme);
+    return written.size() == records.size() && std::equal(written.begin(), written.end(), records.begin(), sameRecord);
+}
+
+}  // namespace app

@@ -1,0 +1,143 @@
+#include "StateFolder.h"
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "Failure.h"
+#include "Models.h"
+
+namespace app {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kLockFile[] = "lock";
+constexpr char kModelFile[] = "model";
+
+std::string homeFolder()
+{
+    const char* home = std::getenv("HOME");
+    if (home != nullptr && home[0] == '/')
+    {
+        return home;
+    }
+    const passwd* entry = getpwuid(getuid());
+    if (entry == nullptr || entry->pw_dir == nullptr || entry->pw_dir[0] != '/')
+    {
+        throw Failure("there is no home directory for the camera's files; name a folder with --state DIR");
+    }
+    return entry->pw_dir;
+}
+
+std::string firstLineOf(const std::string& path)
+{
+    std::ifstream stream(path);
+    std::string line;
+    std::getline(stream, line);
+    return line;
+}
+
+}  // namespace
+
+std::string defaultStateFolder(const std::string& model)
+{
+    const char* state = std::getenv("XDG_STATE_HOME");
+    // Relative paths in this variable are to be ignored.
+    const std::string base = state != nullptr && state[0] == '/' ? state : homeFolder() + "/.local/state";
+    return base + "/sensorcam/" + model;
+}
+
+std::string absolutePath(const std::string& path)
+{
+    std::string absolute = fs::absolute(path).lexically_normal().string();
+    while (absolute.size() > 1 && absolute.back() == '/')
+    {
+        absolute.pop_back();
+    }
+    return absolute;
+}
+
+void makeFolders(const std::string& path)
+{
+    std::error_code error;
+    fs::create_directories(path, error);
+    if (error || !fs::is_directory(path))
+    {
+        throw Failure("cannot make the folder " + path + ": " + (error ? error.message() : "it is a file"));
+    }
+}
+
+StateFolder::StateFolder(const std::string& path) : path_(path)
+{
+    makeFolders(path_);
+    takeLock();
+}
+
+StateFolder::~StateFolder()
+{
+    close(lock_);
+}
+
+void StateFolder::takeLock()
+{
+    const std::string file = path_ + "/" + kLockFile;
+    lock_ = open(file.c_str(), O_RDWR | O_CREAT, 0644);
+    if (lock_ < 0)
+    {
+        throw Failure(systemError("cannot write in the state folder " + path_));
+    }
+    if (flock(lock_, LOCK_EX | LOCK_NB) != 0)
+    {
+        const std::string holder = firstLineOf(file);
+        close(lock_);
+        throw Failure("a camera is already running on " + path_ + (holder.empty() ? "" : " (process " + holder + ")") +
+                      "; end it, or give this one a folder of its own with --state DIR");
+    }
+    const std::string process = std::to_string(getpid()) + "\n";
+    if (ftruncate(lock_, 0) != 0 || write(lock_, process.data(), process.size()) < 0)
+    {
+        close(lock_);
+        throw Failure(systemError("cannot write in the state folder " + path_));
+    }
+}
+
+std::optional<std::string> StateFolder::model() const
+{
+    const std::string name = firstLineOf(path_ + "/" + kModelFile);
+    return name.empty() ? std::nullopt : std::optional<std::string>(name);
+}
+
+std::string StateFolder::chooseModel(const std::optional<std::string>& wanted) const
+{
+    const std::optional<std::string> remembered = model();
+    if (remembered && !isModelName(*remembered))
+    {
+        throw Failure(path_ + " holds a camera of the unknown model '" + *remembered + "'");
+    }
+    if (wanted && remembered && *wanted != *remembered)
+    {
+        throw Failure(path_ + " holds a " + modelTitle(*remembered) + "; a " + modelTitle(*wanted) +
+                      " needs a folder of its own (--state DIR)");
+    }
+    return wanted ? *wanted : remembered.value_or(modelNames().front());
+}
+
+void StateFolder::rememberModel(const std::string& model)
+{
+    std::ofstream stream(path_ + "/" + kModelFile);
+    stream << model << '\n';
+    stream.close();
+    if (!stream)
+    {
+        throw Failure("cannot write in the state folder " + path_);
+    }
+}
+
+}  // namespace app

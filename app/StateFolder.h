@@ -1,0 +1,52 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+// The folder that holds everything a camera writes. Host thread only.
+namespace app {
+
+// Absolute default for a model: ${XDG_STATE_HOME:-$HOME/.local/state}/sensorcam/<model>. Throws Failure when there
+// is no home directory.
+std::string defaultStateFolder(const std::string& model);
+
+// path made absolute against the working directory. The folder need not exist.
+std::string absolutePath(const std::string& path);
+
+// Makes a folder and those above it; no failure if it is there. Throws Failure.
+void makeFolders(const std::string& path);
+
+// A state folder, locked for this camera as long as the object lives.
+class StateFolder
+{
+public:
+    // Makes the folder when it is missing and takes the lock. Throws Failure when another camera has it, or when
+    // it cannot be written.
+    explicit StateFolder(const std::string& path);
+    ~StateFolder();
+    StateFolder(const StateFolder&) = delete;
+    StateFolder& operator=(const StateFolder&) = delete;
+
+    const std::string& path() const { return path_; }
+
+    // Inherited by the programs that this one starts, so that the lock lives as long as the last of them.
+    int lockDescriptor() const { return lock_; }
+
+    // The model whose camera the folder holds; nothing in a new folder.
+    std::optional<std::string> model() const;
+
+    // The model to start: the wanted one, or the remembered one, or the first. Throws Failure when the folder
+    // holds another model than the wanted one.
+    std::string chooseModel(const std::optional<std::string>& wanted) const;
+
+    // Throws Failure.
+    void rememberModel(const std::string& model);
+
+private:
+    void takeLock();
+
+    const std::string path_;
+    int lock_ = -1;
+};
+
+}  // namespace app

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "SensorTypes.h"
+
+// Whole text documents in memory that their user frees (malloc). Reentrant.
+namespace config {
+
+// The length as it is, or -1 for one that no document has: negative, or above kXmlBytesMax. A host's file class
+// may report anything.
+INT64 textLength(INT64 fileLength);
+
+// Puts zeroed room for length bytes and a terminator in text's stead, an empty text for a negative length. False
+// without memory: text is then empty, or null if it was.
+bool makeRoom(char*& text, INT64 length);
+
+// Reads length bytes into room made for at least as many. What loadFromFile returned; text is empty if that is
+// -1, and if the file holds a NUL: what follows it would be hidden from a terminated text.
+int readText(const char* fileName, char* text, INT64 length);
+
+}  // namespace config

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+// What a text must be before the XML parser sees it: the parser reads past its end on broken UTF-8, stops in the
+// middle at a NUL, recurses once a level of nesting, compares every attribute of an element with every other, and
+// makes bytes that are no UTF-8 of a reference to a number that is no character.
+namespace config {
+
+constexpr std::size_t kXmlBytesMax = 4u << 20;  // far above any style document of a camera with little memory
+constexpr std::size_t kXmlDepthMax = 64;        // the parser survives about 500 levels on a thread of 128 KiB
+constexpr std::size_t kXmlAttributesMax = 256;  // on one element; 40,000 keep the parser busy for five seconds
+
+// Shortest forms only, no surrogates, nothing above U+10FFFF, nothing cut off, no NUL. Reentrant.
+bool isStrictUtf8(std::string_view text);
+
+struct XmlShape
+{
+    std::size_t depth;                // levels of elements that the parser would descend, the root being 1
+    std::size_t attributes;           // the most on one element
+    bool hasOnlyCharacterReferences;  // numeric ones: to no NUL, no surrogate, nothing above U+10FFFF
+};
+
+// Follows the parser's own reading of malformed text, so that nothing hides from the count; what follows the
+// parser's first error does not count. Ends with depth kXmlDepthMax + 1 at the first element below kXmlDepthMax.
+// Wants a text that is strict UTF-8. Reentrant.
+XmlShape xmlShape(std::string_view text);
+
+// All of the above and the size. Reentrant.
+bool isSafeXml(std::string_view text);
+
+}  // namespace config

@@ -1,0 +1,154 @@
+#include <cstring>
+
+#include "ControllerFlags.h"
+#include "ControllerUnit.h"
+#include "ISensorController.h"
+#include "SharedWord.h"
+#include "ia_ioctrl.h"
+
+using diag::Kind;
+
+namespace {
+
+// Statuses of the service that are worth a line of their own.
+bool isTracedFailure(int status)
+{
+    return status == -1 || status == -4 || status == -5;
+}
+
+// contract: a key that the map lacks is sent all the same, with its number as the command.
+keycmd rowForUnknownKey(u32 key)
+{
+    keycmd row = {};
+    row.key = key;
+    row.cmd = key;
+    row.handler = &ISensorController::doIaCmd;
+    std::strcpy(row.szKeyName, "unknow key");  // contract: misspelling kept
+    std::strcpy(row.szHandlerName, "ISensorController::doIaCmd");
+    return row;
+}
+
+}  // namespace
+
+bool ISensorController::isAlreadyHeld(const KeyVal& record)
+{
+    if (!isKeyValNewest(record))
+    {
+        return false;
+    }
+    diag::tracePlain(Kind::debug,
+                     "ignore, (%u,%u) is newest, m_nFlags.switching_flag(%d), m_nLastScheme(%d), "
+                     "m_nCurScheme(%d)!!!\n",
+                     record.key, record.value, (m_nFlags & kSwitchingFlag) != 0 ? 1 : 0, m_nLastScheme.load(),
+                     m_nCurScheme.load());
+    return true;
+}
+
+bool ISensorController::applyRecord(const diag::Place& place, u32 index, KeyVal& record)
+{
+    keycmd row;
+    const bool known = findFromKeyCmdMap(m_pKeyCmdMap, record.key, row) != -1;
+    diag::reportUnless(known, place, "-1 != findFromKeyCmdMap(m_pKeyCmdMap, p_pKeyval[i].key, stKeyCmdTmp)",
+                       "p_pKeyval[%u].key(%u)", index, record.key);
+    if (!known)
+    {
+        diag::tracePlain(Kind::debug, "not find (%d) \n", static_cast<int>(record.key));
+        row = rowForUnknownKey(record.key);
+    }
+    diag::tracePlain(Kind::debug, "====================== set %s (%d,%d) func:%s ia_cmd:%d =====================\n",
+                     row.szKeyName, static_cast<int>(record.key), static_cast<int>(record.value), row.szHandlerName,
+                     static_cast<int>(row.cmd));
+    const int status = (this->*row.handler)(row.cmd, IA_CMD_OPT_SET, &record.value);
+    if (status == SNS_SUCCESS)
+    {
+        return true;
+    }
+    if (isTracedFailure(status))
+    {
+        diag::trace(Kind::error, place, "set %s (%d,%d) func:%s ia_cmd:%d ~~~failed ia_ret=%d\n", row.szKeyName,
+                    static_cast<int>(record.key), static_cast<int>(record.value), row.szHandlerName,
+                    static_cast<int>(row.cmd), status);
+    }
+    return false;
+}
+
+void ISensorController::rememberRecord(const diag::Place& place, u32 index, const KeyVal& record)
+{
+    const int scheme = m_nCurScheme;
+    if (setKeyValToCache(scheme, record.key, record.value, false) == -1)
+    {
+        diag::trace(Kind::debug, place,
+                    "SET_KEY_VAL FAILED, m_nCurScheme(%d), p_pKeyval[%d].key(%d), p_pKeyval[%d].value(%d),  maybe "
+                    "jixin\n",  // contract: wording kept
+                    scheme, static_cast<int>(index), static_cast<int>(record.key), static_cast<int>(index),
+                    static_cast<int>(record.value));
+    }
+}
+
+int ISensorController::setParameters(KeyVal* p_pKeyval, unsigned int p_nKeyvalNum, bool p_bCache)
+{
+    const diag::Place place = CONTROLLER_PLACE;
+    for (u32 i = 0; i < p_nKeyvalNum; ++i)
+    {
+        // The array may be a scheme that other threads write: handlers get a copy.
+        KeyVal record = {diag::sharedLoad(p_pKeyval[i].key), diag::sharedLoad(p_pKeyval[i].value)};
+        const bool stored = isScheduleKey(record.key);
+        if (p_bCache ? isAlreadyHeld(record) : stored)
+        {
+            continue;
+        }
+        if (!stored)
+        {
+            const u32 before = record.value;
+            const bool applied = applyRecord(place, i, record);
+            if (record.value != before)
+            {
+                diag::sharedStore(p_pKeyval[i].value, record.value);
+            }
+            if (!applied)
+            {
+                // contract: minus the key, whatever it is, so 0 for a refused unknown key 0
+                return static_cast<int>(0u - record.key);
+            }
+        }
+        if (p_bCache)
+        {
+            rememberRecord(place, i, record);
+        }
+    }
+    return SNS_SUCCESS;
+}
+
+int ISensorController::setParameter(int p_nKey, int p_nVal, bool p_bCache)
+{
+    const ControllerLock lock(m_objMutex, __LINE__);
+    // contract: the run of twos is part of the text
+    diag::trace(Kind::debug, CONTROLLER_PLACE, "p_Parameters22222222222(%d, %d)\n", p_nKey, p_nVal);
+    KeyVal record = {static_cast<u32>(p_nKey), static_cast<u32>(p_nVal)};
+    return setParameters(&record, 1, p_bCache);
+}
+
+int ISensorController::switch_to(int p_nScheme, bool p_bFull)
+{
+    diag::trace(Kind::debug, CONTROLLER_PLACE, "switch_to(): %d -> %d\n", m_nCurScheme.load(), p_nScheme);
+    m_nLastScheme = m_nCurScheme.load();
+    m_nCurScheme = p_nScheme;
+    const RaisedFlag switching(m_nFlags, kSwitchingFlag);
+    // An index without a scheme is current now and has nothing to apply.
+    if (KeyVal* const records = recordsOf(p_nScheme))
+    {
+        if (p_bFull)
+        {
+            setParameters(records, m_nKeyValSum, false);
+        }
+        else
+        {
+            const int result = setParameters(records, m_nKeyValSum, true);
+            diag::reportUnless(result == SNS_SUCCESS, CONTROLLER_PLACE,
+                               "SNS_SUCCESS == setParameters(m_ppUserKeyVal[m_nCurScheme], m_nKeyValSum, true)",
+                               "m_nCurScheme(%d) m_nKeyValSum(%d)\n", m_nCurScheme.load(),
+                               static_cast<int>(m_nKeyValSum));
+        }
+    }
+    return SNS_SUCCESS;  // contract: always success
+}

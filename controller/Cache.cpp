@@ -1,0 +1,73 @@
+#include "ControllerFlags.h"
+#include "ControllerUnit.h"
+#include "ISensorController.h"
+#include "SharedWord.h"
+#include "SysConfig.h"
+
+namespace {
+
+u32 schemeSum()
+{
+    return diag::sharedLoad(g_stSysConf.nSchemeSum);
+}
+
+}  // namespace
+
+KeyVal* ISensorController::recordsOf(u32 scheme) const
+{
+    return m_ppUserKeyVal != nullptr && scheme <= schemeSum() ? m_ppUserKeyVal[scheme] : nullptr;
+}
+
+KeyVal* ISensorController::findRecord(u32 scheme, u32 key) const
+{
+    KeyVal* const records = recordsOf(scheme);
+    for (u32 i = 0; records != nullptr && i < m_nKeyValSum; ++i)
+    {
+        if (records[i].key == key)
+        {
+            return &records[i];
+        }
+    }
+    return nullptr;
+}
+
+int ISensorController::setKeyValToCache(unsigned int p_nScheme, unsigned int p_nKey, unsigned int p_nVal, bool p_bForce)
+{
+    if (!p_bForce && p_nScheme >= schemeSum())
+    {
+        return -2;
+    }
+    KeyVal* const record = findRecord(p_nScheme, p_nKey);
+    if (record == nullptr)
+    {
+        return -1;
+    }
+    diag::sharedStore(record->value, p_nVal);
+    return static_cast<int>(record - recordsOf(p_nScheme));
+}
+
+int ISensorController::getKeyValFromCache(unsigned int p_nScheme, unsigned int p_nKey, unsigned int& p_nVal)
+{
+    // contract: the default scheme can be read freely, while writing it must be forced
+    if (p_nScheme > schemeSum())
+    {
+        // contract: misspelling kept
+        diag::tracePlain(diag::Kind::debug, "can not find val, invalid sheme(%d) \n", static_cast<int>(p_nScheme));
+        return -1;
+    }
+    const KeyVal* const record = findRecord(p_nScheme, p_nKey);
+    if (record == nullptr)
+    {
+        return -1;
+    }
+    p_nVal = diag::sharedLoad(record->value);
+    return static_cast<int>(record - recordsOf(p_nScheme));
+}
+
+bool ISensorController::isKeyValNewest(const KeyVal& p_stKeyVal)
+{
+    // While a switch is applied, the sensor still holds the scheme before.
+    const int scheme = (m_nFlags & kSwitchingFlag) != 0 ? m_nLastScheme : m_nCurScheme;
+    u32 stored = 0;
+    return getKeyValFromCache(scheme, p_stKeyVal.key, stored) != -1 && stored == p_stKeyVal.value;
+}

@@ -1,0 +1,165 @@
+#include "ControllerFlags.h"
+#include "ControllerUnit.h"
+#include "ISensorController.h"
+#include "KSDeviceTime.h"
+#include "KestraTime.h"
+#include "SharedWord.h"
+#include "SysConfig.h"
+#include "ia_ioctrl.h"
+
+using diag::Kind;
+
+namespace {
+
+constexpr long kTurnPauseSeconds = 1;  // windows begin and end on minutes: a second's delay goes unnoticed
+constexpr int kDayScheme = 0;
+constexpr int kNightScheme = 1;
+
+enum schedule_e
+{
+    kOutsideWindows = 0,
+    kInsideWindow = 1,
+};
+
+}  // namespace
+
+bool ISensorController::isBusy() const
+{
+    return (m_nFlags & kBusyMask) != 0;
+}
+
+// One turn. Takes no lock: the busy bits are the handshake with the host's callers. Testing them and raising
+// switching_flag are two steps; the narrow race between them is accepted.
+int ISensorController::sensorThread()
+{
+    if ((m_nFlags & kResetFlag) == 0)
+    {
+        KestraTime::wait(KestraTime(kTurnPauseSeconds, 0));
+    }
+    if (m_nParamMode == 0)
+    {
+        return 0;
+    }
+    int scheme = 0;
+    int schedule = kOutsideWindows;
+    const diag::Place place = CONTROLLER_PLACE;
+    const int judged = judgeCurScheme(scheme, schedule);
+    diag::reportUnless(judged == SNS_SUCCESS, place, "SNS_SUCCESS == judgeCurScheme(nScheme, nSchedule)",
+                       "nScheme(%d)\n", scheme);
+    if (!m_bLPR)
+    {
+        turnOrdinary(place, scheme);
+    }
+    else if (schedule == kInsideWindow)
+    {
+        turnScheduledLpr(place, scheme);
+    }
+    else
+    {
+        turnDayNightLpr();
+    }
+    return 0;
+}
+
+void ISensorController::turnOrdinary(const diag::Place& place, int scheme)
+{
+    if (scheme == m_nCurScheme || isBusy())
+    {
+        return;
+    }
+    diag::trace(Kind::debug, place, "SCHEME: auto switch_to(%d)\n", scheme);
+    diag::reportUnless(switch_to(scheme, false) == SNS_SUCCESS, place, "SNS_SUCCESS == switch_to(nScheme)",
+                       "nScheme(%d)\n", scheme);
+}
+
+void ISensorController::turnScheduledLpr(const diag::Place& place, int scheme)
+{
+    const bool wasInside = m_nLastSchedule == kInsideWindow;
+    if ((wasInside && scheme == m_nCurScheme) || isBusy())
+    {
+        return;
+    }
+    diag::trace(Kind::debug, place, "SCHEME: auto switch_to(%d)\n", scheme);
+    if (wasInside)
+    {
+        diag::reportUnless(switch_to(scheme, false) == SNS_SUCCESS, place, "SNS_SUCCESS == switch_to(nScheme)",
+                           "nScheme(%d)\n", scheme);
+    }
+    else
+    {
+        // The day/night pair was sent with KEY_DN_MODE forced, so a difference to it says nothing: send all.
+        diag::reportUnless(switch_to(scheme, true) == SNS_SUCCESS, place, "SNS_SUCCESS == switch_to(nScheme, true)",
+                           "nScheme(%d)\n", scheme);
+    }
+    m_nLastSchedule = kInsideWindow;
+}
+
+void ISensorController::turnDayNightLpr()
+{
+    int mode = 0;
+    getDNMode(mode);  // a failed reading counts as day
+    const int scheme = mode != 0 ? kNightScheme : kDayScheme;
+    if ((m_nLastSchedule == kOutsideWindows && scheme == m_nCurScheme) || isBusy())
+    {
+        return;
+    }
+    LPR_switch_to(scheme);
+    m_nLastSchedule = kOutsideWindows;
+}
+
+int ISensorController::judgeCurScheme(int& p_nScheme, int& p_nSchedule)
+{
+    const KSDeviceTime time = KSDeviceTime::getCurrentTime();
+    const u32 now = static_cast<u32>(time.getHour() * 100 + time.getMinute());
+    const u32 schemes = diag::sharedLoad(g_stSysConf.nSchemeSum);
+    p_nSchedule = kOutsideWindows;
+    p_nScheme = static_cast<int>(schemes);
+    for (u32 i = 0; i < schemes; ++i)
+    {
+        const KeyVal* const records = recordsOf(i);
+        if (records == nullptr || m_nKeyValSum < kScheduleRecords ||
+            diag::sharedLoad(records[kRecordEnable].value) == 0)
+        {
+            continue;
+        }
+        // contract: half-open and without a turn of the day, so 22:00 to 06:00 never holds
+        if (scheduleTime(i, kRecordStartHour) <= now && now < scheduleTime(i, kRecordEndHour))
+        {
+            p_nScheme = static_cast<int>(i);
+            p_nSchedule = kInsideWindow;
+            break;
+        }
+    }
+    return SNS_SUCCESS;  // contract: always success
+}
+
+int ISensorController::LPR_switch_to(int p_nScheme)
+{
+    const RaisedFlag switching(m_nFlags, kSwitchingFlag);
+    m_nLastScheme = m_nCurScheme.load();
+    m_nCurScheme = p_nScheme;
+    if (const KeyVal* const records = recordsOf(p_nScheme))
+    {
+        bool modeSeen = false;
+        for (u32 i = 0; i < m_nKeyValSum; ++i)
+        {
+            const bool forced = !modeSeen && records[i].key == KEY_DN_MODE;
+            modeSeen = modeSeen || forced;
+            diag::sharedStore(m_pstKeyValBuf[i].key, records[i].key);
+            diag::sharedStore(m_pstKeyValBuf[i].value, forced ? 0u : diag::sharedLoad(records[i].value));
+        }
+        setParameters(m_pstKeyValBuf, m_nKeyValSum, false);
+    }
+    return SNS_SUCCESS;  // contract: always success
+}
+
+bool ISensorController::getDNMode(int& p_nMode)
+{
+    int mode = 0;
+    if (!getValue(IA_CMD_DN_STATE, mode))
+    {
+        return false;
+    }
+    p_nMode = mode;
+    return true;
+}

@@ -1,0 +1,223 @@
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "AVStreamParam.h"
+#include "ControllerFlags.h"
+#include "ControllerUnit.h"
+#include "DeviceType.h"
+#include "GThread.h"
+#include "ISensorController.h"
+#include "KSFile.h"
+#include "KeyCmdMap.h"
+#include "MachineInfo.h"
+#include "SensorFile.h"
+#include "SensorFlags.h"
+#include "SharedWord.h"
+#include "SysConfig.h"
+#include "SystemInfoParser.h"
+#include "VideoStreamModule.h"
+#include "sy_system.h"
+
+using diag::Kind;
+
+namespace {
+
+constexpr std::size_t kInfraredFieldSize = 14;  // characters of "(isInfrared=0)"
+
+// What a licence-plate camera's scheme 1, its night scheme, starts with.
+constexpr int kLprNightScheme = 1;
+constexpr KeyVal kLprNightValues[] = {
+    {KEY_DN_MODE, 0}, {KEY_MAX_SHUTTER, 18}, {KEY_METER_AREA, 1}, {KEY_IR_MODE, 2}, {KEY_IR_MANUAL_STRG_NEAR, 40},
+};
+
+// contract: the block that holds all schemes is never released; hosts keep pointers into it beyond uinit.
+__attribute__((noinline)) KeyVal* allocateSchemeBlock(std::size_t records)
+{
+    return new KeyVal[records]();
+}
+
+void setFirst(KeyVal* records, u32 count, const KeyVal& wanted)
+{
+    for (u32 i = 0; i < count; ++i)
+    {
+        if (records[i].key == wanted.key)
+        {
+            records[i].value = wanted.value;
+            return;
+        }
+    }
+}
+
+}  // namespace
+
+bool ISensorController::init(const ModuleConfigure& p_objModuleConfigure)
+{
+    RaisedFlag initialising(m_nFlags, kInitialising);
+    m_nFlags &= static_cast<unsigned char>(~kInitialised);
+
+    diag::reportUnless(initSysConf(p_objModuleConfigure, &g_stSysConf) == SNS_SUCCESS, CONTROLLER_PLACE,
+                       "SNS_SUCCESS == initSysConf(p_objModuleConfigure, &g_stSysConf)");
+    makeSchemes(CONTROLLER_PLACE);
+    dropOutdatedSchemeFiles(CONTROLLER_PLACE);
+    detectLpr();
+    loadSchemeFiles();
+    diag::reportUnless(setVersion(m_nVersion) == SNS_SUCCESS, CONTROLLER_PLACE, "SNS_SUCCESS == setVersion(m_nVersion)",
+                       "m_nVersion(%d)\n", static_cast<int>(m_nVersion));
+
+    m_pKeyCmdMap = newKeyCmdMap(diag::sharedLoad(g_nKeyCmdNum));
+    g_pKeyCmdMap = m_pKeyCmdMap;
+    diag::sharedStore(g_nKeyCmdNum, kKeyCmdRows);
+    m_pstKeyValTmp = new KeyVal[m_nKeyValSum]();
+
+    sensorThread();  // the first scheme is in force before the host goes on
+    diag::reportUnless(m_pSensorThread->start(), CONTROLLER_PLACE, "m_pSensorThread->start()");
+
+    initialising.lower();
+    m_nFlags |= kInitialised;
+    settleWdrVisibility();
+    diag::tracePlain(Kind::debug, "ISensorController::initSensor  success\n");
+    return true;  // contract: always true
+}
+
+void ISensorController::makeSchemes(const diag::Place& place)
+{
+    m_pFctKeyVal = new KeyVal[kKeyValCapacity]();
+    m_pstKeyValBuf = new KeyVal[kKeyValCapacity]();
+    const int result = getFctData(g_stSysConf.szUIStyle, m_pFctKeyVal, &m_nKeyValSum);
+    diag::reportUnless(result == SNS_SUCCESS, place,
+                       "SNS_SUCCESS == getFctData(g_stSysConf.szUIStyle, m_pFctKeyVal, &m_nKeyValSum)",
+                       "m_nKeyValSum(%d)\n", static_cast<int>(m_nKeyValSum));
+    diag::tracePlain(Kind::debug, "m_nKeyValNum(%d)\n", static_cast<int>(m_nKeyValSum));
+
+    // Every scheme starts with the factory values, so that a scheme file that turns out short leaves sensible
+    // values behind its end.
+    const std::size_t arrays = static_cast<std::size_t>(g_stSysConf.nSchemeSum) + 1;
+    KeyVal* const block = allocateSchemeBlock(arrays * m_nKeyValSum);
+    m_ppUserKeyVal = new KeyVal*[arrays];
+    for (std::size_t i = 0; i < arrays; ++i)
+    {
+        m_ppUserKeyVal[i] = block + i * m_nKeyValSum;
+        std::memcpy(m_ppUserKeyVal[i], m_pFctKeyVal, m_nKeyValSum * sizeof(KeyVal));
+    }
+    delete[] m_pFctKeyVal;
+    m_pFctKeyVal = m_ppUserKeyVal[arrays - 1];
+}
+
+void ISensorController::dropOutdatedSchemeFiles(const diag::Place& place)
+{
+    u32 stored = 0;
+    if (getVersion(&stored) == SNS_SUCCESS && stored == m_nVersion)
+    {
+        return;
+    }
+    diag::warn(place,
+               "check the sensor version,   local(%u) --> libsensordll.so(%u), source the cmd: rm -rf "
+               "/mnt/mtd/code/config*/sensor*\n",
+               stored, m_nVersion);
+    sy_system(kRemoveSchemeFiles, kRemoveLimitSeconds);
+}
+
+// contract: a licence-plate camera whose detail names its infrared variant, with either value, is run as an
+// ordinary camera.
+void ISensorController::detectLpr()
+{
+    MachineInfo machineInfo;
+    SystemInfoParser::parseMachineInfo(kMachineInfoFile, machineInfo);
+    DeviceType deviceType;
+    deviceType.setDeviceTypeId(machineInfo.getDeviceType());
+    if (deviceType.getDeviceTypeId() != DEVICE_TYPE_LPR)
+    {
+        return;
+    }
+    const char* const detail = g_stSysConf.moduleConfig.szDetail;
+    const bool namesVariant =
+        std::strstr(detail, "(isInfrared=0)") != nullptr || std::strstr(detail, "(isInfrared=1)") != nullptr;
+    if (std::strlen(detail) < kInfraredFieldSize || !namesVariant)
+    {
+        // contract: never taken back, not by the init of a factory reset either
+        m_bLPR = true;
+    }
+}
+
+void ISensorController::loadSchemeFiles()
+{
+    for (u32 i = 0; i < g_stSysConf.nSchemeSum; ++i)
+    {
+        char file[sizeof(kSchemeFile) + 16];
+        std::snprintf(file, sizeof(file), kSchemeFile, static_cast<int>(i));
+        if (!KSFile::exists(file))
+        {
+            writeFactoryScheme(static_cast<int>(i), file);
+        }
+        keyValFromFile(file, m_ppUserKeyVal[i], m_nKeyValSum);
+    }
+}
+
+void ISensorController::writeFactoryScheme(int scheme, char* file)
+{
+    const u32 factory = g_stSysConf.nSchemeSum;
+    if (!m_bLPR && scheme == 0)
+    {
+        // An ordinary camera starts with scheme 0 enabled; the factory entry itself stays disabled.
+        setKeyValToCache(factory, KEY_SCHEME_ENABLE, 1, true);
+        keyValToFile(file, m_pFctKeyVal, m_nKeyValSum);
+        setKeyValToCache(factory, KEY_SCHEME_ENABLE, 0, true);
+        return;
+    }
+    if (m_bLPR && scheme == kLprNightScheme)
+    {
+        std::memcpy(m_pstKeyValBuf, m_pFctKeyVal, m_nKeyValSum * sizeof(KeyVal));
+        for (const KeyVal& wanted : kLprNightValues)
+        {
+            setFirst(m_pstKeyValBuf, m_nKeyValSum, wanted);
+        }
+        keyValToFile(file, m_pstKeyValBuf, m_nKeyValSum);
+        return;
+    }
+    keyValToFile(file, m_pFctKeyVal, m_nKeyValSum);
+}
+
+// Wide dynamic range needs two exposures a frame: at 50 and 60 frames per second there is no time for them.
+void ISensorController::settleWdrVisibility()
+{
+    setshowWDRFalg(true);
+    const VideoStreamModule* const video = m_pVideoStreamModule;
+    if (video == nullptr)
+    {
+        return;
+    }
+    for (const AVStreamParam& stream : video->getStreamParams())
+    {
+        if (stream.getFrameRate() == 50 || stream.getFrameRate() == 60)
+        {
+            setshowWDRFalg(false);
+        }
+    }
+}
+
+void ISensorController::uinit()
+{
+    const RaisedFlag stopping(m_nFlags, kStopping);
+    diag::reportUnless(m_pSensorThread->stop(), CONTROLLER_PLACE, "m_pSensorThread->stop()");
+
+    delete[] m_pstKeyValTmp;
+    delete[] m_pKeyCmdMap;  // contract: g_pKeyCmdMap keeps its value
+    delete[] m_ppUserKeyVal;
+    delete[] m_pstKeyValBuf;
+    m_pstKeyValTmp = nullptr;
+    m_pKeyCmdMap = nullptr;
+    m_pstKeyValBuf = nullptr;
+    uinitSysConf(&g_stSysConf);
+    // Only released above, not reset: a call that waited for a factory reset which failed must not find them.
+    g_stSysConf.szUIStyle = nullptr;
+    g_stSysConf.pUIFiles = nullptr;
+    g_stSysConf.nUIFileSum = 0;
+
+    m_nKeyValSum = 0;
+    m_ppUserKeyVal = nullptr;
+    m_pFctKeyVal = nullptr;
+    m_nParamMode = kScheduledMode;
+    m_nLastScheme = kNoScheme;
+    m_nCurScheme = kNoScheme;
+}

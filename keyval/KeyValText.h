@@ -1,0 +1,9 @@
+#pragma once
+
+#include <string>
+
+#include "KeyVal.h"
+
+// keyval_str2st with a bound: stops when p_nCapacity records are filled, the rest of the text is left unread.
+// Time grows with the length of the text alone, whatever it holds. Reentrant.
+void keyvalFromText(const std::string& p_strText, KeyVal* p_pKeyval, u32 p_nCapacity, u32& p_nKeyvalNum);

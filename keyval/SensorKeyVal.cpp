@@ -1,0 +1,79 @@
+#include "SensorKeyVal.h"
+
+#include <algorithm>
+#include <climits>
+
+#include "KeyValText.h"
+#include "SensorTrace.h"
+#include "SharedWord.h"
+#include "ia_ioctrl.h"
+
+namespace {
+
+constexpr char kUnit[] = "SensorKeyVal";
+
+// Position of the first record with the key, -1 if there is none.
+int findKey(const KeyVal* keyval, u32 count, u32 key)
+{
+    const KeyVal* end = keyval + count;
+    const KeyVal* found = std::find_if(keyval, end, [key](const KeyVal& record) { return record.key == key; });
+    return found == end ? -1 : static_cast<int>(found - keyval);
+}
+
+}  // namespace
+
+void keyval_st2str(std::string& p_strText, const KeyVal* p_pKeyval, u32 p_nKeyvalNum)
+{
+    for (u32 i = 0; i < p_nKeyvalNum; ++i)
+    {
+        p_strText += '(';
+        p_strText += std::to_string(static_cast<int>(p_pKeyval[i].key));
+        p_strText += ',';
+        p_strText += std::to_string(static_cast<int>(diag::sharedLoad(p_pKeyval[i].value)));
+        p_strText += ')';
+    }
+}
+
+void keyval_str2st(const std::string& p_strText, KeyVal* p_pKeyval, u32& p_nKeyvalNum)
+{
+    keyvalFromText(p_strText, p_pKeyval, UINT_MAX, p_nKeyvalNum);
+}
+
+int keyval_correct(KeyVal* p_pKeyval, u32 p_nKeyvalNum)
+{
+    if (!diag::reportUnless(p_pKeyval != nullptr, DIAG_PLACE(kUnit), "NULL != p_pKeyval"))
+    {
+        return SNS_SUCCESS;  // contract: always success. Without records nothing is asked of the service.
+    }
+    ia_dynamic_params_cmds_st dnaCmdList = {};
+    diag::reportUnless(SNS_SUCCESS == ia_ioctrl(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, &dnaCmdList),
+                       DIAG_PLACE(kUnit),
+                       "SNS_SUCCESS == ia_ioctrl(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, "
+                       "(void*)(&dnaCmdList))");
+    const int count = std::min<int>(dnaCmdList.cmd_cnt, kDynamicCmdsMax);
+    for (int i = 0; i < count; ++i)
+    {
+        const int index = findKey(p_pKeyval, p_nKeyvalNum, dnaCmdList.cmd_list[i]);
+        if (!diag::reportUnless(-1 != index, DIAG_PLACE(kUnit), "-1 != index"))
+        {
+            continue;
+        }
+        KeyVal& record = p_pKeyval[index];
+        const u32 before = diag::sharedLoad(record.value);
+        diag::trace(diag::Kind::debug, DIAG_PLACE(kUnit), "before correct: (%d,%d)\n", static_cast<int>(record.key),
+                    static_cast<int>(before));
+        u32 value = before;
+        diag::reportUnless(SNS_SUCCESS ==
+                               ia_ioctrl(static_cast<ia_cmd_e>(record.key), IA_CMD_OPT_CORRECT_PARAM, &value),
+                           DIAG_PLACE(kUnit),
+                           "SNS_SUCCESS == ia_ioctrl((ia_cmd_e)p_pKeyval[index].key, IA_CMD_OPT_CORRECT_PARAM, "
+                           "&p_pKeyval[index].value)");
+        if (value != before)
+        {
+            diag::sharedStore(record.value, value);
+        }
+        diag::trace(diag::Kind::debug, DIAG_PLACE(kUnit), "after correct: (%d,%d)\n", static_cast<int>(record.key),
+                    static_cast<int>(value));
+    }
+    return SNS_SUCCESS;  // contract: always success
+}

@@ -1,0 +1,13 @@
+#pragma once
+
+/// One video stream of the camera. A plain value; reentrant.
+class AVStreamParam
+{
+public:
+    /// Frames per second.
+    int getFrameRate() const { return frameRate_; }
+    void setFrameRate(int frameRate) { frameRate_ = frameRate; }
+
+private:
+    int frameRate_ = 25;
+};

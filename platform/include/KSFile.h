@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+typedef long long INT64;
+
+/// One open file. Reentrant: one object, one thread at a time.
+///
+/// A file opened with modeTruncate is staged: it is written beside its target, as "<target>.new", and takes the
+/// target's place at close, on the disk for good, if every write was complete. Until then, and after any failure,
+/// a crash or a power cut, the target is the old file, whole. A staged file left by a crash is taken away when
+/// the target is written next.
+class KSFile
+{
+public:
+    enum : unsigned char
+    {
+        modeRead = 0x01,
+        modeWrite = 0x02,     ///< alone: in place, from the start; made when missing
+        modeTruncate = 0x40,  ///< with modeWrite: the staged way above
+    };
+
+    KSFile() = default;
+
+    /// Releases the file like close, but never puts a staged file in place: who leaves without close, by an
+    /// early return or an exception, has not said that the contents are complete.
+    ~KSFile();
+
+    KSFile(const KSFile&) = delete;
+    KSFile& operator=(const KSFile&) = delete;
+
+    /// False if the file cannot be opened (missing, a directory, no such directory, no right) or the mode makes
+    /// no sense; the object is then not open. An object that is open is released first, as by destruction.
+    /// A staged file keeps the mode bits of the one it replaces; a new one has 0644 less the umask. A link is
+    /// followed; what is no regular file (a device) is written directly.
+    bool open(const char* path, unsigned char mode = modeRead);
+
+    /// The bytes read, fewer than count only at the end of the file; -1 on failure, when not open for reading,
+    /// and for more than INT_MAX bytes.
+    int read(char* buffer, unsigned int count);
+
+    /// The bytes written; fewer than count, or -1, on failure, when not open for writing, and for more than
+    /// INT_MAX bytes. After an incomplete write a staged file is lost.
+    int write(const char* data, unsigned int count);
+
+    /// Bytes; of a staged file what has been written so far. 0 when not open.
+    INT64 getLength() const;
+
+    /// True when all that was written is in the file; for a staged one: in place and on the disk. False also when
+    /// not open.
+    bool close();
+
+    /// File descriptor, -1 when not open. It stays the object's.
+    int getFileHandle() const;
+
+    /// The next line without its "\n" or "\r\n"; the last one may lack it. A line longer than 64 KiB is cut.
+    /// False, with an empty line, at the end of the file, on failure and when not open.
+    bool ReadOneLine(std::string& line);
+
+    /// Whether there is anything at path.
+    static bool exists(const char* path);
+
+private:
+    bool openForTruncation(const char* path, int access);
+    void dropReadAhead();
+    bool fillBuffer();
+    bool release(bool complete);
+
+    int handle_ = -1;
+    bool writeFailed_ = false;
+
+    /// Empty unless staged.
+    std::string target_;
+    std::string staged_;
+
+    /// Bytes that ReadOneLine read ahead.
+    std::string buffer_;
+    std::size_t bufferPosition_ = 0;
+};

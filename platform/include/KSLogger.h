@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+/// A text log of bounded size. Any number of objects, threads and processes may write the same file: a record is
+/// written whole and alone. Reentrant: one object, one thread at a time. Nothing here throws.
+class KSLogger
+{
+public:
+    /// path: the log; full logs become path.1, path.2 …, the oldest goes. maxSize: bytes of each file.
+    /// count: files in all, the log included. False, and nothing can be written, for an empty path or a limit
+    /// below 1. The file is opened by each record alone, so it may be moved or deleted at any time.
+    bool init(const char* path, int maxSize, int count);
+
+    /// One record: "2026-11-20 08:00:00 prefix text" and a line end, unless the text brings its own. The time is
+    /// host::clock's. An empty text makes a record too; a record longer than maxSize is cut to it.
+    /// A missing directory is made (one level). The record's bytes; -1 when it could not be written, and then
+    /// nothing of it is in the file.
+    int writeLog(const char* prefix, const char* text);
+
+private:
+    std::string makeRecord(const char* prefix, const char* text) const;
+    int appendLocked(int handle, const std::string& record) const;
+    bool rotate() const;
+    std::string rotatedName(int number) const;
+
+    std::string path_;
+    std::size_t maxSize_ = 0;
+    int count_ = 0;
+};

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+class ModuleConfigure;
+
+/// Reader of the module configuration document:
+/// @code{.xml}
+///   <ModuleConfigs>
+///     <ModuleConfig hardwareModel="SC-200" hardwareCode="A1">
+///       <ModuleId>1</ModuleId><Detail>(max_scheme=4)</Detail><Parameters></Parameters>
+///     </ModuleConfig>
+///   </ModuleConfigs>
+/// @endcode
+class ModuleConfigureParser
+{
+public:
+    /// modules receives the entries whose two attributes equal model and code, in document order; an entry whose
+    /// ModuleId is no decimal int is passed over, a missing Detail or Parameters is empty text.
+    /// False, with modules empty, for a file that cannot be read and for a document that is not well-formed UTF-8
+    /// XML of at most 4 MiB and 64 levels with the root above. No match is no failure. Thread-safe.
+    static bool parse(const std::string& path, const std::string& model, const std::string& code,
+                      std::vector<ModuleConfigure>& modules);
+};

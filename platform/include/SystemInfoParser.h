@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+class MachineInfo;
+
+/// Reader of the machine information file, lines of text:
+/// @code
+///   # comment
+///   DeviceType=1
+///   HardwareModel=SC-200
+///   HardwareCode=A1
+/// @endcode
+/// Blanks around names and values, "\r\n", unknown names and lines without "=" do no harm. A name that comes again
+/// replaces the value, a DeviceType that is no decimal int does not.
+class SystemInfoParser
+{
+public:
+    /// False if the file cannot be opened or holds no valid DeviceType; what else was found is set even then, and
+    /// what was not found keeps its value. Thread-safe.
+    static bool parseMachineInfo(const std::string& path, MachineInfo& machineInfo);
+};

@@ -1,0 +1,231 @@
+#include "KSFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+#include "StagedFile.h"
+#include "SystemCall.h"
+
+namespace {
+
+constexpr std::size_t kReadAhead = 512;          // a marker file in one system call
+constexpr std::size_t kLineMax = 64 * 1024;      // nobody's line, but some damaged file's
+constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;  // a named pipe must not hold up a camera
+
+// -1 with nothing to open for a directory.
+int openAnythingElse(const char* path, int flags)
+{
+    const int handle = host::uninterrupted([=] { return open(path, flags | kOpenFlags, 0644); });
+    struct stat status{};
+    if (handle >= 0 && (fstat(handle, &status) != 0 || S_ISDIR(status.st_mode)))
+    {
+        close(handle);
+        return -1;
+    }
+    return handle;
+}
+
+}  // namespace
+
+KSFile::~KSFile()
+{
+    release(false);
+}
+
+bool KSFile::open(const char* path, unsigned char mode)
+{
+    release(false);
+    if (path == nullptr)
+    {
+        return false;
+    }
+    switch (mode)
+    {
+        case modeRead:
+            handle_ = openAnythingElse(path, O_RDONLY);
+            break;
+        case modeWrite:
+            handle_ = openAnythingElse(path, O_WRONLY | O_CREAT);
+            break;
+        case modeRead | modeWrite:
+            handle_ = openAnythingElse(path, O_RDWR | O_CREAT);
+            break;
+        case modeWrite | modeTruncate:
+            return openForTruncation(path, O_WRONLY);
+        case modeRead | modeWrite | modeTruncate:
+            return openForTruncation(path, O_RDWR);
+        default:
+            break;
+    }
+    return handle_ >= 0;
+}
+
+bool KSFile::openForTruncation(const char* path, int access)
+{
+    const std::string target = host::followLinks(path);
+    struct stat status{};
+    const bool exists = stat(target.c_str(), &status) == 0;
+    if (exists && !S_ISREG(status.st_mode))
+    {
+        handle_ = openAnythingElse(target.c_str(), access);
+        return handle_ >= 0;
+    }
+    handle_ = host::createStaged(target, access, staged_);
+    if (handle_ < 0)
+    {
+        staged_.clear();
+        return false;
+    }
+    target_ = target;
+    return true;
+}
+
+int KSFile::read(char* buffer, unsigned int count)
+{
+    if (handle_ < 0 || count > INT_MAX)
+    {
+        return -1;
+    }
+    std::size_t done = std::min<std::size_t>(count, buffer_.size() - bufferPosition_);
+    std::memcpy(buffer, buffer_.data() + bufferPosition_, done);
+    bufferPosition_ += done;
+    while (done < count)
+    {
+        const ssize_t got = host::uninterrupted([&] { return ::read(handle_, buffer + done, count - done); });
+        if (got < 0)
+        {
+            return -1;
+        }
+        if (got == 0)
+        {
+            break;
+        }
+        done += static_cast<std::size_t>(got);
+    }
+    return static_cast<int>(done);
+}
+
+int KSFile::write(const char* data, unsigned int count)
+{
+    if (handle_ < 0)
+    {
+        return -1;
+    }
+    if (count > INT_MAX)
+    {
+        writeFailed_ = true;
+        return -1;
+    }
+    dropReadAhead();
+    std::size_t done = 0;
+    while (done < count)
+    {
+        const ssize_t put = host::uninterrupted([&] { return ::write(handle_, data + done, count - done); });
+        if (put <= 0)
+        {
+            writeFailed_ = true;
+            return done > 0 ? static_cast<int>(done) : -1;
+        }
+        done += static_cast<std::size_t>(put);
+    }
+    return static_cast<int>(done);
+}
+
+INT64 KSFile::getLength() const
+{
+    struct stat status{};
+    return handle_ >= 0 && fstat(handle_, &status) == 0 ? status.st_size : 0;
+}
+
+bool KSFile::close()
+{
+    return release(true);
+}
+
+int KSFile::getFileHandle() const
+{
+    return handle_;
+}
+
+bool KSFile::ReadOneLine(std::string& line)
+{
+    line.clear();
+    bool found = false;
+    while (bufferPosition_ < buffer_.size() || fillBuffer())
+    {
+        found = true;
+        const std::size_t end = buffer_.find('\n', bufferPosition_);
+        const std::size_t stop = std::min(end, buffer_.size());
+        line.append(buffer_, bufferPosition_, std::min(stop - bufferPosition_, kLineMax - line.size()));
+        bufferPosition_ = stop;
+        if (end != std::string::npos)
+        {
+            ++bufferPosition_;
+            if (!line.empty() && line.back() == '\r')
+            {
+                line.pop_back();
+            }
+            break;
+        }
+    }
+    return found;
+}
+
+bool KSFile::exists(const char* path)
+{
+    return path != nullptr && access(path, F_OK) == 0;
+}
+
+// The position goes back to where the caller believes it is.
+void KSFile::dropReadAhead()
+{
+    if (bufferPosition_ < buffer_.size())
+    {
+        lseek(handle_, -static_cast<off_t>(buffer_.size() - bufferPosition_), SEEK_CUR);
+    }
+    buffer_.clear();
+    bufferPosition_ = 0;
+}
+
+// False at the end of the file and on failure.
+bool KSFile::fillBuffer()
+{
+    char bytes[kReadAhead];
+    const ssize_t got = handle_ < 0 ? -1 : host::uninterrupted([&] { return ::read(handle_, bytes, sizeof bytes); });
+    buffer_.assign(bytes, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    bufferPosition_ = 0;
+    return got > 0;
+}
+
+bool KSFile::release(bool complete)
+{
+    if (handle_ < 0)
+    {
+        return false;
+    }
+    bool good = complete && !writeFailed_;
+    if (!staged_.empty())
+    {
+        if (good)
+        {
+            good = host::commitStaged(handle_, staged_, target_);
+        }
+        else
+        {
+            unlink(staged_.c_str());
+        }
+    }
+    good = (::close(handle_) == 0 || errno == EINTR) && good;
+    handle_ = -1;
+    writeFailed_ = false;
+    target_.clear();
+    staged_.clear();
+    buffer_.clear();
+    bufferPosition_ = 0;
+    return good;
+}

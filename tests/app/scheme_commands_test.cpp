@@ -1,0 +1,123 @@
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "PrivateTree.h"
+#include "SensorcamRun.h"
+
+namespace {
+
+using nlohmann::json;
+using support::Ended;
+using support::execute;
+
+bool has(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+json lastDocument(const std::string& text)
+{
+    const std::size_t begin = text.rfind('\n', text.size() - 2);
+    return json::parse(text.substr(begin == std::string::npos ? 0 : begin + 1), nullptr, false);
+}
+
+class SchemeCommandsTest : public support::PrivateTreeTest
+{
+};
+
+TEST_F(SchemeCommandsTest, AWindowIsSavedAtOnce)
+{
+    EXPECT_EQ(execute({"window 2 on 08:00-18:30"}).out, "scheme 2: 08:00-18:30 on, saved\n");
+    const json schemes = lastDocument(execute({"schemes"}, {"--json"}).out)["schemes"];
+    EXPECT_EQ(schemes[2]["window"], "08:00-18:30");
+    EXPECT_EQ(schemes[2]["enabled"], true);
+    EXPECT_EQ(execute({"window 2 off"}).out, "scheme 2: 08:00-18:30 off, saved\n");
+}
+
+TEST_F(SchemeCommandsTest, AWindowSavesNothingElseOfItsScheme)
+{
+    EXPECT_EQ(execute({"set brightness=60", "window 0 on 00:00-23:00"}).status, 0);
+    EXPECT_EQ(execute({"mode manual", "scheme 0", "get brightness"}).out.substr(0, 4), "manu");
+    const Ended ended = execute({"mode manual", "scheme 0", "get brightness"}, {"--json"});
+    EXPECT_EQ(lastDocument(ended.out)["values"][0]["value"], 50);
+}
+
+TEST_F(SchemeCommandsTest, AWindowThatCannotBeSavedIsRefusedAndNothingChanges)
+{
+    const std::string before = support::fileExists(support::schemeFile(1)) ? support::readFile(support::schemeFile(1)) : "";
+    for (const char* line : {"window 1 on 22:00-06:00", "window 1 off 08:00-08:00", "window 1 on 08:00-24:30", "window 1 on noon",
+                             "window 9 on 08:00-18:00", "window 4 on 08:00-18:00", "window -1 on 08:00-18:00", "window 1 maybe 1:00-2:00"})
+    {
+        EXPECT_EQ(execute({line}).status, 1) << line;
+    }
+    const Ended ended = execute({"window 1 on 22:00-06:00"});
+    EXPECT_TRUE(has(ended.err, "code 507")) << ended.err;
+    EXPECT_TRUE(has(ended.err, "22:00-24:00 and 00:00-06:00")) << ended.err;
+    const json schemes = lastDocument(execute({"schemes"}, {"--json"}).out)["schemes"];
+    EXPECT_EQ(schemes[1]["window"], "00:00-24:00");
+    EXPECT_EQ(schemes[1]["enabled"], false);
+}
+
+TEST_F(SchemeCommandsTest, SaveExplainsARefusedWindow)
+{
+    const struct
+    {
+        const char* set;
+        const char* code;
+    } cases[] = {{"set scheme_start_hour=25", "code 505"},
+                 {"set scheme_end_hour=25", "code 506"},
+                 {"set scheme_start_hour=22 scheme_end_hour=6", "code 507"}};
+    for (const auto& entry : cases)
+    {
+        const Ended ended = execute({"mode manual", entry.set, "save"});
+        EXPECT_EQ(ended.status, 1) << entry.set;
+        EXPECT_TRUE(has(ended.err, entry.code)) << ended.err;
+    }
+}
+
+TEST_F(SchemeCommandsTest, TheDefaultSchemeTakesNoChangesAndHasNothingToSave)
+{
+    const Ended ended = execute({"mode manual", "scheme 4", "set brightness=60", "save", "reload", "get brightness"});
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_TRUE(has(ended.out, "note: the default scheme is in force")) << ended.out;
+    EXPECT_TRUE(has(ended.out, "there is nothing to save")) << ended.out;
+    EXPECT_TRUE(has(ended.out, "\nKEY_BRIGHTNESS = 50\n")) << ended.out;
+}
+
+TEST_F(SchemeCommandsTest, AHandPickedSchemeStaysInManualMode)
+{
+    const Ended ended = execute({"mode manual", "scheme 2", "watch 5"}, {"--json"});
+    EXPECT_EQ(lastDocument(ended.out)["scheme"], 2);
+    EXPECT_TRUE(has(execute({"scheme 2"}).out, "the mode is auto, so the clock chooses again within a second"));
+    EXPECT_EQ(execute({"scheme 5"}).status, 1);
+}
+
+TEST_F(SchemeCommandsTest, TheClockChangesTheSchemeAtTheWindowsMinute)
+{
+    const Ended ended = execute({"window 0 on 00:00-17:59", "window 2 on 17:59-18:00", "time 17:58", "watch 150"}, {"--json"});
+    ASSERT_EQ(ended.status, 0) << ended.err;
+    std::vector<std::string> changes;
+    std::size_t begin = 0;
+    for (std::size_t end = ended.out.find('\n'); end != std::string::npos; end = ended.out.find('\n', begin))
+    {
+        const json part = json::parse(ended.out.substr(begin, end - begin));
+        begin = end + 1;
+        if (part.contains("event") && has(part["event"], "now "))
+        {
+            changes.push_back(part["time"].get<std::string>() + " " + part["event"].get<std::string>());
+        }
+    }
+    EXPECT_EQ(changes, (std::vector<std::string>{"17:59 now scheme 2", "18:00 now the default scheme (4)"}));
+}
+
+TEST_F(SchemeCommandsTest, OnALicencePlateCameraNightBringsSchemeOne)
+{
+    const Ended ended = execute({"light 0", "set delay=0", "watch 10", "light 1000", "watch 10"}, {"--json", "--model", "lpr"});
+    ASSERT_EQ(ended.status, 0) << ended.err;
+    const std::size_t night = ended.out.find("\"event\":\"now scheme 1\"");
+    EXPECT_NE(night, std::string::npos) << ended.out;
+    EXPECT_NE(ended.out.find("\"event\":\"now scheme 0\"", night), std::string::npos) << ended.out;
+}
+
+}  // namespace

@@ -1,0 +1,143 @@
+#include "StateFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+
+#include "Failure.h"
+#include "Models.h"
+#include "PrivateTree.h"
+#include "Provision.h"
+
+namespace {
+
+class StateFolderTest : public support::PrivateTreeTest
+{
+protected:
+    void SetUp() override
+    {
+        support::PrivateTreeTest::SetUp();
+        for (const char* folder : {"/tmp/camera", "/tmp/camera2", "/tmp/board"})
+        {
+            std::filesystem::remove_all(folder);
+        }
+    }
+};
+
+using ProvisionTest = StateFolderTest;
+
+std::string failureOf(const std::function<void()>& body)
+{
+    try
+    {
+        body();
+    }
+    catch (const app::Failure& failure)
+    {
+        return failure.what();
+    }
+    return "";
+}
+
+TEST_F(StateFolderTest, ASecondCameraOnTheSameFolderIsRefused)
+{
+    {
+        const app::StateFolder first("/tmp/camera");
+        const std::string text = failureOf([] { const app::StateFolder second("/tmp/camera"); });
+        EXPECT_NE(text.find("already running on /tmp/camera"), std::string::npos) << text;
+        EXPECT_NE(text.find(std::to_string(getpid())), std::string::npos) << text;
+        const app::StateFolder beside("/tmp/camera2");
+    }
+    EXPECT_EQ(failureOf([] { const app::StateFolder again("/tmp/camera"); }), "");
+}
+
+TEST_F(StateFolderTest, AFolderKeepsItsModel)
+{
+    app::StateFolder state("/tmp/camera");
+    EXPECT_FALSE(state.model());
+    EXPECT_EQ(state.chooseModel(std::nullopt), "fixed");
+    EXPECT_EQ(state.chooseModel("dome"), "dome");
+    state.rememberModel("dome");
+    EXPECT_EQ(state.chooseModel(std::nullopt), "dome");
+    EXPECT_EQ(state.chooseModel("dome"), "dome");
+    const std::string text = failureOf([&] { state.chooseModel("lpr"); });
+    EXPECT_NE(text.find("holds a dome camera; a licence-plate camera needs a folder of its own"), std::string::npos) << text;
+}
+
+TEST_F(StateFolderTest, AnUnknownRememberedModelIsAFailure)
+{
+    app::StateFolder state("/tmp/camera");
+    support::writeFile("/tmp/camera/model", "bullet\n");
+    EXPECT_NE(failureOf([&] { state.chooseModel(std::nullopt); }).find("'bullet'"), std::string::npos);
+}
+
+TEST_F(StateFolderTest, TheDefaultFollowsTheUsersStateFolder)
+{
+    setenv("XDG_STATE_HOME", "/tmp/states", 1);
+    EXPECT_EQ(app::defaultStateFolder("lpr"), "/tmp/states/sensorcam/lpr");
+    setenv("XDG_STATE_HOME", "relative", 1);
+    setenv("HOME", "/tmp/me", 1);
+    EXPECT_EQ(app::defaultStateFolder("lpr"), "/tmp/me/.local/state/sensorcam/lpr");
+    unsetenv("XDG_STATE_HOME");
+    EXPECT_EQ(app::defaultStateFolder("lpr"), "/tmp/me/.local/state/sensorcam/lpr");
+}
+
+TEST_F(StateFolderTest, AFileInItsPlaceIsAFailure)
+{
+    support::writeFile("/tmp/camera", "x");
+    EXPECT_NE(failureOf([] { const app::StateFolder state("/tmp/camera"); }).find("/tmp/camera"), std::string::npos);
+}
+
+const std::string kShare = SENSORDLL_SOURCE_DIR "/app/share";
+
+TEST_F(ProvisionTest, EveryModelFindsItsDocuments)
+{
+    for (const std::string& model : app::modelNames())
+    {
+        const std::string root = "/tmp/" + model;
+        app::provision(kShare, model, root, app::Documents::refresh);
+        EXPECT_EQ(support::readFile(root + support::kMachineInfoFile),
+                  support::readFile(kShare + "/models/" + model + "/machineinfo.ini"));
+        for (const char* file : {support::kModuleConfigFile, support::kStyleFile, support::kDomeStyleFile,
+                                 support::kDiversityFile, support::kDomeDiversityFile})
+        {
+            EXPECT_TRUE(support::fileExists(root + file)) << file;
+        }
+        for (const char* folder : {"/mnt/mtd/code/config_file", "/mnt/mtd/sign", "/mnt/mtd/log"})
+        {
+            EXPECT_TRUE(support::fileExists(root + folder)) << folder;
+        }
+    }
+}
+
+TEST_F(ProvisionTest, ARefreshReplacesDocumentsAndKeepsTheUsersFiles)
+{
+    app::provision(kShare, "fixed", "/tmp/camera", app::Documents::refresh);
+    support::writeFile("/tmp/camera" + std::string(support::kStyleFile), "old");
+    support::writeFile("/tmp/camera/mnt/mtd/code/config_file/sensor0.cfg", "mine");
+    support::writeFile("/tmp/camera/mnt/mtd/sign/Debug.sign", "6\n");
+    app::provision(kShare, "fixed", "/tmp/camera", app::Documents::refresh);
+    EXPECT_NE(support::readFile("/tmp/camera" + std::string(support::kStyleFile)), "old");
+    EXPECT_EQ(support::readFile("/tmp/camera/mnt/mtd/code/config_file/sensor0.cfg"), "mine");
+    EXPECT_EQ(support::readFile("/tmp/camera/mnt/mtd/sign/Debug.sign"), "6\n");
+}
+
+TEST_F(ProvisionTest, InPlaceOnlyWhatIsMissingIsWritten)
+{
+    support::writeFile("/tmp/board" + std::string(support::kStyleFile), "the board's own");
+    app::provision(kShare, "fixed", "/tmp/board", app::Documents::keepExisting);
+    EXPECT_EQ(support::readFile("/tmp/board" + std::string(support::kStyleFile)), "the board's own");
+    EXPECT_TRUE(support::fileExists("/tmp/board" + std::string(support::kDiversityFile)));
+}
+
+TEST_F(ProvisionTest, MissingDocumentsAreAFailure)
+{
+    EXPECT_NE(failureOf([] { app::provision("/tmp/nothing", "fixed", "/tmp/x", app::Documents::refresh); }).find("/tmp/nothing"),
+              std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,227 @@
+#include "ControllerFixture.h"
+
+using support::asserted;
+using support::kController;
+using support::kInitialisedBit;
+using support::kReloadBit;
+using support::kResetBit;
+using support::kSwitchingBit;
+using support::outputOf;
+using support::saysOnly;
+using support::Sent;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr char kSchemeExpression[] = "p_nScheme >= 0 && (u32)p_nScheme <= g_stSysConf.nSchemeSum";
+constexpr char kModeExpression[] = "0 == p_nMode || 1 == p_nMode";
+
+class SchemesAndModes : public support::ControllerFixture
+{
+protected:
+    void SetUp() override
+    {
+        ControllerFixture::SetUp();
+        bringUp();
+    }
+
+    // Runs call on a thread of its own while the busy bit is up, and checks that it waits in half seconds.
+    void expectWaitsInHalfSeconds(unsigned char bit, const std::function<void()>& call,
+                                  const std::function<bool()>& happened)
+    {
+        setFlags(kInitialisedBit | bit);
+        std::atomic<bool> done{false};
+        std::thread caller(
+            [&]
+            {
+                call();
+                done = true;
+            });
+        for (int i = 0; i < 3; ++i)
+        {
+            EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
+            clock_->advance(499999us);
+            EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
+            clock_->advance(1us);
+        }
+        EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
+        EXPECT_FALSE(done);
+        EXPECT_FALSE(happened());
+        setFlags(kInitialisedBit);
+        clock_->advance(500ms);
+        caller.join();
+        EXPECT_TRUE(happened());
+    }
+};
+
+TEST_F(SchemesAndModes, SchemeIsSwitchedByDifference)
+{
+    setValue(2, KEY_BRIGHTNESS, 72);
+    EXPECT_TRUE(c().setParamScheme(2));
+    EXPECT_EQ((std::vector<Sent>{{34, 0, 72}}), service_.all());
+    int scheme = -5;
+    EXPECT_TRUE(c().getParamScheme(scheme));
+    EXPECT_EQ(2, scheme);
+    EXPECT_EQ(0, ControllerProbe::lastScheme(c()));
+}
+
+TEST_F(SchemesAndModes, DefaultSchemeIsValid)
+{
+    EXPECT_EQ("", outputOf([&] { EXPECT_TRUE(c().setParamScheme(3)); }));
+    EXPECT_EQ(3, current());
+}
+
+TEST_F(SchemesAndModes, FirstSchemeIsValid)
+{
+    EXPECT_EQ("", outputOf([&] { EXPECT_TRUE(c().setParamScheme(0)); }));
+}
+
+TEST_F(SchemesAndModes, OtherSchemesAreReportedAndSwitchedToAllTheSame)
+{
+    for (const int scheme : {-1, 4, INT32_MAX, INT32_MIN})
+    {
+        const std::string output = outputOf([&] { EXPECT_TRUE(c().setParamScheme(scheme)); });
+        EXPECT_TRUE(saysOnly(output, asserted(kController, "setParamScheme", kSchemeExpression,
+                                              "p_nScheme(" + std::to_string(scheme) + ")\n")));
+        EXPECT_EQ(scheme, current());
+    }
+    EXPECT_TRUE(service_.calls().empty());
+}
+
+TEST_F(SchemesAndModes, FailureWhileSwitchingIsStillSuccess)
+{
+    setValue(2, KEY_BRIGHTNESS, 72);
+    service_.answerStatus(34, 0, -7);
+    outputOf([&] { EXPECT_TRUE(c().setParamScheme(2)); });
+    EXPECT_EQ(2, current());
+}
+
+TEST_F(SchemesAndModes, SchemeBeforeTheFirstSwitchIsMinusOne)
+{
+    construct();
+    int scheme = 5;
+    EXPECT_TRUE(c().getParamScheme(scheme));
+    EXPECT_EQ(-1, scheme);
+}
+
+TEST_F(SchemesAndModes, ModeIsScheduledAtFirst)
+{
+    int mode = 5;
+    EXPECT_TRUE(c().getParamMode(mode));
+    EXPECT_EQ(1, mode);
+}
+
+TEST_F(SchemesAndModes, ModeIsStoredWithoutSwitching)
+{
+    setTime(20, 0);
+    EXPECT_EQ("", outputOf(
+                      [&]
+                      {
+                          EXPECT_TRUE(c().setParamMode(0));
+                          EXPECT_TRUE(c().setParamMode(1));
+                      }));
+    EXPECT_EQ(0, current());
+    EXPECT_TRUE(service_.calls().empty());
+}
+
+TEST_F(SchemesAndModes, OtherModesAreReportedAndStoredAndActAsScheduled)
+{
+    for (const int mode : {2, -1})
+    {
+        const std::string output = outputOf([&] { EXPECT_TRUE(c().setParamMode(mode)); });
+        EXPECT_TRUE(saysOnly(output, asserted(kController, "setParamMode", kModeExpression,
+                                              "p_nMode(" + std::to_string(mode) + ")\n")));
+        int stored = 0;
+        EXPECT_TRUE(c().getParamMode(stored));
+        EXPECT_EQ(mode, stored);
+        setTime(20, 0);
+        c().sensorThread();
+        EXPECT_EQ(3, current());
+        setTime(12, 0);
+        c().sensorThread();
+        EXPECT_EQ(0, current());
+    }
+}
+
+TEST_F(SchemesAndModes, HandPickedSchemeLastsInManualMode)
+{
+    c().setParamMode(0);
+    c().setParamScheme(2);
+    c().sensorThread();
+    EXPECT_EQ(2, current());
+}
+
+TEST_F(SchemesAndModes, HandPickedSchemeIsUndoneByTheNextTurnInScheduledMode)
+{
+    c().setParamScheme(2);
+    c().sensorThread();
+    EXPECT_EQ(0, current());
+    EXPECT_EQ(2, ControllerProbe::lastScheme(c()));
+}
+
+TEST_F(SchemesAndModes, HandPickedSchemeIsUndoneByTheRunningThread)
+{
+    startThread();
+    ASSERT_TRUE(threadTurn());
+    c().setParamScheme(2);
+    ASSERT_TRUE(threadTurn());
+    EXPECT_EQ(0, current());
+}
+
+TEST_F(SchemesAndModes, SchemeWaitsInHalfSecondsWhileAnyBusyBitIsUp)
+{
+    for (const unsigned char bit : {kResetBit, kReloadBit, kSwitchingBit})
+    {
+        makeCurrent(0);
+        expectWaitsInHalfSeconds(
+            bit, [&] { c().setParamScheme(2); }, [&] { return current() == 2; });
+    }
+}
+
+TEST_F(SchemesAndModes, ModeWaitsInHalfSecondsWhileAnyBusyBitIsUp)
+{
+    for (const unsigned char bit : {kResetBit, kReloadBit, kSwitchingBit})
+    {
+        ControllerProbe::paramMode(c()) = 1;
+        expectWaitsInHalfSeconds(
+            bit, [&] { c().setParamMode(0); }, [&] { return ControllerProbe::paramMode(c()) == 0; });
+    }
+}
+
+TEST_F(SchemesAndModes, OtherBitsAreNotWaitedFor)
+{
+    setFlags(support::kInitialisingBit | support::kStoppingBit | kInitialisedBit);
+    const host::Span before = clock_->monotonic();
+    EXPECT_TRUE(c().setParamScheme(2));
+    EXPECT_TRUE(c().setParamMode(0));
+    EXPECT_EQ(before, clock_->monotonic());
+    setFlags(kInitialisedBit);
+}
+
+TEST_F(SchemesAndModes, WaitHoldsTheMutexAgainstOtherCalls)
+{
+    setFlags(kInitialisedBit | kReloadBit);
+    std::thread waiting([&] { c().setParamScheme(2); });
+    EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
+    int seen = -5;
+    std::atomic<bool> done{false};
+    std::thread asking(
+        [&]
+        {
+            c().getParamScheme(seen);
+            done = true;
+        });
+    for (int i = 0; i < 5; ++i)
+    {
+        clock_->advance(500ms);
+        EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
+        EXPECT_FALSE(done);
+    }
+    setFlags(kInitialisedBit);
+    clock_->advance(500ms);
+    waiting.join();
+    asking.join();
+    EXPECT_EQ(2, seen);
+}
+
+}  // namespace

@@ -1,0 +1,90 @@
+#include "StartUpFixture.h"
+
+#include "GThread.h"
+#include "keycmd.h"
+
+using support::asserted;
+using support::kController;
+using support::kInitialisedBit;
+using support::outputOf;
+
+namespace {
+
+class ShutDown : public support::StartUpFixture
+{
+};
+
+TEST_F(ShutDown, UninitReleasesAndResets)
+{
+    bringUp();
+    setTime(20, 0);
+    c().sensorThread();
+    c().setParamMode(0);
+    ASSERT_EQ(0, Probe::lastScheme(c()));
+    c().uinit();
+    initialised_ = false;
+    EXPECT_EQ(0U, Probe::keyValSum(c()));
+    EXPECT_EQ(nullptr, Probe::userKeyVal(c()));
+    EXPECT_EQ(nullptr, Probe::fctKeyVal(c()));
+    EXPECT_EQ(1, Probe::paramMode(c()));
+    EXPECT_EQ(-1, Probe::lastScheme(c()));
+    EXPECT_EQ(-1, current());
+    EXPECT_EQ(kInitialisedBit, flags());
+    EXPECT_NE(nullptr, g_pKeyCmdMap);
+    EXPECT_EQ(87U, g_nKeyCmdNum);
+    EXPECT_TRUE(c().getSensorStatus());
+}
+
+TEST_F(ShutDown, UninitPrintsNothing)
+{
+    bringUp();
+    EXPECT_EQ("", outputOf([&] { c().uinit(); }));
+    initialised_ = false;
+}
+
+TEST_F(ShutDown, ObjectCanBeInitialisedAgainAfterUninit)
+{
+    bringUp();
+    c().setParameter(KEY_BRIGHTNESS, 60, true);
+    c().flush();
+    c().uinit();
+    EXPECT_TRUE(initialise());
+    stopThread();
+    EXPECT_EQ(60U, valueOf(0, KEY_BRIGHTNESS));
+    EXPECT_EQ(0, current());
+    EXPECT_EQ(kInitialisedBit, flags());
+}
+
+TEST_F(ShutDown, ThreadThatCannotBeStoppedIsReportedAndTheReleaseContinues)
+{
+    bringUp();
+    GThread* own = Probe::sensorThread(c());
+    // uinit on the very thread that it shall stop.
+    std::atomic<bool> done{false};
+    GThread self(
+        [&]
+        {
+            if (!done)
+            {
+                c().uinit();
+                done = true;
+            }
+            return 0;
+        },
+        "self", &GThread::emptyFun, &GThread::emptyFun);
+    Probe::sensorThread(c()) = &self;
+    const std::string output = outputOf(
+        [&]
+        {
+            self.start();
+            EXPECT_TRUE(support::eventually([&] { return done.load(); }));
+            self.stop();
+        });
+    Probe::sensorThread(c()) = own;
+    initialised_ = false;
+    EXPECT_TRUE(support::saysOnly(output, asserted(kController, "uinit", "m_pSensorThread->stop()")));
+    EXPECT_EQ(nullptr, Probe::userKeyVal(c()));
+    EXPECT_EQ(kInitialisedBit, flags());
+}
+
+}  // namespace

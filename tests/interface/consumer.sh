@@ -1,0 +1,61 @@
+#!/usr/bin/env bash
+# Builds the host in tests/consumer against the installed package and runs it on a camera's file tree.
+# consumer.sh find_package|pkg_config <cmake> <compiler> <consumer's source> <prefix> <work folder>
+set -euo pipefail
+here=$(dirname -- "$(readlink -f -- "$0")")
+. "$here/test_lib.sh"
+
+method=$1 cmake=$2 compiler=$3 source=$4 prefix=$5 work=$6
+build=$work/build
+
+# A host need not have TinyXML's development files.
+build_by_find_package() {
+    "$cmake" -S "$source" -B "$build" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$prefix" \
+        -DCMAKE_PROJECT_TOP_LEVEL_INCLUDES="$here/record_packages.cmake" >/dev/null
+    "$cmake" --build "$build" >/dev/null
+    expect_nothing "the package looks for more than Threads:" \
+        < <(grep -Evx 'sensordll|Threads' "$build/packages_looked_for.txt")
+}
+
+# Hidden visibility must not hide ia_ioctrl from the library.
+build_by_pkg_config() {
+    local libdir flags
+    libdir=$(dirname -- "$(find "$prefix" -name libsensordll.so)")
+    read -ra flags <<<"$(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs sensordll)"
+    "$compiler" -std=c++17 -fvisibility=hidden "$source/main.cpp" "${flags[@]}" -Wl,-rpath,"$libdir" \
+        -o "$build/consumer"
+}
+
+# A window of the whole day: the first scheme is in force whenever this runs.
+write_camera_files() {
+    local factory=$1/mnt/mtd/code/factory_setting documents=$1/hd1/moduleConfig/sensorConfig
+    mkdir -p "$factory" "$1"/mnt/mtd/{code/config_file,log} "$documents"/style{,Diversity}
+    printf 'DeviceType=1\nHardwareModel=consumer\nHardwareCode=1\n' >"$factory/machineinfo.ini"
+    cat >"$documents/style/Style.xml" <<'XML'
+<Style>
+    <tab key="schedule">
+        <switch id="8000" value="0"/>
+        <number id="8001" value="0"/>
+        <number id="8002" value="0"/>
+        <number id="8003" value="24"/>
+        <number id="8004" value="0"/>
+    </tab>
+    <tab key="image">
+        <slider id="34" value="50"/>
+        <slider id="2337" value="50"/>
+    </tab>
+</Style>
+XML
+    printf '<Rule model="other"/>\n' >"$documents/styleDiversity/StyleDiversity.xml"
+}
+
+rm -rf "$work"
+mkdir -p "$build"
+"build_by_$method"
+write_camera_files "$work/tree"
+private_tree "$work/tree" "$(dirname -- "$work")" "$build/consumer"
+
+# Two schemes of seven records, and the version file.
+cd "$work/tree/mnt/mtd/code/config_file"
+stat --format='%n %s' -- * | diff - <(printf '%s\n' 'sensor0.cfg 56' 'sensor1.cfg 56' 'snsversion.cfg 4') ||
+    fail "the library left other files than expected"

@@ -1,0 +1,35 @@
+# shellcheck shell=bash
+# Sourced by the scripts beside it.
+
+fail() {
+    printf '%s\n' "$@" >&2
+    exit 1
+}
+
+# Succeeds if standard input is empty; otherwise prints it below the message and ends the script.
+expect_nothing() {
+    local found
+    found=$(cat)
+    [ -z "$found" ] || fail "$1" "$found"
+}
+
+# Runs a program with /mnt, /hd1 and /tmp replaced by the folders of that name in the tree.
+# private_tree <tree> <readable folder> <program> <argument>...
+private_tree() {
+    local tree=$1 readable=$2
+    shift 2
+    local links=() name options=()
+    for name in bin sbin lib lib32 lib64 libx32; do
+        if [ -L "/$name" ]; then
+            links+=(--symlink "usr/$name" "/$name")
+        else
+            links+=(--ro-bind-try "/$name" "/$name")
+        fi
+    done
+    # A container's root often may not mount outside of a user namespace of its own.
+    bwrap --ro-bind / / true 2>/dev/null || options=(--unshare-user)
+    mkdir -p "$tree"/{mnt,hd1,tmp}
+    bwrap "${options[@]}" --ro-bind /usr /usr "${links[@]}" --ro-bind /etc /etc --dev-bind /dev /dev \
+        --bind /proc /proc --bind "$tree/mnt" /mnt --bind "$tree/hd1" /hd1 --bind "$tree/tmp" /tmp \
+        --ro-bind "$readable" "$readable" --die-with-parent --chdir / -- "$@"
+}

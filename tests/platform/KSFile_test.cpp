@@ -1,0 +1,231 @@
+#include "KSFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <climits>
+#include <type_traits>
+
+#include "PrivateTree.h"
+
+namespace {
+
+using support::filesIn;
+using support::readFile;
+using support::writeFile;
+
+using KSFileTest = support::PrivateTreeTest;
+
+constexpr char kFolder[] = "/mnt/mtd/code/config_file";
+constexpr char kPath[] = "/mnt/mtd/code/config_file/some.txt";
+
+std::vector<std::string> linesOf(const std::string& bytes)
+{
+    writeFile(kPath, bytes);
+    KSFile file;
+    EXPECT_TRUE(file.open(kPath));
+    std::vector<std::string> lines;
+    std::string line;
+    while (file.ReadOneLine(line))
+    {
+        lines.push_back(line);
+    }
+    EXPECT_EQ(line, "");
+    return lines;
+}
+
+TEST(KSFile, HasTheModeValuesOfTheContract)
+{
+    EXPECT_EQ(KSFile::modeRead, 1);
+    EXPECT_EQ(KSFile::modeWrite, 2);
+    EXPECT_EQ(KSFile::modeTruncate, 0x40);
+    static_assert(std::is_same<INT64, long long>::value, "as in the library");
+}
+
+TEST(KSFile, AnObjectThatIsNotOpenAnswersFailure)
+{
+    KSFile file;
+    char byte = 'x';
+    std::string line = "old";
+    EXPECT_EQ(file.read(&byte, 1), -1);
+    EXPECT_EQ(file.write(&byte, 1), -1);
+    EXPECT_EQ(file.getLength(), 0);
+    EXPECT_EQ(file.getFileHandle(), -1);
+    EXPECT_FALSE(file.ReadOneLine(line));
+    EXPECT_EQ(line, "");
+    EXPECT_FALSE(file.close());
+    EXPECT_EQ(byte, 'x');
+}
+
+TEST_F(KSFileTest, ReadsUpToTheEnd)
+{
+    writeFile(kPath, "abcdef");
+    KSFile file;
+    ASSERT_TRUE(file.open(kPath, KSFile::modeRead));
+    EXPECT_EQ(file.getLength(), 6);
+    EXPECT_GE(file.getFileHandle(), 0);
+    char bytes[10] = {};
+    EXPECT_EQ(file.read(bytes, 4), 4);
+    EXPECT_EQ(file.read(bytes + 4, 6), 2);
+    EXPECT_STREQ(bytes, "abcdef");
+    EXPECT_EQ(file.read(bytes, 1), 0);
+    EXPECT_EQ(file.read(bytes, 0), 0);
+    EXPECT_EQ(file.write(bytes, 1), -1);
+    EXPECT_TRUE(file.getLength() == 6);
+}
+
+TEST_F(KSFileTest, RefusesMoreBytesThanItsResultCanCount)
+{
+    writeFile(kPath, "abc");
+    KSFile file;
+    char byte = 0;
+    ASSERT_TRUE(file.open(kPath, KSFile::modeRead | KSFile::modeWrite));
+    EXPECT_EQ(file.read(&byte, INT_MAX + 1u), -1);
+    EXPECT_EQ(file.write(&byte, INT_MAX + 1u), -1);
+    EXPECT_FALSE(file.close());
+    EXPECT_EQ(readFile(kPath), "abc");
+}
+
+TEST_F(KSFileTest, DoesNotOpenWhatIsNoFile)
+{
+    KSFile file;
+    EXPECT_FALSE(file.open(nullptr));
+    EXPECT_FALSE(file.open(""));
+    EXPECT_FALSE(file.open(kPath));
+    EXPECT_FALSE(file.open(kFolder));
+    EXPECT_FALSE(file.open(kFolder, KSFile::modeWrite));
+    EXPECT_FALSE(file.open(kFolder, KSFile::modeWrite | KSFile::modeTruncate));
+    EXPECT_FALSE(file.open("/mnt/mtd/nowhere/file", KSFile::modeWrite));
+    EXPECT_FALSE(file.open("/mnt/mtd/nowhere/file", KSFile::modeWrite | KSFile::modeTruncate));
+    EXPECT_EQ(file.getFileHandle(), -1);
+    EXPECT_EQ(file.write("x", 1), -1);
+}
+
+TEST_F(KSFileTest, RefusesModesWithoutMeaning)
+{
+    writeFile(kPath, "abc");
+    KSFile file;
+    for (const int mode : {0, 0x40, 0x41, 4, 0x80, 0xFF})
+    {
+        EXPECT_FALSE(file.open(kPath, static_cast<unsigned char>(mode))) << mode;
+    }
+    EXPECT_EQ(readFile(kPath), "abc");
+}
+
+TEST_F(KSFileTest, ANamedPipeHoldsNobodyUp)
+{
+    ASSERT_EQ(mkfifo(kPath, 0600), 0);
+    KSFile file;
+    char byte = 0;
+    EXPECT_TRUE(file.open(kPath));
+    EXPECT_LE(file.read(&byte, 1), 0);
+    KSFile writer;
+    writer.open(kPath, KSFile::modeWrite);
+}
+
+TEST_F(KSFileTest, WritesInPlaceWithoutTruncation)
+{
+    writeFile(kPath, "abcdef");
+    KSFile file;
+    ASSERT_TRUE(file.open(kPath, KSFile::modeWrite));
+    EXPECT_EQ(file.write("XY", 2), 2);
+    EXPECT_EQ(readFile(kPath), "XYcdef");
+    EXPECT_TRUE(file.close());
+    EXPECT_EQ(readFile(kPath), "XYcdef");
+    EXPECT_EQ(filesIn(kFolder).size(), 1u);
+}
+
+TEST_F(KSFileTest, MakesAMissingFileForWriting)
+{
+    KSFile file;
+    ASSERT_TRUE(file.open(kPath, KSFile::modeWrite));
+    EXPECT_EQ(file.write("new", 3), 3);
+    EXPECT_TRUE(file.close());
+    EXPECT_EQ(readFile(kPath), "new");
+}
+
+TEST_F(KSFileTest, OpeningAgainReleasesTheFirstFile)
+{
+    writeFile(kPath, "abc");
+    KSFile file;
+    ASSERT_TRUE(file.open(kPath));
+    const int first = file.getFileHandle();
+    ASSERT_TRUE(file.open(kPath));
+    EXPECT_EQ(file.getFileHandle(), first);
+    EXPECT_FALSE(file.open("/mnt/mtd/nowhere"));
+    EXPECT_EQ(file.getFileHandle(), -1);
+    EXPECT_EQ(fcntl(first, F_GETFD), -1);
+}
+
+TEST_F(KSFileTest, DestructionReleasesTheFileAndChildrenDoNotInheritIt)
+{
+    writeFile(kPath, "abc");
+    int handle = -1;
+    {
+        KSFile file;
+        ASSERT_TRUE(file.open(kPath));
+        handle = file.getFileHandle();
+        EXPECT_NE(fcntl(handle, F_GETFD) & FD_CLOEXEC, 0);
+    }
+    EXPECT_EQ(fcntl(handle, F_GETFD), -1);
+}
+
+TEST_F(KSFileTest, ExistsIsTrueForAnythingThatIsThere)
+{
+    EXPECT_FALSE(KSFile::exists(kPath));
+    EXPECT_FALSE(KSFile::exists(nullptr));
+    EXPECT_TRUE(KSFile::exists(kFolder));
+    writeFile(kPath, "");
+    EXPECT_TRUE(KSFile::exists(kPath));
+}
+
+// ---- lines -------------------------------------------------------------------------------------------------
+
+TEST_F(KSFileTest, ReadsLinesWithoutTheirEnds)
+{
+    using Lines = std::vector<std::string>;
+    EXPECT_EQ(linesOf(""), Lines());
+    EXPECT_EQ(linesOf("7"), Lines{"7"});
+    EXPECT_EQ(linesOf("7\n1\n"), (Lines{"7", "1"}));
+    EXPECT_EQ(linesOf("7\r\n\r\n1"), (Lines{"7", "", "1"}));
+    EXPECT_EQ(linesOf("\n\n"), (Lines{"", ""}));
+    EXPECT_EQ(linesOf("a\rb\r"), Lines{"a\rb\r"});
+}
+
+TEST_F(KSFileTest, LinesAcrossTheReadAheadStayWhole)
+{
+    for (const std::size_t length : {510u, 511u, 512u, 513u, 1024u, 5000u})
+    {
+        const std::string longLine(length, 'x');
+        EXPECT_EQ(linesOf(longLine + "\r\nend"), (std::vector<std::string>{longLine, "end"})) << length;
+    }
+}
+
+TEST_F(KSFileTest, CutsALineThatIsNobodysLine)
+{
+    const std::vector<std::string> lines = linesOf(std::string(1000000, 'x') + "\nnext\n");
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0], std::string(64 * 1024, 'x'));
+    EXPECT_EQ(lines[1], "next");
+}
+
+TEST_F(KSFileTest, ReadAndWriteGoOnWhereTheLineEnded)
+{
+    writeFile(kPath, "one\ntwo\nthree");
+    KSFile file;
+    ASSERT_TRUE(file.open(kPath, KSFile::modeRead | KSFile::modeWrite));
+    std::string line;
+    ASSERT_TRUE(file.ReadOneLine(line));
+    char bytes[4] = {};
+    EXPECT_EQ(file.read(bytes, 3), 3);
+    EXPECT_STREQ(bytes, "two");
+    ASSERT_TRUE(file.ReadOneLine(line));
+    EXPECT_EQ(line, "");
+    EXPECT_EQ(file.write("THR", 3), 3);
+    EXPECT_EQ(file.read(bytes, 3), 2);
+    EXPECT_TRUE(file.close());
+    EXPECT_EQ(readFile(kPath), "one\ntwo\nTHRee");
+}
+
+}  // namespace

@@ -1,0 +1,210 @@
+#include "ModuleConfigureParser.h"
+
+#include <random>
+
+#include "ModuleConfigure.h"
+#include "PrivateTree.h"
+
+namespace {
+
+using ModuleConfigureParserTest = support::PrivateTreeTest;
+using Modules = std::vector<ModuleConfigure>;
+
+const std::string kEntry =
+    "<ModuleConfig hardwareModel=\"M1\" hardwareCode=\"C1\">"
+    "<ModuleId>3</ModuleId><Detail>(max_scheme=2)</Detail><Parameters>p</Parameters></ModuleConfig>";
+
+std::string documentOf(const std::string& entries)
+{
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<ModuleConfigs>\n" + entries + "\n</ModuleConfigs>\n";
+}
+
+bool parse(const std::string& text, Modules& modules, const std::string& model = "M1", const std::string& code = "C1")
+{
+    support::writeFile(support::kModuleConfigFile, text);
+    return ModuleConfigureParser::parse(support::kModuleConfigFile, model, code, modules);
+}
+
+// The number of entries, or -1 when the document is refused; then nothing may be left in the vector.
+int entriesIn(const std::string& text)
+{
+    Modules modules(5);
+    const bool good = parse(text, modules);
+    EXPECT_TRUE(good || modules.empty());
+    return good ? static_cast<int>(modules.size()) : -1;
+}
+
+std::string elementsDeep(int depth)
+{
+    std::string text;
+    for (int i = 0; i < depth; ++i)
+    {
+        text += "<a>";
+    }
+    for (int i = 0; i < depth; ++i)
+    {
+        text += "</a>";
+    }
+    return text;
+}
+
+TEST_F(ModuleConfigureParserTest, ReadsAnEntry)
+{
+    Modules modules;
+    ASSERT_TRUE(parse(documentOf(kEntry), modules));
+    ASSERT_EQ(modules.size(), 1u);
+    EXPECT_EQ(modules[0].getModuleId(), 3);
+    EXPECT_EQ(modules[0].getDetail(), "(max_scheme=2)");
+    EXPECT_EQ(modules[0].getParameters(), "p");
+}
+
+TEST_F(ModuleConfigureParserTest, ReturnsMatchingEntriesInDocumentOrder)
+{
+    std::string entries;
+    for (const char* line : {"M1 C1 1", "M1 C2 2", "M2 C1 3", "m1 C1 4", "M1 C1 5"})
+    {
+        const std::string text = line;
+        entries += "<ModuleConfig hardwareModel='" + text.substr(0, 2) + "' hardwareCode='" + text.substr(3, 2) +
+                   "'><ModuleId> " + text.substr(6) + " </ModuleId></ModuleConfig>";
+    }
+    Modules modules;
+    ASSERT_TRUE(parse(documentOf(entries), modules));
+    ASSERT_EQ(modules.size(), 2u);
+    EXPECT_EQ(modules[0].getModuleId(), 1);
+    EXPECT_EQ(modules[1].getModuleId(), 5);
+    EXPECT_EQ(modules[0].getDetail(), "");
+    EXPECT_EQ(modules[0].getParameters(), "");
+}
+
+TEST_F(ModuleConfigureParserTest, NoMatchIsNoFailureAndEmptiesTheVector)
+{
+    Modules modules(2);
+    EXPECT_TRUE(parse(documentOf(kEntry), modules, "M1", "C9"));
+    EXPECT_TRUE(modules.empty());
+    EXPECT_EQ(entriesIn("<ModuleConfigs/>"), 0);
+    EXPECT_EQ(entriesIn(documentOf("<Other/><ModuleConfig/>")), 0);
+}
+
+TEST_F(ModuleConfigureParserTest, AnAttributeThatIsMissingMatchesNothingNotEvenEmptyText)
+{
+    Modules modules;
+    const std::string entry = "<ModuleConfig hardwareModel=''><ModuleId>1</ModuleId></ModuleConfig>";
+    EXPECT_TRUE(parse(documentOf(entry), modules, "", ""));
+    EXPECT_TRUE(modules.empty());
+}
+
+TEST_F(ModuleConfigureParserTest, AnEntryWithoutAReadableModuleIdIsPassedOver)
+{
+    for (const char* id : {"", "<ModuleId/>", "<ModuleId>x</ModuleId>", "<ModuleId>1 2</ModuleId>",
+                           "<ModuleId>99999999999</ModuleId>", "<ModuleId><b>1</b></ModuleId>"})
+    {
+        const std::string entry =
+            std::string("<ModuleConfig hardwareModel='M1' hardwareCode='C1'>") + id + "</ModuleConfig>";
+        EXPECT_EQ(entriesIn(documentOf(entry + kEntry)), 1) << id;
+    }
+}
+
+TEST_F(ModuleConfigureParserTest, UnderstandsEntitiesCommentsAndCharacterData)
+{
+    Modules modules;
+    const std::string entry =
+        "<!-- <ModuleConfig> --><ModuleConfig hardwareModel=\"A&amp;B\" hardwareCode='\xC3\xBC>' other=\"1\" >"
+        "<ModuleId><!-- id -->7</ModuleId ><Detail>(a=1)<!-- x -->(b=2)</Detail>"
+        "<Parameters><![CDATA[<raw> & </raw>]]></Parameters></ModuleConfig>";
+    ASSERT_TRUE(parse(documentOf(entry), modules, "A&B", "\xC3\xBC>"));
+    ASSERT_EQ(modules.size(), 1u);
+    EXPECT_EQ(modules[0].getModuleId(), 7);
+    EXPECT_EQ(modules[0].getDetail(), "(a=1)(b=2)");
+    EXPECT_EQ(modules[0].getParameters(), "<raw> & </raw>");
+}
+
+TEST_F(ModuleConfigureParserTest, TakesAByteOrderMarkADoctypeAndCommentsAroundTheRoot)
+{
+    EXPECT_EQ(entriesIn("\xEF\xBB\xBF<!-- a --><!DOCTYPE ModuleConfigs>\n<ModuleConfigs>" + kEntry +
+                        "</ModuleConfigs><!-- b -->"),
+              1);
+}
+
+// ---- hostile documents -------------------------------------------------------------------------------------
+
+TEST_F(ModuleConfigureParserTest, RefusesWhatCannotBeRead)
+{
+    Modules modules(3);
+    EXPECT_FALSE(ModuleConfigureParser::parse(support::kModuleConfigFile, "M1", "C1", modules));
+    EXPECT_TRUE(modules.empty());
+    EXPECT_FALSE(ModuleConfigureParser::parse(support::kConfigFolder, "M1", "C1", modules));
+    EXPECT_FALSE(ModuleConfigureParser::parse("/dev/zero", "M1", "C1", modules));
+}
+
+TEST_F(ModuleConfigureParserTest, RefusesWhatIsNotWellFormed)
+{
+    for (const char* text :
+         {"", " ", "text", "<", "<>", "</a>", "<ModuleConfigs>", "<ModuleConfigs", "<ModuleConfigs/", "<Modules/>",
+          "<ModuleConfigs></Other>", "<ModuleConfigs/><ModuleConfigs/>", "<ModuleConfigs/>text",
+          "text<ModuleConfigs/>", "<ModuleConfigs a/>", "<ModuleConfigs a=1/>", "<ModuleConfigs a='1'b='2'/>",
+          "<ModuleConfigs a='1/>", "<ModuleConfigs a='<'/>", "<ModuleConfigs a='1' a='2'/>",
+          "<ModuleConfigs><!-- </ModuleConfigs>", "<ModuleConfigs><![CDATA[ </ModuleConfigs>",
+          "<ModuleConfigs><a></b></a></ModuleConfigs>", "<!DOCTYPE x [<!ENTITY a 'b'>]><ModuleConfigs/>",
+          "<?xml <a> ?><ModuleConfigs/>", "<![CDATA[x]]><ModuleConfigs/>", "<1/>",
+          "<ModuleConfigs>< a/></ModuleConfigs>"})
+    {
+        EXPECT_EQ(entriesIn(text), -1) << text;
+    }
+}
+
+TEST_F(ModuleConfigureParserTest, RefusesWhatIsNotUtf8)
+{
+    for (const char* text : {"\x80", "\xC3", "\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xE2\x82", "\xED\xA0\x80",
+                             "\xF0\x80\x80\x80", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE2\x82X", "\xFF\xFE",
+                             "NUL"})
+    {
+        const std::string bytes = std::string(text) == "NUL" ? std::string(1, '\0') : text;
+        EXPECT_EQ(entriesIn(documentOf("<a>" + bytes + "</a>")), -1);
+        EXPECT_EQ(entriesIn("<ModuleConfigs/>" + bytes), -1);
+    }
+    EXPECT_EQ(entriesIn(documentOf("<a>\xF0\x9F\x93\xB7\xEF\xBF\xBD\xED\x9F\xBF</a>")), 0);
+}
+
+TEST_F(ModuleConfigureParserTest, GoesSixtyFourLevelsDeepAndNoFurther)
+{
+    EXPECT_EQ(entriesIn(documentOf(elementsDeep(63) + kEntry)), 1);
+    EXPECT_EQ(entriesIn(documentOf(elementsDeep(64) + kEntry)), -1);
+    EXPECT_EQ(entriesIn(documentOf(elementsDeep(500000))), -1);
+    EXPECT_EQ(entriesIn(documentOf("<!-- </a></a> -->" + elementsDeep(64))), -1);
+}
+
+TEST_F(ModuleConfigureParserTest, TakesFourMebibytesAndNoMore)
+{
+    const std::string document = documentOf(kEntry);
+    const std::string padding(4 * 1024 * 1024 - document.size(), ' ');
+    EXPECT_EQ(entriesIn(document + padding), 1);
+    EXPECT_EQ(entriesIn(document + padding + " "), -1);
+}
+
+TEST_F(ModuleConfigureParserTest, RefusesAnElementWithThousandsOfAttributes)
+{
+    std::string element = "<a";
+    for (int i = 0; i < 20000; ++i)
+    {
+        element += " a" + std::to_string(i) + "=''";
+    }
+    EXPECT_EQ(entriesIn(documentOf(element + "/>" + kEntry)), -1);
+}
+
+TEST_F(ModuleConfigureParserTest, SurvivesChangedAndTruncatedDocuments)
+{
+    const std::string document = documentOf("<!-- c -->" + kEntry + "<a b='c'/><![CDATA[x]]>");
+    std::mt19937 random(2);
+    for (int round = 0; round < 300; ++round)
+    {
+        std::string text = document;
+        for (unsigned changes = random() % 4; changes > 0; --changes)
+        {
+            text[random() % text.size()] = "<>/\"'=!-[]?& \x80z"[random() % 15];
+        }
+        text.resize(text.size() - random() % 2 * (random() % text.size()));
+        EXPECT_LE(entriesIn(text), 1);
+    }
+}
+
+}  // namespace

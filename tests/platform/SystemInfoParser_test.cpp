@@ -1,0 +1,106 @@
+#include "SystemInfoParser.h"
+
+#include <random>
+
+#include "MachineInfo.h"
+#include "PrivateTree.h"
+
+namespace {
+
+using SystemInfoParserTest = support::PrivateTreeTest;
+
+bool parse(const std::string& text, MachineInfo& machineInfo)
+{
+    support::writeFile(support::kMachineInfoFile, text);
+    return SystemInfoParser::parseMachineInfo(support::kMachineInfoFile, machineInfo);
+}
+
+// The device type, or -1 when the file is refused.
+int typeOf(const std::string& text)
+{
+    MachineInfo machineInfo;
+    return parse(text, machineInfo) ? machineInfo.getDeviceType() : -1;
+}
+
+TEST_F(SystemInfoParserTest, ReadsTheThreeFields)
+{
+    MachineInfo machineInfo;
+    EXPECT_TRUE(parse("# the board\nDeviceType=8\nHardwareModel=SC-200 # pro\nHardwareCode=A=1\n", machineInfo));
+    EXPECT_EQ(machineInfo.getDeviceType(), 8);
+    EXPECT_EQ(machineInfo.getHardwareModel(), "SC-200 # pro");
+    EXPECT_EQ(machineInfo.getHardwareCode(), "A=1");
+}
+
+TEST_F(SystemInfoParserTest, ToleratesBlanksLineEndsUnknownNamesAndAByteOrderMark)
+{
+    MachineInfo machineInfo;
+    EXPECT_TRUE(parse("\xEF\xBB\xBF"
+                      "DeviceType = 4\r\n\r\n  # DeviceType=9\r\n[board]\r\nSerial=7\r\nnonsense\r\n=\r\n"
+                      "\t HardwareModel\t=\t two words \r\nHardwareCode=",
+                      machineInfo));
+    EXPECT_EQ(machineInfo.getDeviceType(), 4);
+    EXPECT_EQ(machineInfo.getHardwareModel(), "two words");
+    EXPECT_EQ(machineInfo.getHardwareCode(), "");
+}
+
+TEST_F(SystemInfoParserTest, ARepeatedNameReplacesUnlessItIsNoNumber)
+{
+    EXPECT_EQ(typeOf("DeviceType=1\nDeviceType=9\n"), 9);
+    EXPECT_EQ(typeOf("DeviceType=1\nDeviceType=dome\n"), 1);
+}
+
+TEST_F(SystemInfoParserTest, AnyIntIsADeviceType)
+{
+    EXPECT_EQ(typeOf("DeviceType=0"), 0);
+    EXPECT_EQ(typeOf("DeviceType=+5"), 5);
+    EXPECT_EQ(typeOf("DeviceType=2147483647"), 2147483647);
+    EXPECT_EQ(typeOf("DeviceType=-2147483648"), -2147483647 - 1);
+}
+
+TEST_F(SystemInfoParserTest, ATextWithoutAValidDeviceTypeIsRefused)
+{
+    for (const char* text : {"", "\n", "DeviceType", "DeviceType=", "DeviceType=x", "DeviceType=1x", "DeviceType=1 2",
+                             "DeviceType=0x1", "DeviceType=1.0", "DeviceType=--1", "DeviceType=2147483648",
+                             "DeviceType=99999999999999999999", "devicetype=1", "XDeviceType=1", "#DeviceType=1"})
+    {
+        EXPECT_EQ(typeOf(text), -1) << text;
+    }
+}
+
+TEST_F(SystemInfoParserTest, WhatWasFoundIsSetEvenWithoutDeviceType)
+{
+    MachineInfo machineInfo;
+    machineInfo.setHardwareCode("kept");
+    EXPECT_FALSE(parse("HardwareModel=M1\n", machineInfo));
+    EXPECT_EQ(machineInfo.getDeviceType(), 0);
+    EXPECT_EQ(machineInfo.getHardwareModel(), "M1");
+    EXPECT_EQ(machineInfo.getHardwareCode(), "kept");
+}
+
+TEST_F(SystemInfoParserTest, AFileThatCannotBeReadIsRefused)
+{
+    MachineInfo machineInfo;
+    EXPECT_FALSE(SystemInfoParser::parseMachineInfo("", machineInfo));
+    EXPECT_FALSE(SystemInfoParser::parseMachineInfo(support::kMachineInfoFile, machineInfo));
+    EXPECT_FALSE(SystemInfoParser::parseMachineInfo(support::kConfigFolder, machineInfo));
+}
+
+TEST_F(SystemInfoParserTest, SurvivesAnyBytes)
+{
+    std::mt19937 random(1);
+    for (int round = 0; round < 100; ++round)
+    {
+        std::string bytes = "DeviceType=1\n";
+        for (unsigned changes = random() % 8; changes > 0; --changes)
+        {
+            bytes.insert(random() % (bytes.size() + 1), 1, static_cast<char>(random()));
+        }
+        MachineInfo machineInfo;
+        if (!parse(bytes, machineInfo))
+        {
+            EXPECT_EQ(machineInfo.getDeviceType(), 0);
+        }
+    }
+}
+
+}  // namespace

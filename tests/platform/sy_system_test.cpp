@@ -1,0 +1,151 @@
+#include "sy_system.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <thread>
+
+#include "Eventually.h"
+#include "PrivateTree.h"
+
+namespace {
+
+using platform_tests::eventually;
+using SySystemTest = support::PrivateTreeTest;
+
+constexpr char kIdFile[] = "/mnt/mtd/code/process";
+
+// True when the process whose id is in the file has ended; a zombie has.
+bool hasEnded()
+{
+    const std::string id = std::to_string(std::stoi(support::readFile(kIdFile)));
+    std::ifstream status("/proc/" + id + "/stat");
+    std::string line;
+    return !std::getline(status, line) || line.find(") Z ") != std::string::npos ||
+           line.find(") X ") != std::string::npos;
+}
+
+TEST_F(SySystemTest, ReturnsTheExitStatus)
+{
+    EXPECT_EQ(sy_system("true", 30), 0);
+    EXPECT_EQ(sy_system("exit 42", 30), 42);
+    EXPECT_EQ(sy_system("exit 255", 0), 255);
+    EXPECT_EQ(sy_system("exit 3", -1), 3);
+    EXPECT_EQ(sy_system("/no/such/program 2>/dev/null", 30), 127);
+    EXPECT_EQ(sy_system("", 30), 0);
+}
+
+TEST_F(SySystemTest, NoCommandIsAFailure)
+{
+    EXPECT_EQ(sy_system(nullptr, 30), kSySystemNotStarted);
+    EXPECT_EQ(kSySystemNotStarted, -1);
+}
+
+TEST_F(SySystemTest, RunsWithAShell)
+{
+    for (const char* name : {"/mnt/mtd/code/config_file/sensor0.cfg", "/mnt/mtd/code/config_old/sensor9.cfg.new",
+                             "/mnt/mtd/code/config_file/other.cfg"})
+    {
+        support::writeFile(name, "x");
+    }
+    EXPECT_EQ(sy_system("rm -rf /mnt/mtd/code/config*/sensor*", 30), 0);
+    EXPECT_EQ(support::filesIn("/mnt/mtd/code/config_file"), std::vector<std::string>{"other.cfg"});
+    EXPECT_TRUE(support::filesIn("/mnt/mtd/code/config_old").empty());
+}
+
+TEST_F(SySystemTest, AnEndBySignalIsToldAsAShellDoes)
+{
+    EXPECT_EQ(sy_system("kill -KILL $$", 30), 128 + SIGKILL);
+}
+
+TEST_F(SySystemTest, TheWholeGroupEndsAtTheLimit)
+{
+    EXPECT_EQ(sy_system("sleep 1000 & echo $! > /mnt/mtd/code/process; sleep 1000; true", 1), kSySystemLimit);
+    EXPECT_TRUE(eventually(hasEnded));
+}
+
+TEST_F(SySystemTest, WhoDoesNotListenEndsAtTheLimitToo)
+{
+    EXPECT_EQ(sy_system("trap '' TERM; echo $$ > /mnt/mtd/code/process; while :; do sleep 1000; done", 1),
+              kSySystemLimit);
+    EXPECT_TRUE(hasEnded());
+}
+
+TEST_F(SySystemTest, WhoStoppedEndsAtTheLimitToo)
+{
+    EXPECT_EQ(sy_system("echo $$ > /mnt/mtd/code/process; kill -STOP $$; true", 1), kSySystemLimit);
+    EXPECT_TRUE(hasEnded());
+}
+
+TEST_F(SySystemTest, WhoListensMayEndInOrder)
+{
+    EXPECT_EQ(sy_system("trap 'echo bye > /mnt/mtd/code/bye; exit 0' TERM; sleep 1000 & wait", 1), kSySystemLimit);
+    EXPECT_EQ(support::readFile("/mnt/mtd/code/bye"), "bye\n");
+}
+
+TEST_F(SySystemTest, WhatIsLeftInTheBackgroundDoesNotHoldTheCallerUp)
+{
+    EXPECT_EQ(sy_system("sleep 1000 & echo $! > /mnt/mtd/code/process", 600), 0);
+    EXPECT_FALSE(hasEnded());
+    kill(std::stoi(support::readFile(kIdFile)), SIGKILL);
+    EXPECT_TRUE(eventually(hasEnded));
+}
+
+TEST_F(SySystemTest, StandardInputIsEmpty)
+{
+    EXPECT_EQ(sy_system("read line", 30), 1);
+}
+
+TEST_F(SySystemTest, NoDescriptorOfOursIsInherited)
+{
+    support::writeFile("/mnt/mtd/code/open", "x");
+    const int handle = open("/mnt/mtd/code/open", O_RDONLY);
+    ASSERT_EQ(dup2(handle, 50), 50);
+    EXPECT_EQ(sy_system("test -e /proc/$$/fd/1 && ! test -e /proc/$$/fd/50", 30), 0);
+    close(50);
+    close(handle);
+}
+
+TEST_F(SySystemTest, SignalsThatWeBlockOrIgnoreWorkInTheCommand)
+{
+    sigset_t blocked;
+    sigset_t old;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &blocked, &old);
+    const auto handler = signal(SIGTERM, SIG_IGN);
+    EXPECT_EQ(sy_system("kill -TERM $$; exit 0", 30), 128 + SIGTERM);
+    signal(SIGTERM, handler);
+    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+}
+
+TEST_F(SySystemTest, WithIgnoredChildSignalsTheCommandRunsAndItsStatusIsLost)
+{
+    const auto handler = signal(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(sy_system("echo x > /mnt/mtd/code/ran", 30), kSySystemNotStarted);
+    EXPECT_EQ(sy_system("sleep 1000", 1), kSySystemLimit);
+    signal(SIGCHLD, handler);
+    EXPECT_EQ(support::readFile("/mnt/mtd/code/ran"), "x\n");
+}
+
+TEST_F(SySystemTest, ManyThreadsEachGetTheirOwnStatus)
+{
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+    {
+        threads.emplace_back([i] {
+            for (int turn = 0; turn < 10; ++turn)
+            {
+                EXPECT_EQ(sy_system(("exit " + std::to_string(i)).c_str(), 30), i);
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+    {
+        thread.join();
+    }
+}
+
+}  // namespace

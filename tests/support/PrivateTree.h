@@ -1,0 +1,62 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// The camera's file system as a test sees it. Every path here is one of the library's own absolute paths, which
+// lie in the private tree (Sandbox.h); outside of it everything below ends the program.
+namespace support {
+
+constexpr char kConfigFolder[] = "/mnt/mtd/code/config_file";
+constexpr char kVersionFile[] = "/mnt/mtd/code/config_file/snsversion.cfg";
+constexpr char kMachineInfoFile[] = "/mnt/mtd/code/factory_setting/machineinfo.ini";
+constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";
+constexpr char kStyleFile[] = "/hd1/moduleConfig/sensorConfig/style/Style.xml";
+constexpr char kDomeStyleFile[] = "/hd1/moduleConfig/sensorConfig/style/Style_dome.xml";
+constexpr char kDiversityFile[] = "/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity.xml";
+constexpr char kDomeDiversityFile[] = "/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity_dome.xml";
+constexpr char kMergedStyleFile[] = "/tmp/merge_style.xml";
+constexpr char kDebugMarkerFile[] = "/mnt/mtd/sign/Debug.sign";
+constexpr char kErrorLogFile[] = "/mnt/mtd/log/SensorError.log";
+
+std::string schemeFile(int scheme);
+
+// Empties and recreates the camera's folders, and removes what the library leaves in /tmp.
+void wipeTree();
+
+bool fileExists(const std::string& path);
+void removeFile(const std::string& path);
+
+// Whole files, byte for byte; a failure ends the program. Folders on the way are made.
+void writeFile(const std::string& path, const std::string& bytes);
+std::string readFile(const std::string& path);
+
+// Names in a folder, sorted.
+std::vector<std::string> filesIn(const std::string& folder);
+
+// The marker file's two lines. Without the second argument the file has one line.
+void setDebug(int level, std::optional<int> assertSwitch = std::nullopt);
+void removeDebug();
+
+struct LogRecord
+{
+    std::string prefix;
+    std::string text;
+};
+
+// The records of the error log and its rotated predecessors, oldest first, without time stamps and line ends.
+// Only for texts of one line.
+std::vector<LogRecord> errorLog();
+
+// Starts every test with an empty camera and leaves nothing behind.
+class PrivateTreeTest : public testing::Test
+{
+protected:
+    void SetUp() override;
+    void TearDown() override;
+};
+
+}  // namespace support

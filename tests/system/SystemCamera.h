@@ -1,0 +1,94 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "CapturedOutput.h"
+#include "HostClock.h"
+#include "HostPlatform.h"
+#include "PrivateTree.h"
+#include "RecordingVideo.h"
+#include "Service.h"
+#include "sensordll.h"
+
+namespace support {
+
+// A shipped camera model, as a board would carry it.
+struct Model
+{
+    const char* name;
+    int schemes;
+};
+
+void PrintTo(const Model& model, std::ostream* stream);
+
+constexpr Model kFixed{"fixed", 4};
+constexpr Model kDome{"dome", 8};
+constexpr Model kPlate{"lpr", 4};
+constexpr Model kFisheye{"fisheye", 2};
+
+// A camera on its shipped documents: the shared library, the simulated service, a video module that records, and
+// a clock that only the test moves; noon at first. Everything goes through the public interface.
+class SystemCamera : public PrivateTreeTest
+{
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // Lays out the model's documents. The file system is otherwise empty: a camera fresh from the factory.
+    void install(const Model& model);
+    // Power on: the service starts anew, then the library on whatever files there are.
+    void start();
+    // Power off in order.
+    void stop();
+    void restart();
+
+    ISensorController& c() { return *controller_; }
+    int scheme();
+    std::string allPairs();
+    // The pairs of allPairs by key.
+    std::map<int, int> allValues();
+    int value(int key);
+    // What the service holds for a command.
+    int applied(u32 cmd);
+    // Words of the service's calls with option set for a command, oldest first.
+    std::vector<int> sent(u32 cmd);
+    // The calls that were refused, as text.
+    std::vector<std::string> refused();
+    std::vector<std::string> reports();
+
+    // Stores and saves a scheme's window; leaves the camera in scheduled mode.
+    void saveWindow(int scheme, int startHour, int startMinute, int endHour, int endMinute, int enabled = 1);
+
+    // The wall clock says this time, and the sensor thread has made a whole turn since.
+    void turnAt(int hour, int minute);
+    // The clock moves on, and the sensor thread has made a whole turn since.
+    void pass(host::Span span);
+    int minutesOfDay();
+
+    Model model_ = kFixed;
+    sim::RecordingVideo video_;
+    std::shared_ptr<host::ManualClock> clock_;
+    std::unique_ptr<ISensorController> controller_;
+};
+
+// "VC-BULLET" and so on come from the installed files.
+ModuleConfigure installedModule();
+
+std::string shared(const std::string& name);
+
+struct ModelName
+{
+    template <typename Info>
+    std::string operator()(const Info& instance) const
+    {
+        return instance.param.name;
+    }
+};
+
+}  // namespace support
