@@ -149,9 +149,9 @@ std::optional<int> Camera::peek(int key)
 bool Camera::choosesByDayAndNight() const
 {
     const std::string detail = g_stSysConf.moduleConfig.szDetail;
-    const bool namesInfrared = detail.size() >= kPlainDetailLength &&
-                               (detail.find("(isInfrared=0)") != std::string::npos ||
-                                detail.find("(isInfrared=1)") != std::string::npos);
+    const bool namesInfrared =
+        detail.size() >= kPlainDetailLength &&
+        (detail.find("(isInfrared=0)") != std::string::npos || detail.find("(isInfrared=1)") != std::string::npos);
     return g_stSysConf.nDeviceType == DEVICE_TYPE_LPR && !namesInfrared;
 }
 

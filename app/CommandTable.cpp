@@ -104,7 +104,8 @@ const std::vector<Command>& commands()
          "it is empty or runs over midnight, is refused and nothing is changed.\n",
          runWindow, completeWindow},
         {"scheme", "scheme N", "put scheme N in force",
-         "The highest N is the default scheme. In mode auto the clock chooses again within a second.\n", runScheme, completeSchemes},
+         "The highest N is the default scheme. In mode auto the clock chooses again within a second.\n", runScheme,
+         completeSchemes},
         {"mode", "mode [auto|manual]", "whether the clock chooses the scheme", "", runMode, completeMode},
         {"lens", "lens [WHAT ...]", "where the lens is, and moving it",
          "lens                                  positions and what moves\n"
@@ -116,12 +117,13 @@ const std::vector<Command>& commands()
          "lens wait                             until nothing moves\n",
          runLens, completeLens},
         {"light", "light [LUX|sun]", "light on the sensor",
-         "'light sun' follows the camera's time of day from now on: dark by night, full light at noon.\n",
-         runLight, completeLight},
+         "'light sun' follows the camera's time of day from now on: dark by night, full light at noon.\n", runLight,
+         completeLight},
         {"time", "time [HH:MM]", "the camera's time of day", "", runTime, nullptr},
         {"watch", "watch [SECONDS]", "tell changes of scheme, day or night, light",
          "Changes of the mode and the full hours are told too, and the light when it is five times what it was or a\n"
-         "fifth. Goes on for SECONDS of the camera's time (at --speed 600 a day of 86400 takes 144 real seconds), or until\n"
+         "fifth. Goes on for SECONDS of the camera's time (at --speed 600 a day of 86400 takes 144 real seconds), or "
+         "until\n"
          "Ctrl-C. With --json every change is a document of its own, and the end is one too.\n",
          runWatch, nullptr},
         {"trace", "trace [N|off]", "debug level of the library",
@@ -161,7 +163,8 @@ Answer runHelp(Session&, const Words& arguments)
         for (const Command& command : commands())
         {
             table.addRow({command.usage, command.summary});
-            answer.data["commands"].push_back({{"name", command.name}, {"usage", command.usage}, {"summary", command.summary}});
+            answer.data["commands"].push_back(
+                {{"name", command.name}, {"usage", command.usage}, {"summary", command.summary}});
         }
         answer.text = table.text();
         return answer;
@@ -172,7 +175,10 @@ Answer runHelp(Session&, const Words& arguments)
         return Answer::failure("there is no command " + arguments[0]);
     }
     answer.text = std::string(command->usage) + "\n  " + command->summary + "\n" + command->details;
-    answer.data = {{"name", command->name}, {"usage", command->usage}, {"summary", command->summary}, {"details", command->details}};
+    answer.data = {{"name", command->name},
+                   {"usage", command->usage},
+                   {"summary", command->summary},
+                   {"details", command->details}};
     return answer;
 }
 

@@ -91,7 +91,8 @@ Answer runSave(Session& session, const Words& arguments)
     if (scheme < 0 || scheme >= camera.schemeCount())
     {
         Answer answer;
-        answer.text = schemeTitle(scheme, camera.schemeCount()) + " is in force: it has no file, so there is nothing to save\n";
+        answer.text =
+            schemeTitle(scheme, camera.schemeCount()) + " is in force: it has no file, so there is nothing to save\n";
         answer.data = {{"scheme", scheme}, {"saved", false}};
         return answer;
     }
@@ -111,7 +112,8 @@ Answer runSave(Session& session, const Words& arguments)
     if (camera.currentScheme() == scheme && !fileHoldsScheme(session, scheme, count))
     {
         answer.data["saved"] = false;
-        answer.error = "scheme " + std::to_string(scheme) + " could not be written; its file is as it was ('log' says more)";
+        answer.error =
+            "scheme " + std::to_string(scheme) + " could not be written; its file is as it was ('log' says more)";
         return answer;
     }
     answer.text = "scheme " + std::to_string(scheme) + " saved (" + counted(count, "value", "values") + ")\n";
@@ -135,7 +137,8 @@ Answer runReload(Session& session, const Words& arguments)
     }
     if (!camera.controller().resetToLastParameters())
     {
-        answer.error = "scheme " + std::to_string(scheme) + " was read again, but the sensor refused one of its values; "
+        answer.error = "scheme " + std::to_string(scheme) +
+                       " was read again, but the sensor refused one of its values; "
                        "the ones after it were not applied";
         return answer;
     }
@@ -153,8 +156,9 @@ Answer runReset(Session& session, const Words& arguments)
     if (!session.camera().factoryReset())
     {
         session.quit();
-        return Answer::failure("the board's files no longer name this camera (/mnt/mtd/code/factory_setting/machineinfo.ini, "
-                               "/hd1/moduleConfig/moduleConfig.xml): the camera is down. It starts again as a new one");
+        return Answer::failure(
+            "the board's files no longer name this camera (/mnt/mtd/code/factory_setting/machineinfo.ini, "
+            "/hd1/moduleConfig/moduleConfig.xml): the camera is down. It starts again as a new one");
     }
     waitForFirstScheme(session);
     const int scheme = session.camera().currentScheme();
@@ -261,7 +265,8 @@ Answer runLanguage(Session& session, const Words& arguments)
     {
         return wrongUsage("language");
     }
-    const bool known = std::any_of(languages.begin(), languages.end(), [&](const Language& entry) { return entry.id == *id; });
+    const bool known =
+        std::any_of(languages.begin(), languages.end(), [&](const Language& entry) { return entry.id == *id; });
     const std::string texts = session.camera().controller().getUILanguageFile(*id);
     const std::string common = session.camera().controller().getUICommonFile(*id);
     answer.data = {{"id", *id}, {"known", known}, {"texts", texts}, {"common", common}};

@@ -46,15 +46,21 @@ Answer status(Session& session)
     TextTable table;
     const std::string magnification = ratio > 0 ? ratioText(ratio) : "beyond the optical range";
     table.addRow({"zoom", std::to_string(zoom), magnification, movement(lens.zoomMoving)});
-    table.addRow({"focus", std::to_string(focus), "mode " + std::to_string(mode) + " " + modeName, movement(lens.focusMoving)});
+    table.addRow(
+        {"focus", std::to_string(focus), "mode " + std::to_string(mode) + " " + modeName, movement(lens.focusMoving)});
     table.addRow({"iris", std::to_string(lens.iris), "", movement(lens.irisMoving)});
     table.addRow({"sharpness", std::to_string(sharpness)});
     answer.text = table.text() + (lens.resetting ? "the lens is being reset\n" : "");
-    answer.data = {{"zoom", zoom},           {"ratio", ratio > 0 ? Json(ratio) : Json()},
-                   {"focus", focus},         {"focusMode", mode},
-                   {"iris", lens.iris},      {"sharpness", sharpness},
-                   {"zoomMoving", lens.zoomMoving}, {"focusMoving", lens.focusMoving},
-                   {"irisMoving", lens.irisMoving}, {"resetting", lens.resetting}};
+    answer.data = {{"zoom", zoom},
+                   {"ratio", ratio > 0 ? Json(ratio) : Json()},
+                   {"focus", focus},
+                   {"focusMode", mode},
+                   {"iris", lens.iris},
+                   {"sharpness", sharpness},
+                   {"zoomMoving", lens.zoomMoving},
+                   {"focusMoving", lens.focusMoving},
+                   {"irisMoving", lens.irisMoving},
+                   {"resetting", lens.resetting}};
     return answer;
 }
 
@@ -71,7 +77,8 @@ Answer outcome(Session& session, bool accepted, u32 callsBefore)
         return Answer::failure("the lens refused");
     }
     const Refusal& last = refusals.back();
-    return Answer::failure("the lens refused: " + reasonText(session.camera().service(), last.key, last.value, last.status));
+    return Answer::failure("the lens refused: " +
+                           reasonText(session.camera().service(), last.key, last.value, last.status));
 }
 
 // Waits until nothing moves.

@@ -36,13 +36,17 @@ struct Scene
 
 Scene look(Camera& camera)
 {
-    return {camera.minutesOfDay(), camera.currentScheme(), camera.mode(), camera.service().night(), camera.service().light()};
+    return {camera.minutesOfDay(), camera.currentScheme(), camera.mode(), camera.service().night(),
+            camera.service().light()};
 }
 
 Json sceneJson(const Scene& scene)
 {
-    return {{"time", formatTimeOfDay(scene.minutes)}, {"scheme", scene.scheme},
-            {"mode", scene.mode != 0 ? "auto" : "manual"}, {"night", scene.night}, {"lux", scene.lux}};
+    return {{"time", formatTimeOfDay(scene.minutes)},
+            {"scheme", scene.scheme},
+            {"mode", scene.mode != 0 ? "auto" : "manual"},
+            {"night", scene.night},
+            {"lux", scene.lux}};
 }
 
 bool lightChanged(double before, double now)
@@ -111,15 +115,18 @@ Answer runStatus(Session& session, const Words& arguments)
     char speed[32];
     std::snprintf(speed, sizeof speed, "%g", camera.setup().speed);
     TextTable table;
-    table.addRow({"model", camera.setup().model + ", sensor module " + std::to_string(camera.controller().getSensorType())});
+    table.addRow(
+        {"model", camera.setup().model + ", sensor module " + std::to_string(camera.controller().getSensorType())});
     table.addRow({"version", version});
     table.addRow({"time", formatTimeOfDay(scene.minutes) + ", speed " + speed});
-    table.addRow({"scheme", schemeTitle(scene.scheme, camera.schemeCount()) + ", mode " + (scene.mode != 0 ? "auto" : "manual")});
+    table.addRow({"scheme",
+                  schemeTitle(scene.scheme, camera.schemeCount()) + ", mode " + (scene.mode != 0 ? "auto" : "manual")});
     table.addRow({"scene", luxText(scene.lux) + (scene.night ? ", night" : ", day") + ", lamps " +
                                std::to_string(camera.service().infraredStrength()) + " %"});
     Answer answer;
     answer.text = table.text();
-    answer.data = {{"model", camera.setup().model}, {"module", camera.controller().getSensorType()}, {"version", version}};
+    answer.data = {
+        {"model", camera.setup().model}, {"module", camera.controller().getSensorType()}, {"version", version}};
     answer.data.update(sceneJson(scene));
     answer.data["defaultScheme"] = camera.schemeCount();
     answer.data["speed"] = camera.setup().speed;
@@ -170,7 +177,8 @@ Answer runTime(Session& session, const Words& arguments)
         }
         if (!session.camera().setTimeOfDay(*minutes))
         {
-            return Answer::failure("this camera follows the system's clock; start it with --at or --speed to set its time");
+            return Answer::failure(
+                "this camera follows the system's clock; start it with --at or --speed to set its time");
         }
     }
     Answer answer;

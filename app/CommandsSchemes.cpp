@@ -81,7 +81,8 @@ Answer changeWindow(Session& session, int scheme, bool enabled, const TimeSpanOf
     std::vector<KeyVal> records = readSchemeFile(scheme);
     if (!patch(records, window))
     {
-        return Answer::failure(schemeFilePath(scheme) + " is missing or has no window; nothing was changed. 'reset' makes "
+        return Answer::failure(schemeFilePath(scheme) +
+                               " is missing or has no window; nothing was changed. 'reset' makes "
                                "the scheme files anew");
     }
     if (!writeSchemeFile(scheme, records))
@@ -95,7 +96,8 @@ Answer changeWindow(Session& session, int scheme, bool enabled, const TimeSpanOf
     }
     Answer answer;
     const SchemeWindow now = session.camera().schedule().windows[static_cast<std::size_t>(scheme)];
-    answer.text = "scheme " + std::to_string(scheme) + ": " + windowText(now) + (enabled ? " on" : " off") + ", saved\n";
+    answer.text =
+        "scheme " + std::to_string(scheme) + ": " + windowText(now) + (enabled ? " on" : " off") + ", saved\n";
     answer.data = windowJson(now);
     answer.data["scheme"] = scheme;
     return answer;
@@ -109,7 +111,8 @@ std::string windowProblem(const TimeSpanOfDay& span)
     }
     const std::string start = formatTimeOfDay(span.startMinutes);
     const std::string end = formatTimeOfDay(span.endMinutes);
-    const std::string why = "the window " + start + "-" + end + " can never hold and would be refused when saved (code 507): ";
+    const std::string why =
+        "the window " + start + "-" + end + " can never hold and would be refused when saved (code 507): ";
     return span.startMinutes == span.endMinutes
                ? why + "it is empty"
                : why + "a window does not run over midnight. Use two schemes, " + start + "-24:00 and 00:00-" + end;

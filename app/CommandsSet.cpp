@@ -50,8 +50,8 @@ Answer refused(Session& session, const Changes& changes, int failedKey, const st
     {
         return Answer::failure(keyTitle(failedKey) + " refused");
     }
-    const auto refusal = std::find_if(refusals.rbegin(), refusals.rend(),
-                                      [&](const Refusal& entry) { return entry.key == failedKey; });
+    const auto refusal =
+        std::find_if(refusals.rbegin(), refusals.rend(), [&](const Refusal& entry) { return entry.key == failedKey; });
     const std::string reason = refusal == refusals.rend()
                                    ? "the video module refused it"
                                    : reasonText(session.camera().service(), failedKey, failed->value, refusal->status);
@@ -134,7 +134,8 @@ Answer applyPairs(Session& session, const std::string& pairText)
     for (u32 i = 0; i < count; ++i)
     {
         const int key = static_cast<int>(records[i].key);
-        changes.push_back({key, static_cast<int>(records[i].value), session.camera().schemeValue(session.camera().currentScheme(), key)});
+        changes.push_back({key, static_cast<int>(records[i].value),
+                           session.camera().schemeValue(session.camera().currentScheme(), key)});
     }
     const u32 callsBefore = session.camera().service().callCount();
     const int result = session.camera().controller().setParameters(pairText, true);

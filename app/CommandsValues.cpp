@@ -14,7 +14,8 @@ bool matches(const KeyName& row, const std::string& wanted)
 std::string valueLine(Session& session, int key, int value)
 {
     const std::optional<sim::ParameterState> state = parameterOfKey(session.camera().service(), key);
-    const bool isChoice = (state && !state->allowed.items.empty()) || (findKey(key) != nullptr && findKey(key)->onlyStored);
+    const bool isChoice =
+        (state && !state->allowed.items.empty()) || (findKey(key) != nullptr && findKey(key)->onlyStored);
     const std::string label = isChoice ? valueNote(session.camera().service(), key, value) : "";
     return keyTitle(key) + " = " + std::to_string(value) + (label.empty() ? "" : "  " + label) + "\n";
 }
@@ -147,7 +148,8 @@ Answer runRestore(Session& session, const Words& arguments)
     {
         const std::vector<Refusal> refusals = refusalsSince(session.camera().service(), before);
         const int status = refusals.empty() ? result : refusals.back().status;
-        return Answer::failure(keyTitle(*key) + " refused: " + reasonText(session.camera().service(), *key, value, status));
+        return Answer::failure(keyTitle(*key) +
+                               " refused: " + reasonText(session.camera().service(), *key, value, status));
     }
     Answer answer;
     answer.text = keyTitle(*key) + " = " + std::to_string(value) + " sent again\n";

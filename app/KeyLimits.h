@@ -29,7 +29,7 @@ std::string valueNote(const sim::Service& service, int key, int value);
 // A call to set something that the service refused.
 struct Refusal
 {
-    int key;     // the command's number when no key is sent as this command
+    int key;  // the command's number when no key is sent as this command
     int value;
     int status;  // sim::Status
 };

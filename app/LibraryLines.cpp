@@ -10,7 +10,8 @@ constexpr char kDim[] = "\033[2m";
 }  // namespace
 
 LibraryLines::LibraryLines(const std::string& mark, bool colour)
-    : mark_(colour && !mark.empty() ? kDim + mark + kReset : mark), colour_(colour)
+    : mark_(colour && !mark.empty() ? kDim + mark + kReset : mark),
+      colour_(colour)
 {
 }
 

@@ -26,7 +26,7 @@ private:
 
     const std::string mark_;
     const bool colour_;
-    std::string colours_;   // sequences in force, "" after a reset
+    std::string colours_;  // sequences in force, "" after a reset
     std::string line_;
     std::string sequence_;  // an escape sequence that has begun
     bool visible_ = false;  // line_ holds more than sequences

@@ -46,8 +46,8 @@ void writeAll(int descriptor, const std::string& text)
 }  // namespace
 
 LibraryOutput::LibraryOutput(Way way)
-    : way_(way), lines_(way == Way::collected ? "  | " : "",
-                        isTerminal(way == Way::collected ? STDOUT_FILENO : STDERR_FILENO))
+    : way_(way),
+      lines_(way == Way::collected ? "  | " : "", isTerminal(way == Way::collected ? STDOUT_FILENO : STDERR_FILENO))
 {
     std::fflush(stdout);
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);

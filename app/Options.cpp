@@ -77,7 +77,8 @@ void addOptions(CLI::App& cli, Options& options, RawOptions& raw)
     cli.add_option("--model", raw.model, "Camera model: " + modelList() + " (a state folder keeps its model)")
         ->check(checkModel)
         ->type_name("MODEL");
-    CLI::Option* state = cli.add_option("--state", options.stateFolder, "Folder of the camera's files")->type_name("DIR");
+    CLI::Option* state =
+        cli.add_option("--state", options.stateFolder, "Folder of the camera's files")->type_name("DIR");
     cli.add_option("--speed", raw.speed, "Camera seconds in a real second, 0.1 to 3600; default 1")
         ->check(checkSpeed)
         ->type_name("N");
@@ -140,9 +141,9 @@ std::vector<std::string> insideArguments(const Options& options, const std::stri
 {
     char speed[64];
     std::snprintf(speed, sizeof speed, "%.6f", options.speed);
-    std::vector<std::string> arguments = {"--inside", "--lock-descriptor", std::to_string(lockDescriptor),
-                                          "--state",  stateFolder,         "--model",
-                                          *options.model, "--speed",       speed};
+    std::vector<std::string> arguments = {"--inside",     "--lock-descriptor", std::to_string(lockDescriptor),
+                                          "--state",      stateFolder,         "--model",
+                                          *options.model, "--speed",           speed};
     if (options.startMinutes)
     {
         arguments.insert(arguments.end(), {"--at", formatTimeOfDay(*options.startMinutes)});

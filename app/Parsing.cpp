@@ -183,7 +183,8 @@ std::vector<PairItem> parsePairs(const std::string& text)
             break;
         }
         const std::optional<int> key = parseInt(text.substr(open + 1, comma - open - 1));
-        const std::optional<int> value = comma < close ? parseInt(text.substr(comma + 1, close - comma - 1)) : std::nullopt;
+        const std::optional<int> value =
+            comma < close ? parseInt(text.substr(comma + 1, close - comma - 1)) : std::nullopt;
         if (key && value)
         {
             pairs.push_back({*key, *value});

@@ -82,7 +82,8 @@ int runInPlace(Options options)
 int runInPrivateTree(Options options)
 {
     const std::string wantedModel = options.model.value_or(modelNames().front());
-    StateFolder state(options.stateFolder.empty() ? defaultStateFolder(wantedModel) : absolutePath(options.stateFolder));
+    StateFolder state(options.stateFolder.empty() ? defaultStateFolder(wantedModel)
+                                                  : absolutePath(options.stateFolder));
     options.model = state.chooseModel(options.model);
     prepare(state, *options.model, state.path(), Documents::refresh);
     int ends[2];

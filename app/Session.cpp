@@ -13,7 +13,11 @@
 namespace app {
 
 Session::Session(Camera& camera, LibraryOutput& output, EndSignals& signals, bool json, bool interactive)
-    : camera_(camera), output_(output), signals_(signals), json_(json), interactive_(interactive)
+    : camera_(camera),
+      output_(output),
+      signals_(signals),
+      json_(json),
+      interactive_(interactive)
 {
 }
 
@@ -90,7 +94,8 @@ bool Session::pause(std::chrono::microseconds span)
             return true;
         }
         const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(left).count();
-        const timespec limit = {static_cast<time_t>(nanoseconds / 1000000000), static_cast<long>(nanoseconds % 1000000000)};
+        const timespec limit = {static_cast<time_t>(nanoseconds / 1000000000),
+                                static_cast<long>(nanoseconds % 1000000000)};
         pollfd waits[] = {{signals_.descriptor(), POLLIN, 0}, {output_.descriptor(), POLLIN, 0}};
         ppoll(waits, 2, &limit, nullptr);
         print(output_.takeArrived());

@@ -19,8 +19,8 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr auto kEndLimit = std::chrono::seconds(10);    // an orderly end takes a turn of the scheduler, a second
-constexpr timespec kLook = {0, 200 * 1000 * 1000};      // how often the limit is looked at
+constexpr auto kEndLimit = std::chrono::seconds(10);  // an orderly end takes a turn of the scheduler, a second
+constexpr timespec kLook = {0, 200 * 1000 * 1000};    // how often the limit is looked at
 
 sigset_t endSignals()
 {

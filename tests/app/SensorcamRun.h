@@ -83,8 +83,9 @@ public:
         std::size_t found = std::string::npos;
         while ((found = out.find(text, seen_)) == std::string::npos)
         {
-            ASSERT_TRUE(readMore() && std::chrono::steady_clock::now() < limit)
-                << "no '" << text << "' after:\n" << out << "\nerrors:\n" << err;
+            ASSERT_TRUE(readMore() && std::chrono::steady_clock::now() < limit) << "no '" << text << "' after:\n"
+                                                                                << out << "\nerrors:\n"
+                                                                                << err;
         }
         seen_ = found + text.size();
     }

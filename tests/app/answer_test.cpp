@@ -22,7 +22,8 @@ TEST(Answer, AFailureIsADocumentTooWithWhatWasDone)
 
 TEST(Answer, BytesThatAreNoTextAreReplaced)
 {
-    EXPECT_EQ(app::jsonDocument("x", app::Answer::failure("a\xff")), "{\"command\":\"x\",\"ok\":false,\"error\":\"a\xEF\xBF\xBD\"}\n");
+    EXPECT_EQ(app::jsonDocument("x", app::Answer::failure("a\xff")),
+              "{\"command\":\"x\",\"ok\":false,\"error\":\"a\xEF\xBF\xBD\"}\n");
 }
 
 TEST(TextTable, AlignsColumnsAndLeavesNoBlanksAtLineEnds)

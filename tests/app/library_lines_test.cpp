@@ -22,9 +22,8 @@ TEST(LibraryLines, WithoutColourAllSequencesAreLeftOut)
 TEST(LibraryLines, WithColourEveryLineIsColouredAndReset)
 {
     app::LibraryLines lines("  | ", true);
-    EXPECT_EQ(lines.feed(kReport),
-              "\033[2m  | \033[0m\033[31m[sensor assert] file:x\033[0m\n"
-              "\033[2m  | \033[0m\033[31mfailed\033[0m\n");
+    EXPECT_EQ(lines.feed(kReport), "\033[2m  | \033[0m\033[31m[sensor assert] file:x\033[0m\n"
+                                   "\033[2m  | \033[0m\033[31mfailed\033[0m\n");
     EXPECT_EQ(lines.feed("plain\n"), "\033[2m  | \033[0mplain\033[0m\n");
 }
 

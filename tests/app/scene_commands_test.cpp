@@ -38,9 +38,10 @@ TEST_F(SceneCommandsTest, TheLensMovesAndComesToRest)
 
 TEST_F(SceneCommandsTest, EveryMovementOfTheLensIsACommand)
 {
-    const Ended ended = execute({"lens", "lens zoom in", "lens wait", "lens zoom out", "lens wait", "lens focus far", "lens focus near",
-                                 "lens focus mode 1", "lens focus 3000", "lens wait", "lens focus once", "lens wait", "lens iris up",
-                                 "lens iris down", "lens wait", "lens reset", "lens wait"});
+    const Ended ended =
+        execute({"lens", "lens zoom in", "lens wait", "lens zoom out", "lens wait", "lens focus far", "lens focus near",
+                 "lens focus mode 1", "lens focus 3000", "lens wait", "lens focus once", "lens wait", "lens iris up",
+                 "lens iris down", "lens wait", "lens reset", "lens wait"});
     EXPECT_EQ(ended.status, 0) << ended.out << ended.err;
 }
 
@@ -90,7 +91,8 @@ TEST_F(SceneCommandsTest, AFailedAssertionThatEndsTheProcessIsReportedFirst)
     support::writeFile(support::kDebugMarkerFile, "1\n1\n");
     const Ended ended = execute({"get 999", "status"});
     EXPECT_EQ(ended.status, 128 + SIGABRT);
-    EXPECT_TRUE(has(ended.err, "SNS_SUCCESS == doIaCmd(p_nKey, IA_CMD_OPT_GET, &p_nVal)   ~~~Assertion failed.")) << ended.err;
+    EXPECT_TRUE(has(ended.err, "SNS_SUCCESS == doIaCmd(p_nKey, IA_CMD_OPT_GET, &p_nVal)   ~~~Assertion failed."))
+        << ended.err;
 }
 
 TEST_F(SceneCommandsTest, TheErrorLogCanBeRead)
@@ -134,8 +136,9 @@ TEST_F(SceneCommandsTest, KeysAndHelpListEverything)
     EXPECT_EQ(lastDocument(ended.out)["keys"].size(), 87u);
     const Ended help = execute({"help", "help window"});
     EXPECT_EQ(help.status, 0);
-    for (const char* name : {"keys", "get", "set", "text", "all", "save", "reload", "restore", "reset", "schemes", "window", "scheme",
-                             "mode", "lens", "light", "time", "trace", "log", "style", "language", "watch", "quit"})
+    for (const char* name :
+         {"keys",   "get",  "set",  "text",  "all",  "save",  "reload", "restore", "reset",    "schemes", "window",
+          "scheme", "mode", "lens", "light", "time", "trace", "log",    "style",   "language", "watch",   "quit"})
     {
         EXPECT_TRUE(has(help.out, std::string("\n") + name)) << name;
     }

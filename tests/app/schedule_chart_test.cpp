@@ -90,8 +90,10 @@ TEST(ScheduleChart, DrawsAColumnForEveryHalfHour)
     app::Schedule day = schedule({window(true, 8, 0, 18, 0), window(false, 22, 15, 24, 0)});
     day.minutes = 9 * 60;
     const std::string chart = app::drawSchedule(day);
-    EXPECT_EQ(lineWith(chart, "scheme 0  "), "  scheme 0   ................####################............  08:00-18:00 on");
-    EXPECT_EQ(lineWith(chart, "scheme 1  "), "  scheme 1   ............................................----  22:15-24:00 off");
+    EXPECT_EQ(lineWith(chart, "scheme 0  "),
+              "  scheme 0   ................####################............  08:00-18:00 on");
+    EXPECT_EQ(lineWith(chart, "scheme 1  "),
+              "  scheme 1   ............................................----  22:15-24:00 off");
     EXPECT_EQ(lineWith(chart, "by clock"), "  by clock   dddddddddddddddd00000000000000000000dddddddddddd");
     EXPECT_EQ(lineWith(chart, "^"), std::string(13 + 18, ' ') + "^ 09:00");
 }

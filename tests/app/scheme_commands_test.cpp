@@ -45,9 +45,11 @@ TEST_F(SchemeCommandsTest, AWindowSavesNothingElseOfItsScheme)
 
 TEST_F(SchemeCommandsTest, AWindowThatCannotBeSavedIsRefusedAndNothingChanges)
 {
-    const std::string before = support::fileExists(support::schemeFile(1)) ? support::readFile(support::schemeFile(1)) : "";
-    for (const char* line : {"window 1 on 22:00-06:00", "window 1 off 08:00-08:00", "window 1 on 08:00-24:30", "window 1 on noon",
-                             "window 9 on 08:00-18:00", "window 4 on 08:00-18:00", "window -1 on 08:00-18:00", "window 1 maybe 1:00-2:00"})
+    const std::string before =
+        support::fileExists(support::schemeFile(1)) ? support::readFile(support::schemeFile(1)) : "";
+    for (const char* line :
+         {"window 1 on 22:00-06:00", "window 1 off 08:00-08:00", "window 1 on 08:00-24:30", "window 1 on noon",
+          "window 9 on 08:00-18:00", "window 4 on 08:00-18:00", "window -1 on 08:00-18:00", "window 1 maybe 1:00-2:00"})
     {
         EXPECT_EQ(execute({line}).status, 1) << line;
     }
@@ -95,7 +97,8 @@ TEST_F(SchemeCommandsTest, AHandPickedSchemeStaysInManualMode)
 
 TEST_F(SchemeCommandsTest, TheClockChangesTheSchemeAtTheWindowsMinute)
 {
-    const Ended ended = execute({"window 0 on 00:00-17:59", "window 2 on 17:59-18:00", "time 17:58", "watch 150"}, {"--json"});
+    const Ended ended =
+        execute({"window 0 on 00:00-17:59", "window 2 on 17:59-18:00", "time 17:58", "watch 150"}, {"--json"});
     ASSERT_EQ(ended.status, 0) << ended.err;
     std::vector<std::string> changes;
     std::size_t begin = 0;
@@ -113,7 +116,8 @@ TEST_F(SchemeCommandsTest, TheClockChangesTheSchemeAtTheWindowsMinute)
 
 TEST_F(SchemeCommandsTest, OnALicencePlateCameraNightBringsSchemeOne)
 {
-    const Ended ended = execute({"light 0", "set delay=0", "watch 10", "light 1000", "watch 10"}, {"--json", "--model", "lpr"});
+    const Ended ended =
+        execute({"light 0", "set delay=0", "watch 10", "light 1000", "watch 10"}, {"--json", "--model", "lpr"});
     ASSERT_EQ(ended.status, 0) << ended.err;
     const std::size_t night = ended.out.find("\"event\":\"now scheme 1\"");
     EXPECT_NE(night, std::string::npos) << ended.out;

@@ -56,7 +56,8 @@ TEST_F(SensorcamTest, ReloadGoesBackToWhatWasSaved)
 
 TEST_F(SensorcamTest, AFactoryResetMakesANewCameraAndServesItsTextsAgain)
 {
-    const Ended ended = execute({"set brightness=60", "save", "language 0", "reset", "get brightness", "language 0"}, {"--json"});
+    const Ended ended =
+        execute({"set brightness=60", "save", "language 0", "reset", "get brightness", "language 0"}, {"--json"});
     ASSERT_EQ(ended.status, 0) << ended.err;
     const std::vector<json> answers = documentsOf(ended.out);
     ASSERT_EQ(answers.size(), 6u);
@@ -80,8 +81,8 @@ TEST_F(SensorcamTest, AListStopsAtTheFirstRefusalAndSaysWhatBecameOfTheRest)
 
 TEST_F(SensorcamTest, NothingIsAppliedWhenAListCannotBeRead)
 {
-    for (const char* list : {"set brightness=61 nonsense=1", "set brightness=61 contrast=bright", "set brightness=61 contrast",
-                             "set brightness=61 34=62"})
+    for (const char* list : {"set brightness=61 nonsense=1", "set brightness=61 contrast=bright",
+                             "set brightness=61 contrast", "set brightness=61 34=62"})
     {
         const Ended ended = execute({list}, {"--json"});
         EXPECT_EQ(ended.status, 1) << list;
@@ -117,7 +118,8 @@ TEST_F(SensorcamTest, WithoutATerminalTheShellRunsLinesAndSetsTheLibraryOff)
 {
     const Ended ended = support::runToEnd({"shell"}, "get brightness\n# a remark\n\nget 999\nget contrast");
     EXPECT_EQ(ended.status, 1) << "a line failed";
-    EXPECT_TRUE(has(ended.out, "KEY_BRIGHTNESS = 50\n  | [sensor assert] file:ISensorController fun:getParameter")) << ended.out;
+    EXPECT_TRUE(has(ended.out, "KEY_BRIGHTNESS = 50\n  | [sensor assert] file:ISensorController fun:getParameter"))
+        << ended.out;
     EXPECT_TRUE(has(ended.out, "  | get key(999) val from 2a err\nKEY_CONTRAST = 50\n")) << ended.out;
 }
 

@@ -65,7 +65,8 @@ TEST_F(StateFolderTest, AFolderKeepsItsModel)
     EXPECT_EQ(state.chooseModel(std::nullopt), "dome");
     EXPECT_EQ(state.chooseModel("dome"), "dome");
     const std::string text = failureOf([&] { state.chooseModel("lpr"); });
-    EXPECT_NE(text.find("holds a dome camera; a licence-plate camera needs a folder of its own"), std::string::npos) << text;
+    EXPECT_NE(text.find("holds a dome camera; a licence-plate camera needs a folder of its own"), std::string::npos)
+        << text;
 }
 
 TEST_F(StateFolderTest, AnUnknownRememberedModelIsAFailure)
@@ -136,7 +137,9 @@ TEST_F(ProvisionTest, InPlaceOnlyWhatIsMissingIsWritten)
 
 TEST_F(ProvisionTest, MissingDocumentsAreAFailure)
 {
-    EXPECT_NE(failureOf([] { app::provision("/tmp/nothing", "fixed", "/tmp/x", app::Documents::refresh); }).find("/tmp/nothing"),
+    EXPECT_NE(failureOf([] {
+                  app::provision("/tmp/nothing", "fixed", "/tmp/x", app::Documents::refresh);
+              }).find("/tmp/nothing"),
               std::string::npos);
 }
 
