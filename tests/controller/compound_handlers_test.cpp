@@ -37,10 +37,10 @@ protected:
     std::vector<std::string> sequenceOf(const std::function<void()>& body)
     {
         std::vector<std::string> sequence;
-        service_.onCall([&](const support::ServiceCall& call)
-                        { sequence.push_back("service " + std::to_string(call.cmd) + " " + std::to_string(call.value())); });
-        video_.onNotify([&](int cmd, int value)
-                        { sequence.push_back("video " + std::to_string(cmd) + " " + std::to_string(value)); });
+        const auto note = [&](const char* who, auto cmd, auto value)
+        { sequence.push_back(who + std::to_string(cmd) + " " + std::to_string(value)); };
+        service_.onCall([&](const support::ServiceCall& call) { note("service ", call.cmd, call.value()); });
+        video_.onNotify([&](int cmd, int value) { note("video ", cmd, value); });
         body();
         service_.onCall(nullptr);
         video_.onNotify(nullptr);
@@ -96,6 +96,13 @@ TEST_F(CompoundHandlers, WideDynamicRangeOnlyReportsTheServicesFailure)
     EXPECT_EQ((Notifications{{2370, 0}, {2368, 2}, {2370, 1}}), video_.notifications());
 }
 
+TEST_F(CompoundHandlers, WideDynamicRangeTellsTheVideoModuleWhatTheServiceWasAskedFor)
+{
+    service_.answerValue(2368, 0, 1);
+    EXPECT_EQ(0, handleValue(&ISensorController::doHwdr, 2368, 2));
+    EXPECT_EQ((Notifications{{2370, 0}, {2368, 2}, {2370, 1}}), video_.notifications());
+}
+
 TEST_F(CompoundHandlers, ShowFlagIsReachableThroughMemberFunctionAndGlobal)
 {
     c().setShowWDRFalg(false);
@@ -130,6 +137,13 @@ TEST_F(CompoundHandlers, CaptureOffsetReportsTheServiceAndGivesTheVideoModulesAn
         saysOnly(output, asserted(kController, "doImageAdjust", "SNS_SUCCESS == doIaCmd(p_nKey, p_nDir, p_pVal)")));
     video_.answerStatus(2432, -8);
     outputOf([&] { EXPECT_EQ(-8, handleValue(&ISensorController::doImageAdjust, 2432, 5)); });
+}
+
+TEST_F(CompoundHandlers, CaptureOffsetTellsTheVideoModuleWhatTheServiceMadeOfIt)
+{
+    service_.answerValue(2432, 0, 4);
+    EXPECT_EQ(0, handleValue(&ISensorController::doImageAdjust, 2432, 5));
+    EXPECT_EQ((Notifications{{2432, 4}}), video_.notifications());
 }
 
 TEST_F(CompoundHandlers, AntiShakeTellsTheVideoModuleFirst)

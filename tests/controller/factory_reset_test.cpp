@@ -1,5 +1,7 @@
 #include "ControllerFixture.h"
 
+#include "WaitingCall.h"
+
 using support::kController;
 using support::kInitialisedBit;
 using support::kInitialisingBit;
@@ -162,11 +164,58 @@ TEST_F(FactoryReset, ReadsTheConfigurationFilesFromLevelSixOn)
     EXPECT_STREQ("file", g_stSysConf.moduleConfig.szParameters);
 }
 
+TEST_F(FactoryReset, LooksAtTheLevelWhenEverythingIsReleased)
+{
+    writeFile(support::kModuleConfigFile, "<ModuleConfigs>" + moduleConfig("M1", 99, "(max_scheme=3)") +
+                                              "</ModuleConfigs>");
+    const std::thread::id self = std::this_thread::get_id();
+    const auto levelDuringTheSwitch = [&](const std::function<void()>& change)
+    {
+        stopThread();
+        makeCurrent(0);
+        setValue(0, KEY_BRIGHTNESS, 10);
+        service_.onCall(
+            [&, change](const support::ServiceCall& call)
+            {
+                if (call.thread == self && (flags() & support::kSwitchingBit) != 0)
+                {
+                    change();
+                }
+            });
+        outputOf([&] { EXPECT_TRUE(reset()); });
+    };
+    levelDuringTheSwitch([] { setDebug(6); });
+    EXPECT_EQ(99, c().getSensorType());
+    g_stSysConf.moduleConfig.nModuleId = 7;
+    levelDuringTheSwitch([] { support::removeDebug(); });
+    EXPECT_EQ(7, c().getSensorType());
+}
+
+TEST_F(FactoryReset, SensorStatusIsFalseUntilItsInitHasFinished)
+{
+    setValue(0, KEY_BRIGHTNESS, 10);
+    const std::thread::id self = std::this_thread::get_id();
+    std::vector<bool> beforeInit;
+    std::vector<bool> duringInit;
+    service_.onCall(
+        [&](const support::ServiceCall& call)
+        {
+            if (call.thread == self)
+            {
+                ((flags() & kInitialisingBit) != 0 ? duringInit : beforeInit).push_back(c().getSensorStatus());
+            }
+        });
+    reset();
+    EXPECT_THAT(beforeInit, testing::AllOf(testing::Not(testing::IsEmpty()), testing::Each(true)));
+    EXPECT_THAT(duringInit, testing::AllOf(testing::Not(testing::IsEmpty()), testing::Each(false)));
+    EXPECT_TRUE(c().getSensorStatus());
+}
+
 TEST_F(FactoryReset, WithoutAModuleForThisBoardLevelSixIsARangeError)
 {
     writeFile(support::kModuleConfigFile, "<ModuleConfigs>" + moduleConfig("M0", 98, "") + "</ModuleConfigs>");
     setDebug(6);
-    // What uinit released is gone: nothing but destruction is left to do.
+    // Nothing but destruction follows.
     initialised_ = false;
     outputOf([&] { EXPECT_THROW(c().resetParameters(), std::out_of_range); });
     support::removeDebug();
@@ -174,6 +223,57 @@ TEST_F(FactoryReset, WithoutAModuleForThisBoardLevelSixIsARangeError)
     int scheme = 0;
     EXPECT_TRUE(c().getParamScheme(scheme));
     EXPECT_EQ(-1, scheme);
+}
+
+TEST_F(FactoryReset, AfterARangeErrorOtherCallsFindNothingAndDoNoHarm)
+{
+    writeFile(support::kModuleConfigFile, "<ModuleConfigs/>");
+    setDebug(6);
+    UIFileEntry entry{};
+    entry.nLanguageId = 1;
+    entry.szCommonFile = strdup("common");
+    entry.szLanguageFile = strdup("language");
+    g_stSysConf.pUIFiles = &entry;
+    g_stSysConf.nUIFileSum = 1;
+    support::CapturedOutput quiet;
+    for (int i = 0; i < 2; ++i)
+    {
+        EXPECT_THROW(c().resetParameters(), std::out_of_range);
+        ASSERT_EQ(kInitialisedBit, flags());
+        EXPECT_EQ("", c().getUIStyleFile());
+        EXPECT_EQ("", c().getUICommonFile(1));
+        EXPECT_EQ("", c().getUILanguageFile(1));
+        std::string text;
+        EXPECT_TRUE(c().getAllParameters(text));
+        EXPECT_EQ("", text);
+        EXPECT_EQ(-1, c().restore(KEY_BRIGHTNESS));
+        EXPECT_TRUE(c().resetToLastParameters());
+        EXPECT_EQ(0, c().flush());
+        int scheme = 0;
+        EXPECT_TRUE(c().getParamScheme(scheme));
+        EXPECT_EQ(-1, scheme);
+        const host::Span before = clock_->monotonic();
+        EXPECT_TRUE(c().setParamScheme(0));
+        EXPECT_EQ(before, clock_->monotonic());
+    }
+    c().uinit();
+    bringDown();
+}
+
+TEST_F(FactoryReset, AfterARangeErrorANewInitBringsTheCameraUp)
+{
+    writeFile(support::kModuleConfigFile, "<ModuleConfigs/>");
+    setDebug(6);
+    outputOf([&] { EXPECT_THROW(c().resetParameters(), std::out_of_range); });
+    support::removeDebug();
+    EXPECT_TRUE(initialise());
+    stopThread();
+    EXPECT_EQ(0, current());
+    EXPECT_EQ(kInitialisedBit, flags());
+    EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
+    EXPECT_NE("", c().getUIStyleFile());
+    EXPECT_TRUE(reset());
+    EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
 }
 
 TEST_F(FactoryReset, IsTracedAboveLevelFive)
@@ -237,9 +337,8 @@ TEST_F(FactoryReset, EmptiesTheUserInterfaceFileList)
 TEST_F(FactoryReset, OtherCallsWaitForItsEnd)
 {
     setValue(0, KEY_BRIGHTNESS, 10);
-    std::atomic<bool> entered{false};
-    std::atomic<bool> asked{false};
-    std::thread asking;
+    int value = -1;
+    std::unique_ptr<support::WaitingCall> asking;
     std::atomic<bool> once{false};
     service_.onCall(
         [&](const support::ServiceCall&)
@@ -248,20 +347,13 @@ TEST_F(FactoryReset, OtherCallsWaitForItsEnd)
             {
                 return;
             }
-            asking = std::thread(
-                [&]
-                {
-                    entered = true;
-                    int value = 0;
-                    EXPECT_TRUE(c().getParameter(KEY_SATURATION, value));
-                    asked = true;
-                });
-            EXPECT_TRUE(support::eventually([&] { return entered.load(); }));
-            EXPECT_FALSE(asked);
+            asking = std::make_unique<support::WaitingCall>([&] { c().getParameter(KEY_SATURATION, value); });
+            EXPECT_TRUE(asking->waitsFor(ControllerProbe::mutex(c())));
         });
     reset();
-    asking.join();
-    EXPECT_TRUE(asked);
+    ASSERT_NE(nullptr, asking);
+    asking->join();
+    EXPECT_EQ(51, value);
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <csignal>
 
+#include "WaitingCall.h"
+
 using support::asserted;
 using support::kController;
 using support::outputOf;
@@ -22,7 +24,8 @@ std::string setLine(const std::string& name, int key, int value, const std::stri
 
 std::string iaTraces(int cmd, int dir, int before, int after)
 {
-    const std::string text = "====================== cmd:" + std::to_string(cmd) + " dir:" + std::to_string(dir) + " val:";
+    const std::string text =
+        "====================== cmd:" + std::to_string(cmd) + " dir:" + std::to_string(dir) + " val:";
     return traced("dbg", kController, "doIaCmd", text + std::to_string(before) + " =====================begin\n") +
            traced("dbg", kController, "doIaCmd", text + std::to_string(after) + " =====================end\n");
 }
@@ -160,6 +163,22 @@ TEST_F(ParameterApplication, UnknownKeyThatFailsGivesMinusItsNumber)
 {
     service_.answerStatus(4711, 0, -2);
     outputOf([&] { EXPECT_EQ(-4711, apply({{4711, 5}}, true)); });
+}
+
+TEST_F(ParameterApplication, RefusedKeyWhoseNegativeDoesNotExistGivesItself)
+{
+    service_.answerStatus(0x80000000U, 0, -2);
+    const std::string output = outputOf([&] { EXPECT_EQ(INT32_MIN, c().setParameters("(-2147483648,1)", true)); });
+    EXPECT_TRUE(says(output, "p_pKeyval[0].key(2147483648)"));
+    EXPECT_EQ((std::vector<Sent>{{0x80000000U, 0, 1}}), service_.all());
+}
+
+TEST_F(ParameterApplication, RefusedKeyZeroEndsTheListAndLooksLikeSuccess)
+{
+    service_.answerStatus(0, 0, -2);
+    outputOf([&] { EXPECT_EQ(0, apply({{KEY_CONTRAST, 9}, {0, 5}, {KEY_BRIGHTNESS, 60}}, true)); });
+    EXPECT_EQ((std::vector<Sent>{{2353, 0, 9}, {0, 0, 5}}), service_.all());
+    EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
 }
 
 TEST_F(ParameterApplication, NewestRecordIsPrintedFromLevelSixOn)
@@ -317,17 +336,11 @@ TEST_F(ParameterApplication, SingleParameterWaitsForTheMutexAndListDoesNot)
 {
     ControllerProbe::mutex(c()).Lock("test", __LINE__);
     EXPECT_EQ(0, apply({{KEY_BRIGHTNESS, 60}}, true));
-    std::atomic<bool> done{false};
-    std::thread caller(
-        [&]
-        {
-            c().setParameter(KEY_SATURATION, 1, true);
-            done = true;
-        });
-    EXPECT_FALSE(done);
+    support::WaitingCall waiting([&] { c().setParameter(KEY_SATURATION, 1, true); });
+    EXPECT_TRUE(waiting.waitsFor(ControllerProbe::mutex(c())));
     EXPECT_EQ(0U, service_.count(2337, 0));
     ControllerProbe::mutex(c()).Unlock("test", __LINE__);
-    caller.join();
+    waiting.join();
     EXPECT_EQ(1U, service_.count(2337, 0));
 }
 

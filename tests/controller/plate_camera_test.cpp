@@ -37,7 +37,7 @@ protected:
     void night() { service_.answerValue(kDayNightState, 1, 1); }
     void day() { service_.answerValue(kDayNightState, 1, 0); }
 
-    // Every parameter of the scheme but the schedule and one-shot keys, dayNight in place of its own.
+    // How many records a switch sends that leaves nothing out: all but the schedule and the one-shot keys.
     size_t wholeScheme() { return scheme(0).size() - 5 - 2; }
 };
 
@@ -67,6 +67,16 @@ TEST_F(PlateCamera, FailedReadingIsDay)
     turn();
     ASSERT_EQ(1, current());
     service_.answerStatus(kDayNightState, 1, -1);
+    turn();
+    EXPECT_EQ(0, current());
+}
+
+TEST_F(PlateCamera, FailedReadingIsDayEvenIfItLeftSomethingBehind)
+{
+    night();
+    turn();
+    ASSERT_EQ(1, current());
+    service_.answerValue(kDayNightState, 1, 1, -1);
     turn();
     EXPECT_EQ(0, current());
 }
@@ -115,6 +125,36 @@ TEST_F(PlateCamera, EnteringAWindowOfTheCurrentSchemeSendsEverythingToo)
     EXPECT_EQ(0, current());
     EXPECT_EQ(1, lastSchedule());
     EXPECT_EQ(wholeScheme(), service_.sets().size());
+}
+
+TEST_F(PlateCamera, StartingInsideAWindowSendsEverything)
+{
+    setWindow(2, true, 11, 0, 13, 0);
+    // As if nothing had been switched yet, with the window's scheme in force already.
+    ControllerProbe::lastSchedule(c()) = 255;
+    makeCurrent(2);
+    turn();
+    EXPECT_EQ(2, current());
+    EXPECT_EQ(1, lastSchedule());
+    EXPECT_EQ(wholeScheme(), service_.sets().size());
+}
+
+TEST_F(PlateCamera, StartingInsideAWindowReportsNoFailureAsASwitchByDifferenceDoes)
+{
+    setWindow(2, true, 11, 0, 13, 0);
+    support::writeFile(support::schemeFile(2), support::bytesOf(scheme(2)));
+    construct();
+    ASSERT_EQ(255, lastSchedule());
+    service_.answerStatus(34, 0, -7);
+    EXPECT_EQ("", outputOf(
+                      [&]
+                      {
+                          EXPECT_TRUE(initialise());
+                          stopThread();
+                      }));
+    EXPECT_EQ(1U, service_.count(34, 0));
+    EXPECT_EQ(2, current());
+    EXPECT_EQ(1, lastSchedule());
 }
 
 TEST_F(PlateCamera, FromWindowToWindowSendsOnlyWhatDiffers)
@@ -182,6 +222,30 @@ TEST_F(PlateCamera, BusyBitsKeepBothKindsOfSwitchAndTheScheduleState)
         day();
     }
     setFlags(kInitialisedBit);
+}
+
+TEST_F(PlateCamera, BusyBitsKeepSchemeAndScheduleStateBehindAWindow)
+{
+    setWindow(2, true, 11, 0, 13, 0);
+    turn();
+    ASSERT_EQ(2, current());
+    ASSERT_EQ(1, lastSchedule());
+    setTime(13, 0);
+    night();
+    service_.clearCalls();
+    for (const unsigned char bit : {kResetBit, kReloadBit, kSwitchingBit})
+    {
+        setFlags(kInitialisedBit | bit);
+        turn();
+        EXPECT_EQ(2, current()) << int{bit};
+        EXPECT_EQ(0, last()) << int{bit};
+        EXPECT_EQ(1, lastSchedule()) << int{bit};
+        EXPECT_TRUE(service_.sets().empty()) << int{bit};
+    }
+    setFlags(kInitialisedBit);
+    turn();
+    EXPECT_EQ(1, current());
+    EXPECT_EQ(0, lastSchedule());
 }
 
 TEST_F(PlateCamera, ManualModeReadsNoState)
@@ -280,14 +344,6 @@ TEST_F(PlateCamera, CameraWithoutSchemesComesThroughTheNight)
     turn();
     day();
     turn();
-    EXPECT_EQ(0, current());
-}
-
-TEST_F(PlateCamera, LateDayBitsDoNotWakeAStoppedThread)
-{
-    stopThread();
-    night();
-    clock_->advance(std::chrono::seconds(10));
     EXPECT_EQ(0, current());
 }
 

@@ -1,5 +1,7 @@
 #include "ControllerFixture.h"
 
+#include "WaitingCall.h"
+
 using support::asserted;
 using support::kController;
 using support::kInitialisedBit;
@@ -165,6 +167,26 @@ TEST_F(Reload, RaisesItsFlagOnlyWhileApplying)
     c().resetToLastParameters();
     EXPECT_EQ(kInitialisedBit | kReloadBit, seen);
     EXPECT_EQ(kInitialisedBit, flags());
+}
+
+TEST_F(Reload, RaisesItsFlagOnlyWhenItHoldsTheMutex)
+{
+    KSMutex& mutex = ControllerProbe::mutex(c());
+    mutex.Lock("test", __LINE__);
+    support::WaitingCall waiting([&] { c().resetToLastParameters(); });
+    EXPECT_TRUE(waiting.waitsFor(mutex));
+    EXPECT_EQ(kInitialisedBit, flags());
+    mutex.Unlock("test", __LINE__);
+}
+
+TEST_F(Reload, WithoutAScheduledSchemeDoesNotWaitForTheMutex)
+{
+    makeCurrent(3);
+    KSMutex& mutex = ControllerProbe::mutex(c());
+    mutex.Lock("test", __LINE__);
+    support::WaitingCall reloading([&] { EXPECT_TRUE(c().resetToLastParameters()); });
+    EXPECT_TRUE(reloading.ends());
+    mutex.Unlock("test", __LINE__);
 }
 
 TEST_F(Reload, FailureOfAParameterIsAFailure)

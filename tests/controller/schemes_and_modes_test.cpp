@@ -1,5 +1,7 @@
 #include "ControllerFixture.h"
 
+#include "WaitingCall.h"
+
 using support::asserted;
 using support::kController;
 using support::kInitialisedBit;
@@ -198,28 +200,44 @@ TEST_F(SchemesAndModes, OtherBitsAreNotWaitedFor)
     setFlags(kInitialisedBit);
 }
 
+TEST_F(SchemesAndModes, ReportComesBeforeTheWait)
+{
+    support::CapturedOutput output;
+    const auto expectReportWhileWaiting = [&](const std::function<void()>& call, const std::string& report)
+    {
+        setFlags(kInitialisedBit | kReloadBit);
+        support::WaitingCall waiting(call);
+        EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
+        EXPECT_TRUE(saysOnly(output.take(), report));
+        setFlags(kInitialisedBit);
+        clock_->advance(500ms);
+        waiting.join();
+        EXPECT_EQ("", output.take());
+    };
+    expectReportWhileWaiting([&] { c().setParamScheme(4); },
+                             asserted(kController, "setParamScheme", kSchemeExpression, "p_nScheme(4)\n"));
+    expectReportWhileWaiting([&] { c().setParamMode(2); },
+                             asserted(kController, "setParamMode", kModeExpression, "p_nMode(2)\n"));
+}
+
 TEST_F(SchemesAndModes, WaitHoldsTheMutexAgainstOtherCalls)
 {
     setFlags(kInitialisedBit | kReloadBit);
-    std::thread waiting([&] { c().setParamScheme(2); });
+    support::WaitingCall setting([&] { c().setParamScheme(2); });
     EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
     int seen = -5;
-    std::atomic<bool> done{false};
-    std::thread asking(
-        [&]
-        {
-            c().getParamScheme(seen);
-            done = true;
-        });
+    support::WaitingCall asking([&] { c().getParamScheme(seen); });
+    EXPECT_TRUE(asking.waitsFor(ControllerProbe::mutex(c())));
     for (int i = 0; i < 5; ++i)
     {
         clock_->advance(500ms);
         EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
-        EXPECT_FALSE(done);
+        EXPECT_TRUE(support::isHeld(ControllerProbe::mutex(c())));
+        EXPECT_FALSE(asking.done());
     }
     setFlags(kInitialisedBit);
     clock_->advance(500ms);
-    waiting.join();
+    setting.join();
     asking.join();
     EXPECT_EQ(2, seen);
 }

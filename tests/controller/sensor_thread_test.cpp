@@ -208,4 +208,13 @@ TEST_F(SensorThread, DayNightStateIsReadFromTheService)
     EXPECT_EQ(5, mode);
 }
 
+TEST_F(SensorThread, FailedDayNightReadingDoesNotReachTheCaller)
+{
+    bringUp();
+    service_.answerValue(kDayNightState, 1, 1, -1);
+    int mode = 5;
+    EXPECT_FALSE(c().getDNMode(mode));
+    EXPECT_EQ(5, mode);
+}
+
 }  // namespace

@@ -6,6 +6,7 @@
 using support::asserted;
 using support::kController;
 using support::kInitialisedBit;
+using support::kStoppingBit;
 using support::outputOf;
 
 namespace {
@@ -52,6 +53,43 @@ TEST_F(ShutDown, ObjectCanBeInitialisedAgainAfterUninit)
     stopThread();
     EXPECT_EQ(60U, valueOf(0, KEY_BRIGHTNESS));
     EXPECT_EQ(0, current());
+    EXPECT_EQ(kInitialisedBit, flags());
+}
+
+TEST_F(ShutDown, SensorStatusIsFalseDuringALaterInit)
+{
+    bringUp();
+    c().uinit();
+    EXPECT_TRUE(c().getSensorStatus());
+    std::vector<bool> status;
+    service_.onCall([&](const support::ServiceCall&) { status.push_back(c().getSensorStatus()); });
+    EXPECT_TRUE(initialise());
+    stopThread();
+    EXPECT_THAT(status, testing::AllOf(testing::Not(testing::IsEmpty()), testing::Each(false)));
+    EXPECT_TRUE(c().getSensorStatus());
+}
+
+TEST_F(ShutDown, StoppingBitIsUpWhileTheLastTurnEnds)
+{
+    using namespace std::chrono_literals;
+    bringUp();
+    setValue(0, KEY_BRIGHTNESS, 10);
+    setTime(20, 0);
+    std::atomic<bool> inTurn{false};
+    std::atomic<bool> seen{false};
+    service_.onCall(
+        [&](const support::ServiceCall&)
+        {
+            inTurn = true;
+            seen = support::eventually([&] { return (flags() & kStoppingBit) != 0; });
+        });
+    startThread();
+    ASSERT_TRUE(clock_->waitForSleepers(1, 30s));
+    clock_->advance(1s);
+    ASSERT_TRUE(support::eventually([&] { return inTurn.load(); }));
+    c().uinit();
+    initialised_ = false;
+    EXPECT_TRUE(seen);
     EXPECT_EQ(kInitialisedBit, flags());
 }
 

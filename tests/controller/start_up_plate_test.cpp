@@ -42,6 +42,33 @@ TEST_F(StartUpPlate, PlateCameraIsTheDeviceTypeWithoutAnInfraredVariant)
     }
 }
 
+TEST_F(StartUpPlate, PlateCameraStaysOneWhateverALaterInitFinds)
+{
+    useDevice(8, "(max_scheme=3)");
+    initOutput();
+    struct Case
+    {
+        int type;
+        const char* detail;
+    };
+    for (const Case& tried : {Case{1, "(max_scheme=3)"}, Case{8, "(max_scheme=3)(isInfrared=0)"},
+                              Case{8, "(max_scheme=3)(isInfrared=1)"}, Case{4, "(max_scheme=3)(isInfrared=1)"}})
+    {
+        c().uinit();
+        support::wipeTree();
+        useDevice(tried.type, tried.detail);
+        EXPECT_TRUE(initialise());
+        stopThread();
+        EXPECT_TRUE(Probe::lpr(c())) << tried.type << " " << tried.detail;
+        EXPECT_EQ(0U, storedValue(0, KEY_SCHEME_ENABLE));
+        EXPECT_EQ(18U, storedValue(1, KEY_MAX_SHUTTER));
+    }
+    useDevice(1, detail_);
+    EXPECT_TRUE(c().resetParameters());
+    stopThread();
+    EXPECT_TRUE(Probe::lpr(c()));
+}
+
 TEST_F(StartUpPlate, PlateCamerasSecondSchemeHasNightValuesAndTheFirstIsNotEnabled)
 {
     useDevice(8, "(max_scheme=3)");

@@ -323,6 +323,14 @@ TEST_F(StartUp, WideDynamicRangeIsOfferedUnlessAStreamRunsAtFiftyOrSixty)
     }
 }
 
+TEST_F(StartUp, StreamsAreAskedForWhenTheBitsAreSettled)
+{
+    std::vector<unsigned char> seen;
+    video_.onStreamsAsked([&] { seen.push_back(flags()); });
+    initOutput();
+    EXPECT_EQ((std::vector<unsigned char>{kInitialisedBit}), seen);
+}
+
 TEST_F(StartUp, WideDynamicRangeIsSettledAfterTheFirstSchemeWasApplied)
 {
     setshowWDRFalg(false);

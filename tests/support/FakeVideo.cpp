@@ -22,11 +22,19 @@ int FakeVideo::notifyParam(int cmd, int value)
 
 std::vector<AVStreamParam> FakeVideo::getStreamParams() const
 {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    std::vector<AVStreamParam> streams(rates_.size());
-    for (size_t i = 0; i < rates_.size(); ++i)
+    std::vector<AVStreamParam> streams;
+    std::function<void()> hook;
     {
-        streams[i].setFrameRate(rates_[i]);
+        const std::lock_guard<std::mutex> lock(mutex_);
+        for (const int rate : rates_)
+        {
+            streams.emplace_back().setFrameRate(rate);
+        }
+        hook = streamsHook_;
+    }
+    if (hook)
+    {
+        hook();
     }
     return streams;
 }
@@ -47,6 +55,12 @@ void FakeVideo::onNotify(std::function<void(int, int)> hook)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     hook_ = std::move(hook);
+}
+
+void FakeVideo::onStreamsAsked(std::function<void()> hook)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    streamsHook_ = std::move(hook);
 }
 
 std::vector<FakeVideo::Notification> FakeVideo::notifications() const

@@ -25,6 +25,8 @@ public:
     void setFrameRates(std::vector<int> rates);
     // Runs during every notification, outside the lock.
     void onNotify(std::function<void(int cmd, int value)> hook);
+    // Runs whenever the streams are asked for, outside the lock.
+    void onStreamsAsked(std::function<void()> hook);
 
     std::vector<Notification> notifications() const;
     void clear();
@@ -35,6 +37,7 @@ private:
     std::vector<int> rates_ = {25};
     std::vector<Notification> notifications_;
     std::function<void(int, int)> hook_;
+    std::function<void()> streamsHook_;
 };
 
 }  // namespace support
