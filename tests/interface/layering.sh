@@ -13,12 +13,15 @@ headers_of() {
 
 # refuse <folders> <alternation> <message>: none of the folders' files includes one of these.
 refuse() {
-    [ -n "$2" ] || return 0
+    [ -n "$2" ] || fail "no headers found to look for: $3"
     # shellcheck disable=SC2086  # a list of folders
-    expect_nothing "$3" \
-        < <(grep -rnE --include='*.h' --include='*.cpp' --include='*.def' "#include [<\"]([^>\"]*/)?($2)[>\"]" $1)
+    expect_no_match "$3" -rnE --include='*.h' --include='*.cpp' --include='*.def' \
+        "#include [<\"]([^>\"]*/)?($2)[>\"]" $1
 }
 
+for folder in include platform diag keyval config controller sim app; do
+    [ -n "$(find "$folder" -name '*.h' -print -quit)" ] || fail "$folder holds no headers"
+done
 expect_nothing "these header names stand twice in the tree:" \
     < <(find include platform diag keyval config controller sim app -name '*.h' -printf '%f\n' | sort | uniq -d)
 

@@ -18,5 +18,10 @@ files() {
 # Written so that this file does not match itself.
 pattern='(^|[^[:alnum:]_.])/(wor[k]|hom[e]|roo[t])/|spe[c]\.md|\bPart[s]? [0-9]+\.[0-9]|DISABLE[D]_[A-Z]|GTEST_SKI[P]'
 pattern+='|\b(TOD[O]|FIXM[E])\b'
-expect_nothing "These lines make sense only elsewhere, or put work off:" \
-    < <(files | xargs -0 -r grep -nIE "$pattern" --)
+mapfile -d '' -t all < <(files)
+[ "${#all[@]}" -gt 100 ] || fail "only ${#all[@]} files found to look at"
+present=()
+for file in "${all[@]}"; do
+    if [ -e "$file" ]; then present+=("$file"); fi # removed and not committed yet
+done
+expect_no_match "These lines make sense only elsewhere, or put work off:" -nIE "$pattern" -- "${present[@]}"

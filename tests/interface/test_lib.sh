@@ -13,6 +13,15 @@ expect_nothing() {
     [ -z "$found" ] || fail "$1" "$found"
 }
 
+# expect_no_match <message> <grep's argument>...: ends the script if grep finds something, or cannot look.
+expect_no_match() {
+    local message=$1 found status=0
+    shift
+    found=$(grep "$@") || status=$?
+    [ "$status" -le 1 ] || fail "grep could not look: grep $*"
+    [ -z "$found" ] || fail "$message" "$found"
+}
+
 # Runs a program with /mnt, /hd1 and /tmp replaced by the folders of that name in the tree.
 # private_tree <tree> <readable folder> <program> <argument>...
 private_tree() {
