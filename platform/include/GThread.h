@@ -16,7 +16,7 @@ class GThread
 public:
     /// The thread calls atStart once, then body until stopped, then atEnd once. Their results are not looked at:
     /// the body goes on after a non-zero result too. None of them may throw (the process ends) or be empty.
-    /// name: the kernel's thread name, cut to 15 characters. Nothing runs before start.
+    /// name: the kernel's thread name, cut to 15 characters; null is an empty one. Nothing runs before start.
     GThread(std::function<int()> body, const char* name, std::function<int()> atStart, std::function<int()> atEnd);
 
     /// Stops. On the thread itself: lets the running turn be the last one, and the thread end by itself.
@@ -26,7 +26,7 @@ public:
     GThread& operator=(const GThread&) = delete;
 
     /// True when the thread runs afterwards, so also when it was running before; false when the system has no
-    /// thread to give.
+    /// thread or no memory to give.
     bool start();
 
     /// Ends a wait of KestraTime::wait early, lets the running turn finish and joins. True when the thread is

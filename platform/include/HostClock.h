@@ -138,4 +138,4 @@ private:
     std::list<Sleeper> sleepers_;
 };
 
-}  ///< namespace host
+}  // namespace host

@@ -9,8 +9,8 @@ typedef long long INT64;
 ///
 /// A file opened with modeTruncate is staged: it is written beside its target, as "<target>.new", and takes the
 /// target's place at close, on the disk for good, if every write was complete. Until then, and after any failure,
-/// a crash or a power cut, the target is the old file, whole. A staged file left by a crash is taken away when
-/// the target is written next.
+/// a crash or a power cut, the target is the old file, whole; close names the one exception. Staged files left by a
+/// crash are taken away when the target is written next.
 class KSFile
 {
 public:
@@ -33,7 +33,9 @@ public:
     /// False if the file cannot be opened (missing, a directory, no such directory, no right) or the mode makes
     /// no sense; the object is then not open. An object that is open is released first, as by destruction.
     /// A staged file keeps the mode bits of the one it replaces; a new one has 0644 less the umask. A link is
-    /// followed; what is no regular file (a device) is written directly.
+    /// followed, also to a file that is yet to be made; what is no regular file (a device) is written directly.
+    /// Staging needs a file system with flock, and false is the answer of one without: it could not tell what a
+    /// crash left from another writer's work.
     bool open(const char* path, unsigned char mode = modeRead);
 
     /// The bytes read, fewer than count only at the end of the file; -1 on failure, when not open for reading,
@@ -48,7 +50,8 @@ public:
     INT64 getLength() const;
 
     /// True when all that was written is in the file; for a staged one: in place and on the disk. False also when
-    /// not open.
+    /// not open. After false the target is the old file, unless the very last step failed, bringing the directory
+    /// to the disk: then the new file is in place, whole, and a power cut may bring the old one back.
     bool close();
 
     /// File descriptor, -1 when not open. It stays the object's.

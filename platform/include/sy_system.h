@@ -11,5 +11,6 @@ enum
 /// kSySystemNotStarted if it could not be started, or if the process ignores SIGCHLD and the status is gone;
 /// kSySystemLimit if it was still running after limitSeconds of real time, not host::clock's: then the whole group
 /// is asked to end and, after a short grace, made to. 0 and less: no limit. What a command leaves running in the
-/// background when it ends in time goes on. Thread-safe.
+/// background when it ends in time goes on. Thread-safe; with a C library that lacks closefrom for posix_spawn a
+/// descriptor without FD_CLOEXEC gets through if another thread opens it during the call.
 int sy_system(const char* command, int limitSeconds);

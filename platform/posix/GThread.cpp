@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -10,6 +11,11 @@
 namespace {
 
 constexpr std::size_t kThreadNameMax = 15;  // the kernel's limit, without the terminator
+
+std::string cutName(const char* name)
+{
+    return name != nullptr ? std::string(name).substr(0, kThreadNameMax) : std::string();
+}
 
 }  // namespace
 
@@ -37,7 +43,7 @@ struct GThread::Work
 
 GThread::GThread(std::function<int()> body, const char* name, std::function<int()> atStart,
                  std::function<int()> atEnd)
-    : work_(std::make_shared<const Work>(Work{std::move(body), std::string(name).substr(0, kThreadNameMax),
+    : work_(std::make_shared<const Work>(Work{std::move(body), cutName(name),
                                               std::move(atStart), std::move(atEnd)}))
 {
 }
@@ -65,12 +71,16 @@ bool GThread::start()
         }
         thread_.join();  // it was stopped on itself
     }
-    token_ = std::make_shared<host::StopToken>(work_.get());
     try
     {
+        token_ = std::make_shared<host::StopToken>(work_.get());
         thread_ = std::thread([work = work_, token = token_] { work->run(*token); });
     }
     catch (const std::system_error&)
+    {
+        return false;
+    }
+    catch (const std::bad_alloc&)
     {
         return false;
     }

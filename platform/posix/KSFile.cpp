@@ -30,6 +30,12 @@ int openAnythingElse(const char* path, int flags)
     return handle;
 }
 
+// A rename asks for the right to write the directory, not for the right to write the file that goes.
+bool mayWrite(const std::string& path)
+{
+    return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
+}
+
 }  // namespace
 
 KSFile::~KSFile()
@@ -67,13 +73,17 @@ bool KSFile::open(const char* path, unsigned char mode)
 
 bool KSFile::openForTruncation(const char* path, int access)
 {
-    const std::string target = host::followLinks(path);
     struct stat status{};
-    const bool exists = stat(target.c_str(), &status) == 0;
+    const bool exists = stat(path, &status) == 0;
     if (exists && !S_ISREG(status.st_mode))
     {
-        handle_ = openAnythingElse(target.c_str(), access);
+        handle_ = openAnythingElse(path, access);
         return handle_ >= 0;
+    }
+    std::string target;
+    if (!host::followLinks(path, target) || (exists && !mayWrite(target)))
+    {
+        return false;
     }
     handle_ = host::createStaged(target, access, staged_);
     if (handle_ < 0)

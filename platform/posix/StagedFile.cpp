@@ -7,7 +7,6 @@
 
 #include <climits>
 #include <cstdio>
-#include <cstdlib>
 
 #include "SystemCall.h"
 
@@ -16,10 +15,23 @@ namespace {
 
 constexpr int kNames = 10;     // more writers of one file at the same time than there can be
 constexpr int kAttempts = 10;  // a writer and a clean-up can cross each other, not again and again
+constexpr int kLinksMax = 40;  // as many as the kernel follows
 
+// With errno EWOULDBLOCK when another process has it.
 bool tryLock(int handle)
 {
     return uninterrupted([=] { return flock(handle, LOCK_EX | LOCK_NB); }) == 0;
+}
+
+std::string nameOfStaged(const std::string& target, int number)
+{
+    return target + ".new" + (number == 0 ? "" : std::to_string(number));
+}
+
+// With the slash at its end; empty for a path without one.
+std::string folderOf(const std::string& path)
+{
+    return path.substr(0, path.rfind('/') + 1);
 }
 
 // True when the name is free now. A writer that lives holds the lock.
@@ -46,11 +58,23 @@ int createUnder(const std::string& staged, int access)
             [&] { return open(staged.c_str(), access | O_CREAT | O_EXCL | O_CLOEXEC, 0644); });
         if (handle >= 0)
         {
-            if (tryLock(handle) && isStillAt(handle, staged))
+            const bool isMine = tryLock(handle);
+            if (isMine && isStillAt(handle, staged))
             {
                 return handle;
             }
+            const int failure = isMine ? EWOULDBLOCK : errno;
+            if (failure != EWOULDBLOCK)
+            {
+                // No locks here: the remains of a crash could never be told from the work of a living writer.
+                unlink(staged.c_str());
+            }
             close(handle);
+            if (failure != EWOULDBLOCK)
+            {
+                errno = failure;
+                return -1;
+            }
         }
         else if (errno != EEXIST)
         {
@@ -81,19 +105,16 @@ void takeOwnerAndMode(int handle, const std::string& target)
     fchmod(handle, old.st_mode & 0777);
 }
 
-bool syncDirectoryOf(const std::string& path)
+int openFolderOf(const std::string& path)
 {
-    const std::size_t slash = path.rfind('/');
-    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    const int handle = uninterrupted([&] { return open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
-    if (handle < 0)
-    {
-        return false;
-    }
-    // EINVAL: a file system that has nothing to bring to a disk.
-    const bool isOnDisk = uninterrupted([=] { return fsync(handle); }) == 0 || errno == EINVAL;
-    close(handle);
-    return isOnDisk;
+    const std::string folder = folderOf(path);
+    return uninterrupted(
+        [&] { return open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+}
+
+bool replace(int handle, const std::string& staged, const std::string& target)
+{
+    return uninterrupted([=] { return fsync(handle); }) == 0 && std::rename(staged.c_str(), target.c_str()) == 0;
 }
 
 }  // namespace
@@ -102,10 +123,17 @@ int createStaged(const std::string& target, int access, std::string& staged)
 {
     for (int name = 0; name < kNames; ++name)
     {
-        staged = target + ".new" + (name == 0 ? "" : std::to_string(name));
+        staged = nameOfStaged(target, name);
         const int handle = createUnder(staged, access);
         if (handle >= 0)
         {
+            for (int other = 0; other < kNames; ++other)
+            {
+                if (other != name)
+                {
+                    removeLeftover(nameOfStaged(target, other));
+                }
+            }
             takeOwnerAndMode(handle, target);
             return handle;
         }
@@ -119,20 +147,41 @@ int createStaged(const std::string& target, int access, std::string& staged)
 
 bool commitStaged(int handle, const std::string& staged, const std::string& target)
 {
-    if (uninterrupted([=] { return fsync(handle); }) != 0 || std::rename(staged.c_str(), target.c_str()) != 0)
+    const int folder = openFolderOf(target);
+    if (folder < 0 || !replace(handle, staged, target))
     {
         unlink(staged.c_str());
+        if (folder >= 0)
+        {
+            close(folder);
+        }
         return false;
     }
-    return syncDirectoryOf(target);
+    // EINVAL: a file system that has nothing to bring to a disk.
+    const bool isOnDisk = uninterrupted([=] { return fsync(folder); }) == 0 || errno == EINVAL;
+    close(folder);
+    return isOnDisk;
 }
 
-std::string followLinks(const std::string& path)
+bool followLinks(const std::string& path, std::string& target)
 {
-    struct stat status{};
-    char resolved[PATH_MAX];
-    const bool isLink = lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
-    return isLink && realpath(path.c_str(), resolved) != nullptr ? resolved : path;
+    target = path;
+    for (int links = 0; links <= kLinksMax; ++links)
+    {
+        char text[PATH_MAX];
+        const ssize_t length = readlink(target.c_str(), text, sizeof text);
+        if (length < 0)
+        {
+            return errno == EINVAL || errno == ENOENT;  // no link, or nothing there yet
+        }
+        const std::string next(text, static_cast<std::size_t>(length));
+        if (next.empty() || next.size() == sizeof text)
+        {
+            return false;
+        }
+        target = next[0] == '/' ? next : folderOf(target) + next;
+    }
+    return false;
 }
 
 bool isStillAt(int handle, const std::string& path)

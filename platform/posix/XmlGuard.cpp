@@ -1,5 +1,7 @@
 #include "XmlGuard.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -7,6 +9,7 @@ namespace host {
 namespace {
 
 constexpr std::size_t kNowhere = std::string::npos;
+constexpr std::uint32_t kCharacterMax = 0x10FFFF;
 
 // Length of the character at position, 0 for what is not shortest-form UTF-8 of a Unicode character other than NUL.
 std::size_t utf8Length(const std::string& text, std::size_t position)
@@ -68,6 +71,12 @@ bool isNamePart(char c)
     return isNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == ':';
 }
 
+// Of ASCII letters only.
+char lower(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
 // A walk from tag to tag with the names of the open elements.
 class Walk
 {
@@ -92,7 +101,7 @@ private:
     bool characters()
     {
         const std::size_t end = std::min(text_.find('<', position_), text_.size());
-        bool good = true;
+        bool good = hasOnlyCharacterReferences(position_, end);
         for (; position_ < end; ++position_)
         {
             good = good && (!open_.empty() || isBlank(text_[position_]));
@@ -110,11 +119,53 @@ private:
         {
             return !open_.empty() && skipTo("]]>");
         }
+        if (isDeclaration())
+        {
+            return declaration();
+        }
         if (skip("<?") || skip("<!"))
         {
             return skipShort();
         }
         return skip("</") ? endTag() : startTag();
+    }
+
+    // TinyXML takes everything that begins like this for one.
+    bool isDeclaration() const
+    {
+        const char* const start = "<?xml";
+        std::size_t matched = 0;
+        while (matched < 5 && position_ + matched < text_.size() &&
+               lower(text_[position_ + matched]) == start[matched])
+        {
+            ++matched;
+        }
+        return matched == 5;
+    }
+
+    // TinyXML looks for three attributes in anything, quotes of other attributes included, and reads their values
+    // beyond the end of the declaration: there may be these three and nothing else, and no value may hold markup.
+    bool declaration()
+    {
+        position_ += 5;
+        while (blanks())
+        {
+            if (skip("?>"))
+            {
+                return true;
+            }
+            if (!skip("version") && !skip("encoding") && !skip("standalone"))
+            {
+                return false;
+            }
+            blanks();
+            const std::size_t begin = position_;
+            if (!skip("=") || !value() || text_.find_first_of("<>&", begin) < position_)
+            {
+                return false;
+            }
+        }
+        return skip("?>");
     }
 
     // "<?…?>" and "<!…>": TinyXML lets both end at the first ">".
@@ -185,12 +236,45 @@ private:
             return false;
         }
         const std::size_t end = text_.find(quote, position_ + 1);
-        if (end == kNowhere || text_.find('<', position_) < end)
+        if (end == kNowhere || text_.find('<', position_) < end || !hasOnlyCharacterReferences(position_, end))
         {
             return false;
         }
         position_ = end + 1;
         return true;
+    }
+
+    // TinyXML takes everything up to the next ";" for the digits, tags and quotes as well, and makes bytes that are
+    // no UTF-8 of a number that is no character.
+    bool hasOnlyCharacterReferences(std::size_t begin, std::size_t end) const
+    {
+        for (std::size_t mark = text_.find("&#", begin); mark < end; mark = text_.find("&#", mark + 2))
+        {
+            if (!isCharacterReference(mark + 2))
+            {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    // From behind the "&#".
+    bool isCharacterReference(std::size_t position) const
+    {
+        const bool isHex = text_.compare(position, 1, "x") == 0;
+        const std::string digits = isHex ? "0123456789abcdef" : "0123456789";
+        std::uint32_t number = 0;
+        for (position += isHex ? 1 : 0; position < text_.size() && number <= kCharacterMax; ++position)
+        {
+            const std::size_t digit = digits.find(lower(text_[position]));
+            if (digit == kNowhere)
+            {
+                break;
+            }
+            number = number * static_cast<std::uint32_t>(digits.size()) + static_cast<std::uint32_t>(digit);
+        }
+        const bool isSurrogate = number >= 0xD800 && number <= 0xDFFF;
+        return text_.compare(position, 1, ";") == 0 && number != 0 && number <= kCharacterMax && !isSurrogate;
     }
 
     std::string name()

@@ -9,7 +9,8 @@ constexpr std::size_t kXmlDepthMax = 64;              // elements inside each ot
 constexpr std::size_t kXmlAttributesMax = 256;        // of one element; TinyXML compares each with each
 
 // True for text that TinyXML reads the way it is meant: strict UTF-8 without NUL, within the limits, one root, tags
-// that match, attribute values in quotes, nothing left open. Reentrant.
+// that match, attribute values in quotes, declarations and numeric references that TinyXML cannot read beyond their
+// end, nothing left open. Reentrant.
 bool isPlainXml(const std::string& text);
 
 }  // namespace host

@@ -7,17 +7,52 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
-#include <system_error>
 #include <thread>
 
 #include "SystemCall.h"
+
+#ifdef __GLIBC_PREREQ
+#if __GLIBC_PREREQ(2, 34)
+#define SY_SYSTEM_HAS_CLOSEFROM
+#endif
+#endif
+
+#ifndef SY_SYSTEM_HAS_CLOSEFROM
+#include <dirent.h>
+
+#include <cstdlib>
+#endif
 
 extern char** environ;
 
 namespace {
 
 constexpr std::chrono::milliseconds kGrace{300};  // for an orderly end between SIGTERM and SIGKILL
+
+// Nothing above 2 is for the command. Without closefrom what another thread opens at this moment, and does not mark
+// close-on-exec, gets through.
+void closeAboveTwo(posix_spawn_file_actions_t& actions)
+{
+#ifdef SY_SYSTEM_HAS_CLOSEFROM
+    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+#else
+    DIR* const folder = opendir("/proc/self/fd");
+    while (const dirent* entry = folder != nullptr ? readdir(folder) : nullptr)
+    {
+        const int handle = std::atoi(entry->d_name);
+        if (handle > 2 && handle != dirfd(folder))
+        {
+            posix_spawn_file_actions_addclose(&actions, handle);
+        }
+    }
+    if (folder != nullptr)
+    {
+        closedir(folder);
+    }
+#endif
+}
 
 // The process id, which is its group's id too; -1 on failure.
 pid_t spawnShell(const char* command)
@@ -37,9 +72,7 @@ pid_t spawnShell(const char* command)
     posix_spawn_file_actions_init(&actions);
     // A group in the background that read from a terminal would stop.
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-#if defined(__GLIBC__) && __GLIBC_PREREQ(2, 34)
-    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
-#endif
+    closeAboveTwo(actions);
     const char* const arguments[] = {"sh", "-c", command, nullptr};
     pid_t process = -1;
     const int failure =
@@ -53,7 +86,7 @@ pid_t spawnShell(const char* command)
 class Watchdog
 {
 public:
-    // std::system_error when there is no thread for it.
+    // std::system_error when there is no thread for it, std::bad_alloc when there is no memory.
     Watchdog(pid_t group, std::chrono::seconds limit)
         : group_(group), end_(std::chrono::steady_clock::now() + limit), thread_([this] { run(); })
     {
@@ -137,7 +170,7 @@ int sy_system(const char* command, int limitSeconds)
         const int status = reap(process);
         return reachedLimit ? kSySystemLimit : status;
     }
-    catch (const std::system_error&)
+    catch (const std::exception&)  // no thread or no memory for the watchdog
     {
         kill(-process, SIGKILL);
         reap(process);

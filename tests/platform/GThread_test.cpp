@@ -1,13 +1,16 @@
 #include "GThread.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <fstream>
 #include <future>
 #include <memory>
 #include <string>
 
+#include "ChildProcess.h"
 #include "ClockTest.h"
 #include "Eventually.h"
 #include "KestraTime.h"
@@ -96,6 +99,33 @@ TEST(GThread, CutsTheNameToWhatTheKernelTakes)
 {
     EXPECT_EQ(kernelNameOf("ANameOfMoreThanFifteen"), "ANameOfMoreThan");
 }
+
+TEST(GThread, NoNameIsAnEmptyOne)
+{
+    EXPECT_EQ(kernelNameOf(""), "");
+    EXPECT_EQ(kernelNameOf(nullptr), "");
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // with them nobody survives that
+TEST(GThread, DoesNotStartWithoutMemory)
+{
+    const int status = platform_tests::awaitChild(platform_tests::startChild([] {
+        GThread thread(sleepForever, "none", &GThread::emptyFun, &GThread::emptyFun);
+        const rlimit none{0, 0};
+        setrlimit(RLIMIT_AS, &none);
+        for (std::size_t size = 1 << 24; size > 0; size = size > 4096 ? size / 2 : size - 8)
+        {
+            while (void* volatile taken = std::malloc(size))
+            {
+                static_cast<void>(taken);
+            }
+        }
+        _exit(thread.start() ? 1 : 42);
+    }));
+    ASSERT_TRUE(WIFEXITED(status)) << status;
+    EXPECT_EQ(WEXITSTATUS(status), 42);
+}
+#endif
 
 TEST(GThread, StopIsHarmlessBeforeStartAndTwice)
 {

@@ -6,12 +6,14 @@
 
 #include <atomic>
 #include <limits>
+#include <list>
 #include <stdexcept>
 #include <thread>
 
 #include "ClockTest.h"
 #include "Eventually.h"
 #include "GThread.h"
+#include "Joining.h"
 #include "KSDeviceTime.h"
 #include "KestraTime.h"
 
@@ -23,7 +25,9 @@ using host::RealClock;
 using host::ScaledClock;
 using host::Span;
 using platform_tests::ClockTest;
+using platform_tests::Joining;
 using platform_tests::kBound;
+using platform_tests::LastAdvance;
 
 class ScopedTimeZone
 {
@@ -156,12 +160,23 @@ TEST(ScaledClock, WallTimeRunsOnFromWhereItWasSet)
 
 TEST(ScaledClock, WallTimeRunsAtTheSpeedAndOverMidnight)
 {
-    ScaledClock clock(3600, 23, 0);
-    const int day = clock.localTime().tm_yday;
-    clock.wait(90min);
-    const std::tm later = clock.localTime();
-    EXPECT_NE(later.tm_yday, day);
-    EXPECT_GE(minutesOf(later), 29);
+    constexpr std::time_t kDay = 24 * 60 * 60;
+    ScaledClock clock(1e6, 23, 0);
+    Span before[2];
+    Span after[2];
+    std::time_t seconds[2];
+    for (int i = 0; i < 2; ++i)
+    {
+        before[i] = clock.monotonic();
+        std::tm local = clock.localTime();
+        seconds[i] = timegm(&local);
+        after[i] = clock.monotonic();
+        clock.wait(24h);
+    }
+    EXPECT_GT(seconds[1] / kDay, seconds[0] / kDay);
+    const std::chrono::seconds passed(seconds[1] - seconds[0]);
+    EXPECT_GE(passed, before[1] - after[0] - 1s);
+    EXPECT_LE(passed, after[1] - before[0] + 1s);
 }
 
 TEST(ScaledClock, SettingTheWallClockLeavesTheMonotonicTimeAlone)
@@ -256,10 +271,11 @@ TEST(ManualClock, SettingTheTimeOfDayReleasesNobody)
 {
     ManualClock clock(8, 0);
     std::atomic<bool> released{false};
-    std::thread sleeper([&] {
+    Joining sleeper([&] {
         clock.wait(1s);
         released = true;
     });
+    const LastAdvance last(clock);
     ASSERT_TRUE(clock.waitForSleepers(1, kBound));
     clock.advance(500ms);
     clock.setTimeOfDay(20, 30);
@@ -275,7 +291,8 @@ TEST(ManualClock, SettingTheTimeOfDayReleasesNobody)
 TEST(ManualClock, ReleasesASleeperAtItsEndAndNotBefore)
 {
     ManualClock clock(8, 0);
-    std::thread sleeper([&] { clock.wait(1s); });
+    Joining sleeper([&] { clock.wait(1s); });
+    const LastAdvance last(clock);
     ASSERT_TRUE(clock.waitForSleepers(1, kBound));
     clock.advance(999999us);
     EXPECT_TRUE(clock.waitForSleepers(1, 0ms));
@@ -294,7 +311,8 @@ TEST(ManualClock, WaitingForSleepersIsBounded)
 TEST(ManualClock, WakeAloneReleasesNobody)
 {
     ManualClock clock(8, 0);
-    std::thread sleeper([&] { clock.wait(1s); });
+    Joining sleeper([&] { clock.wait(1s); });
+    const LastAdvance last(clock);
     ASSERT_TRUE(clock.waitForSleepers(1, kBound));
     clock.wake();
     EXPECT_TRUE(clock.waitForSleepers(1, 0ms));
@@ -325,7 +343,8 @@ TEST_F(ClockTest, AThreadJustReleasedIsNotCountedBeforeItSleepsAgain)
 
 TEST_F(ClockTest, SleepersOfDifferentLengthsAreCountedByTheirEnds)
 {
-    std::vector<std::thread> sleepers;
+    std::list<Joining> sleepers;
+    const LastAdvance last(*clock_);
     for (int seconds = 1; seconds <= 3; ++seconds)
     {
         sleepers.emplace_back([seconds] { KestraTime::wait(KestraTime(seconds, 0)); });
@@ -336,10 +355,6 @@ TEST_F(ClockTest, SleepersOfDifferentLengthsAreCountedByTheirEnds)
         clock_->advance(1s);
         EXPECT_TRUE(clock_->waitForSleepers(left, 0ms));
         EXPECT_FALSE(clock_->waitForSleepers(left + 1, 0ms));
-    }
-    for (std::thread& sleeper : sleepers)
-    {
-        sleeper.join();
     }
 }
 

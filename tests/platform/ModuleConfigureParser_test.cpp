@@ -173,6 +173,64 @@ TEST_F(ModuleConfigureParserTest, GoesSixtyFourLevelsDeepAndNoFurther)
     EXPECT_EQ(entriesIn(documentOf("<!-- </a></a> -->" + elementsDeep(64))), -1);
 }
 
+TEST_F(ModuleConfigureParserTest, NoElementsHideInADeclaration)
+{
+    const std::string hidden = elementsDeep(200000);
+    for (const char* head : {"<?xml version=\"?><!--\">", "<?xml version='?><!--'>", "<?XML encoding = \"?><!--\">",
+                             "<?xml a\" version=\"?><!--\">", "<?xml a='b version=\"c'?><!--\">",
+                             "<?xml-x 'y version=\"z'?><!--\">", "<?xml versiona=\"1\" standalone=\"?><!--\">"})
+    {
+        EXPECT_EQ(entriesIn(head + hidden + "--><ModuleConfigs/>"), -1) << head;
+        EXPECT_EQ(entriesIn(std::string("<ModuleConfigs>") + head + hidden + " --></ModuleConfigs>"), -1) << head;
+    }
+}
+
+TEST_F(ModuleConfigureParserTest, NoElementsHideInANumericReference)
+{
+    const std::string hidden = elementsDeep(200000);
+    for (const std::string digits : {"#1;", "#x41;", "x41;"})
+    {
+        for (const std::string lead : {"&#", "&#x"})
+        {
+            EXPECT_EQ(entriesIn("<ModuleConfigs>" + lead + "<!-- " + digits + hidden + " --></ModuleConfigs>"), -1);
+            EXPECT_EQ(entriesIn("<ModuleConfigs>" + lead + "<![CDATA[ " + digits + hidden + "]]></ModuleConfigs>"), -1);
+            EXPECT_EQ(entriesIn("<ModuleConfigs a=\"" + lead + "\"><!-- " + digits + "\">" + hidden +
+                                " --></ModuleConfigs>"),
+                      -1);
+        }
+    }
+}
+
+TEST_F(ModuleConfigureParserTest, TakesDeclarationsAsTheyAreWritten)
+{
+    for (const char* head : {"<?xml version=\"1.0\"?>", "<?xml version='1.0' encoding='UTF-8' standalone=\"yes\" ?>",
+                             "<?xml\n version = \"1.0\"\r\n?>", "<?target it's \"?>"})
+    {
+        EXPECT_EQ(entriesIn(head + ("<ModuleConfigs>" + kEntry) + "</ModuleConfigs>"), 1) << head;
+    }
+}
+
+TEST_F(ModuleConfigureParserTest, TakesReferencesToCharactersOnly)
+{
+    for (const char* reference : {"&#0;", "&#x110000;", "&#1114112;", "&#xD800;", "&#57343;", "&#x0;", "&#;", "&#x;",
+                                  "&#", "&#65", "&#X41;", "&#-65;", "&# 65;", "&#4294967361;",
+                                  "&#x100000000000000041;", "x&#0;y&#x110000;"})
+    {
+        EXPECT_EQ(entriesIn(documentOf(std::string("<Detail>") + reference + "</Detail>")), -1) << reference;
+        EXPECT_EQ(entriesIn(documentOf(std::string("<a b='") + reference + "'/>")), -1) << reference;
+    }
+    Modules modules;
+    const std::string entry =
+        "<ModuleConfig hardwareModel='&#65;&#x0000000000042;' hardwareCode='C'><ModuleId>&#55;</ModuleId>"
+        "<Detail>&#x10FFFF;&#xfc;<!-- &#0; --><![CDATA[&#0;]]></Detail>"
+        "<Parameters>&amp;#0;</Parameters></ModuleConfig>";
+    ASSERT_TRUE(parse(documentOf(entry), modules, "AB", "C"));
+    ASSERT_EQ(modules.size(), 1u);
+    EXPECT_EQ(modules[0].getModuleId(), 7);
+    EXPECT_EQ(modules[0].getDetail(), "\xF4\x8F\xBF\xBF\xC3\xBC&#0;");
+    EXPECT_EQ(modules[0].getParameters(), "&#0;");
+}
+
 TEST_F(ModuleConfigureParserTest, TakesFourMebibytesAndNoMore)
 {
     const std::string document = documentOf(kEntry);

@@ -7,6 +7,7 @@
 
 #include "ChildProcess.h"
 #include "FileSizeLimit.h"
+#include "Joining.h"
 #include "KSFile.h"
 #include "PrivateTree.h"
 
@@ -250,7 +251,7 @@ TEST_F(StagedFileTest, AReaderSeesTheOldFileOrTheNewOneAndNothingBetween)
     const std::string second(30000, 'b');
     ASSERT_TRUE(save(first));
     std::atomic<bool> done{false};
-    std::thread writer([&] {
+    platform_tests::Joining writer([&] {
         for (int i = 0; i < 100; ++i)
         {
             EXPECT_TRUE(save(i % 2 == 0 ? second : first));
@@ -262,7 +263,6 @@ TEST_F(StagedFileTest, AReaderSeesTheOldFileOrTheNewOneAndNothingBetween)
         const std::string seen = readFile(kPath);
         ASSERT_TRUE(seen == first || seen == second) << seen.size();
     }
-    writer.join();
 }
 
 // ---- several writers ---------------------------------------------------------------------------------------

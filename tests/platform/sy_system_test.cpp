@@ -16,10 +16,20 @@ using platform_tests::eventually;
 using SySystemTest = support::PrivateTreeTest;
 
 constexpr char kIdFile[] = "/mnt/mtd/code/process";
+constexpr int kAmpleTime = 5;  // seconds, for a shell to come to what a test wants it to be doing at the limit
+
+bool hasId()
+{
+    return support::fileExists(kIdFile) && !support::readFile(kIdFile).empty();
+}
 
 // True when the process whose id is in the file has ended; a zombie has.
 bool hasEnded()
 {
+    if (!hasId())
+    {
+        return false;
+    }
     const std::string id = std::to_string(std::stoi(support::readFile(kIdFile)));
     std::ifstream status("/proc/" + id + "/stat");
     std::string line;
@@ -62,32 +72,43 @@ TEST_F(SySystemTest, AnEndBySignalIsToldAsAShellDoes)
 
 TEST_F(SySystemTest, TheWholeGroupEndsAtTheLimit)
 {
-    EXPECT_EQ(sy_system("sleep 1000 & echo $! > /mnt/mtd/code/process; sleep 1000; true", 1), kSySystemLimit);
+    EXPECT_EQ(sy_system("sleep 1000 & echo $! > /mnt/mtd/code/process; sleep 1000; true", kAmpleTime),
+              kSySystemLimit);
     EXPECT_TRUE(eventually(hasEnded));
 }
 
 TEST_F(SySystemTest, WhoDoesNotListenEndsAtTheLimitToo)
 {
-    EXPECT_EQ(sy_system("trap '' TERM; echo $$ > /mnt/mtd/code/process; while :; do sleep 1000; done", 1),
+    EXPECT_EQ(sy_system("trap '' TERM; echo $$ > /mnt/mtd/code/process; while :; do sleep 1000; done", kAmpleTime),
               kSySystemLimit);
     EXPECT_TRUE(hasEnded());
 }
 
 TEST_F(SySystemTest, WhoStoppedEndsAtTheLimitToo)
 {
-    EXPECT_EQ(sy_system("echo $$ > /mnt/mtd/code/process; kill -STOP $$; true", 1), kSySystemLimit);
+    EXPECT_EQ(sy_system("echo $$ > /mnt/mtd/code/process; kill -STOP $$; true", kAmpleTime), kSySystemLimit);
     EXPECT_TRUE(hasEnded());
 }
 
 TEST_F(SySystemTest, WhoListensMayEndInOrder)
 {
-    EXPECT_EQ(sy_system("trap 'echo bye > /mnt/mtd/code/bye; exit 0' TERM; sleep 1000 & wait", 1), kSySystemLimit);
-    EXPECT_EQ(support::readFile("/mnt/mtd/code/bye"), "bye\n");
+    // A machine that is busy may let the grace go by.
+    const std::string bye = "/mnt/mtd/code/bye";
+    for (int attempt = 0; attempt < 10 && !support::fileExists(bye); ++attempt)
+    {
+        EXPECT_EQ(sy_system("trap 'echo bye > /mnt/mtd/code/part; mv /mnt/mtd/code/part /mnt/mtd/code/bye; exit 0' "
+                            "TERM; sleep 1000 & wait",
+                            attempt + 1),
+                  kSySystemLimit);
+    }
+    ASSERT_TRUE(support::fileExists(bye));
+    EXPECT_EQ(support::readFile(bye), "bye\n");
 }
 
 TEST_F(SySystemTest, WhatIsLeftInTheBackgroundDoesNotHoldTheCallerUp)
 {
     EXPECT_EQ(sy_system("sleep 1000 & echo $! > /mnt/mtd/code/process", 600), 0);
+    ASSERT_TRUE(hasId());
     EXPECT_FALSE(hasEnded());
     kill(std::stoi(support::readFile(kIdFile)), SIGKILL);
     EXPECT_TRUE(eventually(hasEnded));

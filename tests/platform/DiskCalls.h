@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace platform_tests {
+
+// The calls by which a file takes another one's place, of the whole test program, while it lives. One at a time, for
+// calls on one thread.
+class DiskCalls
+{
+public:
+    enum class Mishap
+    {
+        none,
+        failure,  // of that call
+        kill,     // of the process, before that call
+    };
+
+    // nth: which call meets with the mishap, the first being 1.
+    explicit DiskCalls(Mishap mishap = Mishap::none, int nth = 0, int error = 0);
+    ~DiskCalls();
+    DiskCalls(const DiskCalls&) = delete;
+    DiskCalls& operator=(const DiskCalls&) = delete;
+
+    // "fsync file", "fsync folder", "rename", "fchmod" and "unlink" in their order.
+    std::vector<std::string> names() const;
+};
+
+// Every flock fails with this error while it lives.
+class NoLocks
+{
+public:
+    explicit NoLocks(int error);
+    ~NoLocks();
+    NoLocks(const NoLocks&) = delete;
+    NoLocks& operator=(const NoLocks&) = delete;
+};
+
+}  // namespace platform_tests
