@@ -16,6 +16,7 @@ constexpr double kLuxPerDegree = 1600;   // above the horizon
 constexpr double kTwilightFade = 0.8;    // a degree below the horizon leaves e^-0.8 of the light
 constexpr double kNightLux = 0.05;       // street lamps and stars
 constexpr long long kSamplesMax = 2000;  // of a look that comes late
+constexpr Span kRecentLook = 1min;       // from then on it says nothing about when the wall clock was set
 
 double wrapDay(double seconds)
 {
@@ -62,16 +63,34 @@ int DayNight::dayAbove() const
     return std::max(values_.get(IA_CMD_NTD_THR), nightBelow());
 }
 
+bool DayNight::steady(const Light& light) const
+{
+    const int mode = values_.get(IA_CMD_DN_MODE);
+    return mode == kAlwaysDay || mode == kAlwaysNight || (mode == kByLight && light.steady());
+}
+
+void DayNight::wallJumped(Span now, const Light& light)
+{
+    if (steady(light))
+    {
+        return;
+    }
+    pendingSince_.reset();
+    if (now - looked_ > kRecentLook)
+    {
+        settle(now);
+    }
+}
+
 std::optional<Span> DayNight::look(Span now, double secondsOfDay, const Light& light)
 {
     const bool before = night_;
     const int mode = values_.get(IA_CMD_DN_MODE);
-    const bool steady = mode == kAlwaysDay || mode == kAlwaysNight || (mode == kByLight && light.steady());
     const Span passed = now - looked_;
-    const long long samples = steady ? 1 : std::clamp<long long>(passed / 1s, 1, kSamplesMax);
+    const long long samples = steady(light) ? 1 : std::clamp<long long>(passed / 1s, 1, kSamplesMax);
     for (long long i = 1; i <= samples; ++i)
     {
-        const Span time = i == samples ? now : Span(looked_ + passed * i / samples);
+        const Span time = i == samples ? now : Span(looked_ + passed / samples * i + passed % samples * i / samples);
         const double second = wrapDay(secondsOfDay - toSeconds(now - time));
         if (mode == kByLight)
         {
@@ -108,10 +127,11 @@ void DayNight::judgeLight(Span time, double lux)
     {
         pendingSince_ = time;
     }
-    const Span due = *pendingSince_ + std::chrono::seconds(values_.get(IA_CMD_DELAY));
-    if (time >= due)
+    const Span delay = std::chrono::seconds(values_.get(IA_CMD_DELAY));
+    if (time - *pendingSince_ >= delay)
     {
-        become(wanted, due);
+        // A delay that was shortened meanwhile may have been over before the last look.
+        become(wanted, std::max(*pendingSince_ + delay, looked_));
     }
 }
 

@@ -10,15 +10,6 @@ namespace sim {
 // Lux outdoors at a time of day of a clear equinox: full daylight at noon, twilight from 6 and to 18 o'clock.
 double daylight(double secondsOfDay);
 
-// Values of command 144.
-enum DayNightMode : int
-{
-    kByLight = 0,
-    kAlwaysDay = 1,
-    kAlwaysNight = 2,
-    kByTime = 3,
-};
-
 // Light on the sensor: a fixed level or daylight. Reentrant.
 class Light
 {
@@ -44,6 +35,10 @@ public:
     // The clock was replaced: a change that is pending begins anew.
     void settle(host::Span now);
 
+    // The wall clock was set at some time after the last look, seen at now: a change that is pending begins anew, at
+    // the last look if that was within a minute, else now. What does not follow the time of day goes on as it was.
+    void wallJumped(host::Span now, const Light& light);
+
     // Works out what happened since the last look. Call it before and after whatever it depends on changes.
     // secondsOfDay: local time at now. The moment of the last change, if it changed.
     std::optional<host::Span> look(host::Span now, double secondsOfDay, const Light& light);
@@ -55,6 +50,8 @@ public:
     int dayAbove() const;
 
 private:
+    // Neither light nor mode depends on the time of day.
+    bool steady(const Light& light) const;
     bool nightByTime(double secondsOfDay) const;
     void judgeLight(host::Span time, double lux);
     void become(bool night, host::Span time);

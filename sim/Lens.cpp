@@ -12,56 +12,34 @@ namespace {
 using host::Span;
 using namespace std::chrono_literals;
 
-constexpr int kFocusEnd = 20000;       // the nearest position that the drive reaches
 constexpr int kFocusStep = 100;        // motor steps of one focus step
-constexpr int kFocusSpeed = 8000;      // motor steps a second
 constexpr int kZoomPerSpeed = 1000;    // positions a second for each unit of command 1571
 constexpr int kZoomStepPerSpeed = 80;  // positions of one zoom step for each unit of it
-constexpr int kIrisOpen = 96;
-constexpr int kIrisStop = 12;     // motor steps of one stop
-constexpr int kIrisClosed = 8;    // the size that is no stop any more
-constexpr Span kSeekMark = 2s;    // a reset: to the reference marks, and as long for the way back
-constexpr int kOvershoot = 600;   // motor steps that a hunt goes past the sharp position
-
-enum FocusMode : int
-{
-    kAutomatic = 0,
-    kManual = 1,
-    kAfterZoom = 2,
-};
-
-constexpr int kIrisPriority = 2;
-constexpr int kManualExposure = 3;
+constexpr Span kSeekMark = 2s;         // a reset: to the reference marks, and as long for the way back
 
 Span travel(int from, int to, int perSecond)
 {
     return Span{std::abs(static_cast<long long>(to) - from) * 1'000'000 / perSecond};
 }
 
-// Metres of command 1537's values.
-double nearLimit(int index)
+// Motor steps of command 85's values: the greatest is closed, the others are whole stops.
+int stepsOfSize(int size)
 {
-    constexpr double kMetres[] = {0.1, 0.3, 1, 1.5, 3, 6, 10, 20};
-    return kMetres[std::clamp(index, 0, 7)];
-}
-
-// How long a scene must hold still before the lens focuses by itself, for command 1538's values.
-Span patience(int sensitivity)
-{
-    constexpr Span kSpans[] = {1000ms, 500ms, 200ms};
-    return kSpans[std::clamp(sensitivity, 0, 2)];
-}
-
-// Where an object is sharp. Far objects move the focus with the zoom, near ones move it the more the longer the
-// lens; the nearest may need more than the drive reaches.
-int sharpPosition(int zoom, double metres)
-{
-    const double reach = double(std::min(zoom, Lens::kOpticalTele) - Lens::kWide) / (Lens::kOpticalTele - Lens::kWide);
-    const double infinity = 2000 + 9000 * reach * reach;
-    return static_cast<int>(std::lround(std::min(infinity + (900 + 5100 * reach) / metres, 1e6)));
+    const int closed = greatestOf(IA_CMD_IRIS_SIZE);
+    return (closed - size) * greatestOf(IA_CMD_IRIS_POSITION) / closed;
 }
 
 }  // namespace
+
+int leastOf(u32 cmd)
+{
+    return findParameter(cmd)->minimum;
+}
+
+int greatestOf(u32 cmd)
+{
+    return findParameter(cmd)->maximum;
+}
 
 Lens::Lens(const Values& values) : values_(values)
 {
@@ -73,9 +51,11 @@ void Lens::reset()
     distance_ = kPowerOnDistance;
     zoom_.place(findParameter(IA_CMD_MZ_POSITION)->defaultValue);
     focus_.place(findParameter(IA_CMD_MF_POSITION)->defaultValue);
-    iris_.place(findParameter(IA_CMD_IRIS_POSITION)->defaultValue);
-    resetEnd_ = Span{0};
-    once_ = onceFailed_ = false;
+    irisPosition_ = findParameter(IA_CMD_IRIS_POSITION)->defaultValue;
+    irisSize_ = findParameter(IA_CMD_IRIS_SIZE)->defaultValue;
+    iris_.place(sizeGoverns() ? stepsOfSize(irisSize_) : irisPosition_);
+    resetEnd_ = toldEnd_ = Span{0};
+    once_ = onceFailed_ = onceHeld_ = false;
 }
 
 void Lens::settle()
@@ -84,16 +64,13 @@ void Lens::settle()
     {
         drive->place(drive->target());
     }
-    resetEnd_ = Span{0};
+    resetEnd_ = toldEnd_ = Span{0};
 }
 
 void Lens::setDistance(double metres, Span now)
 {
     distance_ = metres > kNearestObject ? metres : kNearestObject;
-    if (values_.get(IA_CMD_AUTO_FOCUS_MODE) == kAutomatic)
-    {
-        focusByItself(now);
-    }
+    searchAnew(focusMode() == kAutomaticFocus, now);
 }
 
 bool Lens::moves(u32 cmd)
@@ -131,9 +108,8 @@ int Lens::command(u32 cmd, int value, Span now)
     case IA_CMD_MZ_POSITION:
         return moveZoom(value, now);
     case IA_CMD_IRIS_POSITION:
-        return moveIris(value, now);
     case IA_CMD_IRIS_SIZE:
-        return moveIris((kIrisClosed - value) * kIrisStop, now);
+        return setIris(cmd, value, now);
     default:
         return value == 0 ? kDone : step(cmd, now);
     }
@@ -142,9 +118,7 @@ int Lens::command(u32 cmd, int value, Span now)
 int Lens::step(u32 cmd, Span now)
 {
     const int zoomStep = kZoomStepPerSpeed * values_.get(IA_CMD_MZOOM_SPEED);
-    const int exposure = values_.get(IA_CMD_EXPOSE_MODE);
-    const bool manualFocus = values_.get(IA_CMD_AUTO_FOCUS_MODE) == kManual;
-    const bool manualIris = exposure == kManualExposure || exposure == kIrisPriority;
+    const bool manualFocus = focusMode() == kManualFocus;
     switch (cmd)
     {
     case IA_CMD_FOCUS_NEAR:
@@ -156,9 +130,9 @@ int Lens::step(u32 cmd, Span now)
     case IA_CMD_ZOOM_OUT:
         return moveZoom(zoom_.target() - zoomStep, now);
     case IA_CMD_IRIS_UP:
-        return manualIris ? moveIris(iris_.target() + kIrisStop, now) : kWrongMode;
+        return sizeGoverns() ? setIris(IA_CMD_IRIS_SIZE, irisSize_ - 1, now) : kWrongMode;
     case IA_CMD_IRIS_DOWN:
-        return manualIris ? moveIris(iris_.target() - kIrisStop, now) : kWrongMode;
+        return sizeGoverns() ? setIris(IA_CMD_IRIS_SIZE, irisSize_ + 1, now) : kWrongMode;
     case IA_CMD_AUTO_FOCUS_ONCE:
         focusOnce(now);
         return kDone;
@@ -173,120 +147,113 @@ int Lens::step(u32 cmd, Span now)
 int Lens::moveZoom(int target, Span now)
 {
     zoom_.begin(now);
-    const int to = std::clamp(target, kWide, zoomLimit());
+    const int to = std::clamp(target, leastOf(IA_CMD_MZ_POSITION), zoomLimit());
     zoom_.then(to, travel(zoom_.target(), to, kZoomPerSpeed * std::max(1, values_.get(IA_CMD_MZOOM_SPEED))));
-    if (zoom_.moving(now) && values_.get(IA_CMD_AUTO_FOCUS_MODE) != kManual)
+    if (zoom_.moving(now))
     {
-        focusByItself(now);
+        searchAnew(focusMode() != kManualFocus, now);
     }
     return kDone;
 }
 
 int Lens::moveFocus(int target, Span now)
 {
-    once_ = onceFailed_ = false;
-    focus_.begin(now);
-    const int to = std::clamp(target, 0, kFocusEnd);
-    focus_.then(to, travel(focus_.target(), to, kFocusSpeed));
-    if (values_.get(IA_CMD_AUTO_FOCUS_MODE) == kAutomatic && values_.get(IA_CMD_PTZ_RUN_STATE) == 0)
+    beginFocus(now);
+    driveFocus(target);
+    toldEnd_ = focus_.end();
+    if (focusMode() == kAutomaticFocus && !held())
     {
-        focus_.pauseUntil(focus_.end() + patience(values_.get(IA_CMD_AUTO_FOCUS_SENSITIVITY)));
-        hunt();
+        waitAndHunt();
     }
     return kDone;
 }
 
-int Lens::moveIris(int target, Span now)
+bool Lens::sizeGoverns() const
 {
-    iris_.begin(now);
-    const int to = std::clamp(target, 0, kIrisOpen);
+    const int exposure = values_.get(IA_CMD_EXPOSE_MODE);
+    return exposure == kManualExposure || exposure == kIrisPriority;
+}
+
+int Lens::setIris(u32 cmd, int value, Span now)
+{
+    int& kept = cmd == IA_CMD_IRIS_SIZE ? irisSize_ : irisPosition_;
+    kept = std::clamp(value, leastOf(cmd), greatestOf(cmd));
+    if (sizeGoverns() == (cmd == IA_CMD_IRIS_SIZE))
+    {
+        moveIris(now);
+    }
+    return kDone;
+}
+
+// To where the exposure mode wants it; during a reset afterwards.
+void Lens::moveIris(Span now)
+{
+    if (resetting(now))
+    {
+        iris_.endAt(resetEnd_);
+    }
+    else
+    {
+        iris_.begin(now);
+    }
+    const int to = sizeGoverns() ? stepsOfSize(irisSize_) : irisPosition_;
     const int perSecond = 4 + values_.get(IA_CMD_IRIS_SPEED) * 2 / 5;
     iris_.then(to, travel(iris_.target(), to, perSecond));
-    return kDone;
 }
 
 void Lens::resetDrives(Span now)
 {
-    const auto seekMark = [now](Drive& drive, int mark) {
+    const auto seekMark = [now](Drive& drive, u32 cmd) {
         const int back = drive.target();
         drive.begin(now);
-        drive.then(mark, kSeekMark);
+        drive.then(leastOf(cmd), kSeekMark);
         drive.then(back, kSeekMark);
     };
-    seekMark(zoom_, kWide);
-    seekMark(focus_, 0);
-    seekMark(iris_, 0);
-    once_ = onceFailed_ = false;
-    resetEnd_ = now + 2 * kSeekMark;
-    if (values_.get(IA_CMD_AUTO_FOCUS_MODE) == kAutomatic)
+    seekMark(zoom_, IA_CMD_MZ_POSITION);
+    seekMark(focus_, IA_CMD_MF_POSITION);
+    seekMark(iris_, IA_CMD_IRIS_POSITION);
+    once_ = onceFailed_ = onceHeld_ = false;
+    resetEnd_ = toldEnd_ = now + 2 * kSeekMark;
+    if (focusMode() == kAutomaticFocus)
     {
-        hunt();
+        focusByItself(now);
     }
-}
-
-// The movements of a search: past the sharp position, back past it by less, then to it.
-void Lens::hunt()
-{
-    const double nearest = nearLimit(values_.get(IA_CMD_AUTO_FOCUS_NEAR_LIMIT));
-    const int goal = sharpPosition(zoom_.target(), std::max(distance_, nearest));
-    const int side = focus_.target() <= goal ? 1 : -1;
-    for (const int past : {side * kOvershoot, -side * kOvershoot / 3, 0})
-    {
-        const int to = std::clamp(goal + past, 0, kFocusEnd);
-        focus_.then(to, travel(focus_.target(), to, kFocusSpeed));
-    }
-}
-
-bool Lens::sharpWithinReach() const
-{
-    return distance_ >= nearLimit(values_.get(IA_CMD_AUTO_FOCUS_NEAR_LIMIT)) &&
-           sharpPosition(zoom_.target(), distance_) <= kFocusEnd;
-}
-
-void Lens::focusOnce(Span now)
-{
-    focus_.begin(now);
-    focus_.pauseUntil(zoom_.end());
-    hunt();
-    once_ = true;
-    onceFailed_ = !sharpWithinReach();
-}
-
-void Lens::focusByItself(Span now)
-{
-    if (values_.get(IA_CMD_PTZ_RUN_STATE) != 0 || resetting(now))
-    {
-        return;
-    }
-    once_ = onceFailed_ = false;
-    focus_.begin(now);
-    focus_.pauseUntil(std::max(now, zoom_.end()) + patience(values_.get(IA_CMD_AUTO_FOCUS_SENSITIVITY)));
-    hunt();
 }
 
 void Lens::changed(u32 cmd, int old, Span now)
 {
     const int value = values_.get(cmd);
-    const bool automatic = values_.get(IA_CMD_AUTO_FOCUS_MODE) == kAutomatic;
+    if (value == old)
+    {
+        return;
+    }
     switch (cmd)
     {
     case IA_CMD_AUTO_FOCUS_MODE:
-    case IA_CMD_AUTO_FOCUS_NEAR_LIMIT:
-        if (automatic && value != old)
+        if (value == kManualFocus)
         {
-            focusByItself(now);
+            stopSearch(now);
         }
-        else if (cmd == IA_CMD_AUTO_FOCUS_MODE && value == kManual && !resetting(now))
+        else if (value == kAutomaticFocus)
         {
-            focus_.begin(now);
-            once_ = onceFailed_ = false;
+            searchAnew(true, now);
         }
         break;
+    case IA_CMD_AUTO_FOCUS_NEAR_LIMIT:
+        searchAnew(focusMode() == kAutomaticFocus, now);
+        break;
     case IA_CMD_PTZ_RUN_STATE:
-        if (value == 0 && old != 0 && values_.get(IA_CMD_AUTO_FOCUS_MODE) != kManual)
+        if (old == 0)
         {
-            focusByItself(now);
+            hold(now);
         }
+        else if (value == 0)
+        {
+            release(now);
+        }
+        break;
+    case IA_CMD_EXPOSE_MODE:
+        moveIris(now);
         break;
     case IA_CMD_DIGITAL_ZOOM:
         if (zoom_.target() > zoomLimit())
@@ -304,18 +271,10 @@ void Lens::leaveDigitalZoom(Span now)
     if (resetting(now))
     {
         zoom_.then(zoomLimit(), travel(zoom_.target(), zoomLimit(), kZoomPerSpeed));
+        searchAnew(focusMode() != kManualFocus, now);
         return;
     }
     moveZoom(zoomLimit(), now);
-}
-
-void Lens::dayNightChanged(Span now)
-{
-    // Infrared light focuses elsewhere than daylight, so the picture is searched again.
-    if (values_.get(IA_CMD_DN_AF_MODE) == 1 && !resetting(now))
-    {
-        focusOnce(now);
-    }
 }
 
 int Lens::position(u32 cmd, Span now) const
@@ -327,9 +286,9 @@ int Lens::position(u32 cmd, Span now) const
     case IA_CMD_MZ_POSITION:
         return zoom_.position(now);
     case IA_CMD_IRIS_POSITION:
-        return iris_.position(now);
+        return irisPosition_;
     case IA_CMD_IRIS_SIZE:
-        return kIrisClosed - (iris_.position(now) + kIrisStop / 2) / kIrisStop;
+        return irisSize_;
     case IA_CMD_AF_STATISTIC:
         return contrast(now);
     default:
@@ -347,7 +306,7 @@ int Lens::execStatus(u32 cmd, Span now) const
     case IA_CMD_FOCUS_FAR:
         return running(focus_);
     case IA_CMD_AUTO_FOCUS_ONCE:
-        return once_ && focus_.moving(now) ? kRunning : onceFailed_ ? kFailed : kIdle;
+        return onceRunning(now) ? kRunning : onceFailed_ ? kFailed : kIdle;
     case IA_CMD_MZ_POSITION:
     case IA_CMD_ZOOM_IN:
     case IA_CMD_ZOOM_OUT:
@@ -366,16 +325,7 @@ int Lens::execStatus(u32 cmd, Span now) const
 
 int Lens::zoomLimit() const
 {
-    return values_.get(IA_CMD_DIGITAL_ZOOM) == 0 ? kOpticalTele : kDigitalTele;
-}
-
-// Peaks where the object is sharp; the longer the lens, the narrower.
-int Lens::contrast(Span now) const
-{
-    const int zoom = zoom_.position(now);
-    const double width = 1200.0 - 800.0 * (std::min(zoom, kOpticalTele) - kWide) / (kOpticalTele - kWide);
-    const double off = (focus_.position(now) - sharpPosition(zoom, distance_)) / width;
-    return static_cast<int>(std::lround(1000 + 60000 / (1 + off * off)));
+    return values_.get(IA_CMD_DIGITAL_ZOOM) == 0 ? kOpticalTele : greatestOf(IA_CMD_MZ_POSITION);
 }
 
 LensState Lens::state(Span now) const
@@ -384,7 +334,7 @@ LensState Lens::state(Span now) const
     return {zoom,
             focus_.position(now),
             iris_.position(now),
-            std::min(sharpPosition(zoom, distance_), kFocusEnd),
+            std::min(sharpAt(zoom), greatestOf(IA_CMD_MF_POSITION)),
             contrast(now),
             zoom_.moving(now),
             focus_.moving(now),

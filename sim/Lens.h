@@ -15,6 +15,8 @@ public:
     void place(int position);
     // From where it is at this time; what it was to do else is dropped.
     void begin(host::Span now);
+    // Drops what was to begin at that time, the end of something it was told to do, or later.
+    void endAt(host::Span time);
     // Afterwards: to the target in that span, or a wait.
     void then(int target, host::Span duration);
     void pauseUntil(host::Span time);
@@ -42,7 +44,7 @@ struct LensState
 {
     int zoom;     // 16384 = 1x, 31424 = 16x, beyond that digital
     int focus;    // motor steps, 0 = the farthest
-    int iris;     // motor steps, 0 = closed
+    int iris;     // motor steps, 0 = closed; its commands read what was set
     int inFocus;   // the focus position that would be sharp now, within what the lens reaches
     int contrast;  // what command 1648 reads
     bool zoomMoving;
@@ -55,9 +57,7 @@ struct LensState
 class Lens
 {
 public:
-    static constexpr int kWide = 16384;
-    static constexpr int kOpticalTele = 31424;
-    static constexpr int kDigitalTele = 32767;
+    static constexpr int kOpticalTele = 31424;  // where the glass ends; the table has the ends of the drives
     static constexpr double kPowerOnDistance = 10;  // metres
     static constexpr double kNearestObject = 0.01;  // metres
 
@@ -90,25 +90,48 @@ public:
 private:
     int moveZoom(int target, host::Span now);
     int moveFocus(int target, host::Span now);
-    int moveIris(int target, host::Span now);
+    void moveIris(host::Span now);
+    int setIris(u32 cmd, int value, host::Span now);
     int step(u32 cmd, host::Span now);
     void resetDrives(host::Span now);
-    void focusOnce(host::Span now);
-    void focusByItself(host::Span now);
-    void hunt();
+    bool sizeGoverns() const;
     void leaveDigitalZoom(host::Span now);
-    bool sharpWithinReach() const;
     bool resetting(host::Span now) const { return now < resetEnd_; }
     int contrast(host::Span now) const;
+
+    // Searches: LensFocus.cpp.
+    int focusMode() const { return values_.get(IA_CMD_AUTO_FOCUS_MODE); }
+    bool held() const { return values_.get(IA_CMD_PTZ_RUN_STATE) != 0; }
+    bool onceRunning(host::Span now) const;
+    bool sharpWithinReach() const;
+    void beginFocus(host::Span now);
+    void stopSearch(host::Span now);
+    void focusOnce(host::Span now);
+    void focusByItself(host::Span now);
+    void searchAnew(bool byItself, host::Span now);
+    void hold(host::Span now);
+    void release(host::Span now);
+    void waitAndHunt();
+    void hunt();
+    void driveFocus(int target);
+    int sharpAt(int zoom) const;
 
     const Values& values_;
     double distance_ = kPowerOnDistance;
     Drive zoom_;
     Drive focus_;
     Drive iris_;
+    int irisPosition_ = 0;  // as set; one of the two says where the drive goes
+    int irisSize_ = 0;
     host::Span resetEnd_{0};
+    host::Span toldEnd_{0};    // the focus goes where it was told until then; what follows is a search
     bool once_ = false;        // the focus movement is that of command 1539
     bool onceFailed_ = false;  // and cannot reach a sharp picture
+    bool onceHeld_ = false;    // it waits until pan, tilt and zoom rest
 };
+
+// The ends of a drive, from the table.
+int leastOf(u32 cmd);
+int greatestOf(u32 cmd);
 
 }  // namespace sim

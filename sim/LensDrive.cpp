@@ -20,6 +20,15 @@ void Drive::begin(Span now)
     end_ = now;
 }
 
+void Drive::endAt(Span time)
+{
+    while (!legs_.empty() && legs_.back().start >= time)
+    {
+        end_ = legs_.back().start;
+        legs_.pop_back();
+    }
+}
+
 void Drive::then(int target, Span duration)
 {
     const int from = this->target();

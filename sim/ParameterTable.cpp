@@ -1,5 +1,6 @@
 #include "ParameterTable.h"
 
+#include <algorithm>
 #include <iterator>
 
 namespace sim {
@@ -12,7 +13,8 @@ constexpr Choice kAutoManual[] = {{0, "Automatic"}, {1, "Manual"}};
 constexpr Choice kMeterAreas[] = {
     {0, "Whole picture"}, {1, "Centre"}, {2, "Top"}, {3, "Bottom"}, {4, "Left"}, {5, "Right"}};
 constexpr Choice kExposeModes[] = {
-    {0, "Automatic"}, {1, "Shutter priority"}, {2, "Iris priority"}, {3, "Manual"}, {4, "Gain priority"}};
+    {kAutomaticExposure, "Automatic"}, {kShutterPriority, "Shutter priority"}, {kIrisPriority, "Iris priority"},
+    {kManualExposure, "Manual"}, {kGainPriority, "Gain priority"}};
 constexpr Choice kShutters[] = {
     {0, "1/3 s"},     {1, "1/6 s"},     {2, "1/12 s"},    {3, "1/15 s"},    {4, "1/25 s"},    {5, "1/30 s"},
     {6, "1/50 s"},    {7, "1/60 s"},    {8, "1/100 s"},   {9, "1/120 s"},   {10, "1/150 s"},  {11, "1/180 s"},
@@ -28,8 +30,9 @@ constexpr Choice kIrisSizes[] = {
     {5, "F8.0"}, {6, "F11"},  {7, "F16"},  {8, "Closed"}};
 constexpr Choice kWhiteBalances[] = {{0, "Automatic"}, {1, "Manual"},      {2, "Indoor"},     {3, "Outdoor"},
                                      {4, "Tracking"},  {5, "Fluorescent"}, {6, "Sodium lamp"}, {7, "One push"}};
-constexpr Choice kDayNightModes[] = {{0, "Automatic"}, {1, "Day"}, {2, "Night"}, {3, "By time"}};
-constexpr Choice kInfraredModes[] = {{0, "Automatic"}, {1, "By zoom"}, {2, "Manual"}};
+constexpr Choice kDayNightModes[] = {
+    {kByLight, "Automatic"}, {kAlwaysDay, "Day"}, {kAlwaysNight, "Night"}, {kByTime, "By time"}};
+constexpr Choice kInfraredModes[] = {{kByLightLevel, "Automatic"}, {kByZoom, "By zoom"}, {kByHand, "Manual"}};
 constexpr Choice kLevels[] = {
     {0, "Level 0"}, {1, "Level 1"}, {2, "Level 2"}, {3, "Level 3"}, {4, "Level 4"},  {5, "Level 5"},
     {6, "Level 6"}, {7, "Level 7"}, {8, "Level 8"}, {9, "Level 9"}, {10, "Level 10"}};
@@ -38,11 +41,15 @@ constexpr Choice kBacklights[] = {{0, "Centre"}, {1, "Top"}, {2, "Bottom"}, {3, 
 constexpr Choice kDefogs[] = {{0, "Off"}, {1, "On"}, {2, "Automatic"}};
 constexpr Choice kSides[] = {{0, "Indoors"}, {1, "Outdoors"}};
 constexpr Choice kMirrors[] = {{0, "Off"}, {1, "Horizontal"}, {2, "Vertical"}, {3, "Both"}};
-constexpr Choice kFocusModes[] = {{0, "Automatic"}, {1, "Manual"}, {2, "After zoom"}};
+constexpr Choice kFocusModes[] = {
+    {kAutomaticFocus, "Automatic"}, {kManualFocus, "Manual"}, {kFocusAfterZoom, "After zoom"}};
 constexpr Choice kNearLimits[] = {
     {0, "0.1 m"}, {1, "0.3 m"}, {2, "1 m"}, {3, "1.5 m"}, {4, "3 m"}, {5, "6 m"}, {6, "10 m"}, {7, "20 m"}};
+constexpr double kNearLimitMetres[] = {0.1, 0.3, 1, 1.5, 3, 6, 10, 20};
+static_assert(std::size(kNearLimitMetres) == std::size(kNearLimits));
 constexpr Choice kSensitivities[] = {{0, "Low"}, {1, "Normal"}, {2, "High"}};
-constexpr Choice kOffsetDirections[] = {{0, "None"}, {1, "Left"}, {2, "Right"}, {3, "Up"}, {4, "Down"}};
+constexpr Choice kOffsetDirections[] = {
+    {kNoDirection, "None"}, {kLeft, "Left"}, {kRight, "Right"}, {kUp, "Up"}, {kDown, "Down"}};
 constexpr Choice kFrameRates[] = {{25, "25 fps"}, {30, "30 fps"}, {50, "50 fps"}, {60, "60 fps"}};
 constexpr Choice kGammas[] = {{0, "Standard"}, {1, "0.45"}, {2, "0.55"}, {3, "0.65"}, {4, "Soft"}, {5, "Strong"}};
 
@@ -212,6 +219,11 @@ constexpr SensorModule kModules[] = {
 Rows<Parameter> parameters()
 {
     return {kTable, std::size(kTable)};
+}
+
+double nearLimitMetres(int value)
+{
+    return kNearLimitMetres[std::clamp(value, 0, static_cast<int>(std::size(kNearLimitMetres)) - 1)];
 }
 
 Rows<SensorModule> sensorModules()

@@ -24,6 +24,47 @@ struct Choice
     const char* label;  // English
 };
 
+// Values of choices that mean something to the service itself; the labels are in the table.
+enum ExposureMode : int
+{
+    kAutomaticExposure = 0,
+    kShutterPriority = 1,
+    kIrisPriority = 2,
+    kManualExposure = 3,
+    kGainPriority = 4,
+};
+
+enum FocusMode : int
+{
+    kAutomaticFocus = 0,
+    kManualFocus = 1,
+    kFocusAfterZoom = 2,
+};
+
+enum DayNightMode : int
+{
+    kByLight = 0,
+    kAlwaysDay = 1,
+    kAlwaysNight = 2,
+    kByTime = 3,
+};
+
+enum InfraredMode : int
+{
+    kByLightLevel = 0,
+    kByZoom = 1,
+    kByHand = 2,
+};
+
+enum OffsetDirection : int
+{
+    kNoDirection = 0,
+    kLeft = 1,
+    kRight = 2,
+    kUp = 3,
+    kDown = 4,
+};
+
 // Bits of Parameter::options, 1 << IA_CMD_OPT_*.
 enum : unsigned
 {
@@ -112,6 +153,9 @@ std::vector<ia_cmd_e> dynamicCommands(const SensorModule& module);
 // contract: in documents this value of the shutter commands 49 and 50 stands for what the service prefers. It is
 // never an allowed value; corrected, it becomes the default.
 constexpr int kShutterPreferred = 100;
+
+// Metres of a value of the nearest focus distance.
+double nearLimitMetres(int value);
 
 // The label of a choice value; "" when the row has none for it.
 const char* choiceLabel(const Parameter& parameter, int value);

@@ -232,20 +232,20 @@ int Service::setWord(const Parameter& parameter, int value)
     return kDone;
 }
 
-// direction: 1 left, 2 right, 3 up, 4 down.
+// direction: an OffsetDirection.
 void Service::moveOffset(int direction)
 {
     const int step = values_.get(IA_CMD_CAP_OFF_ADJ_STEP);
     const auto add = [this](u32 cmd, int pixels) { values_.set(cmd, values_.get(cmd) + pixels); };
     switch (direction)
     {
-    case 1:
+    case kLeft:
         return add(IA_CMD_CAP_OFF_ADJ_H_CUR, -step);
-    case 2:
+    case kRight:
         return add(IA_CMD_CAP_OFF_ADJ_H_CUR, step);
-    case 3:
+    case kUp:
         return add(IA_CMD_CAP_OFF_ADJ_V_CUR, -step);
-    case 4:
+    case kDown:
         return add(IA_CMD_CAP_OFF_ADJ_V_CUR, step);
     default:
         return;

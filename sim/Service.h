@@ -124,6 +124,7 @@ private:
     // Guarded by mutex_. Time passes in const members too, hence mutable.
     mutable std::shared_ptr<host::Clock> clock_;
     mutable host::Span now_{0};
+    mutable double wallAtZero_ = 0;  // seconds of day when the clock's monotonic time was 0
     const SensorModule* module_;
     Values values_;
     Light light_;

@@ -12,17 +12,26 @@ namespace {
 constexpr int kMediumLampZoom = 28672;
 constexpr int kFarLampZoom = 30400;
 
-enum InfraredMode : int
-{
-    kByLightLevel = 0,
-    kByZoom = 1,
-    kByHand = 2,
-};
-
 double secondsOfDay(const host::Clock& clock)
 {
     const std::tm now = clock.localTime();
     return now.tm_hour * 3600.0 + now.tm_min * 60.0 + now.tm_sec;
+}
+
+constexpr double kSecondsPerDay = 24 * 3600;
+constexpr double kWallJump = 30;  // seconds from which a difference of the clocks is no matter of reading them
+
+// The time of day at the start of the monotonic time; changes only when the wall clock is set.
+double wallAtZero(host::Span now, double second)
+{
+    return std::fmod(second - std::chrono::duration<double>(now).count(), kSecondsPerDay);
+}
+
+// Whether two times of day lie apart, also across midnight.
+bool apart(double a, double b)
+{
+    const double difference = std::fabs(std::remainder(a - b, kSecondsPerDay));
+    return difference > kWallJump;
 }
 
 }  // namespace
@@ -33,6 +42,7 @@ void Service::powerOn()
 {
     clock_ = host::clock();
     now_ = clock_->monotonic();
+    wallAtZero_ = wallAtZero(now_, secondsOfDay(*clock_));
     values_.clear();
     for (const Parameter& parameter : parameters())
     {
@@ -51,13 +61,21 @@ void Service::catchUp() const
 {
     std::shared_ptr<host::Clock> clock = host::clock();
     now_ = clock->monotonic();
+    const double second = secondsOfDay(*clock);
+    const double atZero = wallAtZero(now_, second);
     if (clock != clock_)
     {
         clock_ = std::move(clock);
+        wallAtZero_ = atZero;
         dayNight_.settle(now_);
         lens_.settle();
     }
-    if (const std::optional<host::Span> change = dayNight_.look(now_, secondsOfDay(*clock_), light_))
+    else if (apart(atZero, wallAtZero_))
+    {
+        wallAtZero_ = atZero;
+        dayNight_.wallJumped(now_, light_);
+    }
+    if (const std::optional<host::Span> change = dayNight_.look(now_, second, light_))
     {
         lens_.dayNightChanged(*change);
     }

@@ -175,5 +175,30 @@ TEST(Diversity, MakesThreeDifferentModelsOfOneStyle)
     EXPECT_NE(merged(kModels[2]), merged(kModels[3]));
 }
 
+// An exposure mode that leaves the iris to the user needs one.
+TEST(Diversity, OffersIrisPriorityExactlyWhereThereIsAnIris)
+{
+    for (const Model& model : kModels)
+    {
+        bool iris = false;
+        bool priority = false;
+        const auto style = parse(merged(model));
+        walk(*style, [&](const TiXmlElement& element) {
+            iris = iris || attribute(element, "id") == "83";
+            priority = priority || attribute(element, "text") == "mode_iris_priority";
+        });
+        EXPECT_EQ(iris, priority) << model.name;
+        walk(*style, [&](const TiXmlElement& element) {
+            for (const std::string& condition : split(attribute(element, "when"), ';'))
+            {
+                const std::string modes = condition.substr(0, 3) == "16=" ? condition.substr(3) : "";
+                const auto values = split(modes, ',');
+                EXPECT_TRUE(iris || std::count(values.begin(), values.end(), "2") == 0)
+                    << model.name << " " << attribute(element, "text");
+            }
+        });
+    }
+}
+
 }  // namespace
 }  // namespace documents

@@ -291,11 +291,13 @@ class LicencePlate : public AgainstTheService
 {
 };
 
+constexpr u32 kNightShutter = 18;  // 1/1000 s
+
 TEST_P(LicencePlate, NightSchemeIsAcceptedToo)
 {
     std::vector<KeyVal> night = factoryValues(model());
     const std::map<u32, u32> values = {{KEY_DN_MODE, 0},
-                                       {KEY_MAX_SHUTTER, 18},
+                                       {KEY_MAX_SHUTTER, kNightShutter},
                                        {KEY_METER_AREA, 1},
                                        {KEY_IR_MODE, 2},
                                        {KEY_IR_MANUAL_STRG_NEAR, 40}};
@@ -315,13 +317,12 @@ TEST_P(LicencePlate, NightSchemeIsAcceptedToo)
 
 TEST_P(LicencePlate, FreezesPlatesByDayWithAShorterShutterThanByNight)
 {
-    for (const KeyVal& record : factoryValues(model()))
-    {
-        if (record.key == KEY_MAX_SHUTTER)
-        {
-            EXPECT_EQ(record.value, 20u) << "the document's own value, not the module's preference";
-        }
-    }
+    const std::vector<KeyVal> factory = factoryValues(model());
+    const auto shutter = std::find_if(factory.begin(), factory.end(),
+                                      [](const KeyVal& record) { return record.key == KEY_MAX_SHUTTER; });
+    ASSERT_NE(shutter, factory.end());
+    EXPECT_EQ(shutter->value, 20u) << "the document's own value, not the module's preference";
+    EXPECT_GT(shutter->value, kNightShutter) << "greater indexes are shorter times";
 }
 
 INSTANTIATE_TEST_SUITE_P(Shipped, LicencePlate, testing::Values(kModels[2]), NameOfModel());

@@ -230,6 +230,67 @@ TEST_F(DayNightState, AReplacedClockBeginsAPendingChangeAnew)
     EXPECT_EQ(1, state());
 }
 
+TEST_F(DayNightState, SettingTheTimeOfDayDoesNotSkipTheDelay)
+{
+    ASSERT_EQ(0, set(IA_CMD_DELAY, 30));
+    service_->setDaylight();
+    pass(10min);
+    EXPECT_EQ(0, state());
+    clock_->setTimeOfDay(23, 0);
+    EXPECT_EQ(0, state());
+    pass(29s);
+    EXPECT_EQ(0, state());
+    pass(1s);
+    EXPECT_EQ(1, state());
+    pass(10min);
+    clock_->setTimeOfDay(12, 0);
+    pass(29s);
+    EXPECT_EQ(1, state());
+    pass(31s);
+    EXPECT_EQ(0, state());
+}
+
+TEST_F(DayNightState, ATimeOfDaySetRightAfterALookCountsFromThere)
+{
+    service_->setDaylight();
+    clock_->setTimeOfDay(0, 0);
+    pass(60s);
+    EXPECT_EQ(1, state()) << "dark for a minute, five seconds are asked for";
+}
+
+TEST_F(DayNightState, SettingTheTimeOfDayDoesNotDelayAFixedLight)
+{
+    service_->setLight(1);
+    pass(4s);
+    clock_->setTimeOfDay(23, 0);
+    EXPECT_EQ(0, state());
+    pass(1s);
+    EXPECT_EQ(1, state());
+}
+
+TEST_F(DayNightState, TheLongestSpanIsWorkedOutToo)
+{
+    service_->setDaylight();
+    ASSERT_EQ(0, state());
+    pass(host::Span::max() / 2);
+    const int first = state();
+    EXPECT_TRUE(first == 0 || first == 1);
+    pass(host::Span::max() - clock_->monotonic());
+    const int last = state();
+    EXPECT_TRUE(last == 0 || last == 1);
+}
+
+TEST_F(DayNightState, AShorterDelayCountsFromTheFirstDarkMoment)
+{
+    ASSERT_EQ(0, set(IA_CMD_DELAY, 60));
+    service_->setLight(5);
+    pass(40s);
+    ASSERT_EQ(0, set(IA_CMD_DELAY, 45));
+    EXPECT_EQ(0, state());
+    pass(5s);
+    EXPECT_EQ(1, state());
+}
+
 TEST_F(DayNightState, TheLensSearchesAfterAChangeIfTheKeyIsOn)
 {
     set(IA_CMD_AUTO_FOCUS_MODE, 1);

@@ -138,25 +138,12 @@ TEST_F(LensMotion, IrisStepsNeedManualExposureOrIrisPriority)
         EXPECT_EQ(0, set(IA_CMD_IRIS_UP, 1));
         EXPECT_EQ(sim::kRunning, status(IA_CMD_IRIS_UP));
         pass(10s);
-        EXPECT_EQ(84, get(IA_CMD_IRIS_POSITION));
+        EXPECT_EQ(84, service_->lens().iris);
         EXPECT_EQ(1, get(IA_CMD_IRIS_SIZE));
         EXPECT_EQ(0, set(IA_CMD_IRIS_DOWN, 1));
         pass(10s);
         EXPECT_EQ(2, get(IA_CMD_IRIS_SIZE));
     }
-}
-
-TEST_F(LensMotion, IrisSizeAndPositionAreTheSameDrive)
-{
-    EXPECT_EQ(0, set(IA_CMD_IRIS_SIZE, 8));
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_IRIS_POSITION));
-    pass(1s);
-    EXPECT_EQ(72 - 24, get(IA_CMD_IRIS_POSITION)) << "24 steps a second at speed 50";
-    pass(10s);
-    EXPECT_EQ(0, get(IA_CMD_IRIS_POSITION));
-    EXPECT_EQ(0, set(IA_CMD_IRIS_POSITION, 96));
-    pass(10s);
-    EXPECT_EQ(0, get(IA_CMD_IRIS_SIZE));
 }
 
 TEST_F(LensMotion, IrisSpeedChangesTheTime)
@@ -331,7 +318,7 @@ TEST_F(LensMotion, ResetTakesFourSecondsAndReturns)
     pass(2s);
     EXPECT_EQ(16384, get(IA_CMD_MZ_POSITION));
     EXPECT_EQ(0, get(IA_CMD_MF_POSITION));
-    EXPECT_EQ(0, get(IA_CMD_IRIS_POSITION));
+    EXPECT_EQ(0, service_->lens().iris);
     pass(1999ms);
     EXPECT_EQ(sim::kRunning, status(IA_CMD_LENS_RESET));
     pass(1ms);

@@ -3,14 +3,42 @@
 
 #include <atomic>
 #include <functional>
+#include <future>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace {
 
 using namespace std::chrono_literals;
 
 constexpr int kRounds = 300;
+
+// Joins at the end of its scope, however that is left; release lets the thread come to its end.
+class Joined
+{
+public:
+    Joined(std::function<void()> body, std::function<void()> release)
+        : release_(std::move(release)), thread_(std::move(body))
+    {
+    }
+    Joined(const Joined&) = delete;
+    Joined& operator=(const Joined&) = delete;
+    ~Joined() { join(); }
+
+    void join()
+    {
+        if (thread_.joinable())
+        {
+            release_();
+            thread_.join();
+        }
+    }
+
+private:
+    const std::function<void()> release_;
+    std::thread thread_;
+};
 
 void runTogether(const std::vector<std::function<void(int)>>& bodies)
 {
@@ -96,23 +124,21 @@ TEST_F(ManyThreads, EveryCallIsCounted)
 
 TEST_F(ManyThreads, ABlockedHookHoldsUpNobodyElse)
 {
-    std::atomic<bool> held{false};
-    std::atomic<bool> go{false};
-    service_->setBeforeCall([&](ia_cmd_e cmd, int opt, const void*) {
-        while (cmd == IA_CMD_FREEZE && opt == IA_CMD_OPT_SET && !go)
+    std::promise<void> held;
+    std::promise<void> go;
+    const auto reached = held.get_future();
+    const auto released = go.get_future().share();
+    service_->setBeforeCall([&held, released](ia_cmd_e cmd, int opt, const void*) {
+        if (cmd == IA_CMD_FREEZE && opt == IA_CMD_OPT_SET)
         {
-            held = true;
-            std::this_thread::yield();
+            held.set_value();
+            released.wait();
         }
     });
-    std::thread blocked([this] { EXPECT_EQ(0, set(IA_CMD_FREEZE, 1)); });
-    while (!held)
-    {
-        std::this_thread::yield();
-    }
+    Joined blocked([this] { EXPECT_EQ(0, set(IA_CMD_FREEZE, 1)); }, [&go] { go.set_value(); });
+    ASSERT_EQ(std::future_status::ready, reached.wait_for(30s));
     EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 3));
     EXPECT_EQ(0, get(IA_CMD_FREEZE));
-    go = true;
     blocked.join();
     EXPECT_EQ(1, get(IA_CMD_FREEZE));
 }
