@@ -1,5 +1,6 @@
 #include "Camera.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "DeviceType.h"
@@ -9,6 +10,7 @@
 #include "KeyNames.h"
 #include "MachineInfo.h"
 #include "ModuleConfigureParser.h"
+#include "SchemeFile.h"
 #include "SensorFile.h"
 #include "SensorKeys.h"
 #include "SysConfig.h"
@@ -19,6 +21,9 @@ namespace {
 
 constexpr char kMachineInfoFile[] = "/mnt/mtd/code/factory_setting/machineinfo.ini";
 constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";
+constexpr char kNoParameters[] =
+    "the camera has no parameters: the style documents in /hd1/moduleConfig/sensorConfig could not be read, or not "
+    "merged into /tmp/merge_style.xml; is the disk full?";
 constexpr u32 kDefaultFrameRate = 25;
 constexpr std::size_t kPlainDetailLength = 14;  // shorter texts cannot name the infrared variant
 
@@ -38,8 +43,13 @@ Camera::Camera(const Setup& setup) : setup_(setup), uiFiles_(setup.share)
     video_.setFrameRates({static_cast<int>(frameRate)});
     controller_.setVideoStreamModule(&video_);
     controller_.init(board);
-    up_ = true;
     uiFiles_.fill(g_stSysConf);
+    if (!hasParameters())
+    {
+        controller_.uinit();
+        throw Failure(kNoParameters);
+    }
+    up_ = true;
 }
 
 Camera::~Camera()
@@ -93,7 +103,31 @@ bool Camera::factoryReset()
         return false;
     }
     uiFiles_.fill(g_stSysConf);
+    if (!hasParameters())
+    {
+        throw Failure(kNoParameters);
+    }
+    for (int scheme = 0; scheme < schemeCount(); ++scheme)
+    {
+        if (readSchemeFile(scheme).empty())
+        {
+            throw Failure("factory values are in force, but " + schemeFilePath(scheme) +
+                          " could not be made; is the disk full?");
+        }
+    }
     return true;
+}
+
+// The default scheme shows what the style documents gave: no scheme file is read into it.
+bool Camera::hasParameters()
+{
+    if (!schemeValue(schemeCount(), KEY_SCHEME_ENABLE))
+    {
+        return false;
+    }
+    const std::vector<KeyName>& rows = keyNames();
+    return std::any_of(rows.begin(), rows.end(), [&](const KeyName& row)
+                       { return !row.onlyStored && schemeValue(schemeCount(), row.key); });
 }
 
 int Camera::schemeCount() const
@@ -186,16 +220,6 @@ bool Camera::setTimeOfDay(int minutes)
     }
     clock->setTimeOfDay(minutes / 60, minutes % 60);
     return true;
-}
-
-std::string schemeTitle(int scheme, int schemeCount)
-{
-    if (scheme < 0)
-    {
-        return "no scheme";
-    }
-    const std::string number = std::to_string(scheme);
-    return scheme == schemeCount ? "the default scheme (" + number + ")" : "scheme " + number;
 }
 
 }  // namespace app

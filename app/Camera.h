@@ -27,7 +27,8 @@ public:
         bool systemClock = false;         // without speed and start, follow the system's clock as a board does
     };
 
-    // Takes a second of the camera's time. Throws Failure when the board's files name no camera.
+    // Takes a second of the camera's time. Throws Failure when the board's files name no camera, or when no
+    // parameters come out of the style documents.
     explicit Camera(const Setup& setup);
     ~Camera();
     Camera(const Camera&) = delete;
@@ -40,9 +41,9 @@ public:
     const Setup& setup() const { return setup_; }
 
     // Factory reset; the user-interface texts are filled in again. False when the board's files no longer name
-    // this camera: it is down then and only good for destruction.
+    // this camera: it is down then and only good for destruction. Throws Failure when the camera lacks its
+    // parameters or scheme files afterwards, as on a full disk.
     bool factoryReset();
-    bool isUp() const { return up_; }
 
     // ---- views: of what the library holds ------------------------------------------------------------------
 
@@ -70,6 +71,7 @@ public:
 private:
     void startClock();
     ModuleConfigure boardConfiguration() const;
+    bool hasParameters();
 
     const Setup setup_;
     UiFiles uiFiles_;
@@ -77,8 +79,5 @@ private:
     ISensorController controller_;
     bool up_ = false;
 };
-
-// "scheme 2", "the default scheme (4)"
-std::string schemeTitle(int scheme, int schemeCount);
 
 }  // namespace app

@@ -19,7 +19,12 @@ Words completeMode(Session&, const Words& arguments)
 
 Words completeWindow(Session& session, const Words& arguments)
 {
-    return arguments.empty() ? completeSchemes(session, arguments) : completeWords(arguments, 1, {"on", "off"});
+    Words schemes = completeSchemes(session, arguments);
+    if (!schemes.empty())
+    {
+        schemes.pop_back();  // the default scheme has no window
+    }
+    return arguments.empty() ? schemes : completeWords(arguments, 1, {"on", "off"});
 }
 
 Words completeLens(Session&, const Words& arguments)
@@ -35,7 +40,8 @@ Words completeLens(Session&, const Words& arguments)
     const Words zoom = {"in", "out"};
     const Words focus = {"far", "near", "mode", "once"};
     const Words iris = {"up", "down"};
-    return arguments[0] == "zoom" ? zoom : arguments[0] == "focus" ? focus : arguments[0] == "iris" ? iris : Words();
+    const std::string what = toLower(arguments[0]);
+    return what == "zoom" ? zoom : what == "focus" ? focus : what == "iris" ? iris : Words();
 }
 
 Words completeLight(Session&, const Words& arguments)
@@ -155,6 +161,10 @@ Answer wrongUsage(const char* commandName)
 
 Answer runHelp(Session&, const Words& arguments)
 {
+    if (arguments.size() > 1)
+    {
+        return wrongUsage("help");
+    }
     Answer answer;
     if (arguments.empty())
     {
@@ -182,8 +192,12 @@ Answer runHelp(Session&, const Words& arguments)
     return answer;
 }
 
-Answer runQuit(Session& session, const Words&)
+Answer runQuit(Session& session, const Words& arguments)
 {
+    if (!arguments.empty())
+    {
+        return wrongUsage("quit");
+    }
     session.quit();
     return {};
 }

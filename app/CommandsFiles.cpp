@@ -90,9 +90,8 @@ Answer runSave(Session& session, const Words& arguments)
     const int scheme = camera.currentScheme();
     if (scheme < 0 || scheme >= camera.schemeCount())
     {
-        Answer answer;
-        answer.text =
-            schemeTitle(scheme, camera.schemeCount()) + " is in force: it has no file, so there is nothing to save\n";
+        Answer answer = Answer::failure(schemeName(scheme, camera.schemeCount()) +
+                                        " is in force: it has no file, nothing was saved");
         answer.data = {{"scheme", scheme}, {"saved", false}};
         return answer;
     }
@@ -132,7 +131,7 @@ Answer runReload(Session& session, const Words& arguments)
     answer.data["scheme"] = scheme;
     if (scheme < 0 || scheme >= camera.schemeCount())
     {
-        answer.text = schemeTitle(scheme, camera.schemeCount()) + " is in force: it has no file to be read again\n";
+        answer.text = schemeName(scheme, camera.schemeCount()) + " is in force: it has no file to be read again\n";
         return answer;
     }
     if (!camera.controller().resetToLastParameters())
@@ -163,7 +162,7 @@ Answer runReset(Session& session, const Words& arguments)
     waitForFirstScheme(session);
     const int scheme = session.camera().currentScheme();
     answer.text = "factory reset: all scheme files are made anew, " +
-                  schemeTitle(scheme, session.camera().schemeCount()) + " is in force\n";
+                  schemeName(scheme, session.camera().schemeCount()) + " is in force\n";
     answer.data["scheme"] = scheme;
     return answer;
 }
@@ -182,7 +181,7 @@ Answer runTrace(Session&, const Words& arguments)
     {
         return wrongUsage("trace");
     }
-    if (arguments[0] == "off")
+    if (toLower(arguments[0]) == "off")
     {
         if (std::remove(kMarkerFile) != 0 && KSFile::exists(kMarkerFile))
         {

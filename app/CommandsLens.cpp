@@ -144,8 +144,13 @@ Answer focusCommand(Session& session, const Words& arguments)
 
 }  // namespace
 
-Answer runLens(Session& session, const Words& arguments)
+Answer runLens(Session& session, const Words& typed)
 {
+    Words arguments;
+    for (const std::string& word : typed)
+    {
+        arguments.push_back(toLower(word));
+    }
     ISensorController& controller = session.camera().controller();
     const u32 before = session.camera().service().callCount();
     const std::string what = arguments.empty() ? "" : arguments[0];

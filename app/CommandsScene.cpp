@@ -8,7 +8,6 @@
 namespace app {
 namespace {
 
-constexpr int kMinutesPerDay = 24 * 60;
 constexpr double kLightStep = 5.0;  // a change of the light by this factor is told
 constexpr double kDarkest = 0.01;   // lux; below it no change is told
 
@@ -65,7 +64,7 @@ Words changes(const Scene& told, const Scene& now, int schemeCount)
     }
     if (now.scheme != told.scheme)
     {
-        events.push_back("now " + schemeTitle(now.scheme, schemeCount));
+        events.push_back("now " + schemeName(now.scheme, schemeCount));
     }
     if (now.mode != told.mode)
     {
@@ -75,7 +74,7 @@ Words changes(const Scene& told, const Scene& now, int schemeCount)
     {
         events.push_back("light");
     }
-    if (events.empty() && now.minutes / 60 != told.minutes / 60)
+    if (now.minutes / 60 != told.minutes / 60)
     {
         events.push_back("hour");
     }
@@ -119,8 +118,8 @@ Answer runStatus(Session& session, const Words& arguments)
         {"model", camera.setup().model + ", sensor module " + std::to_string(camera.controller().getSensorType())});
     table.addRow({"version", version});
     table.addRow({"time", formatTimeOfDay(scene.minutes) + ", speed " + speed});
-    table.addRow({"scheme",
-                  schemeTitle(scene.scheme, camera.schemeCount()) + ", mode " + (scene.mode != 0 ? "auto" : "manual")});
+    table.addRow(
+        {"scheme", schemeName(scene.scheme, camera.schemeCount()) + ", mode " + (scene.mode != 0 ? "auto" : "manual")});
     table.addRow({"scene", luxText(scene.lux) + (scene.night ? ", night" : ", day") + ", lamps " +
                                std::to_string(camera.service().infraredStrength()) + " %"});
     Answer answer;

@@ -153,7 +153,9 @@ Answer runSchemes(Session& session, const Words& arguments)
 
 Answer runWindow(Session& session, const Words& arguments)
 {
-    if (arguments.size() != 3 && !(arguments.size() == 2 && (arguments[1] == "on" || arguments[1] == "off")))
+    const std::string state = arguments.size() < 2 ? "" : toLower(arguments[1]);
+    const bool isState = state == "on" || state == "off";
+    if (arguments.size() != 3 && !(arguments.size() == 2 && isState))
     {
         return wrongUsage("window");
     }
@@ -164,23 +166,29 @@ Answer runWindow(Session& session, const Words& arguments)
         return Answer::failure("there is no scheme " + arguments[0] + " with a window; there are 0 to " +
                                std::to_string(highest));
     }
-    if (arguments[1] != "on" && arguments[1] != "off")
+    if (!isState)
     {
         return wrongUsage("window");
     }
     const SchemeWindow now = session.camera().schedule().windows[static_cast<std::size_t>(*scheme)];
-    const std::optional<TimeSpanOfDay> span = parseTimeSpan(arguments.size() == 3 ? arguments[2] : windowText(now));
+    const bool keepsTimes = arguments.size() == 2;
+    const std::optional<TimeSpanOfDay> span = parseTimeSpan(keepsTimes ? windowText(now) : arguments[2]);
+    const std::string problem = span ? windowProblem(*span) : "";
+    if (keepsTimes && (!span || !problem.empty()))
+    {
+        return Answer::failure("the window of scheme " + arguments[0] + ", " + windowText(now) +
+                               ", can never hold; give its times too: 'window " + arguments[0] + " " + state +
+                               " HH:MM-HH:MM'. Nothing was changed");
+    }
     if (!span)
     {
-        return Answer::failure((arguments.size() == 3 ? arguments[2] : windowText(now)) +
-                               " is no window HH:MM-HH:MM between 00:00 and 24:00; nothing was changed");
+        return Answer::failure(arguments[2] + " is no window HH:MM-HH:MM between 00:00 and 24:00; nothing was changed");
     }
-    const std::string problem = windowProblem(*span);
     if (!problem.empty())
     {
         return Answer::failure(problem + ". Nothing was changed");
     }
-    return changeWindow(session, *scheme, arguments[1] == "on", *span);
+    return changeWindow(session, *scheme, state == "on", *span);
 }
 
 Answer runScheme(Session& session, const Words& arguments)
@@ -199,7 +207,7 @@ Answer runScheme(Session& session, const Words& arguments)
     const bool automatic = camera.mode() != 0;
     camera.controller().setParamScheme(*scheme);
     Answer answer;
-    answer.text = schemeTitle(*scheme, camera.schemeCount()) + " is in force\n";
+    answer.text = schemeName(*scheme, camera.schemeCount()) + " is in force\n";
     answer.data["scheme"] = *scheme;
     if (automatic)
     {
@@ -212,13 +220,14 @@ Answer runScheme(Session& session, const Words& arguments)
 
 Answer runMode(Session& session, const Words& arguments)
 {
-    if (arguments.size() > 1 || (arguments.size() == 1 && arguments[0] != "auto" && arguments[0] != "manual"))
+    const std::string wanted = arguments.empty() ? "" : toLower(arguments[0]);
+    if (arguments.size() > 1 || (arguments.size() == 1 && wanted != "auto" && wanted != "manual"))
     {
         return wrongUsage("mode");
     }
     if (arguments.size() == 1)
     {
-        session.camera().controller().setParamMode(arguments[0] == "auto" ? 1 : 0);
+        session.camera().controller().setParamMode(wanted == "auto" ? 1 : 0);
     }
     Answer answer;
     answer.data["mode"] = session.camera().mode() != 0 ? "auto" : "manual";

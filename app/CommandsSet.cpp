@@ -3,7 +3,7 @@
 #include "Commands.h"
 #include "KeyLimits.h"
 #include "KeyNames.h"
-#include "SensorKeyVal.h"
+#include "SchemeFile.h"
 #include "Session.h"
 
 namespace app {
@@ -41,18 +41,50 @@ Json listJson(Changes::const_iterator begin, Changes::const_iterator end)
     return list;
 }
 
+// A key without a row goes to the service with its number as the command.
+bool concerns(const Refusal& refusal, int key)
+{
+    return findKey(key) != nullptr ? refusal.key == key : refusal.command == key;
+}
+
+const Refusal* lastRefusal(const std::vector<Refusal>& refusals, int key)
+{
+    const auto found = std::find_if(refusals.rbegin(), refusals.rend(),
+                                    [key](const Refusal& refusal) { return concerns(refusal, key); });
+    return found == refusals.rend() ? nullptr : &*found;
+}
+
+// The record of the key that was refused, a key may be sent several times: the one with the value that the service
+// refused; if the service refused nothing, the one that would have changed what is remembered now.
+Changes::const_iterator failedRecord(Session& session, const Changes& changes, int failedKey, const Refusal* refusal)
+{
+    const std::optional<int> now = session.camera().schemeValue(session.camera().currentScheme(), failedKey);
+    auto first = changes.end();
+    for (auto change = changes.begin(); change != changes.end(); ++change)
+    {
+        if (change->key != failedKey)
+        {
+            continue;
+        }
+        if (refusal != nullptr ? change->value == refusal->value : change->before == now && change->value != now)
+        {
+            return change;
+        }
+        first = first == changes.end() ? change : first;
+    }
+    return first;
+}
+
 // The library stops at the first record that a handler refuses and names its key.
 Answer refused(Session& session, const Changes& changes, int failedKey, const std::vector<Refusal>& refusals)
 {
-    const auto failed =
-        std::find_if(changes.begin(), changes.end(), [&](const Change& change) { return change.key == failedKey; });
+    const Refusal* const refusal = lastRefusal(refusals, failedKey);
+    const auto failed = failedRecord(session, changes, failedKey, refusal);
     if (failed == changes.end())
     {
         return Answer::failure(keyTitle(failedKey) + " refused");
     }
-    const auto refusal =
-        std::find_if(refusals.rbegin(), refusals.rend(), [&](const Refusal& entry) { return entry.key == failedKey; });
-    const std::string reason = refusal == refusals.rend()
+    const std::string reason = refusal == nullptr
                                    ? "the video module refused it"
                                    : reasonText(session.camera().service(), failedKey, failed->value, refusal->status);
     Answer answer;
@@ -70,9 +102,16 @@ Answer refused(Session& session, const Changes& changes, int failedKey, const st
     return answer;
 }
 
+// The default scheme's records stay as they are, whatever is sent.
+int valueInForce(Session& session, const Change& change)
+{
+    return session.camera().defaultSchemeIsCurrent() ? change.value
+                                                     : session.camera().peek(change.key).value_or(change.value);
+}
+
 std::string appliedLine(Session& session, const Change& change)
 {
-    const int now = session.camera().peek(change.key).value_or(change.value);
+    const int now = valueInForce(session, change);
     const std::string label = valueNote(session.camera().service(), change.key, now);
     std::string line = keyTitle(change.key) + " = " + std::to_string(now) + (label.empty() ? "" : " " + label);
     if (now != change.value)
@@ -82,6 +121,10 @@ std::string appliedLine(Session& session, const Change& change)
     else if (change.before == change.value)
     {
         line += "  (unchanged, not sent again)";
+    }
+    else if (session.camera().defaultSchemeIsCurrent())
+    {
+        line += "  (sent, not remembered)";
     }
     else if (change.before)
     {
@@ -104,7 +147,7 @@ Answer applied(Session& session, const Changes& changes, const std::vector<Refus
     {
         answer.text += appliedLine(session, change);
         Json entry = change.json();
-        entry["value"] = session.camera().peek(change.key).value_or(change.value);
+        entry["value"] = valueInForce(session, change);
         entry["sent"] = change.before != change.value;
         answer.data["values"].push_back(entry);
     }
@@ -123,24 +166,52 @@ Answer applied(Session& session, const Changes& changes, const std::vector<Refus
     return answer;
 }
 
+Changes changesOf(Session& session, const std::vector<PairItem>& pairs)
+{
+    Camera& camera = session.camera();
+    const bool remembers = !camera.defaultSchemeIsCurrent();
+    Changes changes;
+    for (const PairItem& pair : pairs)
+    {
+        std::optional<int> before = camera.schemeValue(camera.currentScheme(), pair.key);
+        const auto earlier = std::find_if(changes.rbegin(), changes.rend(),
+                                          [&](const Change& change) { return change.key == pair.key; });
+        if (before && remembers && earlier != changes.rend())
+        {
+            before = earlier->value;
+        }
+        changes.push_back({pair.key, pair.value, before});
+    }
+    return changes;
+}
+
 Answer applyPairs(Session& session, const std::string& pairText)
 {
-    // As the library reads it.
-    const std::size_t most = static_cast<std::size_t>(std::count(pairText.begin(), pairText.end(), ')'));
-    std::vector<KeyVal> records(most + 1);
-    u32 count = 0;
-    keyval_str2st(pairText, records.data(), count);
-    Changes changes;
-    for (u32 i = 0; i < count; ++i)
+    std::string error;
+    const std::optional<std::vector<PairItem>> pairs = parsePairs(pairText, error);
+    if (!pairs)
     {
-        const int key = static_cast<int>(records[i].key);
-        changes.push_back({key, static_cast<int>(records[i].value),
-                           session.camera().schemeValue(session.camera().currentScheme(), key)});
+        return Answer::failure(error + "; nothing was applied");
     }
+    // The library takes as many as a scheme has records and drops the rest without a word.
+    const std::size_t most = readSchemeFile(0).size();
+    if (most != 0 && pairs->size() > most)
+    {
+        return Answer::failure(std::to_string(pairs->size()) + " values are too many at once, this camera takes " +
+                               std::to_string(most) + "; nothing was applied");
+    }
+    const Changes changes = changesOf(session, *pairs);
     const u32 callsBefore = session.camera().service().callCount();
     const int result = session.camera().controller().setParameters(pairText, true);
     const std::vector<Refusal> refusals = refusalsSince(session.camera().service(), callsBefore);
-    return result == 0 ? applied(session, changes, refusals) : refused(session, changes, -result, refusals);
+    // The result of a refusal is minus the key, so for key 0 that of a success.
+    const bool sentZero =
+        std::any_of(changes.begin(), changes.end(), [](const Change& change) { return change.key == 0; });
+    if (result == 0 && !(sentZero && lastRefusal(refusals, 0) != nullptr))
+    {
+        return applied(session, changes, refusals);
+    }
+    return refused(session, changes, static_cast<int>(0U - static_cast<u32>(result)), refusals);
 }
 
 }  // namespace
@@ -185,7 +256,7 @@ Answer runSet(Session& session, const Words& arguments)
 
 Answer runText(Session& session, const Words& arguments)
 {
-    if (arguments.size() != 1 || arguments[0].find('(') == std::string::npos)
+    if (arguments.size() != 1)
     {
         return wrongUsage("text");
     }

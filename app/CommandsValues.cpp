@@ -39,6 +39,10 @@ std::vector<int> keysOfScheme(Session& session)
 
 Answer runKeys(Session& session, const Words& arguments)
 {
+    if (arguments.size() > 1)
+    {
+        return wrongUsage("keys");
+    }
     Answer answer;
     answer.data["keys"] = Json::array();
     bool foreign = false;

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <chrono>
-
 namespace app {
 
 // SIGINT, SIGTERM and SIGHUP as something to wait for. They must be blocked (blockEndSignals).
@@ -23,9 +21,6 @@ public:
     // Takes in what waits; true when a SIGINT was among it and nothing stronger, which is then forgotten: the
     // person wanted to end what was running.
     bool takeInterrupt();
-
-    // Ends the program from within, as signal would.
-    void request(int signal) { received_ = signal; }
 
 private:
     void takeIn();

@@ -143,8 +143,8 @@ std::vector<Refusal> refusalsSince(const sim::Service& service, u32 callNumber)
         if (call.number > callNumber && call.opt == IA_CMD_OPT_SET && call.status != sim::kDone)
         {
             const u32 key = sim::keyOfCommand(call.cmd);
-            refusals.push_back(
-                {static_cast<int>(key != 0 ? key : call.cmd), static_cast<int>(call.in[0]), call.status});
+            refusals.push_back({static_cast<int>(key != 0 ? key : call.cmd), static_cast<int>(call.cmd),
+                                static_cast<int>(call.in[0]), call.status});
         }
     }
     return refusals;

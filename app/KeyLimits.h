@@ -30,6 +30,7 @@ std::string valueNote(const sim::Service& service, int key, int value);
 struct Refusal
 {
     int key;  // the command's number when no key is sent as this command
+    int command;
     int value;
     int status;  // sim::Status
 };

@@ -1,6 +1,7 @@
 #include "LibraryOutput.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -29,21 +30,30 @@ bool isTerminal(int descriptor)
     return isatty(descriptor) != 0;
 }
 
-void writeAll(int descriptor, const std::string& text)
+}  // namespace
+
+bool writeAll(int descriptor, const std::string& text)
 {
     std::size_t written = 0;
     while (written < text.size())
     {
         const ssize_t count = write(descriptor, text.data() + written, text.size() - written);
-        if (count <= 0 && errno != EINTR)
+        if (count > 0)
         {
-            return;
+            written += static_cast<std::size_t>(count);
         }
-        written += count > 0 ? static_cast<std::size_t>(count) : 0;
+        else if (errno == EAGAIN)
+        {
+            pollfd room = {descriptor, POLLOUT, 0};
+            poll(&room, 1, -1);
+        }
+        else if (errno != EINTR)
+        {
+            return false;
+        }
     }
+    return true;
 }
-
-}  // namespace
 
 LibraryOutput::LibraryOutput(Way way)
     : way_(way),

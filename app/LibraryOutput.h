@@ -9,6 +9,9 @@
 
 namespace app {
 
+// Writes everything, waiting while there is no room. False when nobody reads it any more. Thread-safe.
+bool writeAll(int descriptor, const std::string& text);
+
 // Keeps what the library prints on standard output apart from the program's own answers, as whole lines.
 // Host thread only; the library may print from any thread. One object at a time.
 class LibraryOutput
@@ -41,7 +44,6 @@ public:
     std::string takeArrived();
 
 private:
-    void divert();
     void readAll();
     void takeIn(const std::string& bytes);
     static void onAbort(int signal);

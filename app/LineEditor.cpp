@@ -115,13 +115,15 @@ void LineEditor::State::lookAtSize()
 
 bool LineEditor::State::giveUpLine()
 {
-    const LineInfo* line = el_line(edit);
+    const LineInfoW* line = el_wline(edit);
     if (line->lastchar == line->buffer || !session.signals().takeInterrupt())
     {
         return false;
     }
     session.print("^C\n");
-    el_deletestr(edit, static_cast<int>(line->cursor - line->buffer));
+    // Only what is left of the cursor can be deleted; both calls count characters.
+    el_cursor(edit, static_cast<int>(line->lastchar - line->cursor));
+    el_deletestr(edit, static_cast<int>(line->lastchar - line->buffer));
     el_set(edit, EL_REFRESH);
     return true;
 }

@@ -8,6 +8,7 @@
 #include "Failure.h"
 #include "Models.h"
 #include "Parsing.h"
+#include "StateFolder.h"
 
 namespace app {
 namespace {
@@ -25,7 +26,7 @@ constexpr char kFooter[] =
     "  sensorcam exec 'set brightness=60' save          change a value and keep it\n"
     "  sensorcam exec 'get brightness'                  60, also after a restart\n"
     "  sensorcam --json exec 'get' | jq .               all values, for programs\n"
-    "  sensorcam --model dome --state /tmp/dome shell   another camera beside it\n"
+    "  sensorcam --model dome --state ~/dome shell      another camera beside it\n"
     "  sensorcam --model lpr --speed 600 --at 05:00 exec 'light sun' 'watch 72000'\n"
     "                                                   twenty hours of a licence-plate camera in two minutes\n"
     "\n"
@@ -129,6 +130,19 @@ std::optional<Options> readOptions(int argc, char** argv, int& status)
     catch (const CLI::ParseError& error)
     {
         return mistake(error.what(), asksForJson(argc, argv), status);
+    }
+    // CLI11 does not hand empty texts to a check.
+    for (const char* name : {"--model", "--state", "--speed", "--at"})
+    {
+        const CLI::Option* option = cli.get_option(name);
+        if (option->count() > 0 && option->as<std::string>().empty())
+        {
+            return mistake(std::string(name) + " needs a value", options.json, status);
+        }
+    }
+    if (!options.stateFolder.empty() && absolutePath(options.stateFolder) == "/")
+    {
+        return mistake("--state / would be the machine itself; name a folder for the camera", options.json, status);
     }
     options.isShell = !exec->parsed();
     options.model = raw.model.empty() ? std::nullopt : std::optional<std::string>(raw.model);

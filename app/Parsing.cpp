@@ -1,5 +1,6 @@
 #include "Parsing.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cmath>
@@ -9,8 +10,6 @@
 
 namespace app {
 namespace {
-
-constexpr int kMinutesPerDay = 24 * 60;
 
 bool isBlank(char c)
 {
@@ -54,6 +53,23 @@ bool readWord(const std::string& line, std::size_t& position, std::string& word)
         }
     }
     return quote == 0;
+}
+
+// "(34,60)"
+std::optional<PairItem> parsePair(const std::string& item)
+{
+    const std::size_t comma = item.find(',');
+    if (comma == std::string::npos || item.front() != '(' || item.back() != ')')
+    {
+        return std::nullopt;
+    }
+    const std::optional<int> key = parseInt(item.substr(1, comma - 1));
+    const std::optional<int> value = parseInt(item.substr(comma + 1, item.size() - comma - 2));
+    if (!key || !value)
+    {
+        return std::nullopt;
+    }
+    return PairItem{*key, *value};
 }
 
 }  // namespace
@@ -170,26 +186,32 @@ std::optional<Assignment> parseAssignment(const std::string& text)
     return Assignment{text.substr(0, equals), text.substr(equals + 1)};
 }
 
-std::vector<PairItem> parsePairs(const std::string& text)
+std::optional<std::vector<PairItem>> parsePairs(const std::string& text, std::string& error)
 {
     std::vector<PairItem> pairs;
-    std::size_t open = text.find('(');
-    while (open != std::string::npos)
+    std::size_t position = 0;
+    while (position < text.size())
     {
-        const std::size_t comma = text.find(',', open);
-        const std::size_t close = text.find(')', open);
-        if (comma == std::string::npos || close == std::string::npos)
+        if (isBlank(text[position]))
         {
-            break;
+            ++position;
+            continue;
         }
-        const std::optional<int> key = parseInt(text.substr(open + 1, comma - open - 1));
-        const std::optional<int> value =
-            comma < close ? parseInt(text.substr(comma + 1, close - comma - 1)) : std::nullopt;
-        if (key && value)
+        const std::size_t close = std::min(text.find(')', position), text.size() - 1);
+        const std::string item = text.substr(position, close - position + 1);
+        const std::optional<PairItem> pair = parsePair(item);
+        if (!pair)
         {
-            pairs.push_back({*key, *value});
+            error = "'" + item + "' is no pair (KEY,VALUE) of whole numbers";
+            return std::nullopt;
         }
-        open = text.find('(', close);
+        pairs.push_back(*pair);
+        position = close + 1;
+    }
+    if (pairs.empty())
+    {
+        error = "there is no pair (KEY,VALUE) in it";
+        return std::nullopt;
     }
     return pairs;
 }

@@ -7,6 +7,8 @@
 // Reading what people type. All functions are reentrant.
 namespace app {
 
+constexpr int kMinutesPerDay = 24 * 60;
+
 using Words = std::vector<std::string>;
 
 // Splits a command line at blanks; '…' and "…" hold blanks together, a backslash takes the next character as
@@ -49,8 +51,9 @@ struct PairItem
     int value;
 };
 
-// Pair text "(34,60)(144,1)" as the library writes it. Malformed items are left out.
-std::vector<PairItem> parsePairs(const std::string& text);
+// Pair text "(34,60)(144,1)" as the library writes it, blanks between the pairs allowed. Nothing, with a reason in
+// error, when there is no pair or anything else in it: the library would take other numbers for what it cannot read.
+std::optional<std::vector<PairItem>> parsePairs(const std::string& text, std::string& error);
 
 std::string toLower(std::string text);
 

@@ -42,8 +42,7 @@ int runCamera(const Options& options, const std::string& stateFolder)
         status = options.isShell ? runShell(session, stateFolder + "/history") : session.runAll(options.commands);
     }
     // What the library said at its end.
-    const std::string last = output.take();
-    if (write(output.answerDescriptor(), last.data(), last.size()) < 0)
+    if (!writeAll(output.answerDescriptor(), output.take()))
     {
         status = kExitCommandFailed;
     }
@@ -72,7 +71,7 @@ void prepare(StateFolder& state, const std::string& model, const std::string& ro
 
 int runInPlace(Options options)
 {
-    StateFolder state(kInPlaceState);
+    StateFolder state(kInPlaceState, StateFolder::Kind::ofBoard);
     fcntl(state.lockDescriptor(), F_SETFD, FD_CLOEXEC);
     options.model = state.chooseModel(options.model);
     prepare(state, *options.model, "", Documents::keepExisting);
@@ -92,7 +91,18 @@ int runInPrivateTree(Options options)
         throw Failure(systemError("cannot make a pipe"));
     }
     const std::vector<std::string> arguments = insideArguments(options, kInsideState, state.lockDescriptor());
-    return superviseCamera(sandboxCommand(state.path(), programFile(), arguments, ends[1]), ends[0], ends[1]);
+    return superviseCamera(sandboxCommand(state.path(), programFile(), arguments, ends[1]), ends[0], ends[1],
+                           options.isShell && isInteractive(STDOUT_FILENO, options.json));
+}
+
+// Outside of the private tree the copy would work on the machine's own files.
+void requirePrivateTree(const Options& options)
+{
+    if (fcntl(options.lockDescriptor, F_SETFD, FD_CLOEXEC) < 0 ||
+        programFile().rfind(std::string(kInsidePrefix) + "/", 0) != 0)
+    {
+        throw Failure("--inside is only for the copy that sensorcam starts in its private file tree");
+    }
 }
 
 }  // namespace
@@ -102,7 +112,7 @@ int runProgram(Options options)
     blockEndSignals();
     if (options.inside)
     {
-        fcntl(options.lockDescriptor, F_SETFD, FD_CLOEXEC);
+        requirePrivateTree(options);
         return runCamera(options, options.stateFolder);
     }
     return options.inPlace ? runInPlace(std::move(options)) : runInPrivateTree(std::move(options));

@@ -36,6 +36,8 @@ std::string contentOf(const fs::path& file)
 void replaceFile(const fs::path& target, const std::string& content)
 {
     const fs::path staged = target.string() + ".new";
+    std::error_code ignored;
+    fs::remove(staged, ignored);  // left by an interrupted start, or a link
     std::ofstream stream(staged, std::ios::binary | std::ios::trunc);
     stream << content;
     stream.close();
@@ -79,6 +81,10 @@ void provision(const std::string& share, const std::string& model, const std::st
 {
     for (const char* folder : kFolders)
     {
+        if (documents == Documents::refresh)
+        {
+            refuseLinks(root, folder);
+        }
         makeFolders(root + folder);
     }
     const fs::path from = share;

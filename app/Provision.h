@@ -12,7 +12,8 @@ enum class Documents
 };
 
 // Makes below root the folders that the library and its host write to, and copies the model's documents from
-// share. Scheme files, the marker file and logs are never touched. Throws Failure.
+// share. Scheme files, the marker file and logs are never touched. Throws Failure, in a private
+// tree also when one of the folders is a symbolic link, which would lead out of it.
 void provision(const std::string& share, const std::string& model, const std::string& root, Documents documents);
 
 // The documents' folder of this program: <prefix>/share/sensorcam, the prefix being two above the program file.

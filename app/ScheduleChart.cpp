@@ -7,7 +7,6 @@
 namespace app {
 namespace {
 
-constexpr int kMinutesPerDay = 24 * 60;
 constexpr int kColumnMinutes = 30;  // 48 columns leave room for the labels in 80
 constexpr int kColumns = kMinutesPerDay / kColumnMinutes;
 constexpr int kLabelWidth = 13;
@@ -107,15 +106,10 @@ std::string inForceRow(const Schedule& schedule)
     return line + "\n";
 }
 
-std::string schemeTitle(const Schedule& schedule, int scheme)
+std::string titleOf(const Schedule& schedule, int scheme)
 {
-    if (scheme == kByDayAndNight)
-    {
-        return "scheme 0 by day, scheme 1 by night";
-    }
-    const std::string number = std::to_string(scheme);
-    return scheme == static_cast<int>(schedule.windows.size()) && scheme > 0 ? "default scheme (" + number + ")"
-                                                                             : "scheme " + number;
+    return scheme == kByDayAndNight ? "scheme 0 by day, scheme 1 by night"
+                                    : schemeName(scheme, static_cast<int>(schedule.windows.size()));
 }
 
 std::string stretchList(const Schedule& schedule)
@@ -124,9 +118,30 @@ std::string stretchList(const Schedule& schedule)
     for (const Stretch& stretch : stretchesOfDay(schedule))
     {
         list += "  " + formatTimeOfDay(stretch.startMinutes) + "-" + formatTimeOfDay(stretch.endMinutes) + "  " +
-                schemeTitle(schedule, stretch.scheme) + "\n";
+                titleOf(schedule, stretch.scheme) + "\n";
     }
     return list;
+}
+
+// Why it never holds, with its line end and, where there is any, advice.
+std::string flaw(const SchemeWindow& window)
+{
+    const unsigned start = packed(window.startHour, window.startMinute);
+    const unsigned end = packed(window.endHour, window.endMinute);
+    if (start >= packed(24, 0))
+    {
+        return " starts when the day is over.\n";
+    }
+    if (start == end)
+    {
+        return " is empty.\n";
+    }
+    if (start < end)
+    {
+        return " holds no minute of the day.\n";
+    }
+    return " does not end after its start.\n"
+           "  No window runs over midnight; use two schemes, up to 24:00 and from 00:00.\n";
 }
 
 std::string warnings(const Schedule& schedule)
@@ -137,9 +152,8 @@ std::string warnings(const Schedule& schedule)
         const SchemeWindow& window = schedule.windows[i];
         if (neverHolds(window))
         {
-            text += "! scheme " + std::to_string(i) + " can never hold: its window " + windowText(window) +
-                    " does not end after its start.\n"
-                    "  No window runs over midnight; use two schemes, up to 24:00 and from 00:00.\n";
+            text +=
+                "! scheme " + std::to_string(i) + " can never hold: its window " + windowText(window) + flaw(window);
         }
     }
     return text;
@@ -148,12 +162,22 @@ std::string warnings(const Schedule& schedule)
 std::string headLine(const Schedule& schedule)
 {
     const std::string scheme =
-        schedule.currentScheme < 0 ? "no scheme yet" : schemeTitle(schedule, schedule.currentScheme) + " in force";
+        schedule.currentScheme < 0 ? "no scheme yet" : titleOf(schedule, schedule.currentScheme) + " in force";
     const std::string mode = schedule.automatic ? "auto" : "manual (the clock chooses nothing)";
     return "time " + formatTimeOfDay(schedule.minutes) + ", mode " + mode + ", " + scheme + "\n";
 }
 
 }  // namespace
+
+std::string schemeName(int scheme, int schemeCount)
+{
+    if (scheme < 0)
+    {
+        return "no scheme";
+    }
+    const std::string number = std::to_string(scheme);
+    return scheme == schemeCount && scheme > 0 ? "the default scheme (" + number + ")" : "scheme " + number;
+}
 
 bool windowHolds(const SchemeWindow& window, int minutes)
 {

@@ -22,6 +22,9 @@ bool windowHolds(const SchemeWindow& window, int minutes);
 // True when no time of day lies in the window, whether it is enabled or not.
 bool neverHolds(const SchemeWindow& window);
 
+// "scheme 2", "the default scheme (4)", "no scheme" for -1. schemeCount: how many have windows.
+std::string schemeName(int scheme, int schemeCount);
+
 // "08:00-18:00"
 std::string windowText(const SchemeWindow& window);
 

@@ -2,10 +2,8 @@
 
 #include <poll.h>
 #include <signal.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
+#include <exception>
 
 #include "Commands.h"
 #include "Failure.h"
@@ -41,9 +39,22 @@ bool Session::run(const std::string& line)
         printAnswer(name, Answer::failure("there is no command " + name + "; 'help' lists the commands"));
         return false;
     }
-    const Answer answer = command->run(*this, Words(words->begin() + 1, words->end()));
+    const Answer answer = answerOf(*command, Words(words->begin() + 1, words->end()));
     printAnswer(command->name, answer);
     return answer.ok();
+}
+
+// The camera is up: what goes wrong from here on is the command's failure.
+Answer Session::answerOf(const Command& command, const Words& arguments)
+{
+    try
+    {
+        return command.run(*this, arguments);
+    }
+    catch (const std::exception& error)
+    {
+        return Answer::failure(error.what());
+    }
 }
 
 int Session::runAll(const std::vector<std::string>& lines)
@@ -130,24 +141,7 @@ void Session::showLibrary()
 
 void Session::print(const std::string& text)
 {
-    std::size_t written = 0;
-    while (written < text.size() && !broken_)
-    {
-        const ssize_t count = write(output_.answerDescriptor(), text.data() + written, text.size() - written);
-        if (count > 0)
-        {
-            written += static_cast<std::size_t>(count);
-        }
-        else if (errno == EAGAIN)
-        {
-            pollfd room = {output_.answerDescriptor(), POLLOUT, 0};
-            poll(&room, 1, -1);
-        }
-        else if (errno != EINTR)
-        {
-            broken_ = true;
-        }
-    }
+    broken_ = broken_ || !writeAll(output_.answerDescriptor(), text);
 }
 
 }  // namespace app

@@ -12,6 +12,8 @@
 
 namespace app {
 
+struct Command;
+
 // A running camera and the person or program that gives it commands. Host thread only.
 class Session
 {
@@ -19,7 +21,8 @@ public:
     // interactive: a person at a prompt, where an interrupt ends what runs and not the camera.
     Session(Camera& camera, LibraryOutput& output, EndSignals& signals, bool json, bool interactive);
 
-    // Runs one command line and prints its answer; an empty line does nothing. False when it failed.
+    // Runs one command line and prints its answer; an empty line does nothing. False when it failed,
+    // also by an exception.
     bool run(const std::string& line);
 
     // The lines of exec, one after the other up to the first that fails. The exit status.
@@ -46,6 +49,7 @@ public:
     void print(const std::string& text);
 
 private:
+    Answer answerOf(const Command& command, const std::vector<std::string>& arguments);
     void printAnswer(const std::string& command, const Answer& answer);
     void showLibrary();
 

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -74,9 +75,25 @@ void makeFolders(const std::string& path)
     }
 }
 
-StateFolder::StateFolder(const std::string& path) : path_(path)
+void refuseLinks(const std::string& base, const std::string& relative)
+{
+    fs::path path = base;
+    for (const fs::path& part : fs::path(relative).relative_path())
+    {
+        path /= part;
+        std::error_code missing;
+        if (fs::is_symlink(fs::symlink_status(path, missing)))
+        {
+            throw Failure(path.string() + " is a symbolic link and would lead the camera out of " + base +
+                          "; remove it");
+        }
+    }
+}
+
+StateFolder::StateFolder(const std::string& path, Kind kind) : path_(path), kind_(kind)
 {
     makeFolders(path_);
+    requireSafe();
     takeLock();
 }
 
@@ -85,10 +102,32 @@ StateFolder::~StateFolder()
     close(lock_);
 }
 
+void StateFolder::requireSafe() const
+{
+    struct stat facts;
+    struct stat root;
+    if (stat(path_.c_str(), &facts) != 0 || stat("/", &root) != 0)
+    {
+        throw Failure(systemError("cannot use the state folder " + path_));
+    }
+    if (facts.st_dev == root.st_dev && facts.st_ino == root.st_ino)
+    {
+        throw Failure("the root of the file tree cannot be a state folder");
+    }
+    if (facts.st_uid != 0 && facts.st_uid != geteuid())
+    {
+        throw Failure("the state folder " + path_ + " belongs to another user");
+    }
+    for (const char* name : {kLockFile, kModelFile, "history", "mnt", "hd1", "tmp"})
+    {
+        refuseLinks(path_, name);
+    }
+}
+
 void StateFolder::takeLock()
 {
     const std::string file = path_ + "/" + kLockFile;
-    lock_ = open(file.c_str(), O_RDWR | O_CREAT, 0644);
+    lock_ = open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW, 0644);
     if (lock_ < 0)
     {
         throw Failure(systemError("cannot write in the state folder " + path_));
@@ -98,7 +137,8 @@ void StateFolder::takeLock()
         const std::string holder = firstLineOf(file);
         close(lock_);
         throw Failure("a camera is already running on " + path_ + (holder.empty() ? "" : " (process " + holder + ")") +
-                      "; end it, or give this one a folder of its own with --state DIR");
+                      (kind_ == Kind::chosen ? "; end it, or give this one a folder of its own with --state DIR"
+                                             : "; end it: there is room for one on the real /mnt/mtd, /hd1 and /tmp"));
     }
     const std::string process = std::to_string(getpid()) + "\n";
     if (ftruncate(lock_, 0) != 0 || write(lock_, process.data(), process.size()) < 0)
@@ -124,7 +164,8 @@ std::string StateFolder::chooseModel(const std::optional<std::string>& wanted) c
     if (wanted && remembered && *wanted != *remembered)
     {
         throw Failure(path_ + " holds a " + modelTitle(*remembered) + "; a " + modelTitle(*wanted) +
-                      " needs a folder of its own (--state DIR)");
+                      " needs " +
+                      (kind_ == Kind::chosen ? "a folder of its own (--state DIR)" : "a board of its own"));
     }
     return wanted ? *wanted : remembered.value_or(modelNames().front());
 }

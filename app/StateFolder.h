@@ -16,13 +16,23 @@ std::string absolutePath(const std::string& path);
 // Makes a folder and those above it; no failure if it is there. Throws Failure.
 void makeFolders(const std::string& path);
 
+// Throws Failure when base/relative, or a folder between the two, is a symbolic link. What is missing is none.
+void refuseLinks(const std::string& base, const std::string& relative);
+
 // A state folder, locked for this camera as long as the object lives.
 class StateFolder
 {
 public:
-    // Makes the folder when it is missing and takes the lock. Throws Failure when another camera has it, or when
-    // it cannot be written.
-    explicit StateFolder(const std::string& path);
+    enum class Kind
+    {
+        chosen,   // by --state or by default
+        ofBoard,  // the only one there can be
+    };
+
+    // Makes the folder when it is missing and takes the lock. Throws Failure when another camera has it, when it
+    // cannot be written, and when using it could write elsewhere: it belongs to another user (root excepted), is the
+    // root of the file tree, or one of the program's own files in it is a symbolic link.
+    explicit StateFolder(const std::string& path, Kind kind = Kind::chosen);
     ~StateFolder();
     StateFolder(const StateFolder&) = delete;
     StateFolder& operator=(const StateFolder&) = delete;
@@ -43,9 +53,11 @@ public:
     void rememberModel(const std::string& model);
 
 private:
+    void requireSafe() const;
     void takeLock();
 
     const std::string path_;
+    const Kind kind_;
     int lock_ = -1;
 };
 

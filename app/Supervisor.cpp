@@ -77,7 +77,7 @@ pid_t cameraProcess(int readDescriptor)
 class Watch
 {
 public:
-    Watch(pid_t child, pid_t camera) : child_(child), camera_(camera) {}
+    Watch(pid_t child, pid_t camera, bool atPrompt) : child_(child), camera_(camera), atPrompt_(atPrompt) {}
 
     int untilEnd()
     {
@@ -92,9 +92,9 @@ public:
             {
                 handOn(signal, info);
             }
-            if (ending_ && SteadyClock::now() > limit_)
+            if (ending_ && !killed_ && SteadyClock::now() > limit_)
             {
-                kill(camera_ > 0 ? camera_ : child_, SIGKILL);
+                killBoth();
             }
         }
         return status;
@@ -104,22 +104,37 @@ private:
     void handOn(int signal, const siginfo_t& info)
     {
         const bool fromTerminal = signal == SIGINT && info.si_code > 0;
-        if (fromTerminal || camera_ <= 0)
+        if (camera_ <= 0)
         {
             return;
         }
-        kill(camera_, signal);
-        // SIGINT may mean no more than the end of a "watch".
-        if (!ending_ && signal != SIGINT)
+        if (!fromTerminal)
+        {
+            kill(camera_, signal);
+        }
+        if (!ending_ && !(signal == SIGINT && atPrompt_))
         {
             ending_ = true;
             limit_ = SteadyClock::now() + kEndLimit;
         }
     }
 
+    // Once, while both numbers are surely theirs: child_ has not been waited for.
+    void killBoth()
+    {
+        killed_ = true;
+        for (pid_t process : {camera_, child_})
+        {
+            kill(process, SIGCONT);
+            kill(process, SIGKILL);
+        }
+    }
+
     const pid_t child_;
     const pid_t camera_;
+    const bool atPrompt_;
     bool ending_ = false;
+    bool killed_ = false;
     SteadyClock::time_point limit_;
 };
 
@@ -131,7 +146,7 @@ void blockEndSignals()
     sigprocmask(SIG_BLOCK, &set, nullptr);
 }
 
-int superviseCamera(const std::vector<std::string>& command, int readDescriptor, int infoDescriptor)
+int superviseCamera(const std::vector<std::string>& command, int readDescriptor, int infoDescriptor, bool atPrompt)
 {
     sigset_t childEnded;
     sigemptyset(&childEnded);
@@ -141,7 +156,7 @@ int superviseCamera(const std::vector<std::string>& command, int readDescriptor,
     close(infoDescriptor);
     const pid_t camera = cameraProcess(readDescriptor);
     close(readDescriptor);
-    const int status = Watch(child, camera).untilEnd();
+    const int status = Watch(child, camera, atPrompt).untilEnd();
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 

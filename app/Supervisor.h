@@ -14,8 +14,10 @@ void blockEndSignals();
 // Runs command (see sandboxCommand), which writes to infoDescriptor what it started; readDescriptor is the other
 // end of that pipe. SIGTERM, SIGHUP and SIGINT from another process are handed to the camera itself, because
 // bubblewrap would end it at once; SIGINT from the terminal has reached it already. A camera that does not end
-// within ten seconds is killed.
+// within ten seconds is killed, bubblewrap with it.
+//
+// atPrompt: a person types commands, so that SIGINT may mean no more than the end of one of them.
 // Returns its exit status, 128 + n after signal n.
-int superviseCamera(const std::vector<std::string>& command, int readDescriptor, int infoDescriptor);
+int superviseCamera(const std::vector<std::string>& command, int readDescriptor, int infoDescriptor, bool atPrompt);
 
 }  // namespace app

@@ -1,11 +1,31 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <exception>
 
 #include "Failure.h"
 #include "Options.h"
 #include "Program.h"
 
+namespace {
+
+// A missing one would be given to the first file that is opened, and answers would go there.
+void fillStandardDescriptors()
+{
+    for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    {
+        if (fcntl(descriptor, F_GETFD) < 0)
+        {
+            [[maybe_unused]] const int lowest = open("/dev/null", O_RDWR);
+        }
+    }
+}
+
+}  // namespace
+
 int main(int argc, char** argv)
 {
+    fillStandardDescriptors();
     int status = app::kExitOk;
     const std::optional<app::Options> options = app::readOptions(argc, argv, status);
     if (!options)

@@ -100,6 +100,10 @@ fold_progress() {
 build_preset() {
     local preset=$1 folder=build/$1
     mkdir -p "$folder"
+    # A build folder that came along with a copied or moved checkout names the old place everywhere: begin anew.
+    if [ -f "$folder/configured" ] && [ "$(cat "$folder/configured")" != "$PWD" ]; then
+        rm -rf "$folder/configured" "$folder/CMakeCache.txt" "$folder/CMakeFiles"
+    fi
     # Later changes of CMake files are noticed by ninja, those of the presets are not.
     if ! [ "$folder/configured" -nt CMakePresets.json ]; then
         say "configuring $folder"
@@ -107,7 +111,7 @@ build_preset() {
             export CMAKE_CXX_COMPILER_LAUNCHER=ccache
         fi
         cmake --preset "$preset" >"$folder/configure.log" 2>&1 || { cat "$folder/configure.log" >&2; return 1; }
-        touch "$folder/configured"
+        printf '%s\n' "$PWD" >"$folder/configured"
     fi
     ninja -C "$folder" -j "$(nproc)" 2>&1 | fold_progress "building $folder"
 }

@@ -1,12 +1,43 @@
 #include "LibraryOutput.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <thread>
 #include <unistd.h>
 
 #include <cstdio>
 #include <thread>
 
 namespace {
+
+TEST(WriteAll, WaitsForRoomAndLosesNothing)
+{
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+    const std::string text(1000 * 1000, 'x');
+    std::string arrived;
+    std::thread reader(
+        [&]
+        {
+            char buffer[4096];
+            while (arrived.size() < text.size())
+            {
+                pollfd more = {ends[0], POLLIN, 0};
+                poll(&more, 1, -1);
+                const ssize_t count = read(ends[0], buffer, sizeof buffer);
+                arrived.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
+            }
+        });
+    EXPECT_TRUE(app::writeAll(ends[1], text));
+    reader.join();
+    EXPECT_EQ(arrived, text);
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_FALSE(app::writeAll(ends[1], text));
+}
 
 using app::LibraryOutput;
 

@@ -104,4 +104,29 @@ TEST(Lists, ReadAsAPersonWouldSayThem)
     EXPECT_EQ(app::counted(0, "value", "values"), "0 values");
 }
 
+TEST(Pairs, AreReadOneAfterTheOther)
+{
+    std::string error;
+    const auto pairs = app::parsePairs("(34,60) (-1,+7)", error);
+    ASSERT_TRUE(pairs) << error;
+    ASSERT_EQ(pairs->size(), 2u);
+    EXPECT_EQ((*pairs)[0].key, 34);
+    EXPECT_EQ((*pairs)[0].value, 60);
+    EXPECT_EQ((*pairs)[1].key, -1);
+    EXPECT_EQ((*pairs)[1].value, 7);
+}
+
+TEST(Pairs, NothingIsReadOfTextWithAnythingElseInIt)
+{
+    std::string error;
+    EXPECT_FALSE(app::parsePairs("(34,60)(35", error));
+    EXPECT_EQ(error, "'(35' is no pair (KEY,VALUE) of whole numbers");
+    EXPECT_FALSE(app::parsePairs("", error));
+    EXPECT_EQ(error, "there is no pair (KEY,VALUE) in it");
+    for (const char* text : {")", "(", "()", "(,)", "(34,)", "(34,1,2)", "((34,1)", "x(34,1)", "(34,99999999999)"})
+    {
+        EXPECT_FALSE(app::parsePairs(text, error)) << text;
+    }
+}
+
 }  // namespace

@@ -86,6 +86,73 @@ do
 done
 expect "the folder is free after SIGKILL" 0 "$(camera two exec status >/dev/null; echo $?)"
 
+# Links in the state folder must not lead the camera out of it.
+mkdir -p "$work/linked" "$work/elsewhere"
+ln -s "$work/elsewhere" "$work/linked/tmp"
+camera linked exec status >/dev/null
+expect "a link in the state folder is refused" 3 $?
+expect "and nothing was written behind it" "" "$(ls -A "$work/elsewhere")"
+
+if [ "$(id -u)" -eq 0 ]
+then
+    mkdir -p "$work/theirs"
+    chown 12345 "$work/theirs"
+    camera theirs exec status >/dev/null
+    expect "another user's folder is refused" 3 $?
+    expect "and left empty" "" "$(ls -A "$work/theirs")"
+fi
+
+# Started by hand, the copy for the private tree must not work on the machine's own files.
+"$program" --inside --state "$work/two" --model fixed exec status >/dev/null 2>&1
+expect "--inside without a lock is refused" 3 $?
+"$program" --inside --lock-descriptor 2 --state "$work/two" --model fixed exec status >/dev/null 2>&1
+expect "--inside outside of the private tree is refused" 3 $?
+
+# Closed standard descriptors: answers must not land in the first file that is opened.
+camera two exec status >&- <&-
+expect "without standard input and output it runs" 0 $?
+expect "and the lock file holds the process only" 1 "$(wc -l <"$work/two/lock")"
+
+# As on a full disk: the merged style document cannot be written.
+camera full exec status >/dev/null
+rm -f "$work/full/tmp/merge_style.xml"
+mkdir -p "$work/full/tmp/merge_style.xml/x"
+camera full exec 'get brightness' >/dev/null
+expect "a camera without parameters is not started" 3 $?
+expect "and says why" 1 "$(grep -c 'no parameters' "$work/errors")"
+rm -rf "$work/full/tmp/merge_style.xml"
+
+# The same during a factory reset, and scheme files that cannot be made.
+resetting()
+{
+    mkfifo "$work/keys.$1"
+    "$program" --state "$work/full" --speed 20 shell <"$work/keys.$1" >"$work/reset.$1" 2>"$work/errors.$1" &
+    resetter=$!
+    exec 7>"$work/keys.$1"
+    echo 'get brightness' >&7
+    wait_for "$work/reset.$1" KEY_BRIGHTNESS
+    eval "$2"
+    echo reset >&7
+    exec 7>&-
+    wait "$resetter"
+    expect "a factory reset without $1 fails" 1 $?
+    wait_for "$work/errors.$1" "$3"
+}
+resetting parameters 'rm -f "$work/full/tmp/merge_style.xml"; mkdir -p "$work/full/tmp/merge_style.xml/x"' 'no parameters'
+rm -rf "$work/full/tmp/merge_style.xml"
+resetting files 'rm -rf "$work/full/mnt/mtd/code/config_file"; : >"$work/full/mnt/mtd/code/config_file"' 'could not be made'
+
+# A camera that stands still is killed at the limit, and bubblewrap with it; SIGINT sets the limit too.
+"$program" --state "$work/two" --speed 20 exec watch >"$work/watching3" 2>/dev/null &
+second=$!
+wait_for "$work/watching3" watching
+wrap=$(cat "/proc/$second/task/$second/children")
+inner=$(cat /proc/${wrap% }/task/${wrap% }/children)
+kill -STOP ${inner% } ${wrap% }
+kill -INT "$second"
+wait "$second"
+expect "killed at the limit after SIGINT" 137 $?
+
 # A day of the licence-plate camera in short: a window and the night.
 "$program" --state "$work/plates" --model lpr --speed 60 --at 17:58 exec 'light 1' 'set delay=0' \
     'window 2 on 17:59-18:00' 'watch 150' >"$work/day" 2>/dev/null

@@ -144,4 +144,59 @@ TEST_F(SceneCommandsTest, KeysAndHelpListEverything)
     }
 }
 
+TEST_F(SceneCommandsTest, PairTextWithKeyZeroOrAnUnknownKeyIsRefused)
+{
+    const Ended zero = execute({"text '(0,1)(34,70)'"});
+    EXPECT_EQ(zero.status, 1);
+    EXPECT_TRUE(has(zero.err, "key 0 refused: this camera has no such parameter.\n"
+                              "  before it applied: nothing\n"
+                              "  after it not applied: KEY_BRIGHTNESS=70\n"))
+        << zero.err;
+    const Ended unknown = execute({"text '(34,60)(9999,1)(35,70)'"}, {"--json"});
+    EXPECT_EQ(unknown.status, 1);
+    const json answer = lastDocument(unknown.out);
+    EXPECT_EQ(answer["applied"].at(0)["key"], 34);
+    EXPECT_EQ(answer["refused"]["key"], 9999);
+    EXPECT_EQ(answer["notApplied"].at(0)["key"], 35);
+    EXPECT_EQ(execute({"text '(-2147483648,1)'"}).status, 1);
+}
+
+TEST_F(SceneCommandsTest, OfAKeyThatIsSentTwiceTheRefusedRecordIsNamed)
+{
+    const json second = lastDocument(execute({"text '(34,60)(34,999)(35,10)'"}, {"--json"}).out);
+    EXPECT_EQ(second["ok"], false);
+    EXPECT_EQ(second["refused"]["value"], 999);
+    EXPECT_EQ(second["applied"].at(0)["value"], 60);
+    EXPECT_EQ(second["notApplied"].size(), 1u);
+    const json first = lastDocument(execute({"text '(34,999)(34,60)'"}, {"--json"}).out);
+    EXPECT_EQ(first["refused"]["value"], 999);
+    EXPECT_TRUE(first["applied"].empty());
+    EXPECT_EQ(first["notApplied"].at(0)["value"], 60);
+}
+
+TEST_F(SceneCommandsTest, PairTextThatCannotBeReadIsRefusedAsAWhole)
+{
+    for (const char* text : {"(", "()", "(34)", "(34,60", "34,60", "(34,60)(35)", "(34,60),(35,60)", "(34,6x)"})
+    {
+        const Ended ended = execute({std::string("text '") + text + "'"});
+        EXPECT_EQ(ended.status, 1) << text;
+        EXPECT_TRUE(has(ended.err, "is no pair (KEY,VALUE) of whole numbers; nothing was applied")) << ended.err;
+    }
+    EXPECT_TRUE(has(execute({"text ' '"}).err, "no pair (KEY,VALUE) in it"));
+    EXPECT_EQ(execute({"get brightness"}).out, "KEY_BRIGHTNESS = 50\n");
+}
+
+TEST_F(SceneCommandsTest, MorePairsThanTheLibraryTakesAreRefused)
+{
+    std::string pairs;
+    for (int i = 0; i < 200; ++i)
+    {
+        pairs += "(34," + std::to_string(60 + i % 2) + ")";
+    }
+    const Ended ended = execute({"text '" + pairs + "'"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TRUE(has(ended.err, "200 values are too many at once, this camera takes ")) << ended.err;
+    EXPECT_EQ(execute({"get brightness"}).out, "KEY_BRIGHTNESS = 50\n");
+}
+
 }  // namespace

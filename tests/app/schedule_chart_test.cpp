@@ -119,4 +119,33 @@ TEST(ScheduleChart, FitsIntoEightyColumnsAtAnyTime)
     }
 }
 
+TEST(ScheduleChart, SaysWhyAWindowCanNeverHold)
+{
+    const struct
+    {
+        app::SchemeWindow window;
+        const char* line;
+    } cases[] = {
+        {window(true, 25, 0, 24, 0), "! scheme 0 can never hold: its window 25:00-24:00 starts when the day is over."},
+        {window(true, 24, 0, 24, 30), "! scheme 0 can never hold: its window 24:00-24:30 starts when the day is over."},
+        {window(false, 0, 0, 0, 0), "! scheme 0 can never hold: its window 00:00-00:00 is empty."},
+        {window(true, 10, 60, 11, 0), "! scheme 0 can never hold: its window 10:60-11:00 holds no minute of the day."},
+        {window(true, 22, 0, 6, 0), "! scheme 0 can never hold: its window 22:00-06:00 does not end after its start."},
+    };
+    for (const auto& entry : cases)
+    {
+        const std::string chart = app::drawSchedule(schedule({entry.window}));
+        EXPECT_EQ(lineWith(chart, "!"), entry.line);
+        EXPECT_EQ(chart.find("over midnight") != std::string::npos, entry.window.startHour == 22) << chart;
+    }
+}
+
+TEST(ScheduleChart, TheSchemeAfterTheLastIsTheDefaultOne)
+{
+    EXPECT_EQ(app::schemeName(-1, 4), "no scheme");
+    EXPECT_EQ(app::schemeName(3, 4), "scheme 3");
+    EXPECT_EQ(app::schemeName(4, 4), "the default scheme (4)");
+    EXPECT_EQ(app::schemeName(0, 0), "scheme 0");
+}
+
 }  // namespace

@@ -80,11 +80,15 @@ TEST_F(SchemeCommandsTest, SaveExplainsARefusedWindow)
 
 TEST_F(SchemeCommandsTest, TheDefaultSchemeTakesNoChangesAndHasNothingToSave)
 {
-    const Ended ended = execute({"mode manual", "scheme 4", "set brightness=60", "save", "reload", "get brightness"});
+    const Ended ended = execute({"mode manual", "scheme 4", "set brightness=60", "reload", "get brightness"});
     EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_TRUE(has(ended.out, "KEY_BRIGHTNESS = 60 %  (sent, not remembered)\n")) << ended.out;
     EXPECT_TRUE(has(ended.out, "note: the default scheme is in force")) << ended.out;
-    EXPECT_TRUE(has(ended.out, "there is nothing to save")) << ended.out;
     EXPECT_TRUE(has(ended.out, "\nKEY_BRIGHTNESS = 50\n")) << ended.out;
+    const Ended save = execute({"mode manual", "scheme 4", "save"}, {"--json"});
+    EXPECT_EQ(save.status, 1);
+    EXPECT_EQ(lastDocument(save.out)["ok"], false);
+    EXPECT_TRUE(has(lastDocument(save.out)["error"], "the default scheme (4) is in force: it has no file")) << save.out;
 }
 
 TEST_F(SchemeCommandsTest, AHandPickedSchemeStaysInManualMode)
@@ -101,6 +105,7 @@ TEST_F(SchemeCommandsTest, TheClockChangesTheSchemeAtTheWindowsMinute)
         execute({"window 0 on 00:00-17:59", "window 2 on 17:59-18:00", "time 17:58", "watch 150"}, {"--json"});
     ASSERT_EQ(ended.status, 0) << ended.err;
     std::vector<std::string> changes;
+    std::vector<std::string> hours;
     std::size_t begin = 0;
     for (std::size_t end = ended.out.find('\n'); end != std::string::npos; end = ended.out.find('\n', begin))
     {
@@ -110,8 +115,13 @@ TEST_F(SchemeCommandsTest, TheClockChangesTheSchemeAtTheWindowsMinute)
         {
             changes.push_back(part["time"].get<std::string>() + " " + part["event"].get<std::string>());
         }
+        if (part.contains("event") && part["event"] == "hour")
+        {
+            hours.push_back(part["time"].get<std::string>());
+        }
     }
     EXPECT_EQ(changes, (std::vector<std::string>{"17:59 now scheme 2", "18:00 now the default scheme (4)"}));
+    EXPECT_EQ(hours, std::vector<std::string>{"18:00"}) << "also when the scheme changes with it";
 }
 
 TEST_F(SchemeCommandsTest, OnALicencePlateCameraNightBringsSchemeOne)
@@ -122,6 +132,31 @@ TEST_F(SchemeCommandsTest, OnALicencePlateCameraNightBringsSchemeOne)
     const std::size_t night = ended.out.find("\"event\":\"now scheme 1\"");
     EXPECT_NE(night, std::string::npos) << ended.out;
     EXPECT_NE(ended.out.find("\"event\":\"now scheme 0\"", night), std::string::npos) << ended.out;
+}
+
+TEST_F(SchemeCommandsTest, AWindowWithoutTimesOfItsOwnAsksForThem)
+{
+    const Ended ended = execute({"set scheme_start_hour=0 scheme_end_hour=0", "window 0 on"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TRUE(has(ended.err, "00:00-00:00, can never hold; give its times too: 'window 0 on HH:MM-HH:MM'"))
+        << ended.err;
+}
+
+TEST_F(SchemeCommandsTest, WordsAreReadInAnyCase)
+{
+    EXPECT_EQ(execute({"window 1 ON 08:00-18:00"}).out, "scheme 1: 08:00-18:00 on, saved\n");
+    EXPECT_EQ(execute({"window 1 OFF"}).out, "scheme 1: 08:00-18:00 off, saved\n");
+    EXPECT_EQ(execute({"mode MANUAL", "mode Auto", "lens ZOOM 20480", "lens Focus Mode 1", "trace OFF"}).status, 0);
+}
+
+TEST_F(SchemeCommandsTest, SurplusArgumentsAreRefused)
+{
+    for (const char* line : {"keys a b", "help set get", "quit now", "mode auto manual", "schemes 1"})
+    {
+        const Ended ended = execute({line});
+        EXPECT_EQ(ended.status, 1) << line;
+        EXPECT_TRUE(has(ended.err, "usage: ")) << ended.err;
+    }
 }
 
 }  // namespace

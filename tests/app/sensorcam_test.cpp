@@ -234,4 +234,37 @@ TEST_F(SensorcamTest, AtThePromptCtrlCEndsAWatchThenALineThenTheCamera)
     EXPECT_EQ(run.waitForEnd(), 128 + SIGINT);
 }
 
+TEST_F(SensorcamTest, CtrlCAtThePromptDropsTheWholeLineWhereverTheCursorIs)
+{
+    SensorcamRun run({"shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    // A completion shows that the editor has the line; then the cursor goes to its start.
+    run.type("get \xc3\xa4\xc3\xb6 satur\t");
+    run.waitFor("KEY_SATURATION");
+    run.type("\x01\x03");
+    run.waitFor("^C");
+    run.waitFor("camera> ");
+    run.type("get contrast\n");
+    run.waitFor("KEY_CONTRAST = 50");
+    run.waitFor("camera> ");
+    run.type("\x04");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+    EXPECT_FALSE(has(run.out, "KEY_SATURATION = ")) << run.out;
+    EXPECT_FALSE(has(run.out, "there is no key")) << run.out;
+}
+
+TEST_F(SensorcamTest, OnlySchemesWithAWindowAreOfferedForOne)
+{
+    SensorcamRun run({"shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    // The list comes in columns: the last one offered ends its line.
+    run.type("window \t");
+    run.waitFor("0  1  2  3  \r\n");
+    run.type("\x03");
+    run.waitFor("^C");  // the prompt stands below the list too
+    run.waitFor("camera> ");
+    run.type("\x04");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+}
+
 }  // namespace

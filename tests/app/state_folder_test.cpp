@@ -93,6 +93,40 @@ TEST_F(StateFolderTest, AFileInItsPlaceIsAFailure)
     EXPECT_NE(failureOf([] { const app::StateFolder state("/tmp/camera"); }).find("/tmp/camera"), std::string::npos);
 }
 
+TEST_F(StateFolderTest, ALinkInPlaceOfAFileOrFolderOfTheCameraIsRefused)
+{
+    for (const char* name : {"lock", "model", "history", "mnt", "hd1", "tmp"})
+    {
+        std::filesystem::remove_all("/tmp/camera");
+        std::filesystem::create_directories("/tmp/camera");
+        const std::string link = std::string("/tmp/camera/") + name;
+        std::filesystem::create_symlink("/tmp/elsewhere", link);
+        const std::string text = failureOf([] { const app::StateFolder state("/tmp/camera"); });
+        EXPECT_NE(text.find(link + " is a symbolic link"), std::string::npos) << text;
+        EXPECT_FALSE(std::filesystem::exists("/tmp/elsewhere")) << name;
+    }
+}
+
+TEST_F(StateFolderTest, AFolderThatIsReachedThroughALinkIsAllowed)
+{
+    std::filesystem::create_directories("/tmp/camera2");
+    std::filesystem::create_symlink("/tmp/camera2", "/tmp/camera");
+    EXPECT_EQ(failureOf([] { const app::StateFolder state("/tmp/camera"); }), "");
+    std::filesystem::remove("/tmp/camera");
+}
+
+TEST_F(StateFolderTest, OnABoardNoOtherFolderIsSuggested)
+{
+    app::StateFolder first("/tmp/camera", app::StateFolder::Kind::ofBoard);
+    first.rememberModel("dome");
+    const std::string twice =
+        failureOf([] { const app::StateFolder second("/tmp/camera", app::StateFolder::Kind::ofBoard); });
+    EXPECT_NE(twice.find("already running"), std::string::npos) << twice;
+    EXPECT_EQ(twice.find("--state"), std::string::npos) << twice;
+    const std::string other = failureOf([&] { first.chooseModel("lpr"); });
+    EXPECT_NE(other.find("needs a board of its own"), std::string::npos) << other;
+}
+
 const std::string kShare = SENSORDLL_SOURCE_DIR "/app/share";
 
 TEST_F(ProvisionTest, EveryModelFindsItsDocuments)
@@ -125,6 +159,27 @@ TEST_F(ProvisionTest, ARefreshReplacesDocumentsAndKeepsTheUsersFiles)
     EXPECT_NE(support::readFile("/tmp/camera" + std::string(support::kStyleFile)), "old");
     EXPECT_EQ(support::readFile("/tmp/camera/mnt/mtd/code/config_file/sensor0.cfg"), "mine");
     EXPECT_EQ(support::readFile("/tmp/camera/mnt/mtd/sign/Debug.sign"), "6\n");
+}
+
+TEST_F(ProvisionTest, ALinkAmongTheFoldersOfAPrivateTreeIsRefused)
+{
+    std::filesystem::create_directories("/tmp/camera/mnt/mtd");
+    std::filesystem::create_symlink("/tmp/camera2", "/tmp/camera/mnt/mtd/code");
+    const std::string text =
+        failureOf([] { app::provision(kShare, "fixed", "/tmp/camera", app::Documents::refresh); });
+    EXPECT_NE(text.find("/tmp/camera/mnt/mtd/code is a symbolic link"), std::string::npos) << text;
+    EXPECT_FALSE(std::filesystem::exists("/tmp/camera2"));
+}
+
+TEST_F(ProvisionTest, ALinkInPlaceOfAStagedDocumentIsReplaced)
+{
+    const std::string staged = "/tmp/camera" + std::string(support::kModuleConfigFile) + ".new";
+    support::writeFile("/tmp/camera2", "untouched");
+    std::filesystem::create_directories(std::filesystem::path(staged).parent_path());
+    std::filesystem::create_symlink("/tmp/camera2", staged);
+    app::provision(kShare, "fixed", "/tmp/camera", app::Documents::refresh);
+    EXPECT_EQ(support::readFile("/tmp/camera2"), "untouched");
+    EXPECT_FALSE(std::filesystem::is_symlink("/tmp/camera" + std::string(support::kModuleConfigFile)));
 }
 
 TEST_F(ProvisionTest, InPlaceOnlyWhatIsMissingIsWritten)
