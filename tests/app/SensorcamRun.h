@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -182,6 +183,18 @@ private:
     bool errorsOpen_ = true;
     std::size_t seen_ = 0;
 };
+
+inline bool has(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+// The JSON document in the text's last line; discarded if that is none.
+inline nlohmann::json lastDocument(const std::string& text)
+{
+    const std::size_t begin = text.rfind('\n', text.size() - 2);
+    return nlohmann::json::parse(text.substr(begin == std::string::npos ? 0 : begin + 1), nullptr, false);
+}
 
 struct Ended
 {

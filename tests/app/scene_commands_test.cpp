@@ -10,17 +10,8 @@ namespace {
 using nlohmann::json;
 using support::Ended;
 using support::execute;
-
-bool has(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
-
-json lastDocument(const std::string& text)
-{
-    const std::size_t begin = text.rfind('\n', text.size() - 2);
-    return json::parse(text.substr(begin == std::string::npos ? 0 : begin + 1), nullptr, false);
-}
+using support::has;
+using support::lastDocument;
 
 class SceneCommandsTest : public support::PrivateTreeTest
 {

@@ -9,13 +9,9 @@ namespace {
 
 using nlohmann::json;
 using support::Ended;
-using support::execute;
 using support::SensorcamRun;
-
-bool has(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
+using support::execute;
+using support::has;
 
 std::vector<json> documentsOf(const std::string& text)
 {
