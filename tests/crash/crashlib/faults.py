@@ -1,0 +1,132 @@
+"""Kills and errors: a run is broken off, or one of its operations fails, at every operation in turn."""
+
+import json
+import os
+import re
+from dataclasses import dataclass
+
+from crashlib.camera import RECORD, described, packed
+from crashlib.recording import VERSION_FILE, scheme_file
+
+KILLED = 128 + 9
+NO_DOCUMENTS = 3  # crash_camera: the host itself could not read which camera it is
+WINDOW_REFUSED = 507
+ERRORS = ("ENOSPC", "EIO", "EROFS")
+
+_OPERATION = re.compile(r"^(\d+) (\w+) (\S+)$", re.MULTILINE)
+_DOCUMENTS = ("/hd1/", "/mnt/mtd/code/factory_setting/", "/tmp/")  # the merged style lies in /tmp
+_READING = ("access", "faccessat", "faccessat2", "open", "openat", "stat", "newfstatat", "statx", "fstat", "read",
+            "pread64")
+
+
+@dataclass(frozen=True)
+class Operation:
+    nth: int
+    call: str
+    path: str
+
+    def __str__(self):
+        return f"operation {self.nth}, {self.call} {self.path}"
+
+    def reads(self, path):
+        return self.path == path and self.call in _READING
+
+    def is_on_documents(self):
+        """The library then has no style or half of it: what it saves is whole, but not what a healthy disk gives."""
+        return self.path.startswith(_DOCUMENTS)
+
+
+class Faults:
+    def __init__(self, cameras, workers, blobs, recorder, injector):
+        self._cameras = cameras
+        self._workers = workers
+        self._blobs = blobs
+        self._recorder = recorder
+        self._injector = injector
+
+    def run(self, tree, program, fault, report):
+        """fault: kill or one of ERRORS."""
+        complete = self._recorder.complete_contents(tree, program)
+        start = packed(tree, self._blobs)
+        operations = self._operations(start, program, fault)
+        if not operations:
+            raise RuntimeError(f"the run has no operation that {fault} could hit")
+        factory = self._cameras.factory(start)
+        report.operations += len(operations)
+
+        def finished(operation, results):
+            report.states += 1
+            after = packed(results[0].pop("tree"), self._blobs)
+            if fault == "kill":
+                wrong = self._judge_kill(results[0], after, complete)
+            else:
+                wrong = judge_error(operation, results[0], complete, factory)
+            wrong += self._cameras.problems(after, results[1])
+            if wrong:
+                report.fail(f"{fault} at {operation}", wrong, after)
+
+        jobs = ((operation, (start, [self._step(program, fault, operation.nth), self._cameras.verify_step()]))
+                for operation in operations)
+        self._workers.run_all(jobs, self._blobs, finished)
+
+    def _step(self, program, fault, nth, *flags):
+        return {"argv": [self._injector, *flags, fault, str(nth), *program], "snapshot": True,
+                "env": {"LC_ALL": "C"}}
+
+    def _operations(self, tree, program, fault):
+        """What the fault can hit. Of the same operation on the same file, many times on end, the first and the last:
+        such are the existence tests of the marker file."""
+        result = self._workers.run(tree, [self._step(program, fault, 0, "--list")], self._blobs)[0]
+        if result["status"] != 0:
+            raise RuntimeError(f"the run without a fault failed: {result['status']}\n{result['err']}")
+        found = [Operation(int(nth), call, path) for nth, call, path in _OPERATION.findall(result["err"])]
+        same = lambda one, other: (one.call, one.path) == (other.call, other.path)  # noqa: E731
+        return [operation for at, operation in enumerate(found)
+                if at in (0, len(found) - 1) or not same(operation, found[at - 1])
+                or not same(operation, found[at + 1])]
+
+    def _judge_kill(self, result, after, complete):
+        found = [] if result["status"] == KILLED else [f"not killed: {_told(result)}"]
+        contents = {path: self._blobs.by_name[name] for path, name in after if name is not None}
+        return found + _wrong_contents({path: contents.get(path) for path in complete}, complete)
+
+
+def judge_error(operation, result, complete, factory):
+    """What is wrong after a run in which an operation failed; complete: right contents by path."""
+    if result["status"] == NO_DOCUMENTS and operation.is_on_documents():
+        return []
+    if result["status"] != 0:
+        return [f"the program did not survive: {_told(result)}"]
+    answer = json.loads(result["out"])
+    files = {scheme_file(scheme): content for scheme, content in enumerate(answer["files"])}
+    files[VERSION_FILE] = answer["version"]
+    contents = {path: bytes.fromhex(text) or None for path, text in files.items()}
+    found = []
+    if operation.is_on_documents():
+        # The parameters come from the documents: without one of them what is saved are fewer. They are whole.
+        found += [f"{path} ends within a record" for path, content in contents.items()
+                  if content and path != VERSION_FILE and len(content) % RECORD.size != 0]
+    else:
+        if operation.reads(VERSION_FILE):
+            # contract: a version that cannot be read is another version, and the schemes are made anew.
+            complete = {path: right | {_factory_content(path, factory)} for path, right in complete.items()}
+        found += _wrong_contents(contents, complete)
+    if not answer["parameters"] and answer["flush"] == WINDOW_REFUSED:
+        return found  # contract: a camera without parameters saves nothing
+    if answer["flush"] != 0 or answer["flush_reports"]:
+        found.append(f"the next flush: {answer['flush']}, reports {answer['flush_reports']}")
+    return found
+
+
+def _wrong_contents(contents, complete):
+    return [f"{os.path.basename(path)}: {described(content)} is neither an old nor a new one"
+            for path, content in contents.items() if content not in complete.get(path, {None})]
+
+
+def _factory_content(path, factory):
+    number = re.search(r"sensor(\d+)\.cfg$", path)
+    return bytes.fromhex(factory["files"][int(number.group(1))] if number else factory["version"])
+
+
+def _told(result):
+    return f"status {result['status']}\n{result['out']}\n{result['err'][-2000:]}"
