@@ -1,0 +1,246 @@
+#include "Session.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "CameraTree.h"
+#include "HostStandIns.h"
+#include "Require.h"
+#include "SensorKeys.h"
+#include "TextParts.h"
+
+namespace fs = std::filesystem;
+
+namespace fuzz {
+namespace {
+
+u32 timeAt(const std::vector<KeyVal>& scheme, std::size_t hourRecord)
+{
+    return scheme.size() < 5 ? 0 : scheme[hourRecord].value * 100 + scheme[hourRecord + 1].value;
+}
+
+// The scheme whose window holds, or -1.
+int scheduledScheme(const Memory& memory, u32 now)
+{
+    for (u32 i = 0; i < memory.scheduled(); ++i)
+    {
+        const std::vector<KeyVal>& scheme = memory.schemes[i];
+        if (scheme.size() >= 5 && scheme[0].value != 0 && timeAt(scheme, 1) <= now && now < timeAt(scheme, 3))
+        {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+int windowCode(const std::vector<KeyVal>& scheme)
+{
+    const u32 start = timeAt(scheme, 1);
+    const u32 end = timeAt(scheme, 3);
+    return start > 2400 ? 505 : end > 2400 ? 506 : start >= end ? 507 : 0;
+}
+
+}  // namespace
+
+// ---- schemes and modes -------------------------------------------------------------------------------------
+
+void Session::chooseScheme(std::string_view words)
+{
+    const int scheme = takeNumber(words, 0);
+    const Memory before = camera_.memory();
+    FUZZ_REQUIRE(controller().setParamScheme(scheme));
+    requireOnlyCurrentChanged(before);
+    int chosen = 0;
+    FUZZ_REQUIRE(controller().getParamScheme(chosen) && chosen == scheme);
+}
+
+void Session::chooseMode(std::string_view words)
+{
+    const int mode = takeNumber(words, 0);
+    Memory before = camera_.memory();
+    FUZZ_REQUIRE(controller().setParamMode(mode));
+    int chosen = 0;
+    FUZZ_REQUIRE(controller().getParamMode(chosen) && chosen == mode);
+    before.mode = mode;
+    requireNothingChanged(before);
+}
+
+void Session::switchScheme(std::string_view words, bool isFull)
+{
+    const int scheme = takeNumber(words, 0);
+    const Memory before = camera_.memory();
+    FUZZ_REQUIRE(controller().switch_to(scheme, isFull) == SNS_SUCCESS);
+    FUZZ_REQUIRE(camera_.memory().current == scheme);
+    requireOnlyCurrentChanged(before);
+}
+
+void Session::switchDayNight(std::string_view words)
+{
+    const int scheme = takeNumber(words, 0);
+    Memory before = camera_.memory();
+    FUZZ_REQUIRE(controller().LPR_switch_to(scheme) == SNS_SUCCESS);
+    before.current = scheme;
+    requireNothingChanged(before);
+}
+
+u32 Session::now() const
+{
+    const std::tm time = camera_.clock().localTime();
+    return static_cast<u32>(time.tm_hour * 100 + time.tm_min);
+}
+
+void Session::setClock(std::string_view words)
+{
+    const int hour = std::clamp(takeNumber(words, 0), 0, 23);
+    camera_.clock().setTimeOfDay(hour, std::clamp(takeNumber(words, 0), 0, 59));
+}
+
+void Session::turns(std::string_view words)
+{
+    for (int i = std::clamp(takeNumber(words, 1), 1, 3); i > 0; --i)
+    {
+        turn();
+    }
+}
+
+void Session::turn()
+{
+    const Memory before = camera_.memory();
+    turnOfThread();
+    requireOnlyCurrentChanged(before);
+    if (threadRuns() && before.mode != 0)
+    {
+        requireTurned(before);
+    }
+    else
+    {
+        requireNothingChanged(before);
+    }
+}
+
+// The clock decides, or else day and night, or else the default scheme.
+void Session::requireTurned(const Memory& before)
+{
+    const int current = camera_.memory().current;
+    const int scheduled = scheduledScheme(before, now());
+    if (scheduled >= 0)
+    {
+        FUZZ_REQUIRE(current == scheduled);
+    }
+    else if (camera_.isLpr())
+    {
+        FUZZ_REQUIRE(current == 0 || current == 1);
+    }
+    else
+    {
+        FUZZ_REQUIRE(current == static_cast<int>(before.scheduled()));
+    }
+}
+
+// ---- restoring, saving, resetting --------------------------------------------------------------------------
+
+void Session::restoreOne(std::string_view words)
+{
+    const int key = takeNumber(words, 16);
+    const Memory before = camera_.memory();
+    const int result = controller().restore(key);
+    FUZZ_REQUIRE(result == 0 || result == -1 || result == static_cast<int>(0u - static_cast<u32>(key)));
+    if (key != KEY_WDR_MODE)
+    {
+        requireNothingChanged(before);
+    }
+}
+
+void Session::restoreAeMode(std::string_view)
+{
+    const Memory before = camera_.memory();
+    controller().restoreAeMode();
+    requireNothingChanged(before);
+}
+
+void Session::reload(std::string_view)
+{
+    const Memory before = camera_.memory();
+    controller().resetToLastParameters();
+    requireOnlyCurrentChanged(before);
+}
+
+void Session::flush(std::string_view)
+{
+    mayWriteConfiguration_ = true;
+    const Memory before = camera_.memory();
+    const Disk disk = diskNow();
+    const int result = controller().flush();
+    requireNothingChanged(before);
+    if (static_cast<u32>(before.current) >= before.scheduled())
+    {
+        FUZZ_REQUIRE(result == 0 && diskNow() == disk);
+        return;
+    }
+    const std::vector<KeyVal>& current = before.schemes[static_cast<std::size_t>(before.current)];
+    FUZZ_REQUIRE(result == windowCode(current));
+    const std::string file = schemeFile(before.current);
+    if (result != 0 || !fs::is_directory(kConfigFolder) || fs::is_directory(file))
+    {
+        FUZZ_REQUIRE(diskNow() == disk);
+        return;
+    }
+    FUZZ_REQUIRE(readFile(file) ==
+                 std::string(reinterpret_cast<const char*>(current.data()), current.size() * sizeof(KeyVal)));
+    Disk others = diskNow();
+    others.erase(fs::path(file).filename());
+    Disk othersBefore = disk;
+    othersBefore.erase(fs::path(file).filename());
+    FUZZ_REQUIRE(others == othersBefore);
+}
+
+void Session::factoryReset(std::string_view)
+{
+    mayWriteConfiguration_ = true;
+    camera_.factoryReset();
+    if (!camera_.isUp())
+    {
+        // Callers that waited for the reset meanwhile find a camera without schemes.
+        std::string text;
+        int value = 0;
+        FUZZ_REQUIRE(controller().getAllParameters(text) && text.empty());
+        controller().getParameter(34, value);
+        FUZZ_REQUIRE(controller().flush() == 0);
+        FUZZ_REQUIRE(controller().getUICommonFile(0).empty());
+        return;
+    }
+    if (!refusesCommands_ && fs::is_directory(kConfigFolder))
+    {
+        requireReset();
+    }
+}
+
+// Every scheme file holds the factory's values: as they are, but for the switch of an ordinary camera's scheme 0 and
+// for a licence-plate camera's night.
+void Session::requireReset()
+{
+    const Memory memory = camera_.memory();
+    for (u32 i = 0; i < memory.scheduled(); ++i)
+    {
+        std::vector<KeyVal> expected = memory.schemes.back();
+        const std::string bytes = readFile(schemeFile(static_cast<int>(i)));
+        FUZZ_REQUIRE(bytes.size() == expected.size() * sizeof(KeyVal));
+        KeyVal* const enable = const_cast<KeyVal*>(firstWith(expected, KEY_SCHEME_ENABLE));
+        if (enable != nullptr && i == 0 && !camera_.isLpr())
+        {
+            enable->value = 1;
+        }
+        const bool isNight = camera_.isLpr() && i == 1;
+        FUZZ_REQUIRE(isNight || bytes.compare(0, std::string::npos, reinterpret_cast<const char*>(expected.data()),
+                                              bytes.size()) == 0);
+    }
+}
+
+void Session::restart(std::string_view)
+{
+    mayWriteConfiguration_ = true;
+    camera_.bringDown();
+    camera_.bringUp();
+}
+
+}  // namespace fuzz

@@ -1,0 +1,135 @@
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "CameraTree.h"
+#include "DetailField.h"
+#include "Require.h"
+#include "SensorFile.h"
+#include "SysConfig.h"
+#include "TextParts.h"
+#include "XmlCheck.h"
+#include "XmlTree.h"
+
+// A style merged with the diversity rules that fit a module.
+// Input: the module's detail text %% the style %% the diversity rules.
+
+namespace {
+
+constexpr char kMergedFile[] = "/tmp/merge_style.xml";
+constexpr char kNoKey[] = "\n no key";  // a name that no attribute can spell
+
+using Tabs = std::vector<std::string>;  // the "key" of each tab, in order
+
+std::string keyOf(const TiXmlElement* tab)
+{
+    const char* key = tab == nullptr ? nullptr : tab->Attribute("key");
+    return key == nullptr ? kNoKey : key;
+}
+
+Tabs tabsOf(const TiXmlDocument& style)
+{
+    Tabs tabs;
+    const TiXmlElement* const root = style.RootElement();
+    for (const TiXmlElement* tab = root == nullptr ? nullptr : root->FirstChildElement(); tab != nullptr;
+         tab = tab->NextSiblingElement())
+    {
+        tabs.push_back(keyOf(tab));
+    }
+    return tabs;
+}
+
+bool applies(const TiXmlElement& rule, const std::string& detail)
+{
+    for (const TiXmlAttribute* attribute = rule.FirstAttribute(); attribute != nullptr; attribute = attribute->Next())
+    {
+        std::string value;
+        if (fuzz::fieldByDefinition(detail, attribute->Name(), value) &&
+            std::string(attribute->Value()).find(value) != std::string::npos)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+void apply(const TiXmlElement& operation, Tabs& tabs)
+{
+    const char* const target = operation.Attribute("tab_key");
+    const TiXmlElement* const made = operation.FirstChildElement();
+    const std::string name = operation.Value();
+    const auto tab = target == nullptr ? tabs.end() : std::find(tabs.begin(), tabs.end(), target);
+    if (tab == tabs.end())
+    {
+        return;
+    }
+    if (name == "Modify" && made != nullptr)
+    {
+        *tab = keyOf(made);
+    }
+    else if (name == "AddAfter" && made != nullptr)
+    {
+        tabs.insert(tab + 1, keyOf(made));
+    }
+    else if (name == "Delete")
+    {
+        tabs.erase(tab);
+    }
+}
+
+Tabs expectedTabs(const TiXmlDocument& style, const TiXmlDocument& rules, const std::string& detail)
+{
+    Tabs tabs = tabsOf(style);
+    for (const TiXmlElement* rule = rules.RootElement(); rule != nullptr; rule = rule->NextSiblingElement())
+    {
+        const TiXmlElement* operation = applies(*rule, detail) ? rule->FirstChildElement() : nullptr;
+        for (; operation != nullptr; operation = operation->NextSiblingElement())
+        {
+            apply(*operation, tabs);
+        }
+    }
+    return tabs;
+}
+
+// True when the document is used whole and can be printed.
+bool load(const std::string& text, TiXmlDocument& document)
+{
+    return config::isSafeXml(text) && fuzz::parse(text, document) && !fuzz::hasUnprintableDeclaration(document);
+}
+
+std::string merged(const std::string& detail, const std::string& style, const std::string& rules)
+{
+    const auto module = std::make_unique<ModuleConfig>();
+    std::strncpy(module->szDetail, detail.c_str(), sizeof module->szDetail - 1);
+    char* text = fuzz::tight(style).release();
+    FUZZ_REQUIRE(mergeStyle(module.get(), &text, fuzz::tight(rules).get()) == SNS_SUCCESS);
+    const fuzz::TightText owner(text);
+    FUZZ_REQUIRE(text != nullptr);
+    return text;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    const std::vector<std::string> parts = fuzz::partsOf(data, size, 3);
+    const std::string detail = std::string(parts[0].c_str()).substr(0, sizeof(ModuleConfig::szDetail) - 1);
+    const std::string style = parts[1].c_str();
+    const std::string rules = parts[2].c_str();
+    fuzz::writeFile(kMergedFile, "<Left><By/></Left><An/><Earlier/><Merge/>");
+    const std::string result = merged(detail, style, rules);
+
+    FUZZ_REQUIRE(result.empty() || result == fuzz::readFile(kMergedFile));
+    FUZZ_REQUIRE(result.empty() || config::isSafeXml(result));
+    TiXmlDocument before;
+    TiXmlDocument diversity;
+    TiXmlDocument after;
+    if (load(style, before) && before.RootElement() != nullptr && load(rules, diversity))
+    {
+        FUZZ_REQUIRE(load(result, after));
+        FUZZ_REQUIRE(tabsOf(after) == expectedTabs(before, diversity, detail));
+    }
+    return 0;
+}
