@@ -1,0 +1,120 @@
+#include "ConstantService.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "Service.h"
+
+namespace bench {
+namespace {
+
+ia_dynamic_params_cmds_st g_commands;
+ia_dynamic_params_attr_st g_attributes[kDynamicCmdsMax];
+thread_local std::vector<ServiceCall>* t_recorder = nullptr;
+
+// Null for a command that is not dynamic.
+const ia_dynamic_params_attr_st* findAttributes(u32 cmd)
+{
+    const ia_cmd_e* end = g_commands.cmd_list + g_commands.cmd_cnt;
+    const ia_cmd_e* found = std::find(static_cast<const ia_cmd_e*>(g_commands.cmd_list), end, cmd);
+    return found == end ? nullptr : &g_attributes[found - g_commands.cmd_list];
+}
+
+// Words that a set hands over.
+int wordsSet(u32 cmd)
+{
+    switch (cmd)
+    {
+    case IA_CMD_DTN_THR:
+    case IA_CMD_NTD_THR:
+        return sizeof(dn_thr_st) / sizeof(u32);
+    case IA_CMD_DTN_H:
+    case IA_CMD_DTN_M:
+    case IA_CMD_NTD_H:
+    case IA_CMD_NTD_M:
+        return sizeof(dn_time_st) / sizeof(u32);
+    default:
+        return 1;
+    }
+}
+
+void record(u32 cmd, int opt, const void* data)
+{
+    const bool isOnlyFilled = opt == IA_CMD_OPT_GET || opt == IA_CMD_OPT_GET_PARAM_RNAGE;
+    ServiceCall call{cmd, opt, std::vector<u32>(isOnlyFilled ? 0 : wordsSet(cmd))};
+    if (!call.words.empty())
+    {
+        std::memcpy(call.words.data(), data, call.words.size() * sizeof(u32));
+    }
+    t_recorder->push_back(std::move(call));
+}
+
+}  // namespace
+
+bool operator==(const ServiceCall& left, const ServiceCall& right)
+{
+    return left.cmd == right.cmd && left.opt == right.opt && left.words == right.words;
+}
+
+void answerAsModule(int moduleId)
+{
+    sim::Service module;
+    module.setModule(moduleId);
+    module.call(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, &g_commands);
+    for (int i = 0; i < g_commands.cmd_cnt; ++i)
+    {
+        module.call(g_commands.cmd_list[i], IA_CMD_OPT_GET_PARAM_RNAGE, &g_attributes[i]);
+    }
+}
+
+void answerWithoutDynamicCommands()
+{
+    g_commands = {};
+}
+
+const ia_dynamic_params_cmds_st& dynamicCommands()
+{
+    return g_commands;
+}
+
+ia_dynamic_params_attr_st allowedValues(u32 cmd)
+{
+    const ia_dynamic_params_attr_st* found = findAttributes(cmd);
+    return found == nullptr ? ia_dynamic_params_attr_st{} : *found;
+}
+
+RecordedCalls::RecordedCalls()
+{
+    t_recorder = &calls_;
+}
+
+RecordedCalls::~RecordedCalls()
+{
+    t_recorder = nullptr;
+}
+
+}  // namespace bench
+
+extern "C" int ia_ioctrl(ia_cmd_e cmd, int opt, void* data)
+{
+    if (bench::t_recorder != nullptr)
+    {
+        bench::record(cmd, opt, data);
+    }
+    if (opt == IA_CMD_OPT_GET && cmd == IA_CMD_DYNAMIC_PARAMS_CMDS_GET)
+    {
+        std::memcpy(data, &bench::g_commands, sizeof bench::g_commands);
+    }
+    else if (opt == IA_CMD_OPT_GET)
+    {
+        *static_cast<u32*>(data) = 0;
+    }
+    else if (opt == IA_CMD_OPT_GET_PARAM_RNAGE)
+    {
+        if (const ia_dynamic_params_attr_st* found = bench::findAttributes(cmd))
+        {
+            std::memcpy(data, found, sizeof *found);
+        }
+    }
+    return SNS_SUCCESS;
+}
