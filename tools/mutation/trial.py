@@ -1,0 +1,305 @@
+"""Builds a mutant and lets the unit tests have a go at it."""
+
+import json
+import os
+import re
+import resource
+import shlex
+import shutil
+import signal
+import subprocess
+import tempfile
+import threading
+import time
+from dataclasses import dataclass, field
+from pathlib import Path
+
+# What uses a folder is tested behind the folder itself: whoever is nearest catches most, and soonest.
+TESTS_OF = {
+    "diag": ["diag", "keyval", "memory", "config", "controller", "texts", "system"],
+    "keyval": ["keyval", "controller", "config", "texts", "system"],
+    "config": ["config", "memory", "controller", "texts", "system"],
+    "controller": ["controller", "texts", "system"],
+    "include": ["controller", "system", "config", "keyval"],
+}
+FOLDERS = ["diag", "keyval", "config", "controller"]
+ON_INSIDES = [*FOLDERS, "memory"]  # what these test programs link is the library's objects
+WITH_LIBRARY = ["texts", "system"]  # these look at the shared library: the texts that stand in it, and a whole camera
+COPIED = [*FOLDERS, "include"]
+SLOW_TEST_MS = 200  # tests beyond it come last; system tests beyond it, which repeat what others did, are left out
+SPARE_SECONDS = 10  # beyond three times the usual run; a loaded machine must not make a mutant look caught
+MEMORY_LIMIT = 6 << 30  # a loop without an end must not take the machine's memory with it
+DISK_LIMIT = 2 << 30  # nor the disk; a limit per file would refuse the sparse files of some tests
+OUTPUT_KEPT = 1 << 16
+
+CAUGHT, SURVIVED, DISCARDED, SAME = "caught", "survived", "discarded", "same"
+
+
+@dataclass
+class Stage:
+    tests: str  # the folder's name
+    filter: str
+    seconds: float
+
+
+@dataclass
+class Result:
+    id: str
+    outcome: str
+    by: str = ""  # the test that failed, or how the test program ended
+    seconds: float = 0.0
+    source: str = field(default="", repr=False)  # digest of the file it was made from
+
+
+def run(command, **options):
+    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace",
+                          check=False, **options)
+
+
+class Build:
+    """The library and its tests, built once; mutants are linked in the library's stead."""
+
+    def __init__(self, root, folder, sanitized=False):
+        self.root = Path(root)
+        self.folder = Path(folder)
+        self.tree = self.folder / ("tree-sanitized" if sanitized else "tree")
+        self.folders = FOLDERS if sanitized else [*ON_INSIDES, *WITH_LIBRARY]
+        self.flags = ["-DSENSORDLL_SANITIZE=address,undefined"] if sanitized else []
+        self.memory_limit = resource.RLIM_INFINITY if sanitized else MEMORY_LIMIT  # ASan reserves terabytes
+        self.stages = []
+
+    def make(self, jobs):
+        self.folder.mkdir(parents=True, exist_ok=True)
+        log = self.folder / "build.log"
+        configure = ["cmake", "-S", self.root, "-B", self.tree, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
+                     "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DCMAKE_CXX_FLAGS=-fuse-ld=lld", "-DBUILD_TESTING=ON",
+                     "-DSENSORDLL_APP=OFF", *self.flags]
+        if shutil.which("ccache"):
+            configure.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
+        programs = ["sensordll", *(f"{tests}_tests" for tests in self.folders if tests != "texts")]
+        for command in (configure, ["ninja", "-C", self.tree, f"-j{jobs}", *programs]):
+            done = run(command)
+            log.write_text(done.stdout)
+            if done.returncode != 0:
+                raise SystemExit(f"mutate: the unchanged library does not build, see {log}")
+        self._trees_in_memory()
+        self._read_commands()
+
+    def measure(self):
+        """Runs every test program unchanged, and learns which tests are slow. They must pass."""
+        for tests in self.folders:
+            begin = time.monotonic()
+            done = run(self.command(tests, self.tree), env=self.environment(), preexec_fn=self.limit)
+            seconds = time.monotonic() - begin
+            if done.returncode != 0:
+                (self.folder / "failed.log").write_text(done.stdout)
+                raise SystemExit(f"mutate: the tests of {tests} fail without a mutant, see {self.folder}/failed.log")
+            slow = {name: int(ms) for name, ms in re.findall(r"OK \] (\S+?)(?:,.*)? \((\d+) ms\)", done.stdout)
+                    if int(ms) > SLOW_TEST_MS}
+            rest = seconds - sum(slow.values()) / 1000
+            self.stages.append(Stage(tests, "*" + "".join(f":-{name}" if i == 0 else f":{name}"
+                                                          for i, name in enumerate(sorted(slow))), rest))
+            if slow and tests != "system":
+                self.stages.append(Stage(tests, ":".join(sorted(slow)), sum(slow.values()) / 1000))
+
+    def command(self, tests, folder):
+        """Runs tests that lie below the folder, or look at the library there."""
+        if tests == "texts":
+            interface = self.root / "tests" / "interface"
+            return [interface / "report_texts.sh", folder / "lib" / "libsensordll.so", interface / "report_texts.txt"]
+        return [(self.tree if tests in WITH_LIBRARY else folder) / "bin" / f"{tests}_tests"]
+
+    def stages_for(self, path):
+        order = TESTS_OF[path.split("/")[0]]
+        quick = [s for tests in order for s in self.stages if s.tests == tests and s.filter.startswith("*")]
+        return quick + [s for tests in order for s in self.stages if s.tests == tests and not s.filter.startswith("*")]
+
+    def environment(self, libraries=None):
+        paths = [str(path) for path in (libraries, self.tree / "lib") if path]
+        leaks = f"suppressions='{self.root}/tests/leaks.supp':print_suppressions=0"
+        return {**os.environ, "LD_LIBRARY_PATH": ":".join(paths), "LSAN_OPTIONS": leaks}
+
+    def limit(self):
+        """For the process about to run tests."""
+        resource.setrlimit(resource.RLIMIT_AS, (self.memory_limit, self.memory_limit))
+        resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+
+    def _trees_in_memory(self):
+        """Tests sync what they write to their private trees; in memory that costs nothing."""
+        trees, memory = self.tree / "test-trees", Path("/dev/shm")
+        if trees.exists() and trees.is_symlink() or not os.access(memory, os.W_OK):
+            return
+        trees.unlink() if trees.is_symlink() else shutil.rmtree(trees, ignore_errors=True)
+        trees.symlink_to(tempfile.mkdtemp(prefix="mutate.", dir=memory))
+
+    def clean(self, older_than=0.0):
+        """Removes the private trees that killed tests left."""
+        trees = self.tree / "test-trees"
+        for tree in trees.iterdir() if trees.is_dir() else []:
+            try:
+                if time.time() - tree.stat().st_mtime >= older_than:
+                    shutil.rmtree(tree, ignore_errors=True)
+            except FileNotFoundError:
+                pass
+
+    def close(self):
+        self.clean()
+        trees = self.tree / "test-trees"
+        if trees.is_symlink():
+            shutil.rmtree(trees.resolve(), ignore_errors=True)
+            trees.unlink()
+
+    def _read_commands(self):
+        database = json.loads((self.tree / "compile_commands.json").read_text())
+        self.compile, self.objects = {}, {}
+        for entry in database:
+            path = os.path.relpath(entry["file"], self.root)
+            if path.split("/")[0] in FOLDERS:
+                words = [word for word in shlex.split(entry["command"]) if not word.endswith("ccache")]
+                self.compile[path] = words[: words.index("-o")]
+                self.objects[path] = entry.get("output") or words[words.index("-o") + 1]
+        self.link = {tests: self._last_command(f"bin/{tests}_tests") for tests in self.folders
+                     if tests not in WITH_LIBRARY}
+        for tests in WITH_LIBRARY if "system" in self.folders else []:
+            self.link[tests] = self._last_command("lib/libsensordll.so")
+        self.users = {}
+        listing = run(["ninja", "-C", self.tree, "-t", "deps", *self.objects.values()]).stdout
+        by_object = {output: path for path, output in self.objects.items()}
+        for line in listing.splitlines():
+            if line and not line[0].isspace():
+                current = by_object.get(line.split(":")[0])
+            elif current and line.strip().startswith(str(self.root)):
+                self.users.setdefault(os.path.relpath(line.strip(), self.root), set()).add(current)
+
+    def _last_command(self, target):
+        line = run(["ninja", "-C", self.tree, "-t", "commands", target]).stdout.strip().splitlines()[-1]
+        return [word for word in shlex.split(line) if word not in (":", "&&")]
+
+
+class Worker:
+    """A private copy of the library's sources, objects and test programs, for one mutant at a time."""
+
+    def __init__(self, build, number):
+        self.build = build
+        # Below the build tree: the tests' private file tree shows nothing else.
+        self.folder = build.tree / "workers" / str(number)
+        shutil.rmtree(self.folder, ignore_errors=True)
+        for name in ("objects", "bin", "lib"):
+            (self.folder / name).mkdir(parents=True)
+        for name in COPIED:
+            shutil.copytree(build.root / name, self.folder / name)
+        self.places = re.compile(rf"{re.escape(str(build.root))}/({'|'.join(COPIED)})(?=/|$)")
+
+    def trial(self, mutant, original):
+        begin = time.monotonic()
+        file = self.folder / mutant.path
+        file.write_text(mutant.text)
+        try:
+            outcome, by = self._try(mutant)
+            if outcome == SURVIVED and self._is_same_code(mutant, original):
+                outcome = SAME
+        finally:
+            file.write_text(original)
+        return Result(mutant.id, outcome, by, round(time.monotonic() - begin, 2))
+
+    def _try(self, mutant):
+        objects = {}
+        for path in self._affected(mutant):
+            compiled = self.folder / "objects" / (path.replace("/", "_") + ".o")
+            if not self._compile(path, compiled):
+                return DISCARDED, "does not compile"
+            objects[self.build.objects[path]] = str(compiled)
+        linked = set()
+        for stage in self.build.stages_for(mutant.path):
+            if stage.tests not in linked and not self._link(stage.tests, objects):
+                return DISCARDED, "does not link"
+            linked.add(stage.tests)
+            by = self._run(stage)
+            if by:
+                return CAUGHT, by
+        return SURVIVED, ""
+
+    def _affected(self, mutant):
+        return [mutant.path] if mutant.path.endswith(".cpp") else sorted(self.build.users.get(mutant.path, ()))
+
+    def _compile(self, path, output, *options):
+        command = [self.places.sub(rf"{self.folder}/\1", word) for word in self.build.compile[path]]
+        command += ["-w", *options, "-o", str(output), "-c", str(self.folder / path)]
+        return run(command, cwd=self.build.tree).returncode == 0
+
+    def _link(self, tests, objects):
+        words = [objects.get(word, word) for word in self.build.link[tests]]
+        output = words.index("-o") + 1
+        if tests in WITH_LIBRARY:
+            words[output] = str(self.folder / "lib" / "libsensordll.so")
+        else:
+            words[output] = str(self.folder / "bin" / f"{tests}_tests")
+            # Before the archive: its own objects of these names are then not taken.
+            archive = words.index("lib/libsensordll_inside.a")
+            words[archive:archive] = objects.values()
+        return run(words, cwd=self.build.tree).returncode == 0
+
+    def _run(self, stage):
+        """Empty if all tests passed; else what failed."""
+        command = self.build.command(stage.tests, self.folder)
+        if stage.tests != "texts":
+            command += ["--gtest_fail_fast", "--gtest_brief=1", f"--gtest_filter={stage.filter}"]
+        process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                   stderr=subprocess.STDOUT, env=self.build.environment(self.folder / "lib"),
+                                   start_new_session=True, preexec_fn=self.build.limit)
+        output = Tail(process.stdout)
+        trees = self.build.tree / "test-trees"
+        end, free = time.monotonic() + 3 * stage.seconds + SPARE_SECONDS, free_bytes(trees)
+        while True:
+            try:
+                status = process.wait(timeout=0.5)
+                break
+            except subprocess.TimeoutExpired:
+                if time.monotonic() > end or free - free_bytes(trees) > DISK_LIMIT:
+                    os.killpg(process.pid, signal.SIGKILL)
+                    process.wait()
+                    output.text()
+                    self.build.clean(older_than=120)
+                    return f"{stage.tests}: no end"
+        text = output.text()
+        if status == 0:
+            return ""
+        failed = re.search(r"\[  FAILED  \] (\w\S*?)[ ,(\n]", text)
+        return f"{stage.tests}.{failed.group(1)}" if failed else f"{stage.tests}: status {status}"
+
+    def _is_same_code(self, mutant, original):
+        """The optimising compiler makes the same of it: nobody can tell the difference."""
+        file = self.folder / mutant.path
+        for path in self._affected(mutant):
+            outputs = []
+            for name, text in (("mutant", mutant.text), ("original", original)):
+                file.write_text(text)
+                outputs.append(self.folder / "objects" / name)
+                if not self._compile(path, outputs[-1], "-O2"):
+                    return False
+            if outputs[0].read_bytes() != outputs[1].read_bytes():
+                return False
+        return True
+
+
+class Tail(threading.Thread):
+    """Reads a stream to its end, and keeps the last part: a mutant may print for ever."""
+
+    def __init__(self, stream):
+        super().__init__(daemon=True)
+        self.stream = stream
+        self.kept = b""
+        self.start()
+
+    def run(self):
+        with self.stream:
+            while data := self.stream.read1(OUTPUT_KEPT):
+                self.kept = (self.kept + data)[-OUTPUT_KEPT:]
+
+    def text(self):
+        self.join(timeout=5)
+        return self.kept.decode(errors="replace")
+
+
+def free_bytes(folder):
+    return shutil.disk_usage(folder).free
