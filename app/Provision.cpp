@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "DiskFiles.h"
 #include "Failure.h"
 #include "StateFolder.h"
 
@@ -32,23 +33,6 @@ std::string contentOf(const fs::path& file)
     return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
 }
 
-// A reader never sees a half written document.
-void replaceFile(const fs::path& target, const std::string& content)
-{
-    const fs::path staged = target.string() + ".new";
-    std::error_code ignored;
-    fs::remove(staged, ignored);  // left by an interrupted start, or a link
-    std::ofstream stream(staged, std::ios::binary | std::ios::trunc);
-    stream << content;
-    stream.close();
-    std::error_code error;
-    fs::rename(staged, target, error);
-    if (!stream || error)
-    {
-        throw Failure("cannot write " + target.string());
-    }
-}
-
 void copyDocument(const fs::path& source, const fs::path& target, Documents documents)
 {
     const std::string content = contentOf(source);
@@ -56,7 +40,7 @@ void copyDocument(const fs::path& source, const fs::path& target, Documents docu
     {
         return;
     }
-    replaceFile(target, content);
+    replaceFile(target.string(), content);
 }
 
 void copyFolder(const fs::path& source, const fs::path& target, Documents documents)

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "DiskFiles.h"
 #include "Failure.h"
 #include "Models.h"
 
@@ -63,16 +64,6 @@ std::string absolutePath(const std::string& path)
         absolute.pop_back();
     }
     return absolute;
-}
-
-void makeFolders(const std::string& path)
-{
-    std::error_code error;
-    fs::create_directories(path, error);
-    if (error || !fs::is_directory(path))
-    {
-        throw Failure("cannot make the folder " + path + ": " + (error ? error.message() : "it is a file"));
-    }
 }
 
 void refuseLinks(const std::string& base, const std::string& relative)
@@ -172,13 +163,7 @@ std::string StateFolder::chooseModel(const std::optional<std::string>& wanted) c
 
 void StateFolder::rememberModel(const std::string& model)
 {
-    std::ofstream stream(path_ + "/" + kModelFile);
-    stream << model << '\n';
-    stream.close();
-    if (!stream)
-    {
-        throw Failure("cannot write in the state folder " + path_);
-    }
+    replaceFile(path_ + "/" + kModelFile, model + "\n");
 }
 
 }  // namespace app

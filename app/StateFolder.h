@@ -13,9 +13,6 @@ std::string defaultStateFolder(const std::string& model);
 // path made absolute against the working directory. The folder need not exist.
 std::string absolutePath(const std::string& path);
 
-// Makes a folder and those above it; no failure if it is there. Throws Failure.
-void makeFolders(const std::string& path);
-
 // Throws Failure when base/relative, or a folder between the two, is a symbolic link. What is missing is none.
 void refuseLinks(const std::string& base, const std::string& relative);
 
@@ -49,7 +46,7 @@ public:
     // holds another model than the wanted one.
     std::string chooseModel(const std::optional<std::string>& wanted) const;
 
-    // Throws Failure.
+    // On the disk for good, whole or not at all. Throws Failure.
     void rememberModel(const std::string& model);
 
 private:

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include <tinyxml.h>
 
@@ -20,34 +21,78 @@ constexpr int kBacklightSwitch = 128;
 constexpr int kWdrHiddenId = 0;         // the style's control for cameras without wide dynamic range
 constexpr int kNeverPreselected = 100;  // contract: a stored shutter of 100 gives way to the service's default
 
-bool hasId(const TiXmlElement& element, int id)
+// The elements with an "id", found in one walk for many searches.
+class Controls
 {
-    const char* text = element.Attribute("id");
-    return text != nullptr && diag::decimal(text) == id;
-}
+public:
+    explicit Controls(TiXmlElement* root) : m_pRoot(root) { collect(); }
 
-// Calls act on every element with the id that is not below another such element, in document order, until act
-// returns non-zero. 0, or -1 if it did.
-template <typename Act>
-int forEachWithId(TiXmlElement* elem, int id, Act act)
-{
-    if (elem == nullptr)
+    // Calls act on every element with the id that is not below another such element, in document order, until act
+    // returns non-zero. 0, or -1 if it did. act may remove what is below its element.
+    template <typename Act>
+    int forEachWithId(int id, Act act)
     {
+        for (std::size_t i = 0; i < m_controls.size();)
+        {
+            if (m_controls[i].id != id)
+            {
+                ++i;
+                continue;
+            }
+            const bool hasControlsBelow = m_controls[i].end != i + 1;
+            const int result = act(*m_controls[i].element);
+            if (hasControlsBelow)
+            {
+                collect();  // some may be gone; this one and those before it stand where they stood
+            }
+            if (result != 0)
+            {
+                return -1;
+            }
+            i = m_controls[i].end;  // contract: what lies below it is not searched
+        }
         return 0;
     }
-    if (hasId(*elem, id))
+
+private:
+    struct Control
     {
-        return act(*elem);  // contract: what lies below it is not searched
-    }
-    for (TiXmlElement* child = elem->FirstChildElement(); child != nullptr; child = child->NextSiblingElement())
+        int id;
+        TiXmlElement* element;
+        std::size_t end;  // position behind those below it
+    };
+
+    void collect()
     {
-        if (forEachWithId(child, id, act) != 0)
+        m_controls.clear();
+        m_controls.reserve(config::kKeyValCapacity);
+        if (m_pRoot != nullptr)
         {
-            return -1;
+            collect(*m_pRoot);
         }
     }
-    return 0;
-}
+
+    void collect(TiXmlElement& element)
+    {
+        const std::size_t position = m_controls.size();
+        const char* text = element.Attribute("id");
+        if (text != nullptr)
+        {
+            m_controls.push_back({diag::decimal(text), &element, 0});
+        }
+        for (TiXmlElement* child = element.FirstChildElement(); child != nullptr; child = child->NextSiblingElement())
+        {
+            collect(*child);
+        }
+        if (text != nullptr)
+        {
+            m_controls[position].end = m_controls.size();
+        }
+    }
+
+    TiXmlElement* const m_pRoot;
+    std::vector<Control> m_controls;
+};
 
 bool isAllowed(const ia_dynamic_params_attr_st& attr, int index)
 {
@@ -80,11 +125,35 @@ int rewriteControl(TiXmlElement& control, int cmd, const ia_dynamic_params_attr_
     return 0;
 }
 
+int doDnaStyle(Controls& controls, int cmd, const ia_dynamic_params_attr_st& attr)
+{
+    const diag::Place place = DIAG_PLACE(kSensorFile);
+    return controls.forEachWithId(
+        cmd, [&](TiXmlElement& control) { return rewriteControl(control, cmd, attr, place); });
+}
+
+int getNodebyCmdId(Controls& controls, int id, TiXmlElement*& found)
+{
+    return controls.forEachWithId(id, [&found](TiXmlElement& element) {
+        found = &element;
+        return 0;  // contract: of several the last one is kept
+    });
+}
+
+int getDnaValbyCmdId(Controls& controls, int id, int& val)
+{
+    return controls.forEachWithId(id, [&val](TiXmlElement& element) {
+        const char* value = element.Attribute("value");
+        val = value == nullptr ? val : diag::decimal(value);
+        return 0;  // contract: of several the last one is kept
+    });
+}
+
 // Lets the document's own shutter survive as the default if the service allows it.
-void keepStoredShutter(TiXmlElement* root, int i, int cmd, ia_dynamic_params_attr_st& attr)
+void keepStoredShutter(Controls& controls, int i, int cmd, ia_dynamic_params_attr_st& attr)
 {
     int nVal = 0;  // contract: counts as stored when the document has no such control
-    if (getDnaValbyCmdId(root, cmd, nVal) != 0 || nVal == kNeverPreselected)
+    if (getDnaValbyCmdId(controls, cmd, nVal) != 0 || nVal == kNeverPreselected)
     {
         return;
     }
@@ -106,30 +175,25 @@ void keepStoredShutter(TiXmlElement* root, int i, int cmd, ia_dynamic_params_att
 
 int doDnaStyle(TiXmlElement* elem, int cmd, const ia_dynamic_params_attr_st* attr)
 {
-    const diag::Place place = DIAG_PLACE(kSensorFile);
-    return forEachWithId(elem, cmd, [&](TiXmlElement& control) { return rewriteControl(control, cmd, *attr, place); });
+    Controls controls(elem);
+    return doDnaStyle(controls, cmd, *attr);
 }
 
 int getNodebyCmdId(TiXmlElement* elem, int id, TiXmlElement*& found)
 {
-    return forEachWithId(elem, id, [&found](TiXmlElement& element) {
-        found = &element;
-        return 0;  // contract: of several the last one is kept
-    });
+    Controls controls(elem);
+    return getNodebyCmdId(controls, id, found);
 }
 
 int getDnaValbyCmdId(TiXmlElement* elem, int id, int& val)
 {
-    return forEachWithId(elem, id, [&val](TiXmlElement& element) {
-        const char* value = element.Attribute("value");
-        val = value == nullptr ? val : diag::decimal(value);
-        return 0;  // contract: of several the last one is kept
-    });
+    Controls controls(elem);
+    return getDnaValbyCmdId(controls, id, val);
 }
 
 int ModifyNodebyCmdId(TiXmlElement* elem, int id)
 {
-    return forEachWithId(elem, id, [id](TiXmlElement& element) {
+    return Controls(elem).forEachWithId(id, [id](TiXmlElement& element) {
         if (id == kHighlightSwitch)
         {
             element.SetAttribute("enable_list", kBacklightSwitch);
@@ -153,6 +217,7 @@ int getDnaStyle(const char* szStyle, std::string& strOut)
     diag::reportUnless(objStyleXmlDoc.LoadMem(szStyle, TIXML_ENCODING_UTF8), DIAG_PLACE(kSensorFile),
                        "objStyleXmlDoc.LoadMem(szStyle, TIXML_ENCODING_UTF8)");
     TiXmlElement* root = objStyleXmlDoc.RootElement();
+    Controls controls(root);
     diag::trace(diag::Kind::debug, DIAG_PLACE(kSensorFile), "dnaCmdList.cmd_cnt(%d)\n", dnaCmdList.cmd_cnt);
     const int count = std::min<int>(dnaCmdList.cmd_cnt, kDynamicCmdsMax);
     for (int i = 0; i < count; ++i)
@@ -167,9 +232,9 @@ int getDnaStyle(const char* szStyle, std::string& strOut)
                            "(void*)(&dnaParamList))");
         if (cmd == IA_CMD_MAX_SHUTTER || cmd == IA_CMD_FIX_SHUTTER)
         {
-            keepStoredShutter(root, i, static_cast<int>(cmd), dnaParamList);
+            keepStoredShutter(controls, i, static_cast<int>(cmd), dnaParamList);
         }
-        diag::reportUnless(SNS_SUCCESS == doDnaStyle(root, static_cast<int>(cmd), &dnaParamList),
+        diag::reportUnless(SNS_SUCCESS == doDnaStyle(controls, static_cast<int>(cmd), dnaParamList),
                            DIAG_PLACE(kSensorFile),
                            "SNS_SUCCESS == doDnaStyle(objStyleXmlDoc.RootElement(), dnaCmdList.cmd_list[i], "
                            "&dnaParamList)");
@@ -177,7 +242,7 @@ int getDnaStyle(const char* szStyle, std::string& strOut)
     if (getshowWDRFalg())
     {
         TiXmlElement* node = nullptr;
-        getNodebyCmdId(root, kWdrHiddenId, node);
+        getNodebyCmdId(controls, kWdrHiddenId, node);
         DeleteNode(root, node);
     }
     objStyleXmlDoc.SaveFile("");  // contract: the document has no file name, so nothing is written

@@ -1,6 +1,7 @@
 #include "TextFile.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -8,6 +9,11 @@
 #include "XmlCheck.h"
 
 namespace config {
+namespace {
+
+constexpr INT64 kRoomMax = PTRDIFF_MAX - 1;  // and a terminator: no object is larger, and on 32 bits INT64 is
+
+}  // namespace
 
 INT64 textLength(INT64 fileLength)
 {
@@ -18,7 +24,7 @@ INT64 textLength(INT64 fileLength)
 bool makeRoom(char*& text, INT64 length)
 {
     const std::size_t size = static_cast<std::size_t>(std::max<INT64>(length, 0)) + 1;
-    void* room = std::realloc(text, size);
+    void* room = length <= kRoomMax ? std::realloc(text, size) : nullptr;
     if (room == nullptr)
     {
         if (text != nullptr)

@@ -5,6 +5,7 @@
 #include <cctype>
 #include <charconv>
 #include <cstdint>
+#include <cstring>
 
 namespace config {
 namespace {
@@ -12,6 +13,24 @@ namespace {
 using Octet = unsigned char;
 
 constexpr Octet kAlphaFrom = 127;  // the parser takes every byte from here on for a letter
+
+// The length of the ASCII characters at the start of the text, as far as whole words of it show them.
+std::size_t leadingAscii(std::string_view text)
+{
+    using Word = std::uint64_t;
+    constexpr Word kLow = 0x0101010101010101u;
+    constexpr Word kHigh = kLow << 7;
+    std::size_t length = 0;
+    for (Word word; length + sizeof word <= text.size(); length += sizeof word)
+    {
+        std::memcpy(&word, text.data() + length, sizeof word);
+        if (((word | (word - kLow)) & kHigh) != 0)  // a byte above 127, or one that is 0
+        {
+            break;
+        }
+    }
+    return length;
+}
 
 // Bytes that a character with this lead byte has; 0 for a byte that cannot lead.
 std::size_t lengthByLead(Octet lead)
@@ -34,6 +53,34 @@ bool secondFits(Octet lead, Octet second)
     const Octet high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
     return low <= second && second <= high;
 }
+
+// The parser asks the C library about every byte. What that says of ASCII is the same in every locale and known
+// here; asking costs more than all the rest of the scan.
+bool isBlank(char c)
+{
+    const Octet octet = static_cast<Octet>(c);
+    return c == ' ' || (octet >= '\t' && octet <= '\r') || (octet >= 0x80 && std::isspace(octet) != 0);
+}
+
+constexpr bool isNameStart(Octet octet)
+{
+    const bool isLetter = (octet >= 'a' && octet <= 'z') || (octet >= 'A' && octet <= 'Z');
+    return isLetter || octet == '_' || octet >= kAlphaFrom;
+}
+
+constexpr std::array<bool, 256> nameParts()
+{
+    std::array<bool, 256> parts = {};
+    for (int octet = 0; octet < 256; ++octet)
+    {
+        const bool isDigit = octet >= '0' && octet <= '9';
+        parts[octet] =
+            isNameStart(static_cast<Octet>(octet)) || isDigit || octet == '-' || octet == '.' || octet == ':';
+    }
+    return parts;
+}
+
+constexpr std::array<bool, 256> kNameParts = nameParts();
 
 // digits are of the base, or there are none.
 bool isCharacterNumber(std::string_view digits, int base)
@@ -80,37 +127,37 @@ private:
                           [](Octet a, Octet b) { return a < 128 && std::tolower(a) == b; });
     }
 
-    static bool isBlank(char c) { return std::isspace(static_cast<Octet>(c)) != 0; }
-
-    static bool isNameStart(char c)
-    {
-        const Octet octet = static_cast<Octet>(c);
-        return octet >= kAlphaFrom || std::isalpha(octet) != 0 || c == '_';
-    }
-
-    static bool isNamePart(char c)
-    {
-        return isNameStart(c) || std::isdigit(static_cast<Octet>(c)) != 0 || c == '-' || c == '.' || c == ':';
-    }
-
     // Byte order marks and non-characters count as blanks wherever blanks are skipped.
+    bool isAtSpecialBlank() const
+    {
+        return at(m_nPos) == '\xEF' && (isAt("\xEF\xBB\xBF") || isAt("\xEF\xBF\xBE") || isAt("\xEF\xBF\xBF"));
+    }
+
     void skipBlanks()
     {
         for (;;)
         {
-            if (isAt("\xEF\xBB\xBF") || isAt("\xEF\xBF\xBE") || isAt("\xEF\xBF\xBF"))
-            {
-                m_nPos += 3;
-            }
-            else if (!atEnd() && isBlank(at(m_nPos)))
-            {
-                ++m_nPos;
-            }
-            else
+            m_nPos = skipWhile(isBlank);
+            if (!isAtSpecialBlank())
             {
                 return;
             }
+            m_nPos += 3;
         }
+    }
+
+    // The position of the next byte that does not fit. A position of its own while it looks: bytes that are read
+    // might be a member's, so that a member would be written to memory for each of them.
+    template <typename Fits>
+    std::size_t skipWhile(Fits fits) const
+    {
+        const std::string_view text = m_text;
+        std::size_t pos = m_nPos;
+        while (pos < text.size() && fits(text[pos]))
+        {
+            ++pos;
+        }
+        return pos;
     }
 
     bool node()
@@ -119,7 +166,7 @@ private:
         {
             return m_nOpen > 0 && text();
         }
-        if (m_nOpen > 0 && isAt("</"))
+        if (m_nOpen > 0 && at(m_nPos + 1) == '/')
         {
             return endTag();
         }
@@ -128,6 +175,10 @@ private:
 
     bool markup()
     {
+        if (isNameStart(static_cast<Octet>(at(m_nPos + 1))))
+        {
+            return element();
+        }
         if (isAtIgnoringCase("<?xml"))
         {
             return declaration();
@@ -139,10 +190,6 @@ private:
         if (isAt("<![CDATA["))
         {
             return skipPast("]]>", 9) && !atEnd();
-        }
-        if (isNameStart(at(m_nPos + 1)))
-        {
-            return element();
         }
         return skipPast(">", 1);
     }
@@ -200,12 +247,12 @@ private:
         {
             m_stShape.attributes = std::max(m_stShape.attributes, attributes);
             skipBlanks();
-            if (isAt("/"))
+            if (at(m_nPos) == '/')
             {
                 m_nPos += 2;
                 return at(m_nPos - 1) == '>';
             }
-            if (isAt(">"))
+            if (at(m_nPos) == '>')
             {
                 ++m_nPos;
                 m_names[m_nOpen++] = name;
@@ -235,14 +282,11 @@ private:
     std::string_view readName()
     {
         const std::size_t start = m_nPos;
-        if (!isNameStart(at(start)))
+        if (!isNameStart(static_cast<Octet>(at(start))))
         {
             return {};
         }
-        while (!atEnd() && isNamePart(at(m_nPos)))
-        {
-            ++m_nPos;
-        }
+        m_nPos = skipWhile([](char c) { return kNameParts[static_cast<Octet>(c)]; });
         return m_text.substr(start, m_nPos - start);
     }
 
@@ -291,19 +335,22 @@ private:
     // Stops at the end character; false if there is none.
     bool textUpTo(char end)
     {
-        while (!atEnd() && at(m_nPos) != end)
+        for (;;)
         {
-            if (at(m_nPos) == '&' && at(m_nPos + 1) == '#' && m_nPos + 2 < m_text.size())
+            m_nPos = skipWhile([end](char c) { return c != end && c != '&'; });
+            if (atEnd() || m_text[m_nPos] == end)
             {
-                if (!characterReference())
-                {
-                    return false;
-                }
-                continue;
+                return !atEnd();
             }
-            ++m_nPos;
+            if (at(m_nPos + 1) != '#' || m_nPos + 2 >= m_text.size())
+            {
+                ++m_nPos;
+            }
+            else if (!characterReference())
+            {
+                return false;
+            }
         }
-        return !atEnd();
     }
 
     // The parser looks for the next ";" and reads the digits backwards from there to the nearest "x" or "#",
@@ -343,7 +390,7 @@ private:
 
 bool isStrictUtf8(std::string_view text)
 {
-    std::size_t i = 0;
+    std::size_t i = leadingAscii(text);
     while (i < text.size())
     {
         const Octet lead = static_cast<Octet>(text[i]);
@@ -364,6 +411,7 @@ bool isStrictUtf8(std::string_view text)
             }
         }
         i += length;
+        i += length == 1 ? 0 : leadingAscii(text.substr(i));
     }
     return true;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include <tinyxml.h>
 
@@ -29,6 +30,9 @@ public:
     TiXmlDocument* document();
 
 private:
+    // text is terminated, if it is no longer than what is accepted.
+    bool load(std::string_view text, TiXmlEncoding encoding);
+
     // False, with an empty text, for a text that LoadMem would refuse.
     bool print(std::string& text) const;
 

@@ -34,17 +34,14 @@ void copyText(char (&target)[size], const std::string& text)
     std::memcpy(target, text.data(), std::min(text.size(), size - 1));
 }
 
-// Every field but nModuleId and nSchemeSum: other threads may be reading those two.
-void zeroRecord(SysConfig& sysConf)
+// Every field that initSysConf does not set itself.
+void clearRest(SysConfig& sysConf)
 {
     copyText(sysConf.moduleConfig.szName, kUnknownName);
     copyText(sysConf.moduleConfig.szShortName, kUnknownName);
-    copyText(sysConf.moduleConfig.szParameters, "");
-    copyText(sysConf.moduleConfig.szDetail, "");
     sysConf.nUIFileSum = 0;
     sysConf.pUIFiles = nullptr;
     sysConf.szUIStyle = nullptr;
-    sysConf.nDeviceType = 0;
 }
 
 // The report goes under place.
@@ -84,7 +81,7 @@ int loadText(const std::string& fileName, char*& text)
 
 int initSysConf(const ModuleConfigure& p_objModuleConfigure, SysConfig* p_stSysConf)
 {
-    zeroRecord(*p_stSysConf);
+    clearRest(*p_stSysConf);
     diag::sharedStore(p_stSysConf->moduleConfig.nModuleId, p_objModuleConfigure.getModuleId());
     copyText(p_stSysConf->moduleConfig.szDetail, p_objModuleConfigure.getDetail());
     copyText(p_stSysConf->moduleConfig.szParameters, p_objModuleConfigure.getParameters());

@@ -3,6 +3,7 @@
 #include "ControllerFlags.h"
 #include "ControllerUnit.h"
 #include "ISensorController.h"
+#include "ServiceWord.h"
 #include "SharedWord.h"
 #include "ia_ioctrl.h"
 
@@ -58,7 +59,9 @@ bool ISensorController::applyRecord(const diag::Place& place, u32 index, KeyVal&
     diag::tracePlain(Kind::debug, "====================== set %s (%d,%d) func:%s ia_cmd:%d =====================\n",
                      row.szKeyName, static_cast<int>(record.key), static_cast<int>(record.value), row.szHandlerName,
                      static_cast<int>(row.cmd));
-    const int status = (this->*row.handler)(row.cmd, IA_CMD_OPT_SET, &record.value);
+    ServiceWord word(record.value);
+    const int status = (this->*row.handler)(row.cmd, IA_CMD_OPT_SET, word.data());
+    record.value = word.value();
     if (status == SNS_SUCCESS)
     {
         return true;

@@ -1,6 +1,7 @@
 #include "KeyCmdMap.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <iterator>
 
@@ -14,32 +15,65 @@ u32 g_nKeyCmdNum = 100;
 
 namespace {
 
-constexpr char kNoHandler[] = "NULL";
+// The handlers and, behind them, their absence.
+#define SNS_HANDLERS(HANDLER) \
+    HANDLER(doIaCmd)          \
+    HANDLER(doIaCmd_User)     \
+    HANDLER(doImageAdjust)    \
+    HANDLER(doHwdr)           \
+    HANDLER(doDIS)            \
+    HANDLER(doMirror)         \
+    HANDLER(doBeaway)         \
+    HANDLER(doDNThr)          \
+    HANDLER(doDNTime)
 
+enum class HandlerIndex : std::uint8_t
+{
+#define HANDLER(handler) handler,
+    SNS_HANDLERS(HANDLER) none,
+#undef HANDLER
+};
+
+struct HandlerRow
+{
+    keycmd_handler function;
+    const char* name;
+};
+
+constexpr HandlerRow kHandlers[] = {
+#define HANDLER(handler) {&ISensorController::handler, "&ISensorController::" #handler},
+    SNS_HANDLERS(HANDLER) {nullptr, "NULL"},
+#undef HANDLER
+};
+#undef SNS_HANDLERS
+
+// Numbers alone: addresses would have to be relocated at every start, three a row.
 struct TableRow
 {
-    u32 key;
-    u32 cmd;
-    keycmd_handler handler;
-    const char* keyName;
-    const char* handlerName;
+    std::uint16_t key;
+    std::uint16_t cmd;
+    HandlerIndex handler;
 };
 
 constexpr TableRow kTable[] = {
-#define SNS_KEY(name, key, ia, cmd, handler) \
-    {name, ia, &ISensorController::handler, #name, "&ISensorController::" #handler},
-#define SNS_STORED_KEY(name, key) {name, 0, nullptr, #name, kNoHandler},
+#define SNS_KEY(name, key, ia, cmd, handler) {name, ia, HandlerIndex::handler},
+#define SNS_STORED_KEY(name, key) {name, 0, HandlerIndex::none},
 #include "SensorKeys.def"
 };
 
-// Rows without a handler, told by their command: under UBSan g++ 12 does not take the comparison of a member
-// pointer for a constant.
+// The names of the rows' keys, one behind the other, terminated each.
+constexpr char kKeyNames[] =
+#define SNS_KEY(name, key, ia, cmd, handler) #name "\0"
+#define SNS_STORED_KEY(name, key) #name "\0"
+#include "SensorKeys.def"
+    ;
+
 constexpr u32 storedOnly()
 {
     u32 count = 0;
     for (const TableRow& row : kTable)
     {
-        count += row.cmd == 0 ? 1 : 0;
+        count += row.handler == HandlerIndex::none ? 1 : 0;
     }
     return count;
 }
@@ -59,26 +93,29 @@ constexpr bool keysAreUnique()
     return true;
 }
 
-constexpr bool fits(const char* text, u32 size)
+constexpr u32 lengthOf(const char* text)
 {
     u32 length = 0;
     while (text[length] != '\0')
     {
         ++length;
     }
-    return length < size;
+    return length;
 }
 
 constexpr bool namesFit()
 {
-    for (const TableRow& row : kTable)
+    const char* name = kKeyNames;
+    for (u32 i = 0; i < std::size(kTable); ++i)
     {
-        if (!fits(row.keyName, sizeof(keycmd::szKeyName)) || !fits(row.handlerName, sizeof(keycmd::szHandlerName)))
+        const HandlerRow& handler = kHandlers[static_cast<u32>(kTable[i].handler)];
+        if (lengthOf(name) >= sizeof(keycmd::szKeyName) || lengthOf(handler.name) >= sizeof(keycmd::szHandlerName))
         {
             return false;
         }
+        name += lengthOf(name) + 1;
     }
-    return true;
+    return *name == '\0';
 }
 
 static_assert(std::size(kTable) == kKeyCmdRows, "the map has 87 rows");
@@ -91,13 +128,16 @@ static_assert(namesFit(), "names fit their fields, terminator included");
 keycmd* newKeyCmdMap(u32 capacity)
 {
     keycmd* const map = new keycmd[std::max(capacity, kKeyCmdRows)]();
+    const char* keyName = kKeyNames;
     for (u32 i = 0; i < kKeyCmdRows; ++i)
     {
+        const HandlerRow& handler = kHandlers[static_cast<u32>(kTable[i].handler)];
         map[i].key = kTable[i].key;
         map[i].cmd = kTable[i].cmd;
-        map[i].handler = kTable[i].handler;
-        std::strcpy(map[i].szKeyName, kTable[i].keyName);
-        std::strcpy(map[i].szHandlerName, kTable[i].handlerName);
+        map[i].handler = handler.function;
+        std::strcpy(map[i].szKeyName, keyName);
+        std::strcpy(map[i].szHandlerName, handler.name);
+        keyName += lengthOf(keyName) + 1;
     }
     return map;
 }
@@ -106,13 +146,13 @@ int ISensorController::findFromKeyCmdMap(const keycmd* p_pKeyCmdMap, unsigned in
 {
     // The bound is the global count, so the zeroed spare rows are never reached.
     const u32 rows = p_pKeyCmdMap == nullptr ? 0 : diag::sharedLoad(g_nKeyCmdNum);
-    for (u32 i = 0; i < rows; ++i)
+    const keycmd* const end = p_pKeyCmdMap + rows;
+    const keycmd* const found =
+        std::find_if(p_pKeyCmdMap, end, [p_nKey](const keycmd& row) { return row.key == p_nKey; });
+    if (found != end)
     {
-        if (p_pKeyCmdMap[i].key == p_nKey)
-        {
-            p_stKeyCmd = p_pKeyCmdMap[i];
-            return static_cast<int>(i);
-        }
+        p_stKeyCmd = *found;
+        return static_cast<int>(found - p_pKeyCmdMap);
     }
     // contract: misspelling kept
     diag::tracePlain(diag::Kind::debug, "cand not find key-cmd while key=%d\n", static_cast<int>(p_nKey));

@@ -23,8 +23,6 @@ using diag::Kind;
 
 namespace {
 
-constexpr std::size_t kInfraredFieldSize = 14;  // characters of "(isInfrared=0)"
-
 // What a licence-plate camera's scheme 1, its night scheme, starts with.
 constexpr int kLprNightScheme = 1;
 constexpr KeyVal kLprNightValues[] = {
@@ -133,7 +131,7 @@ void ISensorController::detectLpr()
     const char* const detail = g_stSysConf.moduleConfig.szDetail;
     const bool namesVariant =
         std::strstr(detail, "(isInfrared=0)") != nullptr || std::strstr(detail, "(isInfrared=1)") != nullptr;
-    if (std::strlen(detail) < kInfraredFieldSize || !namesVariant)
+    if (!namesVariant)
     {
         // contract: never taken back, not by the init of a factory reset either
         m_bLPR = true;

@@ -5,6 +5,7 @@
 #include "ISensorController.h"
 #include "KeyValText.h"
 #include "SensorKeyVal.h"
+#include "ServiceWord.h"
 #include "StringHandler.h"
 #include "ia_ioctrl.h"
 
@@ -93,8 +94,11 @@ bool ISensorController::getParameter(int p_nKey, int& p_nVal)
         p_nVal = static_cast<int>(stored);
         return true;
     }
+    ServiceWord word(static_cast<u32>(p_nVal));
+    const int status = doIaCmd(p_nKey, IA_CMD_OPT_GET, word.data());
+    p_nVal = static_cast<int>(word.value());
     // contract: the detail has no line end
-    return diag::reportUnless(doIaCmd(p_nKey, IA_CMD_OPT_GET, &p_nVal) == SNS_SUCCESS, CONTROLLER_PLACE,
+    return diag::reportUnless(status == SNS_SUCCESS, CONTROLLER_PLACE,
                               "SNS_SUCCESS == doIaCmd(p_nKey, IA_CMD_OPT_GET, &p_nVal)", "get key(%d) val from 2a err",
                               p_nKey);
 }

@@ -42,5 +42,4 @@ void updateDebugLevel()
     }
     diag::sharedStore(g_nDebugLevel, nextNumber(file, kDefaultLevel));
     diag::sharedStore(g_bEnAssert, nextNumber(file, 0) != 0);
-    file.close();
 }

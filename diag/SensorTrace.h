@@ -23,6 +23,12 @@ enum class Kind
 // controller's files report under one name. line is data where readers of the log rely on it, else __LINE__.
 struct Place
 {
+    // Not an aggregate: compilers keep aggregates of addresses as data, to be relocated at every start, one a report.
+    constexpr Place(const char* sourceUnit, const char* functionName, const char* fullSignature, int lineNumber)
+        : unit(sourceUnit), function(functionName), signature(fullSignature), line(lineNumber)
+    {
+    }
+
     const char* unit;
     const char* function;
     const char* signature;

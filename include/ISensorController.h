@@ -28,8 +28,11 @@ struct Place;
 ///   Unlocked          takes no lock and works on the schemes in memory: safe beside the sensor thread and other
 ///                     calls, but not while resetParameters, init or uinit run
 /// Thread-safe operations that use the parameters are serialised by the one mutex. The sensor thread never takes
-/// it: it keeps clear of switches, reloads and resets by the busy bits of m_nFlags. The mutex is not recursive: the
-/// image-adjust service and the video module must not call back into the controller.
+/// it: it keeps clear of switches, reloads and resets by the busy bits of m_nFlags. The mutex is not recursive: while
+/// the image-adjust service or the video module is in a call, it may use of the controller only what takes no lock
+/// (everything under "image-adjust service and video module" and "lens and direct controls", getDNMode,
+/// parseSensorParameter and SensorCheck), on whatever thread it likes. Any other operation would lock the mutex a
+/// second time, or on another thread wait for the very call that waits for it.
 class SENSORDLL_API ISensorController
 {
 public:
@@ -138,7 +141,8 @@ public:
     /// Sensor check request "(a,b,c)"; with b = 2 the answer replaces the text. The service's status.
     /// contract: 0 too for text that cannot be parsed. std::out_of_range for fewer than three items. Thread-safe.
     int SensorCheck(std::string& p_strText);
-    /// From the current scheme, or from the service if the scheme lacks the key. Thread-safe.
+    /// From the current scheme, or from the service if the scheme lacks the key: of a command with a longer record,
+    /// its first word. p_nVal is as the service left it on failure. Thread-safe.
     bool getParameter(int p_nKey, int& p_nVal);
     bool getMirrorValue(int& p_nVal);
 

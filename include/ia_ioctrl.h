@@ -92,6 +92,6 @@ static_assert(sizeof(ia_sensor_check_st) == 16, "layout shared with the service"
 /// Applies, reads or describes one command; opt is an ia_cmd_opt_e. Defined by the host.
 /// Returns 0 on success, anything else is a failure (the library's traces single out -1, -4 and -5).
 /// Thread-safe by contract: called from the host's threads and from "SensorThread" at the same time, often under the
-/// controller's mutex, so it must not call back into the controller.
+/// controller's mutex, so it must not call back into the controller, but for what takes no lock (ISensorController.h).
 /// Visible in hosts that hide their symbols by default, too: the library finds it when it is loaded.
 extern "C" SENSORDLL_API int ia_ioctrl(ia_cmd_e cmd, int opt, void* data);

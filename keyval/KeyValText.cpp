@@ -17,7 +17,7 @@ bool isDigit(char c)
 // Reads a number as "%d" of scanf does and takes it off the text; false without digits. Clamped to 32 bits.
 bool takeNumber(std::string_view& text, int& number)
 {
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front())) != 0)
+    while (!text.empty() && !isDigit(text.front()) && std::isspace(static_cast<unsigned char>(text.front())) != 0)
     {
         text.remove_prefix(1);
     }

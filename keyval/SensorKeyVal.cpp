@@ -1,6 +1,7 @@
 #include "SensorKeyVal.h"
 
 #include <algorithm>
+#include <charconv>
 #include <climits>
 
 #include "KeyValText.h"
@@ -20,17 +21,27 @@ int findKey(const KeyVal* keyval, u32 count, u32 key)
     return found == end ? -1 : static_cast<int>(found - keyval);
 }
 
+constexpr std::size_t kNumberLength = sizeof "-2147483648" - 1;
+
+void appendPair(std::string& text, int key, int value)
+{
+    char pair[kNumberLength + kNumberLength + 3];
+    char* const comma = pair + 1 + kNumberLength;
+    pair[0] = '(';
+    char* position = std::to_chars(pair + 1, comma, key).ptr;
+    *position++ = ',';
+    position = std::to_chars(position, comma + 1 + kNumberLength, value).ptr;
+    *position++ = ')';
+    text.append(pair, position);
+}
+
 }  // namespace
 
 void keyval_st2str(std::string& p_strText, const KeyVal* p_pKeyval, u32 p_nKeyvalNum)
 {
     for (u32 i = 0; i < p_nKeyvalNum; ++i)
     {
-        p_strText += '(';
-        p_strText += std::to_string(static_cast<int>(p_pKeyval[i].key));
-        p_strText += ',';
-        p_strText += std::to_string(static_cast<int>(diag::sharedLoad(p_pKeyval[i].value)));
-        p_strText += ')';
+        appendPair(p_strText, static_cast<int>(p_pKeyval[i].key), static_cast<int>(diag::sharedLoad(p_pKeyval[i].value)));
     }
 }
 

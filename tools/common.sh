@@ -105,7 +105,8 @@ build_preset() {
         rm -rf "$folder/configured" "$folder/CMakeCache.txt" "$folder/CMakeFiles"
     fi
     # Later changes of CMake files are noticed by ninja, those of the presets are not.
-    if ! [ "$folder/configured" -nt CMakePresets.json ]; then
+    if ! [ -f "$folder/configured" ] ||
+        [ -n "$(find CMakePresets.json cmake/presets -type f -newer "$folder/configured" -print -quit)" ]; then
         say "configuring $folder"
         if command -v ccache >/dev/null; then
             export CMAKE_CXX_COMPILER_LAUNCHER=ccache

@@ -61,7 +61,8 @@ public:
     /// False, with an empty line, at the end of the file, on failure and when not open.
     bool ReadOneLine(std::string& line);
 
-    /// Whether there is anything at path.
+    /// Whether there is anything at path. True also when that cannot be found out, on a disk that fails or in a
+    /// folder that may not be searched: whoever believes that a file is missing will make it anew.
     static bool exists(const char* path);
 
 private:

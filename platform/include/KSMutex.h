@@ -19,6 +19,8 @@ public:
     void Unlock(const char* file, int line);
 
 private:
+    bool isOwner() const;
+
     std::mutex mutex_;
     std::atomic<std::thread::id> owner_{std::thread::id()};
 

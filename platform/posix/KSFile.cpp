@@ -188,7 +188,20 @@ bool KSFile::ReadOneLine(std::string& line)
 
 bool KSFile::exists(const char* path)
 {
-    return path != nullptr && access(path, F_OK) == 0;
+    if (path == nullptr)
+    {
+        return false;
+    }
+    int failure = EINTR;
+    while (failure == EINTR)
+    {
+        if (access(path, F_OK) == 0)
+        {
+            return true;
+        }
+        failure = errno;  // asked once: this is called before every message
+    }
+    return failure != ENOENT && failure != ENOTDIR && failure != ENAMETOOLONG;
 }
 
 // The position goes back to where the caller believes it is.

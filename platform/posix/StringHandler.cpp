@@ -10,10 +10,10 @@ void StringHandler::split(const std::string& text, const std::string& separator,
     {
         for (std::size_t end = text.find(separator); end != std::string::npos; end = text.find(separator, begin))
         {
-            pieces.push_back(text.substr(begin, end - begin));
+            pieces.emplace_back(text, begin, end - begin);
             begin = end + separator.size();
         }
     }
-    pieces.push_back(text.substr(begin));
+    pieces.emplace_back(text, begin);
     items = std::move(pieces);
 }

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -81,6 +82,21 @@ TEST_F(DynamicStyle, OnlyAllowedItemsStayAndTheDefaultIsPreselected)
     allow(2368, 2, {0, 2});
     EXPECT_EQ("", rewrite("<S><T key=\"a\">" + control(2368, 1, {0, 1, 2, 3}) + control(34, 50, {1}) + "</T></S>"));
     EXPECT_EQ(printed("<S><T key=\"a\">" + control(2368, 2, {0, 2}) + control(34, 50, {1}) + "</T></S>"), m_strStyle);
+}
+
+TEST_F(DynamicStyle, ControlsInsideARemovedItemGoWithItAndThoseInsideAKeptOneAreRewritten)
+{
+    m_service.setDynamicCommands({768, 144, 34});
+    m_service.setAllowedValues(768, 2, {2});
+    m_service.setAllowedValues(144, 7, {});
+    m_service.setAllowedValues(34, 9, {});
+    rewrite("<S><P id=\"768\" value=\"1\">"
+            "<I index=\"1\"><P id=\"144\" value=\"0\"/><P id=\"34\" value=\"0\"/></I>"
+            "<I index=\"2\"><P id=\"144\" value=\"0\"/></I>"
+            "</P><P id=\"34\" value=\"0\"/></S>");
+    EXPECT_EQ(printed("<S><P id=\"768\" value=\"2\"><I index=\"2\"><P id=\"144\" value=\"7\"/></I></P>"
+                      "<P id=\"34\" value=\"9\"/></S>"),
+              m_strStyle);
 }
 
 TEST_F(DynamicStyle, WithoutDynamicCommandsTheStyleIsOnlyPrintedAnew)
@@ -235,7 +251,10 @@ TEST_F(DynamicStyle, StyleIsNotSavedAnywhere)
     std::string style = "<S/>";
     std::string out;
     const auto before = folders();
+    const std::filesystem::path home = std::filesystem::current_path();
+    std::filesystem::current_path("/tmp");  // where a relative name would do harm
     EXPECT_EQ(SNS_SUCCESS, getDnaStyle(style.c_str(), out));
+    std::filesystem::current_path(home);
     EXPECT_EQ(before, folders());
 }
 

@@ -6,7 +6,10 @@
 #include "ExpectedReports.h"
 
 #include <gmock/gmock.h>
+#include <sys/mman.h>
 
+#include <climits>
+#include <cstring>
 #include <string>
 
 using support::DiskFailure;
@@ -95,6 +98,19 @@ TEST_F(LoadFromFile, ImpossibleLengthsFailWithoutTouchingTheBuffer)
     EXPECT_EQ("........", m_strBuffer);
 }
 
+TEST_F(LoadFromFile, LongestPossibleLengthReadsWhatThereIsAndFails)
+{
+    // As much room as is said: a kernel may look at all of it. Untouched pages take no memory.
+    void* const room = mmap(nullptr, INT_MAX, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    ASSERT_NE(MAP_FAILED, room);
+    char* const text = static_cast<char*>(room);
+    std::memset(text, '.', 8);
+    writeFile(scheme(), "abc");
+    EXPECT_EQ(-1, loadFromFile(scheme().c_str(), text, INT_MAX));
+    EXPECT_EQ("abc.....", std::string(text, 8));
+    munmap(room, INT_MAX);
+}
+
 TEST_F(LoadFromFile, TracesThePathFromLevelSixOn)
 {
     writeFile(scheme(), "abcdef");
@@ -116,6 +132,13 @@ TEST_F(LoadFromFile, TracesThePathOfAMissingFileAndOfAnImpossibleLengthToo)
 class SaveToFile : public SensorFileTest
 {
 };
+
+TEST_F(SaveToFile, LongestPossibleLengthIsTriedAndOneMoreIsNot)
+{
+    // Nothing is read of the data while there is no file.
+    EXPECT_EQ(2, support::timesSaid(outputOf([] { EXPECT_EQ(-1, save(kNoFolder, "", INT_MAX)); }), "fun:saveToFile"));
+    EXPECT_EQ(1, support::timesSaid(outputOf([] { EXPECT_EQ(-1, save(kNoFolder, "", 1LL << 31)); }), "fun:saveToFile"));
+}
 
 TEST_F(SaveToFile, ReplacesTheWholeFile)
 {

@@ -4,9 +4,15 @@
 
 namespace {
 
+const bool kShownAtFirst = g_bShowWDRFalg;  // before any test had a chance to change it
+
+TEST(ShowWdrFlag, IsOnInANewProgram)
+{
+    EXPECT_TRUE(kShownAtFirst);
+}
+
 TEST(ShowWdrFlag, IsSetAndReadUnderItsMisspeltName)
 {
-    EXPECT_TRUE(getshowWDRFalg());
     setshowWDRFalg(false);
     EXPECT_FALSE(getshowWDRFalg());
     EXPECT_FALSE(g_bShowWDRFalg);

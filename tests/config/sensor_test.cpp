@@ -108,6 +108,21 @@ TEST_F(SysConfTest, RecordIsFilledFromModuleMachineAndStyle)
     EXPECT_STREQ("<S>\n    <T key=\"raw\" />\n</S>\n", m_stSysConf.szUIStyle);
 }
 
+TEST_F(SysConfTest, WhatTheRecordPointedAtBeforeIsLeftAlone)
+{
+    setFiles(support::kCameraDevice);
+    char text[] = "not on the heap";
+    UIFileEntry entry = {};
+    m_stSysConf.szUIStyle = text;
+    m_stSysConf.pUIFiles = &entry;
+    m_stSysConf.nUIFileSum = 1;
+    EXPECT_EQ(SNS_SUCCESS, initSysConf(m_objModule, &m_stSysConf));
+    EXPECT_STREQ("not on the heap", text);
+    EXPECT_STREQ("<S>\n    <T key=\"raw\" />\n</S>\n", m_stSysConf.szUIStyle);
+    EXPECT_EQ(nullptr, m_stSysConf.pUIFiles);
+    EXPECT_EQ(0U, m_stSysConf.nUIFileSum);
+}
+
 TEST_F(SysConfTest, TextsAreZeroBehindTheirEnd)
 {
     setFiles(support::kCameraDevice);

@@ -90,4 +90,11 @@ TEST_F(Walkers, RewriteStopsAtTheFirstItemWithoutIndex)
     EXPECT_EQ(0, doDnaStyle(root, 2, &attr));
 }
 
+TEST_F(Walkers, RewriteOfTheControlItselfFailsWithTheSameNumber)
+{
+    ia_dynamic_params_attr_st attr = {};
+    EXPECT_EQ(-1, doDnaStyle(load("<P id='1'><I/></P>"), 1, &attr));
+    EXPECT_EQ(0, doDnaStyle(load("<P id='1'><I index='0'/></P>"), 1, &attr));
+}
+
 }  // namespace

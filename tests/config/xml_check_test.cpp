@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <random>
 #include <string>
+#include <string_view>
 
 using config::isSafeXml;
 using config::isStrictUtf8;
@@ -93,6 +94,18 @@ INSTANTIATE_TEST_SUITE_P(
                     ByteCase{"ThirdByteIsNone", "\xE2\x82(", false},
                     ByteCase{"FourthByteIsNone", "\xF0\x9F\x98(", false}),
     support::ByName());
+
+TEST(StrictUtf8Text, WhatLiesBehindItsEndDoesNotCompleteACharacter)
+{
+    for (const std::string_view character : {"\xC3\xA4", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"})
+    {
+        EXPECT_TRUE(isStrictUtf8(character));
+        for (size_t length = 1; length < character.size(); ++length)
+        {
+            EXPECT_FALSE(isStrictUtf8(character.substr(0, length))) << character << " after " << length;
+        }
+    }
+}
 
 TEST(SafeXml, SizeIsAtMostFourMebibytes)
 {
@@ -256,6 +269,10 @@ INSTANTIATE_TEST_SUITE_P(
         DepthCase{"ByteOrderMarkBeforeAName", "<a><\xEF\xBB\xBF"
                                               "b><c/></b></a>",
                   3},
+        DepthCase{"ByteOrderMarkBeforeANameIsNoPartOfIt", "<a><\xEF\xBB\xBF"
+                                                          "b></b><c><d/></c></a>",
+                  3},
+        DepthCase{"CharacterLikeAByteOrderMarkIsAName", "<a><\xEF\xBC\xA1></\xEF\xBC\xA1><c><d/></c></a>", 3},
         DepthCase{"OpeningAtTheEnd", "<a><b/>text<", 2}),
     support::ByName());
 

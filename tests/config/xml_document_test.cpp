@@ -40,6 +40,21 @@ TEST_F(XmlDocumentTest, PrintsOneNodeALineIndentedByFourBlanks)
               m_objDocument.getXmlString());
 }
 
+TEST_F(XmlDocumentTest, PrintsWhatFollowsANodeThatIsNoElement)
+{
+    EXPECT_TRUE(load("<?xml version=\"1.0\"?><!-- one --><!TWO><a><!-- three --><?four?>five<b/></a>"));
+    EXPECT_EQ("<?xml version=\"1.0\" ?>\n"
+              "<!-- one -->\n"
+              "<!TWO>\n"
+              "<a>\n"
+              "    <!-- three -->\n"
+              "    <?four?>\n"
+              "    five\n"
+              "    <b />\n"
+              "</a>\n",
+              m_objDocument.getXmlString());
+}
+
 TEST_F(XmlDocumentTest, LoadingAgainReplacesTheDocument)
 {
     EXPECT_TRUE(load("<a/>"));
@@ -173,6 +188,26 @@ TEST_F(XmlDocumentTest, TextThatPrintsTooLongIsNeitherPrintedNorSaved)
     EXPECT_TRUE(m_objDocument.SaveFile(support::kMergedStyleFile));
     EXPECT_EQ(m_objDocument.getXmlString(), readFile(support::kMergedStyleFile));
     EXPECT_TRUE(load(readFile(support::kMergedStyleFile)));
+}
+
+TEST_F(XmlDocumentTest, TextMayPrintAsFourMebibytesAndNotAByteMore)
+{
+    const std::string head = "<a>\n    <b x=\"";
+    const std::string tail = "\" />\n</a>\n";
+    const std::string longest((4U << 20) - head.size() - tail.size(), 'x');
+    ASSERT_TRUE(load("<a><b x='" + longest + "'/></a>"));
+    EXPECT_EQ(head + longest + tail, m_objDocument.getXmlString());
+    ASSERT_TRUE(load("<a><b x='" + longest + "y'/></a>"));
+    EXPECT_EQ("", m_objDocument.getXmlString());
+    // Cut where it is full, it would look whole.
+    ASSERT_TRUE(load("<a><b x='" + longest + "'/></a><c/>"));
+    EXPECT_EQ("", m_objDocument.getXmlString());
+}
+
+TEST_F(XmlDocumentTest, ParsingCountsNoRows)
+{
+    ASSERT_TRUE(load("<a>\n\n<b/></a>"));
+    EXPECT_EQ(1, m_objDocument.RootElement()->FirstChildElement()->Row());
 }
 
 TEST_F(XmlDocumentTest, TextThatCouldNotBeReadAgainIsNeitherPrintedNorSaved)

@@ -45,6 +45,19 @@ TEST_F(Dispatch, CommandGoesToTheServiceUnchangedAndItsStatusComesBack)
     EXPECT_EQ((Sent{2353, 0, 7}), service_.all().front());
 }
 
+TEST_F(Dispatch, CommandWithoutDataIsTracedAsZero)
+{
+    setDebug(6);
+    service_.answer(34, 0,
+                    [](u32, int, void* data)
+                    {
+                        EXPECT_EQ(nullptr, data);
+                        return 0;
+                    });
+    EXPECT_TRUE(saysOnly(outputOf([&] { EXPECT_EQ(0, c().doIaCmd(34, 0, nullptr)); }),
+                         traceOf(34, 0, 0, "begin") + traceOf(34, 0, 0, "end")));
+}
+
 TEST_F(Dispatch, EveryOptionIsPassedOn)
 {
     for (const int opt : {0, 1, 3, 4})

@@ -1,5 +1,6 @@
 #include "ControllerFixture.h"
 
+#include "ShellCommands.h"
 #include "WaitingCall.h"
 
 using support::kController;
@@ -79,6 +80,15 @@ TEST_F(FactoryReset, BringsBackTheStateOfAFirstStart)
     int mode = 0;
     c().getParamMode(mode);
     EXPECT_EQ(1, mode);
+}
+
+TEST_F(FactoryReset, RemovesTheSchemeFilesByOneShellCommandOfAtMostThirtySeconds)
+{
+    support::forgetShellCommands();
+    reset();
+    ASSERT_EQ(1U, support::shellCommands().size());
+    EXPECT_EQ("rm -rf /mnt/mtd/code/config*/sensor*", support::shellCommands()[0].text);
+    EXPECT_EQ(30, support::shellCommands()[0].limitSeconds);
 }
 
 TEST_F(FactoryReset, ThreadRunsAfterwardsAndChoosesTheScheme)

@@ -159,6 +159,13 @@ protected:
     const keycmd* map() { return ControllerProbe::keyCmdMap(c()); }
 };
 
+TEST_F(KeyCmdMap, NoMapHasNoRow)
+{
+    keycmd row = {};
+    EXPECT_EQ(-1, c().findFromKeyCmdMap(nullptr, KEY_BRIGHTNESS, row));
+    EXPECT_EQ(0U, row.key);
+}
+
 TEST_F(KeyCmdMap, HasRoomForAHundredRowsBeforeTheFirstInit)
 {
     EXPECT_EQ(100U, kRowsAtStart);

@@ -146,6 +146,14 @@ TEST_F(ParameterApplication, UnknownKeyIsReportedAndSentWithItsNumberAsTheComman
     EXPECT_EQ((std::vector<Sent>{{34, 0, 60}, {4711, 0, 5}}), service_.all());
 }
 
+TEST_F(ParameterApplication, UnknownKeyIsSentInBulkToo)
+{
+    setFlags(support::kInitialisedBit | support::kSwitchingBit);
+    outputOf([&] { EXPECT_EQ(0, apply({{4711, 5}}, false)); });
+    setFlags(support::kInitialisedBit);
+    EXPECT_EQ((std::vector<Sent>{{4711, 0, 5}}), service_.all());
+}
+
 TEST_F(ParameterApplication, UnknownKeyPrintsItsSubstituteRow)
 {
     setDebug(6);
@@ -196,6 +204,15 @@ TEST_F(ParameterApplication, NewestRecordDuringASwitchNamesTheFlag)
     setFlags(support::kInitialisedBit | support::kSwitchingBit);
     setDebug(6);
     EXPECT_EQ(plain("ignore, (34,50) is newest, m_nFlags.switching_flag(1), m_nLastScheme(1), m_nCurScheme(0)!!!\n"),
+              outputOf([&] { apply({{KEY_BRIGHTNESS, 50}}, true); }));
+    setFlags(support::kInitialisedBit);
+}
+
+TEST_F(ParameterApplication, NewestRecordDuringAReloadOrResetNamesNoSwitch)
+{
+    setFlags(support::kInitialisedBit | support::kReloadBit | support::kResetBit);
+    setDebug(6);
+    EXPECT_EQ(plain("ignore, (34,50) is newest, m_nFlags.switching_flag(0), m_nLastScheme(-1), m_nCurScheme(0)!!!\n"),
               outputOf([&] { apply({{KEY_BRIGHTNESS, 50}}, true); }));
     setFlags(support::kInitialisedBit);
 }

@@ -163,6 +163,18 @@ TEST_F(SchedulingRule, SchemeOfFewerThanFiveRecordsHasNoWindow)
     EXPECT_EQ(3, judgedScheme(12, 0));
 }
 
+TEST_F(SchedulingRule, SchemeOfFiveRecordsHasAWindow)
+{
+    files_.parameters.clear();
+    files_.extraElements.clear();
+    bringUp();
+    ASSERT_EQ(5U, ControllerProbe::keyValSum(c()));
+    setWindow(0, true, 8, 0, 18, 0);
+    EXPECT_EQ(0, judgedScheme(12, 0));
+    makeCurrent(0);
+    EXPECT_EQ(0, c().paramCheck());
+}
+
 TEST_F(SchedulingRule, RuleWithoutRecordsChoosesTheDefaultScheme)
 {
     files_.style = "<Style/>";

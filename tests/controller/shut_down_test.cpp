@@ -36,6 +36,19 @@ TEST_F(ShutDown, UninitReleasesAndResets)
     EXPECT_TRUE(c().getSensorStatus());
 }
 
+TEST_F(ShutDown, UninitEmptiesTheListOfUserInterfaceTexts)
+{
+    bringUp();
+    UIFileEntry entry = {};
+    g_stSysConf.pUIFiles = &entry;
+    g_stSysConf.nUIFileSum = 1;
+    c().uinit();
+    initialised_ = false;
+    EXPECT_EQ(nullptr, g_stSysConf.pUIFiles);
+    EXPECT_EQ(0U, g_stSysConf.nUIFileSum);
+    EXPECT_EQ(nullptr, g_stSysConf.szUIStyle);
+}
+
 TEST_F(ShutDown, UninitPrintsNothing)
 {
     bringUp();

@@ -98,6 +98,21 @@ TEST_F(StartUpPlate, PlateCameraWithoutTheNightKeysSkipsThem)
     EXPECT_EQ(0U, storedValue(1, KEY_DN_MODE));
 }
 
+TEST_F(StartUpPlate, PlateCameraOfAHundredParametersUsesAllTheRoomAndNotMore)
+{
+    files_.parameters.clear();
+    for (int key = 1000; key < 1095; ++key)
+    {
+        files_.parameters.push_back({key, key});
+    }
+    useDevice(8, "(max_scheme=3)");
+    initOutput();
+    ASSERT_EQ(100U, Probe::keyValSum(c()));
+    EXPECT_EQ(recordsOf(readFile(schemeFile(0))), recordsOf(readFile(schemeFile(1))));
+    support::outputOf([this] { c().LPR_switch_to(3); });  // AddressSanitizer finds nothing behind the last record
+    EXPECT_EQ(1094U, Probe::keyValBuf(c())[99].value);
+}
+
 TEST_F(StartUpPlate, OnlyTheFirstRecordOfANightKeyIsChanged)
 {
     files_.parameters = {{144, 1}, {144, 5}};

@@ -8,6 +8,7 @@ using support::asserted;
 using support::kController;
 using support::kInitialisedBit;
 using support::kInitialisingBit;
+using support::outputOf;
 using support::plain;
 using support::readFile;
 using support::says;
@@ -205,9 +206,10 @@ TEST_F(StartUp, ThreadThatCannotStartIsReported)
 {
     pthread_attr_t usual;
     ASSERT_EQ(0, pthread_getattr_default_np(&usual));
+    constexpr size_t wholeAddressSpace = ~size_t{0xffff};
     pthread_attr_t impossible;
     ASSERT_EQ(0, pthread_attr_init(&impossible));
-    ASSERT_EQ(0, pthread_attr_setstacksize(&impossible, size_t{1} << 46));
+    ASSERT_EQ(0, pthread_attr_setstacksize(&impossible, wholeAddressSpace));
     ASSERT_EQ(0, pthread_setattr_default_np(&impossible));
     const std::string output = initOutput();
     ASSERT_EQ(0, pthread_setattr_default_np(&usual));
@@ -321,6 +323,15 @@ TEST_F(StartUp, WideDynamicRangeIsOfferedUnlessAStreamRunsAtFiftyOrSixty)
         initOutput();
         EXPECT_EQ(tried.offered, getshowWDRFalg()) << testing::PrintToString(tried.rates);
     }
+}
+
+TEST_F(StartUp, WideDynamicRangeIsOfferedWithoutAVideoModule)
+{
+    setshowWDRFalg(false);
+    construct();
+    c().setVideoStreamModule(nullptr);
+    EXPECT_EQ("", outputOf([&] { EXPECT_TRUE(initialise()); }));
+    EXPECT_TRUE(getshowWDRFalg());
 }
 
 TEST_F(StartUp, StreamsAreAskedForWhenTheBitsAreSettled)

@@ -1,3 +1,4 @@
+#include "ShellCommands.h"
 #include "StartUpFixture.h"
 
 using support::asserted;
@@ -62,12 +63,23 @@ TEST_F(StartUpVersion, OtherVersionRemovesEverySensorFileBelowEveryConfigFolderA
     EXPECT_TRUE(support::fileExists("/mnt/mtd/code/myconfig/sensor0.cfg"));
 }
 
+TEST_F(StartUpVersion, RemovalIsOneShellCommandOfAtMostThirtySeconds)
+{
+    support::forgetShellCommands();
+    initOutput();
+    ASSERT_EQ(1U, support::shellCommands().size());
+    EXPECT_EQ("rm -rf /mnt/mtd/code/config*/sensor*", support::shellCommands()[0].text);
+    EXPECT_EQ(30, support::shellCommands()[0].limitSeconds);
+}
+
 TEST_F(StartUpVersion, VersionEightRemovesNothing)
 {
     writeFile(support::kVersionFile, std::string("\x08\0\0\0", 4));
     writeFile("/mnt/mtd/code/config_old/sensor.txt", "x");
+    support::forgetShellCommands();
     initOutput();
     EXPECT_TRUE(support::fileExists("/mnt/mtd/code/config_old/sensor.txt"));
+    EXPECT_TRUE(support::shellCommands().empty());
 }
 
 const char kVersionExpression[] =

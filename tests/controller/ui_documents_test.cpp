@@ -164,6 +164,26 @@ TEST_F(UiDocuments, EmptyListGivesEmptyTexts)
     EXPECT_EQ("", c().getUILanguageFile(1));
 }
 
+TEST_F(UiDocuments, ListAndCountAreBothNeeded)
+{
+    provideLanguages();
+    g_stSysConf.nUIFileSum = 0;
+    EXPECT_EQ("", c().getUICommonFile(5));
+    g_stSysConf.nUIFileSum = static_cast<u32>(entries_.size());
+    g_stSysConf.pUIFiles = nullptr;
+    EXPECT_EQ("", c().getUICommonFile(5));
+    g_stSysConf.pUIFiles = entries_.data();
+}
+
+TEST_F(UiDocuments, EntriesBehindTheCountAreNotSearched)
+{
+    provideLanguages();
+    g_stSysConf.nUIFileSum = 1;
+    EXPECT_EQ("common five", c().getUICommonFile(2));
+    EXPECT_EQ("language five", c().getUILanguageFile(2));
+    g_stSysConf.nUIFileSum = static_cast<u32>(entries_.size());
+}
+
 TEST_F(UiDocuments, NullTextIsALogicErrorAndLeavesTheMutexFree)
 {
     provideLanguages();

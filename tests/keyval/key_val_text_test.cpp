@@ -61,6 +61,7 @@ TEST(KeyValToText, ItemsStandOneBehindTheOther)
 TEST(KeyValToText, ExtremeWordsAreWhole)
 {
     EXPECT_EQ("(-1,-2147483648)(2147483647,-1)", textOf({{0xFFFFFFFFU, 0x80000000U}, {0x7FFFFFFFU, 0xFFFFFFFFU}}));
+    EXPECT_EQ("(-2147483648,-2147483648)(-2147483648,5)", textOf({{0x80000000U, 0x80000000U}, {0x80000000U, 5}}));
 }
 
 struct TextCase
@@ -130,7 +131,13 @@ INSTANTIATE_TEST_SUITE_P(
         TextCase{"TwoClosingsBeforeTheOpening", "))(1,2)", {{1, 2}, {1, 2}, {1, 2}}},
         TextCase{"TheRestMayReachBeyondTheNextClosing", ")x(1)(2,3)", {{1, 0}, {1, 0}, {2, 3}}},
         TextCase{"ClosingWithoutAnyLaterOpening", "(1,2)))", {{1, 2}}},
-        TextCase{"ClosingBeforeAnUnfinishedItem", ")x(1,2", {{1, 2}}}),
+        TextCase{"ClosingBeforeAnUnfinishedItem", ")x(1,2", {{1, 2}}},
+        TextCase{"ClosingRightBeforeTheOpeningAtTheEnd", ")(", {}},
+        TextCase{"ClosingFurtherBeforeTheOpeningAtTheEnd", ")x(", {}},
+        TextCase{"ClosingBeforeAnItemOfABlank", ")x( ", {{0, 0}}},
+        TextCase{"ClosingBeforeAnItemOfASign", ")x(-", {{0, 0}}},
+        TextCase{"ClosingBeforeAnItemOfANumber", ")x(+7", {{7, 0}}},
+        TextCase{"ClosingBeforeAnItemWithoutValue", ")x(7,", {{7, 0}}}),
     support::ByName());
 
 TEST(KeyValFromTextBound, StopsWhenTheRecordsAreFull)

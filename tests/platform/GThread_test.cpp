@@ -14,12 +14,14 @@
 #include "ClockTest.h"
 #include "Eventually.h"
 #include "KestraTime.h"
+#include "StopBeforeSleep.h"
 
 namespace {
 
 using platform_tests::ClockTest;
 using platform_tests::eventually;
 using platform_tests::kBound;
+using platform_tests::StopBeforeSleep;
 
 constexpr long kForever = 1000000000;  // seconds
 
@@ -253,6 +255,22 @@ TEST(GThread, NoStopIsLostHoweverItMeetsTheWait)
         }
         ASSERT_TRUE(thread.stop());
     }
+}
+
+TEST(GThread, AStopBetweenTheLastLookAndTheSleepWakesTheSleeper)
+{
+    for (const double speed : {0.0, 10.0})
+    {
+        SCOPED_TRACE(speed);
+        host::setClock(speed == 0.0 ? nullptr : std::make_shared<host::ScaledClock>(speed));
+        const StopBeforeSleep moment;
+        GThread thread(sleepForever, "moment", &GThread::emptyFun, &GThread::emptyFun);
+        ASSERT_TRUE(thread.start());
+        ASSERT_TRUE(moment.waitUntilHeldUp());
+        EXPECT_TRUE(thread.stop());
+        EXPECT_FALSE(moment.wasWokenTooEarly());
+    }
+    host::setClock(nullptr);
 }
 
 TEST(GThread, StopEndsAWaitOnAScaledClock)

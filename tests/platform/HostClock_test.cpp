@@ -246,6 +246,18 @@ TEST(ManualClock, AdvanceMovesWallAndMonotonicTimeOverMidnight)
     EXPECT_EQ(local.tm_sec, 1);
 }
 
+// A signed word of seconds ends on 19 January 2038.
+TEST(ManualClock, CalendarGoesOnAfter2038)
+{
+    ManualClock clock(8, 15);
+    clock.advance(24h * 365 * 15);
+    const std::tm local = clock.localTime();
+    EXPECT_EQ(local.tm_year, 140);
+    EXPECT_EQ(local.tm_mon, 11);
+    EXPECT_EQ(local.tm_mday, 28);
+    EXPECT_EQ(minutesOf(local), 8 * 60 + 15);
+}
+
 TEST(ManualClock, NeverGoesBack)
 {
     ManualClock clock(8, 0);

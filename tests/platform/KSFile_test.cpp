@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <filesystem>
 #include <type_traits>
 
 #include "PrivateTree.h"
@@ -56,6 +57,19 @@ TEST(KSFile, AnObjectThatIsNotOpenAnswersFailure)
     EXPECT_EQ(line, "");
     EXPECT_FALSE(file.close());
     EXPECT_EQ(byte, 'x');
+}
+
+TEST_F(KSFileTest, FileBeyondTwoGigabytesOpensAndTellsItsLength)
+{
+    constexpr INT64 kLength = 5LL << 30;
+    writeFile(kPath, "abc");
+    std::filesystem::resize_file(kPath, kLength);  // a hole, which takes no room on the disk
+    KSFile file;
+    ASSERT_TRUE(file.open(kPath, KSFile::modeRead));
+    EXPECT_EQ(file.getLength(), kLength);
+    char bytes[3] = {};
+    EXPECT_EQ(file.read(bytes, 3), 3);
+    EXPECT_EQ(std::string(bytes, 3), "abc");
 }
 
 TEST_F(KSFileTest, ReadsUpToTheEnd)
@@ -177,6 +191,19 @@ TEST_F(KSFileTest, ExistsIsTrueForAnythingThatIsThere)
     EXPECT_FALSE(KSFile::exists(nullptr));
     EXPECT_TRUE(KSFile::exists(kFolder));
     writeFile(kPath, "");
+    EXPECT_TRUE(KSFile::exists(kPath));
+}
+
+TEST_F(KSFileTest, NothingExistsWhereNothingCanBe)
+{
+    writeFile(kPath, "");
+    EXPECT_FALSE(KSFile::exists((std::string(kPath) + "/below").c_str()));
+    EXPECT_FALSE(KSFile::exists((std::string(kFolder) + "/" + std::string(NAME_MAX + 1, 'a')).c_str()));
+}
+
+TEST_F(KSFileTest, WhatCannotBeLookedForCountsAsThere)
+{
+    ASSERT_EQ(symlink(kPath, kPath), 0);  // leads nowhere but to itself
     EXPECT_TRUE(KSFile::exists(kPath));
 }
 

@@ -209,6 +209,15 @@ TEST_F(StagedFileOrderTest, AFolderThatCannotBeBroughtToTheDiskIsNotTouched)
     EXPECT_EQ(filesIn(kFolder), kAlone);
 }
 
+// Who believed that there is none would put the factory's values in the place of what a user saved.
+TEST_F(StagedFileOrderTest, AFileThatCannotBeLookedForCountsAsThere)
+{
+    writeFile(kPath, "old");
+    ASSERT_EQ(chmod(kFolder, 0), 0);
+    EXPECT_TRUE(asAnybody([] { return KSFile::exists(kPath); }));
+    ASSERT_EQ(chmod(kFolder, 0755), 0);
+}
+
 // ---- links -------------------------------------------------------------------------------------------------
 
 TEST_F(StagedFileOrderTest, ALinkToNothingStaysALinkAndItsTargetAppears)

@@ -120,6 +120,12 @@ void FakeService::onCall(Hook hook)
     hook_ = std::move(hook);
 }
 
+void FakeService::intercept(Interceptor interceptor)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    interceptor_ = std::move(interceptor);
+}
+
 u32 FakeService::stored(u32 cmd) const
 {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -183,13 +189,18 @@ void FakeService::clearCalls()
 int FakeService::call(u32 cmd, int opt, void* data)
 {
     ServiceCall call{cmd, opt, std::vector<u32>(wordsOf(cmd, opt)), std::this_thread::get_id()};
-    std::memcpy(call.words.data(), data, call.words.size() * sizeof(u32));
+    if (data != nullptr)
+    {
+        std::memcpy(call.words.data(), data, call.words.size() * sizeof(u32));
+    }
     Answer answer;
     Hook hook;
+    Interceptor interceptor;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         calls_.push_back(call);
         hook = hook_;
+        interceptor = interceptor_;
         const auto found = answers_.find({cmd, opt});
         if (found != answers_.end())
         {
@@ -199,6 +210,14 @@ int FakeService::call(u32 cmd, int opt, void* data)
     if (hook)
     {
         hook(call);
+    }
+    if (interceptor)
+    {
+        const std::optional<int> status = interceptor(cmd, opt, data);
+        if (status)
+        {
+            return *status;
+        }
     }
     return answer ? answer(cmd, opt, data) : builtIn(cmd, opt, data);
 }

@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -45,6 +46,8 @@ public:
     using Answer = std::function<int(u32 cmd, int opt, void* data)>;
     // Runs before the answer, outside the lock.
     using Hook = std::function<void(const ServiceCall& call)>;
+    // Runs before answer and built-in behaviour, outside the lock; a status ends the call, none lets it go on.
+    using Interceptor = std::function<std::optional<int>(u32 cmd, int opt, void* data)>;
 
     FakeService();
     ~FakeService();
@@ -65,6 +68,7 @@ public:
     void setCameraVersion(std::string text);
 
     void onCall(Hook hook);
+    void intercept(Interceptor interceptor);
 
     // What the service holds for a command.
     u32 stored(u32 cmd) const;
@@ -93,6 +97,7 @@ private:
     std::map<u32, std::pair<int, std::vector<int>>> allowed_;
     std::string cameraVersion_ = "fake camera";
     Hook hook_;
+    Interceptor interceptor_;
     std::vector<ServiceCall> calls_;
     FakeService* previous_;
 };

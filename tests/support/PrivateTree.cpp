@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "Sandbox.h"
+#include "TraceMark.h"
 
 namespace support {
 namespace {
@@ -23,6 +24,16 @@ const char* const kFolders[] = {
     "/mnt/mtd/log",
     "/hd1/moduleConfig/sensorConfig/style",
     "/hd1/moduleConfig/sensorConfig/styleDiversity",
+};
+
+// While it lives, this thread is the host that lays out files, and not what is tested.
+class FixtureMark
+{
+public:
+    FixtureMark() { traceMark("fixture-begin"); }
+    ~FixtureMark() { traceMark("fixture-end"); }
+    FixtureMark(const FixtureMark&) = delete;
+    FixtureMark& operator=(const FixtureMark&) = delete;
 };
 
 [[noreturn]] void fail(const std::string& message)
@@ -50,6 +61,7 @@ std::string schemeFile(int scheme)
 void wipeTree()
 {
     requirePrivateTree();
+    const FixtureMark mark;
     fs::remove_all("/mnt/mtd");
     fs::remove_all("/hd1/moduleConfig");
     fs::remove(kMergedStyleFile);
@@ -67,12 +79,14 @@ bool fileExists(const std::string& path)
 void removeFile(const std::string& path)
 {
     requirePrivateTree();
+    const FixtureMark mark;
     fs::remove(path);
 }
 
 void writeFile(const std::string& path, const std::string& bytes)
 {
     requirePrivateTree();
+    const FixtureMark mark;
     fs::create_directories(fs::path(path).parent_path());
     std::ofstream stream(path, std::ios::binary | std::ios::trunc);
     stream << bytes;
@@ -110,6 +124,7 @@ void setDebug(int level, std::optional<int> assertSwitch)
     const std::string staged = std::string(kDebugMarkerFile) + ".new";
     writeFile(staged, std::to_string(level) + "\n" +
                           (assertSwitch ? std::to_string(*assertSwitch) + "\n" : std::string()));
+    const FixtureMark mark;
     fs::rename(staged, kDebugMarkerFile);
 }
 

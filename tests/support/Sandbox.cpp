@@ -3,12 +3,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -25,12 +27,22 @@ constexpr unsigned kCapSysAdmin = 21;  // bit of CapEff in /proc/self/status
 
 const char* const kPrivateFolders[] = {"mnt", "hd1", "tmp"};
 
+// Empty unless the tests are built for another processor than this machine's.
+const std::vector<std::string> kEmulator = {SENSORDLL_EMULATOR};
+constexpr char kBoardLibraries[] = SENSORDLL_SYSROOT;
+
 std::string firstLine(const fs::path& file)
 {
     std::ifstream stream(file);
     std::string line;
     std::getline(stream, line);
     return line;
+}
+
+bool isAtOrBelow(const fs::path& path, const fs::path& folder)
+{
+    const fs::path relative = path.lexically_relative(folder);
+    return !relative.empty() && *relative.begin() != "..";
 }
 
 bool hasSysAdmin()
@@ -67,6 +79,7 @@ public:
             fs::create_directory(root_ / folder);
             std::ofstream(root_ / folder / kTokenFile) << root_.filename().string() << '\n';
         }
+        std::ofstream(root_.string() + kStartedFile);
     }
 
     ~Tree()
@@ -80,7 +93,11 @@ public:
 
     const fs::path& root() const { return root_; }
     std::string token() const { return root_.filename().string(); }
-    bool programStarted() const { return fs::exists(root_.string() + kStartedFile); }
+    bool programStarted() const
+    {
+        std::error_code missing;
+        return !fs::is_empty(root_.string() + kStartedFile, missing) && !missing;
+    }
 
 private:
     fs::path root_;
@@ -91,9 +108,12 @@ void addSystemFolders(std::vector<std::string>& arguments)
     arguments.insert(arguments.end(), {"--ro-bind", "/usr", "/usr", "--ro-bind", "/etc", "/etc"});
     for (const char* folder : {"/bin", "/sbin", "/lib", "/lib32", "/lib64", "/libx32"})
     {
-        if (fs::is_symlink(folder))
+        // An emulator may show a board's folder of that name, which is no link.
+        std::error_code noLink;
+        const fs::path target = fs::read_symlink(folder, noLink);
+        if (!noLink)
         {
-            arguments.insert(arguments.end(), {"--symlink", fs::read_symlink(folder).string(), folder});
+            arguments.insert(arguments.end(), {"--symlink", target.string(), folder});
         }
         else
         {
@@ -104,8 +124,29 @@ void addSystemFolders(std::vector<std::string>& arguments)
     arguments.insert(arguments.end(), {"--dev-bind", "/dev", "/dev", "--bind", "/proc", "/proc"});
 }
 
+void addPrivateFolders(const Tree& tree, bool isInMemory, std::vector<std::string>& arguments)
+{
+    const auto addMount = [&](const char* option, const std::string& path)
+    { arguments.insert(arguments.end(), {option, tree.root().string() + path, path}); };
+    for (const char* folder : kPrivateFolders)
+    {
+        const std::string path = std::string("/") + folder;
+        if (!isInMemory)
+        {
+            addMount("--bind", path);
+            continue;
+        }
+        arguments.insert(arguments.end(), {"--tmpfs", path});
+        addMount("--ro-bind", path + "/" + kTokenFile);
+    }
+    if (isInMemory)
+    {
+        addMount("--bind", kStartedFile);
+    }
+}
+
 // Private folders first: sources and build tree may lie below /tmp or /mnt and are then put on top.
-std::vector<std::string> sandboxArguments(const Tree& tree, char** argv, bool unshareUser)
+std::vector<std::string> sandboxArguments(const Tree& tree, char** argv, const TreeOptions& options, bool unshareUser)
 {
     std::vector<std::string> arguments = {"bwrap"};
     if (unshareUser)
@@ -113,16 +154,23 @@ std::vector<std::string> sandboxArguments(const Tree& tree, char** argv, bool un
         arguments.push_back("--unshare-user");
     }
     addSystemFolders(arguments);
-    for (const char* folder : kPrivateFolders)
-    {
-        arguments.insert(arguments.end(), {"--bind", (tree.root() / folder).string(), std::string("/") + folder});
-    }
+    addPrivateFolders(tree, options.isInMemory, arguments);
     for (const char* folder : {SENSORDLL_SOURCE_DIR, SENSORDLL_BINARY_DIR})
     {
         arguments.insert(arguments.end(), {"--ro-bind", folder, folder});
     }
+    for (const SharedPath& shared : options.shared)
+    {
+        arguments.insert(arguments.end(), {shared.isWritable ? "--bind" : "--ro-bind", shared.path, shared.path});
+    }
+    if (*kBoardLibraries != '\0')
+    {
+        arguments.insert(arguments.end(), {"--ro-bind", kBoardLibraries, kBoardLibraries});
+    }
     arguments.insert(arguments.end(), {"--setenv", kTokenVariable, tree.token(), "--die-with-parent", "--chdir", "/"});
-    arguments.insert(arguments.end(), {"--", fs::read_symlink("/proc/self/exe").string()});
+    arguments.push_back("--");
+    arguments.insert(arguments.end(), kEmulator.begin(), kEmulator.end());
+    arguments.push_back(fs::read_symlink("/proc/self/exe").string());
     for (char** argument = argv + 1; *argument != nullptr; ++argument)
     {
         arguments.push_back(*argument);
@@ -152,6 +200,29 @@ int runAndWait(const std::vector<std::string>& arguments)
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
+// Put on top of a private folder, the machine's own would be what the program works on.
+bool hidesPrivateFolder(const fs::path& shared)
+{
+    return std::any_of(std::begin(kPrivateFolders), std::end(kPrivateFolders), [&](const char* folder)
+                       { return isAtOrBelow(fs::path("/") / folder, shared.lexically_normal()); });
+}
+
+// Says what is wrong with what the program is to share.
+bool canShare(const std::vector<SharedPath>& shared)
+{
+    for (const SharedPath& path : shared)
+    {
+        if (hidesPrivateFolder(path.path))
+        {
+            std::fprintf(stderr, "%s cannot be shared: /mnt, /hd1 and /tmp are this program's own while it runs. "
+                                 "Start it in another folder and give it files or folders below these.\n",
+                         path.path.c_str());
+            return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 bool insidePrivateTree()
@@ -172,15 +243,25 @@ bool insidePrivateTree()
     return true;
 }
 
-int runInPrivateTree(char** argv)
+int runInPrivateTree(char** argv, const TreeOptions& options)
 {
+    if (std::getenv(kTokenVariable) != nullptr)
+    {
+        // Once more would be without end.
+        std::fprintf(stderr, "started for a private file tree that is not there: unset %s\n", kTokenVariable);
+        return kCannotRun;
+    }
+    if (!canShare(options.shared))
+    {
+        return kCannotRun;
+    }
     // A container's root often lacks what mounting needs, and gets it in a user namespace of its own.
     const bool unshareUser = geteuid() == 0 && !hasSysAdmin();
     const Tree tree;
-    int status = runAndWait(sandboxArguments(tree, argv, unshareUser));
+    int status = runAndWait(sandboxArguments(tree, argv, options, unshareUser));
     if (status != 0 && !tree.programStarted())
     {
-        status = runAndWait(sandboxArguments(tree, argv, !unshareUser));
+        status = runAndWait(sandboxArguments(tree, argv, options, !unshareUser));
     }
     if (status != 0 && !tree.programStarted())
     {

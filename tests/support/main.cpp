@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 
 #include "Sandbox.h"
@@ -18,6 +21,33 @@ bool onlyLists(int argc, char** argv)
     return false;
 }
 
+// While a test takes standard output away from the library, it takes it from its own failures, too: these go to
+// standard error then.
+class FailuresInSight : public testing::EmptyTestEventListener
+{
+public:
+    FailuresInSight() { fstat(STDOUT_FILENO, &atStart_); }
+
+private:
+    void OnTestPartResult(const testing::TestPartResult& result) override
+    {
+        if (result.failed() && isTakenAway())
+        {
+            const char* const file = result.file_name();
+            std::fprintf(stderr, "%s:%d: Failure\n%s\n", file != nullptr ? file : "unknown file", result.line_number(),
+                         result.message());
+        }
+    }
+
+    bool isTakenAway() const
+    {
+        struct stat now{};
+        return fstat(STDOUT_FILENO, &now) != 0 || now.st_dev != atStart_.st_dev || now.st_ino != atStart_.st_ino;
+    }
+
+    struct stat atStart_{};
+};
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -27,5 +57,6 @@ int main(int argc, char** argv)
         return support::runInPrivateTree(argv);
     }
     testing::InitGoogleMock(&argc, argv);
+    testing::UnitTest::GetInstance()->listeners().Append(new FailuresInSight);
     return RUN_ALL_TESTS();
 }

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <cstdio>
 
+#include "TraceMark.h"
+
 namespace support {
 namespace {
 
@@ -166,6 +168,16 @@ std::vector<std::string> SystemCamera::reports()
     return texts;
 }
 
+int SystemCamera::flush()
+{
+    const int result = controller_->flush();
+    if (result == 0)
+    {
+        traceMark("saved");
+    }
+    return result;
+}
+
 void SystemCamera::saveWindow(int index, int startHour, int startMinute, int endHour, int endMinute, int enabled)
 {
     EXPECT_TRUE(c().setParamMode(0));
@@ -174,7 +186,7 @@ void SystemCamera::saveWindow(int index, int startHour, int startMinute, int end
                              std::to_string(startMinute) + ")(8003," + std::to_string(endHour) + ")(8004," +
                              std::to_string(endMinute) + ")";
     EXPECT_EQ(0, c().setParameters(text, true));
-    EXPECT_EQ(0, c().flush());
+    EXPECT_EQ(0, flush());
     EXPECT_TRUE(c().setParamMode(1));
 }
 

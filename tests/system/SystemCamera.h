@@ -62,6 +62,9 @@ protected:
     std::vector<std::string> refused();
     std::vector<std::string> reports();
 
+    // The library's; whoever records the test learns that what was saved must survive.
+    int flush();
+
     // Stores and saves a scheme's window; leaves the camera in scheduled mode.
     void saveWindow(int scheme, int startHour, int startMinute, int endHour, int endMinute, int enabled = 1);
 

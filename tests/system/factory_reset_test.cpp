@@ -67,7 +67,7 @@ TEST_P(FactoryResetSystem, BringsBackEveryFactoryValueInEveryScheme)
         if (i < GetParam().model.schemes)
         {
             ASSERT_EQ(0, c().setParameters("(34,61)(2353,62)(8000,1)(8001,1)(8003,2)", true));
-            ASSERT_EQ(0, c().flush());
+            ASSERT_EQ(0, flush());
         }
     }
     reset();
@@ -87,7 +87,7 @@ TEST_P(FactoryResetSystem, FilesAreThoseOfAFirstStart)
         first[file] = readFile(std::string(kConfigFolder) + "/" + file);
     }
     c().setParameter(KEY_BRIGHTNESS, 61, true);
-    ASSERT_EQ(0, c().flush());
+    ASSERT_EQ(0, flush());
     writeFile(schemeFile(99), "left over");
     reset();
     std::map<std::string, std::string> now;

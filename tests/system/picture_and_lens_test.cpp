@@ -184,7 +184,7 @@ TEST_F(PictureAndLens, FailingServiceStopsTheListThere)
 TEST_F(PictureAndLens, ReloadBringsBackWhatWasSavedLast)
 {
     ASSERT_EQ(0, c().setParameters("(34,61)", true));
-    ASSERT_EQ(0, c().flush());
+    ASSERT_EQ(0, flush());
     ASSERT_EQ(0, c().setParameters("(34,70)(2353,71)", true));
     EXPECT_TRUE(c().resetToLastParameters());
     EXPECT_EQ(61, value(KEY_BRIGHTNESS));

@@ -92,7 +92,7 @@ TEST_F(Schedule, WindowOverMidnightIsRefusedAndNeverHolds)
     c().setParamMode(0);
     c().setParamScheme(0);
     ASSERT_EQ(0, c().setParameters("(8000,1)(8001,22)(8002,0)(8003,6)(8004,0)", true));
-    EXPECT_EQ(507, c().flush());
+    EXPECT_EQ(507, flush());
     c().setParamMode(1);
     turnAt(0, 0);
     ASSERT_EQ(4, scheme());
@@ -108,7 +108,7 @@ TEST_F(Schedule, EachSchemeBringsItsOwnValuesAndSendsOnlyThose)
     c().setParamMode(0);
     c().setParamScheme(1);
     ASSERT_EQ(0, c().setParameters("(34,70)(2353,71)", true));
-    ASSERT_EQ(0, c().flush());
+    ASSERT_EQ(0, flush());
     c().setParamScheme(0);
     c().setParamMode(1);
     turnAt(17, 59);

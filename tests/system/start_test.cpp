@@ -103,7 +103,7 @@ TEST_P(EveryCamera, SavedValuesSurviveARestartAndOthersDoNot)
 {
     start();
     ASSERT_EQ(0, c().setParameters("(34,61)(2353,62)", true));
-    ASSERT_EQ(0, c().flush());
+    ASSERT_EQ(0, flush());
     ASSERT_EQ(0, c().setParameters("(2337,63)", true));
     restart();
     EXPECT_EQ(61, value(KEY_BRIGHTNESS));
@@ -122,7 +122,7 @@ TEST_P(EveryCamera, OnlyTheCurrentSchemeIsSaved)
     }
     ASSERT_EQ(0, scheme());
     c().setParameter(KEY_BRIGHTNESS, 61, true);
-    ASSERT_EQ(0, c().flush());
+    ASSERT_EQ(0, flush());
     EXPECT_NE(before[0], readFile(schemeFile(0)));
     for (int i = 1; i < GetParam().schemes; ++i)
     {
@@ -134,7 +134,7 @@ TEST_P(EveryCamera, OtherVersionStartsFromTheFactoryValues)
 {
     start();
     c().setParameter(KEY_BRIGHTNESS, 61, true);
-    ASSERT_EQ(0, c().flush());
+    ASSERT_EQ(0, flush());
     stop();
     writeFile(kVersionFile, std::string("\x07\0\0\0", 4));
     writeFile(schemeFile(40), "left over");
@@ -148,7 +148,7 @@ TEST_P(EveryCamera, LostVersionFileStartsFromTheFactoryValues)
 {
     start();
     c().setParameter(KEY_BRIGHTNESS, 61, true);
-    ASSERT_EQ(0, c().flush());
+    ASSERT_EQ(0, flush());
     stop();
     removeFile(kVersionFile);
     start();
@@ -159,7 +159,7 @@ TEST_P(EveryCamera, LostSchemeFileIsMadeAgainAlone)
 {
     start();
     c().setParameter(KEY_BRIGHTNESS, 61, true);
-    ASSERT_EQ(0, c().flush());
+    ASSERT_EQ(0, flush());
     stop();
     const std::string second = readFile(schemeFile(1));
     removeFile(schemeFile(1));
