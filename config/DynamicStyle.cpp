@@ -125,11 +125,11 @@ int rewriteControl(TiXmlElement& control, int cmd, const ia_dynamic_params_attr_
     return 0;
 }
 
-int doDnaStyle(Controls& controls, int cmd, const ia_dynamic_params_attr_st& attr)
+int doDnaStyle(Controls& controls, int cmd, const ia_dynamic_params_attr_st* attr)
 {
     const diag::Place place = DIAG_PLACE(kSensorFile);
     return controls.forEachWithId(
-        cmd, [&](TiXmlElement& control) { return rewriteControl(control, cmd, attr, place); });
+        cmd, [&](TiXmlElement& control) { return rewriteControl(control, cmd, *attr, place); });
 }
 
 int getNodebyCmdId(Controls& controls, int id, TiXmlElement*& found)
@@ -176,7 +176,7 @@ void keepStoredShutter(Controls& controls, int i, int cmd, ia_dynamic_params_att
 int doDnaStyle(TiXmlElement* elem, int cmd, const ia_dynamic_params_attr_st* attr)
 {
     Controls controls(elem);
-    return doDnaStyle(controls, cmd, *attr);
+    return doDnaStyle(controls, cmd, attr);
 }
 
 int getNodebyCmdId(TiXmlElement* elem, int id, TiXmlElement*& found)
@@ -234,7 +234,7 @@ int getDnaStyle(const char* szStyle, std::string& strOut)
         {
             keepStoredShutter(controls, i, static_cast<int>(cmd), dnaParamList);
         }
-        diag::reportUnless(SNS_SUCCESS == doDnaStyle(controls, static_cast<int>(cmd), dnaParamList),
+        diag::reportUnless(SNS_SUCCESS == doDnaStyle(controls, static_cast<int>(cmd), &dnaParamList),
                            DIAG_PLACE(kSensorFile),
                            "SNS_SUCCESS == doDnaStyle(objStyleXmlDoc.RootElement(), dnaCmdList.cmd_list[i], "
                            "&dnaParamList)");

@@ -39,6 +39,12 @@ TEST_F(Walkers, NullIsNoFailure)
     EXPECT_EQ(7, value);
 }
 
+TEST_F(Walkers, RewriteLooksAtTheAllowedValuesOnlyForAControl)
+{
+    EXPECT_EQ(0, doDnaStyle(nullptr, 1, nullptr));
+    EXPECT_EQ(0, doDnaStyle(load("<S><P id='2'/></S>"), 1, nullptr));
+}
+
 TEST_F(Walkers, NodeIsTheLastMatchOutsideOfOtherMatches)
 {
     TiXmlElement* root = load("<S><P id='1' n='1'/><T><P id=' 1x' n='2'><P id='1' n='3'/></P></T></S>");
