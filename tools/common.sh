@@ -1,5 +1,6 @@
 # shellcheck shell=bash
-# Sourced by run and check: what is missing is installed, progress is shown. Nothing here writes to standard output.
+# Sourced by run, check, bench and tools: what is missing is installed, progress is shown. Nothing here writes to
+# standard output.
 
 # What library, platform, simulator and sensorcam need.
 # shellcheck disable=SC2034  # used by the scripts that source this file
@@ -12,6 +13,12 @@ say() {
 die() {
     say "$@"
     exit 1
+}
+
+# For options that are wrong: no test has failed, no target was missed.
+wrong_usage() {
+    say "$@"
+    exit 2
 }
 
 as_root() {
