@@ -24,26 +24,88 @@ constexpr u32 kParametersMax = 100;
 constexpr unsigned char kInitialisedBit = 1 << 2;
 constexpr u32 kVersion = 8;
 
+// What the night scheme of a licence-plate camera starts with.
+constexpr KeyVal kNightValues[] = {
+    {KEY_DN_MODE, 0}, {KEY_MAX_SHUTTER, 18}, {KEY_METER_AREA, 1}, {KEY_IR_MODE, 2}, {KEY_IR_MANUAL_STRG_NEAR, 40},
+};
+
 UIFileEntry g_stUiFiles[2];
 
-std::vector<KeyVal> recordsOf(const std::string& bytes)
+// The scheme in force has been applied since: of several records with one key the last one's value is the key's then,
+// and wide dynamic range that is hidden is off.
+bool isLoadedValue(const std::vector<KeyVal>& scheme, std::size_t i, u32 loaded, bool isInForce)
 {
-    std::vector<KeyVal> records(bytes.size() / sizeof(KeyVal));
-    for (std::size_t i = 0; i < records.size(); ++i)
-    {
-        std::memcpy(&records[i], &bytes[i * sizeof(KeyVal)], sizeof(KeyVal));
-    }
-    return records;
+    const auto next = scheme.begin() + static_cast<long>(i) + 1;
+    const bool mayDiffer = scheme[i].key == KEY_WDR_MODE || std::find(next, scheme.end(), scheme[i]) != scheme.end();
+    return scheme[i].value == loaded || (isInForce && mayDiffer);
 }
 
-// What lies on the disk is in memory; what the file lacks is the factory's. Hidden wide dynamic range may be off.
-void requireLoaded(const std::vector<KeyVal>& memory, const std::string& file)
+// What lies on the disk is in memory, what the file lacks is the factory's.
+void requireLoaded(const std::vector<KeyVal>& scheme, bool isInForce, const std::string& file,
+                   const std::vector<KeyVal>& factory)
 {
-    const std::vector<KeyVal> records = recordsOf(file);
-    for (std::size_t i = 0; i < std::min(memory.size(), records.size()); ++i)
+    const std::vector<KeyVal> records = recordsOnDisk(file);
+    for (std::size_t i = 0; i < std::min(scheme.size(), records.size()); ++i)
     {
-        FUZZ_REQUIRE(memory[i].key == records[i].key);
-        FUZZ_REQUIRE(memory[i].value == records[i].value || memory[i].key == KEY_WDR_MODE);
+        FUZZ_REQUIRE(scheme[i].key == records[i].key);
+        FUZZ_REQUIRE(isLoadedValue(scheme, i, records[i].value, isInForce));
+    }
+    const std::size_t behindCut = records.size() + (readFile(file).size() % sizeof(KeyVal) == 0 ? 0 : 1);
+    for (std::size_t i = behindCut; i < scheme.size(); ++i)
+    {
+        FUZZ_REQUIRE(scheme[i].key == factory[i].key);
+        // The factory's own may have been switched off since, too.
+        const bool mayDiffer = scheme[i].key == KEY_WDR_MODE || scheme[i].key == KEY_SCHEME_ENABLE;
+        FUZZ_REQUIRE(mayDiffer || isLoadedValue(scheme, i, factory[i].value, isInForce));
+    }
+}
+
+void setFirst(std::vector<KeyVal>& scheme, const KeyVal& wanted)
+{
+    const auto record =
+        std::find_if(scheme.begin(), scheme.end(), [&wanted](const KeyVal& held) { return held.key == wanted.key; });
+    if (record != scheme.end())
+    {
+        record->value = wanted.value;
+    }
+}
+
+bool isCurrentVersion()
+{
+    const std::string bytes = readFile(kVersionFile);
+    u32 version = 0;
+    std::memcpy(&version, bytes.data(), std::min(bytes.size(), sizeof version));
+    return bytes.size() >= sizeof version && version == kVersion;
+}
+
+bool isScheme(const std::string& name)
+{
+    return name.compare(0, 6, "sensor") == 0 && !isStaged(name);
+}
+
+// A scheme file of a first start.
+void requireMadeAnew(u32 scheme, bool isLpr, const std::vector<KeyVal>& factory)
+{
+    std::vector<KeyVal> expected = factory;
+    if (!isLpr && scheme == 0)
+    {
+        setFirst(expected, {KEY_SCHEME_ENABLE, 1});
+    }
+    if (isLpr && scheme == 1)
+    {
+        for (const KeyVal& wanted : kNightValues)
+        {
+            setFirst(expected, wanted);
+        }
+    }
+    const std::string file = schemeFile(static_cast<int>(scheme));
+    FUZZ_REQUIRE(readFile(file).size() == expected.size() * sizeof(KeyVal));
+    const std::vector<KeyVal> records = recordsOnDisk(file);
+    for (std::size_t i = 0; i < records.size(); ++i)
+    {
+        FUZZ_REQUIRE(records[i].key == expected[i].key);
+        // Hidden, it is off in the factory's records once these have been applied.
+        FUZZ_REQUIRE(records[i].value == expected[i].value || records[i].key == KEY_WDR_MODE);
     }
 }
 
@@ -52,6 +114,17 @@ void requireLoaded(const std::vector<KeyVal>& memory, const std::string& file)
 std::string schemeFile(int scheme)
 {
     return std::string(kConfigFolder) + "/sensor" + std::to_string(scheme) + ".cfg";
+}
+
+std::vector<KeyVal> recordsOnDisk(const std::string& file)
+{
+    const std::string bytes = readFile(file);
+    std::vector<KeyVal> records(bytes.size() / sizeof(KeyVal));
+    for (std::size_t i = 0; i < records.size(); ++i)
+    {
+        std::memcpy(&records[i], &bytes[i * sizeof(KeyVal)], sizeof(KeyVal));
+    }
+    return records;
 }
 
 std::vector<AVStreamParam> FuzzedVideo::getStreamParams() const
@@ -74,17 +147,9 @@ Disk diskNow()
     return disk;
 }
 
-std::set<std::string> stagedFiles()
+bool isStaged(const std::string& name)
 {
-    std::set<std::string> names;
-    for (const auto& [name, status] : diskNow())
-    {
-        if (name.find(".new") != std::string::npos)
-        {
-            names.insert(name);
-        }
-    }
-    return names;
+    return name.find(".new") != std::string::npos;
 }
 
 CameraUnderTest::CameraUnderTest(ModuleConfigure module) : module_(std::move(module))
@@ -106,11 +171,12 @@ CameraUnderTest::~CameraUnderTest()
 
 void CameraUnderTest::bringUp()
 {
-    const std::set<std::string> leftovers = stagedFiles();
+    const Disk before = diskNow();
+    const bool keepsFiles = isCurrentVersion() || commandsRefused();
     controller_ = std::make_unique<ISensorController>();
     controller_->setVideoStreamModule(&video_);
     FUZZ_REQUIRE(controller_->init(module_));
-    requireStarted(leftovers);
+    requireStarted(before, keepsFiles);
     block_ = ControllerProbe::userKeyVal(*controller_)[0];
     isUp_ = true;
     fillUiFiles();
@@ -134,7 +200,7 @@ void CameraUnderTest::bringDown()
 
 void CameraUnderTest::factoryReset()
 {
-    const std::set<std::string> leftovers = stagedFiles();
+    const Disk before = diskNow();
     try
     {
         FUZZ_REQUIRE(controller_->resetParameters());
@@ -145,11 +211,16 @@ void CameraUnderTest::factoryReset()
         isUp_ = false;
         return;
     }
-    requireStarted(leftovers);
+    requireStarted(before, commandsRefused());
     FUZZ_REQUIRE(ControllerProbe::curScheme(*controller_) == -1);
     FUZZ_REQUIRE(ControllerProbe::paramMode(*controller_) == 1);
     FUZZ_REQUIRE(g_stSysConf.pUIFiles == nullptr && g_stSysConf.nUIFileSum == 0);
     fillUiFiles();
+}
+
+bool CameraUnderTest::hasTooManySchemes() const
+{
+    return g_stSysConf.nSchemeSum > kSchemesMax;
 }
 
 Memory CameraUnderTest::memory() const
@@ -182,26 +253,45 @@ void CameraUnderTest::requireSound() const
 }
 
 // What a power cut left beside a scheme stays until that scheme is written again; a start adds nothing to it.
-void CameraUnderTest::requireStarted(const std::set<std::string>& leftovers) const
+void CameraUnderTest::requireStarted(const Disk& before, bool keepsFiles) const
 {
     requireSound();
     FUZZ_REQUIRE(g_nKeyCmdNum == 87 && g_pKeyCmdMap == ControllerProbe::keyCmdMap(*controller_));
-    const Memory now = memory();
     if (!fs::is_directory(kConfigFolder))
     {
         return;
     }
+    const Memory now = memory();
+    const Disk disk = diskNow();
     for (u32 i = 0; i < now.scheduled(); ++i)
     {
         const std::string file = schemeFile(static_cast<int>(i));
-        FUZZ_REQUIRE(fs::exists(file));
-        requireLoaded(now.schemes[i], readFile(file));
+        const std::string name = fs::path(file).filename();
+        FUZZ_REQUIRE(disk.count(name) == 1);
+        requireLoaded(now.schemes[i], static_cast<int>(i) == now.current, file, now.schemes.back());
+        if (!keepsFiles || before.count(name) == 0)
+        {
+            requireMadeAnew(i, isLpr(), now.schemes.back());
+        }
     }
     const std::string version(reinterpret_cast<const char*>(&kVersion), sizeof kVersion);
     FUZZ_REQUIRE(fs::is_directory(kVersionFile) || readFile(kVersionFile) == version);
-    for (const std::string& name : stagedFiles())
+    requireNothingLost(before, disk, keepsFiles);
+}
+
+// What was saved is left alone, unless it is outdated or reset; a name that a writer uses while it writes is not
+// left behind.
+void CameraUnderTest::requireNothingLost(const Disk& before, const Disk& now, bool keepsFiles) const
+{
+    for (const auto& [name, file] : now)
     {
-        FUZZ_REQUIRE(leftovers.count(name) == 1);
+        FUZZ_REQUIRE(!isStaged(name) || before.count(name) == 1);
+    }
+    for (const auto& [name, file] : before)
+    {
+        const bool isKept = keepsFiles && isScheme(name);
+        const auto found = now.find(name);
+        FUZZ_REQUIRE(!isKept || (found != now.end() && found->second == file));
     }
 }
 

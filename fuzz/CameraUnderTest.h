@@ -2,7 +2,6 @@
 
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -30,7 +29,12 @@ constexpr char kDomeStyleFile[] = "/hd1/moduleConfig/sensorConfig/style/Style_do
 constexpr char kDiversityFile[] = "/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity.xml";
 constexpr char kDomeDiversityFile[] = "/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity_dome.xml";
 
+constexpr u32 kSchemesMax = 16;  // more of them cost time and show nothing new
+
 std::string schemeFile(int scheme);
+
+// The whole records of a scheme file, as many as there are.
+std::vector<KeyVal> recordsOnDisk(const std::string& file);
 
 // The video module: refuses what it is told to refuse.
 class FuzzedVideo : public VideoStreamModule
@@ -59,8 +63,8 @@ using Disk = std::map<std::string, std::tuple<unsigned long, long, long, long>>;
 
 Disk diskNow();
 
-// Names in that folder that a writer uses while it writes.
-std::set<std::string> stagedFiles();
+// A name in that folder that a writer uses while it writes.
+bool isStaged(const std::string& name);
 
 // A controller on the camera's files, with the sensor thread's turns made by hand. Releases the scheme block that the
 // controller keeps.
@@ -77,6 +81,7 @@ public:
     void factoryReset();
 
     bool isUp() const { return isUp_; }
+    bool hasTooManySchemes() const;
     ISensorController& controller() { return *controller_; }
     FuzzedVideo& video() { return video_; }
     host::ManualClock& clock() { return *clock_; }
@@ -89,7 +94,8 @@ public:
 
 private:
     void fillUiFiles() const;
-    void requireStarted(const std::set<std::string>& leftovers) const;
+    void requireStarted(const Disk& before, bool keepsFiles) const;
+    void requireNothingLost(const Disk& before, const Disk& now, bool keepsFiles) const;
 
     const ModuleConfigure module_;
     FuzzedVideo video_;

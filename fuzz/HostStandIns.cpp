@@ -50,6 +50,11 @@ void refuseCommands(bool refuse)
     g_bRefuseCommands = refuse;
 }
 
+bool commandsRefused()
+{
+    return g_bRefuseCommands;
+}
+
 }  // namespace fuzz
 
 // ---- GThread -----------------------------------------------------------------------------------------------

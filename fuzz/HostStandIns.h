@@ -18,5 +18,6 @@ void refuseThreads(bool refuse);
 
 // From here on a shell command fails and does nothing.
 void refuseCommands(bool refuse);
+bool commandsRefused();
 
 }  // namespace fuzz

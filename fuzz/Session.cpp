@@ -49,7 +49,7 @@ const std::map<char, Call> kCalls = {
 
 void Session::run(std::string_view calls)
 {
-    for (std::size_t i = 0; i < kCallsMax && !calls.empty() && camera_.isUp(); ++i)
+    for (std::size_t i = 0; i < kCallsMax && !calls.empty() && camera_.isUp() && !camera_.hasTooManySchemes(); ++i)
     {
         std::string_view line = takeUpTo(calls, "\n");
         const auto call = line.empty() ? kCalls.end() : kCalls.find(line[0]);
@@ -79,11 +79,15 @@ void Session::requireNothingChanged(const Memory& before)
 void Session::requireOnlyCurrentChanged(const Memory& before)
 {
     const Memory after = camera_.memory();
+    FUZZ_REQUIRE(after.mode == before.mode);
     FUZZ_REQUIRE(after.schemes.size() == before.schemes.size());
     for (std::size_t i = 0; i < before.schemes.size(); ++i)
     {
         const bool mayChange = static_cast<int>(i) == before.current || static_cast<int>(i) == after.current;
         FUZZ_REQUIRE(mayChange || after.schemes[i] == before.schemes[i]);
+        FUZZ_REQUIRE(std::equal(after.schemes[i].begin(), after.schemes[i].end(), before.schemes[i].begin(),
+                                before.schemes[i].end(),
+                                [](const KeyVal& left, const KeyVal& right) { return left.key == right.key; }));
     }
 }
 

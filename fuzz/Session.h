@@ -15,7 +15,8 @@ class Session
 public:
     Session(CameraUnderTest& camera, ScriptedService& service) : camera_(camera), service_(service) {}
 
-    // A line a call: a letter and what it takes, see kCalls. Stops when the camera is down.
+    // A line a call: a letter and what it takes, see kCalls. Stops when the camera is down, or when a factory reset
+    // found a module with too many schemes.
     void run(std::string_view calls);
 
     void applyText(std::string_view text, bool isCached);
@@ -47,17 +48,16 @@ public:
 private:
     ISensorController& controller() { return camera_.controller(); }
     void requireApplied(const std::vector<KeyVal>& list, bool isCached, int result, const Memory& before);
+    void requireStored(const std::vector<KeyVal>& list, bool isWhole, const Memory& before);
     void requireNothingChanged(const Memory& before);
     void requireOnlyCurrentChanged(const Memory& before);
     void turn();
     void requireTurned(const Memory& before);
-    void requireReset();
     u32 now() const;
 
     CameraUnderTest& camera_;
     ScriptedService& service_;
     bool mayWriteConfiguration_ = false;  // set by calls that do
-    bool refusesCommands_ = false;
 };
 
 // The first record with the key, or null.

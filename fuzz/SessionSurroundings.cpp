@@ -78,8 +78,7 @@ void Session::scriptService(std::string_view words)
 void Session::setRefusals(std::string_view words)
 {
     refuseThreads(takeNumber(words, 0) != 0);
-    refusesCommands_ = takeNumber(words, 0) != 0;
-    refuseCommands(refusesCommands_);
+    refuseCommands(takeNumber(words, 0) != 0);
     camera_.video().status = takeNumber(words, 0);
 }
 

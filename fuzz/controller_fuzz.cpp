@@ -18,7 +18,6 @@
 
 namespace {
 
-constexpr u32 kSchemesMax = 16;  // more of them cost time and show nothing new
 constexpr int kDome = 4;
 
 constexpr char kSmallStyle[] =
@@ -41,7 +40,7 @@ bool hasTooManySchemes(const std::string& detail)
         return false;
     }
     const u32 schemes = static_cast<u32>(fuzz::decimalOf(value));
-    return schemes > kSchemesMax && schemes <= 1000;
+    return schemes > fuzz::kSchemesMax && schemes <= 1000;
 }
 
 void provideFiles(int deviceType, const std::string& style, const std::string& rules)

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,14 +20,14 @@
 namespace {
 
 constexpr char kMergedFile[] = "/tmp/merge_style.xml";
-constexpr char kNoKey[] = "\n no key";  // a name that no attribute can spell
 
-using Tabs = std::vector<std::string>;  // the "key" of each tab, in order
+using Key = std::optional<std::string>;
+using Tabs = std::vector<Key>;  // the "key" of each tab, in order
 
-std::string keyOf(const TiXmlElement* tab)
+Key attributeOf(const TiXmlElement& element, const char* name)
 {
-    const char* key = tab == nullptr ? nullptr : tab->Attribute("key");
-    return key == nullptr ? kNoKey : key;
+    const char* const value = element.Attribute(name);
+    return value == nullptr ? Key() : Key(value);
 }
 
 Tabs tabsOf(const TiXmlDocument& style)
@@ -36,7 +37,7 @@ Tabs tabsOf(const TiXmlDocument& style)
     for (const TiXmlElement* tab = root == nullptr ? nullptr : root->FirstChildElement(); tab != nullptr;
          tab = tab->NextSiblingElement())
     {
-        tabs.push_back(keyOf(tab));
+        tabs.push_back(attributeOf(*tab, "key"));
     }
     return tabs;
 }
@@ -57,21 +58,21 @@ bool applies(const TiXmlElement& rule, const std::string& detail)
 
 void apply(const TiXmlElement& operation, Tabs& tabs)
 {
-    const char* const target = operation.Attribute("tab_key");
+    const Key target = attributeOf(operation, "tab_key");
     const TiXmlElement* const made = operation.FirstChildElement();
     const std::string name = operation.Value();
-    const auto tab = target == nullptr ? tabs.end() : std::find(tabs.begin(), tabs.end(), target);
+    const auto tab = target.has_value() ? std::find(tabs.begin(), tabs.end(), target) : tabs.end();
     if (tab == tabs.end())
     {
         return;
     }
     if (name == "Modify" && made != nullptr)
     {
-        *tab = keyOf(made);
+        *tab = attributeOf(*made, "key");
     }
     else if (name == "AddAfter" && made != nullptr)
     {
-        tabs.insert(tab + 1, keyOf(made));
+        tabs.insert(tab + 1, attributeOf(*made, "key"));
     }
     else if (name == "Delete")
     {
