@@ -138,6 +138,7 @@ int ScriptedService::call(u32 cmd, int opt, void* data)
     if (opt == IA_CMD_OPT_SET)
     {
         readWhole(cmd, data);
+        ++timesSet_;
     }
     std::string_view line = lineFor(cmd, opt);
     const int status = takeNumber(line, SNS_SUCCESS);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <string>
@@ -37,6 +38,9 @@ public:
     /// Sees every call before it is answered.
     void watch(Watcher watcher) { watcher_ = std::move(watcher); }
 
+    /// How often it was told to set something.
+    std::size_t timesSet() const { return timesSet_; }
+
     int call(u32 cmd, int opt, void* data);
 
 private:
@@ -47,6 +51,7 @@ private:
     const Mood mood_;
     std::map<std::pair<u32, int>, std::string> given_;
     Watcher watcher_;
+    std::size_t timesSet_ = 0;
     ScriptedService* const previous_;
 };
 

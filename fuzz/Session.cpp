@@ -60,6 +60,7 @@ void Session::run(std::string_view calls)
         line.remove_prefix(std::min<std::size_t>(line.size(), line.size() > 1 && line[1] == ' ' ? 2 : 1));
         const Disk before = diskNow();
         mayWriteConfiguration_ = false;
+        timesSetBefore_ = service_.timesSet();
         call->second(*this, line);
         FUZZ_REQUIRE(mayWriteConfiguration_ || diskNow() == before);
         if (camera_.isUp())
@@ -67,6 +68,11 @@ void Session::run(std::string_view calls)
             camera_.requireSound();
         }
     }
+}
+
+void Session::requireNothingSent()
+{
+    FUZZ_REQUIRE(service_.timesSet() == timesSetBefore_);
 }
 
 void Session::requireNothingChanged(const Memory& before)
@@ -95,6 +101,15 @@ const KeyVal* firstWith(const std::vector<KeyVal>& records, u32 key)
 {
     const auto found = std::find_if(records.begin(), records.end(), [key](const KeyVal& r) { return r.key == key; });
     return found == records.end() ? nullptr : &*found;
+}
+
+bool isHeld(const std::vector<KeyVal>& records, const Memory& memory, int scheme)
+{
+    return static_cast<u32>(scheme) < memory.schemes.size() &&
+           std::all_of(records.begin(), records.end(), [&](const KeyVal& record) {
+               const KeyVal* const held = firstWith(memory.schemes[static_cast<std::size_t>(scheme)], record.key);
+               return held != nullptr && *held == record;
+           });
 }
 
 }  // namespace fuzz

@@ -49,6 +49,7 @@ private:
     ISensorController& controller() { return camera_.controller(); }
     void requireApplied(const std::vector<KeyVal>& list, bool isCached, int result, const Memory& before);
     void requireStored(const std::vector<KeyVal>& list, bool isWhole, const Memory& before);
+    void requireNothingSent();
     void requireNothingChanged(const Memory& before);
     void requireOnlyCurrentChanged(const Memory& before);
     void turn();
@@ -58,9 +59,13 @@ private:
     CameraUnderTest& camera_;
     ScriptedService& service_;
     bool mayWriteConfiguration_ = false;  // set by calls that do
+    std::size_t timesSetBefore_ = 0;      // of the service, when the call began
 };
 
 // The first record with the key, or null.
 const KeyVal* firstWith(const std::vector<KeyVal>& records, u32 key);
+
+// True when the scheme with this index has all these values, so that there is nothing to send.
+bool isHeld(const std::vector<KeyVal>& records, const Memory& memory, int scheme);
 
 }  // namespace fuzz

@@ -61,6 +61,7 @@ void Session::chooseMode(std::string_view words)
     FUZZ_REQUIRE(controller().setParamMode(mode));
     int chosen = 0;
     FUZZ_REQUIRE(controller().getParamMode(chosen) && chosen == mode);
+    requireNothingSent();
     before.mode = mode;
     requireNothingChanged(before);
 }
@@ -72,6 +73,11 @@ void Session::switchScheme(std::string_view words, bool isFull)
     FUZZ_REQUIRE(controller().switch_to(scheme, isFull) == SNS_SUCCESS);
     FUZZ_REQUIRE(camera_.memory().current == scheme);
     requireOnlyCurrentChanged(before);
+    const bool isScheme = static_cast<u32>(scheme) < before.schemes.size();
+    if (!isScheme || (!isFull && isHeld(before.schemes[static_cast<std::size_t>(scheme)], before, before.current)))
+    {
+        requireNothingSent();
+    }
 }
 
 void Session::switchDayNight(std::string_view words)
@@ -106,6 +112,7 @@ void Session::turns(std::string_view words)
 void Session::turn()
 {
     const Memory before = camera_.memory();
+    timesSetBefore_ = service_.timesSet();
     turnOfThread();
     requireOnlyCurrentChanged(before);
     if (threadRuns() && before.mode != 0)
@@ -115,6 +122,7 @@ void Session::turn()
     else
     {
         requireNothingChanged(before);
+        requireNothingSent();
     }
 }
 
@@ -134,6 +142,10 @@ void Session::requireTurned(const Memory& before)
     else
     {
         FUZZ_REQUIRE(current == static_cast<int>(before.scheduled()));
+    }
+    if (current == before.current && !camera_.isLpr())
+    {
+        requireNothingSent();
     }
 }
 
@@ -171,6 +183,7 @@ void Session::reload(std::string_view)
     {
         FUZZ_REQUIRE(isDone);
         requireNothingChanged(before);
+        requireNothingSent();
         return;
     }
     std::vector<KeyVal> saved = recordsOnDisk(schemeFile(before.current));
@@ -179,6 +192,10 @@ void Session::reload(std::string_view)
     if (saved.size() >= count)
     {
         saved.resize(count);
+        if (isHeld(saved, before, before.current))
+        {
+            requireNothingSent();
+        }
         requireStored(saved, isDone && firstWith(saved, 0) == nullptr, before);
     }
 }
@@ -189,6 +206,7 @@ void Session::flush(std::string_view)
     const Memory before = camera_.memory();
     const Disk disk = diskNow();
     const int result = controller().flush();
+    requireNothingSent();
     requireNothingChanged(before);
     if (static_cast<u32>(before.current) >= before.scheduled())
     {

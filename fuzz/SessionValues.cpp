@@ -41,6 +41,10 @@ void Session::requireApplied(const std::vector<KeyVal>& list, bool isCached, int
     FUZZ_REQUIRE(result == 0 || std::any_of(list.begin(), list.end(), [result](const KeyVal& record) {
                      return static_cast<int>(0u - record.key) == result;
                  }));
+    if (isCached && isHeld(list, before, before.current))
+    {
+        requireNothingSent();
+    }
     if (!isCached || static_cast<u32>(before.current) >= before.scheduled())
     {
         requireNothingChanged(before);
@@ -115,6 +119,7 @@ void Session::getAll(std::string_view)
     const Memory before = camera_.memory();
     std::string text = "before";
     FUZZ_REQUIRE(controller().getAllParameters(text));
+    requireNothingSent();
     requireOnlyCurrentChanged(before);
     const Memory after = camera_.memory();
     std::string expected = "before";
@@ -134,6 +139,7 @@ void Session::getSome(std::string_view text)
     FUZZ_REQUIRE(isList || pairs == "before");
     FUZZ_REQUIRE(!isList ||
                  std::count(pairs.begin(), pairs.end(), '(') <= 1 + std::count(text.begin(), text.end(), ','));
+    requireNothingSent();
     requireNothingChanged(before);
 }
 
@@ -143,6 +149,7 @@ void Session::getOne(std::string_view words)
     const Memory before = camera_.memory();
     int value = 0;
     const bool isRead = controller().getParameter(key, value);
+    requireNothingSent();
     requireNothingChanged(before);
     if (before.hasCurrent())
     {
@@ -175,6 +182,7 @@ void Session::readDocuments(std::string_view words)
     FUZZ_REQUIRE(config::isSafeXml(style) && std::strlen(style.c_str()) == style.size());
     FUZZ_REQUIRE(controller().getUICommonFile(language) == "<Common/>");
     FUZZ_REQUIRE(controller().getUILanguageFile(language) == "<Language/>");
+    requireNothingSent();
     requireNothingChanged(before);
 }
 
