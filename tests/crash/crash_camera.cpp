@@ -109,14 +109,20 @@ std::string quoted(const std::string& text)
     return result + "\"";
 }
 
-std::string listed(const std::vector<std::string>& texts)
+std::string listed(const std::vector<std::string>& values)
 {
     std::string result;
-    for (const std::string& text : texts)
+    for (const std::string& value : values)
     {
-        result += (result.empty() ? "" : ",") + quoted(text);
+        result += (result.empty() ? "" : ",") + value;
     }
     return "[" + result + "]";
+}
+
+std::string listedTexts(std::vector<std::string> texts)
+{
+    std::transform(texts.begin(), texts.end(), texts.begin(), quoted);
+    return listed(texts);
 }
 
 std::string hexOf(const std::string& bytes)
@@ -221,11 +227,15 @@ private:
     std::unique_ptr<ISensorController> controller_;
 };
 
-// Empty when there is none.
+// In hexadecimal digits; null when there is none.
 std::string contentOf(const std::string& path)
 {
     std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    if (!stream)
+    {
+        return "null";
+    }
+    return quoted(hexOf({std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()}));
 }
 
 // ---- actions -----------------------------------------------------------------------------------------------
@@ -332,10 +342,10 @@ void addFiles(const CrashCamera& camera, Answer& answer)
     std::vector<std::string> files;
     for (int i = 0; i < camera.schemes(); ++i)
     {
-        files.push_back(hexOf(contentOf(kConfigFolder + ("sensor" + std::to_string(i)) + ".cfg")));
+        files.push_back(contentOf(kConfigFolder + ("sensor" + std::to_string(i)) + ".cfg"));
     }
     answer.add("files", listed(files));
-    answer.add("version", quoted(hexOf(contentOf(std::string(kConfigFolder) + "snsversion.cfg"))));
+    answer.add("version", contentOf(std::string(kConfigFolder) + "snsversion.cfg"));
 }
 
 void addSchemes(CrashCamera& camera, Answer& answer)
@@ -348,7 +358,7 @@ void addSchemes(CrashCamera& camera, Answer& answer)
         camera->getAllParameters(pairs);
         values.push_back(pairs);
     }
-    answer.add("schemes", listed(values));
+    answer.add("schemes", listedTexts(values));
 }
 
 long parametersOf(CrashCamera& camera)
@@ -376,18 +386,18 @@ int verify(CrashCamera& camera, LibraryOutput& output, Answer& answer)
         return kExitNoDocuments;
     }
     answer.add("up", 1);
-    answer.add("reports", listed(output.newReports()));
+    answer.add("reports", listedTexts(output.newReports()));
     addFiles(camera, answer);
     addSchemes(camera, answer);
     int wanted = -1;
     answer.add("flush", changeAndSave(camera, wanted));
     answer.add("wanted", wanted);
-    answer.add("flush_reports", listed(output.newReports()));
+    answer.add("flush_reports", listedTexts(output.newReports()));
     camera.stop();
     camera.start();
     camera.choose(0);
     answer.add("found", camera.value(KEY_BRIGHTNESS));
-    answer.add("restart_reports", listed(output.newReports()));
+    answer.add("restart_reports", listedTexts(output.newReports()));
     camera.stop();
     return kExitOk;
 }
@@ -414,7 +424,7 @@ int act(const std::string& name, CrashCamera& camera, LibraryOutput& output, Ans
 {
     answer.add("good", kActions.at(name)(camera));
     traceMark("end");
-    answer.add("reports", listed(output.newReports()));
+    answer.add("reports", listedTexts(output.newReports()));
     unlink(kFiller);
     answer.add("up", camera.isUp());
     if (!camera.isUp())
@@ -426,7 +436,7 @@ int act(const std::string& name, CrashCamera& camera, LibraryOutput& output, Ans
     int wanted = -1;
     answer.add("flush", changeAndSave(camera, wanted));
     answer.add("wanted", wanted);
-    answer.add("flush_reports", listed(output.newReports()));
+    answer.add("flush_reports", listedTexts(output.newReports()));
     camera.stop();
     return kExitOk;
 }

@@ -8,7 +8,8 @@
 // writes to open files and their sync too, as on a disk that the kernel remounted after an error, until the mark end.
 // NTH 0 hits nothing and counts.
 //
-// On standard error: "hit NTH CALL PATH" and, at the end, "counted COUNT"; with --list a line for each operation.
+// On standard error: "hit NTH CALL PATH" and, at the end, "counted COUNT"; with --list a line for each operation: its
+// number, the program, call and path.
 // The exit status is the program's, 128 + n if signal n ended it, 126 if the operations cannot be watched.
 
 #include <fcntl.h>
@@ -52,6 +53,7 @@ enum Traits : unsigned
     kSyncs = 8,
     kHolds = 16,   // a lock or a descriptor: changes nothing on the disk
     kOpens = 32,   // its flags say what it is
+    kCloses = 64,
 };
 
 struct Call
@@ -110,7 +112,7 @@ constexpr Call kCalls[] = {
     {SYS_fchmodat, "fchmodat", 0, 1, kWrites},
     {SYS_fchown, "fchown", 0, kNone, kWrites},
     {SYS_flock, "flock", 0, kNone, kHolds},
-    {SYS_close, "close", 0, kNone, kHolds},
+    {SYS_close, "close", 0, kNone, kHolds | kCloses},
 };
 
 struct Fault
@@ -121,11 +123,10 @@ struct Fault
     bool stays;          // for all operations from the first one on
 };
 
-// A close that fails has closed all the same: that cannot be played by not doing it.
 constexpr Fault kFaults[] = {
     {"kill", 0, kWrites | kGrows | kSyncs | kHolds, false},
-    {"ENOSPC", ENOSPC, kGrows, false},
-    {"EIO", EIO, kReads | kWrites | kGrows | kSyncs, false},
+    {"ENOSPC", ENOSPC, kGrows | kCloses, false},
+    {"EIO", EIO, kReads | kWrites | kGrows | kSyncs | kCloses, false},
     {"EROFS", EROFS, kWrites | kGrows, true},
 };
 
@@ -159,25 +160,34 @@ int installFilter()
         syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &filter));
 }
 
-union DescriptorMessage
+// A byte with room for a descriptor beside it. The message points into its own object.
+struct DescriptorMessage
 {
-    cmsghdr header;
-    char room[CMSG_SPACE(sizeof(int))];
+    DescriptorMessage()
+    {
+        message.msg_iov = &vector;
+        message.msg_iovlen = 1;
+        message.msg_control = room;
+        message.msg_controllen = sizeof room;
+    }
+    DescriptorMessage(const DescriptorMessage&) = delete;
+    DescriptorMessage& operator=(const DescriptorMessage&) = delete;
+
+    char byte = 0;
+    iovec vector{&byte, 1};
+    alignas(cmsghdr) char room[CMSG_SPACE(sizeof(int))]{};
+    msghdr message{};
 };
 
 void sendDescriptor(int socket, int descriptor)
 {
-    char byte = 0;
-    iovec vector{&byte, 1};
-    DescriptorMessage control{};
-    msghdr message{};
-    message.msg_iov = &vector;
-    message.msg_iovlen = 1;
-    message.msg_control = control.room;
-    message.msg_controllen = sizeof control.room;
-    control.header = {CMSG_LEN(sizeof(int)), SOL_SOCKET, SCM_RIGHTS};
-    std::memcpy(CMSG_DATA(&control.header), &descriptor, sizeof descriptor);
-    if (sendmsg(socket, &message, 0) < 0)
+    DescriptorMessage sent;
+    cmsghdr* const header = CMSG_FIRSTHDR(&sent.message);
+    header->cmsg_len = CMSG_LEN(sizeof(int));
+    header->cmsg_level = SOL_SOCKET;
+    header->cmsg_type = SCM_RIGHTS;
+    std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
+    if (sendmsg(socket, &sent.message, 0) < 0)
     {
         fail("sendmsg");
     }
@@ -185,18 +195,11 @@ void sendDescriptor(int socket, int descriptor)
 
 int receiveDescriptor(int socket)
 {
-    char byte = 0;
-    iovec vector{&byte, 1};
-    DescriptorMessage control{};
-    msghdr message{};
-    message.msg_iov = &vector;
-    message.msg_iovlen = 1;
-    message.msg_control = control.room;
-    message.msg_controllen = sizeof control.room;
+    DescriptorMessage received;
     int descriptor = -1;
-    if (recvmsg(socket, &message, MSG_CMSG_CLOEXEC) > 0 && CMSG_FIRSTHDR(&message) != nullptr)
+    if (recvmsg(socket, &received.message, MSG_CMSG_CLOEXEC) > 0 && CMSG_FIRSTHDR(&received.message) != nullptr)
     {
-        std::memcpy(&descriptor, CMSG_DATA(&control.header), sizeof descriptor);
+        std::memcpy(&descriptor, CMSG_DATA(CMSG_FIRSTHDR(&received.message)), sizeof descriptor);
     }
     return descriptor;
 }
@@ -275,6 +278,12 @@ std::string linkText(const std::string& path)
     char text[PATH_MAX];
     const ssize_t length = readlink(path.c_str(), text, sizeof text);
     return length > 0 ? std::string(text, static_cast<std::size_t>(length)) : std::string();
+}
+
+std::string programOf(pid_t process)
+{
+    const std::string program = linkText("/proc/" + std::to_string(process) + "/exe");
+    return program.substr(program.rfind('/') + 1);
 }
 
 std::string descriptorPath(pid_t process, int descriptor)
@@ -383,14 +392,35 @@ private:
         ++count_;
         if (lists_)
         {
-            std::fprintf(stderr, "%d %s %s\n", count_, call->name, path.c_str());
+            std::fprintf(stderr, "%d %s %s %s\n", count_, programOf(static_cast<pid_t>(asked.pid)).c_str(), call->name,
+                         path.c_str());
         }
         const bool isHit = nth_ != 0 && (fault_.stays ? count_ >= nth_ : count_ == nth_);
         if (isHit && count_ == nth_)
         {
             std::fprintf(stderr, "hit %d %s %s\n", count_, call->name, path.c_str());
         }
+        if (isHit && (call->traits & kCloses) != 0 && fault_.error != 0)
+        {
+            closeAllTheSame(asked);
+        }
         return isHit ? strike() : 0;
+    }
+
+    // A close that fails has let go of the file, and of its lock: its number stands for nothing from now on.
+    void closeAllTheSame(const seccomp_notif& asked)
+    {
+        seccomp_notif_addfd nothing{};
+        nothing.id = asked.id;
+        nothing.flags = SECCOMP_ADDFD_FLAG_SETFD;
+        nothing.srcfd = static_cast<unsigned>(nothing_);
+        nothing.newfd = static_cast<unsigned>(asked.data.args[0]);
+        nothing.newfd_flags = O_CLOEXEC;
+        if (ioctl(listener_, SECCOMP_IOCTL_NOTIF_ADDFD, &nothing) < 0)
+        {
+            kill(process_, SIGKILL);
+            fail("a failing close cannot be played");
+        }
     }
 
     void takeMark(const std::string& mark)
@@ -431,6 +461,7 @@ private:
     const bool lists_;
     const pid_t process_;
     const int listener_;
+    const int nothing_ = open("/dev/null", O_RDWR | O_CLOEXEC);
     bool counts_ = false;
     bool hasKilled_ = false;
     int count_ = 0;

@@ -44,6 +44,11 @@ def records(content):
     return [RECORD.unpack_from(content, at) for at in range(0, len(content) - RECORD.size + 1, RECORD.size)]
 
 
+def bytes_of(digits):
+    """A content as crash_camera prints it; None for a file that is missing."""
+    return None if digits is None else bytes.fromhex(digits)
+
+
 def described(content):
     """Short, for messages."""
     if content is None:
@@ -120,8 +125,7 @@ def wrong_files(answer, expected):
     for scheme, wanted in enumerate(expected):
         file = answer["files"][scheme]
         if file != wanted:
-            found.append(f"scheme {scheme}: file {described(bytes.fromhex(file))}, expected "
-                         f"{described(bytes.fromhex(wanted))}")
+            found.append(f"scheme {scheme}: file {described(bytes_of(file))}, expected {described(bytes_of(wanted))}")
         values = dict(records(bytes.fromhex(wanted)))
         for key in (KEY_BRIGHTNESS, KEY_CONTRAST):
             if key in values and f"({key},{values[key]})" not in answer["schemes"][scheme]:

@@ -5,7 +5,7 @@ import os
 import re
 from dataclasses import dataclass
 
-from crashlib.camera import RECORD, described, packed
+from crashlib.camera import RECORD, bytes_of, described, packed
 from crashlib.recording import VERSION_FILE, scheme_file
 
 KILLED = 128 + 9
@@ -13,7 +13,7 @@ NO_DOCUMENTS = 3  # crash_camera: the host itself could not read which camera it
 WINDOW_REFUSED = 507
 ERRORS = ("ENOSPC", "EIO", "EROFS")
 
-_OPERATION = re.compile(r"^(\d+) (\w+) (\S+)$", re.MULTILINE)
+_OPERATION = re.compile(r"^(\d+) (\S+) (\w+) (\S+)$", re.MULTILINE)
 _DOCUMENTS = ("/hd1/", "/mnt/mtd/code/factory_setting/", "/tmp/")  # the merged style lies in /tmp
 _READING = ("access", "faccessat", "faccessat2", "open", "openat", "stat", "newfstatat", "statx", "fstat", "read",
             "pread64")
@@ -22,14 +22,18 @@ _READING = ("access", "faccessat", "faccessat2", "open", "openat", "stat", "newf
 @dataclass(frozen=True)
 class Operation:
     nth: int
+    program: str
     call: str
     path: str
 
     def __str__(self):
-        return f"operation {self.nth}, {self.call} {self.path}"
+        return f"operation {self.nth}, {self.program}: {self.call} {self.path}"
 
     def reads(self, path):
         return self.path == path and self.call in _READING
+
+    def is_of_the_camera(self):
+        return self.program == "crash_camera"
 
     def is_on_documents(self):
         """The library then has no style or half of it: what it saves is whole, but not what a healthy disk gives."""
@@ -46,7 +50,7 @@ class Faults:
 
     def run(self, tree, program, fault, report):
         """fault: kill or one of ERRORS."""
-        complete = self._recorder.complete_contents(tree, program)
+        complete = self._recorder.complete(tree, program)
         start = packed(tree, self._blobs)
         operations = self._operations(start, program, fault)
         if not operations:
@@ -79,7 +83,7 @@ class Faults:
         result = self._workers.run(tree, [self._step(program, fault, 0, "--list")], self._blobs)[0]
         if result["status"] != 0:
             raise RuntimeError(f"the run without a fault failed: {result['status']}\n{result['err']}")
-        found = [Operation(int(nth), call, path) for nth, call, path in _OPERATION.findall(result["err"])]
+        found = [Operation(int(nth), *rest) for nth, *rest in _OPERATION.findall(result["err"])]
         same = lambda one, other: (one.call, one.path) == (other.call, other.path)  # noqa: E731
         return [operation for at, operation in enumerate(found)
                 if at in (0, len(found) - 1) or not same(operation, found[at - 1])
@@ -88,29 +92,35 @@ class Faults:
     def _judge_kill(self, result, after, complete):
         found = [] if result["status"] == KILLED else [f"not killed: {_told(result)}"]
         contents = {path: self._blobs.by_name[name] for path, name in after if name is not None}
-        return found + _wrong_contents({path: contents.get(path) for path in complete}, complete)
+        return found + _wrong_contents({path: contents.get(path) for path in complete.ever}, complete.ever)
 
 
 def judge_error(operation, result, complete, factory):
-    """What is wrong after a run in which an operation failed; complete: right contents by path."""
+    """What is wrong after a run in which an operation failed."""
     if result["status"] == NO_DOCUMENTS and operation.is_on_documents():
         return []
     if result["status"] != 0:
         return [f"the program did not survive: {_told(result)}"]
     answer = json.loads(result["out"])
-    files = {scheme_file(scheme): content for scheme, content in enumerate(answer["files"])}
-    files[VERSION_FILE] = answer["version"]
-    contents = {path: bytes.fromhex(text) or None for path, text in files.items()}
+    contents = {scheme_file(scheme): bytes_of(content) for scheme, content in enumerate(answer["files"])}
+    contents[VERSION_FILE] = bytes_of(answer["version"])
+    right, wanted = complete.ever, {path: {content} for path, content in complete.last.items()}
     found = []
     if operation.is_on_documents():
         # The parameters come from the documents: without one of them what is saved are fewer. They are whole.
         found += [f"{path} ends within a record" for path, content in contents.items()
                   if content and path != VERSION_FILE and len(content) % RECORD.size != 0]
-    else:
-        if operation.reads(VERSION_FILE):
-            # contract: a version that cannot be read is another version, and the schemes are made anew.
-            complete = {path: right | {_factory_content(path, factory)} for path, right in complete.items()}
-        found += _wrong_contents(contents, complete)
+        right = {path: choice for path, choice in right.items() if len(choice) == 1}  # nobody saves these
+        contents = {path: contents[path] for path in contents.keys() & right.keys()}
+    elif operation.reads(VERSION_FILE):
+        # contract: a version that cannot be read is another version, and the schemes are made anew.
+        right, wanted = ({path: choice | {_factory_content(path, factory)} for path, choice in choices.items()}
+                         for choices in (right, wanted))
+    found += _wrong_contents(contents, right)
+    # contract: nobody looks at what became of the shell command that deletes.
+    if not answer["reports"] and operation.is_of_the_camera():
+        found += [f"{os.path.basename(path)}: {described(content)} is not what was to be saved, and nobody was told"
+                  for path, content in contents.items() if content not in wanted.get(path, {None})]
     if not answer["parameters"] and answer["flush"] == WINDOW_REFUSED:
         return found  # contract: a camera without parameters saves nothing
     if answer["flush"] != 0 or answer["flush_reports"]:
@@ -118,9 +128,9 @@ def judge_error(operation, result, complete, factory):
     return found
 
 
-def _wrong_contents(contents, complete):
+def _wrong_contents(contents, right):
     return [f"{os.path.basename(path)}: {described(content)} is neither an old nor a new one"
-            for path, content in contents.items() if content not in complete.get(path, {None})]
+            for path, content in contents.items() if content not in right.get(path, {None})]
 
 
 def _factory_content(path, factory):

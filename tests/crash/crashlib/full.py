@@ -18,7 +18,7 @@ class FullDisk:
 
     def run(self, tree, program, report):
         """The program fills the disk before it starts and frees it at its end."""
-        complete = self._recorder.complete_contents(tree, program)
+        complete = self._recorder.complete(tree, program)
         start = packed(tree, self._blobs)
         worker = self._workers.of_size(DISK_BYTES)
         met = 0
@@ -27,7 +27,7 @@ class FullDisk:
                      self._cameras.verify_step()]
             results = worker.run(start, steps, self._blobs)
             after = packed(results[0].pop("tree"), self._blobs)
-            operation = Operation(0, f"{pages} pages free", "")
+            operation = Operation(0, "crash_camera", f"{pages} pages free", "")
             wrong = judge_error(operation, results[0], complete, self._cameras.factory(start))
             wrong += self._cameras.problems(after, results[1])
             met += not wrong and bool(json.loads(results[0]["out"])["reports"])

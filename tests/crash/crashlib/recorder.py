@@ -1,12 +1,20 @@
 """Runs programs under strace in a private tree."""
 
 import tempfile
+from dataclasses import dataclass
 
 from crashlib import trace
 from crashlib.camera import packed
 from crashlib.disk import Disk
 from crashlib.private_tree import ROOTS
 from crashlib.recording import Recording
+
+
+@dataclass(frozen=True)
+class Complete:
+    """What stood complete in a run, by path of each file that is kept; None where it was missing."""
+    ever: dict  # sets: before, in between and at the end
+    last: dict  # at the end
 
 
 class Recorder:
@@ -27,13 +35,14 @@ class Recorder:
                 raise RuntimeError(f"the run to be recorded failed: {result['status']}\n{result['out']}{result['err']}")
             return list(trace.read(output.name)), result["tree"]
 
-    def complete_contents(self, tree, program):
-        """By path of each file that is kept all that stood there complete in a run, before, in between and at its end;
-        None where it was missing."""
+    def complete(self, tree, program):
         disk = Disk(ROOTS, self._blobs)
         disk.load(tree)
         recording = Recording(disk, self.record(tree, program, {})[0])
-        recording.timeline.take_over()
+        timeline = recording.timeline
+        timeline.take_over()
         for _ in recording.play():
-            pass
-        return {path: set(recording.timeline.ever(path)) for path in recording.timeline.paths()}
+            # Kept as of here: what follows the last operation that counts is no part of the run.
+            contents = {path: list(timeline.ever(path)) for path in timeline.paths()}
+        return Complete({path: set(found) for path, found in contents.items()},
+                        {path: found[-1] for path, found in contents.items()})
