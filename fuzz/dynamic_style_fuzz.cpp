@@ -27,103 +27,111 @@ std::string rewritten(const std::string& style, fuzz::ScriptedService& service)
     return text;
 }
 
-bool hasChoiceWithoutIndex(const TiXmlElement& control)
-{
-    for (const TiXmlElement* item = control.FirstChildElement(); item != nullptr; item = item->NextSiblingElement())
-    {
-        if (item->Attribute("index") == nullptr)
-        {
-            return true;
-        }
-    }
-    return false;
-}
-
-// The rewrite of a command's controls stops at a choice item without "index", so that what stands behind it is as it
-// was. A later command may take that item away with what it stands in: the style before the rewrite decides.
-bool isStopped(const TiXmlElement& style, int cmd)
-{
-    const char* const id = style.Attribute("id");
-    if (id != nullptr && fuzz::decimalOf(id) == cmd && hasChoiceWithoutIndex(style))
-    {
-        return true;
-    }
-    const TiXmlElement* child = style.FirstChildElement();
-    while (child != nullptr && !isStopped(*child, cmd))
-    {
-        child = child->NextSiblingElement();
-    }
-    return child != nullptr;
-}
-
 bool isAllowed(const ia_dynamic_params_attr_st& allowed, int index)
 {
     const int* const end = allowed.item + std::clamp<int>(allowed.items_cnt, 0, kDynamicItemsMax);
     return std::find(allowed.item, end, index) != end;
 }
 
-void requireRewritten(const TiXmlElement& control, int cmd, const ia_dynamic_params_attr_st& allowed)
+// False at a choice item without "index": the rest is left as it is.
+bool rewriteControl(TiXmlElement& control, const ia_dynamic_params_attr_st& allowed)
 {
-    const char* const value = control.Attribute("value");
-    FUZZ_REQUIRE(value != nullptr);
-    // Of the two shutters the document's own value survives, where it is allowed.
-    const bool isShutter = cmd == IA_CMD_MAX_SHUTTER || cmd == IA_CMD_FIX_SHUTTER;
-    const int preselected = fuzz::decimalOf(value);
-    FUZZ_REQUIRE(preselected == allowed.default_value || (isShutter && isAllowed(allowed, preselected)));
-    for (const TiXmlElement* item = control.FirstChildElement(); item != nullptr; item = item->NextSiblingElement())
+    control.SetAttribute("value", allowed.default_value);
+    TiXmlElement* next = nullptr;
+    for (TiXmlElement* item = control.FirstChildElement(); item != nullptr; item = next)
     {
-        FUZZ_REQUIRE(isAllowed(allowed, fuzz::decimalOf(item->Attribute("index"))));
+        next = item->NextSiblingElement();
+        const char* const index = item->Attribute("index");
+        if (index == nullptr)
+        {
+            return false;
+        }
+        if (!isAllowed(allowed, fuzz::decimalOf(index)))
+        {
+            control.RemoveChild(item);
+        }
+    }
+    return true;
+}
+
+bool rewriteControls(TiXmlElement& element, int cmd, const ia_dynamic_params_attr_st& allowed)
+{
+    const char* const id = element.Attribute("id");
+    if (id != nullptr && fuzz::decimalOf(id) == cmd)
+    {
+        return rewriteControl(element, allowed);
+    }
+    TiXmlElement* child = element.FirstChildElement();
+    while (child != nullptr && rewriteControls(*child, cmd, allowed))
+    {
+        child = child->NextSiblingElement();
+    }
+    return child == nullptr;
+}
+
+// Of the two shutters the document's own value survives, where it is allowed and not 100.
+void keepStored(const TiXmlElement& root, int cmd, ia_dynamic_params_attr_st& allowed)
+{
+    int stored = 0;
+    for (const TiXmlElement* control : fuzz::controlsWithId(&root, cmd))
+    {
+        const char* const value = control->Attribute("value");
+        stored = value == nullptr ? stored : fuzz::decimalOf(value);
+    }
+    if (stored != 100 && isAllowed(allowed, stored))
+    {
+        allowed.default_value = stored;
     }
 }
 
-std::vector<int> commandsOf(fuzz::ScriptedService& service)
+// Where wide dynamic range is shown, the last control with id 0 goes.
+void removeHidden(TiXmlElement& root)
+{
+    const std::vector<const TiXmlElement*> controls = fuzz::controlsWithId(&root, 0);
+    TiXmlElement* const last = controls.empty() ? nullptr : const_cast<TiXmlElement*>(controls.back());
+    if (last != nullptr && last != &root)
+    {
+        last->Parent()->RemoveChild(last);
+    }
+}
+
+// The rewrite, taken at its word.
+void rewriteByDefinition(TiXmlElement& root, bool isWdrShown, fuzz::ScriptedService& service)
 {
     ia_dynamic_params_cmds_st list = {};
     service.call(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, &list);
-    std::vector<int> commands;
     for (int i = 0; i < std::min<int>(list.cmd_cnt, kDynamicCmdsMax); ++i)
     {
-        commands.push_back(static_cast<int>(list.cmd_list[i]));
-    }
-    return commands;
-}
-
-void requireRewritten(const TiXmlDocument& after, int cmd, fuzz::ScriptedService& service)
-{
-    ia_dynamic_params_attr_st allowed = {};
-    service.call(static_cast<u32>(cmd), IA_CMD_OPT_GET_PARAM_RNAGE, &allowed);
-    for (const TiXmlElement* control : fuzz::controlsWithId(after.RootElement(), cmd))
-    {
-        requireRewritten(*control, cmd, allowed);
-    }
-}
-
-// What is allowed stays allowed: another rewrite changes nothing.
-void requireSettled(const std::string& text, const TiXmlDocument& once, fuzz::ScriptedService& service)
-{
-    TiXmlDocument twice;
-    fuzz::parse(rewritten(text, service), twice);
-    FUZZ_REQUIRE(fuzz::outlineOf(once) == fuzz::outlineOf(twice));
-}
-
-void requireRewritten(const TiXmlDocument& before, const std::string& text, fuzz::ScriptedService& service)
-{
-    TiXmlDocument after;
-    fuzz::parse(text, after);
-    bool isWhole = true;
-    for (const int cmd : commandsOf(service))
-    {
-        if (before.RootElement() != nullptr && isStopped(*before.RootElement(), cmd))
+        const int cmd = static_cast<int>(list.cmd_list[i]);
+        ia_dynamic_params_attr_st allowed = {};
+        service.call(static_cast<u32>(cmd), IA_CMD_OPT_GET_PARAM_RNAGE, &allowed);
+        if (cmd == IA_CMD_MAX_SHUTTER || cmd == IA_CMD_FIX_SHUTTER)
         {
-            isWhole = false;
-            continue;
+            keepStored(root, cmd, allowed);
         }
-        requireRewritten(after, cmd, service);
+        rewriteControls(root, cmd, allowed);
     }
-    if (isWhole)
+    if (isWdrShown)
     {
-        requireSettled(text, after, service);
+        removeHidden(root);
     }
+}
+
+void requireRewritten(TiXmlDocument& style, const std::string& text, bool isWdrShown, fuzz::ScriptedService& service)
+{
+    if (style.RootElement() != nullptr)
+    {
+        rewriteByDefinition(*style.RootElement(), isWdrShown, service);
+    }
+    // A control that has as many attributes as are read may have got a "value" more.
+    if (text.empty() && fuzz::shapeOf(style).attributes > config::kXmlAttributesMax)
+    {
+        return;
+    }
+    FUZZ_REQUIRE(!text.empty() || style.NoChildren());
+    TiXmlDocument document;
+    fuzz::parse(text, document);
+    FUZZ_REQUIRE(fuzz::outlineOf(document) == fuzz::outlineOf(style));
 }
 
 }  // namespace
@@ -133,16 +141,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::vector<std::string> parts = fuzz::partsOf(data, size, 3);
     const std::string style = parts[2].c_str();
     fuzz::ScriptedService service(parts[1], fuzz::ScriptedService::Mood::consistent);
-    setshowWDRFalg(parts[0] == "1");
+    const bool isWdrShown = parts[0] == "1";
+    setshowWDRFalg(isWdrShown);
     const std::string text = rewritten(style, service);
-    setshowWDRFalg(false);  // each rewrite takes one control with it
     TiXmlDocument document;
     if (config::isSafeXml(style) && fuzz::parse(style, document) && !fuzz::hasUnprintableDeclaration(document))
     {
-        // A control may have as many attributes as are read, and get a "value" more.
-        const bool isFull = fuzz::shapeOf(document).attributes == config::kXmlAttributesMax;
-        FUZZ_REQUIRE(!text.empty() || document.NoChildren() || isFull);
-        requireRewritten(document, text, service);
+        requireRewritten(document, text, isWdrShown, service);
     }
     return 0;
 }
