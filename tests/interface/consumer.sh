@@ -21,7 +21,8 @@ build_by_find_package() {
 build_by_pkg_config() {
     local libdir flags
     libdir=$(dirname -- "$(find "$prefix" -name libsensordll.so)")
-    read -ra flags <<<"$(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs sensordll)"
+    # shellcheck disable=SC2162  # a blank in a path comes with a backslash
+    read -a flags <<<"$(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs sensordll)"
     "$compiler" -std=c++17 -fvisibility=hidden "$source/main.cpp" "${flags[@]}" -Wl,-rpath,"$libdir" \
         -o "$build/consumer"
 }
