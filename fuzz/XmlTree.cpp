@@ -85,18 +85,23 @@ bool hasUnprintableDeclaration(const TiXmlNode& node)
     return false;
 }
 
-std::string outlineOf(const TiXmlNode& node)
+std::string outlineOf(const TiXmlElement& element)
+{
+    std::string outline = "<" + element.ValueStr();
+    for (const TiXmlAttribute* attribute = element.FirstAttribute(); attribute != nullptr;
+         attribute = attribute->Next())
+    {
+        outline += std::string(" ") + attribute->Name() + "='" + attribute->Value() + "'";
+    }
+    return outline + ">" + outlineBelow(element) + "</>";
+}
+
+std::string outlineBelow(const TiXmlNode& node)
 {
     std::string outline;
     for (const TiXmlElement* child = node.FirstChildElement(); child != nullptr; child = child->NextSiblingElement())
     {
-        outline += "<" + child->ValueStr();
-        for (const TiXmlAttribute* attribute = child->FirstAttribute(); attribute != nullptr;
-             attribute = attribute->Next())
-        {
-            outline += std::string(" ") + attribute->Name() + "='" + attribute->Value() + "'";
-        }
-        outline += ">" + outlineOf(*child) + "</>";
+        outline += outlineOf(*child);
     }
     return outline;
 }

@@ -33,7 +33,8 @@ TreeShape shapeOf(const TiXmlNode& node);
 bool hasUnprintableDeclaration(const TiXmlNode& node);
 
 // Elements and attributes as text, and nothing else: what lies between elements changes when neighbours go.
-std::string outlineOf(const TiXmlNode& node);
+std::string outlineOf(const TiXmlElement& element);
+std::string outlineBelow(const TiXmlNode& node);
 
 std::size_t rootsOf(const TiXmlDocument& document);
 

@@ -131,7 +131,7 @@ void requireRewritten(TiXmlDocument& style, const std::string& text, bool isWdrS
     FUZZ_REQUIRE(!text.empty() || style.NoChildren());
     TiXmlDocument document;
     fuzz::parse(text, document);
-    FUZZ_REQUIRE(fuzz::outlineOf(document) == fuzz::outlineOf(style));
+    FUZZ_REQUIRE(fuzz::outlineBelow(document) == fuzz::outlineBelow(style));
 }
 
 }  // namespace

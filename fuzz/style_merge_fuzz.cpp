@@ -21,13 +21,28 @@ namespace {
 
 constexpr char kMergedFile[] = "/tmp/merge_style.xml";
 
-using Key = std::optional<std::string>;
-using Tabs = std::vector<Key>;  // the "key" of each tab, in order
+// A tab and all below it.
+struct Tab
+{
+    std::optional<std::string> key;
+    std::string outline;
+};
+using Tabs = std::vector<Tab>;
 
-Key attributeOf(const TiXmlElement& element, const char* name)
+bool operator==(const Tab& left, const Tab& right)
+{
+    return left.key == right.key && left.outline == right.outline;
+}
+
+std::optional<std::string> attributeOf(const TiXmlElement& element, const char* name)
 {
     const char* const value = element.Attribute(name);
-    return value == nullptr ? Key() : Key(value);
+    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
+}
+
+Tab tabOf(const TiXmlElement& element)
+{
+    return {attributeOf(element, "key"), fuzz::outlineOf(element)};
 }
 
 Tabs tabsOf(const TiXmlDocument& style)
@@ -37,7 +52,7 @@ Tabs tabsOf(const TiXmlDocument& style)
     for (const TiXmlElement* tab = root == nullptr ? nullptr : root->FirstChildElement(); tab != nullptr;
          tab = tab->NextSiblingElement())
     {
-        tabs.push_back(attributeOf(*tab, "key"));
+        tabs.push_back(tabOf(*tab));
     }
     return tabs;
 }
@@ -58,21 +73,22 @@ bool applies(const TiXmlElement& rule, const std::string& detail)
 
 void apply(const TiXmlElement& operation, Tabs& tabs)
 {
-    const Key target = attributeOf(operation, "tab_key");
+    const std::optional<std::string> target = attributeOf(operation, "tab_key");
     const TiXmlElement* const made = operation.FirstChildElement();
     const std::string name = operation.Value();
-    const auto tab = target.has_value() ? std::find(tabs.begin(), tabs.end(), target) : tabs.end();
-    if (tab == tabs.end())
+    const auto tab =
+        std::find_if(tabs.begin(), tabs.end(), [&target](const Tab& candidate) { return candidate.key == target; });
+    if (!target.has_value() || tab == tabs.end())
     {
         return;
     }
     if (name == "Modify" && made != nullptr)
     {
-        *tab = attributeOf(*made, "key");
+        *tab = tabOf(*made);
     }
     else if (name == "AddAfter" && made != nullptr)
     {
-        tabs.insert(tab + 1, attributeOf(*made, "key"));
+        tabs.insert(tab + 1, tabOf(*made));
     }
     else if (name == "Delete")
     {
