@@ -148,12 +148,17 @@ int Lens::moveZoom(int target, Span now)
 {
     zoom_.begin(now);
     const int to = std::clamp(target, leastOf(IA_CMD_MZ_POSITION), zoomLimit());
-    zoom_.then(to, travel(zoom_.target(), to, kZoomPerSpeed * std::max(1, values_.get(IA_CMD_MZOOM_SPEED))));
+    driveZoom(to);
     if (zoom_.moving(now))
     {
         searchAnew(focusMode() != kManualFocus, now);
     }
     return kDone;
+}
+
+void Lens::driveZoom(int to)
+{
+    zoom_.then(to, travel(zoom_.target(), to, kZoomPerSpeed * std::max(1, values_.get(IA_CMD_MZOOM_SPEED))));
 }
 
 int Lens::moveFocus(int target, Span now)
@@ -270,7 +275,7 @@ void Lens::leaveDigitalZoom(Span now)
 {
     if (resetting(now))
     {
-        zoom_.then(zoomLimit(), travel(zoom_.target(), zoomLimit(), kZoomPerSpeed));
+        driveZoom(zoomLimit());
         searchAnew(focusMode() != kManualFocus, now);
         return;
     }

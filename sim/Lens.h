@@ -89,6 +89,7 @@ public:
 
 private:
     int moveZoom(int target, host::Span now);
+    void driveZoom(int to);
     int moveFocus(int target, host::Span now);
     void moveIris(host::Span now);
     int setIris(u32 cmd, int value, host::Span now);

@@ -155,6 +155,34 @@ TEST_F(LensSearch, AMovementByHandIsNoSearchAndIsNotHeld)
     EXPECT_EQ(3000, service_->lens().focus) << "the mode that is set already stops nothing";
 }
 
+TEST_F(LensSearch, APositionSetWhilePanTiltZoomRunsIsSearchedAfterwards)
+{
+    ASSERT_EQ(0, set(IA_CMD_PTZ_RUN_STATE, 1));
+    ASSERT_EQ(0, set(IA_CMD_MF_POSITION, 12000));
+    pass(1min);
+    EXPECT_EQ(12000, service_->lens().focus);
+    ASSERT_EQ(0, set(IA_CMD_PTZ_RUN_STATE, 0));
+    pass(1min);
+    EXPECT_TRUE(sharp());
+}
+
+TEST_F(LensSearch, ANearestDistanceThatChangesIsSearchedAnew)
+{
+    for (const int mode : {0, 1})
+    {
+        service_->reset();
+        ASSERT_EQ(0, set(IA_CMD_AUTO_FOCUS_MODE, mode));
+        service_->setDistance(0.5);
+        ASSERT_EQ(0, set(IA_CMD_AUTO_FOCUS_ONCE, 1));
+        pass(mode == 0 ? 1min : 20ms);
+        EXPECT_FALSE(sharp()) << "nearer than the limit of 1 m";
+        ASSERT_EQ(0, set(IA_CMD_AUTO_FOCUS_NEAR_LIMIT, 1));
+        pass(1min);
+        EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+        EXPECT_TRUE(sharp()) << mode;
+    }
+}
+
 TEST_F(LensSearch, FocusingOnceFollowsWhatChangesMeanwhile)
 {
     for (const int mode : {0, 1, 2})

@@ -103,6 +103,26 @@ TEST_F(LensMotion, ZoomGoesBeyondSixteenTimesOnlyWithDigitalZoom)
     EXPECT_EQ(31424, get(IA_CMD_MZ_POSITION));
 }
 
+TEST_F(LensMotion, ZoomStepsEndWithTheGlassUnlessDigitalZoomIsOn)
+{
+    useManualFocus();
+    ASSERT_EQ(0, set(IA_CMD_MZ_POSITION, 31400));
+    pass(1min);
+    EXPECT_EQ(0, set(IA_CMD_ZOOM_IN, 1));
+    pass(1min);
+    EXPECT_EQ(31424, get(IA_CMD_MZ_POSITION));
+    ASSERT_EQ(0, set(IA_CMD_DIGITAL_ZOOM, 1));
+    EXPECT_EQ(0, set(IA_CMD_ZOOM_IN, 1));
+    pass(1min);
+    EXPECT_EQ(31424 + 320, get(IA_CMD_MZ_POSITION));
+    for (int i = 0; i < 4; ++i)
+    {
+        EXPECT_EQ(0, set(IA_CMD_ZOOM_IN, 1));
+    }
+    pass(1min);
+    EXPECT_EQ(32767, get(IA_CMD_MZ_POSITION));
+}
+
 TEST_F(LensMotion, FocusStepsNeedManualFocus)
 {
     for (const int mode : {0, 2})
@@ -369,6 +389,24 @@ TEST_F(LensMotion, LeavingDigitalZoomDuringAResetEndsWithinTheOpticalRange)
     EXPECT_EQ(0, set(IA_CMD_DIGITAL_ZOOM, 0));
     pass(1min);
     EXPECT_EQ(31424, get(IA_CMD_MZ_POSITION));
+}
+
+TEST_F(LensMotion, LeavingDigitalZoomRunsAtTheZoomSpeedDuringAResetToo)
+{
+    useManualFocus();
+    for (const int speed : {1, 4})
+    {
+        set(IA_CMD_DIGITAL_ZOOM, 1);
+        set(IA_CMD_MZ_POSITION, 32424);
+        pass(1min);
+        set(IA_CMD_MZOOM_SPEED, speed);
+        ASSERT_EQ(0, set(IA_CMD_LENS_RESET, 1));
+        EXPECT_EQ(0, set(IA_CMD_DIGITAL_ZOOM, 0));
+        pass(4s);
+        EXPECT_EQ(32424, get(IA_CMD_MZ_POSITION));
+        EXPECT_EQ(host::Span{1s} / speed, waitFor(IA_CMD_MZ_POSITION)) << speed;
+        EXPECT_EQ(31424, get(IA_CMD_MZ_POSITION));
+    }
 }
 
 TEST_F(LensMotion, AReplacedClockEndsEveryMovement)

@@ -231,6 +231,14 @@ TEST(AllowedValues, NearestOfARangeIsClampedAndOnAStep)
     EXPECT_FALSE(allowed.contains(-11));
 }
 
+TEST(AllowedValues, NearestOfARangePrefersTheLowerOfTwoEquallyNear)
+{
+    const sim::AllowedValues allowed{-10, 11, 4, 0, {}};
+    EXPECT_EQ(-10, allowed.nearest(-8));
+    EXPECT_EQ(-6, allowed.nearest(-7));
+    EXPECT_EQ(2, allowed.nearest(4));
+}
+
 TEST(Names, CommandsAndOptionsPrintAsTheyAreDeclared)
 {
     EXPECT_STREQ("IA_CMD_BRIGHTNESS", sim::commandName(34));

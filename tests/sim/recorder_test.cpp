@@ -171,6 +171,21 @@ TEST_F(Failures, TheFirstRuleThatIsDueDecides)
     EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 60));
 }
 
+TEST_F(Failures, ARuleCountsCallsThatAnEarlierRuleFails)
+{
+    sim::FailureRule first = rule(IA_CMD_BRIGHTNESS, std::nullopt, -2);
+    first.count = 2;
+    sim::FailureRule second = rule(std::nullopt, std::nullopt, -3);
+    second.after = 1;
+    second.count = 2;
+    service_->addFailure(first);
+    service_->addFailure(second);
+    for (const int status : {-2, -2, -3, 0})
+    {
+        EXPECT_EQ(status, set(IA_CMD_BRIGHTNESS, 60));
+    }
+}
+
 TEST_F(Failures, ARuleCanPretendSuccess)
 {
     service_->addFailure(rule(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 0));
