@@ -1,8 +1,7 @@
-#include <algorithm>
-
 #include "ControllerFlags.h"
 #include "ControllerUnit.h"
 #include "ISensorController.h"
+#include "KeyValSearch.h"
 #include "SharedWord.h"
 #include "SysConfig.h"
 
@@ -27,10 +26,8 @@ KeyVal* ISensorController::findRecord(u32 scheme, u32 key) const
     {
         return nullptr;
     }
-    // Several searches for each value of a switch: find_if is unrolled and takes half the time of a plain loop.
-    KeyVal* const end = records + m_nKeyValSum;
-    KeyVal* const found = std::find_if(records, end, [key](const KeyVal& record) { return record.key == key; });
-    return found == end ? nullptr : found;
+    const int position = findKey(records, m_nKeyValSum, key);
+    return position == -1 ? nullptr : records + position;
 }
 
 int ISensorController::setKeyValToCache(unsigned int p_nScheme, unsigned int p_nKey, unsigned int p_nVal, bool p_bForce)

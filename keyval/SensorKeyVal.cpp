@@ -4,6 +4,7 @@
 #include <charconv>
 #include <climits>
 
+#include "KeyValSearch.h"
 #include "KeyValText.h"
 #include "SensorTrace.h"
 #include "SharedWord.h"
@@ -12,14 +13,6 @@
 namespace {
 
 constexpr char kUnit[] = "SensorKeyVal";
-
-// Position of the first record with the key, -1 if there is none.
-int findKey(const KeyVal* keyval, u32 count, u32 key)
-{
-    const KeyVal* end = keyval + count;
-    const KeyVal* found = std::find_if(keyval, end, [key](const KeyVal& record) { return record.key == key; });
-    return found == end ? -1 : static_cast<int>(found - keyval);
-}
 
 constexpr std::size_t kNumberLength = sizeof "-2147483648" - 1;
 
