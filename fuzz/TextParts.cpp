@@ -9,6 +9,7 @@ namespace fuzz {
 namespace {
 
 constexpr std::string_view kBetweenParts = "\n%%\n";
+constexpr char kBlanks[] = " \t\r\n\v\f";
 
 }  // namespace
 
@@ -55,6 +56,24 @@ int decimalOf(const std::string& text)
 {
     const long long number = std::strtoll(text.c_str(), nullptr, 10);
     return static_cast<int>(std::clamp<long long>(number, INT_MIN, INT_MAX));
+}
+
+std::string trimmed(const std::string& text)
+{
+    const std::size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
+    return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
+}
+
+bool isDecimalInt(const std::string& text)
+{
+    const std::string number = trimmed(text);
+    const std::size_t digits = !number.empty() && (number[0] == '-' || number[0] == '+') ? 1 : 0;
+    if (digits == number.size() || number.find_first_not_of("0123456789", digits) != std::string::npos)
+    {
+        return false;
+    }
+    const long long value = std::strtoll(number.c_str(), nullptr, 10);
+    return value >= INT_MIN && value <= INT_MAX;
 }
 
 }  // namespace fuzz

@@ -22,4 +22,10 @@ int takeNumber(std::string_view& text, int other);
 // As the library reads numbers: 0 without digits, clamped to 32 bits.
 int decimalOf(const std::string& text);
 
+// The text without the blanks at both ends, "\r" and "\n" among them.
+std::string trimmed(const std::string& text);
+
+// True for one sign or none and digits, of a number that fits into 32 bits; blanks at the ends do not count.
+bool isDecimalInt(const std::string& text);
+
 }  // namespace fuzz

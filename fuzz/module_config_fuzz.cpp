@@ -23,14 +23,40 @@ bool isMatch(const TiXmlElement& entry, const std::string& model, const std::str
     return hardwareModel != nullptr && hardwareCode != nullptr && hardwareModel == model && hardwareCode == code;
 }
 
-std::size_t matchesIn(const TiXmlElement& root, const std::string& model, const std::string& code)
+std::string textOf(const TiXmlElement& entry, const char* name)
 {
-    std::size_t matches = 0;
+    const TiXmlElement* const child = entry.FirstChildElement(name);
+    std::string text;
+    for (const TiXmlNode* node = child == nullptr ? nullptr : child->FirstChild(); node != nullptr;
+         node = node->NextSibling())
+    {
+        text += node->ToText() == nullptr ? "" : node->ValueStr();
+    }
+    return text;
+}
+
+void requireModule(const ModuleConfigure& module, const TiXmlElement& entry)
+{
+    FUZZ_REQUIRE(module.getModuleId() == fuzz::decimalOf(textOf(entry, "ModuleId")));
+    FUZZ_REQUIRE(module.getDetail() == textOf(entry, "Detail"));
+    FUZZ_REQUIRE(module.getParameters() == textOf(entry, "Parameters"));
+}
+
+void requireModules(const std::vector<ModuleConfigure>& modules, const TiXmlElement& root, const std::string& model,
+                    const std::string& code)
+{
+    std::size_t count = 0;
     for (const TiXmlElement* entry = root.FirstChildElement(); entry != nullptr; entry = entry->NextSiblingElement())
     {
-        matches += entry->ValueStr() == "ModuleConfig" && isMatch(*entry, model, code) ? 1 : 0;
+        if (entry->ValueStr() == "ModuleConfig" && isMatch(*entry, model, code) &&
+            fuzz::isDecimalInt(textOf(*entry, "ModuleId")))
+        {
+            FUZZ_REQUIRE(count < modules.size());
+            requireModule(modules[count], *entry);
+            ++count;
+        }
     }
-    return matches;
+    FUZZ_REQUIRE(count == modules.size());
 }
 
 }  // namespace
@@ -48,7 +74,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         TiXmlDocument document;
         const bool isWhole = fuzz::parse(parts[2], document);
         FUZZ_REQUIRE(isRead == (isWhole && document.RootElement()->ValueStr() == "ModuleConfigs"));
-        FUZZ_REQUIRE(!isRead || modules.size() <= matchesIn(*document.RootElement(), parts[0], parts[1]));
+        if (isRead)
+        {
+            requireModules(modules, *document.RootElement(), parts[0], parts[1]);
+        }
     }
     return 0;
 }
