@@ -1,12 +1,12 @@
 // Runs a program and lets one of its file operations fail, or kills it there.
 //
-//   crash_fault [--list] FAULT NTH PROGRAM [ARGUMENT ...]
+//   crash_fault [--list] [--all] FAULT NTH PROGRAM [ARGUMENT ...]
 //
 // FAULT is kill, ENOSPC, EIO or EROFS. Counted are the operations that the fault can hit, by the program and all that
-// it starts, on files below /mnt, /hd1 and /tmp, between the marks begin and end (TraceMark.h). kill comes before the
-// NTH operation and takes all processes. ENOSPC and EIO hit that operation alone; with EROFS all from there on fail,
-// writes to open files and their sync too, as on a disk that the kernel remounted after an error, until the mark end.
-// NTH 0 hits nothing and counts.
+// it starts, on files below /mnt, /hd1 and /tmp, between the marks begin and end (TraceMark.h), with --all from the start
+// to the end. kill comes before the NTH operation and takes all processes. ENOSPC and EIO hit that operation alone; with
+// EROFS all from there on fail, writes to open files and their sync too, as on a disk that the kernel remounted after an
+// error, until the mark end. NTH 0 hits nothing and counts.
 //
 // On standard error: "hit NTH CALL PATH" and, at the end, "counted COUNT"; with --list a line for each operation: its
 // number, the program, call and path.
@@ -337,8 +337,8 @@ bool isBelowARoot(const std::string& path)
 class Supervisor
 {
 public:
-    Supervisor(const Fault& fault, int nth, bool lists, pid_t process, int listener)
-        : fault_(fault), nth_(nth), lists_(lists), process_(process), listener_(listener)
+    Supervisor(const Fault& fault, int nth, bool lists, bool counts, pid_t process, int listener)
+        : fault_(fault), nth_(nth), lists_(lists), process_(process), listener_(listener), counts_(counts)
     {
     }
 
@@ -462,7 +462,7 @@ private:
     const pid_t process_;
     const int listener_;
     const int nothing_ = open("/dev/null", O_RDWR | O_CLOEXEC);
-    bool counts_ = false;
+    bool counts_;
     bool hasKilled_ = false;
     int count_ = 0;
 };
@@ -483,12 +483,19 @@ const Fault* faultOf(const char* name)
 
 int main(int argc, char** argv)
 {
-    const bool lists = argc > 1 && std::strcmp(argv[1], "--list") == 0;
-    char** const arguments = argv + (lists ? 2 : 1);
-    const Fault* const fault = argc - (lists ? 1 : 0) > 3 ? faultOf(arguments[0]) : nullptr;
+    char** arguments = argv + 1;
+    const auto takesFlag = [&](const char* flag) {
+        const bool isThere = *arguments != nullptr && std::strcmp(*arguments, flag) == 0;
+        arguments += isThere ? 1 : 0;
+        return isThere;
+    };
+    const bool lists = takesFlag("--list");
+    const bool countsAll = takesFlag("--all");
+    const Fault* const fault = argv + argc - arguments >= 3 ? faultOf(arguments[0]) : nullptr;
     if (fault == nullptr)
     {
-        std::fprintf(stderr, "usage: crash_fault [--list] kill|ENOSPC|EIO|EROFS NTH PROGRAM [ARGUMENT ...]\n");
+        std::fprintf(stderr,
+                     "usage: crash_fault [--list] [--all] kill|ENOSPC|EIO|EROFS NTH PROGRAM [ARGUMENT ...]\n");
         return kUsage;
     }
     prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
@@ -499,5 +506,5 @@ int main(int argc, char** argv)
         waitpid(process, nullptr, 0);
         return kCannotWatch;
     }
-    return Supervisor(*fault, std::atoi(arguments[1]), lists, process, listener).run();
+    return Supervisor(*fault, std::atoi(arguments[1]), lists, countsAll, process, listener).run();
 }

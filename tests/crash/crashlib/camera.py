@@ -6,7 +6,7 @@ import os
 import struct
 import threading
 
-from crashlib.recording import CONFIG_FOLDER, VERSION_FILE, scheme_file
+from crashlib.recording import CONFIG_FOLDER, VERSION_FILE, is_setting, scheme_file
 
 MODELS = ("fixed", "dome", "lpr", "fisheye")
 MACHINE_INFO = "/mnt/mtd/code/factory_setting/machineinfo.ini"
@@ -68,6 +68,27 @@ class Cameras:
 
     def verify_step(self, limit=60):
         return {"argv": [self.program, "verify"], "limit": limit, "env": {"LC_ALL": "C"}}
+
+    def start_steps(self, host):
+        """host: an argv that makes a board's files again before the camera is started; empty where nobody does."""
+        first = [{"argv": host, "snapshot": True, "limit": 60, "env": {"LC_ALL": "C"}}] if host else []
+        return [*first, self.verify_step()]
+
+    def start_problems(self, tree, results, complete):
+        """What is wrong after start_steps on the tree; complete: by path what was there at the end of a healthy run."""
+        *made, verified = results
+        if not made:
+            return self.problems(tree, verified)
+        if made[0]["status"] != 0:
+            return [f"the host did not come up: status {made[0]['status']} {made[0]['out']} {made[0]['err']}"]
+        after = made[0]["tree"]
+        wrong = [f"{path}: the host leaves {described(after.get(path))}" for path, content in complete.items()
+                 if not is_setting(path) and after.get(path) != content]
+        if wrong:
+            return wrong
+        # The settings must still be those of the tree.
+        hosted = {entry for entry in packed(after, self._blobs) if not is_setting(entry[0])}
+        return self.problems(frozenset(hosted | {entry for entry in tree if is_setting(entry[0])}), verified)
 
     def factory(self, tree):
         """What a first start on the tree's documents answers; None when they are incomplete."""

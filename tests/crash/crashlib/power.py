@@ -16,22 +16,25 @@ class PowerCuts:
         self._recorder = recorder
         self._full_subsets = full_subsets
 
-    def run(self, tree, program, report, environment=None):
-        """tree: contents by path. program: what is recorded."""
+    def run(self, tree, program, report, environment=None, host=(), unsynced=()):
+        """tree: contents by path; unsynced: folders of it that are not on the disk. program: what is recorded."""
         events, final = self._recorder.record(tree, program, environment or {})
         disk = Disk(ROOTS, self._blobs)
-        disk.load(tree)
+        disk.load({path: content for path, content in tree.items() if path not in unsynced})
+        for path in unsynced:
+            disk.make_folder(path)
         recording = Recording(disk, events)
         recording.timeline.take_over()
         states = {}  # tree of the state: where it was met first
         checked = set()
         for operation in recording.play():
-            self._collect(disk, recording, operation, states, checked, report)
+            self._collect(disk, recording, operation, states, checked, report, host)
         report.operations += recording.operations
         self._compare(disk, final, report)
-        self._start_cameras(states, report)
+        complete = {path: recording.timeline.ever(path)[-1] for path in recording.timeline.paths()}
+        self._start_cameras(states, report, host, complete)
 
-    def _collect(self, disk, recording, operation, states, checked, report):
+    def _collect(self, disk, recording, operation, states, checked, report, host):
         allowed = {path: frozenset(None if content is None else self._blobs.name(content)
                                    for content in recording.timeline.allowed(path))
                    for path in recording.timeline.paths()}
@@ -44,7 +47,7 @@ class PowerCuts:
             wrong = self._wrong_files(state, allowed)
             if wrong:
                 report.fail(where, wrong, state)
-            if self._cameras.factory(state) is not None:  # nobody can start a camera without its documents
+            if host or self._cameras.factory(state) is not None:  # nobody can start a camera without its documents
                 states.setdefault(state, where)
             elif not wrong:
                 report.states += 1
@@ -67,12 +70,12 @@ class PowerCuts:
     def _described(self, name):
         return described(None if name is None else self._blobs.by_name[name])
 
-    def _start_cameras(self, states, report):
-        jobs = ((state, (state, [self._cameras.verify_step()])) for state in states)
+    def _start_cameras(self, states, report, host, complete):
+        jobs = ((state, (state, self._cameras.start_steps(host))) for state in states)
 
         def judge(state, results):
             report.states += 1
-            wrong = self._cameras.problems(state, results[0])
+            wrong = self._cameras.start_problems(state, results, complete)
             if wrong:
                 report.fail(states[state], wrong, state)
 

@@ -309,10 +309,9 @@ class Timeline:
 
 CONFIG_FOLDER = "/mnt/mtd/code/config_file"
 VERSION_FILE = CONFIG_FOLDER + "/snsversion.cfg"
-
+MODEL_FILE = "/mnt/mtd/sensorcam/model"  # what a host remembers
 
 _DOCUMENT_FOLDERS = ("/hd1/moduleConfig/", "/mnt/mtd/code/factory_setting/")
-_MODEL_FILE = "/mnt/mtd/sensorcam/model"
 
 
 def scheme_file(scheme):
@@ -321,6 +320,9 @@ def scheme_file(scheme):
 
 def is_kept(path):
     """Files that are old or new, and nothing else: settings, documents, and the model that a host remembers."""
-    if path.startswith(CONFIG_FOLDER + "/s"):
-        return path.endswith(".cfg")
-    return path.startswith(_DOCUMENT_FOLDERS) and path.endswith((".xml", ".ini")) or path == _MODEL_FILE
+    return (is_setting(path) or path == MODEL_FILE
+            or path.startswith(_DOCUMENT_FOLDERS) and path.endswith((".xml", ".ini")))
+
+
+def is_setting(path):
+    return path.startswith(CONFIG_FOLDER + "/s") and path.endswith(".cfg")

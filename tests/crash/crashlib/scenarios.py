@@ -5,7 +5,7 @@ from dataclasses import dataclass, field
 
 from crashlib.camera import documents, packed
 from crashlib.private_tree import ROOTS, TREE_TOKEN
-from crashlib.recording import VERSION_FILE
+from crashlib.recording import CONFIG_FOLDER, MODEL_FILE, VERSION_FILE
 
 ERROR_LOG = "/mnt/mtd/log/SensorError.log"
 LOG_LINE = b"2026-01-01 12:00:00 [sensor assert] an older record\n"
@@ -17,11 +17,20 @@ class Scenario:
     name: str
     title: str
     action: str = ""  # of crash_camera
-    program: tuple = ()  # and its arguments, instead of crash_camera; for power cuts only
+    program: tuple = ()  # and its arguments, instead of crash_camera; not for full disks
+    host: tuple = ()  # and its arguments: makes a board's files again before a camera is started on what is left
     model: str = "fixed"
     prepared: bool = True  # whether the camera has its documents, and settings were saved before
     documents: bool = True  # whether it has its documents at least
     changes: dict = field(default_factory=dict)  # of the tree, after that
+    unsynced: tuple = ()  # folders of it whose names are not yet on the disk
+
+    def has(self, mode):
+        """What is not on the disk shows in power cuts alone, and only crash_camera can fill a disk."""
+        return mode == "power" or not self.unsynced and (mode != "full" or not self.program)
+
+
+SENSORCAM = ("sensorcam", "--in-place", "--speed", "3600", "--model", "dome", "exec")
 
 
 def _full_logs():
@@ -42,8 +51,10 @@ SCENARIOS = {scenario.name: scenario for scenario in (
     Scenario("log-rotation", "reports until the log is rotated, and a save", "log-rotation",
              changes=_full_logs()),
     Scenario("sensorcam", "sensorcam makes its files on an empty board, and a user saves", prepared=False,
-             documents=False, program=("sensorcam", "--in-place", "--model", "dome", "exec", "set brightness=61",
-                                       "save")),
+             documents=False, program=(*SENSORCAM, "set brightness=61", "save"), host=(*SENSORCAM, "get brightness")),
+    Scenario("sensorcam-again", "the same after a start that was killed when it had made a folder", prepared=False,
+             model="dome", changes={"/mnt/mtd/sensorcam": None, MODEL_FILE: b"dome\n"}, unsynced=(CONFIG_FOLDER,),
+             program=(*SENSORCAM, "set brightness=61", "save"), host=(*SENSORCAM, "get brightness")),
 )}
 
 
@@ -67,10 +78,14 @@ class Stage:
 
     def program(self, scenario):
         """What runs on it."""
-        if scenario.program:
-            folder = os.path.dirname(self._program)
-            return [os.path.join(folder, scenario.program[0]), *scenario.program[1:]]
-        return [self._program, scenario.action]
+        return self._argv(scenario.program) or [self._program, scenario.action]
+
+    def host(self, scenario):
+        """What makes its files again; nothing where nobody does."""
+        return self._argv(scenario.host)
+
+    def _argv(self, words):
+        return [os.path.join(os.path.dirname(self._program), words[0]), *words[1:]] if words else []
 
     def _saved(self, model):
         if model not in self._prepared:
