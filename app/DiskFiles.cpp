@@ -27,6 +27,34 @@ bool bringToDisk(const fs::path& path)
     return isOnDisk;
 }
 
+// And those on the way to it. The name of a folder that was there is on the disk, unless a start was killed right after
+// making it: then it is empty, for nothing is put into a folder before.
+void makeFolder(const fs::path& folder, const std::string& wanted)
+{
+    std::error_code error;
+    if (fs::is_directory(folder, error))
+    {
+        if (fs::is_empty(folder, error))
+        {
+            bringToDisk(folder.parent_path());  // what was there before any start may lie where nobody may read
+        }
+        return;
+    }
+    if (folder.has_parent_path())
+    {
+        makeFolder(folder.parent_path(), wanted);
+    }
+    const bool isNew = fs::create_directory(folder, error);
+    if (error || !fs::is_directory(folder))
+    {
+        throw Failure("cannot make the folder " + wanted + ": " + (error ? error.message() : "it is a file"));
+    }
+    if (!bringToDisk(folder.parent_path()) && isNew)
+    {
+        throw Failure(systemError("cannot bring the folder " + wanted + " to the disk"));
+    }
+}
+
 bool writeFile(const fs::path& path, const std::string& content)
 {
     std::ofstream stream(path, std::ios::binary | std::ios::trunc);
@@ -39,23 +67,7 @@ bool writeFile(const fs::path& path, const std::string& content)
 
 void makeFolders(const std::string& path)
 {
-    std::error_code error;
-    fs::path made;
-    for (const fs::path& part : fs::path(path))
-    {
-        made /= part;
-        const bool isNew = fs::create_directory(made, error);
-        if (error || !fs::is_directory(made))
-        {
-            throw Failure("cannot make the folder " + path + ": " + (error ? error.message() : "it is a file"));
-        }
-        // Also the name of a folder that was there: a start that was killed may have made it. What was there before any
-        // start may lie in a folder that must not be read.
-        if (!bringToDisk(made.parent_path()) && isNew)
-        {
-            throw Failure(systemError("cannot bring the folder " + path + " to the disk"));
-        }
-    }
+    makeFolder(path, path);
 }
 
 void replaceFile(const std::string& path, const std::string& content)
