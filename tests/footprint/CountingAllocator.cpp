@@ -2,21 +2,11 @@
 
 #include <execinfo.h>
 #include <malloc.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
-#include <cstdint>
 #include <cstdlib>
 
-// glibc's allocator under the names that stay when the public ones are replaced.
-extern "C" {
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* block, std::size_t size);
-void* __libc_memalign(std::size_t alignment, std::size_t size);
-void __libc_free(void* block);
-}
+#include "ReplacedHeap.h"
 
 namespace footprint {
 namespace {
@@ -55,19 +45,6 @@ void* counted(void* block)
         add(malloc_usable_size(block));
     }
     return block;
-}
-
-void released(void* block)
-{
-    if (block != nullptr)
-    {
-        live -= malloc_usable_size(block);
-    }
-}
-
-bool isAlignment(std::size_t alignment)
-{
-    return alignment != 0 && (alignment & (alignment - 1)) == 0;
 }
 
 }  // namespace
@@ -131,71 +108,28 @@ std::string AllocationWatch::firstCallers()
 
 // ---- the replaced functions ----------------------------------------------------------------------------------------
 
-#pragma GCC visibility push(default)  // libraries are to find them here
-extern "C" {
+namespace support {
 
-void* malloc(std::size_t size) noexcept
+void* allocateBlock(std::size_t size, std::size_t alignment)
 {
-    return footprint::counted(__libc_malloc(size));
+    return footprint::counted(allocateFromLibrary(size, alignment));
 }
 
-void* calloc(std::size_t count, std::size_t size) noexcept
+void* resizeBlock(void* block, std::size_t size)
 {
-    return footprint::counted(__libc_calloc(count, size));
-}
-
-void* realloc(void* block, std::size_t size) noexcept
-{
-    const std::size_t before = block == nullptr ? 0 : malloc_usable_size(block);
-    void* const grown = __libc_realloc(block, size);
-    if (grown != nullptr || size == 0)
+    const std::size_t before = malloc_usable_size(block);
+    void* const resized = __libc_realloc(block, size);
+    if (resized != nullptr)
     {
         footprint::live -= before;
     }
-    return grown == nullptr && size == 0 ? nullptr : footprint::counted(grown);
+    return footprint::counted(resized);
 }
 
-void free(void* block) noexcept
+void releaseBlock(void* block)
 {
-    footprint::released(block);
+    footprint::live -= malloc_usable_size(block);
     __libc_free(block);
 }
 
-void* memalign(std::size_t alignment, std::size_t size) noexcept
-{
-    return footprint::counted(__libc_memalign(alignment, size));
-}
-
-void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept
-{
-    return memalign(alignment, size);
-}
-
-int posix_memalign(void** block, std::size_t alignment, std::size_t size) noexcept
-{
-    if (alignment % sizeof(void*) != 0 || !footprint::isAlignment(alignment))
-    {
-        return EINVAL;
-    }
-    void* const found = memalign(alignment, size);
-    if (found == nullptr)
-    {
-        return ENOMEM;
-    }
-    *block = found;
-    return 0;
-}
-
-void* valloc(std::size_t size) noexcept
-{
-    return memalign(static_cast<std::size_t>(sysconf(_SC_PAGESIZE)), size);
-}
-
-void* pvalloc(std::size_t size) noexcept
-{
-    const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    return memalign(page, (size + page - 1) / page * page);
-}
-
-}  // extern "C"
-#pragma GCC visibility pop
+}  // namespace support

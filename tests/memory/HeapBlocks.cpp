@@ -4,12 +4,7 @@
 #include <cerrno>
 #include <cstdint>
 
-extern "C" {
-
-void* __libc_malloc(std::size_t size);
-void* __libc_realloc(void* block, std::size_t size);
-
-}  // extern "C"
+#include "ReplacedHeap.h"
 
 namespace {
 
@@ -33,21 +28,22 @@ bool isGranted(std::size_t size)
 
 }  // namespace
 
-extern "C" {
+namespace support {
 
-__attribute__((visibility("default"))) void* malloc(std::size_t size) noexcept
+void* allocateBlock(std::size_t size, std::size_t alignment)
 {
-    return isGranted(size) ? __libc_malloc(size) : nullptr;
+    return isGranted(size) ? allocateFromLibrary(size, alignment) : nullptr;
 }
 
-__attribute__((visibility("default"))) void* realloc(void* block, std::size_t size) noexcept
+void* resizeBlock(void* block, std::size_t size)
 {
     return isGranted(size) ? __libc_realloc(block, size) : nullptr;
 }
 
-}  // extern "C"
-
-namespace support {
+void releaseBlock(void* block)
+{
+    __libc_free(block);
+}
 
 std::size_t largestBlock()
 {

@@ -2,7 +2,8 @@
 
 #include <cstddef>
 
-// The program's allocator: malloc and realloc are replaced for everything in the process, operator new comes to them.
+// The program's allocator: malloc and its relatives are replaced for everything in the process, and operator new ends in
+// them.
 namespace support {
 
 // Bytes of the largest block that anybody got since the last forgetLargestBlock.

@@ -1,15 +1,8 @@
 #include "ExactHeap.h"
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define __SANITIZE_ADDRESS__ 1
-#endif
-#if __has_feature(thread_sanitizer)
-#define __SANITIZE_THREAD__ 1
-#endif
-#endif
+#include "ReplacedHeap.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifndef SUPPORT_HEAP_IS_REPLACED
 
 // Of the sanitizer's runtime; its header does not come with every compiler.
 extern "C" {
@@ -42,18 +35,13 @@ bool heapBytesAreExact()
 
 #else
 
-#include <unistd.h>
+#include <malloc.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-
-// The C library's allocator under the names that stay when the public ones are replaced.
-extern "C" {
-void* __libc_malloc(std::size_t size);
-void __libc_free(void* block);
-}
 
 namespace soak {
 namespace {
@@ -73,7 +61,7 @@ Header& headerOf(const void* block)
     return static_cast<Header*>(const_cast<void*>(block))[-1];
 }
 
-void* allocate(std::size_t size, std::size_t alignment = alignof(Header))
+void* allocate(std::size_t size, std::size_t alignment)
 {
     const std::size_t around = sizeof(Header) + alignment;
     void* const base = size > SIZE_MAX - around ? nullptr : __libc_malloc(size + around);
@@ -91,21 +79,8 @@ void* allocate(std::size_t size, std::size_t alignment = alignof(Header))
 
 void release(void* block)
 {
-    if (block != nullptr)
-    {
-        heap -= headerOf(block).bytes;
-        __libc_free(headerOf(block).base);
-    }
-}
-
-bool isAlignment(std::size_t alignment)
-{
-    return alignment != 0 && (alignment & (alignment - 1)) == 0;
-}
-
-std::size_t pageBytes()
-{
-    return static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    heap -= headerOf(block).bytes;
+    __libc_free(headerOf(block).base);
 }
 
 }  // namespace
@@ -127,87 +102,35 @@ bool heapBytesAreExact()
 
 }  // namespace soak
 
-#pragma GCC visibility push(default)  // libraries are to find them here
-extern "C" {
+namespace support {
 
-void* malloc(std::size_t size) noexcept
+void* allocateBlock(std::size_t size, std::size_t alignment)
 {
-    return soak::allocate(size);
+    return soak::allocate(size, std::max(alignment, alignof(soak::Header)));
 }
 
-void* calloc(std::size_t count, std::size_t size) noexcept
+void* resizeBlock(void* block, std::size_t size)
 {
-    const bool fits = size == 0 || count <= SIZE_MAX / size;
-    void* const block = soak::allocate(fits ? count * size : SIZE_MAX);
-    return block == nullptr ? nullptr : std::memset(block, 0, count * size);
-}
-
-void free(void* block) noexcept
-{
-    const int error = errno;
-    soak::release(block);
-    errno = error;
-}
-
-void* realloc(void* block, std::size_t size) noexcept
-{
-    if (block != nullptr && size == 0)
+    void* const moved = allocateBlock(size, kAnyAlignment);
+    if (moved != nullptr)
     {
-        soak::release(block);
-        return nullptr;
-    }
-    void* const moved = soak::allocate(size);
-    if (block != nullptr && moved != nullptr)
-    {
-        const std::size_t old = soak::blockBytes(block);
-        std::memcpy(moved, block, old < size ? old : size);
+        std::memcpy(moved, block, std::min(size, soak::blockBytes(block)));
         soak::release(block);
     }
     return moved;
 }
 
-void* memalign(std::size_t alignment, std::size_t size) noexcept
+void releaseBlock(void* block)
 {
-    return soak::allocate(size, alignment < alignof(soak::Header) ? alignof(soak::Header) : alignment);
+    soak::release(block);
 }
 
-void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept
-{
-    return memalign(alignment, size);
-}
+}  // namespace support
 
-int posix_memalign(void** block, std::size_t alignment, std::size_t size) noexcept
-{
-    if (alignment % sizeof(void*) != 0 || !soak::isAlignment(alignment))
-    {
-        return EINVAL;
-    }
-    void* const found = memalign(alignment, size);
-    if (found == nullptr)
-    {
-        return ENOMEM;
-    }
-    *block = found;
-    return 0;
-}
-
-void* valloc(std::size_t size) noexcept
-{
-    return memalign(soak::pageBytes(), size);
-}
-
-void* pvalloc(std::size_t size) noexcept
-{
-    const std::size_t page = soak::pageBytes();
-    return memalign(page, (size + page - 1) / page * page);
-}
-
-std::size_t malloc_usable_size(void* block) noexcept
+// libraries are to find it here
+extern "C" __attribute__((visibility("default"))) std::size_t malloc_usable_size(void* block) noexcept
 {
     return block == nullptr ? 0 : soak::blockBytes(block);
 }
-
-}  // extern "C"
-#pragma GCC visibility pop
 
 #endif
