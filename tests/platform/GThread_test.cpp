@@ -191,6 +191,17 @@ TEST(GThread, StopOnTheThreadItselfMakesTheTurnTheLastOne)
     EXPECT_EQ(turns, 1);
 }
 
+TEST(GThread, StopInTheLastFunctionIsStillOneOnTheThreadItself)
+{
+    std::promise<bool> answer;
+    GThread* self = nullptr;
+    GThread thread(&sleepForever, "last", &GThread::emptyFun, [&] { answer.set_value(self->stop()); return 0; });
+    self = &thread;
+    ASSERT_TRUE(thread.start());
+    EXPECT_TRUE(thread.stop());
+    EXPECT_FALSE(answer.get_future().get());
+}
+
 TEST(GThread, StartsAgainAfterItStoppedItself)
 {
     std::atomic<int> turns{0};

@@ -29,12 +29,37 @@ using platform_tests::Joining;
 using platform_tests::kBound;
 using platform_tests::LastAdvance;
 
+// How long a wait on the clock takes while somebody wakes it all the time.
+Span spanOfDisturbedWait(host::Clock& clock, Span span)
+{
+    std::atomic<bool> isOver{false};
+    Joining waker([&] {
+        while (!isOver)
+        {
+            clock.wake();
+            std::this_thread::yield();
+        }
+    });
+    const Span before = clock.monotonic();
+    clock.wait(span);
+    const Span after = clock.monotonic();
+    isOver = true;
+    return after - before;
+}
+
 class ScopedTimeZone
 {
 public:
     explicit ScopedTimeZone(const char* zone) { setenv("TZ", zone, 1); }
     ~ScopedTimeZone() { unsetenv("TZ"); }
 };
+
+// Since 1970, as the clock's wall shows it.
+Span wallOf(const host::Clock& clock)
+{
+    std::tm local = clock.localTime();
+    return std::chrono::seconds(timegm(&local));
+}
 
 int minutesOf(const std::tm& local)
 {
@@ -92,6 +117,12 @@ TEST(RealClock, WaitLastsTheSpan)
     const Span before = clock.monotonic();
     clock.wait(20ms);
     EXPECT_GE(clock.monotonic() - before, 20ms);
+}
+
+TEST(RealClock, WaitLastsTheSpanHoweverOftenItIsWoken)
+{
+    RealClock clock;
+    EXPECT_GE(spanOfDisturbedWait(clock, 20ms), 20ms);
 }
 
 TEST(RealClock, WaitSleepsOnceWithoutPolling)
@@ -192,6 +223,21 @@ TEST(ScaledClock, SettingTheWallClockLeavesTheMonotonicTimeAlone)
     }
 }
 
+TEST(ScaledClock, SettingTheWallClockKeepsTheDay)
+{
+    ScaledClock clock(1e6, 12, 0);
+    clock.wait(72h);
+    const Span before = wallOf(clock);
+    clock.setTimeOfDay(0, 0);
+    EXPECT_GE(wallOf(clock), before - before % 24h);
+}
+
+TEST(ScaledClock, WaitLastsTheSpanHoweverOftenItIsWoken)
+{
+    ScaledClock clock(10);
+    EXPECT_GE(spanOfDisturbedWait(clock, 200ms), 200ms);
+}
+
 TEST(ScaledClock, RunsSlowerToo)
 {
     ScaledClock clock(0.5);
@@ -277,6 +323,15 @@ TEST(ManualClock, WaitOnTheThreadThatMadeItMovesIt)
     EXPECT_EQ(minutesOf(clock.localTime()), 8 * 60 + 1);
     clock.wait(-1s);
     EXPECT_EQ(clock.monotonic(), 90s);
+}
+
+TEST(ManualClock, SettingTheTimeOfDayKeepsTheDay)
+{
+    ManualClock clock(12, 0);
+    const Span noon = wallOf(clock);
+    clock.advance(72h);
+    clock.setTimeOfDay(23, 0);
+    EXPECT_EQ(wallOf(clock), noon + 72h + 11h);
 }
 
 TEST(ManualClock, SettingTheTimeOfDayReleasesNobody)

@@ -237,6 +237,16 @@ TEST_F(KSLoggerTest, AFullDiskIsAFailureThatLeavesNoPartOfTheRecord)
     EXPECT_EQ(logOnce("[p]", "x"), -1);
 }
 
+TEST_F(KSLoggerTest, ALogThatStartsAnewOnAFullDiskHoldsNoPartOfARecordEither)
+{
+    ASSERT_GT(logOnce("[p]", std::string(70, 'x').c_str(), 100, 1), 0);
+    {
+        const platform_tests::FileSizeLimit limit(10);
+        EXPECT_EQ(logOnce("[p]", "second", 100, 1), -1);
+    }
+    EXPECT_EQ(readFile(kLog), "");
+}
+
 TEST_F(KSLoggerTest, ALogThatIsDeletedIsMadeAgain)
 {
     KSLogger logger;

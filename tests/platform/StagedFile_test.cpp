@@ -332,6 +332,22 @@ TEST_F(StagedFileTest, AReplacedFileKeepsItsMode)
     EXPECT_EQ(modeOf(kPath), 0666u);
 }
 
+TEST_F(StagedFileTest, AReplacedFileKeepsOwnerAndGroupWhereTheyMayBeGiven)
+{
+    const std::pair<uid_t, gid_t> owners[] = {{geteuid(), 23456}, {12345, getegid()}, {12345, 23456}};
+    for (const auto& [user, group] : owners)
+    {
+        writeFile(kPath, "old");
+        const bool isGiven = chown(kPath, user, group) == 0;
+        EXPECT_TRUE(save("new"));
+        struct stat status{};
+        ASSERT_EQ(stat(kPath, &status), 0);
+        EXPECT_EQ(status.st_uid, isGiven ? user : geteuid());
+        EXPECT_EQ(status.st_gid, isGiven ? group : getegid());
+        support::removeFile(kPath);
+    }
+}
+
 TEST_F(StagedFileTest, ALinkStaysALinkAndItsTargetIsReplaced)
 {
     const std::string target = "/mnt/mtd/code/target.cfg";
@@ -342,6 +358,17 @@ TEST_F(StagedFileTest, ALinkStaysALinkAndItsTargetIsReplaced)
     struct stat status{};
     ASSERT_EQ(lstat(kPath, &status), 0);
     EXPECT_TRUE(S_ISLNK(status.st_mode));
+}
+
+TEST_F(StagedFileTest, ALinkIsFollowedFromTheFolderThatItLiesIn)
+{
+    const std::string folder = "/mnt/mtd/code/elsewhere";
+    writeFile(folder + "/inner/target.cfg", "old");
+    ASSERT_EQ(symlink("inner/target.cfg", (folder + "/middle").c_str()), 0);
+    ASSERT_EQ(symlink("../elsewhere/middle", kPath), 0);
+    EXPECT_TRUE(save("new"));
+    EXPECT_EQ(readFile(folder + "/inner/target.cfg"), "new");
+    EXPECT_EQ(filesIn(folder + "/inner"), std::vector<std::string>{"target.cfg"});
 }
 
 }  // namespace

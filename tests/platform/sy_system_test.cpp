@@ -84,6 +84,13 @@ TEST_F(SySystemTest, WhoDoesNotListenEndsAtTheLimitToo)
     EXPECT_TRUE(hasEnded());
 }
 
+TEST_F(SySystemTest, WhatTheCommandStartedEndsAtTheLimitEvenIfItDoesNotListen)
+{
+    EXPECT_EQ(sy_system("trap '' TERM; sleep 1000 & echo $! > /mnt/mtd/code/process; wait", kAmpleTime),
+              kSySystemLimit);
+    EXPECT_TRUE(eventually(hasEnded));
+}
+
 TEST_F(SySystemTest, WhoStoppedEndsAtTheLimitToo)
 {
     EXPECT_EQ(sy_system("echo $$ > /mnt/mtd/code/process; kill -STOP $$; true", kAmpleTime), kSySystemLimit);
