@@ -11,34 +11,22 @@
 #include <cstring>
 
 #include "BenchCamera.h"
+#include "KeyRows.h"
 
 namespace bench {
 namespace {
 
-struct Row
-{
-    u32 key;
-    u32 cmd;
-    const char* handler;
-};
+using support::KeyRow;
 
-constexpr Row kRows[] = {
-#define SNS_KEY(name, key, ia, cmd, handler) {key, cmd, #handler},
-#define SNS_STORED_KEY(name, key) {key, 0, ""},
-#include "SensorKeys.def"
-};
-
-const Row& rowOf(u32 key)
+const KeyRow& rowOf(u32 key)
 {
-    for (const Row& row : kRows)
+    const KeyRow* const row = support::findKeyRow(key);
+    if (row == nullptr)
     {
-        if (row.key == key)
-        {
-            return row;
-        }
+        std::fprintf(stderr, "key %u stands in no map\n", key);
+        std::abort();
     }
-    std::fprintf(stderr, "key %u stands in no map\n", key);
-    std::abort();
+    return *row;
 }
 
 u32 valueOf(const std::vector<KeyVal>& scheme, u32 key)
@@ -54,7 +42,7 @@ u32 valueOf(const std::vector<KeyVal>& scheme, u32 key)
 }
 
 // The words that a handler hands to the service for its key.
-std::vector<u32> wordsFor(const Row& row, u32 value, const std::vector<KeyVal>& scheme)
+std::vector<u32> wordsFor(const KeyRow& row, u32 value, const std::vector<KeyVal>& scheme)
 {
     const auto own = [&](u32 key) { return key == row.key ? value : valueOf(scheme, key); };
     if (std::strcmp(row.handler, "doDNThr") == 0)
@@ -73,7 +61,7 @@ std::vector<u32> wordsFor(const Row& row, u32 value, const std::vector<KeyVal>& 
 }
 
 // Handlers that announce what they combined before they send it.
-bool announcesItself(const Row& row)
+bool announcesItself(const KeyRow& row)
 {
     return std::strcmp(row.handler, "doMirror") == 0 || std::strcmp(row.handler, "doDNThr") == 0 ||
            std::strcmp(row.handler, "doDNTime") == 0;
@@ -208,7 +196,7 @@ int CallScript::tests() const
 
 void sendRecord(CallScript& script, u32 key, u32 value, const std::vector<KeyVal>& scheme, bool isBulk)
 {
-    const Row& row = rowOf(key);
+    const KeyRow& row = rowOf(key);
     script.test();  // "set <key name>"
     if (isBulk && std::strcmp(row.handler, "doIaCmd_User") == 0)
     {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "KeyRows.h"
 #include "Lens.h"
 #include "ParameterTable.h"
 #include "Service.h"
@@ -9,30 +10,17 @@
 namespace documents {
 namespace {
 
-struct Row
-{
-    u32 key;
-    u32 cmd;
-    const char* handler;
-};
+using support::KeyRow;
 
-constexpr Row kRows[] = {
-#define SNS_KEY(name, key, ia, cmd, handler) {key, cmd, #handler},
-#define SNS_STORED_KEY(name, key) {key, 0, ""},
-#include "SensorKeys.def"
-};
-
-const Row& rowOf(u32 key)
+const KeyRow& rowOf(u32 key)
 {
-    for (const Row& row : kRows)
+    const KeyRow* const row = support::findKeyRow(key);
+    if (row == nullptr)
     {
-        if (row.key == key)
-        {
-            return row;
-        }
+        ADD_FAILURE() << "no key " << key;
+        return support::kKeyRows[0];
     }
-    ADD_FAILURE() << "no key " << key;
-    return kRows[0];
+    return *row;
 }
 
 // The unit id that documents use for a unit of the service's table.
@@ -76,7 +64,7 @@ protected:
     // The service's answer when a scheme that holds these records is applied and comes to this one.
     static int send(const std::map<u32, u32>& scheme, u32 key, u32 value)
     {
-        const Row& row = rowOf(key);
+        const KeyRow& row = rowOf(key);
         const auto cmd = static_cast<ia_cmd_e>(row.cmd);
         const std::string handler = row.handler;
         if (handler == "doDNThr")
