@@ -142,6 +142,7 @@ int ScriptedService::call(u32 cmd, int opt, void* data)
     }
     std::string_view line = lineFor(cmd, opt);
     const int status = takeNumber(line, SNS_SUCCESS);
+    timesRefused_ += opt == IA_CMD_OPT_SET && status != SNS_SUCCESS ? 1 : 0;
     answer(line, cmd, opt, data);
     return status;
 }

@@ -38,8 +38,9 @@ public:
     /// Sees every call before it is answered.
     void watch(Watcher watcher) { watcher_ = std::move(watcher); }
 
-    /// How often it was told to set something.
+    /// How often it was told to set something, and how often it refused.
     std::size_t timesSet() const { return timesSet_; }
+    std::size_t timesRefused() const { return timesRefused_; }
 
     int call(u32 cmd, int opt, void* data);
 
@@ -52,6 +53,7 @@ private:
     std::map<std::pair<u32, int>, std::string> given_;
     Watcher watcher_;
     std::size_t timesSet_ = 0;
+    std::size_t timesRefused_ = 0;
     ScriptedService* const previous_;
 };
 

@@ -61,6 +61,7 @@ void Session::run(std::string_view calls)
         const Disk before = diskNow();
         mayWriteConfiguration_ = false;
         timesSetBefore_ = service_.timesSet();
+        timesRefusedBefore_ = service_.timesRefused();
         call->second(*this, line);
         FUZZ_REQUIRE(mayWriteConfiguration_ || diskNow() == before);
         if (camera_.isUp())
@@ -103,13 +104,18 @@ const KeyVal* firstWith(const std::vector<KeyVal>& records, u32 key)
     return found == records.end() ? nullptr : &*found;
 }
 
-bool isHeld(const std::vector<KeyVal>& records, const Memory& memory, int scheme)
+bool isHeld(const KeyVal& record, const Memory& memory, int scheme)
 {
-    return static_cast<u32>(scheme) < memory.schemes.size() &&
-           std::all_of(records.begin(), records.end(), [&](const KeyVal& record) {
-               const KeyVal* const held = firstWith(memory.schemes[static_cast<std::size_t>(scheme)], record.key);
-               return held != nullptr && *held == record;
-           });
+    const KeyVal* const held = static_cast<u32>(scheme) < memory.schemes.size()
+                                   ? firstWith(memory.schemes[static_cast<std::size_t>(scheme)], record.key)
+                                   : nullptr;
+    return held != nullptr && held->value == record.value;
+}
+
+bool areHeld(const std::vector<KeyVal>& records, const Memory& memory, int scheme)
+{
+    return std::all_of(records.begin(), records.end(),
+                       [&](const KeyVal& record) { return isHeld(record, memory, scheme); });
 }
 
 }  // namespace fuzz

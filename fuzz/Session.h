@@ -50,6 +50,7 @@ private:
     void requireApplied(const std::vector<KeyVal>& list, bool isCached, int result, const Memory& before);
     void requireStored(const std::vector<KeyVal>& list, bool isWhole, const Memory& before);
     void requireNothingSent();
+    void requireSwitchSent(const Memory& before, bool isFull);
     void requireNothingChanged(const Memory& before);
     void requireOnlyCurrentChanged(const Memory& before);
     void turn();
@@ -60,12 +61,14 @@ private:
     ScriptedService& service_;
     bool mayWriteConfiguration_ = false;  // set by calls that do
     std::size_t timesSetBefore_ = 0;      // of the service, when the call began
+    std::size_t timesRefusedBefore_ = 0;
 };
 
 // The first record with the key, or null.
 const KeyVal* firstWith(const std::vector<KeyVal>& records, u32 key);
 
-// True when the scheme with this index has all these values, so that there is nothing to send.
-bool isHeld(const std::vector<KeyVal>& records, const Memory& memory, int scheme);
+// True when the scheme with this index has this value.
+bool isHeld(const KeyVal& record, const Memory& memory, int scheme);
+bool areHeld(const std::vector<KeyVal>& records, const Memory& memory, int scheme);
 
 }  // namespace fuzz

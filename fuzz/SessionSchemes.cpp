@@ -6,6 +6,7 @@
 #include "CameraTree.h"
 #include "HostStandIns.h"
 #include "Require.h"
+#include "SensorFlags.h"
 #include "SensorKeys.h"
 #include "TextParts.h"
 
@@ -40,6 +41,16 @@ int windowCode(const std::vector<KeyVal>& scheme)
     return start > 2400 ? 505 : end > 2400 ? 506 : start >= end ? 507 : 0;
 }
 
+// Times are the controller's own, keys that act once are left out of a switch, and wide dynamic range may be hidden.
+bool isSentBySwitch(u32 key)
+{
+    const keycmd* const map = g_pKeyCmdMap;
+    const keycmd* const row = std::find_if(map, map + g_nKeyCmdNum, [key](const keycmd& r) { return r.key == key; });
+    const bool isSchedule = key >= KEY_SCHEME_ENABLE && key <= KEY_SCHEME_END_MIN;
+    const bool actsOnce = row != map + g_nKeyCmdNum && row->handler == &ISensorController::doIaCmd_User;
+    return !isSchedule && !actsOnce && (key != KEY_WDR_MODE || getshowWDRFalg());
+}
+
 }  // namespace
 
 // ---- schemes and modes -------------------------------------------------------------------------------------
@@ -52,6 +63,7 @@ void Session::chooseScheme(std::string_view words)
     requireOnlyCurrentChanged(before);
     int chosen = 0;
     FUZZ_REQUIRE(controller().getParamScheme(chosen) && chosen == scheme);
+    requireSwitchSent(before, false);
 }
 
 void Session::chooseMode(std::string_view words)
@@ -73,11 +85,31 @@ void Session::switchScheme(std::string_view words, bool isFull)
     FUZZ_REQUIRE(controller().switch_to(scheme, isFull) == SNS_SUCCESS);
     FUZZ_REQUIRE(camera_.memory().current == scheme);
     requireOnlyCurrentChanged(before);
-    const bool isScheme = static_cast<u32>(scheme) < before.schemes.size();
-    if (!isScheme || (!isFull && isHeld(before.schemes[static_cast<std::size_t>(scheme)], before, before.current)))
+    requireSwitchSent(before, isFull);
+}
+
+// Of the new scheme all that can be sent is sent, or what differs from the scheme before, up to the first refusal.
+void Session::requireSwitchSent(const Memory& before, bool isFull)
+{
+    const int current = camera_.memory().current;
+    if (static_cast<u32>(current) >= before.schemes.size())
     {
         requireNothingSent();
+        return;
     }
+    const std::vector<KeyVal>& records = before.schemes[static_cast<std::size_t>(current)];
+    const auto wanted =
+        static_cast<std::size_t>(std::count_if(records.begin(), records.end(), [&before, isFull](const KeyVal& record) {
+            return isSentBySwitch(record.key) && (isFull || !isHeld(record, before, before.current));
+        }));
+    // A scheme that follows itself changes while it is compared, if a key comes twice in it.
+    if (!isFull && current == before.current && wanted > 0)
+    {
+        return;
+    }
+    const std::size_t sent = service_.timesSet() - timesSetBefore_;
+    const bool isRefused = service_.timesRefused() != timesRefusedBefore_ || camera_.video().status != 0;
+    FUZZ_REQUIRE(isRefused ? sent <= wanted : sent == wanted);
 }
 
 void Session::switchDayNight(std::string_view words)
@@ -113,6 +145,7 @@ void Session::turn()
 {
     const Memory before = camera_.memory();
     timesSetBefore_ = service_.timesSet();
+    timesRefusedBefore_ = service_.timesRefused();
     turnOfThread();
     requireOnlyCurrentChanged(before);
     if (threadRuns() && before.mode != 0)
@@ -143,9 +176,13 @@ void Session::requireTurned(const Memory& before)
     {
         FUZZ_REQUIRE(current == static_cast<int>(before.scheduled()));
     }
-    if (current == before.current && !camera_.isLpr())
+    if (!camera_.isLpr() && current == before.current)
     {
         requireNothingSent();
+    }
+    if (!camera_.isLpr())
+    {
+        requireSwitchSent(before, false);
     }
 }
 
@@ -192,7 +229,7 @@ void Session::reload(std::string_view)
     if (saved.size() >= count)
     {
         saved.resize(count);
-        if (isHeld(saved, before, before.current))
+        if (areHeld(saved, before, before.current))
         {
             requireNothingSent();
         }

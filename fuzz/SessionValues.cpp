@@ -41,7 +41,7 @@ void Session::requireApplied(const std::vector<KeyVal>& list, bool isCached, int
     FUZZ_REQUIRE(result == 0 || std::any_of(list.begin(), list.end(), [result](const KeyVal& record) {
                      return static_cast<int>(0u - record.key) == result;
                  }));
-    if (isCached && isHeld(list, before, before.current))
+    if (isCached && areHeld(list, before, before.current))
     {
         requireNothingSent();
     }
