@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -58,6 +59,36 @@ bool hasSysAdmin()
     }
     return false;
 }
+
+volatile std::sig_atomic_t interrupted = 0;
+
+// An interruption from the terminal reaches the program inside too. This one dies of it when it has removed the tree.
+class InterruptionPutOff
+{
+public:
+    InterruptionPutOff() : before_(std::signal(SIGINT, [](int) { interrupted = 1; }))
+    {
+        if (before_ == SIG_IGN)
+        {
+            std::signal(SIGINT, SIG_IGN);
+        }
+    }
+
+    ~InterruptionPutOff()
+    {
+        std::signal(SIGINT, before_);
+        if (interrupted != 0)
+        {
+            std::raise(SIGINT);
+        }
+    }
+
+    InterruptionPutOff(const InterruptionPutOff&) = delete;
+    InterruptionPutOff& operator=(const InterruptionPutOff&) = delete;
+
+private:
+    void (*before_)(int);
+};
 
 // The tree's folders on the real machine, removed at the end of the run.
 class Tree
@@ -257,13 +288,14 @@ int runInPrivateTree(char** argv, const TreeOptions& options)
     }
     // A container's root often lacks what mounting needs, and gets it in a user namespace of its own.
     const bool unshareUser = geteuid() == 0 && !hasSysAdmin();
+    const InterruptionPutOff putOff;
     const Tree tree;
     int status = runAndWait(sandboxArguments(tree, argv, options, unshareUser));
-    if (status != 0 && !tree.programStarted())
+    if (status != 0 && interrupted == 0 && !tree.programStarted())
     {
         status = runAndWait(sandboxArguments(tree, argv, options, !unshareUser));
     }
-    if (status != 0 && !tree.programStarted())
+    if (status != 0 && interrupted == 0 && !tree.programStarted())
     {
         std::fprintf(stderr, "bwrap could not make the private file tree that tests run in: are user namespaces "
                              "switched off?\n");
