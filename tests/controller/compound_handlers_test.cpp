@@ -372,6 +372,19 @@ TEST_F(CompoundHandlers, PartnersComeFromTheCurrentScheme)
     EXPECT_EQ((std::vector<u32>{33, 70}), lastWords());
 }
 
+TEST_F(CompoundHandlers, PartnersComeFromTheNewSchemeDuringASwitch)
+{
+    setValue(1, KEY_DTN_THR, 31);
+    setValue(1, KEY_NTD_THR, 88);
+    c().switch_to(1, false);
+    std::vector<std::vector<u32>> records;
+    for (const support::ServiceCall& call : service_.calls())
+    {
+        records.push_back(call.words);
+    }
+    EXPECT_EQ((std::vector<std::vector<u32>>{{31, 88}, {31, 88}}), records);
+}
+
 TEST_F(CompoundHandlers, TakeNoLock)
 {
     ControllerProbe::mutex(c()).Lock("test", __LINE__);

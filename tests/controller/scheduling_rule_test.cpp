@@ -5,6 +5,23 @@ namespace {
 
 constexpr u32 kDayNightState = 153;
 
+// 10:59 at the first look, 11:00 at every later one.
+class TurnOfAnHour : public host::RealClock
+{
+public:
+    std::tm localTime() const override
+    {
+        std::tm local{};
+        local.tm_hour = isOver_ ? 11 : 10;
+        local.tm_min = isOver_ ? 0 : 59;
+        isOver_ = true;
+        return local;
+    }
+
+private:
+    mutable bool isOver_ = false;
+};
+
 class SchedulingRule : public support::ControllerFixture
 {
 protected:
@@ -38,6 +55,20 @@ TEST_F(SchedulingRule, WindowIsHalfOpen)
     EXPECT_EQ(1, judgedScheme(8, 0));
     EXPECT_EQ(1, judgedScheme(17, 59));
     EXPECT_EQ(3, judgedScheme(18, 0));
+}
+
+TEST_F(SchedulingRule, HourAndMinuteComeFromOneLookAtTheClock)
+{
+    bringUpWithoutWindows();
+    setWindow(0, true, 10, 0, 10, 59);
+    setWindow(1, true, 11, 1, 12, 0);
+    int scheme = -9;
+    int schedule = -9;
+    host::setClock(std::make_shared<TurnOfAnHour>());
+    judge(scheme, schedule);
+    host::setClock(clock_);
+    EXPECT_EQ(3, scheme);
+    EXPECT_EQ(0, schedule);
 }
 
 TEST_F(SchedulingRule, MinutesCount)
