@@ -95,6 +95,14 @@ TEST_F(SceneCommandsTest, TheErrorLogCanBeRead)
     EXPECT_TRUE(has(execute({"log"}).out, "IA_CMD_OPT_GET"));
 }
 
+TEST_F(SceneCommandsTest, TheErrorLogGoesOnFromItsPredecessors)
+{
+    support::writeFile(std::string(support::kErrorLogFile) + ".2", "one\ntwo\n");
+    support::writeFile(std::string(support::kErrorLogFile) + ".1", "three\n");
+    support::writeFile(support::kErrorLogFile, "four\n");
+    EXPECT_EQ(execute({"log 3"}).out, "two\nthree\nfour\n");
+}
+
 TEST_F(SceneCommandsTest, DocumentsAreServedAsTheLibraryServesThem)
 {
     const Ended ended = execute({"style", "language", "language 1", "language 77"}, {"--json"});
@@ -188,6 +196,19 @@ TEST_F(SceneCommandsTest, MorePairsThanTheLibraryTakesAreRefused)
     EXPECT_EQ(ended.status, 1);
     EXPECT_TRUE(has(ended.err, "200 values are too many at once, this camera takes ")) << ended.err;
     EXPECT_EQ(execute({"get brightness"}).out, "KEY_BRIGHTNESS = 50\n");
+}
+
+TEST_F(SceneCommandsTest, AsManyPairsAsTheLibraryTakesAreApplied)
+{
+    ASSERT_EQ(execute({"status"}).status, 0);
+    std::string pairs;
+    for (std::size_t records = support::readFile(support::schemeFile(0)).size() / 8; records > 1; --records)
+    {
+        pairs += "(34,60)";
+    }
+    const Ended ended = execute({"text '" + pairs + "(34,61)'", "get brightness"}, {"--json"});
+    EXPECT_EQ(ended.status, 0) << ended.out;
+    EXPECT_EQ(lastDocument(ended.out)["values"][0]["value"], 61);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "PrivateTree.h"
@@ -15,6 +16,15 @@ using support::lastDocument;
 
 class SchemeCommandsTest : public support::PrivateTreeTest
 {
+protected:
+    // Every name under which its successor could be written is taken.
+    void makeSchemeFileFinal(int scheme)
+    {
+        for (const char* number : {"", "1", "2", "3", "4", "5", "6", "7", "8", "9"})
+        {
+            std::filesystem::create_directories(support::schemeFile(scheme) + ".new" + number);
+        }
+    }
 };
 
 TEST_F(SchemeCommandsTest, AWindowIsSavedAtOnce)
@@ -50,6 +60,29 @@ TEST_F(SchemeCommandsTest, AWindowThatCannotBeSavedIsRefusedAndNothingChanges)
     const json schemes = lastDocument(execute({"schemes"}, {"--json"}).out)["schemes"];
     EXPECT_EQ(schemes[1]["window"], "00:00-24:00");
     EXPECT_EQ(schemes[1]["enabled"], false);
+}
+
+TEST_F(SchemeCommandsTest, AWindowThatCannotBeWrittenDoesNotHoldEither)
+{
+    ASSERT_EQ(execute({"status"}).status, 0);
+    makeSchemeFileFinal(1);
+    const Ended ended = support::runToEnd({"--json", "shell"}, "window 1 on 08:00-18:00\nschemes\n");
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TRUE(has(ended.out, "sensor1.cfg could not be written; the window is as it was")) << ended.out;
+    const json schemes = lastDocument(ended.out)["schemes"];
+    EXPECT_EQ(schemes[1]["window"], "00:00-24:00");
+    EXPECT_EQ(schemes[1]["enabled"], false);
+}
+
+TEST_F(SchemeCommandsTest, ASaveThatCannotBeWrittenIsAFailure)
+{
+    ASSERT_EQ(execute({"status"}).status, 0);
+    makeSchemeFileFinal(0);
+    const Ended ended = execute({"set brightness=60", "save"}, {"--json"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TRUE(has(ended.out, "scheme 0 could not be written; its file is as it was")) << ended.out;
+    EXPECT_EQ(lastDocument(ended.out)["saved"], false);
+    EXPECT_EQ(lastDocument(execute({"get brightness"}, {"--json"}).out)["values"][0]["value"], 50);
 }
 
 TEST_F(SchemeCommandsTest, SaveExplainsARefusedWindow)

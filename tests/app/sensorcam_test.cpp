@@ -75,6 +75,32 @@ TEST_F(SensorcamTest, AListStopsAtTheFirstRefusalAndSaysWhatBecameOfTheRest)
     EXPECT_EQ(ended.out, "");
 }
 
+TEST_F(SensorcamTest, ARefusalIsToldOnceAndNotWithTheNextList)
+{
+    const Ended ended = support::runToEnd({"shell"}, "set brightness=999\nset contrast=10\n");
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TRUE(has(ended.err, "KEY_BRIGHTNESS refused: 999")) << ended.err;
+    EXPECT_EQ(ended.out, "KEY_CONTRAST = 10 %  (was 50)\n");
+}
+
+TEST_F(SensorcamTest, NothingRunsAfterQuit)
+{
+    const Ended ended = execute({"get brightness", "quit", "get contrast"});
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_EQ(ended.out, "KEY_BRIGHTNESS = 50\n");
+    EXPECT_FALSE(has(ended.err, "not run")) << ended.err;
+}
+
+TEST_F(SensorcamTest, TheStreamsRunAtTheBoardsFrameRate)
+{
+    ASSERT_FALSE(has(execute({"style"}).out, "<notice id=\"0\""));
+    std::string board = support::readFile(support::kModuleConfigFile);
+    const std::size_t field = board.find("(fps=25)");
+    ASSERT_NE(field, std::string::npos);
+    support::writeFile(support::kModuleConfigFile, board.replace(field, 8, "(fps=50)"));
+    EXPECT_TRUE(has(execute({"style"}).out, "<notice id=\"0\"")) << "no wide dynamic range at this rate";
+}
+
 TEST_F(SensorcamTest, NothingIsAppliedWhenAListCannotBeRead)
 {
     for (const char* list : {"set brightness=61 nonsense=1", "set brightness=61 contrast=bright",
