@@ -26,7 +26,7 @@ struct TreeOptions
 
 // Runs the program again, with the same arguments, inside a fresh tree below the build tree, and removes the
 // tree. Returns the exit status to pass on; a signal is reported as 128 plus its number, a path that cannot be shared
-// on standard error as 127.
+// on standard error as 127. Does not return if SIGINT comes.
 int runInPrivateTree(char** argv, const TreeOptions& options = {});
 
 }  // namespace support
