@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -34,7 +35,10 @@ using support::traceMark;
 constexpr char kConfigFolder[] = "/mnt/mtd/code/config_file/";
 constexpr char kMachineInfoFile[] = "/mnt/mtd/code/factory_setting/machineinfo.ini";
 constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";
+constexpr char kLogFolder[] = "/mnt/mtd/log";
 constexpr char kErrorLog[] = "/mnt/mtd/log/SensorError.log";
+constexpr std::uintmax_t kErrorLogSize = 10240;
+constexpr int kErrorLogCount = 3;
 constexpr char kFiller[] = "/mnt/filler";
 constexpr char kReport[] = "~~~Assertion failed.";
 constexpr int kUnknownKey = 4000000;
@@ -348,6 +352,30 @@ void addFiles(const CrashCamera& camera, Answer& answer)
     answer.add("version", contentOf(std::string(kConfigFolder) + "snsversion.cfg"));
 }
 
+// What broken saves of the scheme that was saved last have left, and logs beyond their limits.
+void addRemains(Answer& answer)
+{
+    namespace fs = std::filesystem;
+    std::vector<std::string> remains;
+    std::error_code error;
+    for (const fs::directory_entry& entry : fs::directory_iterator(kConfigFolder, error))
+    {
+        if (entry.path().filename().string().rfind("sensor0.cfg.", 0) == 0)
+        {
+            remains.push_back(entry.path());
+        }
+    }
+    int logs = 0;
+    for (const fs::directory_entry& entry : fs::directory_iterator(kLogFolder, error))
+    {
+        if (entry.file_size(error) > kErrorLogSize || ++logs > kErrorLogCount)
+        {
+            remains.push_back(entry.path());
+        }
+    }
+    answer.add("remains", listedTexts(remains));
+}
+
 void addSchemes(CrashCamera& camera, Answer& answer)
 {
     std::vector<std::string> values;
@@ -398,6 +426,7 @@ int verify(CrashCamera& camera, LibraryOutput& output, Answer& answer)
     camera.choose(0);
     answer.add("found", camera.value(KEY_BRIGHTNESS));
     answer.add("restart_reports", listedTexts(output.newReports()));
+    addRemains(answer);
     camera.stop();
     return kExitOk;
 }

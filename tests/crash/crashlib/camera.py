@@ -122,6 +122,8 @@ class Cameras:
             found.append(f"flush_reports: {answer['flush_reports']}")
         if answer["up"] != 1 or answer["flush"] != 0:
             found.append(f"up {answer['up']}, flush {answer['flush']}")
+        if answer["remains"]:
+            found.append(f"too much on the disk: {answer['remains']}")
         if answer["found"] != answer["wanted"]:
             found.append(f"saved brightness {answer['wanted']}, found {answer['found']} after a restart")
         return found

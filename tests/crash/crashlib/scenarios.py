@@ -5,11 +5,12 @@ from dataclasses import dataclass, field
 
 from crashlib.camera import documents, packed
 from crashlib.private_tree import ROOTS, TREE_TOKEN
-from crashlib.recording import CONFIG_FOLDER, MODEL_FILE, VERSION_FILE
+from crashlib.recording import CONFIG_FOLDER, MODEL_FILE, VERSION_FILE, scheme_file
 
 ERROR_LOG = "/mnt/mtd/log/SensorError.log"
 LOG_LINE = b"2026-01-01 12:00:00 [sensor assert] an older record\n"
 NEARLY_FULL = 10100 // len(LOG_LINE)  # records, a few before the log is full
+HALF_A_FILE = bytes(300)
 
 
 @dataclass
@@ -43,6 +44,8 @@ SCENARIOS = {scenario.name: scenario for scenario in (
     Scenario("first-start-lpr", "the first start of a licence-plate camera", "start", model="lpr", prepared=False),
     Scenario("restart", "a start on saved settings", "start"),
     Scenario("flush", "changed values are saved", "flush"),
+    Scenario("flush-again", "a save after two that were broken off", "flush",
+             changes={scheme_file(0) + ".new": HALF_A_FILE, scheme_file(0) + ".new1": b""}),
     Scenario("flushes", "twelve saves in a row, over all schemes", "flushes"),
     Scenario("version-change", "the first start after an update with another file layout", "start",
              changes={VERSION_FILE: b"\7\0\0\0"}),
