@@ -125,8 +125,7 @@ private:
         killed_ = true;
         for (pid_t process : {camera_, child_})
         {
-            kill(process, SIGCONT);
-            kill(process, SIGKILL);
+            kill(process, SIGKILL);  // of one that is stopped, too
         }
     }
 

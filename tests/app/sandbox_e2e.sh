@@ -142,16 +142,24 @@ resetting parameters 'rm -f "$work/full/tmp/merge_style.xml"; mkdir -p "$work/fu
 rm -rf "$work/full/tmp/merge_style.xml"
 resetting files 'rm -rf "$work/full/mnt/mtd/code/config_file"; : >"$work/full/mnt/mtd/code/config_file"' 'could not be made'
 
-# A camera that stands still is killed at the limit, and bubblewrap with it; SIGINT sets the limit too.
-"$program" --state "$work/two" --speed 20 exec watch >"$work/watching3" 2>/dev/null &
-second=$!
-wait_for "$work/watching3" watching
-wrap=$(cat "/proc/$second/task/$second/children")
-inner=$(cat /proc/${wrap% }/task/${wrap% }/children)
-kill -STOP ${inner% } ${wrap% }
-kill -INT "$second"
-wait "$second"
-expect "killed at the limit after SIGINT" 137 $?
+# A camera that stands still is killed at the limit, and bubblewrap with it, whichever signal was to end it.
+supervisors=
+for signal in INT TERM
+do
+    "$program" --state "$work/still$signal" --speed 20 exec watch >"$work/watching$signal" 2>/dev/null &
+    supervisor=$!
+    wait_for "$work/watching$signal" watching
+    wrap=$(cat "/proc/$supervisor/task/$supervisor/children")
+    inner=$(cat /proc/${wrap% }/task/${wrap% }/children)
+    kill -STOP ${inner% } ${wrap% }
+    kill -$signal "$supervisor"
+    supervisors="$supervisors $signal:$supervisor"
+done
+for one in $supervisors
+do
+    wait "${one#*:}"
+    expect "killed at the limit after SIG${one%:*}" 137 $?
+done
 
 # A day of the licence-plate camera in short: a window and the night.
 "$program" --state "$work/plates" --model lpr --speed 60 --at 17:58 exec 'light 1' 'set delay=0' \
