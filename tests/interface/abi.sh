@@ -48,7 +48,7 @@ if [ "${6:-}" = --accept ]; then
     cp "$work/new.xml" "$dump"
     exit
 fi
-[ -f "$dump" ] || fail "$dump is missing; make it with: ninja accept_abi"
+[ -f "$dump" ] || fail "$dump is missing; make it with: ninja -C ${work%/tests/*} accept_abi"
 abidiff --harmless "$dump" "$work/new.xml" || # any bit of its status is a difference
     fail "The library's binary interface differs from $dump: hosts that were built before may not work with it." \
-        "If that is meant: ninja accept_abi, and commit the dump with the change."
+        "If that is meant: ninja -C ${work%/tests/*} accept_abi, and commit the dump with the change."

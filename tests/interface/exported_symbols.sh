@@ -18,4 +18,4 @@ if [ "${4:-}" = --accept ]; then
 fi
 diff --unified=0 --label expected --label exported "$list" <(exported_symbols) ||
     fail "The library's interface differs from $list." \
-        "If that is meant: ninja accept_exported_symbols, and commit the list with the change."
+        "If that is meant: ninja -C ${library%/*/*} accept_exported_symbols, and commit the list with the change."
