@@ -136,6 +136,12 @@ TEST_F(MergeStyle, OneMatchingAttributeIsEnough)
     EXPECT_FALSE(isMerged("model='B2' lens='fixed'"));
 }
 
+TEST_F(MergeStyle, ShortValueIsComparedWithoutTheLongOneOfTheAttributeBefore)
+{
+    setDetail("(lens=motorised)(lamp=3)");
+    EXPECT_TRUE(isMerged("lens='none' lamp='1,3'"));
+}
+
 TEST_F(MergeStyle, RuleWithoutAttributesIsNeverApplied)
 {
     setDetail("(model=A1)");
