@@ -116,7 +116,7 @@ const std::vector<Command>& commands()
         {"lens", "lens [WHAT ...]", "where the lens is, and moving it",
          "lens                                  positions and what moves\n"
          "lens zoom POSITION|in|out             16384 is 1x, 31424 is 16x\n"
-         "lens focus far|near|POSITION|once     steps and positions switch to manual focus\n"
+         "lens focus far|near|POSITION|once     steps switch to manual focus; automatic focus takes a position back\n"
          "lens focus mode N                     as KEY_AUTO_FOCUS_MODE, without remembering it\n"
          "lens iris up|down                     steps switch to manual exposure\n"
          "lens reset                            both drives to their ends and back\n"
