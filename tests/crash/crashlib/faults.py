@@ -58,6 +58,9 @@ class Faults:
         operations = self._operations(start, program, fault, flags)
         if not operations:
             raise RuntimeError(f"the run has no operation that {fault} could hit")
+        unknown = complete.calls - {operation.call for operation in operations} if fault == "kill" else set()
+        if unknown:
+            raise RuntimeError(f"{self._injector} does not know {unknown}")
         factory = self._cameras.factory(start)
         report.operations += len(operations)
 

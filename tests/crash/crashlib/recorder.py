@@ -15,6 +15,7 @@ class Complete:
     """What stood complete in a run, by path of each file that is kept; None where it was missing."""
     ever: dict  # sets: before, in between and at the end
     last: dict  # at the end
+    calls: set  # by which the run changed its tree
 
 
 class Recorder:
@@ -41,8 +42,11 @@ class Recorder:
         recording = Recording(disk, self.record(tree, program, {})[0])
         timeline = recording.timeline
         timeline.take_over()
-        for _ in recording.play():
+        calls = set()
+        for operation in recording.play():
+            call, *paths = operation.split()
+            calls |= {call} if paths and paths[0].startswith("/") else set()
             # Kept as of here: what follows the last operation that counts is no part of the run.
             contents = {path: list(timeline.ever(path)) for path in timeline.paths()}
         return Complete({path: set(found) for path, found in contents.items()},
-                        {path: found[-1] for path, found in contents.items()})
+                        {path: found[-1] for path, found in contents.items()}, calls)
