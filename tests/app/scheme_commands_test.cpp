@@ -123,11 +123,14 @@ TEST_F(SchemeCommandsTest, AHandPickedSchemeStaysInManualMode)
     EXPECT_EQ(execute({"scheme 5"}).status, 1);
 }
 
+// On a busy machine a change is told late: the window leaves nine seconds for it, the minute of a change is compared
+// as a bound.
 TEST_F(SchemeCommandsTest, TheClockChangesTheSchemeAtTheWindowsMinute)
 {
     const Ended ended =
-        execute({"window 0 on 00:00-17:59", "window 2 on 17:59-18:00", "time 17:58", "watch 150"}, {"--json"});
+        execute({"window 0 on 00:00-18:00", "window 2 on 18:00-18:03", "time 17:59", "watch 300"}, {"--json"});
     ASSERT_EQ(ended.status, 0) << ended.err;
+    std::vector<std::string> times;
     std::vector<std::string> changes;
     std::vector<std::string> hours;
     std::size_t begin = 0;
@@ -137,21 +140,26 @@ TEST_F(SchemeCommandsTest, TheClockChangesTheSchemeAtTheWindowsMinute)
         begin = end + 1;
         if (part.contains("event") && has(part["event"], "now "))
         {
-            changes.push_back(part["time"].get<std::string>() + " " + part["event"].get<std::string>());
+            times.push_back(part["time"]);
+            changes.push_back(part["event"]);
         }
         if (part.contains("event") && part["event"] == "hour")
         {
-            hours.push_back(part["time"].get<std::string>());
+            hours.push_back(part["time"]);
         }
     }
-    EXPECT_EQ(changes, (std::vector<std::string>{"17:59 now scheme 2", "18:00 now the default scheme (4)"}));
-    EXPECT_EQ(hours, std::vector<std::string>{"18:00"}) << "also when the scheme changes with it";
+    ASSERT_EQ(changes, (std::vector<std::string>{"now scheme 2", "now the default scheme (4)"}));
+    EXPECT_GE(times[0], "18:00");
+    EXPECT_LT(times[0], "18:03");
+    EXPECT_GE(times[1], "18:03");
+    ASSERT_EQ(hours.size(), 1u) << "also when the scheme changes with it";
+    EXPECT_GE(hours[0], "18:00");
 }
 
 TEST_F(SchemeCommandsTest, OnALicencePlateCameraNightBringsSchemeOne)
 {
     const Ended ended =
-        execute({"light 0", "set delay=0", "watch 10", "light 1000", "watch 10"}, {"--json", "--model", "lpr"});
+        execute({"light 0", "set delay=0", "watch 60", "light 1000", "watch 60"}, {"--json", "--model", "lpr"});
     ASSERT_EQ(ended.status, 0) << ended.err;
     const std::size_t night = ended.out.find("\"event\":\"now scheme 1\"");
     EXPECT_NE(night, std::string::npos) << ended.out;
