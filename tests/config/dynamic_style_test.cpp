@@ -99,6 +99,15 @@ TEST_F(DynamicStyle, ControlsInsideARemovedItemGoWithItAndThoseInsideAKeptOneAre
               m_strStyle);
 }
 
+TEST_F(DynamicStyle, TheOnlyControlInsideARemovedItemIsNotLookedAtAgain)
+{
+    m_service.setDynamicCommands({768, 144});
+    m_service.setAllowedValues(768, 2, {2});
+    m_service.setAllowedValues(144, 7, {});
+    rewrite("<S><P id=\"768\" value=\"1\"><I index=\"1\"><P id=\"144\" value=\"0\"/></I></P></S>");
+    EXPECT_EQ(printed("<S><P id=\"768\" value=\"2\"/></S>"), m_strStyle);
+}
+
 TEST_F(DynamicStyle, WithoutDynamicCommandsTheStyleIsOnlyPrintedAnew)
 {
     EXPECT_EQ("", rewrite("<S><P id='34' value='50'/></S>"));
