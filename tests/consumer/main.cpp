@@ -1,12 +1,14 @@
 // The smallest complete host: an image-adjust service that remembers one word a command, a video module that
-// counts, and the library brought up and down once. Reads the camera's absolute paths: start it in a private
+// counts, and the library brought up and down twice. Reads the camera's absolute paths: start it in a private
 // file tree. Prints what happened, a line a step; the exit status says whether it was as it must be.
+// docs/PORTING.md shows the part between the two lines "sample".
 
 #include <HostPlatform.h>
 #include <sensordll.h>
 
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <map>
 #include <mutex>
 #include <string>
@@ -54,13 +56,71 @@ bool readBack(ISensorController& controller, int expected)
     return controller.getParameter(static_cast<int>(kBrightness), value) && value == expected;
 }
 
-void useParameters(ISensorController& controller)
+// ---- sample ------------------------------------------------------------------------------------------------------
+
+bool hasContent(const char* path)
 {
-    const std::string pair = "(" + std::to_string(kBrightness) + "," + std::to_string(kNewBrightness) + ")";
-    report("setParameters", controller.setParameters(pair, true) == SNS_SUCCESS);
-    report("getParameter", readBack(controller, kNewBrightness));
-    report("the value in the service", sentToService(IA_CMD_BRIGHTNESS) == u32{kNewBrightness});
-    report("flush", controller.flush() == SNS_SUCCESS);
+    KSFile file;
+    return file.open(path) && file.getLength() > 0;
+}
+
+// Null, or what is wrong. Nothing is written before everything is there.
+const char* bringUp(ISensorController& camera, VideoStreamModule& video)
+{
+    MachineInfo machine;
+    std::vector<ModuleConfigure> modules;
+    if (!SystemInfoParser::parseMachineInfo("/mnt/mtd/code/factory_setting/machineinfo.ini", machine))
+    {
+        return "no machine information";
+    }
+    if (!ModuleConfigureParser::parse("/hd1/moduleConfig/moduleConfig.xml", machine.getHardwareModel(),
+                                      machine.getHardwareCode(), modules) ||
+        modules.empty())  // a board that is not listed is no failure of the parser
+    {
+        return "no module configuration for this board";
+    }
+    if (!hasContent("/hd1/moduleConfig/sensorConfig/style/Style.xml") ||  // a dome has names of its own
+        !hasContent("/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity.xml"))
+    {
+        return "no documents";
+    }
+    camera.setVideoStreamModule(&video);  // must outlive its use; init asks it for the streams
+    camera.init(modules.front());         // a little over a second: the first turn's pause is part of it
+    std::string pairs;
+    camera.getAllParameters(pairs);
+    return pairs.empty() ? "no parameters: the documents cannot be used" : nullptr;
+}
+
+// After bringUp, and again after each factory reset.
+void fillTexts()
+{
+    static UIFileEntry english;  // the list stays the host's; uinit frees its texts
+    english.szLanguageFile = strdup("<texts/>");
+    english.szCommonFile = strdup("<common/>");
+    g_stSysConf.pUIFiles = &english;
+    g_stSysConf.nUIFileSum = 1;
+}
+
+bool setAndSave(ISensorController& camera, const std::string& pairs)
+{
+    int scheme = -1;
+    camera.getParamScheme(scheme);
+    const bool isStored = scheme >= 0 && scheme < static_cast<int>(g_stSysConf.nSchemeSum);  // not the default scheme
+    return isStored && camera.setParameters(pairs, true) == SNS_SUCCESS && camera.flush() == SNS_SUCCESS;
+}
+
+// ---- sample ------------------------------------------------------------------------------------------------------
+
+bool comesUp(ISensorController& camera, VideoStreamModule& video)
+{
+    const char* const wrong = bringUp(camera, video);
+    if (wrong != nullptr)
+    {
+        std::printf("consumer: %s\n", wrong);
+        return false;
+    }
+    fillTexts();
+    return camera.getSensorStatus() && camera.getUICommonFile(0) == "<common/>";
 }
 
 }  // namespace
@@ -88,17 +148,15 @@ extern "C" int ia_ioctrl(ia_cmd_e cmd, int opt, void* data)
 int main()
 {
     CountingVideo video;
-    ModuleConfigure configuration;
-    configuration.setModuleId(1);
-    configuration.setDetail("(max_scheme=2)");
-
     ISensorController controller;
-    controller.setVideoStreamModule(&video);
-    report("init", controller.init(configuration) && controller.getSensorStatus());
-    useParameters(controller);
+    report("coming up", comesUp(controller, video));
+    const std::string pair = "(" + std::to_string(kBrightness) + "," + std::to_string(kNewBrightness) + ")";
+    report("setting and saving", setAndSave(controller, pair));
+    report("getParameter", readBack(controller, kNewBrightness));
+    report("the value in the service", sentToService(IA_CMD_BRIGHTNESS) == u32{kNewBrightness});
     controller.uinit();
 
-    controller.init(configuration);
+    report("coming up again", comesUp(controller, video));
     report("the value after a restart", readBack(controller, kNewBrightness));
     controller.uinit();
 

@@ -286,6 +286,35 @@ TEST_F(Start, WithoutDocumentsReportsAndComesUpEmpty)
     EXPECT_TRUE(c().getSensorStatus());
 }
 
+// Calls that succeed and store nothing: what a board's bring-up must look for.
+TEST_F(Start, AfterAFirstStartWithoutDocumentsNothingIsKeptUntilTheSchemesAreMadeAnew)
+{
+    install(kFixed);
+    removeFile(kStyleFile);
+    start();
+    stop();
+    EXPECT_EQ("", readFile(schemeFile(0)));
+    install(kFixed);
+    start();
+    {
+        CapturedOutput quiet;
+        EXPECT_EQ(kFixed.schemes, scheme());
+        EXPECT_EQ(0, c().setParameter(KEY_BRIGHTNESS, 60, true));
+        EXPECT_EQ(60, applied(IA_CMD_BRIGHTNESS));
+        EXPECT_EQ(50, value(KEY_BRIGHTNESS));
+        EXPECT_EQ(0, flush());
+        EXPECT_EQ("", readFile(schemeFile(0)));
+        EXPECT_TRUE(c().resetParameters());
+        EXPECT_EQ("", allPairs());
+        pass(std::chrono::seconds(1));
+    }
+    EXPECT_EQ(0, scheme());
+    EXPECT_EQ(0, c().setParameter(KEY_BRIGHTNESS, 60, true));
+    EXPECT_EQ(0, flush());
+    restart();
+    EXPECT_EQ(60, value(KEY_BRIGHTNESS));
+}
+
 TEST_F(Start, DamagedSchemeFileComesUp)
 {
     install(kFixed);
