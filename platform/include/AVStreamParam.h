@@ -1,7 +1,9 @@
 #pragma once
 
+#include "sensorplatform_export.h"
+
 /// One video stream of the camera. A plain value; reentrant.
-class AVStreamParam
+class SENSORPLATFORM_API AVStreamParam
 {
 public:
     /// Frames per second.

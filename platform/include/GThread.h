@@ -6,12 +6,14 @@
 #include <string>
 #include <thread>
 
+#include "sensorplatform_export.h"
+
 namespace host {
 class StopToken;
 }
 
 /// A named thread that calls its body over and over until it is stopped. Thread-safe, its destruction excepted.
-class GThread
+class SENSORPLATFORM_API GThread
 {
 public:
     /// The thread calls atStart once, then body until stopped, then atEnd once. Their results are not looked at:

@@ -8,6 +8,8 @@
 #include <mutex>
 #include <thread>
 
+#include "sensorplatform_export.h"
+
 /// The clock behind KestraTime and KSDeviceTime. A board uses RealClock, which is in place from the start;
 /// a virtual camera runs faster, a test moves the time by hand.
 namespace host {
@@ -17,7 +19,7 @@ class StopToken;
 using Span = std::chrono::microseconds;
 
 /// Thread-safe, like everything below.
-class Clock
+class SENSORPLATFORM_API Clock
 {
 public:
     virtual ~Clock() = default;
@@ -39,16 +41,16 @@ public:
 
 /// For the wait of a clock of your own: true on a GThread that is being stopped. Test it under the mutex that
 /// wake takes too, or a stop can be missed.
-bool stopRequested();
+SENSORPLATFORM_API bool stopRequested();
 
 /// The clock in force; never null.
-std::shared_ptr<Clock> clock();
+SENSORPLATFORM_API std::shared_ptr<Clock> clock();
 
 /// Replaces it; null puts a RealClock back. Waits that have begun stay with the clock they began on.
-void setClock(std::shared_ptr<Clock> clock);
+SENSORPLATFORM_API void setClock(std::shared_ptr<Clock> clock);
 
 /// The system's time. A wait is one system call unless a stop disturbs it.
-class RealClock : public Clock
+class SENSORPLATFORM_API RealClock : public Clock
 {
 public:
     std::tm localTime() const override;
@@ -62,7 +64,7 @@ private:
 };
 
 /// Real time, run faster or slower.
-class ScaledClock : public Clock
+class SENSORPLATFORM_API ScaledClock : public Clock
 {
 public:
     /// speed: seconds of this clock in a real second, above 0; std::invalid_argument otherwise.
@@ -92,7 +94,7 @@ private:
 };
 
 /// Stands still until it is moved.
-class ManualClock : public Clock
+class SENSORPLATFORM_API ManualClock : public Clock
 {
 public:
     /// The first day is a Thursday, 2026-01-01.

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "sensorplatform_export.h"
+
 /// Local wall-clock time of the device, taken from host::clock. Reentrant.
-class KSDeviceTime
+class SENSORPLATFORM_API KSDeviceTime
 {
 public:
     /// Thread-safe.

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <string>
 
+#include "sensorplatform_export.h"
+
 typedef long long INT64;
 
 /// One open file. Reentrant: one object, one thread at a time.
@@ -11,7 +13,7 @@ typedef long long INT64;
 /// target's place at close, on the disk for good, if every write was complete. Until then, and after any failure,
 /// a crash or a power cut, the target is the old file, whole; close names the one exception. Staged files left by a
 /// crash are taken away when the target is written next.
-class KSFile
+class SENSORPLATFORM_API KSFile
 {
 public:
     enum : unsigned char

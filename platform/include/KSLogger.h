@@ -3,9 +3,11 @@
 #include <cstddef>
 #include <string>
 
+#include "sensorplatform_export.h"
+
 /// A text log of bounded size. Any number of objects, threads and processes may write the same file: a record is
 /// written whole and alone. Reentrant: one object, one thread at a time. Nothing here throws.
-class KSLogger
+class SENSORPLATFORM_API KSLogger
 {
 public:
     /// path: the log; full logs become path.1, path.2 …, the oldest goes. maxSize: bytes of each file.

@@ -4,8 +4,10 @@
 #include <mutex>
 #include <thread>
 
+#include "sensorplatform_export.h"
+
 /// A mutex that knows where it was locked. Not recursive. Thread-safe.
-class KSMutex
+class SENSORPLATFORM_API KSMutex
 {
 public:
     KSMutex() = default;

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "sensorplatform_export.h"
+
 /// A span of time. Reentrant.
-class KestraTime
+class SENSORPLATFORM_API KestraTime
 {
 public:
     /// The sum of both; either may be negative.

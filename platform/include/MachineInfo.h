@@ -3,8 +3,10 @@
 #include <string>
 #include <utility>
 
+#include "sensorplatform_export.h"
+
 /// What the factory wrote about the board. A plain value; reentrant.
-class MachineInfo
+class SENSORPLATFORM_API MachineInfo
 {
 public:
     /// As DeviceType::setDeviceTypeId takes it; 0 until a file said otherwise.

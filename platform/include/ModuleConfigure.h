@@ -3,8 +3,10 @@
 #include <string>
 #include <utility>
 
+#include "sensorplatform_export.h"
+
 /// What the host says about the sensor module. A plain value; reentrant.
-class ModuleConfigure
+class SENSORPLATFORM_API ModuleConfigure
 {
 public:
     int getModuleId() const { return moduleId_; }

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "sensorplatform_export.h"
+
 class ModuleConfigure;
 
 /// Reader of the module configuration document:
@@ -13,7 +15,7 @@ class ModuleConfigure;
 ///     </ModuleConfig>
 ///   </ModuleConfigs>
 /// @endcode
-class ModuleConfigureParser
+class SENSORPLATFORM_API ModuleConfigureParser
 {
 public:
     /// modules receives the entries whose two attributes equal model and code, in document order; an entry whose

@@ -3,8 +3,10 @@
 #include <string>
 #include <vector>
 
+#include "sensorplatform_export.h"
+
 /// Reentrant.
-class StringHandler
+class SENSORPLATFORM_API StringHandler
 {
 public:
     /// Replaces items by the pieces of text between the separators, empty ones included, so there is always at

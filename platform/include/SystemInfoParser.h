@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "sensorplatform_export.h"
+
 class MachineInfo;
 
 /// Reader of the machine information file, lines of text:
@@ -13,7 +15,7 @@ class MachineInfo;
 /// @endcode
 /// Blanks around names and values, "\r\n", unknown names and lines without "=" do no harm. A name that comes again
 /// replaces the value, a DeviceType that is no decimal int does not.
-class SystemInfoParser
+class SENSORPLATFORM_API SystemInfoParser
 {
 public:
     /// False if the file cannot be opened or holds no valid DeviceType; what else was found is set even then, and

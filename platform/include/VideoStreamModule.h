@@ -3,10 +3,11 @@
 #include <vector>
 
 #include "AVStreamParam.h"
+#include "sensorplatform_export.h"
 
 /// The host's video module, told of what changes the picture's geometry. Implementations are thread-safe: the
 /// host's threads and the sensor thread call at the same time.
-class VideoStreamModule
+class SENSORPLATFORM_API VideoStreamModule
 {
 public:
     virtual ~VideoStreamModule() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sensorplatform_export.h"
+
 enum
 {
     kSySystemNotStarted = -1,
@@ -13,4 +15,4 @@ enum
 /// is asked to end and, after a short grace, made to. 0 and less: no limit. What a command leaves running in the
 /// background when it ends in time goes on. Thread-safe; with a C library that lacks closefrom for posix_spawn a
 /// descriptor without FD_CLOEXEC gets through if another thread opens it during the call.
-int sy_system(const char* command, int limitSeconds);
+SENSORPLATFORM_API int sy_system(const char* command, int limitSeconds);
