@@ -49,14 +49,16 @@ long entriesOf(const char* folder)
     return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
 }
 
-std::uintmax_t bytesOnDisk()
+// Of the camera's files, or of the error log and its predecessors.
+std::uintmax_t bytesOnDisk(bool ofLog)
 {
     std::uintmax_t bytes = 0;
     for (const char* folder : {"/mnt", "/hd1", "/tmp"})
     {
         for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder))
         {
-            bytes += entry.is_regular_file() ? entry.file_size() : 0;
+            const bool isLog = entry.path().string().rfind(support::kErrorLogFile, 0) == 0;
+            bytes += entry.is_regular_file() && isLog == ofLog ? entry.file_size() : 0;
         }
     }
     return bytes;
@@ -246,7 +248,7 @@ Holdings YearCamera::settle()
     require(clock_->waitForThread(), "the sensor thread hangs");
     std::fflush(stdout);
     const std::size_t heap = heapBytes();
-    return {heap, entriesOf("/proc/self/fd"), entriesOf("/proc/self/task"), bytesOnDisk()};
+    return {heap, entriesOf("/proc/self/fd"), entriesOf("/proc/self/task"), bytesOnDisk(false), bytesOnDisk(true)};
 }
 
 Work YearCamera::work() const

@@ -63,7 +63,8 @@ struct Holdings
     std::size_t heap;   // bytes
     long descriptors;
     long threads;
-    std::uintmax_t disk;  // bytes of all files of the camera
+    std::uintmax_t disk;  // bytes of all files of the camera but the error log
+    std::uintmax_t log;   // bytes of the error log and its predecessors
 };
 
 // What has been done so far.
