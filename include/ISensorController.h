@@ -61,12 +61,14 @@ public:
     /// Applies n records in order. p_bCache true: only what differs from the current scheme, and remembers it
     /// there; false: everything but the schedule keys 8000 to 8004, remembering nothing. 0, or minus the key of
     /// the record that failed: those before it stay applied, those after it are not. A value that a handler changed
-    /// (wide dynamic range becomes 0 where it is not offered) is stored back into the array. Unlocked.
+    /// (wide dynamic range becomes 0 where it is not offered) is stored back into the array, unless another thread
+    /// has stored one there meanwhile; what the array then holds is what is remembered. Unlocked.
     int setParameters(KeyVal* p_pKeyval, unsigned int p_nKeyvalNum, bool p_bCache);
     /// One record, as above. Thread-safe.
     int setParameter(int p_nKey, int p_nVal, bool p_bCache);
     /// Makes p_nScheme current and applies all its parameters (p_bFull) or those that differ from the scheme
-    /// before. An index without a scheme becomes current and applies nothing. contract: always 0. Unlocked.
+    /// before. A value that another thread sets in the scheme meanwhile stays. An index without a scheme becomes
+    /// current and applies nothing. contract: always 0. Unlocked.
     int switch_to(int p_nScheme, bool p_bFull);
 
     // ---- schemes in memory: unlocked ---------------------------------------------------------------------
