@@ -46,10 +46,10 @@ int ISensorController::restore(int p_nKey)
 {
     const ControllerLock lock(m_objMutex, __LINE__);
     diag::tracePlain(Kind::debug, "p_nKey(%d)\n", p_nKey);
-    KeyVal* const record = findRecord(m_nCurScheme, p_nKey);
-    if (record != nullptr)
+    if (const KeyVal* const stored = findRecord(m_nCurScheme, p_nKey))
     {
-        return setParameters(record, 1, false);
+        KeyVal record = {stored->key, diag::sharedLoad(stored->value)};  // a handler may change it
+        return setParameters(&record, 1, false);
     }
     diag::reportUnless(false, CONTROLLER_PLACE, "-1 != nPos",
                        "restore key(%d) failed! make sure it is sensor ui key \n", p_nKey);

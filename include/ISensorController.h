@@ -115,7 +115,8 @@ public:
 
     // ---- restore and reset: thread-safe ------------------------------------------------------------------
 
-    /// Sends the current scheme's stored value of one key again. As setParameters, or -1 for an unknown key.
+    /// Sends the current scheme's stored value of one key again; nothing is stored. As setParameters, or -1 for an
+    /// unknown key.
     int restore(int p_nKey);
     /// Restores exposure mode, then focus mode.
     bool restoreAeMode();
