@@ -40,6 +40,14 @@ ModuleConfigure moduleFromConfiguration()
     return module;
 }
 
+// Calls that waited for the mutex, and a later uinit, must not find what uinit released if no init follows.
+void forgetReleasedTexts()
+{
+    g_stSysConf.szUIStyle = nullptr;
+    g_stSysConf.pUIFiles = nullptr;
+    g_stSysConf.nUIFileSum = 0;
+}
+
 }  // namespace
 
 int ISensorController::restore(int p_nKey)
@@ -91,6 +99,7 @@ bool ISensorController::resetParameters()
                        defaultScheme);
     sy_system(kRemoveSchemeFiles, kRemoveLimitSeconds);
     uinit();
+    forgetReleasedTexts();
     const ModuleConfigure module = diag::enabled(Kind::debug) ? moduleFromFiles() : moduleFromConfiguration();
     diag::reportUnless(init(module), CONTROLLER_PLACE, "init(objModuleConfigure)");
     return true;  // contract: always true

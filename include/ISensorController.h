@@ -48,7 +48,7 @@ public:
     /// Reads configuration, style documents and scheme files, applies the first scheme and starts the thread;
     /// takes a little over a second. contract: always true; what failed is reported.
     bool init(const ModuleConfigure& p_objModuleConfigure);
-    /// Valid only after init.
+    /// Valid only after init. contract: g_stSysConf keeps its fields, though the texts that they name are gone.
     void uinit();
 
     // ---- key-command map: unlocked -----------------------------------------------------------------------
@@ -126,7 +126,7 @@ public:
     /// Factory reset: deletes every scheme file and initialises again. contract: always true. The UI file list of
     /// g_stSysConf is empty afterwards, the mode is 1, and the scheme -1 until the thread's next turn.
     /// At debug level 6 and above the module configuration is read again from its file: std::out_of_range if that
-    /// names no module for this board; the object is then as after uinit.
+    /// names no module for this board; the object is then as after uinit, and g_stSysConf names no texts.
     bool resetParameters();
 
     // ---- text --------------------------------------------------------------------------------------------
