@@ -78,13 +78,20 @@ bool ISensorController::applyRecord(const diag::Place& place, u32 index, KeyVal&
 void ISensorController::rememberRecord(const diag::Place& place, u32 index, const KeyVal& record)
 {
     const int scheme = m_nCurScheme;
-    if (setKeyValToCache(scheme, record.key, record.value, false) == -1)
+    const u32 key = diag::sharedLoad(record.key);
+    if (findRecord(scheme, key) == &record)
+    {
+        // A switch applies the scheme's own records. Storing would lose what another thread sets meanwhile.
+        return;
+    }
+    const u32 value = diag::sharedLoad(record.value);
+    if (setKeyValToCache(scheme, key, value, false) == -1)
     {
         diag::trace(Kind::debug, place,
                     "SET_KEY_VAL FAILED, m_nCurScheme(%d), p_pKeyval[%d].key(%d), p_pKeyval[%d].value(%d),  maybe "
                     "jixin\n",  // contract: wording kept
-                    scheme, static_cast<int>(index), static_cast<int>(record.key), static_cast<int>(index),
-                    static_cast<int>(record.value));
+                    scheme, static_cast<int>(index), static_cast<int>(key), static_cast<int>(index),
+                    static_cast<int>(value));
     }
 }
 
@@ -102,11 +109,11 @@ int ISensorController::setParameters(KeyVal* p_pKeyval, unsigned int p_nKeyvalNu
         }
         if (!stored)
         {
-            const u32 before = record.value;
+            const u32 given = record.value;
             const bool applied = applyRecord(place, i, record);
-            if (record.value != before)
+            if (record.value != given)
             {
-                diag::sharedStore(p_pKeyval[i].value, record.value);
+                diag::sharedReplace(p_pKeyval[i].value, given, record.value);
             }
             if (!applied)
             {
@@ -116,7 +123,7 @@ int ISensorController::setParameters(KeyVal* p_pKeyval, unsigned int p_nKeyvalNu
         }
         if (p_bCache)
         {
-            rememberRecord(place, i, record);
+            rememberRecord(place, i, p_pKeyval[i]);
         }
     }
     return SNS_SUCCESS;

@@ -40,16 +40,24 @@ ModuleConfigure moduleFromConfiguration()
     return module;
 }
 
+// Calls that waited for the mutex, and a later uinit, must not find what uinit released if no init follows.
+void forgetReleasedTexts()
+{
+    g_stSysConf.szUIStyle = nullptr;
+    g_stSysConf.pUIFiles = nullptr;
+    g_stSysConf.nUIFileSum = 0;
+}
+
 }  // namespace
 
 int ISensorController::restore(int p_nKey)
 {
     const ControllerLock lock(m_objMutex, __LINE__);
     diag::tracePlain(Kind::debug, "p_nKey(%d)\n", p_nKey);
-    KeyVal* const record = findRecord(m_nCurScheme, p_nKey);
-    if (record != nullptr)
+    if (const KeyVal* const stored = findRecord(m_nCurScheme, p_nKey))
     {
-        return setParameters(record, 1, false);
+        KeyVal record = {stored->key, diag::sharedLoad(stored->value)};  // a handler may change it
+        return setParameters(&record, 1, false);
     }
     diag::reportUnless(false, CONTROLLER_PLACE, "-1 != nPos",
                        "restore key(%d) failed! make sure it is sensor ui key \n", p_nKey);
@@ -91,6 +99,7 @@ bool ISensorController::resetParameters()
                        defaultScheme);
     sy_system(kRemoveSchemeFiles, kRemoveLimitSeconds);
     uinit();
+    forgetReleasedTexts();
     const ModuleConfigure module = diag::enabled(Kind::debug) ? moduleFromFiles() : moduleFromConfiguration();
     diag::reportUnless(init(module), CONTROLLER_PLACE, "init(objModuleConfigure)");
     return true;  // contract: always true

@@ -1,3 +1,6 @@
+#include <chrono>
+#include <thread>
+
 #include "ControllerFlags.h"
 #include "ControllerUnit.h"
 #include "ISensorController.h"
@@ -9,6 +12,10 @@ namespace {
 
 constexpr long kBusyWaitMicroseconds = 500000;
 
+// In every step, because the host's wait may return at once: it does on a thread of the host's that is being stopped.
+// A hundred looks a second cost nothing.
+constexpr std::chrono::milliseconds kLeastPause(10);
+
 }  // namespace
 
 // Called with the mutex held: other host calls wait as well, until the busy bits are clear.
@@ -17,6 +24,7 @@ void ISensorController::waitWhileBusy() const
     while (isBusy())
     {
         KestraTime::wait(KestraTime(0, kBusyWaitMicroseconds));
+        std::this_thread::sleep_for(kLeastPause);
     }
 }
 

@@ -206,11 +206,7 @@ void ISensorController::uinit()
     m_pstKeyValTmp = nullptr;
     m_pKeyCmdMap = nullptr;
     m_pstKeyValBuf = nullptr;
-    uinitSysConf(&g_stSysConf);
-    // Only released above, not reset: a call that waited for a factory reset which failed must not find them.
-    g_stSysConf.szUIStyle = nullptr;
-    g_stSysConf.pUIFiles = nullptr;
-    g_stSysConf.nUIFileSum = 0;
+    uinitSysConf(&g_stSysConf);  // contract: no field is reset
 
     m_nKeyValSum = 0;
     m_ppUserKeyVal = nullptr;

@@ -17,4 +17,11 @@ void sharedStore(Word& word, Word value)
     __atomic_store_n(&word, value, __ATOMIC_RELAXED);
 }
 
+// Stores value unless somebody has changed the word since it was read as seen.
+template <typename Word>
+void sharedReplace(Word& word, Word seen, Word value)
+{
+    __atomic_compare_exchange_n(&word, &seen, value, false, __ATOMIC_RELAXED, __ATOMIC_RELAXED);
+}
+
 }  // namespace diag

@@ -48,7 +48,7 @@ public:
     /// Reads configuration, style documents and scheme files, applies the first scheme and starts the thread;
     /// takes a little over a second. contract: always true; what failed is reported.
     bool init(const ModuleConfigure& p_objModuleConfigure);
-    /// Valid only after init.
+    /// Valid only after init. contract: g_stSysConf keeps its fields, though the texts that they name are gone.
     void uinit();
 
     // ---- key-command map: unlocked -----------------------------------------------------------------------
@@ -61,12 +61,14 @@ public:
     /// Applies n records in order. p_bCache true: only what differs from the current scheme, and remembers it
     /// there; false: everything but the schedule keys 8000 to 8004, remembering nothing. 0, or minus the key of
     /// the record that failed: those before it stay applied, those after it are not. A value that a handler changed
-    /// (wide dynamic range becomes 0 where it is not offered) is stored back into the array. Unlocked.
+    /// (wide dynamic range becomes 0 where it is not offered) is stored back into the array, unless another thread
+    /// has stored one there meanwhile; what the array then holds is what is remembered. Unlocked.
     int setParameters(KeyVal* p_pKeyval, unsigned int p_nKeyvalNum, bool p_bCache);
     /// One record, as above. Thread-safe.
     int setParameter(int p_nKey, int p_nVal, bool p_bCache);
     /// Makes p_nScheme current and applies all its parameters (p_bFull) or those that differ from the scheme
-    /// before. An index without a scheme becomes current and applies nothing. contract: always 0. Unlocked.
+    /// before. A value that another thread sets in the scheme meanwhile stays. An index without a scheme becomes
+    /// current and applies nothing. contract: always 0. Unlocked.
     int switch_to(int p_nScheme, bool p_bFull);
 
     // ---- schemes in memory: unlocked ---------------------------------------------------------------------
@@ -113,7 +115,8 @@ public:
 
     // ---- restore and reset: thread-safe ------------------------------------------------------------------
 
-    /// Sends the current scheme's stored value of one key again. As setParameters, or -1 for an unknown key.
+    /// Sends the current scheme's stored value of one key again; nothing is stored. As setParameters, or -1 for an
+    /// unknown key.
     int restore(int p_nKey);
     /// Restores exposure mode, then focus mode.
     bool restoreAeMode();
@@ -123,7 +126,7 @@ public:
     /// Factory reset: deletes every scheme file and initialises again. contract: always true. The UI file list of
     /// g_stSysConf is empty afterwards, the mode is 1, and the scheme -1 until the thread's next turn.
     /// At debug level 6 and above the module configuration is read again from its file: std::out_of_range if that
-    /// names no module for this board; the object is then as after uinit.
+    /// names no module for this board; the object is then as after uinit, and g_stSysConf names no texts.
     bool resetParameters();
 
     // ---- text --------------------------------------------------------------------------------------------

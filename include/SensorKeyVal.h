@@ -15,6 +15,7 @@ SENSORDLL_API void keyval_st2str(std::string& p_strText, const KeyVal* p_pKeyval
 /// The array must hold a record for every ")" of the text.
 SENSORDLL_API void keyval_str2st(const std::string& p_strText, KeyVal* p_pKeyval, u32& p_nKeyvalNum);
 
-/// Lets the image-adjust service correct the values of the sensor-dependent keys in place.
+/// Lets the image-adjust service correct the values of the sensor-dependent keys in place; a value that another
+/// thread stores meanwhile stays.
 /// contract: always SNS_SUCCESS; failures are reported.
 SENSORDLL_API int keyval_correct(KeyVal* p_pKeyval, u32 p_nKeyvalNum);

@@ -50,11 +50,12 @@ int keyval_correct(KeyVal* p_pKeyval, u32 p_nKeyvalNum)
         return SNS_SUCCESS;  // contract: always success. Without records nothing is asked of the service.
     }
     ia_dynamic_params_cmds_st dnaCmdList = {};
-    diag::reportUnless(SNS_SUCCESS == ia_ioctrl(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, &dnaCmdList),
-                       DIAG_PLACE(kUnit),
-                       "SNS_SUCCESS == ia_ioctrl(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, "
-                       "(void*)(&dnaCmdList))");
-    const int count = std::min<int>(dnaCmdList.cmd_cnt, kDynamicCmdsMax);
+    const bool listed = diag::reportUnless(
+        SNS_SUCCESS == ia_ioctrl(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, &dnaCmdList), DIAG_PLACE(kUnit),
+        "SNS_SUCCESS == ia_ioctrl(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, "
+        "(void*)(&dnaCmdList))");
+    // A service that fails may have filled the list all the same.
+    const int count = listed ? std::min<int>(dnaCmdList.cmd_cnt, kDynamicCmdsMax) : 0;
     for (int i = 0; i < count; ++i)
     {
         const int index = findKey(p_pKeyval, p_nKeyvalNum, dnaCmdList.cmd_list[i]);
@@ -74,7 +75,7 @@ int keyval_correct(KeyVal* p_pKeyval, u32 p_nKeyvalNum)
                            "&p_pKeyval[index].value)");
         if (value != before)
         {
-            diag::sharedStore(record.value, value);
+            diag::sharedReplace(record.value, before, value);
         }
         diag::trace(diag::Kind::debug, DIAG_PLACE(kUnit), "after correct: (%d,%d)\n", static_cast<int>(record.key),
                     static_cast<int>(value));

@@ -250,6 +250,9 @@ TEST_F(FactoryReset, AfterARangeErrorOtherCallsFindNothingAndDoNoHarm)
     {
         EXPECT_THROW(c().resetParameters(), std::out_of_range);
         ASSERT_EQ(kInitialisedBit, flags());
+        EXPECT_EQ(nullptr, g_stSysConf.szUIStyle);
+        EXPECT_EQ(nullptr, g_stSysConf.pUIFiles);
+        EXPECT_EQ(0U, g_stSysConf.nUIFileSum);
         EXPECT_EQ("", c().getUIStyleFile());
         EXPECT_EQ("", c().getUICommonFile(1));
         EXPECT_EQ("", c().getUILanguageFile(1));

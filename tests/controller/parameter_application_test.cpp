@@ -307,6 +307,30 @@ TEST_F(ParameterApplication, WithoutASchemeEverythingIsSentAndNothingStored)
     EXPECT_EQ(8U, valueOf(0, 8001));
 }
 
+TEST_F(ParameterApplication, ValueThatTheHandlerChangedIsWhatTheArrayAndTheSchemeHold)
+{
+    setshowWDRFalg(false);
+    setValue(0, KEY_WDR_MODE, 1);
+    KeyVal records[] = {{KEY_WDR_MODE, 2}, {KEY_BRIGHTNESS, 60}};
+    EXPECT_EQ(0, c().setParameters(records, 2, true));
+    EXPECT_EQ(0U, records[0].value);
+    EXPECT_EQ(60U, records[1].value);
+    EXPECT_EQ(0U, valueOf(0, KEY_WDR_MODE));
+}
+
+TEST_F(ParameterApplication, ValueThatTheArrayTookMeanwhileIsTheOneThatIsRemembered)
+{
+    KeyVal record = {KEY_BRIGHTNESS, 60};
+    service_.answer(34, 0, [&](u32, int, void* data) {
+        *static_cast<u32*>(data) = 7;
+        record.value = 61;
+        return 0;
+    });
+    EXPECT_EQ(0, c().setParameters(&record, 1, true));
+    EXPECT_EQ(61U, record.value);
+    EXPECT_EQ(61U, valueOf(0, KEY_BRIGHTNESS));
+}
+
 TEST_F(ParameterApplication, SingleParameterGoesTheSameWay)
 {
     EXPECT_EQ(0, c().setParameter(KEY_BRIGHTNESS, 60, true));

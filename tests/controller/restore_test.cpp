@@ -60,6 +60,25 @@ TEST_F(Restore, FailureGivesMinusTheKey)
     EXPECT_EQ(-34, c().restore(KEY_BRIGHTNESS));
 }
 
+TEST_F(Restore, StoredValueThatTheHandlerRefusesStays)
+{
+    setshowWDRFalg(false);
+    setValue(0, KEY_WDR_MODE, 1);
+    EXPECT_EQ(0, c().restore(KEY_WDR_MODE));
+    EXPECT_EQ(1U, valueOf(0, KEY_WDR_MODE));
+    EXPECT_EQ(0U, service_.count(2368, 0));
+    setshowWDRFalg(true);
+    EXPECT_EQ(0, c().restore(KEY_WDR_MODE));
+    EXPECT_EQ((std::vector<Sent>{{2368, 0, 1}}), service_.sets());
+}
+
+TEST_F(Restore, StoredValueThatTheServiceChangesStays)
+{
+    service_.answerValue(34, 0, 7);
+    EXPECT_EQ(0, c().restore(KEY_BRIGHTNESS));
+    EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
+}
+
 TEST_F(Restore, UnknownKeyIsReportedAndGivesMinusOne)
 {
     const std::string output = outputOf([&] { EXPECT_EQ(-1, c().restore(KEY_GAMMA)); });

@@ -1,5 +1,7 @@
 #include "ControllerFixture.h"
 
+#include "WaitingCall.h"
+
 using support::asserted;
 using support::kController;
 using support::kInitialisedBit;
@@ -193,6 +195,103 @@ TEST_F(SchemeSwitch, FullSwitchStoresWideDynamicRangeAsZeroToo)
     setValue(1, KEY_WDR_MODE, 2);
     c().switch_to(1, true);
     EXPECT_EQ(0U, valueOf(1, KEY_WDR_MODE));
+}
+
+// ---- beside callers on other threads ---------------------------------------------------------------------------
+
+// What a caller on another thread does while the switch from scheme 0 to 1 is sending brightness.
+class SchemeSwitchBesideOthers : public SchemeSwitch
+{
+protected:
+    void SetUp() override
+    {
+        SchemeSwitch::SetUp();
+        setValue(1, KEY_BRIGHTNESS, 70);
+    }
+
+    // status and value are what the service answers to the switch; value replaces the one that it was sent.
+    void switchMeeting(const std::function<void()>& call, int status = 0, u32 value = 70)
+    {
+        std::atomic<bool> met{false};
+        service_.answer(34, 0, [&](u32, int, void* data) {
+            if (met.exchange(true))
+            {
+                return 0;
+            }
+            support::WaitingCall other(call);
+            EXPECT_TRUE(other.ends());
+            *static_cast<u32*>(data) = value;
+            return status;
+        });
+        outputOf([&] { c().switch_to(1, false); });
+        EXPECT_TRUE(met);
+    }
+};
+
+TEST_F(SchemeSwitchBesideOthers, ValueThatAnotherThreadSetsStays)
+{
+    switchMeeting([&] { EXPECT_EQ(0, c().setParameter(KEY_BRIGHTNESS, 60, true)); });
+    int value = 0;
+    EXPECT_TRUE(c().getParameter(KEY_BRIGHTNESS, value));
+    EXPECT_EQ(60, value);
+    EXPECT_EQ(0, c().flush());
+    EXPECT_EQ(60U, support::recordsOf(support::readFile(support::schemeFile(1)))[5].value);
+}
+
+TEST_F(SchemeSwitchBesideOthers, ValueThatAnotherThreadSetsStaysWhenTheSwitchFails)
+{
+    switchMeeting([&] { EXPECT_EQ(0, c().setParameter(KEY_BRIGHTNESS, 60, true)); }, -7);
+    EXPECT_EQ(60U, valueOf(1, KEY_BRIGHTNESS));
+}
+
+TEST_F(SchemeSwitchBesideOthers, ValueThatAnotherThreadSetsStaysOverTheOneThatAHandlerChanged)
+{
+    switchMeeting([&] { EXPECT_EQ(0, c().setParameter(KEY_BRIGHTNESS, 60, true)); }, 0, 7);
+    EXPECT_EQ(60U, valueOf(1, KEY_BRIGHTNESS));
+}
+
+TEST_F(SchemeSwitchBesideOthers, ValueThatAHandlerChangedStaysWhereNobodyElseSetOne)
+{
+    switchMeeting([&] { EXPECT_EQ(0, c().setParameter(KEY_CONTRAST, 60, true)); }, 0, 7);
+    EXPECT_EQ(7U, valueOf(1, KEY_BRIGHTNESS));
+    EXPECT_EQ(60U, valueOf(1, KEY_CONTRAST));
+}
+
+// The schedule too, which is stored without a call of the service that a test could meet.
+TEST_F(SchemeSwitchBesideOthers, NothingThatIsSetIsLostWhileSwitchesFollowEachOther)
+{
+    std::atomic<bool> running{true};
+    std::thread switching([&] {
+        for (int round = 0; running; ++round)
+        {
+            c().switch_to(round & 1, false);
+        }
+    });
+    int lost = 0;
+    for (u32 round = 0; round < 20000; ++round)
+    {
+        for (const u32 key : {KEY_SCHEME_END_MIN, KEY_CONTRAST})
+        {
+            u32 value = 0;
+            c().setKeyValToCache(1, key, round, false);
+            std::this_thread::yield();
+            c().getKeyValFromCache(1, key, value);
+            lost += value == round ? 0 : 1;
+        }
+    }
+    running = false;
+    switching.join();
+    EXPECT_EQ(0, lost);
+}
+
+// A key that stands twice in a scheme is stored in its first record.
+TEST_F(SchemeSwitch, SecondRecordOfAKeyIsRememberedInTheFirst)
+{
+    KeyVal* const records = ControllerProbe::userKeyVal(c())[1];
+    records[6] = {KEY_BRIGHTNESS, 61};
+    c().switch_to(1, false);
+    EXPECT_EQ((std::vector<Sent>{{34, 0, 61}}), service_.all());
+    EXPECT_EQ(61U, records[5].value);
 }
 
 TEST_F(SchemeSwitch, TakesNoLock)

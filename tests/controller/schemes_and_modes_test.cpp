@@ -1,5 +1,8 @@
 #include "ControllerFixture.h"
 
+#include <sys/resource.h>
+
+#include "GThread.h"
 #include "WaitingCall.h"
 
 using support::asserted;
@@ -17,6 +20,28 @@ namespace {
 
 constexpr char kSchemeExpression[] = "p_nScheme >= 0 && (u32)p_nScheme <= g_stSysConf.nSchemeSum";
 constexpr char kModeExpression[] = "0 == p_nMode || 1 == p_nMode";
+
+// The system's time. Knows of the one thread that waits on it how often it waited and how often it gave up the
+// processor by itself meanwhile.
+class ObservingClock : public host::RealClock
+{
+public:
+    void wait(host::Span span) override
+    {
+        rusage usage = {};
+        getrusage(RUSAGE_THREAD, &usage);
+        slept_ = usage.ru_nvcsw;
+        ++waits_;
+        RealClock::wait(span);
+    }
+
+    long waits() const { return waits_; }
+    long slept() const { return slept_; }
+
+private:
+    std::atomic<long> waits_{0};
+    std::atomic<long> slept_{0};
+};
 
 class SchemesAndModes : public support::ControllerFixture
 {
@@ -218,6 +243,33 @@ TEST_F(SchemesAndModes, ReportComesBeforeTheWait)
                              asserted(kController, "setParamScheme", kSchemeExpression, "p_nScheme(4)\n"));
     expectReportWhileWaiting([&] { c().setParamMode(2); },
                              asserted(kController, "setParamMode", kModeExpression, "p_nMode(2)\n"));
+}
+
+// A host's own thread, whose every wait returns at once then.
+TEST_F(SchemesAndModes, WaitOnAThreadThatIsBeingStoppedDoesNotSpin)
+{
+    const std::function<void()> calls[] = {[&] { c().setParamScheme(2); }, [&] { c().setParamMode(0); }};
+    for (const auto& call : calls)
+    {
+        const auto clock = std::make_shared<ObservingClock>();
+        host::setClock(clock);
+        setFlags(kInitialisedBit | kSwitchingBit);
+        GThread host(
+            [&] {
+                call();
+                return 0;
+            },
+            "host", &GThread::emptyFun, &GThread::emptyFun);
+        ASSERT_TRUE(host.start());
+        EXPECT_TRUE(support::eventually([&] { return clock->waits() > 0; }));
+        support::WaitingCall stopping([&] { EXPECT_TRUE(host.stop()); });
+        EXPECT_TRUE(support::eventually([&] { return clock->waits() > 20; }));
+        setFlags(kInitialisedBit);
+        EXPECT_TRUE(stopping.ends());
+        EXPECT_GE(clock->slept(), clock->waits() / 2);  // not each: a busy machine may take the processor first
+    }
+    EXPECT_EQ(2, current());
+    EXPECT_EQ(0, ControllerProbe::paramMode(c()));
 }
 
 TEST_F(SchemesAndModes, WaitHoldsTheMutexAgainstOtherCalls)

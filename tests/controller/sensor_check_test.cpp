@@ -70,6 +70,15 @@ TEST_F(SensorCheck, FurtherItemsAreIgnored)
     EXPECT_EQ((std::vector<u32>{4, 1, 6, 0}), service_.calls().at(0).words);
 }
 
+TEST_F(SensorCheck, NumbersBeyondAWordAreClamped)
+{
+    std::string text = "(4294967300,4294967298,-4294967300)";
+    EXPECT_EQ(0, c().SensorCheck(text));
+    ASSERT_EQ(1U, service_.calls().size());
+    EXPECT_EQ(0, service_.calls()[0].opt);
+    EXPECT_EQ((std::vector<u32>{0x7FFFFFFF, 0x7FFFFFFF, 0x80000000U, 0}), service_.calls()[0].words);
+}
+
 TEST_F(SensorCheck, UnparsableTextPrintsAndReturnsZero)
 {
     for (const std::string original : {"", "1,2,3", "()", "(1,2,3"})

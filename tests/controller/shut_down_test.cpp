@@ -1,5 +1,7 @@
 #include "StartUpFixture.h"
 
+#include <cstring>
+
 #include "GThread.h"
 #include "keycmd.h"
 
@@ -36,17 +38,36 @@ TEST_F(ShutDown, UninitReleasesAndResets)
     EXPECT_TRUE(c().getSensorStatus());
 }
 
-TEST_F(ShutDown, UninitEmptiesTheListOfUserInterfaceTexts)
+TEST_F(ShutDown, UninitResetsNoFieldOfTheGlobalConfiguration)
+{
+    bringUp();
+    UIFileEntry entry = {};
+    g_stSysConf.pUIFiles = &entry;
+    g_stSysConf.nUIFileSum = 1;
+    const SysConfig before = g_stSysConf;
+    c().uinit();
+    initialised_ = false;
+    EXPECT_EQ(&entry, g_stSysConf.pUIFiles);
+    EXPECT_EQ(1U, g_stSysConf.nUIFileSum);
+    EXPECT_EQ(before.szUIStyle, g_stSysConf.szUIStyle);
+    EXPECT_EQ(before.nSchemeSum, g_stSysConf.nSchemeSum);
+    EXPECT_EQ(before.nDeviceType, g_stSysConf.nDeviceType);
+    EXPECT_EQ(0, std::memcmp(&before.moduleConfig, &g_stSysConf.moduleConfig, sizeof before.moduleConfig));
+}
+
+TEST_F(ShutDown, InitAfterUninitFindsNothingOfTheConfigurationBefore)
 {
     bringUp();
     UIFileEntry entry = {};
     g_stSysConf.pUIFiles = &entry;
     g_stSysConf.nUIFileSum = 1;
     c().uinit();
-    initialised_ = false;
+    EXPECT_TRUE(initialise());
+    stopThread();
     EXPECT_EQ(nullptr, g_stSysConf.pUIFiles);
     EXPECT_EQ(0U, g_stSysConf.nUIFileSum);
-    EXPECT_EQ(nullptr, g_stSysConf.szUIStyle);
+    EXPECT_EQ("", c().getUICommonFile(1));
+    EXPECT_NE("", c().getUIStyleFile());
 }
 
 TEST_F(ShutDown, UninitPrintsNothing)

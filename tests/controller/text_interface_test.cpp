@@ -174,6 +174,13 @@ TEST_F(TextInterface, NumberEndsAtTheFirstOtherCharacter)
     EXPECT_EQ("(34,50)(2337,51)", pairs);
 }
 
+TEST_F(TextInterface, KeyWhoseLowWordIsAParametersIsNotThatParameter)
+{
+    std::string pairs;
+    EXPECT_TRUE(c().getParameters("(4294967330,-4294967262,18446744073709551650)", pairs));
+    EXPECT_EQ("(2147483647,0)(-2147483648,0)(2147483647,0)", pairs);
+}
+
 TEST_F(TextInterface, NegativeValuesAreWrittenWithTheirSign)
 {
     setValue(0, KEY_BRIGHTNESS, static_cast<u32>(-5));
@@ -229,6 +236,13 @@ TEST_F(TextInterface, PairsWithoutCacheAreAppliedAndNotStored)
     EXPECT_EQ((std::vector<Sent>{{34, 0, 60}, {2337, 0, 51}}), service_.all());
     EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
     EXPECT_EQ(8U, valueOf(0, 8001));
+}
+
+TEST_F(TextInterface, ValueBeyondAWordIsAppliedAsTheLargestOne)
+{
+    EXPECT_EQ(0, c().setParameters("(34,4294967300)", true));
+    EXPECT_EQ((std::vector<Sent>{{34, 0, 0x7FFFFFFF}}), service_.all());
+    EXPECT_EQ(0x7FFFFFFFU, valueOf(0, KEY_BRIGHTNESS));
 }
 
 TEST_F(TextInterface, FailureOfAPairGivesMinusItsKey)

@@ -105,6 +105,33 @@ TEST_F(KeyValCorrect, FailedListIsReportedAndCorrectsNothing)
     EXPECT_EQ(1U, m_service.calls().size());
 }
 
+TEST_F(KeyValCorrect, ListThatAFailedCallFilledCorrectsNothing)
+{
+    m_service.answer(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, [](u32, int, void* data) {
+        ia_dynamic_params_cmds_st& list = *static_cast<ia_dynamic_params_cmds_st*>(data);
+        list.cmd_cnt = 2;
+        list.cmd_list[0] = static_cast<ia_cmd_e>(49);
+        list.cmd_list[1] = static_cast<ia_cmd_e>(50);
+        return -1;
+    });
+    correctTo(49, 3);
+    expectReports(kKeyVals, correct(), {{"keyval_correct", kListExpression}});
+    EXPECT_EQ(1U, m_service.calls().size());
+    EXPECT_EQ(9U, m_records[1].value);
+}
+
+TEST_F(KeyValCorrect, ValueThatWasSetMeanwhileStays)
+{
+    m_service.setDynamicCommands({49});
+    m_service.answer(49, IA_CMD_OPT_CORRECT_PARAM, [this](u32, int, void* data) {
+        m_records[1].value = 60;
+        *static_cast<u32*>(data) = 3;
+        return SNS_SUCCESS;
+    });
+    EXPECT_EQ("", correct());
+    EXPECT_EQ(60U, m_records[1].value);
+}
+
 TEST_F(KeyValCorrect, ListedKeyWithoutRecordIsReportedAndSkipped)
 {
     m_service.setDynamicCommands({77, 49});
