@@ -1,5 +1,8 @@
 #include "ModuleConfigureParser.h"
 
+#include <sys/stat.h>
+
+#include <filesystem>
 #include <random>
 
 #include "ModuleConfigure.h"
@@ -134,6 +137,12 @@ TEST_F(ModuleConfigureParserTest, RefusesWhatCannotBeRead)
     EXPECT_TRUE(modules.empty());
     EXPECT_FALSE(ModuleConfigureParser::parse(support::kConfigFolder, "M1", "C1", modules));
     EXPECT_FALSE(ModuleConfigureParser::parse("/dev/zero", "M1", "C1", modules));
+    support::writeFile(support::kModuleConfigFile, "");
+    std::filesystem::resize_file(support::kModuleConfigFile, 4LL << 30);
+    EXPECT_FALSE(ModuleConfigureParser::parse(support::kModuleConfigFile, "M1", "C1", modules));
+    support::removeFile(support::kModuleConfigFile);
+    ASSERT_EQ(mkfifo(support::kModuleConfigFile, 0600), 0);
+    EXPECT_FALSE(ModuleConfigureParser::parse(support::kModuleConfigFile, "M1", "C1", modules));
 }
 
 TEST_F(ModuleConfigureParserTest, RefusesWhatIsNotWellFormed)
