@@ -7,6 +7,7 @@
 
 #include "ModuleConfigure.h"
 #include "PrivateTree.h"
+#include "ScannedBytes.h"
 
 namespace {
 
@@ -246,6 +247,27 @@ TEST_F(ModuleConfigureParserTest, TakesFourMebibytesAndNoMore)
     const std::string padding(4 * 1024 * 1024 - document.size(), ' ');
     EXPECT_EQ(entriesIn(document + padding), 1);
     EXPECT_EQ(entriesIn(document + padding + " "), -1);
+}
+
+// Many entries cost no more than their bytes: nothing is looked for in the whole rest of the document.
+TEST_F(ModuleConfigureParserTest, GoesOverADocumentAFewTimesHoweverManyElementsItHas)
+{
+    constexpr std::size_t kSize = 256 * 1024;
+    for (const std::string& item : {kEntry, std::string("<ModuleConfig a='b'/>"), std::string("<a>x</a>"),
+                                    std::string("<?xml version='1.0'?>"), std::string("<!x>"), std::string("<?x y?>"),
+                                    std::string("x<!-- -->"), std::string("x<![CDATA[x]]>"), std::string("&#65;")})
+    {
+        std::string entries;
+        while (entries.size() < kSize)
+        {
+            entries += item;
+        }
+        support::writeFile(support::kModuleConfigFile, documentOf(entries));
+        Modules modules;
+        const platform_tests::ScannedBytes scanned;
+        EXPECT_TRUE(ModuleConfigureParser::parse(support::kModuleConfigFile, "M1", "C1", modules)) << item;
+        EXPECT_LE(scanned.count(), 10 * kSize) << item;
+    }
 }
 
 TEST_F(ModuleConfigureParserTest, RefusesAnElementWithThousandsOfAttributes)
