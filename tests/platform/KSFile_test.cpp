@@ -147,6 +147,16 @@ TEST_F(KSFileTest, WhatIsNoFileIsNotOpenedForReading)
     close(reader);
 }
 
+TEST_F(KSFileTest, WhatIsNotOpenedIsNotLeftOpen)
+{
+    const std::size_t before = filesIn("/proc/self/fd").size();
+    KSFile file;
+    EXPECT_FALSE(file.open(kFolder));
+    EXPECT_FALSE(file.open("/dev/null"));
+    EXPECT_FALSE(file.open(kFolder, KSFile::modeWrite | KSFile::modeTruncate));
+    EXPECT_EQ(filesIn("/proc/self/fd").size(), before);
+}
+
 TEST_F(KSFileTest, ANamedPipeHoldsNobodyUp)
 {
     ASSERT_EQ(mkfifo(kPath, 0600), 0);

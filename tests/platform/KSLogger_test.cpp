@@ -466,6 +466,26 @@ TEST_F(HeldKSLogger, WithoutLocksARecordFailsAtOnceAndIsNotCounted)
     EXPECT_EQ(readFile(kLog), before_ + kStamp + "[p] next\n");
 }
 
+TEST_F(HeldKSLogger, ARecordLeavesNothingOpenHoweverItEnds)
+{
+    const std::size_t before = filesIn("/proc/self/fd").size();
+    EXPECT_GT(logOnce("[p]", "written"), 0);
+    EXPECT_GT(logOnce("[p]", "behind a rotation", 50), 0);
+    {
+        const HeldLog held;
+        EXPECT_EQ(logOnce("[p]", "lost"), -1);
+    }
+    {
+        const platform_tests::NoLocks none(ENOLCK);
+        EXPECT_EQ(logOnce("[p]", "x"), -1);
+    }
+    {
+        const platform_tests::FileSizeLimit limit(0);
+        EXPECT_EQ(logOnce("[p]", "x"), -1);
+    }
+    EXPECT_EQ(filesIn("/proc/self/fd").size(), before);
+}
+
 // Every record is written or counted, whatever threads and lock do.
 TEST_F(HeldKSLogger, WhatThreadsLoseIsCountedToTheLastRecord)
 {
