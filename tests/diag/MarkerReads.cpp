@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <utility>
 
 #include "PrivateTree.h"
@@ -16,6 +17,7 @@ std::atomic<bool> isWatching{false};
 
 // Used while watching only.
 std::vector<std::string> contents;
+int error = 0;  // or none
 std::size_t calls = 0;
 long long bytes = 0;
 
@@ -45,6 +47,11 @@ extern "C" __attribute__((visibility("default"))) ssize_t read(int handle, void*
     {
         rewriteMarker(contents[calls - 1]);
     }
+    if (isWatched && error != 0)
+    {
+        errno = error;
+        return -1;
+    }
     const ssize_t got = syscall(SYS_read, handle, buffer, count);
     bytes += isWatched && got > 0 ? got : 0;
     return got;
@@ -55,9 +62,15 @@ namespace diag_tests {
 MarkerReads::MarkerReads(std::vector<std::string> contents)
 {
     ::contents = std::move(contents);
+    ::error = 0;
     ::calls = 0;
     ::bytes = 0;
     isWatching = true;
+}
+
+MarkerReads::MarkerReads(int error) : MarkerReads()
+{
+    ::error = error;
 }
 
 MarkerReads::~MarkerReads()

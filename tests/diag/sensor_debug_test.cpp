@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <climits>
 #include <filesystem>
 #include <thread>
@@ -96,6 +97,17 @@ TEST_F(DebugMarker, AFileThatCannotBeOpenedChangesNothing)
     updateDebugLevel();
     EXPECT_EQ(6, g_nDebugLevel);
     EXPECT_TRUE(g_bEnAssert);
+}
+
+TEST_F(DebugMarker, AFileThatCannotBeReadCountsAsEmpty)
+{
+    setDebug(6, 1);
+    updateDebugLevel();
+    const MarkerReads failing(EIO);
+    updateDebugLevel();
+    EXPECT_EQ(failing.calls(), 1);
+    EXPECT_EQ(g_nDebugLevel, 1);
+    EXPECT_FALSE(g_bEnAssert);
 }
 
 // ---- a file that is being rewritten ------------------------------------------------------------------------

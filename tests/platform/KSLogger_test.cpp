@@ -380,6 +380,20 @@ TEST_F(HeldKSLogger, LostRecordsAreCountedInFrontOfTheNextOneOnce)
               before_ + kStamp + "[d] lost records: 3, the log was locked\n" + record + kStamp + "[e] later\n");
 }
 
+TEST_F(HeldKSLogger, NoRecordIsWrittenInFrontOfTheCount)
+{
+    {
+        const HeldLog held;
+        EXPECT_EQ(logOnce("[p]", "lost"), -1);
+    }
+    {
+        const platform_tests::NoLocks heldForTheCount(EWOULDBLOCK, 1);
+        EXPECT_EQ(logOnce("[p]", "lost"), -1);
+    }
+    EXPECT_GT(logOnce("[p]", "next"), 0);
+    EXPECT_EQ(readFile(kLog), before_ + kStamp + "[p] lost records: 2, the log was locked\n" + kStamp + "[p] next\n");
+}
+
 TEST_F(HeldKSLogger, OnceTheLockWasSeenFreeARecordWaitsAgain)
 {
     for (int turn = 0; turn < 2; ++turn)
