@@ -53,7 +53,10 @@ extern "C" __attribute__((visibility("default"))) ssize_t read(int handle, void*
         return -1;
     }
     const ssize_t got = syscall(SYS_read, handle, buffer, count);
-    bytes += isWatched && got > 0 ? got : 0;
+    if (isWatched && got > 0)
+    {
+        bytes += got;
+    }
     return got;
 }
 
