@@ -25,9 +25,9 @@ private:
     struct Turn;  ///< The lock on the log, and how long a record may wait for it.
 
     std::string makeRecord(const char* prefix, const char* text) const;
-    bool tellOfLost(const char* prefix, const Turn& turn) const;
-    int append(const std::string& record, const Turn& turn) const;
-    int tryToAppend(const std::string& record, const Turn& turn) const;
+    bool tellOfLost(const char* prefix, Turn& turn) const;
+    int append(const std::string& record, Turn& turn) const;
+    int tryToAppend(const std::string& record, Turn& turn) const;
     bool rotate() const;
     std::string rotatedName(int number) const;
 

@@ -127,8 +127,18 @@ catch (...)
 
 struct KSLogger::Turn
 {
+    // How long it may still wait, from the first question on.
+    std::chrono::nanoseconds left()
+    {
+        const auto now = std::chrono::steady_clock::now();
+        end = isWaiting ? end : now + kPatience;
+        isWaiting = true;
+        return end - now;
+    }
+
     LogLock& lock;
-    const std::chrono::steady_clock::time_point end;
+    bool isWaiting = false;
+    std::chrono::steady_clock::time_point end{};
 };
 
 int KSLogger::writeLog(const char* prefix, const char* text)
@@ -140,7 +150,7 @@ try
     }
     const char* const start = prefix != nullptr ? prefix : "";
     const std::string record = makeRecord(start, text != nullptr ? text : "");
-    const Turn turn{lockOf(path_), std::chrono::steady_clock::now() + kPatience};
+    Turn turn{lockOf(path_)};
     const int written = tellOfLost(start, turn) ? append(record, turn) : kLocked;
     if (written == kLocked)
     {
@@ -155,7 +165,7 @@ catch (...)
 }
 
 // False when this record is lost to the lock too.
-bool KSLogger::tellOfLost(const char* prefix, const Turn& turn) const
+bool KSLogger::tellOfLost(const char* prefix, Turn& turn) const
 {
     unsigned lost = turn.lock.lostRecords;
     if (lost == 0)
@@ -177,7 +187,7 @@ bool KSLogger::tellOfLost(const char* prefix, const Turn& turn) const
 }
 
 // The record's bytes, kFailed, or kLocked when others kept the log from it to the end of its turn.
-int KSLogger::append(const std::string& record, const Turn& turn) const
+int KSLogger::append(const std::string& record, Turn& turn) const
 {
     for (auto pause = kFirstPause;; pause = std::min(2 * pause, kLongestPause))
     {
@@ -186,7 +196,7 @@ int KSLogger::append(const std::string& record, const Turn& turn) const
         {
             return written;
         }
-        const auto left = turn.end - std::chrono::steady_clock::now();
+        const std::chrono::nanoseconds left = turn.left();
         if ((written == kLocked && turn.lock.isKept) || left <= left.zero())
         {
             turn.lock.isKept = true;
@@ -200,7 +210,7 @@ int KSLogger::append(const std::string& record, const Turn& turn) const
 }
 
 // The record's bytes, kFailed, kLocked, or kMoved when the log is another file now.
-int KSLogger::tryToAppend(const std::string& record, const Turn& turn) const
+int KSLogger::tryToAppend(const std::string& record, Turn& turn) const
 try
 {
     const OpenLog log(path_);
