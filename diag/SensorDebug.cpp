@@ -1,6 +1,6 @@
 #include "SensorDebug.h"
 
-#include <string>
+#include <algorithm>
 
 #include "Decimal.h"
 #include "KSFile.h"
@@ -14,15 +14,21 @@ namespace {
 constexpr char kMarkerFile[] = "/mnt/mtd/sign/Debug.sign";
 constexpr int kDefaultLevel = 1;
 
-// The number in the file's next line, or missing if the line is empty or absent.
-int nextNumber(KSFile& file, int missing)
+// Bytes, of which two numbers fill a few. A switch behind them is none.
+constexpr unsigned int kMarkerMax = 1024;
+
+// The number in the line at next, or missing if the line is empty; next goes on behind the line. *end may be written.
+int takeNumber(char*& next, char* end, int missing)
 {
-    std::string line;
-    if (!file.ReadOneLine(line) || line.empty())
+    char* const line = next;
+    char* stop = std::find(line, end, '\n');
+    next = stop == end ? end : stop + 1;
+    if (stop != end && stop != line && stop[-1] == '\r')
     {
-        return missing;
+        --stop;
     }
-    return diag::decimal(line.c_str());
+    *stop = '\0';
+    return stop == line ? missing : diag::decimal(line);
 }
 
 }  // namespace
@@ -40,6 +46,10 @@ void updateDebugLevel()
     {
         return;
     }
-    diag::sharedStore(g_nDebugLevel, nextNumber(file, kDefaultLevel));
-    diag::sharedStore(g_bEnAssert, nextNumber(file, 0) != 0);
+    // One read: two of a file that somebody rewrites could make a switch of a level.
+    char text[kMarkerMax + 1];
+    char* next = text;
+    char* const end = text + std::max(file.read(text, kMarkerMax), 0);
+    diag::sharedStore(g_nDebugLevel, takeNumber(next, end, kDefaultLevel));
+    diag::sharedStore(g_bEnAssert, takeNumber(next, end, 0) != 0);
 }

@@ -35,13 +35,15 @@ public:
     /// False if the file cannot be opened (missing, a directory, no such directory, no right) or the mode makes
     /// no sense; the object is then not open. An object that is open is released first, as by destruction.
     /// A staged file keeps the mode bits of the one it replaces; a new one has 0644 less the umask. A link is
-    /// followed, also to a file that is yet to be made; what is no regular file (a device) is written directly.
+    /// followed, also to a file that is yet to be made; what is no regular file (a device) is written directly, and
+    /// is not opened with modeRead alone: it may have no end.
     /// Staging needs a file system with flock, and false is the answer of one without: it could not tell what a
     /// crash left from another writer's work.
     bool open(const char* path, unsigned char mode = modeRead);
 
-    /// The bytes read, fewer than count only at the end of the file; -1 on failure, when not open for reading,
-    /// and for more than INT_MAX bytes.
+    /// The bytes read, fewer than count only at the end of the file or where its disk fails; -1 on failure, when not
+    /// open for reading, and for more than INT_MAX bytes. Up to 1 GiB in one system call: of a short text that
+    /// somebody rewrites meanwhile the old bytes or the new, never some of both.
     int read(char* buffer, unsigned int count);
 
     /// The bytes written; fewer than count, or -1, on failure, when not open for writing, and for more than
@@ -59,8 +61,9 @@ public:
     /// File descriptor, -1 when not open. It stays the object's.
     int getFileHandle() const;
 
-    /// The next line without its "\n" or "\r\n"; the last one may lack it. A line longer than 64 KiB is cut.
-    /// False, with an empty line, at the end of the file, on failure and when not open.
+    /// The next line without its "\n" or "\r\n"; the last one may lack it. A line longer than 64 KiB is cut and the
+    /// last. False, with an empty line, behind the last line, on failure and when not open. Lines are read ahead: two
+    /// of them may be of different contents if somebody rewrites the file.
     bool ReadOneLine(std::string& line);
 
     /// Whether there is anything at path. True also when that cannot be found out, on a disk that fails or in a
@@ -75,6 +78,7 @@ private:
 
     int handle_ = -1;
     bool writeFailed_ = false;
+    bool wasCut_ = false;  ///< A line was; ReadOneLine is at its end.
 
     /// Empty unless staged.
     std::string target_;

@@ -18,12 +18,18 @@ public:
     /// One record: "2026-11-20 08:00:00 prefix text" and a line end, unless the text brings its own. The time is
     /// host::clock's. An empty text makes a record too; a record longer than maxSize is cut to it.
     /// A missing directory is made (one level). The record's bytes; -1 when it could not be written, and then
-    /// nothing of it is in the file.
+    /// nothing of it is in the file. While somebody keeps the log locked a record waits 100 ms of real time and is then
+    /// lost; the next ones of this process are lost without a wait, until one finds the lock free. It writes a record
+    /// before itself that counts them: "lost records: 3, the log was locked".
     int writeLog(const char* prefix, const char* text);
 
 private:
+    struct Turn;  ///< The lock on the log, and how long a record may wait for it.
+
     std::string makeRecord(const char* prefix, const char* text) const;
-    int appendLocked(int handle, const std::string& record) const;
+    bool tellOfLost(const char* prefix, Turn& turn) const;
+    int append(const std::string& record, Turn& turn) const;
+    int tryToAppend(const std::string& record, Turn& turn) const;
     bool rotate() const;
     std::string rotatedName(int number) const;
 

@@ -19,6 +19,7 @@ class SENSORPLATFORM_API SystemInfoParser
 {
 public:
     /// False if the file cannot be opened or holds no valid DeviceType; what else was found is set even then, and
-    /// what was not found keeps its value. Thread-safe.
+    /// what was not found keeps its value. Of a file of 64 KiB and more the whole lines in its first 64 KiB count.
+    /// Thread-safe.
     static bool parseMachineInfo(const std::string& path, MachineInfo& machineInfo);
 };

@@ -13,16 +13,18 @@
 
 namespace {
 
-constexpr std::size_t kReadAhead = 512;          // a marker file in one system call
+constexpr std::size_t kReadAhead = 512;
 constexpr std::size_t kLineMax = 64 * 1024;      // nobody's line, but some damaged file's
+constexpr std::size_t kReadMax = 1u << 30;       // the kernel gives no more than just below 2 GiB at once
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;  // a named pipe must not hold up a camera
 
-// -1 with nothing to open for a directory.
-int openAnythingElse(const char* path, int flags)
+// -1 with nothing to open for a directory, and for a device that would be read alone: it may have no end.
+int openInPlace(const char* path, int flags)
 {
     const int handle = host::uninterrupted([=] { return open(path, flags | kOpenFlags, 0644); });
     struct stat status{};
-    if (handle >= 0 && (fstat(handle, &status) != 0 || S_ISDIR(status.st_mode)))
+    if (handle >= 0 && (fstat(handle, &status) != 0 || S_ISDIR(status.st_mode) ||
+                        (flags == O_RDONLY && !S_ISREG(status.st_mode))))
     {
         close(handle);
         return -1;
@@ -53,13 +55,13 @@ bool KSFile::open(const char* path, unsigned char mode)
     switch (mode)
     {
         case modeRead:
-            handle_ = openAnythingElse(path, O_RDONLY);
+            handle_ = openInPlace(path, O_RDONLY);
             break;
         case modeWrite:
-            handle_ = openAnythingElse(path, O_WRONLY | O_CREAT);
+            handle_ = openInPlace(path, O_WRONLY | O_CREAT);
             break;
         case modeRead | modeWrite:
-            handle_ = openAnythingElse(path, O_RDWR | O_CREAT);
+            handle_ = openInPlace(path, O_RDWR | O_CREAT);
             break;
         case modeWrite | modeTruncate:
             return openForTruncation(path, O_WRONLY);
@@ -77,7 +79,7 @@ bool KSFile::openForTruncation(const char* path, int access)
     const bool exists = stat(path, &status) == 0;
     if (exists && !S_ISREG(status.st_mode))
     {
-        handle_ = openAnythingElse(path, access);
+        handle_ = openInPlace(path, access);
         return handle_ >= 0;
     }
     std::string target;
@@ -104,18 +106,17 @@ int KSFile::read(char* buffer, unsigned int count)
     std::size_t done = std::min<std::size_t>(count, buffer_.size() - bufferPosition_);
     std::memcpy(buffer, buffer_.data() + bufferPosition_, done);
     bufferPosition_ += done;
-    while (done < count)
+    // A short read is the end: what a second one gave might be of other contents.
+    for (bool isAtEnd = false; done < count && !isAtEnd;)
     {
-        const ssize_t got = host::uninterrupted([&] { return ::read(handle_, buffer + done, count - done); });
+        const std::size_t wanted = std::min(count - done, kReadMax);
+        const ssize_t got = host::uninterrupted([&] { return ::read(handle_, buffer + done, wanted); });
         if (got < 0)
         {
             return -1;
         }
-        if (got == 0)
-        {
-            break;
-        }
         done += static_cast<std::size_t>(got);
+        isAtEnd = static_cast<std::size_t>(got) < wanted;
     }
     return static_cast<int>(done);
 }
@@ -166,22 +167,23 @@ bool KSFile::ReadOneLine(std::string& line)
 {
     line.clear();
     bool found = false;
-    while (bufferPosition_ < buffer_.size() || fillBuffer())
+    bool isEnded = false;
+    while (!isEnded && line.size() <= kLineMax + 1 && !wasCut_ && (bufferPosition_ < buffer_.size() || fillBuffer()))
     {
         found = true;
         const std::size_t end = buffer_.find('\n', bufferPosition_);
-        const std::size_t stop = std::min(end, buffer_.size());
-        line.append(buffer_, bufferPosition_, std::min(stop - bufferPosition_, kLineMax - line.size()));
-        bufferPosition_ = stop;
-        if (end != std::string::npos)
-        {
-            ++bufferPosition_;
-            if (!line.empty() && line.back() == '\r')
-            {
-                line.pop_back();
-            }
-            break;
-        }
+        isEnded = end != std::string::npos;
+        line.append(buffer_, bufferPosition_, end - bufferPosition_);
+        bufferPosition_ = isEnded ? end + 1 : buffer_.size();
+    }
+    if (isEnded && !line.empty() && line.back() == '\r')
+    {
+        line.pop_back();
+    }
+    if (line.size() > kLineMax)
+    {
+        line.resize(kLineMax);
+        wasCut_ = true;
     }
     return found;
 }
@@ -246,6 +248,7 @@ bool KSFile::release(bool complete)
     good = (::close(handle_) == 0 || errno == EINTR) && good;
     handle_ = -1;
     writeFailed_ = false;
+    wasCut_ = false;
     target_.clear();
     staged_.clear();
     buffer_.clear();

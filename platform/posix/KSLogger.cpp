@@ -5,8 +5,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <map>
+#include <mutex>
+#include <thread>
 
 #include "HostClock.h"
 #include "StagedFile.h"
@@ -14,7 +21,29 @@
 
 namespace {
 
-constexpr int kAttempts = 1000;  // each one lost means that another writer got a record in
+constexpr std::chrono::milliseconds kPatience{100};  // whoever reports may hold a camera's mutex
+constexpr std::chrono::microseconds kFirstPause{100};
+constexpr std::chrono::microseconds kLongestPause{5000};
+
+// What writing a record came to, unless it is the record's bytes.
+constexpr int kFailed = -1;
+constexpr int kLocked = -2;
+constexpr int kMoved = -3;
+
+// What this process knows of the lock on a log, for all its loggers and threads.
+struct LogLock
+{
+    std::atomic<bool> isKept{false};       // a record was lost to it, and nobody saw it free since
+    std::atomic<unsigned> lostRecords{0};  // that the log does not tell of yet
+};
+
+LogLock& lockOf(const std::string& path)
+{
+    static std::mutex mutex;
+    static auto& locks = *new std::map<std::string, LogLock>;  // for loggers that outlive the program's statics
+    const std::lock_guard<std::mutex> guard(mutex);
+    return locks[path];
+}
 
 int openLog(const std::string& path)
 {
@@ -29,6 +58,28 @@ int openLog(const std::string& path)
     mkdir(path.substr(0, slash).c_str(), 0755);  // another writer may have been faster
     return openIt();
 }
+
+// Closes the log, and with that unlocks it.
+class OpenLog
+{
+public:
+    explicit OpenLog(const std::string& path) : handle_(openLog(path)) {}
+    OpenLog(const OpenLog&) = delete;
+    OpenLog& operator=(const OpenLog&) = delete;
+
+    ~OpenLog()
+    {
+        if (handle_ >= 0)
+        {
+            close(handle_);
+        }
+    }
+
+    int handle() const { return handle_; }
+
+private:
+    const int handle_;
+};
 
 // Drops what a full disk let in of a record. False when not everything could be written.
 bool appendWhole(int handle, off_t oldSize, const std::string& record)
@@ -74,50 +125,113 @@ catch (...)
     return false;
 }
 
+struct KSLogger::Turn
+{
+    // How long it may still wait, from the first question on.
+    std::chrono::nanoseconds left()
+    {
+        const auto now = std::chrono::steady_clock::now();
+        end = isWaiting ? end : now + kPatience;
+        isWaiting = true;
+        return end - now;
+    }
+
+    LogLock& lock;
+    bool isWaiting = false;
+    std::chrono::steady_clock::time_point end{};
+};
+
 int KSLogger::writeLog(const char* prefix, const char* text)
 try
 {
     if (path_.empty())
     {
-        return -1;
+        return kFailed;
     }
-    const std::string record = makeRecord(prefix != nullptr ? prefix : "", text != nullptr ? text : "");
-    for (int attempt = 0; attempt < kAttempts; ++attempt)
+    const char* const start = prefix != nullptr ? prefix : "";
+    const std::string record = makeRecord(start, text != nullptr ? text : "");
+    Turn turn{lockOf(path_)};
+    const int written = tellOfLost(start, turn) ? append(record, turn) : kLocked;
+    if (written == kLocked)
     {
-        const int handle = openLog(path_);
-        if (handle < 0)
-        {
-            return -1;
-        }
-        const int written = appendLocked(handle, record);
-        close(handle);
-        if (written != 0)
-        {
-            return written;
-        }
+        ++turn.lock.lostRecords;
+        return kFailed;
     }
-    return -1;
+    return written;
 }
 catch (...)
 {
-    return -1;
+    return kFailed;
 }
 
-// The record's bytes, -1 on failure, 0 when handle is not the log any more.
-int KSLogger::appendLocked(int handle, const std::string& record) const
+// False when this record is lost to the lock too.
+bool KSLogger::tellOfLost(const char* prefix, Turn& turn) const
 {
-    struct stat status{};
-    if (host::uninterrupted([=] { return flock(handle, LOCK_EX); }) != 0)
+    unsigned lost = turn.lock.lostRecords;
+    if (lost == 0)
     {
-        return -1;
+        return true;
     }
+    const std::string text = "lost records: " + std::to_string(lost) + ", the log was locked";
+    const std::string record = makeRecord(prefix, text.c_str());
+    if (!turn.lock.lostRecords.compare_exchange_strong(lost, 0))
+    {
+        return true;  // another thread is about to tell of them
+    }
+    const int written = append(record, turn);
+    if (written < 0)
+    {
+        turn.lock.lostRecords += lost;
+    }
+    return written != kLocked;
+}
+
+// The record's bytes, kFailed, or kLocked when others kept the log from it to the end of its turn.
+int KSLogger::append(const std::string& record, Turn& turn) const
+{
+    for (auto pause = kFirstPause;; pause = std::min(2 * pause, kLongestPause))
+    {
+        const int written = tryToAppend(record, turn);
+        if (written != kLocked && written != kMoved)
+        {
+            return written;
+        }
+        const std::chrono::nanoseconds left = turn.left();
+        if ((written == kLocked && turn.lock.isKept) || left <= left.zero())
+        {
+            turn.lock.isKept = true;
+            return kLocked;
+        }
+        if (written == kLocked)
+        {
+            std::this_thread::sleep_for(std::min<std::chrono::nanoseconds>(pause, left));
+        }
+    }
+}
+
+// The record's bytes, kFailed, kLocked, or kMoved when the log is another file now.
+int KSLogger::tryToAppend(const std::string& record, Turn& turn) const
+try
+{
+    const OpenLog log(path_);
+    const int handle = log.handle();
+    if (handle < 0)
+    {
+        return kFailed;
+    }
+    if (host::uninterrupted([=] { return flock(handle, LOCK_EX | LOCK_NB); }) != 0)
+    {
+        return errno == EWOULDBLOCK ? kLocked : kFailed;
+    }
+    turn.lock.isKept = false;
     if (!host::isStillAt(handle, path_))
     {
-        return 0;  // rotated while we waited for the lock
+        return kMoved;
     }
+    struct stat status{};
     if (fstat(handle, &status) != 0)
     {
-        return -1;
+        return kFailed;
     }
     const bool isFull = S_ISREG(status.st_mode) && status.st_size > 0 &&
                         static_cast<std::size_t>(status.st_size) + record.size() > maxSize_;
@@ -125,15 +239,19 @@ int KSLogger::appendLocked(int handle, const std::string& record) const
     {
         if (rotate())
         {
-            return 0;
+            return kMoved;
         }
         if (ftruncate(handle, 0) != 0)  // new records are worth more than old ones
         {
-            return -1;
+            return kFailed;
         }
         status.st_size = 0;
     }
-    return appendWhole(handle, status.st_size, record) ? static_cast<int>(record.size()) : -1;
+    return appendWhole(handle, status.st_size, record) ? static_cast<int>(record.size()) : kFailed;
+}
+catch (...)
+{
+    return kFailed;
 }
 
 // Called with the log locked, so by one writer at a time. False when the log stays where it is.

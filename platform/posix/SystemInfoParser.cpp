@@ -1,10 +1,34 @@
 #include "SystemInfoParser.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "DecimalInt.h"
 #include "KSFile.h"
 #include "MachineInfo.h"
+#include "StringHandler.h"
 
 namespace {
+
+constexpr std::size_t kBytesMax = 64 * 1024;  // three short lines and the factory's notes
+
+// The file's beginning, without the part of a line at its end. False if the file cannot be read.
+bool readLines(const std::string& path, std::string& lines)
+{
+    KSFile file;
+    if (!file.open(path.c_str(), KSFile::modeRead))
+    {
+        return false;
+    }
+    lines.resize(kBytesMax);
+    const int got = file.read(&lines[0], kBytesMax);
+    lines.resize(static_cast<std::size_t>(std::max(got, 0)));
+    if (lines.size() == kBytesMax)
+    {
+        lines.resize(lines.rfind('\n') + 1);  // npos + 1 is 0
+    }
+    return got >= 0;
+}
 
 // True for a line with a valid DeviceType.
 bool readLine(const std::string& line, MachineInfo& machineInfo)
@@ -37,19 +61,20 @@ bool readLine(const std::string& line, MachineInfo& machineInfo)
 
 bool SystemInfoParser::parseMachineInfo(const std::string& path, MachineInfo& machineInfo)
 {
-    KSFile file;
-    if (!file.open(path.c_str(), KSFile::modeRead))
+    std::string text;
+    if (!readLines(path, text))
     {
         return false;
     }
-    bool hasDeviceType = false;
-    std::string line;
-    for (bool first = true; file.ReadOneLine(line); first = false)
+    if (text.compare(0, 3, "\xEF\xBB\xBF") == 0)  // byte order mark
     {
-        if (first && line.compare(0, 3, "\xEF\xBB\xBF") == 0)  // byte order mark
-        {
-            line.erase(0, 3);
-        }
+        text.erase(0, 3);
+    }
+    std::vector<std::string> lines;
+    StringHandler::split(text, "\n", lines);
+    bool hasDeviceType = false;
+    for (const std::string& line : lines)
+    {
         hasDeviceType |= readLine(host::trimmed(line), machineInfo);
     }
     return hasDeviceType;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 namespace host {
@@ -160,7 +161,7 @@ private:
             }
             blanks();
             const std::size_t begin = position_;
-            if (!skip("=") || !value() || text_.find_first_of("<>&", begin) < position_)
+            if (!skip("=") || !value() || upTo(position_).find_first_of("<>&", begin) != kNowhere)
             {
                 return false;
             }
@@ -173,7 +174,8 @@ private:
     {
         const bool isInstruction = text_[position_ - 1] == '?';
         const std::size_t end = text_.find('>', position_);
-        if (end == kNowhere || text_.find_first_of("<[", position_) < end || (isInstruction && text_[end - 1] != '?'))
+        if (end == kNowhere || upTo(end).find_first_of("<[", position_) != kNowhere ||
+            (isInstruction && text_[end - 1] != '?'))
         {
             return false;
         }
@@ -236,7 +238,7 @@ private:
             return false;
         }
         const std::size_t end = text_.find(quote, position_ + 1);
-        if (end == kNowhere || text_.find('<', position_) < end || !hasOnlyCharacterReferences(position_, end))
+        if (end == kNowhere || upTo(end).find('<', position_) != kNowhere || !hasOnlyCharacterReferences(position_, end))
         {
             return false;
         }
@@ -248,7 +250,8 @@ private:
     // no UTF-8 of a number that is no character.
     bool hasOnlyCharacterReferences(std::size_t begin, std::size_t end) const
     {
-        for (std::size_t mark = text_.find("&#", begin); mark < end; mark = text_.find("&#", mark + 2))
+        const std::string_view part = upTo(end);
+        for (std::size_t mark = part.find("&#", begin); mark != kNowhere; mark = part.find("&#", mark + 2))
         {
             if (!isCharacterReference(mark + 2))
             {
@@ -304,6 +307,9 @@ private:
         position_ += isHere ? std::strlen(mark) : 0;
         return isHere;
     }
+
+    // To look for something in: in the whole text each search would go on to its end.
+    std::string_view upTo(std::size_t end) const { return std::string_view(text_).substr(0, end); }
 
     bool skipTo(const char* mark)
     {

@@ -1,11 +1,16 @@
-#include "CapturedOutput.h"
-#include "PrivateTree.h"
-#include "Reports.h"
 #include "SensorTrace.h"
-#include "TestName.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <thread>
 #include <vector>
+
+#include "CapturedOutput.h"
+#include "PrivateTree.h"
+#include "Reports.h"
+#include "TestName.h"
 
 using support::asserted;
 using support::errorLog;
@@ -185,6 +190,34 @@ TEST_F(Trace, WarningWritesPlaceAndMessageToTheLog)
     EXPECT_EQ("local(7)", records[1].text);
 }
 
+// Texts come from files and services: what looks like a conversion in them is none.
+constexpr char kPercents[] = "100% %s%n%d %5$s %";
+
+TEST_F(Trace, ConversionsInATextAreWrittenAsTheyStand)
+{
+    setDebug(7);
+    const std::string text = kPercents;
+    const std::string header = " file:SensorFile fun:loadFromFile line:27\n";
+    EXPECT_EQ(outputOf([] { diag::trace(diag::Kind::debug, kPlace, "%s", kPercents); }),
+              plain("[sensor dbg]" + header + text));
+    EXPECT_EQ(outputOf([] { diag::tracePlain(diag::Kind::debug, "%s", kPercents); }), plain(text));
+    EXPECT_EQ(outputOf([] { diag::traceMagenta(kPlace, "%s", kPercents); }),
+              "\033[0m\033[35m[sensor info]" + header + text + "\033[0m");
+    EXPECT_EQ(outputOf([] { diag::warn(kPlace, "%s", kPercents); }), plain("[sensor warn]" + header + text));
+    ASSERT_EQ(2U, errorLog().size());
+    EXPECT_EQ(text, errorLog()[1].text);
+}
+
+TEST_F(Trace, ConversionsInAPlaceAreWrittenAsTheyStand)
+{
+    setDebug(7);
+    constexpr diag::Place kOdd{kPercents, kPercents, kPercents, 27};
+    const std::string place = std::string(" file:") + kPercents + " fun:" + kPercents + " line:27\n";
+    EXPECT_EQ(outputOf([&] { diag::trace(diag::Kind::debug, kOdd, "x"); }), plain("[sensor dbg]" + place + "x"));
+    EXPECT_EQ(outputOf([&] { diag::warn(kOdd, "x"); }), plain("[sensor warn]" + place + "x"));
+    EXPECT_EQ(place, " " + errorLog()[0].text + "\n");
+}
+
 TEST_F(Trace, WarningAtItsThresholdLeavesNoTrace)
 {
     setDebug(3);
@@ -245,6 +278,17 @@ TEST_F(AssertionReport, PrintsExpressionAndDetailInRedAndGoesOn)
               output);
 }
 
+TEST_F(AssertionReport, ConversionsInExpressionAndDetailAreWrittenAsTheyStand)
+{
+    const std::string output =
+        outputOf([] { EXPECT_FALSE(diag::reportUnless(false, kPlace, kPercents, "%s", kPercents)); });
+    EXPECT_EQ(asserted("SensorFile", "loadFromFile", kPercents, kPercents, "27"), output);
+    const auto records = errorLog();
+    ASSERT_EQ(3U, records.size());
+    EXPECT_EQ(kPercents + std::string("   ~~~Assertion failed."), records[1].text);
+    EXPECT_EQ(kPercents, records[2].text);
+}
+
 TEST_F(AssertionReport, WritesThreeLogRecords)
 {
     outputOf([] { diag::reportUnless(false, kPlace, "-1 != nPos", "restore key(%d) failed\n", 9); });
@@ -266,13 +310,6 @@ TEST_F(AssertionReport, WithoutDetailStillPrintsTheSecondHalfAndLogsAnEmptyRecor
     const auto records = errorLog();
     ASSERT_EQ(3U, records.size());
     EXPECT_EQ("", records[2].text);
-}
-
-TEST_F(AssertionReport, PercentSignsInTheExpressionAreText)
-{
-    const std::string output = outputOf([] { diag::reportUnless(false, kPlace, "a %d b %s"); });
-    EXPECT_EQ(asserted("SensorFile", "loadFromFile", "a %d b %s", "", "27"), output);
-    EXPECT_EQ("a %d b %s   ~~~Assertion failed.", errorLog().at(1).text);
 }
 
 TEST_F(AssertionReport, LevelZeroStillReports)
@@ -319,6 +356,22 @@ TEST_F(AssertionReport, UnwritableLogIsIgnored)
     support::writeFile(std::string(support::kErrorLogFile) + "/inside", "");
     EXPECT_EQ(asserted("SensorFile", "loadFromFile", "x", "", "27"),
               outputOf([] { EXPECT_FALSE(diag::reportUnless(false, kPlace, "x")); }));
+}
+
+TEST_F(AssertionReport, LogThatSomebodyKeepsLockedHoldsNobodyUpAndTellsHowManyRecordsItLost)
+{
+    const auto report = [] { diag::reportUnless(false, kPlace, "x", "detail\n"); };
+    outputOf(report);
+    const int reader = open(support::kErrorLogFile, O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(0, flock(reader, LOCK_EX | LOCK_NB));
+    EXPECT_EQ(asserted("SensorFile", "loadFromFile", "x", "detail\n", "27"), outputOf(report));
+    close(reader);
+    outputOf(report);
+    const auto records = errorLog();
+    ASSERT_EQ(7U, records.size());
+    EXPECT_EQ("[sensor assert]", records[3].prefix);
+    EXPECT_EQ("lost records: 3, the log was locked", records[3].text);
+    EXPECT_EQ("detail", records[6].text);
 }
 
 class AssertionDeathTest : public support::PrivateTreeTest

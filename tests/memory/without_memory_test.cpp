@@ -2,6 +2,7 @@
 #include "CameraFiles.h"
 #include "CapturedOutput.h"
 #include "HeapBlocks.h"
+#include "KSLogger.h"
 #include "ModuleConfigure.h"
 #include "SensorFile.h"
 #include "SensorTrace.h"
@@ -43,6 +44,22 @@ TEST_F(WithoutMemory, MessageIsEmptyAndNobodyFails)
     ASSERT_EQ(5U, records.size());
     EXPECT_EQ("", records[1].text);
     EXPECT_EQ("", records[4].text);
+}
+
+TEST_F(WithoutMemory, LogThatCannotBeRotatedIsNeitherLeftOpenNorLocked)
+{
+    const std::string path = "/mnt/mtd/log/" + std::string(200, 'l');
+    KSLogger logger;
+    ASSERT_TRUE(logger.init(path.c_str(), 100, 3));
+    ASSERT_GT(logger.writeLog("[p]", std::string(70, 'x').c_str()), 0);
+    const size_t before = support::filesIn("/proc/self/fd").size();
+    {
+        const RefusedBlocks refused(path.size());
+        EXPECT_EQ(-1, logger.writeLog("[p]", "second"));
+    }
+    EXPECT_EQ(before, support::filesIn("/proc/self/fd").size());
+    EXPECT_GT(logger.writeLog("[p]", "third"), 0);
+    EXPECT_EQ(2U, support::filesIn("/mnt/mtd/log").size());
 }
 
 TEST_F(WithoutMemory, RecordsAreNeitherReadNorWritten)

@@ -16,6 +16,7 @@ using platform_tests::DiskCalls;
 
 std::atomic<bool> isWatching{false};
 std::atomic<int> lockError{0};
+std::atomic<int> lockErrors{0};  // that are still to come
 
 // Used while watching only.
 std::vector<std::string> names;
@@ -76,8 +77,9 @@ extern "C" __attribute__((visibility("default"))) int unlink(const char* path) n
 extern "C" int lockFile(int handle, int operation) noexcept __asm__("flock");
 extern "C" __attribute__((visibility("default"))) int lockFile(int handle, int operation) noexcept
 {
-    if (lockError != 0)
+    if (lockErrors > 0)
     {
+        --lockErrors;
         errno = lockError;
         return -1;
     }
@@ -105,14 +107,15 @@ std::vector<std::string> DiskCalls::names() const
     return ::names;
 }
 
-NoLocks::NoLocks(int error)
+NoLocks::NoLocks(int error, int times)
 {
     lockError = error;
+    lockErrors = times;
 }
 
 NoLocks::~NoLocks()
 {
-    lockError = 0;
+    lockErrors = 0;
 }
 
 }  // namespace platform_tests

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <climits>
 #include <string>
 #include <vector>
 
@@ -27,11 +28,11 @@ public:
     std::vector<std::string> names() const;
 };
 
-// Every flock fails with this error while it lives.
+// Every flock fails with this error while it lives, or only the first ones.
 class NoLocks
 {
 public:
-    explicit NoLocks(int error);
+    explicit NoLocks(int error, int times = INT_MAX);
     ~NoLocks();
     NoLocks(const NoLocks&) = delete;
     NoLocks& operator=(const NoLocks&) = delete;

@@ -127,15 +127,56 @@ TEST_F(KSFileTest, RefusesModesWithoutMeaning)
     EXPECT_EQ(readFile(kPath), "abc");
 }
 
+// It may have no end, or keep a reader waiting.
+TEST_F(KSFileTest, WhatIsNoFileIsNotOpenedForReading)
+{
+    KSFile file;
+    for (const char* device : {"/dev/null", "/dev/zero", "/dev/full"})
+    {
+        EXPECT_FALSE(file.open(device)) << device;
+        ASSERT_EQ(symlink(device, kPath), 0);
+        EXPECT_FALSE(file.open(kPath)) << device;
+        support::removeFile(kPath);
+    }
+    ASSERT_EQ(mkfifo(kPath, 0600), 0);
+    EXPECT_FALSE(file.open(kPath));
+    const int reader = open(kPath, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int writer = open(kPath, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    EXPECT_FALSE(file.open(kPath));
+    close(writer);
+    close(reader);
+}
+
+TEST_F(KSFileTest, WhatIsNotOpenedIsNotLeftOpen)
+{
+    const std::size_t before = filesIn("/proc/self/fd").size();
+    KSFile file;
+    EXPECT_FALSE(file.open(kFolder));
+    EXPECT_FALSE(file.open("/dev/null"));
+    EXPECT_FALSE(file.open(kFolder, KSFile::modeWrite | KSFile::modeTruncate));
+    EXPECT_EQ(filesIn("/proc/self/fd").size(), before);
+}
+
 TEST_F(KSFileTest, ANamedPipeHoldsNobodyUp)
 {
     ASSERT_EQ(mkfifo(kPath, 0600), 0);
     KSFile file;
     char byte = 0;
-    EXPECT_TRUE(file.open(kPath));
-    EXPECT_LE(file.read(&byte, 1), 0);
+    EXPECT_TRUE(file.open(kPath, KSFile::modeRead | KSFile::modeWrite));
+    EXPECT_EQ(file.read(&byte, 1), -1);
     KSFile writer;
-    writer.open(kPath, KSFile::modeWrite);
+    EXPECT_TRUE(writer.open(kPath, KSFile::modeWrite));
+}
+
+TEST_F(KSFileTest, ADeviceIsWrittenDirectly)
+{
+    ASSERT_EQ(symlink("/dev/null", kPath), 0);
+    for (const int mode : {2, 3, 0x42, 0x43})
+    {
+        KSFile file;
+        ASSERT_TRUE(file.open(kPath, static_cast<unsigned char>(mode))) << mode;
+        EXPECT_EQ(file.write("abc", 3), 3);
+    }
 }
 
 TEST_F(KSFileTest, WritesInPlaceWithoutTruncation)
@@ -229,12 +270,38 @@ TEST_F(KSFileTest, LinesAcrossTheReadAheadStayWhole)
     }
 }
 
-TEST_F(KSFileTest, CutsALineThatIsNobodysLine)
+// What follows is not taken for the next line, and not looked for either.
+TEST_F(KSFileTest, ALineThatIsNobodysLineIsCutAndTheLast)
 {
-    const std::vector<std::string> lines = linesOf(std::string(1000000, 'x') + "\nnext\n");
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0], std::string(64 * 1024, 'x'));
-    EXPECT_EQ(lines[1], "next");
+    constexpr std::size_t kLineMax = 64 * 1024;
+    using Lines = std::vector<std::string>;
+    const std::string longest(kLineMax, 'x');
+    for (std::size_t length = 508; length < 514; ++length)  // every place that the end can have in the read-ahead
+    {
+        const std::string first(length, 'a');
+        EXPECT_EQ(linesOf(first + "\n" + longest + "\r\nnext"), (Lines{first, longest, "next"})) << length;
+        EXPECT_EQ(linesOf(first + "\n" + longest + "x\nnext"), (Lines{first, longest})) << length;
+        EXPECT_EQ(linesOf(first + "\n" + longest + "x\r\nnext"), (Lines{first, longest})) << length;
+    }
+    EXPECT_EQ(linesOf(longest + "\ry\nnext"), Lines{longest});
+    EXPECT_EQ(linesOf(std::string(1000000, 'x') + "\nnext\n"), Lines{longest});
+}
+
+TEST_F(KSFileTest, NoMoreThanALineIsReadOfAFileWithoutLines)
+{
+    writeFile(kPath, "");
+    std::filesystem::resize_file(kPath, 4LL << 30);
+    KSFile file;
+    ASSERT_TRUE(file.open(kPath));
+    std::string line;
+    EXPECT_TRUE(file.ReadOneLine(line));
+    EXPECT_FALSE(file.ReadOneLine(line));
+    EXPECT_EQ(line, "");
+    EXPECT_LE(lseek(file.getFileHandle(), 0, SEEK_CUR), 70000);
+    writeFile(kPath, "short\n");
+    ASSERT_TRUE(file.open(kPath));
+    EXPECT_TRUE(file.ReadOneLine(line));
+    EXPECT_EQ(line, "short");
 }
 
 TEST_F(KSFileTest, ReadAndWriteGoOnWhereTheLineEnded)

@@ -1,9 +1,13 @@
 #include "ModuleConfigureParser.h"
 
+#include <sys/stat.h>
+
+#include <filesystem>
 #include <random>
 
 #include "ModuleConfigure.h"
 #include "PrivateTree.h"
+#include "ScannedBytes.h"
 
 namespace {
 
@@ -134,6 +138,12 @@ TEST_F(ModuleConfigureParserTest, RefusesWhatCannotBeRead)
     EXPECT_TRUE(modules.empty());
     EXPECT_FALSE(ModuleConfigureParser::parse(support::kConfigFolder, "M1", "C1", modules));
     EXPECT_FALSE(ModuleConfigureParser::parse("/dev/zero", "M1", "C1", modules));
+    support::writeFile(support::kModuleConfigFile, "");
+    std::filesystem::resize_file(support::kModuleConfigFile, 4LL << 30);
+    EXPECT_FALSE(ModuleConfigureParser::parse(support::kModuleConfigFile, "M1", "C1", modules));
+    support::removeFile(support::kModuleConfigFile);
+    ASSERT_EQ(mkfifo(support::kModuleConfigFile, 0600), 0);
+    EXPECT_FALSE(ModuleConfigureParser::parse(support::kModuleConfigFile, "M1", "C1", modules));
 }
 
 TEST_F(ModuleConfigureParserTest, RefusesWhatIsNotWellFormed)
@@ -237,6 +247,27 @@ TEST_F(ModuleConfigureParserTest, TakesFourMebibytesAndNoMore)
     const std::string padding(4 * 1024 * 1024 - document.size(), ' ');
     EXPECT_EQ(entriesIn(document + padding), 1);
     EXPECT_EQ(entriesIn(document + padding + " "), -1);
+}
+
+// Many entries cost no more than their bytes: nothing is looked for in the whole rest of the document.
+TEST_F(ModuleConfigureParserTest, GoesOverADocumentAFewTimesHoweverManyElementsItHas)
+{
+    constexpr std::size_t kSize = 256 * 1024;
+    for (const std::string& item : {kEntry, std::string("<ModuleConfig a='b'/>"), std::string("<a>x</a>"),
+                                    std::string("<?xml version='1.0'?>"), std::string("<!x>"), std::string("<?x y?>"),
+                                    std::string("x<!-- -->"), std::string("x<![CDATA[x]]>"), std::string("&#65;")})
+    {
+        std::string entries;
+        while (entries.size() < kSize)
+        {
+            entries += item;
+        }
+        support::writeFile(support::kModuleConfigFile, documentOf(entries));
+        Modules modules;
+        const platform_tests::ScannedBytes scanned;
+        EXPECT_TRUE(ModuleConfigureParser::parse(support::kModuleConfigFile, "M1", "C1", modules)) << item;
+        EXPECT_LE(scanned.count(), 10 * kSize) << item;
+    }
 }
 
 TEST_F(ModuleConfigureParserTest, RefusesAnElementWithThousandsOfAttributes)

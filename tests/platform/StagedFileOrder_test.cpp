@@ -186,6 +186,70 @@ TEST_F(StagedFileOrderTest, WithoutLocksNothingIsOpenedAndNothingLeft)
     EXPECT_EQ(readFile(kPath), "old");
 }
 
+// ---- descriptors -------------------------------------------------------------------------------------------
+
+std::size_t openDescriptors()
+{
+    return filesIn("/proc/self/fd").size();
+}
+
+TEST_F(StagedFileOrderTest, SavingBesideLivingWritersLeavesNothingOpen)
+{
+    KSFile writers[3];
+    for (KSFile& writer : writers)
+    {
+        ASSERT_TRUE(writer.open(kPath, kTruncate));
+    }
+    const std::size_t before = openDescriptors();
+    EXPECT_TRUE(save("new"));
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(StagedFileOrderTest, ASaveThatFindsEveryNameTakenLeavesNothingOpen)
+{
+    KSFile writers[10];
+    for (KSFile& writer : writers)
+    {
+        ASSERT_TRUE(writer.open(kPath, kTruncate));
+    }
+    const std::size_t before = openDescriptors();
+    EXPECT_FALSE(save("new"));
+    EXPECT_EQ(openDescriptors(), before);
+    for (KSFile& writer : writers)
+    {
+        EXPECT_TRUE(writer.close());
+    }
+}
+
+TEST_F(StagedFileOrderTest, ASaveThatFailsAtAnyCallLeavesNothingOpen)
+{
+    writeFile(kPath, "old");
+    const std::size_t before = openDescriptors();
+    bool saved = false;
+    for (int nth = 1; nth <= 4; ++nth)
+    {
+        callsOfSave(saved, DiskCalls::Mishap::failure, nth, EIO);
+        EXPECT_EQ(openDescriptors(), before) << nth;
+    }
+    {
+        const NoLocks none(ENOLCK);
+        EXPECT_FALSE(save("new"));
+    }
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(StagedFileOrderTest, RemainsThatAreRemovedAreClosed)
+{
+    for (const char* end : {".new", ".new1", ".new9"})
+    {
+        writeFile(kPath + std::string(end), "half");
+    }
+    const std::size_t before = openDescriptors();
+    EXPECT_TRUE(save("new"));
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(filesIn(kFolder), kAlone);
+}
+
 // ---- rights ------------------------------------------------------------------------------------------------
 
 TEST_F(StagedFileOrderTest, AFileThatMayNotBeWrittenIsNotReplaced)

@@ -1,5 +1,10 @@
 #include "SystemInfoParser.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
 #include <random>
 
 #include "MachineInfo.h"
@@ -83,6 +88,44 @@ TEST_F(SystemInfoParserTest, AFileThatCannotBeReadIsRefused)
     EXPECT_FALSE(SystemInfoParser::parseMachineInfo("", machineInfo));
     EXPECT_FALSE(SystemInfoParser::parseMachineInfo(support::kMachineInfoFile, machineInfo));
     EXPECT_FALSE(SystemInfoParser::parseMachineInfo(support::kConfigFolder, machineInfo));
+}
+
+// ---- files without an end ----------------------------------------------------------------------------------
+
+constexpr std::size_t kBytesMax = 64 * 1024;
+
+TEST_F(SystemInfoParserTest, WholeLinesOfTheFirst64KibibytesCount)
+{
+    const std::string head = "DeviceType=4\n#";
+    const std::string type = "\nDeviceType=8\n";
+    EXPECT_EQ(typeOf(head + std::string(kBytesMax - head.size() - type.size(), 'x') + type), 8);
+    EXPECT_EQ(typeOf(head + std::string(kBytesMax - head.size() - type.size() + 1, 'x') + type), 4);
+    EXPECT_EQ(typeOf(head + std::string(kBytesMax, 'x') + type), 4);
+    EXPECT_EQ(typeOf(std::string(50000000, 'x') + type), -1);
+    // The last line of a shorter file may lack its end.
+    EXPECT_EQ(typeOf(head + std::string(kBytesMax - head.size() - type.size(), 'x') + "\nDeviceType=8"), 8);
+}
+
+TEST_F(SystemInfoParserTest, AHoleOfGigabytesIsNotReadThrough)
+{
+    support::writeFile(support::kMachineInfoFile, "DeviceType=9\n");
+    std::filesystem::resize_file(support::kMachineInfoFile, 4LL << 30);
+    std::ofstream(support::kMachineInfoFile, std::ios::app) << "\nDeviceType=8\n";
+    MachineInfo machineInfo;
+    EXPECT_TRUE(SystemInfoParser::parseMachineInfo(support::kMachineInfoFile, machineInfo));
+    EXPECT_EQ(machineInfo.getDeviceType(), 9);
+}
+
+TEST_F(SystemInfoParserTest, WhatIsNoFileIsRefused)
+{
+    MachineInfo machineInfo;
+    support::writeFile(support::kMachineInfoFile, "");
+    support::removeFile(support::kMachineInfoFile);
+    ASSERT_EQ(symlink("/dev/zero", support::kMachineInfoFile), 0);
+    EXPECT_FALSE(SystemInfoParser::parseMachineInfo(support::kMachineInfoFile, machineInfo));
+    support::removeFile(support::kMachineInfoFile);
+    ASSERT_EQ(mkfifo(support::kMachineInfoFile, 0600), 0);
+    EXPECT_FALSE(SystemInfoParser::parseMachineInfo(support::kMachineInfoFile, machineInfo));
 }
 
 TEST_F(SystemInfoParserTest, SurvivesAnyBytes)

@@ -2,8 +2,10 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <fstream>
 #include <thread>
 
@@ -97,19 +99,40 @@ TEST_F(SySystemTest, WhoStoppedEndsAtTheLimitToo)
     EXPECT_TRUE(hasEnded());
 }
 
+constexpr char kBye[] = "/mnt/mtd/code/bye";
+const std::string kSaysGoodbye =
+    "trap 'echo bye > /mnt/mtd/code/part; mv /mnt/mtd/code/part /mnt/mtd/code/bye; exit 0' TERM; sleep 1000 & wait";
+
+// What the command leaves at its limit. A machine that is busy may let the grace go by.
+std::string goodbyeTo(const std::string& command)
+{
+    support::removeFile(kBye);
+    for (int attempt = 0; attempt < 10 && !support::fileExists(kBye); ++attempt)
+    {
+        EXPECT_EQ(sy_system(command.c_str(), attempt + 1), kSySystemLimit);
+    }
+    return support::fileExists(kBye) ? support::readFile(kBye) : "";
+}
+
 TEST_F(SySystemTest, WhoListensMayEndInOrder)
 {
-    // A machine that is busy may let the grace go by.
-    const std::string bye = "/mnt/mtd/code/bye";
-    for (int attempt = 0; attempt < 10 && !support::fileExists(bye); ++attempt)
-    {
-        EXPECT_EQ(sy_system("trap 'echo bye > /mnt/mtd/code/part; mv /mnt/mtd/code/part /mnt/mtd/code/bye; exit 0' "
-                            "TERM; sleep 1000 & wait",
-                            attempt + 1),
-                  kSySystemLimit);
-    }
-    ASSERT_TRUE(support::fileExists(bye));
-    EXPECT_EQ(support::readFile(bye), "bye\n");
+    EXPECT_EQ(goodbyeTo(kSaysGoodbye), "bye\n");
+}
+
+// Not the shell alone: what it waits for is asked to end as well.
+TEST_F(SySystemTest, WhatTheCommandStartedMayEndInOrderToo)
+{
+    EXPECT_EQ(goodbyeTo("(" + kSaysGoodbye + "); true"), "bye\n");
+    EXPECT_EQ(goodbyeTo("(" + kSaysGoodbye + ") & exec sleep 1000"), "bye\n");
+}
+
+TEST_F(SySystemTest, NoEndedProcessIsLeftBehind)
+{
+    EXPECT_EQ(sy_system("exit 3", 30), 3);
+    EXPECT_EQ(sy_system("exit 3", 0), 3);
+    EXPECT_EQ(sy_system("sleep 1000", 1), kSySystemLimit);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
 }
 
 TEST_F(SySystemTest, WhatIsLeftInTheBackgroundDoesNotHoldTheCallerUp)
