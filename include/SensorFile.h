@@ -18,12 +18,14 @@ struct ModuleConfig;
 SENSORDLL_API INT64 getFileLen(const char* file_name);
 
 /// Reads exactly file_len bytes. The count, or -1 if the file cannot be opened or is shorter; data may then hold
-/// a part. The buffer is not terminated.
+/// a part. The buffer is not terminated. contract: of a file_len of 2^32 and above its low 32 bits are read, and the
+/// result is -1. Nothing is opened for a negative one.
 SENSORDLL_API int loadFromFile(const char* file_name, char* data, INT64 file_len);
 
 /// Replaces the file by file_len bytes of data. The count that KSFile::write returned; a count other than
-/// file_len is reported and leaves the old file. -1, with a report, also when the file could not be put in its
-/// place at the end, and for a file_len that is negative or above 2^31-1: nothing is opened then.
+/// file_len is reported. A short one leaves the old file. -1, with a report, also when the file could not be put in
+/// its place at the end, and for a negative file_len: nothing is opened then. contract: of a file_len of 2^32 and
+/// above the low 32 bits are written, reported, and returned.
 SENSORDLL_API int saveToFile(char* file_name, char* data, INT64 file_len);
 
 /// Scheme files: p_nKeyValNum records of 8 bytes, nothing else (docs/FORMAT.md).
