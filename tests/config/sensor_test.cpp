@@ -24,7 +24,7 @@ namespace {
 
 constexpr char kMachineInfo[] =
     "SystemInfoParser::parseMachineInfo(\"/mnt/mtd/code/factory_setting/machineinfo.ini\", machineInfo)";
-constexpr char kSchemeSum[] = "nSchemeSum <= 1000";
+constexpr char kSchemeSum[] = "nSchemeSum <= 65535";
 constexpr char kDeviceType[] =
     "DEVICE_TYPE_CAMERA == p_stSysConf->nDeviceType || DEVICE_TYPE_DOME == p_stSysConf->nDeviceType || "
     "DEVICE_TYPE_LPR == p_stSysConf->nDeviceType || DEVICE_TYPE_FISHEYE == p_stSysConf->nDeviceType";
@@ -161,7 +161,10 @@ TEST_F(SysConfTest, NumberOfSchemesComesFromTheDetail)
     setFiles(support::kCameraDevice);
     EXPECT_EQ(2U, schemesFor("(max_scheme=2)"));
     EXPECT_EQ(0U, schemesFor("(max_scheme=0)"));
-    EXPECT_EQ(1000U, schemesFor("(max_scheme=1000)"));
+    EXPECT_EQ(1001U, schemesFor("(max_scheme=1001)"));
+    m_objModule.setDetail("(max_scheme=65535)");
+    EXPECT_EQ("", init());
+    EXPECT_EQ(65535U, m_stSysConf.nSchemeSum);
 }
 
 TEST_F(SysConfTest, NumberOfSchemesIsFourWhenTheFieldIsAbsentOrMalformed)
@@ -176,7 +179,7 @@ TEST_F(SysConfTest, NumberOfSchemesIsFourWhenTheFieldIsAbsentOrMalformed)
 TEST_F(SysConfTest, NumberOfSchemesThatNoCameraCanHoldIsFour)
 {
     setFiles(support::kCameraDevice);
-    for (const char* number : {"1001", "-1", "4294967295", "4294967294", "99999999999999999999", "-2147483648"})
+    for (const char* number : {"65536", "-1", "4294967295", "4294967294", "99999999999999999999", "-2147483648"})
     {
         EXPECT_EQ(4U, schemesFor("(max_scheme=" + std::string(number) + ")")) << number;
     }
@@ -185,8 +188,8 @@ TEST_F(SysConfTest, NumberOfSchemesThatNoCameraCanHoldIsFour)
 TEST_F(SysConfTest, NumberOfSchemesThatNoCameraCanHoldIsReported)
 {
     setFiles(support::kCameraDevice);
-    m_objModule.setDetail("(max_scheme=1001)");
-    support::expectReports(kConfiguration, init(), {{"initSysConf", kSchemeSum, "max_scheme(1001)\n"}});
+    m_objModule.setDetail("(max_scheme=65536)");
+    support::expectReports(kConfiguration, init(), {{"initSysConf", kSchemeSum, "max_scheme(65536)\n"}});
     support::removeFile(support::kErrorLogFile);
     m_objModule.setDetail("(max_scheme=-1)");
     support::expectReports(kConfiguration, init(), {{"initSysConf", kSchemeSum, "max_scheme(4294967295)\n"}});
