@@ -3,6 +3,7 @@
 #include "DiskFailure.h"
 #include "ExpectedReports.h"
 #include "ModuleConfigure.h"
+#include "SensorFile.h"
 #include "SysConfig.h"
 #include "TestName.h"
 
@@ -294,24 +295,56 @@ TEST_F(SysConfTest, EmptyDocumentsAreReported)
     EXPECT_STREQ("", m_stSysConf.szUIStyle);
 }
 
-TEST_F(SysConfTest, StyleWithANulIsRefusedWhole)
+TEST_F(SysConfTest, NulEndsTheStyleAndWhatFollowsItIsNotSeen)
 {
-    for (const std::string& end : {std::string(1, '\0'), std::string("\0<Hidden/>", 10)})
+    for (const std::string& end : {std::string(1, '\0'), std::string("\0<Hidden/>\xFF", 11)})
     {
         setFiles(support::kCameraDevice);
         writeFile(support::kStyleFile, "<S><T key=\"a\"/></S>" + end);
-        EXPECT_TRUE(saysOnly(init(), mergeFailed(kStyleParse, "140") + mergeFailed(kReadBack, "190")));
-        EXPECT_STREQ("", m_stSysConf.szUIStyle);
+        EXPECT_EQ("", init());
+        EXPECT_STREQ("<S>\n    <T key=\"a\" />\n</S>\n", m_stSysConf.szUIStyle);
     }
 }
 
-TEST_F(SysConfTest, DiversityWithANulIsRefusedWhole)
+TEST_F(SysConfTest, NulInTheMiddleOfTheStyleLeavesThePartBeforeIt)
 {
     setFiles(support::kCameraDevice);
+    writeFile(support::kStyleFile, std::string("<S><T key=\"a\"/>\0<T key=\"b\"/></S>", 32));
+    EXPECT_TRUE(saysOnly(init(), mergeFailed(kStyleParse, "140")));
+    EXPECT_STREQ("<S>\n    <T key=\"a\" />\n</S>\n", m_stSysConf.szUIStyle);
+}
+
+TEST_F(SysConfTest, NulEndsTheDiversityAndWhatFollowsItIsNotSeen)
+{
+    setFiles(support::kCameraDevice);
+    writeFile(support::kStyleFile, "<S><T key=\"a\"/><T key=\"b\"/></S>");
     m_objModule.setDetail("(model=A1)");
-    writeFile(support::kDiversityFile, std::string("<R model=\"A1\"><Delete tab_key=\"raw\"/></R>") + '\0');
-    EXPECT_TRUE(saysOnly(init(), mergeFailed(kDiversityParse, "141") + mergeFailed(kNoRule, "143")));
-    EXPECT_STREQ("<S>\n    <T key=\"raw\" />\n</S>\n", m_stSysConf.szUIStyle);
+    writeFile(support::kDiversityFile, std::string("<R model=\"A1\"><Delete tab_key=\"a\"/></R>") + '\0' +
+                                           "<R model=\"A1\"><Delete tab_key=\"b\"/></R>");
+    EXPECT_EQ("", init());
+    EXPECT_STREQ("<S>\n    <T key=\"b\" />\n</S>\n", m_stSysConf.szUIStyle);
+}
+
+TEST_F(SysConfTest, StyleThatGrowsBetweenTheTwoLooksIsReadAsLongAsItWasAtTheFirst)
+{
+    setFiles(support::kCameraDevice);
+    std::string style;
+    std::string merged;
+    for (int i = 0; i < 100; ++i)
+    {
+        style += "<A/>";
+    }
+    writeFile(support::kStyleFile, style);
+    const support::GrowingFile growing(support::kStyleFile, 4);
+    const INT64 before = getFileLen(support::kStyleFile);
+    const INT64 grown = getFileLen(support::kStyleFile) - before;
+    ASSERT_GT(grown, 0);
+    EXPECT_EQ("", init());
+    for (INT64 i = 0; i < before + 2 * grown; i += 4)
+    {
+        merged += "<A />\n";
+    }
+    EXPECT_EQ(merged, m_stSysConf.szUIStyle);
 }
 
 TEST_F(SysConfTest, DocumentsThatAreTooLongAreNotRead)
