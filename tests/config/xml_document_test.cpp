@@ -1,6 +1,10 @@
 #include "XmlDocument.h"
 
+#include "CapturedOutput.h"
 #include "PrivateTree.h"
+#include "Reports.h"
+#include "TestName.h"
+#include "XmlCheck.h"
 
 #include <gtest/gtest.h>
 
@@ -96,7 +100,7 @@ TEST_F(XmlDocumentTest, ParseErrorKeepsThePartBeforeIt)
 TEST_F(XmlDocumentTest, TextRefusedBeforeParsingLeavesItEmpty)
 {
     std::string deep;
-    for (int i = 0; i < 65; ++i)
+    for (size_t i = 0; i <= config::kXmlDepthMax; ++i)
     {
         deep = "<a>" + deep + "</a>";
     }
@@ -162,7 +166,7 @@ std::string deepLines(int lines)
 {
     std::string text;
     std::string ends;
-    for (int depth = 1; depth < 64; ++depth)
+    for (size_t depth = 1; depth < config::kXmlDepthMax; ++depth)
     {
         text += "<a>";
         ends += "</a>";
@@ -177,14 +181,14 @@ std::string deepLines(int lines)
 TEST_F(XmlDocumentTest, TextThatPrintsTooLongIsNeitherPrintedNorSaved)
 {
     writeFile(support::kMergedStyleFile, "old");
-    for (const std::string& text : {deepLines(16500), deepLines(1000000), "<a>" + std::string(4000000, '"') + "</a>"})
+    for (const std::string& text : {deepLines(3900), deepLines(1000000), "<a>" + std::string(4000000, '"') + "</a>"})
     {
         ASSERT_TRUE(load(text));
         EXPECT_EQ("", m_objDocument.getXmlString());
         EXPECT_FALSE(m_objDocument.SaveFile(support::kMergedStyleFile));
         EXPECT_EQ("old", readFile(support::kMergedStyleFile));
     }
-    ASSERT_TRUE(load(deepLines(16000)));
+    ASSERT_TRUE(load(deepLines(3800)));
     EXPECT_TRUE(m_objDocument.SaveFile(support::kMergedStyleFile));
     EXPECT_EQ(m_objDocument.getXmlString(), readFile(support::kMergedStyleFile));
     EXPECT_TRUE(load(readFile(support::kMergedStyleFile)));
