@@ -151,9 +151,12 @@ int mergeStyle(ModuleConfig* moduleConfig, char** ui_style, char* ui_styleDivers
 {
     XmlDocument doc_style;
     XmlDocument doc_style_div;
-    diag::reportUnless(doc_style.LoadMem(*ui_style, TIXML_ENCODING_UTF8), DIAG_PLACE_AT(kSensorFile, 140),
+    // contract: of both the part before an error is used
+    constexpr auto keepPart = XmlDocument::OnError::keepPart;
+    diag::reportUnless(doc_style.LoadMem(*ui_style, TIXML_ENCODING_UTF8, keepPart), DIAG_PLACE_AT(kSensorFile, 140),
                        "doc_style.LoadMem(*ui_style, TIXML_ENCODING_UTF8)");
-    diag::reportUnless(doc_style_div.LoadMem(ui_styleDiversity, TIXML_ENCODING_UTF8), DIAG_PLACE_AT(kSensorFile, 141),
+    diag::reportUnless(doc_style_div.LoadMem(ui_styleDiversity, TIXML_ENCODING_UTF8, keepPart),
+                       DIAG_PLACE_AT(kSensorFile, 141),
                        "doc_style_div.LoadMem(ui_styleDiversity, TIXML_ENCODING_UTF8)");
     const TiXmlElement* rule = doc_style_div.RootElement();
     diag::reportUnless(rule != nullptr, DIAG_PLACE_AT(kSensorFile, 143),

@@ -16,14 +16,22 @@ constexpr std::size_t kXmlAttributesMax = 256;  // on one element; 40,000 keep t
 // 779 on 32-bit ARM; of a parser compiled without optimisation 476 and 865 with g++, 293 with clang++.
 constexpr std::size_t kXmlDepthMax = 256;
 
+// Why a text must not reach the parser, and from which byte on; without a reason it may.
+struct XmlFault
+{
+    const char* reason;
+    std::size_t position;
+};
+
 // Shortest forms only, no surrogates, nothing above U+10FFFF, nothing cut off, no NUL. Reentrant.
 bool isStrictUtf8(std::string_view text);
 
 struct XmlShape
 {
-    std::size_t depth;                // levels of elements that the parser would descend, the root being 1
-    std::size_t attributes;           // the most on one element
-    bool hasOnlyCharacterReferences;  // numeric ones: to no NUL, no surrogate, nothing above U+10FFFF
+    std::size_t depth;       // levels of elements that the parser would descend, the root being 1
+    std::size_t attributes;  // the most on one element
+    XmlFault fault;          // the first element that is too deep or has too many of them, or the first numeric
+                             // reference to a NUL, a surrogate or beyond U+10FFFF
 };
 
 // Follows the parser's own reading of malformed text, so that nothing hides from the count; what follows the
@@ -32,6 +40,7 @@ struct XmlShape
 XmlShape xmlShape(std::string_view text);
 
 // All of the above and the size. Reentrant.
+XmlFault xmlFault(std::string_view text);
 bool isSafeXml(std::string_view text);
 
 }  // namespace config

@@ -148,7 +148,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     setshowWDRFalg(isWdrShown);
     const std::string text = rewritten(style, service);
     TiXmlDocument document;
-    if (config::isSafeXml(style) && fuzz::parse(style, document) && !fuzz::hasUnprintableDeclaration(document))
+    if (!config::isSafeXml(style) || !fuzz::parse(style, document))
+    {
+        FUZZ_REQUIRE(text.empty());
+    }
+    else if (!fuzz::hasUnprintableDeclaration(document))
     {
         requireRewritten(document, text, isWdrShown, service);
     }

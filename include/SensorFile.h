@@ -72,7 +72,8 @@ SENSORDLL_API int style2KeyVal(TiXmlElement* element, KeyVal* p_pKeyVal, u32* p_
 
 // ---- dynamic parameters: reentrant -------------------------------------------------------------------------
 
-/// The style rewritten to what the image-adjust service supports, as text. contract: always SNS_SUCCESS.
+/// The style rewritten to what the image-adjust service supports, as text. A parameter whose allowed values the
+/// service does not tell stays as it is. contract: a style that does not parse gives an empty text; always SNS_SUCCESS.
 SENSORDLL_API int getDnaStyle(const char* szStyle, std::string& strOut);
 
 /// Applies one command's default and allowed values to the elements with that id. -1 when a choice item lacks

@@ -238,10 +238,22 @@ TEST_F(DynamicStyle, EveryElementWithTheIdIsRewrittenButNotThoseBelowOne)
               m_strStyle);
 }
 
-TEST_F(DynamicStyle, BrokenStyleIsReportedAndGivesThePartBeforeTheError)
+TEST_F(DynamicStyle, BrokenStyleIsReportedAndCountsAsEmpty)
 {
-    expectReports(kFiles, rewrite("<S><P id='1'/></X>"), {{"getDnaStyle", kParseExpression}});
-    EXPECT_EQ("<S>\n    <P id=\"1\" />\n</S>\n", m_strStyle);
+    allow(2368, 1, {1});
+    expectReports(kFiles, rewrite("<S>" + control(2368, 1, {1}) + "</X>"), {{"getDnaStyle", kParseExpression}});
+    EXPECT_EQ("", m_strStyle);
+}
+
+TEST_F(DynamicStyle, CauseAndPlaceOfABrokenStyleAreToldFromLevelFourOn)
+{
+    const std::string style = "<S>\n  <!-- \xFF -->\n</S>";
+    const std::string report = support::asserted(kFiles, "getDnaStyle", kParseExpression);
+    setDebug(3);
+    EXPECT_TRUE(saysOnly(rewrite(style), report));
+    setDebug(4);
+    EXPECT_TRUE(saysOnly(rewrite(style),
+                         traced("warn", kFiles, "load", "XML text refused: no UTF-8, line(2) column(8)\n") + report));
 }
 
 TEST_F(DynamicStyle, EmptyStyleIsReportedAndGivesAnEmptyText)
