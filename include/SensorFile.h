@@ -56,7 +56,8 @@ SENSORDLL_API int updateStyleTab(TiXmlDocument* doc_style, const char* operation
 SENSORDLL_API int DeleteNode(TiXmlElement* root, TiXmlElement* node);
 
 /// Applies the rules of a diversity document that fit the module's detail text to *ui_style (malloc, replaced by
-/// realloc) by way of "/tmp/merge_style.xml"; empty if that cannot be saved. contract: always SNS_SUCCESS.
+/// realloc) by way of "/tmp/merge_style.xml": what stands there if it cannot be saved, an earlier merge perhaps.
+/// contract: of a document that breaks off with an error what stands before it is used; always SNS_SUCCESS.
 /// Host thread only: one merge at a time.
 SENSORDLL_API int mergeStyle(ModuleConfig* moduleConfig, char** ui_style, char* ui_styleDiversity);
 
