@@ -226,10 +226,13 @@ int getDnaStyle(const char* szStyle, std::string& strOut)
         diag::trace(diag::Kind::debug, DIAG_PLACE(kSensorFile), "dnaCmdList.cmd_list[%d] = cmd(%d)\n", i,
                     static_cast<int>(cmd));
         ia_dynamic_params_attr_st dnaParamList = {};
-        diag::reportUnless(SNS_SUCCESS == ia_ioctrl(cmd, IA_CMD_OPT_GET_PARAM_RNAGE, &dnaParamList),
-                           DIAG_PLACE(kSensorFile),
-                           "SNS_SUCCESS == ia_ioctrl((ia_cmd_e)dnaCmdList.cmd_list[i], IA_CMD_OPT_GET_PARAM_RNAGE, "
-                           "(void*)(&dnaParamList))");
+        if (!diag::reportUnless(SNS_SUCCESS == ia_ioctrl(cmd, IA_CMD_OPT_GET_PARAM_RNAGE, &dnaParamList),
+                                DIAG_PLACE(kSensorFile),
+                                "SNS_SUCCESS == ia_ioctrl((ia_cmd_e)dnaCmdList.cmd_list[i], "
+                                "IA_CMD_OPT_GET_PARAM_RNAGE, (void*)(&dnaParamList))"))
+        {
+            continue;  // the record may hold anything: the parameter stays as the document has it
+        }
         if (cmd == IA_CMD_MAX_SHUTTER || cmd == IA_CMD_FIX_SHUTTER)
         {
             keepStoredShutter(controls, i, static_cast<int>(cmd), dnaParamList);

@@ -19,6 +19,12 @@ constexpr char kVersionFile[] = "/mnt/mtd/code/config_file/snsversion.cfg";
 constexpr unsigned char kReplace = KSFile::modeWrite | KSFile::modeTruncate;
 constexpr INT64 kLengthMax = INT_MAX;  // what KSFile can tell apart in its results
 
+// contract: all that is read or written of a length
+unsigned int lowWord(INT64 length)
+{
+    return static_cast<unsigned int>(length);
+}
+
 // Room for records while a file is read or written: the records themselves may be in use by other threads.
 class RecordBytes
 {
@@ -90,30 +96,30 @@ int loadFromFile(const char* file_name, char* data, INT64 file_len)
 {
     diag::trace(diag::Kind::debug, DIAG_PLACE_AT(kSensorFile, 27), "open file:%s\n", file_name);
     KSFile file;
-    if (file_len < 0 || file_len > kLengthMax || !file.open(file_name, KSFile::modeRead))
+    if (file_len < 0 || !file.open(file_name, KSFile::modeRead))
     {
         return -1;
     }
-    const int nSize = file.read(data, static_cast<unsigned int>(file_len));
+    const int nSize = file.read(data, lowWord(file_len));
     return nSize == file_len ? nSize : -1;
 }
 
 int saveToFile(char* file_name, char* data, INT64 file_len)
 {
-    const bool isPossible = file_len >= 0 && file_len <= kLengthMax;
     KSFile file;
     int nSize = -1;
-    if (isPossible)
+    if (file_len >= 0)
     {
         diag::reportUnless(file.open(file_name, kReplace), DIAG_PLACE_AT(kSensorFile, 40),
                            "file.open(file_name, KSFile::modeWrite | KSFile::modeTruncate)", "file_name(%s)\n",
                            file_name);
-        nSize = file.write(data, static_cast<unsigned int>(file_len));  // contract: goes on without an open file
+        nSize = file.write(data, lowWord(file_len));  // contract: goes on without an open file
     }
-    const bool isWritten = isPossible && nSize == file_len;
-    diag::reportUnless(isWritten, DIAG_PLACE_AT(kSensorFile, 41), "file_len == (nSize=file.write(data, file_len))",
-                       "file_len(%d)\n", static_cast<int>(file_len));
-    // The write was complete, so that nothing has been reported yet, but the old file still stands.
+    // A length of -1 is not what a write that failed could agree with.
+    diag::reportUnless(nSize >= 0 && nSize == file_len, DIAG_PLACE_AT(kSensorFile, 41),
+                       "file_len == (nSize=file.write(data, file_len))", "file_len(%d)\n", static_cast<int>(file_len));
+    // All that was to be written was, but the old file still stands.
+    const bool isWritten = nSize >= 0 && static_cast<unsigned int>(nSize) == lowWord(file_len);
     if (isWritten &&
         !diag::reportUnless(file.close(), DIAG_PLACE(kSensorFile), "file.close()", "file_name(%s)\n", file_name))
     {

@@ -61,12 +61,12 @@ void applyOperations(TiXmlDocument* style, const TiXmlElement* operation)
     }
 }
 
-// contract: the style is what the saved file holds, not what was printed. Of a file that could not be saved
-// nothing is read: an older merge may still stand in its place.
-int readBack(bool isSaved, char*& style)
+// contract: the style is what the file holds, not what was printed. Where it could not be saved, an earlier merge
+// serves a camera better than no parameters.
+int readBack(char*& style)
 {
-    const INT64 file_len = isSaved ? config::textLength(getFileLen(kMergedFile)) : -1;
-    return config::makeRoom(style, file_len) && isSaved ? config::readText(kMergedFile, style, file_len) : -1;
+    const INT64 file_len = config::textLength(getFileLen(kMergedFile));
+    return config::makeRoom(style, file_len) ? config::readText(kMergedFile, style, file_len) : -1;
 }
 
 bool equals(const char* text, const char* expected)
@@ -151,9 +151,12 @@ int mergeStyle(ModuleConfig* moduleConfig, char** ui_style, char* ui_styleDivers
 {
     XmlDocument doc_style;
     XmlDocument doc_style_div;
-    diag::reportUnless(doc_style.LoadMem(*ui_style, TIXML_ENCODING_UTF8), DIAG_PLACE_AT(kSensorFile, 140),
+    // contract: of both the part before an error is used
+    constexpr auto keepPart = XmlDocument::OnError::keepPart;
+    diag::reportUnless(doc_style.LoadMem(*ui_style, TIXML_ENCODING_UTF8, keepPart), DIAG_PLACE_AT(kSensorFile, 140),
                        "doc_style.LoadMem(*ui_style, TIXML_ENCODING_UTF8)");
-    diag::reportUnless(doc_style_div.LoadMem(ui_styleDiversity, TIXML_ENCODING_UTF8), DIAG_PLACE_AT(kSensorFile, 141),
+    diag::reportUnless(doc_style_div.LoadMem(ui_styleDiversity, TIXML_ENCODING_UTF8, keepPart),
+                       DIAG_PLACE_AT(kSensorFile, 141),
                        "doc_style_div.LoadMem(ui_styleDiversity, TIXML_ENCODING_UTF8)");
     const TiXmlElement* rule = doc_style_div.RootElement();
     diag::reportUnless(rule != nullptr, DIAG_PLACE_AT(kSensorFile, 143),
@@ -168,9 +171,12 @@ int mergeStyle(ModuleConfig* moduleConfig, char** ui_style, char* ui_styleDivers
             applyOperations(doc_style.document(), operation);
         }
     }
-    const bool isSaved = doc_style.SaveFile(kMergedFile);
-    diag::trace(diag::Kind::information, DIAG_PLACE(kSensorFile), "%s\n", doc_style.getXmlString().c_str());
-    diag::reportUnless(readBack(isSaved, *ui_style) > 0, DIAG_PLACE_AT(kSensorFile, 190),
+    doc_style.SaveFile(kMergedFile);
+    if (diag::enabled(diag::Kind::information))  // or the whole document would be printed for nothing
+    {
+        diag::trace(diag::Kind::information, DIAG_PLACE(kSensorFile), "%s\n", doc_style.getXmlString().c_str());
+    }
+    diag::reportUnless(readBack(*ui_style) > 0, DIAG_PLACE_AT(kSensorFile, 190),
                        "loadFromFile(\"/tmp/merge_style.xml\", *ui_style, file_len) > 0");
     return SNS_SUCCESS;  // contract: always success
 }

@@ -41,8 +41,7 @@ bool makeRoom(char*& text, INT64 length)
 int readText(const char* fileName, char* text, INT64 length)
 {
     const int nSize = loadFromFile(fileName, text, length);
-    const bool isText = nSize >= 0 && std::memchr(text, '\0', static_cast<std::size_t>(nSize)) == nullptr;
-    if (!isText && length > 0)
+    if (nSize < 0 && length > 0)
     {
         std::memset(text, 0, static_cast<std::size_t>(length));
     }

@@ -14,7 +14,7 @@ INT64 textLength(INT64 fileLength);
 bool makeRoom(char*& text, INT64 length);
 
 // Reads length bytes into room made for at least as many. What loadFromFile returned; text is empty if that is
-// -1, and if the file holds a NUL: what follows it would be hidden from a terminated text.
+// -1. contract: a NUL in the file ends the text, and what follows it is not seen.
 int readText(const char* fileName, char* text, INT64 length);
 
 }  // namespace config

@@ -91,6 +91,35 @@ bool isCharacterNumber(std::string_view digits, int base)
     return read.ec == std::errc() && number != 0 && number <= 0x10FFFF && !isSurrogate;
 }
 
+// The length of the strict UTF-8 at the start of the text.
+std::size_t leadingUtf8(std::string_view text)
+{
+    std::size_t i = leadingAscii(text);
+    while (i < text.size())
+    {
+        const Octet lead = static_cast<Octet>(text[i]);
+        const std::size_t length = lengthByLead(lead);
+        if (length == 0 || length > text.size() - i)
+        {
+            return i;
+        }
+        if (length > 1 && !secondFits(lead, static_cast<Octet>(text[i + 1])))
+        {
+            return i;
+        }
+        for (std::size_t k = 2; k < length; ++k)
+        {
+            if ((static_cast<Octet>(text[i + k]) & 0xC0) != 0x80)
+            {
+                return i;
+            }
+        }
+        i += length;
+        i += length == 1 ? 0 : leadingAscii(text.substr(i));
+    }
+    return i;
+}
+
 // The parser's way through a text without its tree: each function reads what the parser's counterpart reads and
 // leaves off where that one stops with an error. Oddities are the parser's.
 class ShapeScan
@@ -109,6 +138,15 @@ public:
     }
 
 private:
+    // Only the first one counts.
+    void note(const char* reason, std::size_t position)
+    {
+        if (m_stShape.fault.reason == nullptr)
+        {
+            m_stShape.fault = {reason, position};
+        }
+    }
+
     bool atEnd() const { return m_nPos >= m_text.size(); }
 
     // 0 behind the end, as in a terminated text.
@@ -231,12 +269,13 @@ private:
 
     bool element()
     {
+        const std::size_t start = m_nPos++;
         m_stShape.depth = std::max(m_stShape.depth, m_nOpen + 1);
         if (m_stShape.depth > kXmlDepthMax)
         {
+            note("too deep", start);
             return false;
         }
-        ++m_nPos;
         skipBlanks();
         const std::string_view name = readName();
         if (name.empty() || atEnd())
@@ -246,6 +285,10 @@ private:
         for (std::size_t attributes = 0;; ++attributes)
         {
             m_stShape.attributes = std::max(m_stShape.attributes, attributes);
+            if (attributes > kXmlAttributesMax)
+            {
+                note("too many attributes", start);
+            }
             skipBlanks();
             if (at(m_nPos) == '/')
             {
@@ -357,9 +400,10 @@ private:
     // whatever lies between that and the "&": a reference can swallow quotes and tags.
     bool characterReference()
     {
-        const bool isHex = at(m_nPos + 2) == 'x';
+        const std::size_t start = m_nPos;
+        const bool isHex = at(start + 2) == 'x';
         const char stop = isHex ? 'x' : '#';
-        const std::size_t semicolon = m_text.find(';', m_nPos + (isHex ? 3 : 2));
+        const std::size_t semicolon = m_text.find(';', start + (isHex ? 3 : 2));
         if (semicolon == std::string_view::npos)
         {
             return false;
@@ -374,7 +418,10 @@ private:
             }
         }
         const std::string_view digits = m_text.substr(first, semicolon - first);
-        m_stShape.hasOnlyCharacterReferences &= isCharacterNumber(digits, isHex ? 16 : 10);
+        if (!isCharacterNumber(digits, isHex ? 16 : 10))
+        {
+            note("a reference to no character", start);
+        }
         m_nPos = semicolon + 1;
         return true;
     }
@@ -382,7 +429,7 @@ private:
     std::string_view m_text;
     std::size_t m_nPos = 0;
     std::size_t m_nOpen = 0;
-    XmlShape m_stShape = {0, 0, true};
+    XmlShape m_stShape = {0, 0, {nullptr, 0}};
     std::array<std::string_view, kXmlDepthMax> m_names;
 };
 
@@ -390,30 +437,7 @@ private:
 
 bool isStrictUtf8(std::string_view text)
 {
-    std::size_t i = leadingAscii(text);
-    while (i < text.size())
-    {
-        const Octet lead = static_cast<Octet>(text[i]);
-        const std::size_t length = lengthByLead(lead);
-        if (length == 0 || length > text.size() - i)
-        {
-            return false;
-        }
-        if (length > 1 && !secondFits(lead, static_cast<Octet>(text[i + 1])))
-        {
-            return false;
-        }
-        for (std::size_t k = 2; k < length; ++k)
-        {
-            if ((static_cast<Octet>(text[i + k]) & 0xC0) != 0x80)
-            {
-                return false;
-            }
-        }
-        i += length;
-        i += length == 1 ? 0 : leadingAscii(text.substr(i));
-    }
-    return true;
+    return leadingUtf8(text) == text.size();
 }
 
 XmlShape xmlShape(std::string_view text)
@@ -421,14 +445,19 @@ XmlShape xmlShape(std::string_view text)
     return ShapeScan(text).shape();
 }
 
+XmlFault xmlFault(std::string_view text)
+{
+    if (text.size() > kXmlBytesMax)
+    {
+        return {"too large", kXmlBytesMax};
+    }
+    const std::size_t length = leadingUtf8(text);
+    return length < text.size() ? XmlFault{"no UTF-8", length} : xmlShape(text).fault;
+}
+
 bool isSafeXml(std::string_view text)
 {
-    if (text.size() > kXmlBytesMax || !isStrictUtf8(text))
-    {
-        return false;
-    }
-    const XmlShape shape = xmlShape(text);
-    return shape.depth <= kXmlDepthMax && shape.attributes <= kXmlAttributesMax && shape.hasOnlyCharacterReferences;
+    return xmlFault(text).reason == nullptr;
 }
 
 }  // namespace config

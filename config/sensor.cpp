@@ -24,7 +24,7 @@ constexpr char kStyleFolder[] = "/hd1/moduleConfig/sensorConfig/style/";
 constexpr char kDiversityFolder[] = "/hd1/moduleConfig/sensorConfig/styleDiversity/";
 constexpr char kUnknownName[] = "xxx";  // contract: both names, always
 constexpr u32 kSchemesDefault = 4;
-constexpr u32 kSchemesMax = 1000;  // the arrays of more schemes would not fit into a camera's memory
+constexpr u32 kSchemesMax = 65535;  // with 87 parameters each, their arrays take 46 MB of a camera's memory
 
 // Fills the whole array with the text, cut to fit, and zeros.
 template <std::size_t size>
@@ -53,7 +53,7 @@ u32 schemesOf(const char* detail, const diag::Place& place)
         return kSchemesDefault;
     }
     const bool isUsable =
-        diag::reportUnless(schemes <= kSchemesMax, place, "nSchemeSum <= 1000", "max_scheme(%u)\n", schemes);
+        diag::reportUnless(schemes <= kSchemesMax, place, "nSchemeSum <= 65535", "max_scheme(%u)\n", schemes);
     return isUsable ? schemes : kSchemesDefault;
 }
 

@@ -10,10 +10,16 @@
 
 #include "CameraTree.h"
 #include "ControllerProbe.h"
+#include "DetailField.h"
 #include "HostStandIns.h"
+#include "MachineInfo.h"
+#include "ModuleConfigure.h"
+#include "ModuleConfigureParser.h"
 #include "Require.h"
 #include "SensorKeys.h"
 #include "SysConfig.h"
+#include "SystemInfoParser.h"
+#include "TextParts.h"
 
 namespace fs = std::filesystem;
 
@@ -29,7 +35,19 @@ constexpr KeyVal kNightValues[] = {
     {KEY_DN_MODE, 0}, {KEY_MAX_SHUTTER, 18}, {KEY_METER_AREA, 1}, {KEY_IR_MODE, 2}, {KEY_IR_MANUAL_STRG_NEAR, 40},
 };
 
+constexpr u32 kSchemesEnough = 16;
+constexpr u32 kSchemesMax = 65535;  // above that a camera has four
+
 UIFileEntry g_stUiFiles[2];
+
+bool moduleOnTheDiskAsksForTooManySchemes()
+{
+    MachineInfo machine;
+    std::vector<ModuleConfigure> modules;
+    SystemInfoParser::parseMachineInfo(kMachineInfoFile, machine);
+    ModuleConfigureParser::parse(kModuleConfigFile, machine.getHardwareModel(), machine.getHardwareCode(), modules);
+    return !modules.empty() && asksForTooManySchemes(modules[0].getDetail());
+}
 
 // The scheme in force has been applied since: of several records with one key the last one's value is the key's then,
 // and wide dynamic range that is hidden is off.
@@ -110,6 +128,17 @@ void requireMadeAnew(u32 scheme, bool isLpr, const std::vector<KeyVal>& factory)
 }
 
 }  // namespace
+
+bool asksForTooManySchemes(const std::string& detail)
+{
+    std::string value;
+    if (!fieldByDefinition(detail.c_str(), "max_scheme", value))
+    {
+        return false;
+    }
+    const u32 schemes = static_cast<u32>(decimalOf(value));
+    return schemes > kSchemesEnough && schemes <= kSchemesMax;
+}
 
 std::string schemeFile(int scheme)
 {
@@ -200,6 +229,10 @@ void CameraUnderTest::bringDown()
 
 void CameraUnderTest::factoryReset()
 {
+    if (moduleOnTheDiskAsksForTooManySchemes())
+    {
+        return;
+    }
     const Disk before = diskNow();
     try
     {
@@ -216,11 +249,6 @@ void CameraUnderTest::factoryReset()
     FUZZ_REQUIRE(ControllerProbe::paramMode(*controller_) == 1);
     FUZZ_REQUIRE(g_stSysConf.pUIFiles == nullptr && g_stSysConf.nUIFileSum == 0);
     fillUiFiles();
-}
-
-bool CameraUnderTest::hasTooManySchemes() const
-{
-    return g_stSysConf.nSchemeSum > kSchemesMax;
 }
 
 Memory CameraUnderTest::memory() const

@@ -29,7 +29,8 @@ constexpr char kDomeStyleFile[] = "/hd1/moduleConfig/sensorConfig/style/Style_do
 constexpr char kDiversityFile[] = "/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity.xml";
 constexpr char kDomeDiversityFile[] = "/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity_dome.xml";
 
-constexpr u32 kSchemesMax = 16;  // more of them cost time and show nothing new
+// More than 16 schemes cost time, 65535 of them half a minute for each start, and show nothing new.
+bool asksForTooManySchemes(const std::string& detail);
 
 std::string schemeFile(int scheme);
 
@@ -77,11 +78,11 @@ public:
     void bringUp();
     // Requires that what uinit leaves is as it should be.
     void bringDown();
-    // A factory reset; the camera is down if it says that no module is configured.
+    // A factory reset; the camera is down if it says that no module is configured. Nothing where the module on the disk,
+    // which a reset may read, asks for too many schemes.
     void factoryReset();
 
     bool isUp() const { return isUp_; }
-    bool hasTooManySchemes() const;
     ISensorController& controller() { return *controller_; }
     FuzzedVideo& video() { return video_; }
     host::ManualClock& clock() { return *clock_; }

@@ -49,7 +49,7 @@ const std::map<char, Call> kCalls = {
 
 void Session::run(std::string_view calls)
 {
-    for (std::size_t i = 0; i < kCallsMax && !calls.empty() && camera_.isUp() && !camera_.hasTooManySchemes(); ++i)
+    for (std::size_t i = 0; i < kCallsMax && !calls.empty() && camera_.isUp(); ++i)
     {
         std::string_view line = takeUpTo(calls, "\n");
         const auto call = line.empty() ? kCalls.end() : kCalls.find(line[0]);

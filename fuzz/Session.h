@@ -15,8 +15,7 @@ class Session
 public:
     Session(CameraUnderTest& camera, ScriptedService& service) : camera_(camera), service_(service) {}
 
-    // A line a call: a letter and what it takes, see kCalls. Stops when the camera is down, or when a factory reset
-    // found a module with too many schemes.
+    // A line a call: a letter and what it takes, see kCalls. Stops when the camera is down.
     void run(std::string_view calls);
 
     void applyText(std::string_view text, bool isCached);

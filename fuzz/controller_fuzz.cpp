@@ -32,17 +32,6 @@ constexpr char kSmallRules[] = "<None/>";
 constexpr char kModules[] = "<ModuleConfigs><ModuleConfig hardwareModel=\"M\" hardwareCode=\"C\"><ModuleId>7</ModuleId>"
                             "<Detail>(max_scheme=2)</Detail></ModuleConfig></ModuleConfigs>";
 
-bool hasTooManySchemes(const std::string& detail)
-{
-    std::string value;
-    if (!fuzz::fieldByDefinition(detail.c_str(), "max_scheme", value))
-    {
-        return false;
-    }
-    const u32 schemes = static_cast<u32>(fuzz::decimalOf(value));
-    return schemes > fuzz::kSchemesMax && schemes <= 1000;
-}
-
 void provideFiles(int deviceType, const std::string& style, const std::string& rules)
 {
     fuzz::emptyCamera();
@@ -84,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::string_view head = parts[0];
     const int deviceType = fuzz::takeNumber(head, kDome);
     const int frameRate = fuzz::takeNumber(head, 25);
-    if (hasTooManySchemes(parts[1]))
+    if (fuzz::asksForTooManySchemes(parts[1]))
     {
         return 0;
     }

@@ -104,7 +104,10 @@ void rewriteByDefinition(TiXmlElement& root, bool isWdrShown, fuzz::ScriptedServ
     {
         const int cmd = static_cast<int>(list.cmd_list[i]);
         ia_dynamic_params_attr_st allowed = {};
-        service.call(static_cast<u32>(cmd), IA_CMD_OPT_GET_PARAM_RNAGE, &allowed);
+        if (service.call(static_cast<u32>(cmd), IA_CMD_OPT_GET_PARAM_RNAGE, &allowed) != 0)
+        {
+            continue;
+        }
         if (cmd == IA_CMD_MAX_SHUTTER || cmd == IA_CMD_FIX_SHUTTER)
         {
             keepStored(root, cmd, allowed);
@@ -145,7 +148,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     setshowWDRFalg(isWdrShown);
     const std::string text = rewritten(style, service);
     TiXmlDocument document;
-    if (config::isSafeXml(style) && fuzz::parse(style, document) && !fuzz::hasUnprintableDeclaration(document))
+    if (!config::isSafeXml(style) || !fuzz::parse(style, document))
+    {
+        FUZZ_REQUIRE(text.empty());
+    }
+    else if (!fuzz::hasUnprintableDeclaration(document))
     {
         requireRewritten(document, text, isWdrShown, service);
     }

@@ -86,7 +86,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::string rewritten;
     getDnaStyle(fuzz::tight(style).get(), rewritten);
     TiXmlDocument document;
-    fuzz::parse(rewritten, document);
+    if (!fuzz::parse(rewritten, document))
+    {
+        document.Clear();
+    }
     Records expected;
     collect(document.RootElement(), expected);
     requireFactory(style, expected);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -12,7 +13,7 @@
 
 // Scheme and version files, whole or damaged, and places where they cannot be written.
 // Input: records, length, obstacle (0 none, 1 a folder in the file's place, 2 no folder to write in, 3 what a crash
-// left) %% the file's bytes.
+// left), the upper half of the length %% the file's bytes.
 
 namespace {
 
@@ -122,19 +123,22 @@ void requireVersion(const std::string& bytes, int number)
     FUZZ_REQUIRE(getVersion(&version) == 0 && version == static_cast<u32>(number));
 }
 
-// length may be anything, negative included; the buffer is as large as it says.
-void requireWholeFile(const std::string& bytes, int length)
+// length may be anything, negative included: all that counts of it are its low 32 bits, and only a short length agrees
+// with them. The buffer is as large as they say, where a file can be.
+void requireWholeFile(const std::string& bytes, INT64 length)
 {
+    const u32 low = static_cast<u32>(length);
+    const bool isTried = length >= 0 && low <= INT_MAX;
     fuzz::writeFile(kSchemeFile, bytes);
     FUZZ_REQUIRE(getFileLen(kSchemeFile) == static_cast<INT64>(bytes.size()));
-    const std::size_t room = static_cast<std::size_t>(std::max(length, 0));
+    const std::size_t room = isTried ? low : 0;
     const std::unique_ptr<char[]> data(new char[room]());
-    const bool isThere = length >= 0 && room <= bytes.size();
-    FUZZ_REQUIRE(loadFromFile(kSchemeFile, data.get(), length) == (isThere ? length : -1));
+    const bool isThere = isTried && room <= bytes.size();
+    FUZZ_REQUIRE(loadFromFile(kSchemeFile, data.get(), length) == (isThere && length == low ? length : -1));
     FUZZ_REQUIRE(!isThere || bytes.compare(0, room, data.get(), room) == 0);
     std::string name = kSchemeFile;
-    FUZZ_REQUIRE(saveToFile(name.data(), data.get(), length) == (length < 0 ? -1 : length));
-    FUZZ_REQUIRE(fuzz::readFile(kSchemeFile) == (length < 0 ? bytes : std::string(data.get(), room)));
+    FUZZ_REQUIRE(saveToFile(name.data(), data.get(), length) == (isTried ? static_cast<int>(low) : -1));
+    FUZZ_REQUIRE(fuzz::readFile(kSchemeFile) == (isTried ? std::string(data.get(), room) : bytes));
 }
 
 }  // namespace
@@ -146,10 +150,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::size_t count = static_cast<std::size_t>(std::clamp(fuzz::takeNumber(head, 3), 0, kRecordsMax));
     const int length = std::min(fuzz::takeNumber(head, 4), kLengthMax);
     const auto obstacle = static_cast<Obstacle>(std::clamp(fuzz::takeNumber(head, 0), 0, 3));
+    const INT64 upperHalf = std::max(fuzz::takeNumber(head, 0), -1);
     emptyFolder();
     requireRead(parts[1], count);
     requireVersion(parts[1], length);
-    requireWholeFile(parts[1], length);
+    requireWholeFile(parts[1], upperHalf * (1LL << 32) + length);
     requireWritten(count, obstacle);
     return 0;
 }

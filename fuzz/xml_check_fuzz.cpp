@@ -70,12 +70,33 @@ void requireLoaded(const std::string& text, bool isSafe)
     XmlDocument document;
     const bool isLoaded = document.LoadMem(text, TIXML_ENCODING_UTF8);
     FUZZ_REQUIRE(isSafe || !isLoaded);
-    FUZZ_REQUIRE(isSafe || document.document()->NoChildren());
+    FUZZ_REQUIRE(isLoaded || document.document()->NoChildren());
     const std::string printed = document.getXmlString();
     FUZZ_REQUIRE(printed.empty() || config::isSafeXml(printed));
     TiXmlDocument again;
     FUZZ_REQUIRE(!isLoaded || printed.empty() || fuzz::parse(printed, again) ||
                  fuzz::hasUnprintableDeclaration(*document.document()));
+}
+
+// Of a text that the parser may see the merge uses what it read, an error or not.
+void requirePart(const std::string& text, bool isSafe)
+{
+    XmlDocument document;
+    TiXmlDocument whole;
+    const bool isLoaded = document.LoadMem(text.c_str(), TIXML_ENCODING_UTF8, XmlDocument::OnError::keepPart);
+    FUZZ_REQUIRE(isLoaded == (isSafe && fuzz::parse(text, whole)));
+    FUZZ_REQUIRE(fuzz::outlineBelow(*document.document()) == fuzz::outlineBelow(whole));
+}
+
+// The place of a fault lies in the text, and what stands before it has none of that kind.
+void requirePlace(const std::string& text)
+{
+    const config::XmlFault fault = config::xmlFault(text);
+    FUZZ_REQUIRE(fault.reason == nullptr || fault.position < text.size());
+    const std::string before = text.substr(0, fault.position);
+    FUZZ_REQUIRE(fault.reason == nullptr || config::isStrictUtf8(before));
+    const config::XmlFault earlier = config::xmlFault(before);
+    FUZZ_REQUIRE(earlier.reason == nullptr || fault.reason == nullptr || earlier.position < fault.position);
 }
 
 void requirePlain(const std::string& text)
@@ -99,6 +120,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         requireSafe(text);
     }
     requireLoaded(text, isSafe);
+    requirePlace(text);
+    if (text.find('\0') == std::string::npos)
+    {
+        requirePart(text, isSafe);
+    }
     if (host::isPlainXml(text))
     {
         requirePlain(text);

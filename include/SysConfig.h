@@ -37,7 +37,7 @@ enum device_type_e : u32
 struct SysConfig
 {
     ModuleConfig moduleConfig;
-    u32 nSchemeSum;         ///< scheduled schemes, at most 1000; scheme nSchemeSum is the default scheme
+    u32 nSchemeSum;         ///< scheduled schemes, at most 65535; scheme nSchemeSum is the default scheme
     u32 nUIFileSum;         ///< entries in pUIFiles; 0 after initSysConf
     UIFileEntry* pUIFiles;  ///< the host's array, set by the host after init and again after a factory reset;
                             ///< its texts are freed by uinitSysConf, the array itself stays the host's. No

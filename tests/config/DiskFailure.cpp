@@ -13,6 +13,9 @@ namespace {
 std::atomic<bool> g_bDiskFails{false};
 std::atomic<bool> g_bLengthsAreSet{false};
 std::atomic<long long> g_nLength{0};
+std::atomic<ino_t> g_nGrowing{0};
+std::atomic<long long> g_nGrowth{0};
+std::atomic<long long> g_nGrown{0};
 
 }  // namespace
 
@@ -34,6 +37,10 @@ extern "C" __attribute__((visibility("default"))) int fstat(int handle, struct s
     if (result == 0 && isRead && S_ISREG(status->st_mode) && g_bLengthsAreSet)
     {
         status->st_size = static_cast<off_t>(g_nLength);
+    }
+    if (result == 0 && isRead && status->st_ino == g_nGrowing)
+    {
+        status->st_size = static_cast<off_t>(g_nGrown += g_nGrowth);
     }
     return result;
 }
@@ -59,6 +66,20 @@ FileLengths::FileLengths(long long length)
 FileLengths::~FileLengths()
 {
     g_bLengthsAreSet = false;
+}
+
+GrowingFile::GrowingFile(const char* path, long long bytes)
+{
+    struct stat status = {};
+    stat(path, &status);
+    g_nGrowth = bytes;
+    g_nGrown = 0;
+    g_nGrowing = status.st_ino;
+}
+
+GrowingFile::~GrowingFile()
+{
+    g_nGrowing = 0;
 }
 
 }  // namespace support

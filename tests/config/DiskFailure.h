@@ -23,4 +23,14 @@ public:
     FileLengths& operator=(const FileLengths&) = delete;
 };
 
+// The file seems to have so many bytes more at each look at its length while it lives, from none at all. One at a time.
+class GrowingFile
+{
+public:
+    GrowingFile(const char* path, long long bytes);
+    ~GrowingFile();
+    GrowingFile(const GrowingFile&) = delete;
+    GrowingFile& operator=(const GrowingFile&) = delete;
+};
+
 }  // namespace support

@@ -192,12 +192,22 @@ TEST_F(DynamicStyle, FailedListIsReportedAndWhatItHoldsIsUsed)
     EXPECT_EQ(printed("<S>" + control(2368, 5, {}) + "</S>"), m_strStyle);
 }
 
-TEST_F(DynamicStyle, FailedRangeIsReportedAndTheZeroedRecordIsApplied)
+TEST_F(DynamicStyle, FailedRangeIsReportedAndLeavesTheParameterAsTheDocumentHasIt)
 {
-    m_service.setDynamicCommands({2368});
-    m_service.answerStatus(2368, IA_CMD_OPT_GET_PARAM_RNAGE, -1);
-    expectReports(kFiles, rewrite("<S>" + control(2368, 1, {0}) + "</S>"), {{"getDnaStyle", kRangeExpression}});
-    EXPECT_EQ(printed("<S>" + control(2368, 0, {}) + "</S>"), m_strStyle);
+    m_service.setDynamicCommands({2368, 49, 2369});
+    for (const u32 cmd : {2368U, 49U})
+    {
+        m_service.answer(cmd, IA_CMD_OPT_GET_PARAM_RNAGE, [](u32, int, void* data) {
+            static_cast<ia_dynamic_params_attr_st*>(data)->default_value = 7;
+            return -1;
+        });
+    }
+    m_service.setAllowedValues(2369, 9, {2});
+    expectReports(kFiles,
+                  rewrite("<S>" + control(2368, 1, {0, 1}) + control(49, 3, {3}) + control(2369, 1, {1, 2}) + "</S>"),
+                  {{"getDnaStyle", kRangeExpression}, {"getDnaStyle", kRangeExpression}});
+    EXPECT_EQ(printed("<S>" + control(2368, 1, {0, 1}) + control(49, 3, {3}) + control(2369, 9, {2}) + "</S>"),
+              m_strStyle);
 }
 
 TEST_F(DynamicStyle, ItemWithoutIndexStopsThatCommandWithAReport)
@@ -228,10 +238,22 @@ TEST_F(DynamicStyle, EveryElementWithTheIdIsRewrittenButNotThoseBelowOne)
               m_strStyle);
 }
 
-TEST_F(DynamicStyle, BrokenStyleIsReportedAndGivesThePartBeforeTheError)
+TEST_F(DynamicStyle, BrokenStyleIsReportedAndCountsAsEmpty)
 {
-    expectReports(kFiles, rewrite("<S><P id='1'/></X>"), {{"getDnaStyle", kParseExpression}});
-    EXPECT_EQ("<S>\n    <P id=\"1\" />\n</S>\n", m_strStyle);
+    allow(2368, 1, {1});
+    expectReports(kFiles, rewrite("<S>" + control(2368, 1, {1}) + "</X>"), {{"getDnaStyle", kParseExpression}});
+    EXPECT_EQ("", m_strStyle);
+}
+
+TEST_F(DynamicStyle, CauseAndPlaceOfABrokenStyleAreToldFromLevelFourOn)
+{
+    const std::string style = "<S>\n  <!-- \xFF -->\n</S>";
+    const std::string report = support::asserted(kFiles, "getDnaStyle", kParseExpression);
+    setDebug(3);
+    EXPECT_TRUE(saysOnly(rewrite(style), report));
+    setDebug(4);
+    EXPECT_TRUE(saysOnly(rewrite(style),
+                         traced("warn", kFiles, "load", "XML text refused: no UTF-8, line(2) column(8)\n") + report));
 }
 
 TEST_F(DynamicStyle, EmptyStyleIsReportedAndGivesAnEmptyText)

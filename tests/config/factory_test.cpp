@@ -118,6 +118,22 @@ TEST_F(FactoryData, EmptyStyleIsReportedAndGivesNone)
     EXPECT_THAT(m_records, IsEmpty());
 }
 
+TEST_F(FactoryData, BrokenStyleIsReportedAndGivesNone)
+{
+    expectReports(kFiles, read("<S><P id='34' value='50'/></X>"),
+                  {{"getDnaStyle", "objStyleXmlDoc.LoadMem(szStyle, TIXML_ENCODING_UTF8)"},
+                   {"getFctData", "objDnaStyleDoc.LoadMem(strDnaStyle.c_str(), TIXML_ENCODING_UTF8)", "", "478"}});
+    EXPECT_THAT(m_records, IsEmpty());
+}
+
+TEST_F(FactoryData, StyleThatIsNotReadAgainGivesNone)
+{
+    // The parser prints the values of a declaration as they stand, quotes and brackets among them.
+    expectReports(kFiles, read("<S><P id='34' value='50'/><?xml version='\"><b'?></S>"),
+                  {{"getFctData", "objDnaStyleDoc.LoadMem(strDnaStyle.c_str(), TIXML_ENCODING_UTF8)", "", "478"}});
+    EXPECT_THAT(m_records, IsEmpty());
+}
+
 TEST_F(FactoryData, NoStyleIsTreatedAsEmpty)
 {
     u32 count = 999;

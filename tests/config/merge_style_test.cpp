@@ -15,6 +15,7 @@ using support::kFiles;
 using support::outputOf;
 using support::readFile;
 using support::says;
+using support::saysOnly;
 using support::setDebug;
 using support::traced;
 
@@ -26,6 +27,7 @@ constexpr char kNoRule[] = "NULL != (node_first = doc_style_div.RootElement())";
 constexpr char kNoOperation[] = "NULL != (node_second = node_first->FirstChildElement())";
 constexpr char kNoTab[] = "NULL != (tab_node = doc_style->RootElement()->FirstChildElement())";
 constexpr char kReadBack[] = "loadFromFile(\"/tmp/merge_style.xml\", *ui_style, file_len) > 0";
+constexpr char kOpenRead[] = "file.open(file_name)";
 constexpr char kTabs[] = "<S><T key=\"a\" n=\"1\"/><T key=\"b\" n=\"2\"/><T key=\"c\" n=\"3\"/></S>";
 
 class MergeStyle : public support::PrivateTreeTest
@@ -41,6 +43,15 @@ protected:
     {
         std::string text = diversity;
         return outputOf([&] { EXPECT_EQ(SNS_SUCCESS, mergeStyle(&m_stModule, &m_szStyle, text.data())); });
+    }
+
+    std::string mergeOnAFailingDisk()
+    {
+        return outputOf([this] {
+            const support::DiskFailure failure;
+            char rules[] = "<Rule/>";
+            EXPECT_EQ(SNS_SUCCESS, mergeStyle(&m_stModule, &m_szStyle, rules));
+        });
     }
 
     void setStyle(const char* text)
@@ -250,11 +261,11 @@ TEST_F(MergeStyle, TracesEachAttributeFromLevelSixOn)
     setStyle(kTabs);
     setDebug(6);
     const auto trace = [](const std::string& text) { return traced("dbg", kFiles, "mergeStyle", text); };
-    EXPECT_TRUE(support::saysOnly(merge(rules),
-                                  trace("modi_attr->Name()(model), modi_attr->Value()(B2)\n") +
-                                      trace("modi_attr->Name()(model), modi_attr->Value()(B2) nVal(A1)\n") +
-                                      trace("modi_attr->Name()(lens), modi_attr->Value()(zoom)\n") +
-                                      traced("dbg", kFiles, "loadFromFile", "open file:/tmp/merge_style.xml\n", "27")));
+    EXPECT_TRUE(
+        saysOnly(merge(rules), trace("modi_attr->Name()(model), modi_attr->Value()(B2)\n") +
+                                   trace("modi_attr->Name()(model), modi_attr->Value()(B2) nVal(A1)\n") +
+                                   trace("modi_attr->Name()(lens), modi_attr->Value()(zoom)\n") +
+                                   traced("dbg", kFiles, "loadFromFile", "open file:/tmp/merge_style.xml\n", "27")));
 }
 
 TEST_F(MergeStyle, TracesAnAttributeWithoutFieldWithAnEmptyValue)
@@ -271,25 +282,32 @@ TEST_F(MergeStyle, ShowsTheDocumentFromLevelSevenOn)
     EXPECT_TRUE(says(merge("<Rule/>"), traced("info", kFiles, "mergeStyle", "<S>\n    <T key=\"a\" />\n</S>\n\n")));
 }
 
-TEST_F(MergeStyle, UnwritableFileIsNotReadBackAndLeavesAnEmptyStyle)
+TEST_F(MergeStyle, UnwritableFileIsReadBackAllTheSameWithItsReports)
 {
-    // A folder in its place cannot be written.
+    // A folder in its place can be neither written nor read.
     support::writeFile(std::string(support::kMergedStyleFile) + "/inside", "");
-    expectReports(kFiles, merge("<Rule/>"), {{"mergeStyle", kReadBack, "", "190"}});
+    expectReports(
+        kFiles, merge("<Rule/>"),
+        {{"getFileLen", kOpenRead, "file_name(/tmp/merge_style.xml)", "19"}, {"mergeStyle", kReadBack, "", "190"}});
     EXPECT_STREQ("", m_szStyle);
     support::removeFile(std::string(support::kMergedStyleFile) + "/inside");
 }
 
-TEST_F(MergeStyle, AnEarlierMergeIsNotTakenForOneThatCouldNotBeSaved)
+TEST_F(MergeStyle, AnEarlierMergeServesWhereThisOneCouldNotBeSaved)
 {
     support::writeFile(support::kMergedStyleFile, "<Earlier><T key=\"old\"/></Earlier>");
-    const std::string output = outputOf([this] {
-        const support::DiskFailure failure;
-        char rules[] = "<Rule/>";
-        EXPECT_EQ(SNS_SUCCESS, mergeStyle(&m_stModule, &m_szStyle, rules));
-    });
-    expectReports(kFiles, output, {{"mergeStyle", kReadBack, "", "190"}});
-    EXPECT_STREQ("", m_szStyle);
+    EXPECT_EQ("", mergeOnAFailingDisk());
+    EXPECT_STREQ("<Earlier><T key=\"old\"/></Earlier>", m_szStyle);
+}
+
+TEST_F(MergeStyle, ThatCouldNotBeSavedIsToldFromLevelFourOn)
+{
+    support::writeFile(support::kMergedStyleFile, "<Earlier/>");
+    setDebug(3);
+    EXPECT_EQ("", mergeOnAFailingDisk());
+    setDebug(4);
+    EXPECT_TRUE(saysOnly(mergeOnAFailingDisk(),
+                         traced("warn", kFiles, "SaveFile", "XML text not saved: file_name(/tmp/merge_style.xml)\n")));
 }
 
 TEST_F(MergeStyle, ImpossibleLengthOfTheSavedFileLeavesAnEmptyStyle)
@@ -324,9 +342,12 @@ TEST_F(MergeStyle, StyleThatWouldBeRefusedWhenReadAgainIsNotSaved)
         style += "<b/>";
     }
     setStyle((style + ends).c_str());
-    expectReports(kFiles, merge("<Rule/>"), {{"mergeStyle", kReadBack, "", "190"}});
-    EXPECT_STREQ("", m_szStyle);
+    EXPECT_EQ("", merge("<Rule/>"));
+    EXPECT_STREQ("<Earlier/>", m_szStyle);
     EXPECT_EQ("<Earlier/>", readFile(support::kMergedStyleFile));
+    setStyle((style + ends).c_str());
+    setDebug(4);
+    EXPECT_TRUE(says(merge("<Rule/>"), "XML text refused: too large, line(<line>) column(<line>)\n"));
 }
 
 }  // namespace

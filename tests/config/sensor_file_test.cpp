@@ -91,11 +91,19 @@ TEST_F(LoadFromFile, NothingOfAnEmptyFileSucceedsWithZero)
 TEST_F(LoadFromFile, ImpossibleLengthsFailWithoutTouchingTheBuffer)
 {
     writeFile(scheme(), "abcdef");
-    for (const INT64 length : {-1LL, -4LL, (1LL << 32) + 4, 1LL << 31, -(1LL << 62)})
+    for (const INT64 length : {-1LL, -4LL, 1LL << 31, 0xFFFFFFFFLL, (1LL << 32) + 0xFFFFFFFFLL, -(1LL << 62)})
     {
         EXPECT_EQ(-1, loadFromFile(scheme().c_str(), m_strBuffer.data(), length)) << length;
     }
     EXPECT_EQ("........", m_strBuffer);
+}
+
+TEST_F(LoadFromFile, LengthBeyondThirtyTwoBitsReadsItsLowBitsAndFails)
+{
+    writeFile(scheme(), "abcdef");
+    EXPECT_EQ(-1, loadFromFile(scheme().c_str(), m_strBuffer.data(), (1LL << 32) + 4));
+    EXPECT_EQ("abcd....", m_strBuffer);
+    EXPECT_EQ(-1, loadFromFile(scheme().c_str(), m_strBuffer.data(), 1LL << 32));
 }
 
 TEST_F(LoadFromFile, LongestPossibleLengthReadsWhatThereIsAndFails)
@@ -133,11 +141,18 @@ class SaveToFile : public SensorFileTest
 {
 };
 
-TEST_F(SaveToFile, LongestPossibleLengthIsTriedAndOneMoreIsNot)
+TEST_F(SaveToFile, EveryLengthIsTriedButANegativeOne)
 {
+    const auto reportsFor = [](INT64 length) {
+        return support::timesSaid(outputOf([length] { EXPECT_EQ(-1, save(kNoFolder, "", length)); }), "fun:saveToFile");
+    };
     // Nothing is read of the data while there is no file.
-    EXPECT_EQ(2, support::timesSaid(outputOf([] { EXPECT_EQ(-1, save(kNoFolder, "", INT_MAX)); }), "fun:saveToFile"));
-    EXPECT_EQ(1, support::timesSaid(outputOf([] { EXPECT_EQ(-1, save(kNoFolder, "", 1LL << 31)); }), "fun:saveToFile"));
+    for (const INT64 length : {static_cast<INT64>(INT_MAX), 1LL << 31, 1LL << 32, LLONG_MAX})
+    {
+        EXPECT_EQ(2, reportsFor(length)) << length;
+    }
+    EXPECT_EQ(1, reportsFor(-1));
+    EXPECT_EQ(1, reportsFor(LLONG_MIN));
 }
 
 TEST_F(SaveToFile, ReplacesTheWholeFile)
@@ -174,11 +189,42 @@ TEST_F(SaveToFile, NegativeLengthIsReportedAndWritesNothing)
     EXPECT_EQ("old", readFile(scheme()));
 }
 
-TEST_F(SaveToFile, LengthBeyondThirtyOneBitsIsReportedWithItsLowBitsAndWritesNothing)
+TEST_F(SaveToFile, LengthBeyondThirtyTwoBitsWritesItsLowBitsAndIsReported)
+{
+    for (const INT64 length : {4LL, 0LL})
+    {
+        writeFile(scheme(), "old");
+        support::removeFile(support::kErrorLogFile);
+        const std::string output =
+            outputOf([length] { EXPECT_EQ(length, save(scheme(), "abcdef", (1LL << 32) + length)); });
+        expectReports(kFiles, output, {{"saveToFile", kSaveSize, "file_len(" + std::to_string(length) + ")\n", "41"}});
+        EXPECT_EQ(std::string("abcdef", static_cast<size_t>(length)), readFile(scheme()));
+    }
+}
+
+TEST_F(SaveToFile, LengthWhoseLowBitsAreMinusOneIsNoSuccess)
 {
     writeFile(scheme(), "old");
-    const std::string output = outputOf([] { EXPECT_EQ(-1, save(scheme(), "abcd", (1LL << 32) + 4)); });
-    expectReports(kFiles, output, {{"saveToFile", kSaveSize, "file_len(4)\n", "41"}});
+    for (const INT64 length : {0xFFFFFFFFLL, (1LL << 32) + 0xFFFFFFFFLL})
+    {
+        support::removeFile(support::kErrorLogFile);
+        const std::string output = outputOf([length] { EXPECT_EQ(-1, save(scheme(), "abcd", length)); });
+        expectReports(kFiles, output, {{"saveToFile", kSaveSize, "file_len(-1)\n", "41"}});
+    }
+    EXPECT_EQ("old", readFile(scheme()));
+    EXPECT_FALSE(fileExists(scheme() + ".new"));
+}
+
+TEST_F(SaveToFile, LowBitsThatCannotBePutInPlaceAreNotWritten)
+{
+    writeFile(scheme(), "old");
+    const std::string output = outputOf([] {
+        const DiskFailure failure;
+        EXPECT_EQ(-1, save(scheme(), "abcd", (1LL << 32) + 4));
+    });
+    expectReports(kFiles, output,
+                  {{"saveToFile", kSaveSize, "file_len(4)\n", "41"},
+                   {"saveToFile", "file.close()", "file_name(" + scheme() + ")\n"}});
     EXPECT_EQ("old", readFile(scheme()));
 }
 

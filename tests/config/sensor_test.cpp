@@ -3,6 +3,7 @@
 #include "DiskFailure.h"
 #include "ExpectedReports.h"
 #include "ModuleConfigure.h"
+#include "SensorFile.h"
 #include "SysConfig.h"
 #include "TestName.h"
 
@@ -24,7 +25,7 @@ namespace {
 
 constexpr char kMachineInfo[] =
     "SystemInfoParser::parseMachineInfo(\"/mnt/mtd/code/factory_setting/machineinfo.ini\", machineInfo)";
-constexpr char kSchemeSum[] = "nSchemeSum <= 1000";
+constexpr char kSchemeSum[] = "nSchemeSum <= 65535";
 constexpr char kDeviceType[] =
     "DEVICE_TYPE_CAMERA == p_stSysConf->nDeviceType || DEVICE_TYPE_DOME == p_stSysConf->nDeviceType || "
     "DEVICE_TYPE_LPR == p_stSysConf->nDeviceType || DEVICE_TYPE_FISHEYE == p_stSysConf->nDeviceType";
@@ -161,7 +162,10 @@ TEST_F(SysConfTest, NumberOfSchemesComesFromTheDetail)
     setFiles(support::kCameraDevice);
     EXPECT_EQ(2U, schemesFor("(max_scheme=2)"));
     EXPECT_EQ(0U, schemesFor("(max_scheme=0)"));
-    EXPECT_EQ(1000U, schemesFor("(max_scheme=1000)"));
+    EXPECT_EQ(1001U, schemesFor("(max_scheme=1001)"));
+    m_objModule.setDetail("(max_scheme=65535)");
+    EXPECT_EQ("", init());
+    EXPECT_EQ(65535U, m_stSysConf.nSchemeSum);
 }
 
 TEST_F(SysConfTest, NumberOfSchemesIsFourWhenTheFieldIsAbsentOrMalformed)
@@ -176,7 +180,7 @@ TEST_F(SysConfTest, NumberOfSchemesIsFourWhenTheFieldIsAbsentOrMalformed)
 TEST_F(SysConfTest, NumberOfSchemesThatNoCameraCanHoldIsFour)
 {
     setFiles(support::kCameraDevice);
-    for (const char* number : {"1001", "-1", "4294967295", "4294967294", "99999999999999999999", "-2147483648"})
+    for (const char* number : {"65536", "-1", "4294967295", "4294967294", "99999999999999999999", "-2147483648"})
     {
         EXPECT_EQ(4U, schemesFor("(max_scheme=" + std::string(number) + ")")) << number;
     }
@@ -185,8 +189,8 @@ TEST_F(SysConfTest, NumberOfSchemesThatNoCameraCanHoldIsFour)
 TEST_F(SysConfTest, NumberOfSchemesThatNoCameraCanHoldIsReported)
 {
     setFiles(support::kCameraDevice);
-    m_objModule.setDetail("(max_scheme=1001)");
-    support::expectReports(kConfiguration, init(), {{"initSysConf", kSchemeSum, "max_scheme(1001)\n"}});
+    m_objModule.setDetail("(max_scheme=65536)");
+    support::expectReports(kConfiguration, init(), {{"initSysConf", kSchemeSum, "max_scheme(65536)\n"}});
     support::removeFile(support::kErrorLogFile);
     m_objModule.setDetail("(max_scheme=-1)");
     support::expectReports(kConfiguration, init(), {{"initSysConf", kSchemeSum, "max_scheme(4294967295)\n"}});
@@ -291,24 +295,56 @@ TEST_F(SysConfTest, EmptyDocumentsAreReported)
     EXPECT_STREQ("", m_stSysConf.szUIStyle);
 }
 
-TEST_F(SysConfTest, StyleWithANulIsRefusedWhole)
+TEST_F(SysConfTest, NulEndsTheStyleAndWhatFollowsItIsNotSeen)
 {
-    for (const std::string& end : {std::string(1, '\0'), std::string("\0<Hidden/>", 10)})
+    for (const std::string& end : {std::string(1, '\0'), std::string("\0<Hidden/>\xFF", 11)})
     {
         setFiles(support::kCameraDevice);
         writeFile(support::kStyleFile, "<S><T key=\"a\"/></S>" + end);
-        EXPECT_TRUE(saysOnly(init(), mergeFailed(kStyleParse, "140") + mergeFailed(kReadBack, "190")));
-        EXPECT_STREQ("", m_stSysConf.szUIStyle);
+        EXPECT_EQ("", init());
+        EXPECT_STREQ("<S>\n    <T key=\"a\" />\n</S>\n", m_stSysConf.szUIStyle);
     }
 }
 
-TEST_F(SysConfTest, DiversityWithANulIsRefusedWhole)
+TEST_F(SysConfTest, NulInTheMiddleOfTheStyleLeavesThePartBeforeIt)
 {
     setFiles(support::kCameraDevice);
+    writeFile(support::kStyleFile, std::string("<S><T key=\"a\"/>\0<T key=\"b\"/></S>", 32));
+    EXPECT_TRUE(saysOnly(init(), mergeFailed(kStyleParse, "140")));
+    EXPECT_STREQ("<S>\n    <T key=\"a\" />\n</S>\n", m_stSysConf.szUIStyle);
+}
+
+TEST_F(SysConfTest, NulEndsTheDiversityAndWhatFollowsItIsNotSeen)
+{
+    setFiles(support::kCameraDevice);
+    writeFile(support::kStyleFile, "<S><T key=\"a\"/><T key=\"b\"/></S>");
     m_objModule.setDetail("(model=A1)");
-    writeFile(support::kDiversityFile, std::string("<R model=\"A1\"><Delete tab_key=\"raw\"/></R>") + '\0');
-    EXPECT_TRUE(saysOnly(init(), mergeFailed(kDiversityParse, "141") + mergeFailed(kNoRule, "143")));
-    EXPECT_STREQ("<S>\n    <T key=\"raw\" />\n</S>\n", m_stSysConf.szUIStyle);
+    writeFile(support::kDiversityFile, std::string("<R model=\"A1\"><Delete tab_key=\"a\"/></R>") + '\0' +
+                                           "<R model=\"A1\"><Delete tab_key=\"b\"/></R>");
+    EXPECT_EQ("", init());
+    EXPECT_STREQ("<S>\n    <T key=\"b\" />\n</S>\n", m_stSysConf.szUIStyle);
+}
+
+TEST_F(SysConfTest, StyleThatGrowsBetweenTheTwoLooksIsReadAsLongAsItWasAtTheFirst)
+{
+    setFiles(support::kCameraDevice);
+    std::string style;
+    std::string merged;
+    for (int i = 0; i < 100; ++i)
+    {
+        style += "<A/>";
+    }
+    writeFile(support::kStyleFile, style);
+    const support::GrowingFile growing(support::kStyleFile, 4);
+    const INT64 before = getFileLen(support::kStyleFile);
+    const INT64 grown = getFileLen(support::kStyleFile) - before;
+    ASSERT_GT(grown, 0);
+    EXPECT_EQ("", init());
+    for (INT64 i = 0; i < before + 2 * grown; i += 4)
+    {
+        merged += "<A />\n";
+    }
+    EXPECT_EQ(merged, m_stSysConf.szUIStyle);
 }
 
 TEST_F(SysConfTest, DocumentsThatAreTooLongAreNotRead)

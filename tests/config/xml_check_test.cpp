@@ -14,6 +14,7 @@ using config::isSafeXml;
 using config::isStrictUtf8;
 using config::kXmlBytesMax;
 using config::kXmlDepthMax;
+using config::xmlFault;
 using config::xmlShape;
 
 namespace {
@@ -117,13 +118,13 @@ TEST(SafeXml, SizeIsAtMostFourMebibytes)
     EXPECT_FALSE(isSafeXml(full + "\n"));
 }
 
-TEST(SafeXml, NestingIsAtMostSixtyFour)
+TEST(SafeXml, NestingIsAtMostTwoHundredFiftySix)
 {
-    EXPECT_EQ(64U, kXmlDepthMax);
-    EXPECT_TRUE(isSafeXml(repeated(64, "<a>") + repeated(64, "</a>")));
-    EXPECT_FALSE(isSafeXml(repeated(65, "<a>") + repeated(65, "</a>")));
-    EXPECT_TRUE(isSafeXml(repeated(63, "<a>") + "<b/>" + repeated(63, "</a>")));
-    EXPECT_FALSE(isSafeXml(repeated(64, "<a>") + "<b/>" + repeated(64, "</a>")));
+    EXPECT_EQ(256U, kXmlDepthMax);
+    EXPECT_TRUE(isSafeXml(repeated(256, "<a>") + repeated(256, "</a>")));
+    EXPECT_FALSE(isSafeXml(repeated(257, "<a>") + repeated(257, "</a>")));
+    EXPECT_TRUE(isSafeXml(repeated(255, "<a>") + "<b/>" + repeated(255, "</a>")));
+    EXPECT_FALSE(isSafeXml(repeated(256, "<a>") + "<b/>" + repeated(256, "</a>")));
 }
 
 TEST(SafeXml, ManySiblingsAreNotDeep)
@@ -134,6 +135,61 @@ TEST(SafeXml, ManySiblingsAreNotDeep)
 TEST(SafeXml, DepthFarBeyondTheLimitIsNotFollowed)
 {
     EXPECT_EQ(kXmlDepthMax + 1, xmlDepth(repeated(500000, "<a>")));
+}
+
+struct FaultCase
+{
+    const char* name;
+    std::string before;
+    std::string from;
+    const char* reason;
+};
+
+void PrintTo(const FaultCase& faultCase, std::ostream* stream)
+{
+    *stream << faultCase.name;
+}
+
+class Fault : public testing::TestWithParam<FaultCase>
+{
+};
+
+TEST_P(Fault, HasAReasonAndAPlace)
+{
+    const config::XmlFault fault = xmlFault(GetParam().before + GetParam().from);
+    EXPECT_STREQ(GetParam().reason, fault.reason);
+    EXPECT_EQ(GetParam().before.size(), fault.position);
+}
+
+std::string attributes(int count)
+{
+    std::string text;
+    for (int i = 0; i < count; ++i)
+    {
+        text += " a" + std::to_string(i) + "='1'";
+    }
+    return text;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, Fault,
+    testing::Values(FaultCase{"BadByte", "<a>\n<!-- ", "\xFF --></a>", "no UTF-8"},
+                    FaultCase{"Nul", "<a>", std::string("\0</a>", 5), "no UTF-8"},
+                    FaultCase{"CharacterCutOff", "<a x='", "\xE2\x82", "no UTF-8"},
+                    FaultCase{"Size", "<a>" + std::string(kXmlBytesMax - 3, 'x'), "</a>", "too large"},
+                    FaultCase{"Depth", repeated(kXmlDepthMax, "<a>"), "<b/>" + repeated(9, "<c>"), "too deep"},
+                    FaultCase{"Attributes", "<s><t/>", "<e" + attributes(258) + "/></s>", "too many attributes"},
+                    FaultCase{"Reference", "<a>&#65;", "&#0;&#x110000;</a>", "a reference to no character"},
+                    FaultCase{"ReferenceInAnAttribute", "<a x='", "&#xD800;'/>", "a reference to no character"},
+                    FaultCase{"FirstOfSeveral", "<a>", "&#0;<e" + attributes(257) + "/></a>",
+                              "a reference to no character"}),
+    support::ByName());
+
+TEST(SafeXml, HasNoFault)
+{
+    EXPECT_EQ(nullptr, xmlFault("<a x='&#65;'>text</a>").reason);
+    EXPECT_EQ(nullptr, xmlFault("").reason);
+    EXPECT_EQ(nullptr, xmlFault("<a></b>").reason);  // the parser's to find
 }
 
 struct ReferenceCase
@@ -303,7 +359,7 @@ TEST(XmlDepthAgainstTheParser, NeverSeesLess)
     const auto below = [&random](size_t limit) { return random() % limit; };
     for (int round = 0; round < 20000; ++round)
     {
-        std::string text = repeated(below(8) == 0 ? 55 + below(15) : below(3), "<a>");
+        std::string text = repeated(below(8) == 0 ? kXmlDepthMax - 9 + below(15) : below(3), "<a>");
         for (size_t length = below(40); length > 0; --length)
         {
             text += tokens[below(std::size(tokens))];

@@ -1,6 +1,10 @@
 #include "XmlDocument.h"
 
+#include "CapturedOutput.h"
 #include "PrivateTree.h"
+#include "Reports.h"
+#include "TestName.h"
+#include "XmlCheck.h"
 
 #include <gtest/gtest.h>
 
@@ -86,17 +90,73 @@ TEST_F(XmlDocumentTest, NullFailsAndLeavesItEmpty)
     EXPECT_EQ(nullptr, m_objDocument.RootElement());
 }
 
-TEST_F(XmlDocumentTest, ParseErrorKeepsThePartBeforeIt)
+TEST_F(XmlDocumentTest, ParseErrorLeavesItEmptyOrKeepsThePartBeforeIt)
 {
-    EXPECT_FALSE(load("<a><b/></c></a>"));
-    ASSERT_NE(nullptr, m_objDocument.RootElement());
+    const char text[] = "<a><b/></c></a>";
+    EXPECT_FALSE(m_objDocument.LoadMem(text, TIXML_ENCODING_UTF8, XmlDocument::OnError::keepPart));
+    EXPECT_EQ("<a>\n    <b />\n</a>\n", m_objDocument.getXmlString());
+    EXPECT_FALSE(m_objDocument.LoadMem(text, TIXML_ENCODING_UTF8));
+    EXPECT_TRUE(m_objDocument.document()->NoChildren());
+    EXPECT_FALSE(load(text));
+    EXPECT_TRUE(m_objDocument.document()->NoChildren());
+}
+
+TEST_F(XmlDocumentTest, PartBeforeAnErrorIsTheSameWhereItIsTold)
+{
+    support::setDebug(4);
+    support::outputOf([this] {
+        EXPECT_FALSE(m_objDocument.LoadMem("<a>\n<b/></c></a>", TIXML_ENCODING_UTF8, XmlDocument::OnError::keepPart));
+    });
     EXPECT_EQ("<a>\n    <b />\n</a>\n", m_objDocument.getXmlString());
 }
+
+struct RefusedText
+{
+    const char* name;
+    std::string text;
+    const char* cause;
+};
+
+void PrintTo(const RefusedText& refused, std::ostream* stream)
+{
+    *stream << refused.name;
+}
+
+class Refusal : public XmlDocumentTest, public testing::WithParamInterface<RefusedText>
+{
+};
+
+TEST_P(Refusal, IsToldWithCauseAndPlaceFromLevelFourOn)
+{
+    const auto loadText = [this] { EXPECT_FALSE(load(GetParam().text)); };
+    support::setDebug(3);
+    EXPECT_EQ("", support::outputOf(loadText));
+    EXPECT_TRUE(support::errorLog().empty());
+    support::setDebug(4);
+    const std::string message = std::string("XML text refused: ") + GetParam().cause;
+    EXPECT_TRUE(support::saysOnly(support::outputOf(loadText),
+                                  support::traced("warn", support::kFiles, "load", message + "\n")));
+    ASSERT_EQ(2U, support::errorLog().size());
+    EXPECT_EQ(message, support::errorLog()[1].text);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Causes, Refusal,
+    testing::Values(
+        RefusedText{"BadByteInAComment", "<a>\n  <!-- \xC3\xA4\xFF -->\n</a>", "no UTF-8, line(2) column(9)"},
+        RefusedText{"BadFirstByte", "\xFF<a/>", "no UTF-8, line(1) column(1)"},
+        RefusedText{"Reference", "<a>\n\n<b x='&#0;'/></a>", "a reference to no character, line(3) column(7)"},
+        RefusedText{"Empty", "", "Error document empty., line(1) column(1)"},
+        RefusedText{"TagNotClosed", "<a>\n<b/>\n", "Error reading end tag., line(3) column(1)"},
+        RefusedText{"OtherEndTag", "<a>\n  <b/></c></a>", "Error reading end tag., line(2) column(7)"},
+        RefusedText{"AttributeWithoutValue", "<a>\n\n<b x></a>", "Error reading Attributes., line(3) column(5)"},
+        RefusedText{"AttributeTwice", "<a>\n<b x='1' x='2'/></a>", "Error parsing Element., line(2) column(10)"}),
+    support::ByName());
 
 TEST_F(XmlDocumentTest, TextRefusedBeforeParsingLeavesItEmpty)
 {
     std::string deep;
-    for (int i = 0; i < 65; ++i)
+    for (size_t i = 0; i <= config::kXmlDepthMax; ++i)
     {
         deep = "<a>" + deep + "</a>";
     }
@@ -162,7 +222,7 @@ std::string deepLines(int lines)
 {
     std::string text;
     std::string ends;
-    for (int depth = 1; depth < 64; ++depth)
+    for (size_t depth = 1; depth < config::kXmlDepthMax; ++depth)
     {
         text += "<a>";
         ends += "</a>";
@@ -177,14 +237,14 @@ std::string deepLines(int lines)
 TEST_F(XmlDocumentTest, TextThatPrintsTooLongIsNeitherPrintedNorSaved)
 {
     writeFile(support::kMergedStyleFile, "old");
-    for (const std::string& text : {deepLines(16500), deepLines(1000000), "<a>" + std::string(4000000, '"') + "</a>"})
+    for (const std::string& text : {deepLines(3900), deepLines(1000000), "<a>" + std::string(4000000, '"') + "</a>"})
     {
         ASSERT_TRUE(load(text));
         EXPECT_EQ("", m_objDocument.getXmlString());
         EXPECT_FALSE(m_objDocument.SaveFile(support::kMergedStyleFile));
         EXPECT_EQ("old", readFile(support::kMergedStyleFile));
     }
-    ASSERT_TRUE(load(deepLines(16000)));
+    ASSERT_TRUE(load(deepLines(3800)));
     EXPECT_TRUE(m_objDocument.SaveFile(support::kMergedStyleFile));
     EXPECT_EQ(m_objDocument.getXmlString(), readFile(support::kMergedStyleFile));
     EXPECT_TRUE(load(readFile(support::kMergedStyleFile)));

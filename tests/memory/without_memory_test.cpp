@@ -8,6 +8,7 @@
 #include "SensorTrace.h"
 #include "SysConfig.h"
 #include "TextFile.h"
+#include "XmlCheck.h"
 #include "XmlDocument.h"
 
 #include <cstdlib>
@@ -117,7 +118,7 @@ std::string deepLines(int lines, const std::string& node)
 {
     std::string text;
     std::string ends;
-    for (int depth = 1; depth < 64; ++depth)
+    for (size_t depth = 1; depth < config::kXmlDepthMax; ++depth)
     {
         text += "<a>";
         ends += "</a>";
