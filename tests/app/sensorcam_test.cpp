@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "PrivateTree.h"
@@ -273,6 +274,26 @@ TEST_F(SensorcamTest, CtrlCAtThePromptDropsTheWholeLineWhereverTheCursorIs)
     EXPECT_EQ(run.waitForEnd(), 0) << run.out;
     EXPECT_FALSE(has(run.out, "KEY_SATURATION = ")) << run.out;
     EXPECT_FALSE(has(run.out, "there is no key")) << run.out;
+}
+
+// The terminal knows process groups across the border of the tree's own process namespace.
+TEST_F(SensorcamTest, APromptInThePrivateTreeHasItsTerminal)
+{
+    std::filesystem::remove_all("/tmp/state");
+    SensorcamRun run(SensorcamRun::Command{{support::kSensorcam, "--state", "/tmp/state", "--speed", "20", "shell"}},
+                     SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    run.type("get bri\t\n");
+    run.waitFor("KEY_BRIGHTNESS = 50");
+    run.waitFor("camera> ");
+    run.type("watch\n");
+    run.waitFor("watching");
+    run.type("\x03");
+    run.waitFor("camera> ");
+    run.type("\x04");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+    EXPECT_TRUE(has(support::readFile("/tmp/state/history"), "watch"));
+    std::filesystem::remove_all("/tmp/state");
 }
 
 TEST_F(SensorcamTest, OnlySchemesWithAWindowAreOfferedForOne)
