@@ -1,8 +1,9 @@
 #include <algorithm>
-#include <fstream>
 #include <iterator>
+#include <sstream>
 
 #include "Commands.h"
+#include "DiskFiles.h"
 #include "Failure.h"
 #include "KSFile.h"
 #include "SchemeFile.h"
@@ -13,7 +14,9 @@ namespace {
 
 constexpr char kMarkerFile[] = "/mnt/mtd/sign/Debug.sign";
 constexpr char kErrorLog[] = "/mnt/mtd/log/SensorError.log";
-constexpr int kLogLines = 40;  // a screen
+constexpr std::size_t kMarkerMax = 4096;      // bytes; two numbers
+constexpr std::size_t kLogMax = 1024 * 1024;  // bytes; the library begins a new one much earlier
+constexpr int kLogLines = 40;                 // a screen
 constexpr auto kLook = std::chrono::milliseconds(2);
 constexpr int kLooks = 5000;  // ten seconds; the scheduler's first turn comes after one of the camera's seconds
 
@@ -47,9 +50,9 @@ bool fileHoldsScheme(Session& session, int scheme, std::size_t& count)
     return !records.empty();
 }
 
-std::vector<std::string> linesOf(const std::string& path)
+std::vector<std::string> linesOf(const std::string& path, std::size_t longest)
 {
-    std::ifstream stream(path);
+    std::istringstream stream(readFile(path, longest).value_or(""));
     std::vector<std::string> lines;
     for (std::string line; std::getline(stream, line);)
     {
@@ -64,7 +67,7 @@ std::vector<std::string> errorLogLines()
     std::vector<std::string> lines;
     for (const char* suffix : {".2", ".1", ""})
     {
-        const std::vector<std::string> more = linesOf(kErrorLog + std::string(suffix));
+        const std::vector<std::string> more = linesOf(kErrorLog + std::string(suffix), kLogMax);
         lines.insert(lines.end(), more.begin(), more.end());
     }
     return lines;
@@ -169,10 +172,10 @@ Answer runReset(Session& session, const Words& arguments)
 
 Answer runTrace(Session&, const Words& arguments)
 {
-    std::vector<std::string> lines = linesOf(kMarkerFile);
     Answer answer;
     if (arguments.empty())
     {
+        const std::vector<std::string> lines = linesOf(kMarkerFile, kMarkerMax);
         answer.text = lines.empty() ? "trace is off (level 1: assertions only)\n" : "trace level " + lines[0] + "\n";
         answer.data["level"] = lines.empty() ? Json() : Json(lines[0]);
         return answer;
@@ -197,6 +200,7 @@ Answer runTrace(Session&, const Words& arguments)
         return wrongUsage("trace");
     }
     // The second line, the assertion switch, is kept.
+    const std::vector<std::string> lines = linesOf(kMarkerFile, kMarkerMax);
     std::string text = std::to_string(*level) + "\n" + (lines.size() > 1 ? lines[1] + "\n" : "");
     KSFile file;
     if (!file.open(kMarkerFile, KSFile::modeWrite | KSFile::modeTruncate) ||

@@ -1,13 +1,15 @@
 #include "DiskFiles.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
 
+#include "Descriptor.h"
 #include "Failure.h"
+#include "LibraryOutput.h"
 
 namespace app {
 namespace {
@@ -55,12 +57,28 @@ void makeFolder(const fs::path& folder, const std::string& wanted)
     }
 }
 
-bool writeFile(const fs::path& path, const std::string& content)
+// The new file, on the disk. False too when there is one already, which may be a link.
+bool writeNewFile(const fs::path& path, const std::string& content)
 {
-    std::ofstream stream(path, std::ios::binary | std::ios::trunc);
-    stream << content;
-    stream.close();
-    return static_cast<bool>(stream);
+    const int handle = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (handle < 0)
+    {
+        return false;
+    }
+    const bool isWritten = writeAll(handle, content) && (fsync(handle) == 0 || errno == EINVAL);
+    return close(handle) == 0 && isWritten;
+}
+
+void requireReadable(const std::string& path, const struct stat& facts, std::size_t longest)
+{
+    if (!S_ISREG(facts.st_mode))
+    {
+        throw Failure("cannot read " + path + ": it is no plain file");
+    }
+    if (static_cast<std::size_t>(facts.st_size) > longest)
+    {
+        throw Failure("cannot read " + path + ": it is longer than " + std::to_string(longest) + " bytes");
+    }
 }
 
 }  // namespace
@@ -75,7 +93,7 @@ void replaceFile(const std::string& path, const std::string& content)
     const fs::path staged = path + ".new";
     std::error_code error;
     fs::remove(staged, error);  // left by an interrupted start, or a link
-    bool good = writeFile(staged, content) && bringToDisk(staged);
+    bool good = writeNewFile(staged, content);
     if (good)
     {
         fs::rename(staged, path, error);
@@ -85,6 +103,48 @@ void replaceFile(const std::string& path, const std::string& content)
     {
         throw Failure("cannot write " + path);
     }
+}
+
+std::optional<std::string> readFile(const std::string& path, std::size_t longest)
+{
+    struct stat facts;
+    if (stat(path.c_str(), &facts) != 0)
+    {
+        if (errno == ENOENT)
+        {
+            return std::nullopt;
+        }
+        throw Failure(systemError("cannot read " + path));
+    }
+    requireReadable(path, facts, longest);  // a device would notice that it is opened
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (file.number() < 0 || fstat(file.number(), &facts) != 0)
+    {
+        throw Failure(systemError("cannot read " + path));
+    }
+    requireReadable(path, facts, longest);  // it may be another one by now
+    std::string content;
+    char buffer[16 * 1024];
+    ssize_t count = 0;
+    while (content.size() <= longest && (count = read(file.number(), buffer, sizeof buffer)) > 0)
+    {
+        content.append(buffer, static_cast<std::size_t>(count));
+    }
+    if (count < 0)
+    {
+        throw Failure(systemError("cannot read " + path));
+    }
+    return content;
+}
+
+std::string readExistingFile(const std::string& path, std::size_t longest)
+{
+    const std::optional<std::string> content = readFile(path, longest);
+    if (!content)
+    {
+        throw Failure("cannot read " + path + ": there is no such file");
+    }
+    return *content;
 }
 
 }  // namespace app

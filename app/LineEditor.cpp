@@ -1,8 +1,10 @@
 #include "LineEditor.h"
 
+#include <fcntl.h>
 #include <histedit.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,10 +12,14 @@
 #include <cstdio>
 #include <cwchar>
 
+#include "DiskFiles.h"
+#include "Failure.h"
+
 namespace app {
 namespace {
 
 constexpr int kHistoryLines = 1000;
+constexpr std::size_t kHistoryMax = 1024 * 1024;  // bytes
 constexpr char kClearLine[] = "\r\033[K";
 
 // The beginning that all candidates share.
@@ -97,11 +103,43 @@ struct LineEditor::State
 
     static int nextCharacter(EditLine* edit, wchar_t* character);
     static unsigned char completeWord(EditLine* edit, int);
+    void loadHistory();
+    void saveHistory();
     bool waitForInput();
     void lookAtSize();
     // An interrupt with an empty line ends the camera; otherwise it gives up the line.
     bool giveUpLine();
 };
+
+// A file that libedit cannot read in a moment is no history.
+void LineEditor::State::loadHistory()
+try
+{
+    if (readFile(historyFile, kHistoryMax))
+    {
+        ::history(history, &event, H_LOAD, historyFile.c_str());
+    }
+}
+catch (const Failure&)
+{
+}
+
+void LineEditor::State::saveHistory()
+{
+    const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    const int handle = open(historyFile.c_str(), flags, 0600);
+    std::FILE* const file = handle < 0 ? nullptr : fdopen(handle, "w");
+    struct stat facts;
+    if (file == nullptr)
+    {
+        return;
+    }
+    if (fstat(handle, &facts) == 0 && S_ISREG(facts.st_mode) && ftruncate(handle, 0) == 0)
+    {
+        ::history(history, &event, H_SAVE_FP, file);
+    }
+    std::fclose(file);
+}
 
 void LineEditor::State::lookAtSize()
 {
@@ -230,7 +268,7 @@ LineEditor::LineEditor(Session& session, const std::string& historyFile, Complet
     state.history = history_init();
     history(state.history, &state.event, H_SETSIZE, kHistoryLines);
     history(state.history, &state.event, H_SETUNIQUE, 1);
-    history(state.history, &state.event, H_LOAD, historyFile.c_str());
+    state.loadHistory();
     el_set(state.edit, EL_CLIENTDATA, &state);
     el_set(state.edit, EL_PROMPT, &State::prompt);
     el_set(state.edit, EL_EDITOR, "emacs");
@@ -250,7 +288,7 @@ LineEditor::LineEditor(Session& session, const std::string& historyFile, Complet
 
 LineEditor::~LineEditor()
 {
-    history(state_->history, &state_->event, H_SAVE, state_->historyFile.c_str());
+    state_->saveHistory();
     history_end(state_->history);
     el_end(state_->edit);
     std::fclose(state_->terminal);

@@ -93,6 +93,7 @@ void addOptions(CLI::App& cli, Options& options, RawOptions& raw)
         ->excludes(state);
     cli.add_flag("--inside", options.inside)->group("");
     cli.add_option("--lock-descriptor", options.lockDescriptor)->group("");
+    cli.add_option("--supervisor-descriptor", options.supervisorDescriptor)->group("");
 }
 
 std::optional<Options> mistake(const std::string& text, bool json, int& status)
@@ -151,13 +152,19 @@ std::optional<Options> readOptions(int argc, char** argv, int& status)
     return options;
 }
 
-std::vector<std::string> insideArguments(const Options& options, const std::string& stateFolder, int lockDescriptor)
+std::vector<std::string> insideArguments(const Options& options, int lockDescriptor, int supervisorDescriptor)
 {
     char speed[64];
     std::snprintf(speed, sizeof speed, "%.6f", options.speed);
-    std::vector<std::string> arguments = {"--inside",     "--lock-descriptor", std::to_string(lockDescriptor),
-                                          "--state",      stateFolder,         "--model",
-                                          *options.model, "--speed",           speed};
+    std::vector<std::string> arguments = {"--inside",
+                                          "--lock-descriptor",
+                                          std::to_string(lockDescriptor),
+                                          "--supervisor-descriptor",
+                                          std::to_string(supervisorDescriptor),
+                                          "--model",
+                                          *options.model,
+                                          "--speed",
+                                          speed};
     if (options.startMinutes)
     {
         arguments.insert(arguments.end(), {"--at", formatTimeOfDay(*options.startMinutes)});

@@ -30,13 +30,14 @@ struct Options
     // Set by sensorcam itself for the copy of it that runs in the private tree.
     bool inside = false;
     int lockDescriptor = -1;
+    int supervisorDescriptor = -1;
 };
 
 // Nothing when the program is to end at once with status: after --help and --version, and after a mistake, which
 // has then been explained on standard error (with --json as a document on standard output).
 std::optional<Options> readOptions(int argc, char** argv, int& status);
 
-// The arguments that give the copy inside the same options; stateFolder is its own view of it.
-std::vector<std::string> insideArguments(const Options& options, const std::string& stateFolder, int lockDescriptor);
+// The arguments that give the copy inside the same options, and the two descriptors that it inherits.
+std::vector<std::string> insideArguments(const Options& options, int lockDescriptor, int supervisorDescriptor);
 
 }  // namespace app

@@ -2,15 +2,18 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+
+#include "Bubblewrap.h"
 #include "Camera.h"
 #include "EndSignals.h"
 #include "Failure.h"
 #include "LibraryOutput.h"
 #include "Models.h"
 #include "Provision.h"
-#include "Sandbox.h"
 #include "Session.h"
 #include "Shell.h"
 #include "StateFolder.h"
@@ -27,16 +30,23 @@ LibraryOutput::Way libraryWay(const Options& options)
     return options.isShell && !options.json ? LibraryOutput::Way::collected : LibraryOutput::Way::standardError;
 }
 
-// The camera itself, in whatever tree it finds.
-int runCamera(const Options& options, const std::string& stateFolder)
+// The documents' folder of the running program, on the real machine.
+std::string ownShareFolder()
 {
+    return shareFolder(std::filesystem::path(programFile()).parent_path().parent_path().string());
+}
+
+// The camera itself, in whatever tree it finds.
+int runCamera(const Options& options, const std::string& share, const std::string& stateFolder)
+{
+    blockEndSignals();
     signal(SIGPIPE, SIG_IGN);
     EndSignals signals;
     LibraryOutput output(libraryWay(options));
     const bool interactive = options.isShell && isInteractive(output.answerDescriptor(), options.json);
     int status = kExitOk;
     {
-        Camera camera({*options.model, shareFolder(), options.speed, options.startMinutes, options.inPlace});
+        Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace});
         Session session(camera, output, signals, options.json, interactive);
         session.print(output.take());
         status = options.isShell ? runShell(session, stateFolder + "/history") : session.runAll(options.commands);
@@ -62,7 +72,7 @@ void prepare(StateFolder& state, const std::string& model, const std::string& ro
     {
         announceFirstStart(state, model);
     }
-    provision(shareFolder(), model, root, documents);
+    provision(ownShareFolder(), model, root, documents);
     if (isNew)
     {
         state.rememberModel(model);
@@ -72,48 +82,44 @@ void prepare(StateFolder& state, const std::string& model, const std::string& ro
 int runInPlace(Options options)
 {
     StateFolder state(kInPlaceState, StateFolder::Kind::ofBoard);
-    fcntl(state.lockDescriptor(), F_SETFD, FD_CLOEXEC);
     options.model = state.chooseModel(options.model);
     prepare(state, *options.model, "", Documents::keepExisting);
-    return runCamera(options, state.path());
+    return runCamera(options, ownShareFolder(), state.path());
 }
 
 int runInPrivateTree(Options options)
 {
+    umask(umask(0) | S_IWOTH);  // a folder in which everybody may put something is refused
     const std::string wantedModel = options.model.value_or(modelNames().front());
     StateFolder state(options.stateFolder.empty() ? defaultStateFolder(wantedModel)
                                                   : absolutePath(options.stateFolder));
     options.model = state.chooseModel(options.model);
     prepare(state, *options.model, state.path(), Documents::refresh);
-    int ends[2];
-    if (pipe(ends) != 0)
-    {
-        throw Failure(systemError("cannot make a pipe"));
-    }
-    const std::vector<std::string> arguments = insideArguments(options, kInsideState, state.lockDescriptor());
-    return superviseCamera(sandboxCommand(state.path(), programFile(), arguments, ends[1]), ends[0], ends[1],
+    ReportLine line;
+    const std::vector<std::string> arguments = insideArguments(options, state.lockDescriptor(), line.copysEnd());
+    return superviseCamera(sandboxCommand(state.path(), programFile(), arguments), line,
+                           {state.lockDescriptor(), line.copysEnd()},
                            options.isShell && isInteractive(STDOUT_FILENO, options.json));
 }
 
 // Outside of the private tree the copy would work on the machine's own files.
-void requirePrivateTree(const Options& options)
+int runInside(const Options& options)
 {
-    if (fcntl(options.lockDescriptor, F_SETFD, FD_CLOEXEC) < 0 ||
-        programFile().rfind(std::string(kInsidePrefix) + "/", 0) != 0)
+    if (!insideSandbox() || fcntl(options.lockDescriptor, F_SETFD, FD_CLOEXEC) < 0 ||
+        !ReportLine::report(options.supervisorDescriptor))
     {
         throw Failure("--inside is only for the copy that sensorcam starts in its private file tree");
     }
+    return runCamera(options, shareFolder(kInsidePrefix), kInsideState);
 }
 
 }  // namespace
 
 int runProgram(Options options)
 {
-    blockEndSignals();
     if (options.inside)
     {
-        requirePrivateTree(options);
-        return runCamera(options, options.stateFolder);
+        return runInside(options);
     }
     return options.inPlace ? runInPlace(std::move(options)) : runInPrivateTree(std::move(options));
 }

@@ -1,12 +1,9 @@
 #include "Provision.h"
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "DiskFiles.h"
 #include "Failure.h"
-#include "StateFolder.h"
 
 namespace app {
 namespace {
@@ -23,20 +20,17 @@ const char* const kFolders[] = {
     "/tmp",
 };
 
-std::string contentOf(const fs::path& file)
+bool holds(const fs::path& file, const std::string& content)
 {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream)
-    {
-        throw Failure("cannot read " + file.string());
-    }
-    return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+    std::error_code error;
+    return fs::is_regular_file(file, error) && fs::file_size(file, error) == content.size() &&
+           readFile(file.string(), content.size()) == content;
 }
 
 void copyDocument(const fs::path& source, const fs::path& target, Documents documents)
 {
-    const std::string content = contentOf(source);
-    if (fs::exists(target) && (documents == Documents::keepExisting || contentOf(target) == content))
+    const std::string content = readExistingFile(source.string(), kDocumentMax);
+    if (documents == Documents::keepExisting ? fs::exists(target) : holds(target, content))
     {
         return;
     }
@@ -65,10 +59,6 @@ void provision(const std::string& share, const std::string& model, const std::st
 {
     for (const char* folder : kFolders)
     {
-        if (documents == Documents::refresh)
-        {
-            refuseLinks(root, folder);
-        }
         makeFolders(root + folder);
     }
     const fs::path from = share;
@@ -91,9 +81,9 @@ std::string programFile()
     return program.string();
 }
 
-std::string shareFolder()
+std::string shareFolder(const std::string& prefix)
 {
-    const fs::path share = fs::path(programFile()).parent_path().parent_path() / "share/sensorcam";
+    const fs::path share = fs::path(prefix) / "share/sensorcam";
     if (!fs::is_directory(share))
     {
         throw Failure("the camera's documents are missing: there is no folder " + share.string());

@@ -12,13 +12,12 @@ enum class Documents
 };
 
 // Makes below root the folders that the library and its host write to, and copies the model's documents from
-// share. Scheme files, the marker file and logs are never touched. Throws Failure, in a private
-// tree also when one of the folders is a symbolic link, which would lead out of it.
+// share. Scheme files, the marker file and logs are never touched. Throws Failure.
 void provision(const std::string& share, const std::string& model, const std::string& root, Documents documents);
 
-// The documents' folder of this program: <prefix>/share/sensorcam, the prefix being two above the program file.
-// Throws Failure when it is not there.
-std::string shareFolder();
+// The documents' folder of the program that is installed below prefix: <prefix>/share/sensorcam. Throws Failure when it
+// is not there.
+std::string shareFolder(const std::string& prefix);
 
 // The program file's absolute path. Throws Failure.
 std::string programFile();

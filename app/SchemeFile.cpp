@@ -8,6 +8,8 @@
 namespace app {
 namespace {
 
+constexpr INT64 kLongest = 64 * 1024;  // bytes; some hundred parameters take eight each
+
 bool sameRecord(const KeyVal& left, const KeyVal& right)
 {
     return left.key == right.key && left.value == right.value;
@@ -28,7 +30,7 @@ std::vector<KeyVal> readSchemeFile(int scheme)
         return {};
     }
     const INT64 length = getFileLen(path.c_str());
-    if (length <= 0 || length % static_cast<INT64>(sizeof(KeyVal)) != 0)
+    if (length <= 0 || length > kLongest || length % static_cast<INT64>(sizeof(KeyVal)) != 0)
     {
         return {};
     }

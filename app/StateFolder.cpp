@@ -9,11 +9,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
 #include "DiskFiles.h"
 #include "Failure.h"
 #include "Models.h"
+#include "OwnFiles.h"
 
 namespace app {
 namespace {
@@ -22,6 +22,7 @@ namespace fs = std::filesystem;
 
 constexpr char kLockFile[] = "lock";
 constexpr char kModelFile[] = "model";
+constexpr std::size_t kModelFileMax = 4096;
 
 std::string homeFolder()
 {
@@ -38,12 +39,17 @@ std::string homeFolder()
     return entry->pw_dir;
 }
 
-std::string firstLineOf(const std::string& path)
+std::string firstLineOf(const std::string& text)
 {
-    std::ifstream stream(path);
-    std::string line;
-    std::getline(stream, line);
-    return line;
+    return text.substr(0, text.find('\n'));
+}
+
+// What a lock file says, which is no longer than a number.
+std::string holderOf(int lock)
+{
+    char text[32];
+    const ssize_t length = pread(lock, text, sizeof text, 0);
+    return firstLineOf(std::string(text, static_cast<std::size_t>(length < 0 ? 0 : length)));
 }
 
 }  // namespace
@@ -66,31 +72,15 @@ std::string absolutePath(const std::string& path)
     return absolute;
 }
 
-void refuseLinks(const std::string& base, const std::string& relative)
-{
-    fs::path path = base;
-    for (const fs::path& part : fs::path(relative).relative_path())
-    {
-        path /= part;
-        std::error_code missing;
-        if (fs::is_symlink(fs::symlink_status(path, missing)))
-        {
-            throw Failure(path.string() + " is a symbolic link and would lead the camera out of " + base +
-                          "; remove it");
-        }
-    }
-}
-
 StateFolder::StateFolder(const std::string& path, Kind kind) : path_(path), kind_(kind)
 {
     makeFolders(path_);
     requireSafe();
     takeLock();
-}
-
-StateFolder::~StateFolder()
-{
-    close(lock_);
+    if (kind_ == Kind::chosen)
+    {
+        requireOwnFiles(path_);
+    }
 }
 
 void StateFolder::requireSafe() const
@@ -109,39 +99,37 @@ void StateFolder::requireSafe() const
     {
         throw Failure("the state folder " + path_ + " belongs to another user");
     }
-    for (const char* name : {kLockFile, kModelFile, "history", "mnt", "hd1", "tmp"})
+    for (const char* name : {kLockFile, kModelFile, "history"})
     {
-        refuseLinks(path_, name);
+        requireOwnFile(path_ + "/" + name);
     }
 }
 
 void StateFolder::takeLock()
 {
     const std::string file = path_ + "/" + kLockFile;
-    lock_ = open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW, 0644);
-    if (lock_ < 0)
+    lock_ = Descriptor(open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644));
+    if (lock_.number() < 0)
     {
         throw Failure(systemError("cannot write in the state folder " + path_));
     }
-    if (flock(lock_, LOCK_EX | LOCK_NB) != 0)
+    if (flock(lock_.number(), LOCK_EX | LOCK_NB) != 0)
     {
-        const std::string holder = firstLineOf(file);
-        close(lock_);
+        const std::string holder = holderOf(lock_.number());
         throw Failure("a camera is already running on " + path_ + (holder.empty() ? "" : " (process " + holder + ")") +
                       (kind_ == Kind::chosen ? "; end it, or give this one a folder of its own with --state DIR"
                                              : "; end it: there is room for one on the real /mnt/mtd, /hd1 and /tmp"));
     }
     const std::string process = std::to_string(getpid()) + "\n";
-    if (ftruncate(lock_, 0) != 0 || write(lock_, process.data(), process.size()) < 0)
+    if (ftruncate(lock_.number(), 0) != 0 || write(lock_.number(), process.data(), process.size()) < 0)
     {
-        close(lock_);
         throw Failure(systemError("cannot write in the state folder " + path_));
     }
 }
 
 std::optional<std::string> StateFolder::model() const
 {
-    const std::string name = firstLineOf(path_ + "/" + kModelFile);
+    const std::string name = firstLineOf(readFile(path_ + "/" + kModelFile, kModelFileMax).value_or(""));
     return name.empty() ? std::nullopt : std::optional<std::string>(name);
 }
 

@@ -3,6 +3,8 @@
 #include <optional>
 #include <string>
 
+#include "Descriptor.h"
+
 // The folder that holds everything a camera writes. Host thread only.
 namespace app {
 
@@ -12,9 +14,6 @@ std::string defaultStateFolder(const std::string& model);
 
 // path made absolute against the working directory. The folder need not exist.
 std::string absolutePath(const std::string& path);
-
-// Throws Failure when base/relative, or a folder between the two, is a symbolic link. What is missing is none.
-void refuseLinks(const std::string& base, const std::string& relative);
 
 // A state folder, locked for this camera as long as the object lives.
 class StateFolder
@@ -27,17 +26,16 @@ public:
     };
 
     // Makes the folder when it is missing and takes the lock. Throws Failure when another camera has it, when it
-    // cannot be written, and when using it could write elsewhere: it belongs to another user (root excepted), is the
-    // root of the file tree, or one of the program's own files in it is a symbolic link.
+    // cannot be written, and when using it could touch something else: it belongs to another user (root excepted), is
+    // the root of the file tree, or holds what requireOwnFiles refuses; on a board only the program's own files count.
     explicit StateFolder(const std::string& path, Kind kind = Kind::chosen);
-    ~StateFolder();
     StateFolder(const StateFolder&) = delete;
     StateFolder& operator=(const StateFolder&) = delete;
 
     const std::string& path() const { return path_; }
 
-    // Inherited by the programs that this one starts, so that the lock lives as long as the last of them.
-    int lockDescriptor() const { return lock_; }
+    // For the copy in the private tree, so that the lock lives as long as the last of both.
+    int lockDescriptor() const { return lock_.number(); }
 
     // The model whose camera the folder holds; nothing in a new folder.
     std::optional<std::string> model() const;
@@ -55,7 +53,7 @@ private:
 
     const std::string path_;
     const Kind kind_;
-    int lock_ = -1;
+    Descriptor lock_;
 };
 
 }  // namespace app

@@ -1,15 +1,17 @@
 #include "Supervisor.h"
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstdio>
 #include <cstring>
-#include <nlohmann/json.hpp>
 
 #include "Failure.h"
 #include "Options.h"
@@ -32,7 +34,25 @@ sigset_t endSignals()
     return set;
 }
 
-pid_t startChild(const std::vector<std::string>& command, int readDescriptor)
+// What somebody left open in this process would lead out of the private tree.
+void inheritOnly(const std::vector<int>& descriptors)
+{
+    if (close_range(STDERR_FILENO + 1, UINT_MAX, CLOSE_RANGE_CLOEXEC) != 0)
+    {
+        const long limit = sysconf(_SC_OPEN_MAX);
+        for (int descriptor = STDERR_FILENO + 1; descriptor < limit; ++descriptor)
+        {
+            fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+        }
+    }
+    for (int descriptor : descriptors)
+    {
+        fcntl(descriptor, F_SETFD, 0);
+    }
+}
+
+// It begins with the end signals blocked and SIGCHLD not.
+pid_t startChild(const std::vector<std::string>& command, const std::vector<int>& inherited)
 {
     std::vector<char*> pointers;
     for (const std::string& argument : command)
@@ -43,11 +63,9 @@ pid_t startChild(const std::vector<std::string>& command, int readDescriptor)
     const pid_t child = fork();
     if (child == 0)
     {
-        sigset_t childEnded;
-        sigemptyset(&childEnded);
-        sigaddset(&childEnded, SIGCHLD);
-        sigprocmask(SIG_UNBLOCK, &childEnded, nullptr);
-        close(readDescriptor);
+        const sigset_t blocked = endSignals();
+        sigprocmask(SIG_SETMASK, &blocked, nullptr);
+        inheritOnly(inherited);
         execvp(pointers[0], pointers.data());
         std::fprintf(stderr, "sensorcam: cannot run %s: %s\n", pointers[0], std::strerror(errno));
         _exit(kExitNoCamera);
@@ -59,18 +77,19 @@ pid_t startChild(const std::vector<std::string>& command, int readDescriptor)
     return child;
 }
 
-// The camera's own process, from bubblewrap's document; 0 when bubblewrap failed before it started one.
-pid_t cameraProcess(int readDescriptor)
+// The sender that the kernel names, in this process's own view; 0 for none.
+pid_t senderOf(msghdr& message)
 {
-    std::string text;
-    char buffer[256];
-    for (ssize_t count = read(readDescriptor, buffer, sizeof buffer); count > 0;
-         count = read(readDescriptor, buffer, sizeof buffer))
+    for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part))
     {
-        text.append(buffer, static_cast<std::size_t>(count));
+        if (part->cmsg_level == SOL_SOCKET && part->cmsg_type == SCM_CREDENTIALS)
+        {
+            ucred sender;
+            std::memcpy(&sender, CMSG_DATA(part), sizeof sender);
+            return sender.pid;
+        }
     }
-    const nlohmann::json document = nlohmann::json::parse(text, nullptr, false);
-    return document.is_object() ? document.value("child-pid", 0) : 0;
+    return 0;
 }
 
 // Hands signals on until the child has ended; its wait status.
@@ -104,10 +123,6 @@ private:
     void handOn(int signal, const siginfo_t& info)
     {
         const bool fromTerminal = signal == SIGINT && info.si_code > 0;
-        if (camera_ <= 0)
-        {
-            return;
-        }
         if (!fromTerminal)
         {
             kill(camera_, signal);
@@ -145,17 +160,67 @@ void blockEndSignals()
     sigprocmask(SIG_BLOCK, &set, nullptr);
 }
 
-int superviseCamera(const std::vector<std::string>& command, int readDescriptor, int infoDescriptor, bool atPrompt)
+ReportLine::ReportLine()
+{
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+    {
+        throw Failure(systemError("cannot make a pair of sockets"));
+    }
+    supervisorsEnd_ = Descriptor(ends[0]);
+    copysEnd_ = Descriptor(ends[1]);
+    const int on = 1;
+    if (setsockopt(ends[0], SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0)
+    {
+        throw Failure(systemError("cannot make a pair of sockets"));
+    }
+}
+
+int ReportLine::awaitReport()
+{
+    copysEnd_ = Descriptor();
+    char byte = 0;
+    iovec content = {&byte, sizeof byte};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))] = {};
+    msghdr message = {};
+    message.msg_iov = &content;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    ssize_t count = -1;
+    do
+    {
+        count = recvmsg(supervisorsEnd_.number(), &message, MSG_CMSG_CLOEXEC);
+    }
+    while (count < 0 && errno == EINTR);
+    return count > 0 ? senderOf(message) : 0;
+}
+
+bool ReportLine::report(int copysEnd)
+{
+    const Descriptor line(copysEnd);
+    return send(copysEnd, ".", 1, MSG_NOSIGNAL) == 1;
+}
+
+int superviseCamera(const std::vector<std::string>& command, ReportLine& line, const std::vector<int>& inherited,
+                    bool atPrompt)
 {
     sigset_t childEnded;
     sigemptyset(&childEnded);
     sigaddset(&childEnded, SIGCHLD);
     sigprocmask(SIG_BLOCK, &childEnded, nullptr);
-    const pid_t child = startChild(command, readDescriptor);
-    close(infoDescriptor);
-    const pid_t camera = cameraProcess(readDescriptor);
-    close(readDescriptor);
-    const int status = Watch(child, camera, atPrompt).untilEnd();
+    const pid_t child = startChild(command, inherited);
+    const pid_t camera = line.awaitReport();
+    int status = 0;
+    if (camera > 0)
+    {
+        blockEndSignals();
+        status = Watch(child, camera, atPrompt).untilEnd();
+    }
+    else
+    {
+        waitpid(child, &status, 0);
+    }
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 

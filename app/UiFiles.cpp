@@ -3,23 +3,13 @@
 #include <tinyxml.h>
 
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
+#include "DiskFiles.h"
 #include "Failure.h"
+#include "XmlGuard.h"
 
 namespace app {
 namespace {
-
-std::string textOf(const std::string& path)
-{
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream)
-    {
-        throw Failure("cannot read " + path);
-    }
-    return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
-}
 
 std::string attribute(const TiXmlElement& element, const char* name)
 {
@@ -33,8 +23,13 @@ UiFiles::UiFiles(const std::string& share)
 {
     const std::string folder = share + "/language/";
     const std::string path = folder + "languages.xml";
+    const std::string text = readExistingFile(path, kDocumentMax);
     TiXmlDocument index;
-    if (!index.LoadFile(path, TIXML_ENCODING_UTF8) || index.RootElement() == nullptr)
+    if (host::isPlainXml(text))
+    {
+        index.Parse(text.c_str(), nullptr, TIXML_ENCODING_UTF8);
+    }
+    if (index.Error() || index.RootElement() == nullptr)
     {
         throw Failure("cannot read the languages in " + path);
     }
@@ -59,7 +54,8 @@ void UiFiles::fill(SysConfig& configuration)
     std::vector<std::pair<std::string, std::string>> texts;
     for (const Language& language : languages_)
     {
-        texts.emplace_back(textOf(language.textsFile), textOf(language.commonFile));
+        texts.emplace_back(readExistingFile(language.textsFile, kDocumentMax),
+                           readExistingFile(language.commonFile, kDocumentMax));
     }
     entries_.assign(languages_.size(), UIFileEntry{});
     for (std::size_t i = 0; i < languages_.size(); ++i)

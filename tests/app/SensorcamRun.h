@@ -20,6 +20,8 @@ namespace support {
 
 constexpr auto kRunBound = std::chrono::seconds(120);  // also for sanitized builds on a busy machine
 
+constexpr char kSensorcam[] = SENSORDLL_BINARY_DIR "/bin/sensorcam";
+
 class SensorcamRun
 {
 public:
@@ -31,11 +33,19 @@ public:
 
     // arguments follow "--in-place --speed 20", so that the second of the start takes a twentieth of one.
     explicit SensorcamRun(const std::vector<std::string>& arguments, Terminal terminal = Terminal::none)
+        : SensorcamRun(inPlace(arguments), terminal)
     {
-        std::vector<std::string> command = {SENSORDLL_BINARY_DIR "/bin/sensorcam", "--in-place", "--speed", "20"};
-        command.insert(command.end(), arguments.begin(), arguments.end());
+    }
+
+    struct Command
+    {
+        std::vector<std::string> words;  // the first one a path
+    };
+
+    explicit SensorcamRun(Command command, Terminal terminal = Terminal::none)
+    {
         std::vector<char*> pointers;
-        for (std::string& argument : command)
+        for (std::string& argument : command.words)
         {
             pointers.push_back(argument.data());
         }
@@ -116,6 +126,13 @@ public:
     std::string err;
 
 private:
+    static Command inPlace(const std::vector<std::string>& arguments)
+    {
+        Command command = {{kSensorcam, "--in-place", "--speed", "20"}};
+        command.words.insert(command.words.end(), arguments.begin(), arguments.end());
+        return command;
+    }
+
     void startWithPipes(std::vector<char*>& command)
     {
         int in[2], outEnds[2], errEnds[2];

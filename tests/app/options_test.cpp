@@ -71,11 +71,11 @@ TEST(Options, TheCopyInsideGetsTheSameOnes)
     std::optional<app::Options> outer = read({"--speed", "0.5", "--at", "7:05", "--json", "exec", "set a=1", "--get"});
     ASSERT_TRUE(outer);
     outer->model = "dome";
-    const std::optional<app::Options> inner = read(app::insideArguments(*outer, "/state", 7));
+    const std::optional<app::Options> inner = read(app::insideArguments(*outer, 7, 8));
     ASSERT_TRUE(inner);
     EXPECT_TRUE(inner->inside);
     EXPECT_EQ(inner->lockDescriptor, 7);
-    EXPECT_EQ(inner->stateFolder, "/state");
+    EXPECT_EQ(inner->supervisorDescriptor, 8);
     EXPECT_EQ(inner->model, "dome");
     EXPECT_EQ(inner->speed, 0.5);
     EXPECT_EQ(inner->startMinutes, 425);

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "PrivateTree.h"
@@ -273,6 +276,75 @@ TEST_F(SensorcamTest, CtrlCAtThePromptDropsTheWholeLineWhereverTheCursorIs)
     EXPECT_EQ(run.waitForEnd(), 0) << run.out;
     EXPECT_FALSE(has(run.out, "KEY_SATURATION = ")) << run.out;
     EXPECT_FALSE(has(run.out, "there is no key")) << run.out;
+}
+
+// The terminal knows process groups across the border of the tree's own process namespace.
+TEST_F(SensorcamTest, APromptInThePrivateTreeHasItsTerminal)
+{
+    std::filesystem::remove_all("/tmp/state");
+    SensorcamRun run(SensorcamRun::Command{{support::kSensorcam, "--state", "/tmp/state", "--speed", "20", "shell"}},
+                     SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    run.type("get bri\t\n");
+    run.waitFor("KEY_BRIGHTNESS = 50");
+    run.waitFor("camera> ");
+    run.type("watch\n");
+    run.waitFor("watching");
+    run.type("\x03");
+    run.waitFor("camera> ");
+    run.type("\x04");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+    EXPECT_TRUE(has(support::readFile("/tmp/state/history"), "watch"));
+    std::filesystem::remove_all("/tmp/state");
+}
+
+// A locale whose decimal sign is a comma, made from the one that every system has: the names of its folder and file
+// are what the C library asks for.
+class CommaLocale
+{
+public:
+    CommaLocale()
+    {
+        std::filesystem::create_directories(kFolder);
+        std::filesystem::copy("/usr/lib/locale/C.utf8", kFolder + "/xx_XX.utf8",
+                              std::filesystem::copy_options::recursive);
+        const std::string file = kFolder + "/xx_XX.utf8/LC_NUMERIC";
+        std::string numbers = support::readFile(file);
+        std::replace(numbers.begin() + kHeader, numbers.end(), '.', ',');
+        support::writeFile(file, numbers);
+        setenv("LOCPATH", kFolder.c_str(), 1);
+        setenv("LC_ALL", "xx_XX.utf8", 1);
+    }
+
+    ~CommaLocale()
+    {
+        unsetenv("LOCPATH");
+        unsetenv("LC_ALL");
+        std::filesystem::remove_all(kFolder);
+    }
+
+    CommaLocale(const CommaLocale&) = delete;
+    CommaLocale& operator=(const CommaLocale&) = delete;
+
+private:
+    static constexpr int kHeader = 32;  // offsets
+    const std::string kFolder = "/tmp/locales";
+};
+
+TEST_F(SensorcamTest, AtThePromptNumbersKeepTheirPointWhateverTheLocale)
+{
+    const CommaLocale locale;
+    SensorcamRun other(SensorcamRun::Command{{"/usr/bin/printf", "%.1f", "0,5"}});
+    ASSERT_EQ(other.end(), 0) << other.err;
+    ASSERT_EQ(other.out, "0,5") << "programs that follow the locale use a comma";
+    SensorcamRun run({"shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    run.type("light 0.5\n");
+    run.waitFor("0.50 lux");
+    run.waitFor("camera> ");
+    run.type("\x04");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+    EXPECT_FALSE(has(run.out, ",50 lux")) << run.out;
 }
 
 TEST_F(SensorcamTest, OnlySchemesWithAWindowAreOfferedForOne)

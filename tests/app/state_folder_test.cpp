@@ -1,7 +1,7 @@
 #include "StateFolder.h"
 
 #include <gtest/gtest.h>
-
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -107,6 +107,33 @@ TEST_F(StateFolderTest, ALinkInPlaceOfAFileOrFolderOfTheCameraIsRefused)
     }
 }
 
+TEST_F(StateFolderTest, AFolderThatIsRefusedIsNotLocked)
+{
+    std::filesystem::create_directories("/tmp/camera");
+    std::filesystem::create_symlink("/tmp/elsewhere", "/tmp/camera/mnt");
+    EXPECT_NE(failureOf([] { const app::StateFolder state("/tmp/camera"); }), "");
+    std::filesystem::remove("/tmp/camera/mnt");
+    EXPECT_EQ(failureOf([] { const app::StateFolder state("/tmp/camera"); }), "");
+}
+
+TEST_F(StateFolderTest, OfAnOlderProcessNumberNothingStaysInTheLockFile)
+{
+    support::writeFile("/tmp/camera/lock", "12345678901234567890\nand more\n");
+    const app::StateFolder state("/tmp/camera");
+    EXPECT_EQ(support::readFile("/tmp/camera/lock"), std::to_string(getpid()) + "\n");
+}
+
+TEST_F(StateFolderTest, AModelFileThatCannotBeReadIsAFailure)
+{
+    const app::StateFolder state("/tmp/camera");
+    support::writeFile("/tmp/camera/model", "");
+    std::filesystem::resize_file("/tmp/camera/model", std::uintmax_t{1} << 32);
+    EXPECT_NE(failureOf([&] { state.model(); }).find("/tmp/camera/model: it is longer than"), std::string::npos);
+    std::filesystem::remove("/tmp/camera/model");
+    ASSERT_EQ(mkfifo("/tmp/camera/model", 0600), 0);
+    EXPECT_NE(failureOf([&] { state.model(); }).find("/tmp/camera/model: it is no plain file"), std::string::npos);
+}
+
 TEST_F(StateFolderTest, AFolderThatIsReachedThroughALinkIsAllowed)
 {
     std::filesystem::create_directories("/tmp/camera2");
@@ -161,14 +188,17 @@ TEST_F(ProvisionTest, ARefreshReplacesDocumentsAndKeepsTheUsersFiles)
     EXPECT_EQ(support::readFile("/tmp/camera/mnt/mtd/sign/Debug.sign"), "6\n");
 }
 
-TEST_F(ProvisionTest, ALinkAmongTheFoldersOfAPrivateTreeIsRefused)
+TEST_F(ProvisionTest, AGiantOrANamedPipeInPlaceOfADocumentIsReplaced)
 {
-    std::filesystem::create_directories("/tmp/camera/mnt/mtd");
-    std::filesystem::create_symlink("/tmp/camera2", "/tmp/camera/mnt/mtd/code");
-    const std::string text =
-        failureOf([] { app::provision(kShare, "fixed", "/tmp/camera", app::Documents::refresh); });
-    EXPECT_NE(text.find("/tmp/camera/mnt/mtd/code is a symbolic link"), std::string::npos) << text;
-    EXPECT_FALSE(std::filesystem::exists("/tmp/camera2"));
+    const std::string giant = "/tmp/camera" + std::string(support::kModuleConfigFile);
+    const std::string pipe = "/tmp/camera" + std::string(support::kMachineInfoFile);
+    support::writeFile(giant, "");
+    std::filesystem::resize_file(giant, std::uintmax_t{1} << 32);
+    std::filesystem::create_directories(std::filesystem::path(pipe).parent_path());
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    app::provision(kShare, "fixed", "/tmp/camera", app::Documents::refresh);
+    EXPECT_EQ(support::readFile(giant), support::readFile(kShare + "/models/fixed/moduleConfig.xml"));
+    EXPECT_EQ(support::readFile(pipe), support::readFile(kShare + "/models/fixed/machineinfo.ini"));
 }
 
 TEST_F(ProvisionTest, ALinkInPlaceOfAStagedDocumentIsReplaced)

@@ -176,6 +176,18 @@ void addPrivateFolders(const Tree& tree, bool isInMemory, std::vector<std::strin
     }
 }
 
+// The folders above one: bubblewrap itself makes them so that an ordinary user, whom a test of root's may become, gets
+// no further.
+void addWay(const fs::path& folder, std::vector<std::string>& arguments)
+{
+    fs::path above = folder.root_path();
+    for (const fs::path& part : folder.parent_path().relative_path())
+    {
+        above /= part;
+        arguments.insert(arguments.end(), {"--perms", "0755", "--dir", above.string()});
+    }
+}
+
 // Private folders first: sources and build tree may lie below /tmp or /mnt and are then put on top.
 std::vector<std::string> sandboxArguments(const Tree& tree, char** argv, const TreeOptions& options, bool unshareUser)
 {
@@ -188,6 +200,7 @@ std::vector<std::string> sandboxArguments(const Tree& tree, char** argv, const T
     addPrivateFolders(tree, options.isInMemory, arguments);
     for (const char* folder : {SENSORDLL_SOURCE_DIR, SENSORDLL_BINARY_DIR})
     {
+        addWay(folder, arguments);
         arguments.insert(arguments.end(), {"--ro-bind", folder, folder});
     }
     for (const SharedPath& shared : options.shared)

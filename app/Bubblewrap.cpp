@@ -1,6 +1,7 @@
-#include "Sandbox.h"
+#include "Bubblewrap.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +15,18 @@ namespace {
 
 namespace fs = std::filesystem;
 using Arguments = std::vector<std::string>;
+
+const char* const kPrivateFolders[] = {"/mnt", "/hd1", "/tmp"};
+
+// Of the machine's settings what a program needs to run and to write to a terminal.
+const char* const kSettings[] = {"/etc/ld.so.cache", "/etc/localtime", "/etc/terminfo"};
+
+// A /proc shows the processes of the tree alone. Where a container does not let one be mounted, there is an empty one.
+// That is enough for the camera, if the loader is told where the library lies, but not for a sanitizer.
+const Arguments kOwnProc = {"--proc", "/proc", "--remount-ro", "/proc"};
+const Arguments kOtherProc = SENSORCAM_NEEDS_PROC ? Arguments{"--ro-bind", "/proc", "/proc"}
+                                                  : Arguments{"--dir", "/proc", "--setenv", "LD_LIBRARY_PATH",
+                                                              std::string(kInsidePrefix) + SENSORCAM_LIBRARIES};
 
 void append(Arguments& list, const Arguments& more)
 {
@@ -34,26 +47,30 @@ void addSystem(Arguments& list)
             append(list, {"--ro-bind", folder, folder});
         }
     }
-    append(list, {"--ro-bind", "/etc", "/etc", "--ro-bind-try", "/run", "/run", "--ro-bind-try", "/sys", "/sys",
-                  "--dev-bind", "/dev", "/dev", "--bind", "/proc", "/proc"});
+    for (const char* path : kSettings)
+    {
+        append(list, {"--ro-bind-try", path, path});
+    }
 }
 
 // Everything up to the program. Sources are looked up on the real machine, so that state folder and program may
 // lie anywhere, also below /mnt or /tmp.
-Arguments treeArguments(const std::string& stateFolder, const std::string& prefix, bool newUserNamespace)
+Arguments treeArguments(const std::string& stateFolder, const std::string& prefix, const Arguments& proc,
+                        bool newUserNamespace)
 {
-    Arguments list = {"bwrap"};
+    Arguments list = {"bwrap", "--unshare-pid", "--die-with-parent", "--chdir", "/"};
     if (newUserNamespace)
     {
         list.push_back("--unshare-user");
     }
     addSystem(list);
-    for (const char* folder : {"/mnt", "/hd1", "/tmp"})
+    append(list, {"--dev", "/dev"});
+    append(list, proc);
+    for (const char* folder : kPrivateFolders)
     {
         append(list, {"--bind", stateFolder + folder, folder});
     }
     append(list, {"--bind", stateFolder, kInsideState, "--ro-bind", prefix, kInsidePrefix});
-    append(list, {"--die-with-parent", "--chdir", "/"});
     return list;
 }
 
@@ -103,31 +120,49 @@ int probe(const Arguments& command, std::string& errors)
 }  // namespace
 
 std::vector<std::string> sandboxCommand(const std::string& stateFolder, const std::string& program,
-                                        const std::vector<std::string>& arguments, int infoDescriptor)
+                                        const std::vector<std::string>& arguments)
 {
     const fs::path prefix = fs::path(program).parent_path().parent_path();
     std::string errors;
-    for (bool newUserNamespace : {false, true})
+    for (const Arguments& proc : {kOwnProc, kOtherProc})
     {
-        Arguments tree = treeArguments(stateFolder, prefix.string(), newUserNamespace);
-        Arguments trial = tree;
-        append(trial, {"--", "/bin/true"});
-        errors.clear();
-        const int status = probe(trial, errors);
-        if (status == 127)
+        for (bool newUserNamespace : {false, true})
         {
-            throw Failure("bubblewrap is missing; install it (apt-get install bubblewrap), or use --in-place on a "
-                          "board or in a container that is thrown away");
-        }
-        if (status == 0)
-        {
-            const fs::path inside = fs::path(kInsidePrefix) / fs::path(program).lexically_relative(prefix);
-            append(tree, {"--info-fd", std::to_string(infoDescriptor), "--", inside.string()});
-            append(tree, arguments);
-            return tree;
+            Arguments tree = treeArguments(stateFolder, prefix.string(), proc, newUserNamespace);
+            Arguments trial = tree;
+            append(trial, {"--", "/bin/true"});
+            errors.clear();
+            const int status = probe(trial, errors);
+            if (status == 127)
+            {
+                throw Failure("bubblewrap is missing; install it (apt-get install bubblewrap), or use --in-place on a "
+                              "board or in a container that is thrown away");
+            }
+            if (status == 0)
+            {
+                const fs::path inside = fs::path(kInsidePrefix) / fs::path(program).lexically_relative(prefix);
+                append(tree, {"--", inside.string()});
+                append(tree, arguments);
+                return tree;
+            }
         }
     }
     refuse(errors);
+}
+
+bool insideSandbox()
+{
+    for (const std::string folder : kPrivateFolders)
+    {
+        struct stat mine;
+        struct stat states;
+        if (stat(folder.c_str(), &mine) != 0 || stat((kInsideState + folder).c_str(), &states) != 0 ||
+            mine.st_dev != states.st_dev || mine.st_ino != states.st_ino)
+        {
+            return false;
+        }
+    }
+    return true;
 }
 
 }  // namespace app

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// The private file tree: programs and libraries read-only, the camera's /mnt, /hd1 and /tmp from its state folder, a
+// /dev and a /proc of its own.
+namespace app {
+
+// Where the program finds itself and its state folder inside the tree.
+constexpr char kInsidePrefix[] = "/app";
+constexpr char kInsideState[] = "/state";
+
+// The command that runs program (an absolute path on the real machine) with arguments inside the tree of stateFolder.
+// Tries first what this machine allows. Throws Failure, with the remedy, when there is no way.
+std::vector<std::string> sandboxCommand(const std::string& stateFolder, const std::string& program,
+                                        const std::vector<std::string>& arguments);
+
+// True in a tree that sandboxCommand made: what the camera writes to is its state folder's.
+bool insideSandbox();
+
+}  // namespace app
