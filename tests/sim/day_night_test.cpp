@@ -162,6 +162,20 @@ TEST_F(DayNightState, ByTimeANightWithinOneDayIsANightToo)
     EXPECT_EQ(0, state()) << "equal times: always day";
 }
 
+TEST_F(DayNightState, ByTimeANightMayBeginOrEndAtMidnight)
+{
+    ASSERT_EQ(0, setTimes(0, 0, 5, 0));
+    ASSERT_EQ(0, set(IA_CMD_DN_MODE, 3));
+    clock_->setTimeOfDay(23, 59);
+    EXPECT_EQ(0, state());
+    clock_->setTimeOfDay(0, 0);
+    EXPECT_EQ(1, state());
+    ASSERT_EQ(0, setTimes(20, 0, 0, 0));
+    EXPECT_EQ(0, state());
+    clock_->setTimeOfDay(23, 59);
+    EXPECT_EQ(1, state());
+}
+
 TEST_F(DayNightState, DaylightGivesOneNightADay)
 {
     ASSERT_EQ(0, set(IA_CMD_DELAY, 10));
