@@ -425,4 +425,39 @@ TEST_F(ClockTest, SleepersOfDifferentLengthsAreCountedByTheirEnds)
     }
 }
 
+TEST(ScaledClock, SaysWhatASpeedMustBe)
+{
+    try
+    {
+        ScaledClock clock(0);
+        FAIL() << "no exception";
+    }
+    catch (const std::invalid_argument& error)
+    {
+        EXPECT_STREQ(error.what(), "the speed of a clock must be above 0");
+    }
+}
+
+TEST(ManualClock, IsReadWhileItMoves)
+{
+    ManualClock clock(8, 0);
+    std::atomic<bool> isOver{false};
+    Joining reader([&] {
+        Span last{0};
+        while (!isOver)
+        {
+            const Span now = clock.monotonic();
+            EXPECT_GE(now, last);
+            EXPECT_EQ(clock.localTime().tm_mday, 1);
+            last = now;
+        }
+    });
+    for (int turn = 0; turn < 1000; ++turn)
+    {
+        clock.advance(1s);
+        clock.setTimeOfDay(8, turn % 60);
+    }
+    isOver = true;
+}
+
 }  // namespace

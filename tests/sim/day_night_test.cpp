@@ -222,6 +222,14 @@ TEST_F(DayNightState, DaylightIsDarkAtMidnightAndBrightestAtNoon)
     }
 }
 
+TEST_F(DayNightState, DaylightRisesWithTheSunAndFadesInTheTwilight)
+{
+    EXPECT_NEAR(96400, sim::daylight(12 * 3600), 1) << "60 degrees above the horizon";
+    EXPECT_NEAR(48400, sim::daylight(8 * 3600), 1) << "30 degrees";
+    EXPECT_NEAR(173, sim::daylight(18 * 3600 + 240), 1) << "a degree below it";
+    EXPECT_DOUBLE_EQ(0.05, sim::daylight(20 * 3600));
+}
+
 TEST_F(DayNightState, NegativeLightAndNoNumberAreDarkness)
 {
     service_->setLight(-5);
@@ -315,6 +323,19 @@ TEST_F(DayNightState, TheLensSearchesAfterAChangeIfTheKeyIsOn)
     EXPECT_EQ(sim::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
     pass(1min);
     EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+}
+
+TEST_F(DayNightState, WithoutAChangeTheLensDoesNotSearch)
+{
+    set(IA_CMD_AUTO_FOCUS_MODE, 1);
+    set(IA_CMD_DN_AF_MODE, 1);
+    pass(1min);
+    EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+    service_->setLight(1);
+    pass(4999ms);
+    EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+    pass(1ms);
+    EXPECT_EQ(sim::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
 }
 
 class InfraredLamps : public DayNightState

@@ -272,4 +272,35 @@ TEST_F(LensSearch, APositionThatTheFocusHasAlreadyIsNoMovement)
     EXPECT_TRUE(sharp());
 }
 
+TEST_F(LensSearch, ASearchThatAResetDropsBeginsAnewAfterIt)
+{
+    service_->setDistance(1);
+    ASSERT_EQ(0, set(IA_CMD_LENS_RESET, 1));
+    pass(1min);
+    EXPECT_TRUE(sharp());
+}
+
+TEST_F(LensSearch, NothingSearchesByItselfAfterAResetInManualFocus)
+{
+    useManualFocus();
+    ASSERT_EQ(0, set(IA_CMD_DIGITAL_ZOOM, 1));
+    ASSERT_EQ(0, set(IA_CMD_MZ_POSITION, 32000));
+    ASSERT_EQ(0, set(IA_CMD_MF_POSITION, 5000));
+    pass(1min);
+    ASSERT_EQ(0, set(IA_CMD_LENS_RESET, 1));
+    pass(1min);
+    EXPECT_EQ(5000, service_->lens().focus);
+    ASSERT_EQ(0, set(IA_CMD_LENS_RESET, 1));
+    ASSERT_EQ(0, set(IA_CMD_DIGITAL_ZOOM, 0));
+    pass(1min);
+    EXPECT_EQ(5000, service_->lens().focus);
+}
+
+TEST_F(LensSearch, ASearchByItselfThatIsHeldIsNoFailureOfFocusingOnce)
+{
+    service_->setDistance(1);
+    ASSERT_EQ(0, set(IA_CMD_PTZ_RUN_STATE, 1));
+    EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+}
+
 }  // namespace
