@@ -438,26 +438,42 @@ TEST(ScaledClock, SaysWhatASpeedMustBe)
     }
 }
 
+// Each kind of reading on a thread of its own: what one does must not order what another does.
 TEST(ManualClock, IsReadWhileItMoves)
 {
+    constexpr int kReadings = 1000;
     ManualClock clock(8, 0);
-    std::atomic<bool> isOver{false};
-    Joining reader([&] {
+    std::atomic<int> readings{0};
+    Joining monotonic([&] {
         Span last{0};
-        while (!isOver)
+        for (int i = 0; i < kReadings; ++i)
         {
             const Span now = clock.monotonic();
             EXPECT_GE(now, last);
-            EXPECT_EQ(clock.localTime().tm_mday, 1);
             last = now;
+            readings.fetch_add(1, std::memory_order_relaxed);
         }
     });
-    for (int turn = 0; turn < 1000; ++turn)
+    Joining wall([&] {
+        for (int i = 0; i < kReadings; ++i)
+        {
+            EXPECT_EQ(clock.localTime().tm_mday, 1);
+            readings.fetch_add(1, std::memory_order_relaxed);
+        }
+    });
+    for (int turn = 0; readings < 2 * kReadings; ++turn)
     {
-        clock.advance(1s);
+        clock.advance(1us);
         clock.setTimeOfDay(8, turn % 60);
     }
-    isOver = true;
+}
+
+TEST(ScaledClock, TheShortestWaitIsOneToo)
+{
+    ScaledClock clock(1e-4);
+    const Span before = clock.monotonic();
+    clock.wait(Span(1));
+    EXPECT_GE(clock.monotonic() - before, Span(1));
 }
 
 }  // namespace

@@ -271,4 +271,13 @@ TEST_F(StagedFileOrderTest, ACallThatASignalInterruptedIsMadeAgain)
     EXPECT_EQ(readFile(kPath), "new");
 }
 
+TEST_F(StagedFileOrderTest, ALinkUnderAStagedNameIsNoLeftoverWhateverItLeadsTo)
+{
+    writeFile("/mnt/mtd/code/elsewhere", "somebody's");
+    ASSERT_EQ(symlink("/mnt/mtd/code/elsewhere", (kPath + std::string(".new")).c_str()), 0);
+    EXPECT_TRUE(save("new"));
+    EXPECT_EQ(filesIn(kFolder), (Names{"sensor0.cfg", "sensor0.cfg.new"}));
+    EXPECT_EQ(readFile("/mnt/mtd/code/elsewhere"), "somebody's");
+}
+
 }  // namespace

@@ -52,7 +52,8 @@ bool saveReadAndLog()
     KSLogger logger;
     return file.open(kPath, KSFile::modeWrite | KSFile::modeTruncate) && file.write("new\n!", 5) == 5 && file.close() &&
            file.open(kPath, KSFile::modeRead | KSFile::modeWrite) && file.ReadOneLine(line) && line == "new" &&
-           file.read(&byte, 1) == 1 && byte == '!' && file.getLength() == 5 && file.close() && logger.init(kLog, 1000, 2) && logger.writeLog("[p]", "x") > 0;
+           file.read(&byte, 1) == 1 && byte == '!' && file.getLength() == 5 && file.close() &&
+           logger.init(kLog, 1000, 2) && logger.writeLog("[p]", "x") > 0;
 }
 
 // Whatever another thread starts at that moment.
@@ -71,6 +72,7 @@ TEST_F(DescriptorsTest, NoProgramInheritsAFileHoweverShortItIsOpen)
 
 TEST_F(DescriptorsTest, TheFirstDescriptorIsAsGoodAsAnyAndNoneIsLeftOpen)
 {
+    support::writeFile(kPath + std::string(".new"), "left by a crash");
     const int status = platform_tests::awaitChild(platform_tests::startChild([] {
         close(STDIN_FILENO);
         errno = ENOENT;  // as an earlier call may have left it

@@ -213,4 +213,9 @@ TEST(SySystem, HasTheResultsOfTheContract)
     EXPECT_EQ(kSySystemLimit, -2);
 }
 
+TEST_F(SySystemTest, TheShellKnowsItselfByItsUsualName)
+{
+    EXPECT_EQ(sy_system("test \"$0\" = sh", 30), 0);
+}
+
 }  // namespace
