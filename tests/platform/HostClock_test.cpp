@@ -425,4 +425,55 @@ TEST_F(ClockTest, SleepersOfDifferentLengthsAreCountedByTheirEnds)
     }
 }
 
+TEST(ScaledClock, SaysWhatASpeedMustBe)
+{
+    try
+    {
+        ScaledClock clock(0);
+        FAIL() << "no exception";
+    }
+    catch (const std::invalid_argument& error)
+    {
+        EXPECT_STREQ(error.what(), "the speed of a clock must be above 0");
+    }
+}
+
+// Each kind of reading on a thread of its own: what one does must not order what another does.
+TEST(ManualClock, IsReadWhileItMoves)
+{
+    constexpr int kReadings = 1000;
+    ManualClock clock(8, 0);
+    std::atomic<int> readings{0};
+    Joining monotonic([&] {
+        Span last{0};
+        for (int i = 0; i < kReadings; ++i)
+        {
+            const Span now = clock.monotonic();
+            EXPECT_GE(now, last);
+            last = now;
+            readings.fetch_add(1, std::memory_order_relaxed);
+        }
+    });
+    Joining wall([&] {
+        for (int i = 0; i < kReadings; ++i)
+        {
+            EXPECT_EQ(clock.localTime().tm_mday, 1);
+            readings.fetch_add(1, std::memory_order_relaxed);
+        }
+    });
+    for (int turn = 0; readings < 2 * kReadings; ++turn)
+    {
+        clock.advance(1us);
+        clock.setTimeOfDay(8, turn % 60);
+    }
+}
+
+TEST(ScaledClock, TheShortestWaitIsOneToo)
+{
+    ScaledClock clock(1e-4);
+    const Span before = clock.monotonic();
+    clock.wait(Span(1));
+    EXPECT_GE(clock.monotonic() - before, Span(1));
+}
+
 }  // namespace

@@ -322,4 +322,21 @@ TEST_F(KSFileTest, ReadAndWriteGoOnWhereTheLineEnded)
     EXPECT_EQ(readFile(kPath), "one\ntwo\nTHRee");
 }
 
+TEST_F(KSFileTest, AReadBeyondWhatALineReadAheadGoesOnInTheFile)
+{
+    for (const std::size_t length : {3u, 507u, 508u, 509u, 5000u})
+    {
+        const std::string rest(length, 'r');
+        writeFile(kPath, "one\n" + rest);
+        KSFile file;
+        ASSERT_TRUE(file.open(kPath));
+        std::string line;
+        ASSERT_TRUE(file.ReadOneLine(line));
+        std::string bytes(6000, '-');
+        EXPECT_EQ(file.read(&bytes[0], 6000), static_cast<int>(length));
+        EXPECT_EQ(bytes, rest + std::string(6000 - length, '-'));
+        EXPECT_FALSE(file.ReadOneLine(line));
+    }
+}
+
 }  // namespace

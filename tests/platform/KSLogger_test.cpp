@@ -575,4 +575,34 @@ TEST_F(KSLoggerTest, ProcessesLoseNothingOverRotations)
     expectComplete(writers, 200, kCount);
 }
 
+TEST_F(KSLoggerTest, ANamedPipeInTheLogsPlaceHoldsNobodyUp)
+{
+    ASSERT_EQ(mkfifo(kLog, 0600), 0);
+    EXPECT_EQ(logOnce("[p]", "x"), -1);
+}
+
+TEST_F(KSLoggerTest, ANameThatIsTooLongMakesNoFolder)
+{
+    KSLogger logger;
+    ASSERT_TRUE(logger.init(("/mnt/mtd/fresh/" + std::string(PATH_MAX, 'n')).c_str(), kRoomy, 3));
+    EXPECT_EQ(logger.writeLog("[p]", "x"), -1);
+    EXPECT_FALSE(support::fileExists("/mnt/mtd/fresh"));
+}
+
+TEST_F(KSLoggerTest, WithoutLocksNothingIsWritten)
+{
+    const platform_tests::NoLocks none(ENOLCK);
+    EXPECT_EQ(logOnce("[p]", "x"), -1);
+    EXPECT_EQ(readFile(kLog), "");
+}
+
+TEST_F(KSLoggerTest, AnInitThatFailsTakesBackTheOneBefore)
+{
+    KSLogger logger;
+    ASSERT_TRUE(logger.init(kLog, kRoomy, 3));
+    EXPECT_FALSE(logger.init("", kRoomy, 3));
+    EXPECT_EQ(logger.writeLog("[p]", "x"), -1);
+    EXPECT_TRUE(filesIn(kFolder).empty());
+}
+
 }  // namespace

@@ -296,4 +296,64 @@ TEST_F(ModuleConfigureParserTest, SurvivesChangedAndTruncatedDocuments)
     }
 }
 
+// ---- limits themselves -------------------------------------------------------------------------------------
+
+TEST_F(ModuleConfigureParserTest, TakesTheFirstAndTheLastCharacterOfEachLength)
+{
+    for (const char* text : {"\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xE1\x80\x80", "\xED\x80\x80",
+                             "\xED\x9F\xBF", "\xEE\x80\x80", "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF1\x80\x80\x80",
+                             "\xF4\x80\x80\x80", "\xF4\x8F\xBF\xBF"})
+    {
+        EXPECT_EQ(entriesIn(documentOf(std::string("<a>") + text + "</a>")), 0) << text;
+    }
+    for (const char* text : {"\x80", "\xBF", "\xC1\xBF", "\xC2\x7F", "\xC2\xC0", "\xE0\x9F\xBF", "\xE1\x7F\x80",
+                             "\xE1\xC0\x80", "\xE1\x80\x7F", "\xE1\x80\xC0", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF",
+                             "\xF1\x80\x80\x7F", "\xF1\x80\x80\xC0", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80"})
+    {
+        EXPECT_EQ(entriesIn(documentOf(std::string("<a>") + text + "</a>")), -1) << text;
+    }
+}
+
+TEST_F(ModuleConfigureParserTest, TakesTheFirstAndTheLastReferenceOfEachRange)
+{
+    for (const char* reference :
+         {"&#1;", "&#55295;", "&#57344;", "&#1114111;", "&#x1;", "&#xD7FF;", "&#xE000;", "&#x10FFFF;"})
+    {
+        EXPECT_EQ(entriesIn(documentOf(std::string("<a>") + reference + "</a>")), 0) << reference;
+    }
+    for (const char* reference : {"&#0;", "&#55296;", "&#57343;", "&#1114112;", "&#x0;", "&#xD800;", "&#xDFFF;",
+                                  "&#x110000;", "&#x1g;", "&#x1G;", "&#1a;", "&#1/;", "&#1:;"})
+    {
+        EXPECT_EQ(entriesIn(documentOf(std::string("<a>") + reference + "</a>")), -1) << reference;
+    }
+    for (const char digit : std::string("0123456789abcdefABCDEF"))
+    {
+        EXPECT_EQ(entriesIn(documentOf(std::string("<a>&#x1") + digit + ";</a>")), 0) << digit;
+    }
+}
+
+TEST_F(ModuleConfigureParserTest, KnowsWhatANameMayHold)
+{
+    for (const char* name :
+         {"a", "z", "A", "Z", "_", "\xC3\xBC", "aa", "az", "aA", "aZ", "a0", "a9", "a_", "a-", "a.", "a:"})
+    {
+        EXPECT_EQ(entriesIn(documentOf(std::string("<") + name + "/>")), 0) << name;
+    }
+    for (const char* name : {"`", "{", "@", "[", "0", "9", "-", ".", ":", "a/a", "a;", "a,", "a@", "a[", "a`", "a{"})
+    {
+        EXPECT_EQ(entriesIn(documentOf(std::string("<") + name + "/>")), -1) << name;
+    }
+}
+
+TEST_F(ModuleConfigureParserTest, TakesTwoHundredFiftySixAttributesAndNoMore)
+{
+    std::string element = "<a";
+    for (int i = 0; i < 256; ++i)
+    {
+        element += " a" + std::to_string(i) + "=''";
+    }
+    EXPECT_EQ(entriesIn(documentOf(element + "/>" + kEntry)), 1);
+    EXPECT_EQ(entriesIn(documentOf(element + " b=''/>" + kEntry)), -1);
+}
+
 }  // namespace

@@ -315,4 +315,33 @@ TEST_F(StagedFileOrderTest, ALinkThatLeadsNowhereCannotBeOpened)
     }
 }
 
+// ---- names and interruptions -------------------------------------------------------------------------------
+
+TEST_F(StagedFileOrderTest, WhatACrashLeftMakesRoomForTheNextStagedFileOfThatName)
+{
+    writeFile(kPath + std::string(".new"), "half");
+    KSFile file;
+    ASSERT_TRUE(file.open(kPath, kTruncate));
+    EXPECT_EQ(filesIn(kFolder), Names{"sensor0.cfg.new"});
+    EXPECT_EQ(file.getLength(), 0);
+}
+
+TEST_F(StagedFileOrderTest, ACallThatASignalInterruptedIsMadeAgain)
+{
+    bool saved = false;
+    EXPECT_EQ(callsOfSave(saved, DiskCalls::Mishap::failure, 1, EINTR),
+              (Names{"fsync file", "fsync file", "rename", "fsync folder"}));
+    EXPECT_TRUE(saved);
+    EXPECT_EQ(readFile(kPath), "new");
+}
+
+TEST_F(StagedFileOrderTest, ALinkUnderAStagedNameIsNoLeftoverWhateverItLeadsTo)
+{
+    writeFile("/mnt/mtd/code/elsewhere", "somebody's");
+    ASSERT_EQ(symlink("/mnt/mtd/code/elsewhere", (kPath + std::string(".new")).c_str()), 0);
+    EXPECT_TRUE(save("new"));
+    EXPECT_EQ(filesIn(kFolder), (Names{"sensor0.cfg", "sensor0.cfg.new"}));
+    EXPECT_EQ(readFile("/mnt/mtd/code/elsewhere"), "somebody's");
+}
+
 }  // namespace

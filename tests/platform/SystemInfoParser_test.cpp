@@ -64,12 +64,14 @@ TEST_F(SystemInfoParserTest, AnyIntIsADeviceType)
 
 TEST_F(SystemInfoParserTest, ATextWithoutAValidDeviceTypeIsRefused)
 {
-    for (const char* text : {"", "\n", "DeviceType", "DeviceType=", "DeviceType=x", "DeviceType=1x", "DeviceType=1 2",
-                             "DeviceType=0x1", "DeviceType=1.0", "DeviceType=--1", "DeviceType=2147483648",
-                             "DeviceType=99999999999999999999", "devicetype=1", "XDeviceType=1", "#DeviceType=1"})
+    for (const char* text :
+         {"", "\n", "DeviceType", "DeviceType=", "DeviceType=x", "DeviceType=1x", "DeviceType=1 2", "DeviceType=0x1",
+          "DeviceType=1.0", "DeviceType=--1", "DeviceType=1-2", "DeviceType=1+", "DeviceType=+",
+          "DeviceType=2147483648", "DeviceType=99999999999999999999", "devicetype=1", "XDeviceType=1", "#DeviceType=1"})
     {
         EXPECT_EQ(typeOf(text), -1) << text;
     }
+    EXPECT_EQ(typeOf(std::string("DeviceType=1\0x", 14)), -1);
 }
 
 TEST_F(SystemInfoParserTest, WhatWasFoundIsSetEvenWithoutDeviceType)
@@ -144,6 +146,13 @@ TEST_F(SystemInfoParserTest, SurvivesAnyBytes)
             EXPECT_EQ(machineInfo.getDeviceType(), 0);
         }
     }
+}
+
+TEST_F(SystemInfoParserTest, BlanksAloneAreTakenAway)
+{
+    MachineInfo machineInfo;
+    parse("HardwareModel= \t\v\f~!M1!~ \r\n", machineInfo);
+    EXPECT_EQ(machineInfo.getHardwareModel(), "~!M1!~");
 }
 
 }  // namespace

@@ -2,13 +2,16 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <fstream>
+#include <system_error>
 #include <thread>
 
+#include "ChildProcess.h"
 #include "Eventually.h"
 #include "PrivateTree.h"
 
@@ -197,6 +200,45 @@ TEST_F(SySystemTest, ManyThreadsEachGetTheirOwnStatus)
     {
         thread.join();
     }
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // with them nobody survives that
+TEST_F(SySystemTest, WithoutAThreadForTheLimitTheCommandIsNotLeftRunning)
+{
+    const int status = platform_tests::awaitChild(platform_tests::startChild([] {
+        std::ifstream sizes("/proc/self/statm");
+        rlim_t pages = 0;
+        sizes >> pages;
+        const rlim_t room = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (4 << 20);  // for no thread's stack
+        const rlimit limit{room, room};
+        setrlimit(RLIMIT_AS, &limit);
+        try
+        {
+            for (;;)  // until the stacks that earlier threads left are in use
+            {
+                std::thread([] { pause(); }).detach();
+            }
+        }
+        catch (const std::system_error&)
+        {
+        }
+        const bool isNotStarted = sy_system("sleep 1000", 600) == kSySystemNotStarted;
+        _exit(isNotStarted && waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD ? 42 : 1);
+    }));
+    ASSERT_TRUE(WIFEXITED(status)) << status;
+    EXPECT_EQ(WEXITSTATUS(status), 42);
+}
+#endif
+
+TEST(SySystem, HasTheResultsOfTheContract)
+{
+    EXPECT_EQ(kSySystemNotStarted, -1);
+    EXPECT_EQ(kSySystemLimit, -2);
+}
+
+TEST_F(SySystemTest, TheShellKnowsItselfByItsUsualName)
+{
+    EXPECT_EQ(sy_system("test \"$0\" = sh", 30), 0);
 }
 
 }  // namespace

@@ -162,6 +162,20 @@ TEST_F(DayNightState, ByTimeANightWithinOneDayIsANightToo)
     EXPECT_EQ(0, state()) << "equal times: always day";
 }
 
+TEST_F(DayNightState, ByTimeANightMayBeginOrEndAtMidnight)
+{
+    ASSERT_EQ(0, setTimes(0, 0, 5, 0));
+    ASSERT_EQ(0, set(IA_CMD_DN_MODE, 3));
+    clock_->setTimeOfDay(23, 59);
+    EXPECT_EQ(0, state());
+    clock_->setTimeOfDay(0, 0);
+    EXPECT_EQ(1, state());
+    ASSERT_EQ(0, setTimes(20, 0, 0, 0));
+    EXPECT_EQ(0, state());
+    clock_->setTimeOfDay(23, 59);
+    EXPECT_EQ(1, state());
+}
+
 TEST_F(DayNightState, DaylightGivesOneNightADay)
 {
     ASSERT_EQ(0, set(IA_CMD_DELAY, 10));
@@ -206,6 +220,14 @@ TEST_F(DayNightState, DaylightIsDarkAtMidnightAndBrightestAtNoon)
     {
         EXPECT_LE(sim::daylight(hour * 3600.0), sim::daylight(12 * 3600));
     }
+}
+
+TEST_F(DayNightState, DaylightRisesWithTheSunAndFadesInTheTwilight)
+{
+    EXPECT_NEAR(96400, sim::daylight(12 * 3600), 1) << "60 degrees above the horizon";
+    EXPECT_NEAR(48400, sim::daylight(8 * 3600), 1) << "30 degrees";
+    EXPECT_NEAR(173, sim::daylight(18 * 3600 + 240), 1) << "a degree below it";
+    EXPECT_DOUBLE_EQ(0.05, sim::daylight(20 * 3600));
 }
 
 TEST_F(DayNightState, NegativeLightAndNoNumberAreDarkness)
@@ -301,6 +323,19 @@ TEST_F(DayNightState, TheLensSearchesAfterAChangeIfTheKeyIsOn)
     EXPECT_EQ(sim::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
     pass(1min);
     EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+}
+
+TEST_F(DayNightState, WithoutAChangeTheLensDoesNotSearch)
+{
+    set(IA_CMD_AUTO_FOCUS_MODE, 1);
+    set(IA_CMD_DN_AF_MODE, 1);
+    pass(1min);
+    EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+    service_->setLight(1);
+    pass(4999ms);
+    EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+    pass(1ms);
+    EXPECT_EQ(sim::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
 }
 
 class InfraredLamps : public DayNightState

@@ -213,4 +213,94 @@ TEST_F(LensSearch, FocusingOnceFollowsWhatChangesMeanwhile)
     EXPECT_EQ(sim::kFailed, status(IA_CMD_AUTO_FOCUS_ONCE)) << "too near now";
 }
 
+TEST_F(LensSearch, WhatStandsAtTheNearLimitItselfIsWithinReach)
+{
+    useManualFocus();
+    for (const double metres : {1.0, 0.999})
+    {
+        service_->setDistance(metres);
+        ASSERT_EQ(0, set(IA_CMD_AUTO_FOCUS_ONCE, 1));
+        pass(1min);
+        EXPECT_EQ(metres < 1 ? sim::kFailed : sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE)) << metres;
+        EXPECT_EQ(2900, service_->lens().focus) << "sharp at the limit";
+    }
+}
+
+TEST_F(LensSearch, WhatIsSharpAtTheEndOfTheDriveIsWithinReach)
+{
+    useManualFocus();
+    ASSERT_EQ(0, set(IA_CMD_AUTO_FOCUS_NEAR_LIMIT, 1));
+    ASSERT_EQ(0, set(IA_CMD_MZ_POSITION, 31424));
+    pass(1min);
+    for (const double metres : {0.66667, 0.6666})
+    {
+        service_->setDistance(metres);
+        ASSERT_EQ(0, set(IA_CMD_AUTO_FOCUS_ONCE, 1));
+        pass(1min);
+        EXPECT_EQ(metres < 0.66666 ? sim::kFailed : sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE)) << metres;
+        EXPECT_EQ(20000, service_->lens().focus);
+    }
+}
+
+TEST_F(LensSearch, ASearchThatBeginsSharpGoesToTheNearSideFirst)
+{
+    useManualFocus();
+    ASSERT_TRUE(sharp());
+    ASSERT_EQ(0, set(IA_CMD_AUTO_FOCUS_ONCE, 1));
+    pass(75ms);
+    EXPECT_EQ(2090 + 600, service_->lens().focus);
+    pass(1min);
+    EXPECT_TRUE(sharp());
+}
+
+TEST_F(LensSearch, NothingOfASearchThatWasCalledOffDuringAResetIsLeftAfterIt)
+{
+    ASSERT_EQ(0, set(IA_CMD_LENS_RESET, 1));
+    useManualFocus();
+    pass(3999ms);
+    EXPECT_TRUE(service_->lens().focusMoving);
+    pass(1ms);
+    EXPECT_FALSE(service_->lens().focusMoving);
+}
+
+TEST_F(LensSearch, APositionThatTheFocusHasAlreadyIsNoMovement)
+{
+    ASSERT_EQ(0, set(IA_CMD_MF_POSITION, 2090));
+    EXPECT_EQ(2090, get(IA_CMD_MF_POSITION));
+    EXPECT_TRUE(service_->lens().focusMoving) << "a search follows";
+    pass(1min);
+    EXPECT_TRUE(sharp());
+}
+
+TEST_F(LensSearch, ASearchThatAResetDropsBeginsAnewAfterIt)
+{
+    service_->setDistance(1);
+    ASSERT_EQ(0, set(IA_CMD_LENS_RESET, 1));
+    pass(1min);
+    EXPECT_TRUE(sharp());
+}
+
+TEST_F(LensSearch, NothingSearchesByItselfAfterAResetInManualFocus)
+{
+    useManualFocus();
+    ASSERT_EQ(0, set(IA_CMD_DIGITAL_ZOOM, 1));
+    ASSERT_EQ(0, set(IA_CMD_MZ_POSITION, 32000));
+    ASSERT_EQ(0, set(IA_CMD_MF_POSITION, 5000));
+    pass(1min);
+    ASSERT_EQ(0, set(IA_CMD_LENS_RESET, 1));
+    pass(1min);
+    EXPECT_EQ(5000, service_->lens().focus);
+    ASSERT_EQ(0, set(IA_CMD_LENS_RESET, 1));
+    ASSERT_EQ(0, set(IA_CMD_DIGITAL_ZOOM, 0));
+    pass(1min);
+    EXPECT_EQ(5000, service_->lens().focus);
+}
+
+TEST_F(LensSearch, ASearchByItselfThatIsHeldIsNoFailureOfFocusingOnce)
+{
+    service_->setDistance(1);
+    ASSERT_EQ(0, set(IA_CMD_PTZ_RUN_STATE, 1));
+    EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+}
+
 }  // namespace

@@ -409,6 +409,19 @@ TEST_F(LensMotion, LeavingDigitalZoomRunsAtTheZoomSpeedDuringAResetToo)
     }
 }
 
+TEST_F(LensMotion, LeavingDigitalZoomLeavesAZoomToTheEndOfTheGlassAlone)
+{
+    useManualFocus();
+    set(IA_CMD_DIGITAL_ZOOM, 1);
+    set(IA_CMD_MZOOM_SPEED, 1);
+    set(IA_CMD_MZ_POSITION, 31424);
+    pass(40ms);
+    set(IA_CMD_MZOOM_SPEED, 4);
+    EXPECT_EQ(0, set(IA_CMD_DIGITAL_ZOOM, 0));
+    EXPECT_EQ(host::Span{15s}, waitFor(IA_CMD_MZ_POSITION));
+    EXPECT_EQ(31424, get(IA_CMD_MZ_POSITION));
+}
+
 TEST_F(LensMotion, AReplacedClockEndsEveryMovement)
 {
     pass(1h);

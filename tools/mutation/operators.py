@@ -108,10 +108,12 @@ class Mutator:
                     self._replace(operator, index, table[text])
 
     def _number(self, index, token):
-        digits, suffix = re.fullmatch(r"(0[xX][0-9a-fA-F]+|\d+)([uUlL]*)", token.text).groups()
-        value = int(digits, 0)
+        digits, suffix = re.fullmatch(r"(0[xX][0-9a-fA-F]+|\d+)([uUlL]*)", token.text.replace("'", "")).groups()
+        is_octal = digits.isdecimal() and digits[0] == "0"
+        value = int(digits, 8 if is_octal else 0)
+        form = "0{:o}" if is_octal and value else "0x{:X}" if digits[:2].lower() == "0x" else "{}"
         for new in [value + 1] if self.is_table else sorted({value + 1, value - 1, 0} - {value, -1}):
-            self._replace("constant", index, (f"0x{new:X}" if digits[:2].lower() == "0x" else str(new)) + suffix)
+            self._replace("constant", index, form.format(new) + suffix)
 
     def _character(self, index, token):
         plain = token.text[1:-1]

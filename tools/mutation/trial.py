@@ -8,7 +8,6 @@ import shlex
 import shutil
 import signal
 import subprocess
-import tempfile
 import threading
 import time
 from dataclasses import dataclass, field
@@ -16,20 +15,25 @@ from pathlib import Path
 
 # What uses a folder is tested behind the folder itself: whoever is nearest catches most, and soonest.
 TESTS_OF = {
+    "platform": ["platform", "config", "controller", "system"],
+    "sim": ["sim", "system"],
     "diag": ["diag", "keyval", "memory", "config", "controller", "texts", "system"],
     "keyval": ["keyval", "controller", "config", "texts", "system"],
     "config": ["config", "memory", "controller", "texts", "system"],
     "controller": ["controller", "texts", "system"],
     "include": ["controller", "system", "config", "keyval"],
 }
-FOLDERS = ["diag", "keyval", "config", "controller"]
-ON_INSIDES = [*FOLDERS, "memory"]  # what these test programs link is the library's objects
-WITH_LIBRARY = ["texts", "system"]  # these look at the shared library: the texts that stand in it, and a whole camera
+LIBRARY = ["diag", "keyval", "config", "controller"]
+FOLDERS = ["platform", "sim", *LIBRARY]
+TESTS = [*FOLDERS, "memory", "texts", "system"]  # "texts" is no program: it looks for them in the shared library
 COPIED = [*FOLDERS, "include"]
+OWN_TESTS = ("tests/platform/", "tests/sim/")  # compiled anew for a header: most of its inline code is used there alone
+SHARED = ["lib/libsensorplatform.so", "lib/libsensordll.so"]
+ARCHIVES = {"lib/libsensordll_inside.a": LIBRARY, "lib/libsensorsim.a": ["sim"]}
 SLOW_TEST_MS = 200  # tests beyond it come last; system tests beyond it, which repeat what others did, are left out
 SPARE_SECONDS = 10  # beyond three times the usual run; a loaded machine must not make a mutant look caught
 MEMORY_LIMIT = 6 << 30  # a loop without an end must not take the machine's memory with it
-DISK_LIMIT = 2 << 30  # nor the disk; a limit per file would refuse the sparse files of some tests
+DISK_LIMIT = 2 << 30  # of the tests' files, which lie in memory; one for each file would refuse the sparse ones
 OUTPUT_KEPT = 1 << 16
 
 CAUGHT, SURVIVED, DISCARDED, SAME = "caught", "survived", "discarded", "same"
@@ -57,16 +61,19 @@ def run(command, **options):
 
 
 class Build:
-    """The library and its tests, built once; mutants are linked in the library's stead."""
+    """What is mutated and its tests, built once; a mutant is linked in the stead of what it changes."""
 
-    def __init__(self, root, folder, sanitized=False):
+    def __init__(self, root, folder, paths, sanitizers=""):
+        """paths: of the mutants to come; only their tests are built."""
         self.root = Path(root)
         self.folder = Path(folder)
-        self.tree = self.folder / ("tree-sanitized" if sanitized else "tree")
-        self.folders = FOLDERS if sanitized else [*ON_INSIDES, *WITH_LIBRARY]
-        self.flags = ["-DSENSORDLL_SANITIZE=address,undefined"] if sanitized else []
-        self.memory_limit = resource.RLIM_INFINITY if sanitized else MEMORY_LIMIT  # ASan reserves terabytes
+        self.tree = self.folder / (f"tree-{sanitizers}".replace(",", "-") if sanitizers else "tree")
+        wanted = {tests for path in paths for tests in TESTS_OF[path.split("/")[0]]}
+        self.folders = [tests for tests in (FOLDERS if sanitizers else TESTS) if tests in wanted]
+        self.flags = [f"-DSENSORDLL_SANITIZE={sanitizers}"]
+        self.memory_limit = resource.RLIM_INFINITY if sanitizers else MEMORY_LIMIT  # they reserve terabytes
         self.stages = []
+        self.needs_user_namespace = None
 
     def make(self, jobs):
         self.folder.mkdir(parents=True, exist_ok=True)
@@ -76,13 +83,13 @@ class Build:
                      "-DSENSORDLL_APP=OFF", *self.flags]
         if shutil.which("ccache"):
             configure.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
-        programs = ["sensordll", *(f"{tests}_tests" for tests in self.folders if tests != "texts")]
+        programs = ["sensordll", "sensorplatform", *(f"{tests}_tests" for tests in self.folders if tests != "texts")]
         for command in (configure, ["ninja", "-C", self.tree, f"-j{jobs}", *programs]):
             done = run(command)
             log.write_text(done.stdout)
             if done.returncode != 0:
                 raise SystemExit(f"mutate: the unchanged library does not build, see {log}")
-        self._trees_in_memory()
+        (self.tree / "test-trees").mkdir(exist_ok=True)
         self._read_commands()
 
     def measure(self):
@@ -102,12 +109,25 @@ class Build:
             if slow and tests != "system":
                 self.stages.append(Stage(tests, ":".join(sorted(slow)), sum(slow.values()) / 1000))
 
-    def command(self, tests, folder):
-        """Runs tests that lie below the folder, or look at the library there."""
+    def command(self, tests, folder, *options):
+        """Runs tests with what was linked below the folder; what was not is the tree's."""
         if tests == "texts":
             interface = self.root / "tests" / "interface"
-            return [interface / "report_texts.sh", folder / "lib" / "libsensordll.so", interface / "report_texts.txt"]
-        return [(self.tree if tests in WITH_LIBRARY else folder) / "bin" / f"{tests}_tests"]
+            library = self._first(folder, "lib/libsensordll.so")
+            return [interface / "report_texts.sh", library, interface / "report_texts.txt"]
+        return [*self._cage(), self._first(folder, f"bin/{tests}_tests"), *options]
+
+    def _first(self, folder, target):
+        return folder / target if (folder / target).exists() else self.tree / target
+
+    def _cage(self):
+        """What a mutant signals, forks, writes or removes, as root too, stays in here and goes when its test ends:
+        processes, devices and the folder of the tests' private trees are its own, all else can only be read."""
+        cage = ["bwrap", "--unshare-pid", "--new-session", "--die-with-parent", "--ro-bind", "/", "/", "--dev", "/dev",
+                "--proc", "/proc", "--size", str(DISK_LIMIT), "--tmpfs", self.tree / "test-trees"]
+        if self.needs_user_namespace is None:
+            self.needs_user_namespace = run([*cage, "true"]).returncode != 0  # root without the right to mount
+        return [*cage, *(["--unshare-user"] if self.needs_user_namespace else []), "--"]
 
     def stages_for(self, path):
         order = TESTS_OF[path.split("/")[0]]
@@ -124,52 +144,26 @@ class Build:
         resource.setrlimit(resource.RLIMIT_AS, (self.memory_limit, self.memory_limit))
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
-    def _trees_in_memory(self):
-        """Tests sync what they write to their private trees; in memory that costs nothing."""
-        trees, memory = self.tree / "test-trees", Path("/dev/shm")
-        if trees.exists() and trees.is_symlink() or not os.access(memory, os.W_OK):
-            return
-        trees.unlink() if trees.is_symlink() else shutil.rmtree(trees, ignore_errors=True)
-        trees.symlink_to(tempfile.mkdtemp(prefix="mutate.", dir=memory))
-
-    def clean(self, older_than=0.0):
-        """Removes the private trees that killed tests left."""
-        trees = self.tree / "test-trees"
-        for tree in trees.iterdir() if trees.is_dir() else []:
-            try:
-                if time.time() - tree.stat().st_mtime >= older_than:
-                    shutil.rmtree(tree, ignore_errors=True)
-            except FileNotFoundError:
-                pass
-
-    def close(self):
-        self.clean()
-        trees = self.tree / "test-trees"
-        if trees.is_symlink():
-            shutil.rmtree(trees.resolve(), ignore_errors=True)
-            trees.unlink()
-
     def _read_commands(self):
         database = json.loads((self.tree / "compile_commands.json").read_text())
         self.compile, self.objects = {}, {}
         for entry in database:
             path = os.path.relpath(entry["file"], self.root)
-            if path.split("/")[0] in FOLDERS:
+            if path.split("/")[0] in FOLDERS or path.startswith(OWN_TESTS):
                 words = [word for word in shlex.split(entry["command"]) if not word.endswith("ccache")]
                 self.compile[path] = words[: words.index("-o")]
                 self.objects[path] = entry.get("output") or words[words.index("-o") + 1]
-        self.link = {tests: self._last_command(f"bin/{tests}_tests") for tests in self.folders
-                     if tests not in WITH_LIBRARY}
-        for tests in WITH_LIBRARY if "system" in self.folders else []:
-            self.link[tests] = self._last_command("lib/libsensordll.so")
+        programs = [f"bin/{tests}_tests" for tests in self.folders if tests != "texts"]
+        self.link = {target: self._last_command(target) for target in [*SHARED, *programs]}
         self.users = {}
         listing = run(["ninja", "-C", self.tree, "-t", "deps", *self.objects.values()]).stdout
         by_object = {output: path for path, output in self.objects.items()}
         for line in listing.splitlines():
             if line and not line[0].isspace():
                 current = by_object.get(line.split(":")[0])
-            elif current and line.strip().startswith(str(self.root)):
-                self.users.setdefault(os.path.relpath(line.strip(), self.root), set()).add(current)
+            elif current:
+                used = os.path.relpath(self.tree / line.strip(), self.root)  # ccache may have made the path relative
+                self.users.setdefault(used, set()).add(current)
 
     def _last_command(self, target):
         line = run(["ninja", "-C", self.tree, "-t", "commands", target]).stdout.strip().splitlines()[-1]
@@ -177,15 +171,14 @@ class Build:
 
 
 class Worker:
-    """A private copy of the library's sources, objects and test programs, for one mutant at a time."""
+    """A private copy of the sources, and of the objects, libraries and test programs that one mutant changes."""
 
     def __init__(self, build, number):
         self.build = build
         # Below the build tree: the tests' private file tree shows nothing else.
         self.folder = build.tree / "workers" / str(number)
         shutil.rmtree(self.folder, ignore_errors=True)
-        for name in ("objects", "bin", "lib"):
-            (self.folder / name).mkdir(parents=True)
+        (self.folder / "objects").mkdir(parents=True)
         for name in COPIED:
             shutil.copytree(build.root / name, self.folder / name)
         self.places = re.compile(rf"{re.escape(str(build.root))}/({'|'.join(COPIED)})(?=/|$)")
@@ -209,11 +202,13 @@ class Worker:
             if not self._compile(path, compiled):
                 return DISCARDED, "does not compile"
             objects[self.build.objects[path]] = str(compiled)
-        linked = set()
+        for name in ("bin", "lib"):
+            shutil.rmtree(self.folder / name, ignore_errors=True)
+            (self.folder / name).mkdir()
         for stage in self.build.stages_for(mutant.path):
-            if stage.tests not in linked and not self._link(stage.tests, objects):
-                return DISCARDED, "does not link"
-            linked.add(stage.tests)
+            for target in (*SHARED, f"bin/{stage.tests}_tests"):
+                if target in self.build.link and not self._link(target, objects):
+                    return DISCARDED, "does not link"
             by = self._run(stage)
             if by:
                 return CAUGHT, by
@@ -224,43 +219,39 @@ class Worker:
 
     def _compile(self, path, output, *options):
         command = [self.places.sub(rf"{self.folder}/\1", word) for word in self.build.compile[path]]
-        command += ["-w", *options, "-o", str(output), "-c", str(self.folder / path)]
+        folder = self.build.root if path.startswith(OWN_TESTS) else self.folder
+        command += ["-w", *options, "-o", str(output), "-c", str(folder / path)]
         return run(command, cwd=self.build.tree).returncode == 0
 
-    def _link(self, tests, objects):
-        words = [objects.get(word, word) for word in self.build.link[tests]]
-        output = words.index("-o") + 1
-        if tests in WITH_LIBRARY:
-            words[output] = str(self.folder / "lib" / "libsensordll.so")
-        else:
-            words[output] = str(self.folder / "bin" / f"{tests}_tests")
-            # Before the archive: its own objects of these names are then not taken.
-            archive = words.index("lib/libsensordll_inside.a")
-            words[archive:archive] = objects.values()
+    def _link(self, target, objects):
+        """Only what the objects change, and only once."""
+        original = self.build.link[target]
+        words = [objects.get(word, word) for word in original]
+        for archive, folders in ARCHIVES.items():
+            if archive in words:
+                # Before the archive: its own objects of these names are then not taken.
+                place = words.index(archive)
+                words[place:place] = [new for old, new in objects.items() if old.split("/")[0] in folders]
+        if words == original or (self.folder / target).exists():
+            return True
+        words[words.index("-o") + 1] = str(self.folder / target)
         return run(words, cwd=self.build.tree).returncode == 0
 
     def _run(self, stage):
         """Empty if all tests passed; else what failed."""
-        command = self.build.command(stage.tests, self.folder)
-        if stage.tests != "texts":
-            command += ["--gtest_fail_fast", "--gtest_brief=1", f"--gtest_filter={stage.filter}"]
+        command = self.build.command(stage.tests, self.folder, "--gtest_fail_fast", "--gtest_brief=1",
+                                     f"--gtest_filter={stage.filter}")
         process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                    stderr=subprocess.STDOUT, env=self.build.environment(self.folder / "lib"),
                                    start_new_session=True, preexec_fn=self.build.limit)
         output = Tail(process.stdout)
-        trees = self.build.tree / "test-trees"
-        end, free = time.monotonic() + 3 * stage.seconds + SPARE_SECONDS, free_bytes(trees)
-        while True:
-            try:
-                status = process.wait(timeout=0.5)
-                break
-            except subprocess.TimeoutExpired:
-                if time.monotonic() > end or free - free_bytes(trees) > DISK_LIMIT:
-                    os.killpg(process.pid, signal.SIGKILL)
-                    process.wait()
-                    output.text()
-                    self.build.clean(older_than=120)
-                    return f"{stage.tests}: no end"
+        try:
+            status = process.wait(3 * stage.seconds + SPARE_SECONDS)
+        except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGKILL)
+            process.wait()
+            output.text()
+            return f"{stage.tests}: no end"
         text = output.text()
         if status == 0:
             return ""
@@ -270,7 +261,8 @@ class Worker:
     def _is_same_code(self, mutant, original):
         """The optimising compiler makes the same of it: nobody can tell the difference."""
         file = self.folder / mutant.path
-        for path in self._affected(mutant):
+        affected = self._affected(mutant)
+        for path in affected:
             outputs = []
             for name, text in (("mutant", mutant.text), ("original", original)):
                 file.write_text(text)
@@ -279,7 +271,7 @@ class Worker:
                     return False
             if outputs[0].read_bytes() != outputs[1].read_bytes():
                 return False
-        return True
+        return bool(affected)
 
 
 class Tail(threading.Thread):
@@ -299,7 +291,3 @@ class Tail(threading.Thread):
     def text(self):
         self.join(timeout=5)
         return self.kept.decode(errors="replace")
-
-
-def free_bytes(folder):
-    return shutil.disk_usage(folder).free
