@@ -476,4 +476,12 @@ TEST(ScaledClock, TheShortestWaitIsOneToo)
     EXPECT_GE(clock.monotonic() - before, Span(1));
 }
 
+TEST(ScaledClock, RunsForThousandsOfYears)
+{
+    constexpr Span kYears = 24h * 365 * 2000;
+    ScaledClock clock(1e13);
+    clock.wait(kYears);
+    EXPECT_GE(clock.monotonic(), kYears);
+}
+
 }  // namespace
