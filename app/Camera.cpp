@@ -1,16 +1,16 @@
-#include "Camera.h"
+#include "app/Camera.h"
 
 #include <algorithm>
 #include <stdexcept>
 
 #include "DeviceType.h"
-#include "Failure.h"
+#include "app/Failure.h"
 #include "HostClock.h"
 #include "KSDeviceTime.h"
-#include "KeyNames.h"
+#include "app/KeyNames.h"
 #include "MachineInfo.h"
 #include "ModuleConfigureParser.h"
-#include "SchemeFile.h"
+#include "app/SchemeFile.h"
 #include "SensorFile.h"
 #include "SensorKeys.h"
 #include "SysConfig.h"

@@ -1,10 +1,10 @@
-#include "EndSignals.h"
+#include "app/EndSignals.h"
 
 #include <signal.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include "Failure.h"
+#include "app/Failure.h"
 
 namespace app {
 

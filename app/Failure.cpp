@@ -1,4 +1,4 @@
-#include "Failure.h"
+#include "app/Failure.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,7 +1,7 @@
-#include "KeyLimits.h"
+#include "app/KeyLimits.h"
 
-#include "KeyNames.h"
-#include "Parsing.h"
+#include "app/KeyNames.h"
+#include "app/cli/Parsing.h"
 #include "SensorKeys.h"
 
 namespace app {

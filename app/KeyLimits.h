@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "Answer.h"
-#include "Service.h"
+#include "app/cli/Answer.h"
+#include "services/sim/Service.h"
 
 // What the fitted sensor module allows for a key, in words: for answers and explanations. The service alone
 // decides; nothing here does. Thread-safe.

@@ -1,9 +1,9 @@
-#include "KeyNames.h"
+#include "app/KeyNames.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "Parsing.h"
+#include "app/cli/Parsing.h"
 
 namespace app {
 namespace {

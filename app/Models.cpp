@@ -1,4 +1,4 @@
-#include "Models.h"
+#include "app/Models.h"
 
 #include <algorithm>
 

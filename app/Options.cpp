@@ -1,14 +1,14 @@
-#include "Options.h"
+#include "app/Options.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
 
-#include "Failure.h"
-#include "Models.h"
-#include "Parsing.h"
-#include "StateFolder.h"
+#include "app/Failure.h"
+#include "app/Models.h"
+#include "app/cli/Parsing.h"
+#include "app/box/StateFolder.h"
 
 namespace app {
 namespace {

@@ -1,4 +1,4 @@
-#include "Program.h"
+#include "app/Program.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -7,17 +7,17 @@
 
 #include <filesystem>
 
-#include "Bubblewrap.h"
-#include "Camera.h"
-#include "EndSignals.h"
-#include "Failure.h"
-#include "LibraryOutput.h"
-#include "Models.h"
-#include "Provision.h"
-#include "Session.h"
-#include "Shell.h"
-#include "StateFolder.h"
-#include "Supervisor.h"
+#include "app/box/Bubblewrap.h"
+#include "app/Camera.h"
+#include "app/EndSignals.h"
+#include "app/Failure.h"
+#include "app/box/LibraryOutput.h"
+#include "app/Models.h"
+#include "app/box/Provision.h"
+#include "app/cli/Session.h"
+#include "app/cli/Shell.h"
+#include "app/box/StateFolder.h"
+#include "app/box/Supervisor.h"
 
 namespace app {
 namespace {

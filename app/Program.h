@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Options.h"
+#include "app/Options.h"
 
 namespace app {
 

@@ -1,4 +1,4 @@
-#include "SchemeFile.h"
+#include "app/SchemeFile.h"
 
 #include <algorithm>
 

@@ -1,11 +1,11 @@
-#include "UiFiles.h"
+#include "app/UiFiles.h"
 
 #include <tinyxml.h>
 
 #include <cstring>
 
-#include "DiskFiles.h"
-#include "Failure.h"
+#include "app/box/DiskFiles.h"
+#include "app/Failure.h"
 #include "XmlGuard.h"
 
 namespace app {

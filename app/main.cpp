@@ -3,9 +3,9 @@
 
 #include <exception>
 
-#include "Failure.h"
-#include "Options.h"
-#include "Program.h"
+#include "app/Failure.h"
+#include "app/Options.h"
+#include "app/Program.h"
 
 namespace {
 

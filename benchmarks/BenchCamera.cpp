@@ -1,4 +1,4 @@
-#include "BenchCamera.h"
+#include "benchmarks/BenchCamera.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -6,14 +6,14 @@
 #include <fstream>
 #include <iterator>
 
-#include "Sandbox.h"
+#include "tests/support/Sandbox.h"
 
 namespace bench {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kShare[] = SENSORDLL_SOURCE_DIR "/app/share/";
+constexpr char kShare[] = SENSORDLL_SOURCE_DIR "/share/";
 constexpr char kStyleFolder[] = "/hd1/moduleConfig/sensorConfig/style/";
 constexpr char kDiversityFolder[] = "/hd1/moduleConfig/sensorConfig/styleDiversity/";
 constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";

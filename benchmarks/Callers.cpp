@@ -1,4 +1,4 @@
-#include "Callers.h"
+#include "benchmarks/Callers.h"
 
 #include <algorithm>
 #include <atomic>
@@ -6,8 +6,8 @@
 #include <thread>
 #include <vector>
 
-#include "BenchCamera.h"
-#include "ConstantService.h"
+#include "benchmarks/BenchCamera.h"
+#include "benchmarks/ConstantService.h"
 
 namespace bench {
 namespace {

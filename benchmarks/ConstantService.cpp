@@ -1,9 +1,9 @@
-#include "ConstantService.h"
+#include "benchmarks/ConstantService.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "Service.h"
+#include "services/sim/Service.h"
 
 namespace bench {
 namespace {

@@ -1,4 +1,4 @@
-#include "Floor.h"
+#include "benchmarks/Floor.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,8 +10,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "BenchCamera.h"
-#include "KeyRows.h"
+#include "benchmarks/BenchCamera.h"
+#include "tests/support/KeyRows.h"
 
 namespace bench {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <tinyxml.h>
 
-#include "ConstantService.h"
+#include "benchmarks/ConstantService.h"
 #include "KeyVal.h"
 
 // What an operation cannot do without, done by hand: the cost that every implementation of its contract has.

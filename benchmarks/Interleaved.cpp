@@ -1,4 +1,4 @@
-#include "Interleaved.h"
+#include "benchmarks/Interleaved.h"
 
 #include <algorithm>
 #include <ctime>

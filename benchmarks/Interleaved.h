@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Operations.h"
+#include "benchmarks/Operations.h"
 
 namespace bench {
 

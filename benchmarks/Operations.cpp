@@ -1,11 +1,11 @@
-#include "Operations.h"
+#include "benchmarks/Operations.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
 
-#include "Floor.h"
+#include "benchmarks/Floor.h"
 #include "StringHandler.h"
 
 namespace bench {

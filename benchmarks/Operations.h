@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "BenchCamera.h"
+#include "benchmarks/BenchCamera.h"
 
 // The operations that are measured: each beside its floor, on a camera of its own.
 namespace bench {

@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "Operations.h"
-#include "Sandbox.h"
+#include "benchmarks/Operations.h"
+#include "tests/support/Sandbox.h"
 
 namespace {
 

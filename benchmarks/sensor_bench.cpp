@@ -14,10 +14,10 @@
 #include <fstream>
 #include <string>
 
-#include "Callers.h"
-#include "Interleaved.h"
-#include "Operations.h"
-#include "Sandbox.h"
+#include "benchmarks/Callers.h"
+#include "benchmarks/Interleaved.h"
+#include "benchmarks/Operations.h"
+#include "tests/support/Sandbox.h"
 
 namespace {
 

@@ -5,12 +5,12 @@
 
 #include <tinyxml.h>
 
-#include "ConfigUnit.h"
-#include "Decimal.h"
+#include "config/ConfigUnit.h"
+#include "base/Decimal.h"
 #include "SensorFile.h"
 #include "SensorFlags.h"
-#include "SensorTrace.h"
-#include "XmlDocument.h"
+#include "diag/SensorTrace.h"
+#include "config/XmlDocument.h"
 
 using config::kSensorFile;
 
@@ -78,7 +78,7 @@ private:
         const char* text = element.Attribute("id");
         if (text != nullptr)
         {
-            m_controls.push_back({diag::decimal(text), &element, 0});
+            m_controls.push_back({base::decimal(text), &element, 0});
         }
         for (TiXmlElement* child = element.FirstChildElement(); child != nullptr; child = child->NextSiblingElement())
         {
@@ -116,7 +116,7 @@ int rewriteControl(TiXmlElement& control, int cmd, const ia_dynamic_params_attr_
         {
             return -1;  // contract: the items behind it stay
         }
-        if (!isAllowed(attr, diag::decimal(index)))
+        if (!isAllowed(attr, base::decimal(index)))
         {
             diag::trace(diag::Kind::debug, place, "_________________delete comboitem(%s)__________________\n", index);
             control.RemoveChild(item);
@@ -144,7 +144,7 @@ int getDnaValbyCmdId(Controls& controls, int id, int& val)
 {
     return controls.forEachWithId(id, [&val](TiXmlElement& element) {
         const char* value = element.Attribute("value");
-        val = value == nullptr ? val : diag::decimal(value);
+        val = value == nullptr ? val : base::decimal(value);
         return 0;  // contract: of several the last one is kept
     });
 }

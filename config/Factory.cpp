@@ -2,11 +2,11 @@
 
 #include <tinyxml.h>
 
-#include "ConfigUnit.h"
-#include "Decimal.h"
+#include "config/ConfigUnit.h"
+#include "base/Decimal.h"
 #include "SensorFile.h"
-#include "SensorTrace.h"
-#include "XmlDocument.h"
+#include "diag/SensorTrace.h"
+#include "config/XmlDocument.h"
 
 using config::kKeyValCapacity;
 using config::kSensorFile;
@@ -23,8 +23,8 @@ u32 collect(const TiXmlElement& element, KeyVal* keyVal, u32& count)
     {
         if (count < kKeyValCapacity)
         {
-            keyVal[count].key = static_cast<u32>(diag::decimal(id));
-            keyVal[count].value = static_cast<u32>(diag::decimal(value));
+            keyVal[count].key = static_cast<u32>(base::decimal(id));
+            keyVal[count].value = static_cast<u32>(base::decimal(value));
             ++count;
         }
         else

@@ -6,10 +6,10 @@
 #include <new>
 #include <string>
 
-#include "ConfigUnit.h"
+#include "config/ConfigUnit.h"
 #include "KSFile.h"
-#include "SensorTrace.h"
-#include "SharedWord.h"
+#include "diag/SensorTrace.h"
+#include "base/SharedWord.h"
 
 using config::kSensorFile;
 
@@ -42,7 +42,7 @@ public:
     {
         for (INT64 i = 0; m_pBytes != nullptr && i < count(); ++i)
         {
-            const KeyVal record = {diag::sharedLoad(records[i].key), diag::sharedLoad(records[i].value)};
+            const KeyVal record = {base::sharedLoad(records[i].key), base::sharedLoad(records[i].value)};
             std::memcpy(&m_pBytes[i * sizeof(KeyVal)], &record, sizeof record);
         }
     }
@@ -54,10 +54,10 @@ public:
         {
             KeyVal record;
             std::memcpy(&record, &m_pBytes[i * sizeof(KeyVal)], sizeof record);
-            diag::sharedStore(records[i].key, record.key);
+            base::sharedStore(records[i].key, record.key);
             if (i * static_cast<INT64>(sizeof(KeyVal)) + static_cast<INT64>(sizeof(u32)) < length)
             {
-                diag::sharedStore(records[i].value, record.value);
+                base::sharedStore(records[i].value, record.value);
             }
         }
     }

@@ -1,15 +1,15 @@
 #include "SensorFlags.h"
 
-#include "SharedWord.h"
+#include "base/SharedWord.h"
 
 bool g_bShowWDRFalg = true;
 
 void setshowWDRFalg(bool p_bShow)
 {
-    diag::sharedStore(g_bShowWDRFalg, p_bShow);
+    base::sharedStore(g_bShowWDRFalg, p_bShow);
 }
 
 bool getshowWDRFalg()
 {
-    return diag::sharedLoad(g_bShowWDRFalg);
+    return base::sharedLoad(g_bShowWDRFalg);
 }

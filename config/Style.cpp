@@ -3,13 +3,13 @@
 
 #include <tinyxml.h>
 
-#include "ConfigUnit.h"
-#include "Decimal.h"
+#include "config/ConfigUnit.h"
+#include "base/Decimal.h"
 #include "SensorFile.h"
-#include "SensorTrace.h"
+#include "diag/SensorTrace.h"
 #include "SysConfig.h"
-#include "TextFile.h"
-#include "XmlDocument.h"
+#include "config/TextFile.h"
+#include "config/XmlDocument.h"
 
 using config::kSensorFile;
 
@@ -94,7 +94,7 @@ int getDetailFieldTou32(const char* detail, const char* name, u32* value)
     {
         return -1;
     }
-    *value = static_cast<u32>(diag::decimal(std::string(text, length).c_str()));
+    *value = static_cast<u32>(base::decimal(std::string(text, length).c_str()));
     return 0;
 }
 

@@ -1,4 +1,4 @@
-#include "TextFile.h"
+#include "config/TextFile.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "SensorFile.h"
-#include "XmlCheck.h"
+#include "config/XmlCheck.h"
 
 namespace config {
 namespace {

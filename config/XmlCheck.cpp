@@ -1,4 +1,4 @@
-#include "XmlCheck.h"
+#include "config/XmlCheck.h"
 
 #include <algorithm>
 #include <array>

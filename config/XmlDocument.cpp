@@ -1,12 +1,12 @@
-#include "XmlDocument.h"
+#include "config/XmlDocument.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "ConfigUnit.h"
+#include "config/ConfigUnit.h"
 #include "KSFile.h"
-#include "SensorTrace.h"
-#include "XmlCheck.h"
+#include "diag/SensorTrace.h"
+#include "config/XmlCheck.h"
 
 using config::kSensorFile;
 

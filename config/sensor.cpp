@@ -3,15 +3,15 @@
 #include <cstring>
 #include <string>
 
-#include "ConfigUnit.h"
+#include "config/ConfigUnit.h"
 #include "MachineInfo.h"
 #include "ModuleConfigure.h"
 #include "SensorFile.h"
-#include "SensorTrace.h"
-#include "SharedWord.h"
+#include "diag/SensorTrace.h"
+#include "base/SharedWord.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
-#include "TextFile.h"
+#include "config/TextFile.h"
 
 using config::kMachineInfoFile;
 using config::kSensor;
@@ -82,10 +82,10 @@ int loadText(const std::string& fileName, char*& text)
 int initSysConf(const ModuleConfigure& p_objModuleConfigure, SysConfig* p_stSysConf)
 {
     clearRest(*p_stSysConf);
-    diag::sharedStore(p_stSysConf->moduleConfig.nModuleId, p_objModuleConfigure.getModuleId());
+    base::sharedStore(p_stSysConf->moduleConfig.nModuleId, p_objModuleConfigure.getModuleId());
     copyText(p_stSysConf->moduleConfig.szDetail, p_objModuleConfigure.getDetail());
     copyText(p_stSysConf->moduleConfig.szParameters, p_objModuleConfigure.getParameters());
-    diag::sharedStore(p_stSysConf->nSchemeSum, schemesOf(p_stSysConf->moduleConfig.szDetail, DIAG_PLACE(kSensor)));
+    base::sharedStore(p_stSysConf->nSchemeSum, schemesOf(p_stSysConf->moduleConfig.szDetail, DIAG_PLACE(kSensor)));
 
     MachineInfo machineInfo;
     diag::reportUnless(SystemInfoParser::parseMachineInfo(kMachineInfoFile, machineInfo), DIAG_PLACE_AT(kSensor, 141),

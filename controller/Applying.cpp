@@ -1,10 +1,10 @@
 #include <cstring>
 
-#include "ControllerFlags.h"
-#include "ControllerUnit.h"
+#include "controller/ControllerFlags.h"
+#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
-#include "ServiceWord.h"
-#include "SharedWord.h"
+#include "controller/ServiceWord.h"
+#include "base/SharedWord.h"
 #include "ia_ioctrl.h"
 
 using diag::Kind;
@@ -78,13 +78,13 @@ bool ISensorController::applyRecord(const diag::Place& place, u32 index, KeyVal&
 void ISensorController::rememberRecord(const diag::Place& place, u32 index, const KeyVal& record)
 {
     const int scheme = m_nCurScheme;
-    const u32 key = diag::sharedLoad(record.key);
+    const u32 key = base::sharedLoad(record.key);
     if (findRecord(scheme, key) == &record)
     {
         // A switch applies the scheme's own records. Storing would lose what another thread sets meanwhile.
         return;
     }
-    const u32 value = diag::sharedLoad(record.value);
+    const u32 value = base::sharedLoad(record.value);
     if (setKeyValToCache(scheme, key, value, false) == -1)
     {
         diag::trace(Kind::debug, place,
@@ -101,7 +101,7 @@ int ISensorController::setParameters(KeyVal* p_pKeyval, unsigned int p_nKeyvalNu
     for (u32 i = 0; i < p_nKeyvalNum; ++i)
     {
         // The array may be a scheme that other threads write: handlers get a copy.
-        KeyVal record = {diag::sharedLoad(p_pKeyval[i].key), diag::sharedLoad(p_pKeyval[i].value)};
+        KeyVal record = {base::sharedLoad(p_pKeyval[i].key), base::sharedLoad(p_pKeyval[i].value)};
         const bool stored = isScheduleKey(record.key);
         if (p_bCache ? isAlreadyHeld(record) : stored)
         {
@@ -113,7 +113,7 @@ int ISensorController::setParameters(KeyVal* p_pKeyval, unsigned int p_nKeyvalNu
             const bool applied = applyRecord(place, i, record);
             if (record.value != given)
             {
-                diag::sharedReplace(p_pKeyval[i].value, given, record.value);
+                base::sharedReplace(p_pKeyval[i].value, given, record.value);
             }
             if (!applied)
             {

@@ -1,15 +1,15 @@
-#include "ControllerFlags.h"
-#include "ControllerUnit.h"
+#include "controller/ControllerFlags.h"
+#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
-#include "KeyValSearch.h"
-#include "SharedWord.h"
+#include "keyval/KeyValSearch.h"
+#include "base/SharedWord.h"
 #include "SysConfig.h"
 
 namespace {
 
 u32 schemeSum()
 {
-    return diag::sharedLoad(g_stSysConf.nSchemeSum);
+    return base::sharedLoad(g_stSysConf.nSchemeSum);
 }
 
 }  // namespace
@@ -41,7 +41,7 @@ int ISensorController::setKeyValToCache(unsigned int p_nScheme, unsigned int p_n
     {
         return -1;
     }
-    diag::sharedStore(record->value, p_nVal);
+    base::sharedStore(record->value, p_nVal);
     return static_cast<int>(record - m_ppUserKeyVal[p_nScheme]);
 }
 
@@ -59,7 +59,7 @@ int ISensorController::getKeyValFromCache(unsigned int p_nScheme, unsigned int p
     {
         return -1;
     }
-    p_nVal = diag::sharedLoad(record->value);
+    p_nVal = base::sharedLoad(record->value);
     return static_cast<int>(record - m_ppUserKeyVal[p_nScheme]);
 }
 

@@ -1,5 +1,5 @@
-#include "ControllerFlags.h"
-#include "ControllerUnit.h"
+#include "controller/ControllerFlags.h"
+#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "SensorFlags.h"
 #include "ia_ioctrl.h"

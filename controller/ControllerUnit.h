@@ -1,10 +1,10 @@
 #pragma once
 
-#include "ConfigUnit.h"
+#include "config/ConfigUnit.h"
 #include "KSMutex.h"
 #include "KeyVal.h"
 #include "SensorKeys.h"
-#include "SensorTrace.h"
+#include "diag/SensorTrace.h"
 
 // What the controller's source files share.
 

@@ -1,7 +1,7 @@
 #include <cstring>
 
-#include "ControllerFlags.h"
-#include "ControllerUnit.h"
+#include "controller/ControllerFlags.h"
+#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "VideoStreamModule.h"
 #include "ia_ioctrl.h"

@@ -1,4 +1,4 @@
-#include "ControllerUnit.h"
+#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "SensorFile.h"
 #include "SysConfig.h"

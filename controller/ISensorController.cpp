@@ -1,6 +1,6 @@
 #include "ISensorController.h"
 
-#include "ControllerUnit.h"
+#include "controller/ControllerUnit.h"
 #include "GThread.h"
 
 namespace {

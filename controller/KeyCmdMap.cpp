@@ -1,13 +1,13 @@
-#include "KeyCmdMap.h"
+#include "controller/KeyCmdMap.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
 
-#include "ControllerUnit.h"
+#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
-#include "SharedWord.h"
+#include "base/SharedWord.h"
 #include "ia_ioctrl.h"
 
 keycmd* g_pKeyCmdMap = nullptr;
@@ -145,7 +145,7 @@ keycmd* newKeyCmdMap(u32 capacity)
 int ISensorController::findFromKeyCmdMap(const keycmd* p_pKeyCmdMap, unsigned int p_nKey, keycmd& p_stKeyCmd)
 {
     // The bound is the global count, so the zeroed spare rows are never reached.
-    const u32 rows = p_pKeyCmdMap == nullptr ? 0 : diag::sharedLoad(g_nKeyCmdNum);
+    const u32 rows = p_pKeyCmdMap == nullptr ? 0 : base::sharedLoad(g_nKeyCmdNum);
     const keycmd* const end = p_pKeyCmdMap + rows;
     const keycmd* const found =
         std::find_if(p_pKeyCmdMap, end, [p_nKey](const keycmd& row) { return row.key == p_nKey; });

@@ -1,8 +1,8 @@
 #include <iterator>
 
-#include "ControllerFlags.h"
+#include "controller/ControllerFlags.h"
 #include "ISensorController.h"
-#include "SharedWord.h"
+#include "base/SharedWord.h"
 #include "SysConfig.h"
 #include "ia_ioctrl.h"
 
@@ -134,7 +134,7 @@ bool ISensorController::getWDR(int& p_nMode)
 
 int ISensorController::getSensorType()
 {
-    return diag::sharedLoad(g_stSysConf.moduleConfig.nModuleId);
+    return base::sharedLoad(g_stSysConf.moduleConfig.nModuleId);
 }
 
 bool ISensorController::getSensorStatus()

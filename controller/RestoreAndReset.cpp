@@ -1,14 +1,14 @@
 #include <cstdio>
 #include <vector>
 
-#include "ControllerFlags.h"
-#include "ControllerUnit.h"
+#include "controller/ControllerFlags.h"
+#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "MachineInfo.h"
 #include "ModuleConfigure.h"
 #include "ModuleConfigureParser.h"
 #include "SensorFile.h"
-#include "SharedWord.h"
+#include "base/SharedWord.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
 #include "sy_system.h"
@@ -56,7 +56,7 @@ int ISensorController::restore(int p_nKey)
     diag::tracePlain(Kind::debug, "p_nKey(%d)\n", p_nKey);
     if (const KeyVal* const stored = findRecord(m_nCurScheme, p_nKey))
     {
-        KeyVal record = {stored->key, diag::sharedLoad(stored->value)};  // a handler may change it
+        KeyVal record = {stored->key, base::sharedLoad(stored->value)};  // a handler may change it
         return setParameters(&record, 1, false);
     }
     diag::reportUnless(false, CONTROLLER_PLACE, "-1 != nPos",
@@ -73,7 +73,7 @@ bool ISensorController::resetToLastParameters()
 {
     diag::trace(Kind::debug, CONTROLLER_PLACE, "\n");
     const int scheme = m_nCurScheme;
-    if (static_cast<u32>(scheme) >= diag::sharedLoad(g_stSysConf.nSchemeSum))
+    if (static_cast<u32>(scheme) >= base::sharedLoad(g_stSysConf.nSchemeSum))
     {
         return true;
     }

@@ -1,9 +1,9 @@
 #include <cstdio>
 
-#include "ControllerUnit.h"
+#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "SensorFile.h"
-#include "SharedWord.h"
+#include "base/SharedWord.h"
 #include "SysConfig.h"
 
 using diag::Kind;
@@ -29,7 +29,7 @@ u32 ISensorController::scheduleTime(u32 scheme, u32 hourRecord) const
     {
         return 0;
     }
-    return diag::sharedLoad(records[hourRecord].value) * 100 + diag::sharedLoad(records[hourRecord + 1].value);
+    return base::sharedLoad(records[hourRecord].value) * 100 + base::sharedLoad(records[hourRecord + 1].value);
 }
 
 int ISensorController::flush()

@@ -1,11 +1,11 @@
 #include <chrono>
 #include <thread>
 
-#include "ControllerFlags.h"
-#include "ControllerUnit.h"
+#include "controller/ControllerFlags.h"
+#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "KestraTime.h"
-#include "SharedWord.h"
+#include "base/SharedWord.h"
 #include "SysConfig.h"
 
 namespace {

@@ -1,9 +1,9 @@
-#include "ControllerFlags.h"
-#include "ControllerUnit.h"
+#include "controller/ControllerFlags.h"
+#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "KSDeviceTime.h"
 #include "KestraTime.h"
-#include "SharedWord.h"
+#include "base/SharedWord.h"
 #include "SysConfig.h"
 #include "ia_ioctrl.h"
 
@@ -111,14 +111,14 @@ int ISensorController::judgeCurScheme(int& p_nScheme, int& p_nSchedule)
 {
     const KSDeviceTime time = KSDeviceTime::getCurrentTime();
     const u32 now = static_cast<u32>(time.getHour() * 100 + time.getMinute());
-    const u32 schemes = diag::sharedLoad(g_stSysConf.nSchemeSum);
+    const u32 schemes = base::sharedLoad(g_stSysConf.nSchemeSum);
     p_nSchedule = kOutsideWindows;
     p_nScheme = static_cast<int>(schemes);
     for (u32 i = 0; i < schemes; ++i)
     {
         const KeyVal* const records = recordsOf(i);
         if (records == nullptr || m_nKeyValSum < kScheduleRecords ||
-            diag::sharedLoad(records[kRecordEnable].value) == 0)
+            base::sharedLoad(records[kRecordEnable].value) == 0)
         {
             continue;
         }
@@ -145,8 +145,8 @@ int ISensorController::LPR_switch_to(int p_nScheme)
         {
             const bool forced = !modeSeen && records[i].key == KEY_DN_MODE;
             modeSeen = modeSeen || forced;
-            diag::sharedStore(m_pstKeyValBuf[i].key, records[i].key);
-            diag::sharedStore(m_pstKeyValBuf[i].value, forced ? 0u : diag::sharedLoad(records[i].value));
+            base::sharedStore(m_pstKeyValBuf[i].key, records[i].key);
+            base::sharedStore(m_pstKeyValBuf[i].value, forced ? 0u : base::sharedLoad(records[i].value));
         }
         setParameters(m_pstKeyValBuf, m_nKeyValSum, false);
     }

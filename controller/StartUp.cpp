@@ -3,17 +3,17 @@
 #include <vector>
 
 #include "AVStreamParam.h"
-#include "ControllerFlags.h"
-#include "ControllerUnit.h"
+#include "controller/ControllerFlags.h"
+#include "controller/ControllerUnit.h"
 #include "DeviceType.h"
 #include "GThread.h"
 #include "ISensorController.h"
 #include "KSFile.h"
-#include "KeyCmdMap.h"
+#include "controller/KeyCmdMap.h"
 #include "MachineInfo.h"
 #include "SensorFile.h"
 #include "SensorFlags.h"
-#include "SharedWord.h"
+#include "base/SharedWord.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
 #include "VideoStreamModule.h"
@@ -63,9 +63,9 @@ bool ISensorController::init(const ModuleConfigure& p_objModuleConfigure)
     diag::reportUnless(setVersion(m_nVersion) == SNS_SUCCESS, CONTROLLER_PLACE, "SNS_SUCCESS == setVersion(m_nVersion)",
                        "m_nVersion(%d)\n", static_cast<int>(m_nVersion));
 
-    m_pKeyCmdMap = newKeyCmdMap(diag::sharedLoad(g_nKeyCmdNum));
+    m_pKeyCmdMap = newKeyCmdMap(base::sharedLoad(g_nKeyCmdNum));
     g_pKeyCmdMap = m_pKeyCmdMap;
-    diag::sharedStore(g_nKeyCmdNum, kKeyCmdRows);
+    base::sharedStore(g_nKeyCmdNum, kKeyCmdRows);
     m_pstKeyValTmp = new KeyVal[m_nKeyValSum]();
 
     sensorThread();  // the first scheme is in force before the host goes on

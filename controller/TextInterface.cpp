@@ -1,11 +1,11 @@
 #include <cstdio>
 
-#include "ControllerUnit.h"
-#include "Decimal.h"
+#include "controller/ControllerUnit.h"
+#include "base/Decimal.h"
 #include "ISensorController.h"
-#include "KeyValText.h"
+#include "keyval/KeyValText.h"
 #include "SensorKeyVal.h"
-#include "ServiceWord.h"
+#include "controller/ServiceWord.h"
 #include "StringHandler.h"
 #include "ia_ioctrl.h"
 
@@ -63,7 +63,7 @@ bool ISensorController::getParameters(const std::string& p_strIds, std::string& 
     p_strPairs.clear();
     for (const std::string& id : ids)
     {
-        const int key = diag::decimal(id.c_str());
+        const int key = base::decimal(id.c_str());
         int value = 0;
         if (getParameter(key, value))
         {
@@ -117,9 +117,9 @@ int ISensorController::SensorCheck(std::string& p_strText)
         return SNS_SUCCESS;  // contract: no different from a request that the service accepted
     }
     ia_sensor_check_st request = {};
-    request.first = diag::decimal(items.at(0).c_str());
-    request.second = diag::decimal(items.at(1).c_str());
-    request.third = diag::decimal(items.at(2).c_str());
+    request.first = base::decimal(items.at(0).c_str());
+    request.second = base::decimal(items.at(1).c_str());
+    request.third = base::decimal(items.at(2).c_str());
     const bool reads = request.second == kSensorCheckRead;
     const int status = ia_ioctrl(IA_CMD_SENSOR_CHECK, reads ? IA_CMD_OPT_GET : IA_CMD_OPT_SET, &request);
     if (reads)

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "Decimal.h"
+#include "base/Decimal.h"
 #include "KSFile.h"
-#include "SharedWord.h"
+#include "base/SharedWord.h"
 
 int g_nDebugLevel = 1;
 bool g_bEnAssert = false;
@@ -28,7 +28,7 @@ int takeNumber(char*& next, char* end, int missing)
         --stop;
     }
     *stop = '\0';
-    return stop == line ? missing : diag::decimal(line);
+    return stop == line ? missing : base::decimal(line);
 }
 
 }  // namespace
@@ -37,8 +37,8 @@ void updateDebugLevel()
 {
     if (!KSFile::exists(kMarkerFile))
     {
-        diag::sharedStore(g_nDebugLevel, kDefaultLevel);
-        diag::sharedStore(g_bEnAssert, false);
+        base::sharedStore(g_nDebugLevel, kDefaultLevel);
+        base::sharedStore(g_bEnAssert, false);
         return;
     }
     KSFile file;
@@ -50,6 +50,6 @@ void updateDebugLevel()
     char text[kMarkerMax + 1];
     char* next = text;
     char* const end = text + std::max(file.read(text, kMarkerMax), 0);
-    diag::sharedStore(g_nDebugLevel, takeNumber(next, end, kDefaultLevel));
-    diag::sharedStore(g_bEnAssert, takeNumber(next, end, 0) != 0);
+    base::sharedStore(g_nDebugLevel, takeNumber(next, end, kDefaultLevel));
+    base::sharedStore(g_bEnAssert, takeNumber(next, end, 0) != 0);
 }

@@ -1,4 +1,4 @@
-#include "SensorTrace.h"
+#include "diag/SensorTrace.h"
 
 #undef NDEBUG  // a release build must still be able to end the process
 #include <cassert>
@@ -8,7 +8,7 @@
 #include <string>
 
 #include "KSLogger.h"
-#include "SharedWord.h"
+#include "base/SharedWord.h"
 
 namespace diag {
 namespace {
@@ -144,7 +144,7 @@ void reportDetail(const std::string& detail)
 
 void endIfAsked(const Place& place)
 {
-    if (sharedLoad(g_bEnAssert))
+    if (base::sharedLoad(g_bEnAssert))
     {
         std::fflush(stdout);
         __assert_fail("bRet", place.unit, static_cast<unsigned>(place.line), place.signature);
@@ -163,7 +163,7 @@ void report(const Place& place, const char* expression, const std::string& detai
 bool enabled(Kind kind)
 {
     updateDebugLevel();
-    return sharedLoad(g_nDebugLevel) > rowOf(kind).threshold;
+    return base::sharedLoad(g_nDebugLevel) > rowOf(kind).threshold;
 }
 
 void trace(Kind kind, const Place& place, const char* format, ...)

@@ -1,10 +1,10 @@
-#include "CameraTree.h"
+#include "fuzz/CameraTree.h"
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
-#include "Require.h"
+#include "fuzz/Require.h"
 
 namespace fs = std::filesystem;
 

@@ -1,4 +1,4 @@
-#include "CameraUnderTest.h"
+#include "fuzz/CameraUnderTest.h"
 
 #include <sys/stat.h>
 
@@ -8,18 +8,18 @@
 #include <stdexcept>
 #include <utility>
 
-#include "CameraTree.h"
-#include "ControllerProbe.h"
-#include "DetailField.h"
-#include "HostStandIns.h"
+#include "fuzz/CameraTree.h"
+#include "tests/support/ControllerProbe.h"
+#include "fuzz/DetailField.h"
+#include "fuzz/HostStandIns.h"
 #include "MachineInfo.h"
 #include "ModuleConfigure.h"
 #include "ModuleConfigureParser.h"
-#include "Require.h"
+#include "fuzz/Require.h"
 #include "SensorKeys.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
-#include "TextParts.h"
+#include "fuzz/TextParts.h"
 
 namespace fs = std::filesystem;
 

@@ -1,4 +1,4 @@
-#include "HostStandIns.h"
+#include "fuzz/HostStandIns.h"
 
 #include <cstring>
 #include <filesystem>
@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "GThread.h"
-#include "Require.h"
-#include "StopToken.h"
+#include "fuzz/Require.h"
+#include "platform/posix/StopToken.h"
 #include "sy_system.h"
 
 namespace fs = std::filesystem;

@@ -1,4 +1,4 @@
-#include "Inside.h"
+#include "fuzz/Inside.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "Sandbox.h"
+#include "tests/support/Sandbox.h"
 
 namespace fuzz {
 namespace {

@@ -1,4 +1,4 @@
-#include "Require.h"
+#include "fuzz/Require.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,10 +1,10 @@
-#include "ScriptedService.h"
+#include "fuzz/ScriptedService.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "Require.h"
-#include "TextParts.h"
+#include "fuzz/Require.h"
+#include "fuzz/TextParts.h"
 
 namespace fuzz {
 namespace {

@@ -1,10 +1,10 @@
-#include "Session.h"
+#include "fuzz/Session.h"
 
 #include <algorithm>
 #include <map>
 
-#include "Require.h"
-#include "TextParts.h"
+#include "fuzz/Require.h"
+#include "fuzz/TextParts.h"
 
 namespace fuzz {
 namespace {

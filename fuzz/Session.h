@@ -4,8 +4,8 @@
 #include <string_view>
 #include <vector>
 
-#include "CameraUnderTest.h"
-#include "ScriptedService.h"
+#include "fuzz/CameraUnderTest.h"
+#include "fuzz/ScriptedService.h"
 
 namespace fuzz {
 

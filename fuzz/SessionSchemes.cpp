@@ -1,14 +1,14 @@
-#include "Session.h"
+#include "fuzz/Session.h"
 
 #include <algorithm>
 #include <filesystem>
 
-#include "CameraTree.h"
-#include "HostStandIns.h"
-#include "Require.h"
+#include "fuzz/CameraTree.h"
+#include "fuzz/HostStandIns.h"
+#include "fuzz/Require.h"
 #include "SensorFlags.h"
 #include "SensorKeys.h"
-#include "TextParts.h"
+#include "fuzz/TextParts.h"
 
 namespace fs = std::filesystem;
 

@@ -1,12 +1,12 @@
-#include "Session.h"
+#include "fuzz/Session.h"
 
 #include <algorithm>
 #include <filesystem>
 
-#include "CameraTree.h"
-#include "HostStandIns.h"
-#include "Require.h"
-#include "TextParts.h"
+#include "fuzz/CameraTree.h"
+#include "fuzz/HostStandIns.h"
+#include "fuzz/Require.h"
+#include "fuzz/TextParts.h"
 
 namespace fs = std::filesystem;
 

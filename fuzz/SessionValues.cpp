@@ -1,16 +1,16 @@
-#include "Session.h"
+#include "fuzz/Session.h"
 
 #include <algorithm>
 #include <cstring>
 #include <set>
 #include <stdexcept>
 
-#include "Require.h"
+#include "fuzz/Require.h"
 #include "SensorFlags.h"
 #include "SensorKeyVal.h"
 #include "SensorKeys.h"
-#include "TextParts.h"
-#include "XmlCheck.h"
+#include "fuzz/TextParts.h"
+#include "config/XmlCheck.h"
 
 namespace fuzz {
 namespace {

@@ -1,4 +1,4 @@
-#include "TextParts.h"
+#include "fuzz/TextParts.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,11 +1,11 @@
-#include "XmlTree.h"
+#include "fuzz/XmlTree.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
-#include "Require.h"
-#include "TextParts.h"
+#include "fuzz/Require.h"
+#include "fuzz/TextParts.h"
 
 namespace fuzz {
 namespace {

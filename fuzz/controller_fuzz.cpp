@@ -2,15 +2,15 @@
 #include <string_view>
 #include <vector>
 
-#include "CameraTree.h"
-#include "CameraUnderTest.h"
-#include "DetailField.h"
-#include "HostStandIns.h"
+#include "fuzz/CameraTree.h"
+#include "fuzz/CameraUnderTest.h"
+#include "fuzz/DetailField.h"
+#include "fuzz/HostStandIns.h"
 #include "ModuleConfigure.h"
-#include "ScriptedService.h"
+#include "fuzz/ScriptedService.h"
 #include "SensorFlags.h"
-#include "Session.h"
-#include "TextParts.h"
+#include "fuzz/Session.h"
+#include "fuzz/TextParts.h"
 
 // A whole camera: it comes up, takes a sequence of calls, and goes down.
 // Input: device type, frame rate %% detail text %% the service's first answers %% style %% diversity rules %% calls.

@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "DetailField.h"
-#include "Require.h"
+#include "fuzz/DetailField.h"
+#include "fuzz/Require.h"
 #include "SensorFile.h"
-#include "TextParts.h"
-#include "XmlTree.h"
+#include "fuzz/TextParts.h"
+#include "fuzz/XmlTree.h"
 
 // Fields of a module detail text.
 // Input: the name looked for %% the detail text.

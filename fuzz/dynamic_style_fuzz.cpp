@@ -2,13 +2,13 @@
 #include <string>
 #include <vector>
 
-#include "Require.h"
-#include "ScriptedService.h"
+#include "fuzz/Require.h"
+#include "fuzz/ScriptedService.h"
 #include "SensorFile.h"
 #include "SensorFlags.h"
-#include "TextParts.h"
-#include "XmlCheck.h"
-#include "XmlTree.h"
+#include "fuzz/TextParts.h"
+#include "config/XmlCheck.h"
+#include "fuzz/XmlTree.h"
 
 // A style rewritten to what the service allows.
 // Input: "0" or "1", whether wide dynamic range is shown %% the service's answers %% the style.

@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "Require.h"
-#include "ScriptedService.h"
+#include "fuzz/Require.h"
+#include "fuzz/ScriptedService.h"
 #include "SensorFile.h"
-#include "TextParts.h"
-#include "XmlTree.h"
+#include "fuzz/TextParts.h"
+#include "fuzz/XmlTree.h"
 
 // The factory values that a style describes.
 // Input: records that are there already %% the service's answers %% the style.

@@ -4,14 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "CameraTree.h"
+#include "fuzz/CameraTree.h"
 #include "HostClock.h"
 #include "ISensorController.h"
 #include "ModuleConfigure.h"
-#include "Require.h"
-#include "ScriptedService.h"
+#include "fuzz/Require.h"
+#include "fuzz/ScriptedService.h"
 #include "SensorKeyVal.h"
-#include "TextParts.h"
+#include "fuzz/TextParts.h"
 
 // Key lists and sensor check requests, on a camera that is up.
 // Input: the list %% the service's answers.

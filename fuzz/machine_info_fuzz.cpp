@@ -1,11 +1,11 @@
 #include <string>
 #include <string_view>
 
-#include "CameraTree.h"
+#include "fuzz/CameraTree.h"
 #include "MachineInfo.h"
-#include "Require.h"
+#include "fuzz/Require.h"
 #include "SystemInfoParser.h"
-#include "TextParts.h"
+#include "fuzz/TextParts.h"
 
 // The machine information file.
 // Input: the file's bytes.

@@ -1,11 +1,11 @@
 #include <string>
 #include <vector>
 
-#include "CameraTree.h"
+#include "fuzz/CameraTree.h"
 #include "KSFile.h"
-#include "Require.h"
+#include "fuzz/Require.h"
 #include "SensorDebug.h"
-#include "TextParts.h"
+#include "fuzz/TextParts.h"
 
 // The marker file that sets debug level and assertion switch, and the lines of any file.
 // Input: the file's bytes.

@@ -1,13 +1,13 @@
 #include <string>
 #include <vector>
 
-#include "CameraTree.h"
+#include "fuzz/CameraTree.h"
 #include "ModuleConfigure.h"
 #include "ModuleConfigureParser.h"
-#include "Require.h"
-#include "TextParts.h"
+#include "fuzz/Require.h"
+#include "fuzz/TextParts.h"
 #include "XmlGuard.h"
-#include "XmlTree.h"
+#include "fuzz/XmlTree.h"
 
 // The module configuration document.
 // Input: hardware model %% hardware code %% the document.

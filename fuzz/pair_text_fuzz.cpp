@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "KeyValText.h"
-#include "Require.h"
-#include "ScriptedService.h"
+#include "keyval/KeyValText.h"
+#include "fuzz/Require.h"
+#include "fuzz/ScriptedService.h"
 #include "SensorKeyVal.h"
-#include "TextParts.h"
+#include "fuzz/TextParts.h"
 
 // Pair text to records, back to text, and corrected by the service.
 // Input: the text %% the service's answers.

@@ -7,7 +7,7 @@
 #include <iterator>
 #include <vector>
 
-#include "Inside.h"
+#include "fuzz/Inside.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "CameraTree.h"
-#include "Require.h"
+#include "fuzz/CameraTree.h"
+#include "fuzz/Require.h"
 #include "SensorFile.h"
-#include "TextParts.h"
+#include "fuzz/TextParts.h"
 
 // Scheme and version files, whole or damaged, and places where they cannot be written.
 // Input: records, length, obstacle (0 none, 1 a folder in the file's place, 2 no folder to write in, 3 what a crash

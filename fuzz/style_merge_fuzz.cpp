@@ -5,14 +5,14 @@
 #include <string>
 #include <vector>
 
-#include "CameraTree.h"
-#include "DetailField.h"
-#include "Require.h"
+#include "fuzz/CameraTree.h"
+#include "fuzz/DetailField.h"
+#include "fuzz/Require.h"
 #include "SensorFile.h"
 #include "SysConfig.h"
-#include "TextParts.h"
-#include "XmlCheck.h"
-#include "XmlTree.h"
+#include "fuzz/TextParts.h"
+#include "config/XmlCheck.h"
+#include "fuzz/XmlTree.h"
 
 // A style merged with the diversity rules that fit a module.
 // Input: the module's detail text %% the style %% the diversity rules.

@@ -1,11 +1,11 @@
 #include <cstdint>
 #include <string>
 
-#include "Require.h"
-#include "XmlCheck.h"
-#include "XmlDocument.h"
+#include "fuzz/Require.h"
+#include "config/XmlCheck.h"
+#include "config/XmlDocument.h"
 #include "XmlGuard.h"
-#include "XmlTree.h"
+#include "fuzz/XmlTree.h"
 
 // What is checked before the XML parser sees a text, against the parser itself.
 // Input: the text.

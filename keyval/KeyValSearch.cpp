@@ -1,4 +1,4 @@
-#include "KeyValSearch.h"
+#include "keyval/KeyValSearch.h"
 
 namespace {
 

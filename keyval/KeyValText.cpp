@@ -1,4 +1,4 @@
-#include "KeyValText.h"
+#include "keyval/KeyValText.h"
 
 #include <cctype>
 #include <climits>

@@ -4,10 +4,10 @@
 #include <charconv>
 #include <climits>
 
-#include "KeyValSearch.h"
-#include "KeyValText.h"
-#include "SensorTrace.h"
-#include "SharedWord.h"
+#include "keyval/KeyValSearch.h"
+#include "keyval/KeyValText.h"
+#include "diag/SensorTrace.h"
+#include "base/SharedWord.h"
 #include "ia_ioctrl.h"
 
 namespace {
@@ -34,7 +34,7 @@ void keyval_st2str(std::string& p_strText, const KeyVal* p_pKeyval, u32 p_nKeyva
 {
     for (u32 i = 0; i < p_nKeyvalNum; ++i)
     {
-        appendPair(p_strText, static_cast<int>(p_pKeyval[i].key), static_cast<int>(diag::sharedLoad(p_pKeyval[i].value)));
+        appendPair(p_strText, static_cast<int>(p_pKeyval[i].key), static_cast<int>(base::sharedLoad(p_pKeyval[i].value)));
     }
 }
 
@@ -64,7 +64,7 @@ int keyval_correct(KeyVal* p_pKeyval, u32 p_nKeyvalNum)
             continue;
         }
         KeyVal& record = p_pKeyval[index];
-        const u32 before = diag::sharedLoad(record.value);
+        const u32 before = base::sharedLoad(record.value);
         diag::trace(diag::Kind::debug, DIAG_PLACE(kUnit), "before correct: (%d,%d)\n", static_cast<int>(record.key),
                     static_cast<int>(before));
         u32 value = before;
@@ -75,7 +75,7 @@ int keyval_correct(KeyVal* p_pKeyval, u32 p_nKeyvalNum)
                            "&p_pKeyval[index].value)");
         if (value != before)
         {
-            diag::sharedReplace(record.value, before, value);
+            base::sharedReplace(record.value, before, value);
         }
         diag::trace(diag::Kind::debug, DIAG_PLACE(kUnit), "after correct: (%d,%d)\n", static_cast<int>(record.key),
                     static_cast<int>(value));

@@ -6,7 +6,7 @@
 #include <system_error>
 #include <utility>
 
-#include "StopToken.h"
+#include "platform/posix/StopToken.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 
 #include "KSDeviceTime.h"
 #include "KestraTime.h"
-#include "StopToken.h"
-#include "WallTime.h"
+#include "platform/posix/StopToken.h"
+#include "platform/posix/WallTime.h"
 
 using std::chrono::steady_clock;
 

@@ -8,8 +8,8 @@
 #include <climits>
 #include <cstring>
 
-#include "StagedFile.h"
-#include "SystemCall.h"
+#include "platform/posix/StagedFile.h"
+#include "platform/posix/SystemCall.h"
 
 namespace {
 

@@ -16,8 +16,8 @@
 #include <thread>
 
 #include "HostClock.h"
-#include "StagedFile.h"
-#include "SystemCall.h"
+#include "platform/posix/StagedFile.h"
+#include "platform/posix/SystemCall.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include <atomic>
 
 #include "HostClock.h"
-#include "StopToken.h"
-#include "WallTime.h"
+#include "platform/posix/StopToken.h"
+#include "platform/posix/WallTime.h"
 
 namespace host {
 namespace {

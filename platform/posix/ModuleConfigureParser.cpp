@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "DecimalInt.h"
+#include "platform/posix/DecimalInt.h"
 #include "KSFile.h"
 #include "ModuleConfigure.h"
 #include "XmlGuard.h"

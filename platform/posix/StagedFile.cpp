@@ -1,4 +1,4 @@
-#include "StagedFile.h"
+#include "platform/posix/StagedFile.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -8,7 +8,7 @@
 #include <climits>
 #include <cstdio>
 
-#include "SystemCall.h"
+#include "platform/posix/SystemCall.h"
 
 namespace host {
 namespace {

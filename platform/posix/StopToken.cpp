@@ -1,4 +1,4 @@
-#include "StopToken.h"
+#include "platform/posix/StopToken.h"
 
 #include "HostClock.h"
 

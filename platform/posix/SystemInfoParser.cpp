@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "DecimalInt.h"
+#include "platform/posix/DecimalInt.h"
 #include "KSFile.h"
 #include "MachineInfo.h"
 #include "StringHandler.h"

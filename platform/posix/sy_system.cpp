@@ -11,7 +11,7 @@
 #include <mutex>
 #include <thread>
 
-#include "SystemCall.h"
+#include "platform/posix/SystemCall.h"
 
 #ifdef __GLIBC_PREREQ
 #if __GLIBC_PREREQ(2, 34)

@@ -1,9 +1,9 @@
-#include "CameraFiles.h"
+#include "tests/support/CameraFiles.h"
 
 #include <cstring>
 #include <ostream>
 
-#include "PrivateTree.h"
+#include "tests/support/PrivateTree.h"
 
 namespace support {
 namespace {

@@ -1,4 +1,4 @@
-#include "CapturedOutput.h"
+#include "tests/support/CapturedOutput.h"
 
 #include <sys/mman.h>
 #include <unistd.h>

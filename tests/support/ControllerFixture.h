@@ -5,15 +5,15 @@
 #include <string>
 #include <vector>
 
-#include "CameraFiles.h"
-#include "CapturedOutput.h"
-#include "ControllerProbe.h"
-#include "FakeService.h"
-#include "FakeVideo.h"
+#include "tests/support/CameraFiles.h"
+#include "tests/support/CapturedOutput.h"
+#include "tests/support/ControllerProbe.h"
+#include "tests/support/FakeService.h"
+#include "tests/support/FakeVideo.h"
 #include "HostClock.h"
 #include "ModuleConfigure.h"
-#include "PrivateTree.h"
-#include "Reports.h"
+#include "tests/support/PrivateTree.h"
+#include "tests/support/Reports.h"
 #include "SensorDebug.h"
 #include "SensorFlags.h"
 #include "SensorKeys.h"

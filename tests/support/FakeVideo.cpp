@@ -1,4 +1,4 @@
-#include "FakeVideo.h"
+#include "tests/support/FakeVideo.h"
 
 namespace support {
 

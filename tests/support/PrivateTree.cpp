@@ -1,4 +1,4 @@
-#include "PrivateTree.h"
+#include "tests/support/PrivateTree.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -7,8 +7,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "Sandbox.h"
-#include "TraceMark.h"
+#include "tests/support/Sandbox.h"
+#include "tests/support/TraceMark.h"
 
 namespace support {
 namespace {

@@ -1,4 +1,4 @@
-#include "ReplacedHeap.h"
+#include "tests/support/ReplacedHeap.h"
 
 #ifdef SUPPORT_HEAP_IS_REPLACED
 

@@ -1,4 +1,4 @@
-#include "Reports.h"
+#include "tests/support/Reports.h"
 
 #include <cctype>
 #include <cstring>

@@ -8,7 +8,7 @@
 #include <thread>
 #include <type_traits>
 
-#include "ControllerFixture.h"
+#include "tests/support/ControllerFixture.h"
 #include "KSMutex.h"
 
 namespace support {

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "Sandbox.h"
+#include "tests/support/Sandbox.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include "SystemCamera.h"
+#include "tests/system/SystemCamera.h"
 
 #include <chrono>
 #include <cstdio>
 
-#include "TraceMark.h"
+#include "tests/support/TraceMark.h"
 
 namespace support {
 namespace {
@@ -21,7 +21,7 @@ void PrintTo(const Model& model, std::ostream* stream)
 
 std::string shared(const std::string& name)
 {
-    return readFile(std::string(SENSORDLL_SOURCE_DIR "/app/share/") + name);
+    return readFile(std::string(SENSORDLL_SOURCE_DIR "/share/") + name);
 }
 
 ModuleConfigure installedModule()

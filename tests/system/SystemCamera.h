@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "CapturedOutput.h"
+#include "tests/support/CapturedOutput.h"
 #include "HostClock.h"
 #include "HostPlatform.h"
-#include "PrivateTree.h"
-#include "RecordingVideo.h"
-#include "Service.h"
+#include "tests/support/PrivateTree.h"
+#include "services/sim/RecordingVideo.h"
+#include "services/sim/Service.h"
 #include "sensordll.h"
 
 namespace support {

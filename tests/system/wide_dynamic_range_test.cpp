@@ -1,4 +1,4 @@
-#include "SystemCamera.h"
+#include "tests/system/SystemCamera.h"
 
 using namespace support;
 

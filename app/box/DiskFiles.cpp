@@ -1,0 +1,150 @@
+#include "app/box/DiskFiles.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "app/box/Descriptor.h"
+#include "app/Failure.h"
+#include "app/box/LibraryOutput.h"
+
+namespace app {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A file's contents, or the names in a folder. True too on a file system that has nothing to bring to a disk.
+bool bringToDisk(const fs::path& path)
+{
+    const int handle = open(path.empty() ? "." : path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (handle < 0)
+    {
+        return false;
+    }
+    const bool isOnDisk = fsync(handle) == 0 || errno == EINVAL;
+    close(handle);
+    return isOnDisk;
+}
+
+// And those on the way to it. The name of a folder that was there is on the disk, unless a start was killed right after
+// making it: then it is empty, for nothing is put into a folder before.
+void makeFolder(const fs::path& folder, const std::string& wanted)
+{
+    std::error_code error;
+    if (fs::is_directory(folder, error))
+    {
+        if (fs::is_empty(folder, error))
+        {
+            bringToDisk(folder.parent_path());  // what was there before any start may lie where nobody may read
+        }
+        return;
+    }
+    if (folder.has_parent_path())
+    {
+        makeFolder(folder.parent_path(), wanted);
+    }
+    const bool isNew = fs::create_directory(folder, error);
+    if (error || !fs::is_directory(folder))
+    {
+        throw Failure("cannot make the folder " + wanted + ": " + (error ? error.message() : "it is a file"));
+    }
+    if (!bringToDisk(folder.parent_path()) && isNew)
+    {
+        throw Failure(systemError("cannot bring the folder " + wanted + " to the disk"));
+    }
+}
+
+// The new file, on the disk. False too when there is one already, which may be a link.
+bool writeNewFile(const fs::path& path, const std::string& content)
+{
+    const int handle = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (handle < 0)
+    {
+        return false;
+    }
+    const bool isWritten = writeAll(handle, content) && (fsync(handle) == 0 || errno == EINVAL);
+    return close(handle) == 0 && isWritten;
+}
+
+void requireReadable(const std::string& path, const struct stat& facts, std::size_t longest)
+{
+    if (!S_ISREG(facts.st_mode))
+    {
+        throw Failure("cannot read " + path + ": it is no plain file");
+    }
+    if (static_cast<std::size_t>(facts.st_size) > longest)
+    {
+        throw Failure("cannot read " + path + ": it is longer than " + std::to_string(longest) + " bytes");
+    }
+}
+
+}  // namespace
+
+void makeFolders(const std::string& path)
+{
+    makeFolder(path, path);
+}
+
+void replaceFile(const std::string& path, const std::string& content)
+{
+    const fs::path staged = path + ".new";
+    std::error_code error;
+    fs::remove(staged, error);  // left by an interrupted start, or a link
+    bool good = writeNewFile(staged, content);
+    if (good)
+    {
+        fs::rename(staged, path, error);
+        good = !error && bringToDisk(fs::path(path).parent_path());
+    }
+    if (!good)
+    {
+        throw Failure("cannot write " + path);
+    }
+}
+
+std::optional<std::string> readFile(const std::string& path, std::size_t longest)
+{
+    struct stat facts;
+    if (stat(path.c_str(), &facts) != 0)
+    {
+        if (errno == ENOENT)
+        {
+            return std::nullopt;
+        }
+        throw Failure(systemError("cannot read " + path));
+    }
+    requireReadable(path, facts, longest);  // a device would notice that it is opened
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (file.number() < 0 || fstat(file.number(), &facts) != 0)
+    {
+        throw Failure(systemError("cannot read " + path));
+    }
+    requireReadable(path, facts, longest);  // it may be another one by now
+    std::string content;
+    char buffer[16 * 1024];
+    ssize_t count = 0;
+    while (content.size() <= longest && (count = read(file.number(), buffer, sizeof buffer)) > 0)
+    {
+        content.append(buffer, static_cast<std::size_t>(count));
+    }
+    if (count < 0)
+    {
+        throw Failure(systemError("cannot read " + path));
+    }
+    return content;
+}
+
+std::string readExistingFile(const std::string& path, std::size_t longest)
+{
+    const std::optional<std::string> content = readFile(path, longest);
+    if (!content)
+    {
+        throw Failure("cannot read " + path + ": there is no such file");
+    }
+    return *content;
+}
+
+}  // namespace app

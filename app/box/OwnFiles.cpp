@@ -1,0 +1,163 @@
+#include "app/box/OwnFiles.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+
+#include "app/Failure.h"
+
+namespace app {
+namespace {
+
+constexpr int kDepthMax = 16;       // folders inside each other; a camera makes six
+constexpr int kEntriesMax = 10000;  // a camera makes some dozens
+
+constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC;
+
+const char* kindOf(mode_t mode)
+{
+    switch (mode & S_IFMT)
+    {
+    case S_IFLNK:
+        return "a symbolic link and would lead the camera out of its folder";
+    case S_IFIFO:
+        return "a named pipe, and the camera would wait for its other end";
+    case S_IFSOCK:
+        return "a socket, which no camera makes";
+    case S_IFCHR:
+    case S_IFBLK:
+        return "a device";
+    default:
+        return nullptr;
+    }
+}
+
+// Whoever chose the name must not write on a terminal with it.
+std::string printable(std::string path)
+{
+    for (char& letter : path)
+    {
+        letter = static_cast<unsigned char>(letter) < ' ' || letter == '\x7f' ? '?' : letter;
+    }
+    return path;
+}
+
+[[noreturn]] void refuse(const std::string& path, const std::string& why)
+{
+    throw Failure(printable(path) + " " + why);
+}
+
+void requireOwn(const std::string& path, const struct stat& facts)
+{
+    if (const char* kind = kindOf(facts.st_mode))
+    {
+        refuse(path, std::string("is ") + kind + "; remove it");
+    }
+    if (facts.st_uid != geteuid())
+    {
+        refuse(path, "belongs to another user (" + std::to_string(facts.st_uid) + ")");
+    }
+    if (S_ISREG(facts.st_mode) && facts.st_nlink > 1)
+    {
+        refuse(path, "has a second name somewhere, under which it would change too; replace it by a copy of it");
+    }
+}
+
+using Folder = std::unique_ptr<DIR, int (*)(DIR*)>;
+
+// By descriptors: what is swapped for a link meanwhile is not followed.
+class Walk
+{
+public:
+    explicit Walk(const std::string& base) : base_(base) {}
+
+    void into(int descriptor, const std::string& path, int depth)
+    {
+        const Folder folder(fdopendir(descriptor), closedir);
+        struct stat facts;
+        if (!folder || fstat(descriptor, &facts) != 0)
+        {
+            throw Failure(systemError("cannot look into " + printable(path)));
+        }
+        if ((facts.st_mode & S_IWOTH) != 0)
+        {
+            refuse(path, "is a folder in which everybody may put something; take that right away (chmod o-w)");
+        }
+        if (depth > kDepthMax)
+        {
+            refuse(path, "lies deeper than a camera's files can; remove it");
+        }
+        errno = 0;
+        while (const dirent* entry = readdir(folder.get()))
+        {
+            const std::string name = entry->d_name;
+            if (name != "." && name != "..")
+            {
+                lookAt(descriptor, name, path + "/" + name, depth);
+            }
+            errno = 0;
+        }
+        if (errno != 0)
+        {
+            throw Failure(systemError("cannot look into " + printable(path)));
+        }
+    }
+
+private:
+    void lookAt(int folder, const std::string& name, const std::string& path, int depth)
+    {
+        struct stat facts;
+        if (++entries_ > kEntriesMax)
+        {
+            refuse(base_, "holds more than " + std::to_string(kEntriesMax) + " files, and cannot be a camera's");
+        }
+        if (fstatat(folder, name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) != 0)
+        {
+            if (errno == ENOENT)
+            {
+                return;  // gone meanwhile
+            }
+            throw Failure(systemError("cannot look at " + printable(path)));
+        }
+        requireOwn(path, facts);
+        if (S_ISDIR(facts.st_mode))
+        {
+            const int below = openat(folder, name.c_str(), kFolderFlags | O_NOFOLLOW);
+            if (below < 0)
+            {
+                throw Failure(systemError("cannot look into " + printable(path)));
+            }
+            into(below, path, depth + 1);
+        }
+    }
+
+    const std::string base_;
+    int entries_ = 0;
+};
+
+}  // namespace
+
+void requireOwnFiles(const std::string& folder)
+{
+    const int descriptor = open(folder.c_str(), kFolderFlags);
+    if (descriptor < 0)
+    {
+        throw Failure(systemError("cannot use the state folder " + folder));
+    }
+    Walk(folder).into(descriptor, folder, 0);
+}
+
+void requireOwnFile(const std::string& path)
+{
+    struct stat facts;
+    if (lstat(path.c_str(), &facts) == 0)
+    {
+        requireOwn(path, facts);
+    }
+}
+
+}  // namespace app

@@ -1,0 +1,205 @@
+#include <algorithm>
+
+#include "app/cli/Commands.h"
+#include "app/cli/Session.h"
+#include "app/UiFiles.h"
+
+namespace app {
+namespace {
+
+Words completeWords(const Words& arguments, std::size_t place, const Words& words)
+{
+    return arguments.size() == place ? words : Words();
+}
+
+Words completeMode(Session&, const Words& arguments)
+{
+    return completeWords(arguments, 0, {"auto", "manual"});
+}
+
+Words completeWindow(Session& session, const Words& arguments)
+{
+    Words schemes = completeSchemes(session, arguments);
+    if (!schemes.empty())
+    {
+        schemes.pop_back();  // the default scheme has no window
+    }
+    return arguments.empty() ? schemes : completeWords(arguments, 1, {"on", "off"});
+}
+
+Words completeLens(Session&, const Words& arguments)
+{
+    if (arguments.empty())
+    {
+        return {"status", "zoom", "focus", "iris", "reset", "wait"};
+    }
+    if (arguments.size() > 1)
+    {
+        return {};
+    }
+    const Words zoom = {"in", "out"};
+    const Words focus = {"far", "near", "mode", "once"};
+    const Words iris = {"up", "down"};
+    const std::string what = toLower(arguments[0]);
+    return what == "zoom" ? zoom : what == "focus" ? focus : what == "iris" ? iris : Words();
+}
+
+Words completeLight(Session&, const Words& arguments)
+{
+    return completeWords(arguments, 0, {"sun"});
+}
+
+Words completeTrace(Session&, const Words& arguments)
+{
+    return completeWords(arguments, 0, {"off", "1", "4", "6", "7"});
+}
+
+Words completeLanguages(Session& session, const Words& arguments)
+{
+    Words words;
+    for (const Language& language : session.camera().uiFiles().languages())
+    {
+        words.push_back(std::to_string(language.id));
+    }
+    return completeWords(arguments, 0, words);
+}
+
+Words completeHelp(Session&, const Words& arguments)
+{
+    Words words;
+    for (const Command& command : commands())
+    {
+        words.push_back(command.name);
+    }
+    return completeWords(arguments, 0, words);
+}
+
+}  // namespace
+
+const std::vector<Command>& commands()
+{
+    static const std::vector<Command> table = {
+        {"help", "help [COMMAND]", "what the commands do", "", runHelp, completeHelp},
+        {"status", "status", "model, time, scheme and scene at a glance", "", runStatus, nullptr},
+        {"keys", "keys [TEXT]", "all parameters: number, name, value, range",
+         "TEXT shows only keys whose name contains it.\n"
+         "A * marks values that the schemes of this model do not keep; they are read from the sensor.\n",
+         runKeys, completeKeys},
+        {"get", "get [KEY ...]", "values of the current scheme",
+         "KEY is a number or a name, in any case, with or without KEY_: 34, brightness, KEY_BRIGHTNESS.\n"
+         "Without keys: all values of the current scheme.\n",
+         runGet, completeKeys},
+        {"set", "set KEY=VALUE ...", "apply values and remember them",
+         "Values are applied in order. The first that is refused ends the list: what came before it stays applied,\n"
+         "what comes after it is not applied. 'save' makes the values permanent.\n",
+         runSet, completeAssignments},
+        {"text", "text '(KEY,VALUE)...'", "apply pair text, as 'all' prints it",
+         "The text goes to the library as it is. Keys are numbers.\n", runText, nullptr},
+        {"all", "all", "the current scheme as pair text", "", runAll, nullptr},
+        {"save", "save", "write the current scheme to its file",
+         "Refused, with nothing written, when the scheme's time window is unsound:\n"
+         "505 it starts after 24:00, 506 it ends after 24:00, 507 it does not start before it ends.\n",
+         runSave, nullptr},
+        {"reload", "reload", "the current scheme as it was saved last", "", runReload, nullptr},
+        {"restore", "restore KEY", "send the scheme's value to the sensor again", "", runRestore, completeKeys},
+        {"reset", "reset", "factory reset: all schemes made anew", "", runReset, nullptr},
+        {"schemes", "schemes", "the day as a chart: which scheme holds when", "", runSchemes, nullptr},
+        {"window", "window N on|off [HH:MM-HH:MM]", "the time window of scheme N",
+         "Without times the window keeps its own. The window is saved at once, in the scheme's file and in memory;\n"
+         "other values of the scheme that are not saved yet stay unsaved. A window that could not be saved, because\n"
+         "it is empty or runs over midnight, is refused and nothing is changed.\n",
+         runWindow, completeWindow},
+        {"scheme", "scheme N", "put scheme N in force",
+         "The highest N is the default scheme. In mode auto the clock chooses again within a second.\n", runScheme,
+         completeSchemes},
+        {"mode", "mode [auto|manual]", "whether the clock chooses the scheme", "", runMode, completeMode},
+        {"lens", "lens [WHAT ...]", "where the lens is, and moving it",
+         "lens                                  positions and what moves\n"
+         "lens zoom POSITION|in|out             16384 is 1x, 31424 is 16x\n"
+         "lens focus far|near|POSITION|once     steps switch to manual focus; automatic focus takes a position back\n"
+         "lens focus mode N                     as KEY_AUTO_FOCUS_MODE, without remembering it\n"
+         "lens iris up|down                     steps switch to manual exposure\n"
+         "lens reset                            both drives to their ends and back\n"
+         "lens wait                             until nothing moves\n",
+         runLens, completeLens},
+        {"light", "light [LUX|sun]", "light on the sensor",
+         "'light sun' follows the camera's time of day from now on: dark by night, full light at noon.\n", runLight,
+         completeLight},
+        {"time", "time [HH:MM]", "the camera's time of day", "", runTime, nullptr},
+        {"watch", "watch [SECONDS]", "tell changes of scheme, day or night, light",
+         "Changes of the mode and the full hours are told too, and the light when it is five times what it was or a\n"
+         "fifth. Goes on for SECONDS of the camera's time (at --speed 600 a day of 86400 takes 144 real seconds), or "
+         "until\n"
+         "Ctrl-C. With --json every change is a document of its own, and the end is one too.\n",
+         runWatch, nullptr},
+        {"trace", "trace [N|off]", "debug level of the library",
+         "Writes the marker file that the library looks at before every message. Above 3: warnings, above 5: errors\n"
+         "and debug lines, above 6: information too. 'off' removes the file.\n",
+         runTrace, completeTrace},
+        {"log", "log [LINES]", "the end of the library's error log, 40 lines", "", runLog, nullptr},
+        {"style", "style", "the style document as user interfaces get it", "", runStyle, nullptr},
+        {"language", "language [ID]", "user-interface texts; without ID the languages", "", runLanguage,
+         completeLanguages},
+        {"quit", "quit", "end the camera", "", runQuit, nullptr},
+    };
+    return table;
+}
+
+const Command* findCommand(const std::string& name)
+{
+    const std::string wanted = name == "exit" ? "quit" : name == "?" ? "help" : name;
+    const std::vector<Command>& table = commands();
+    const auto found = std::find_if(table.begin(), table.end(), [&](const Command& row) { return wanted == row.name; });
+    return found == table.end() ? nullptr : &*found;
+}
+
+Answer wrongUsage(const char* commandName)
+{
+    const Command* command = findCommand(commandName);
+    return Answer::failure(std::string("usage: ") + command->usage + "   ('help " + commandName + "' says more)");
+}
+
+Answer runHelp(Session&, const Words& arguments)
+{
+    if (arguments.size() > 1)
+    {
+        return wrongUsage("help");
+    }
+    Answer answer;
+    if (arguments.empty())
+    {
+        TextTable table;
+        answer.data["commands"] = Json::array();
+        for (const Command& command : commands())
+        {
+            table.addRow({command.usage, command.summary});
+            answer.data["commands"].push_back(
+                {{"name", command.name}, {"usage", command.usage}, {"summary", command.summary}});
+        }
+        answer.text = table.text();
+        return answer;
+    }
+    const Command* command = findCommand(toLower(arguments[0]));
+    if (command == nullptr)
+    {
+        return Answer::failure("there is no command " + arguments[0]);
+    }
+    answer.text = std::string(command->usage) + "\n  " + command->summary + "\n" + command->details;
+    answer.data = {{"name", command->name},
+                   {"usage", command->usage},
+                   {"summary", command->summary},
+                   {"details", command->details}};
+    return answer;
+}
+
+Answer runQuit(Session& session, const Words& arguments)
+{
+    if (!arguments.empty())
+    {
+        return wrongUsage("quit");
+    }
+    session.quit();
+    return {};
+}
+
+}  // namespace app

@@ -1,0 +1,252 @@
+#include "app/cli/Commands.h"
+#include "app/SchemeFile.h"
+#include "SensorKeys.h"
+#include "app/cli/Session.h"
+
+namespace app {
+namespace {
+
+constexpr int kMinutesPerHour = 60;
+
+// Takes the scheduler out while the five records of a window change one after the other.
+class ManualWhile
+{
+public:
+    explicit ManualWhile(Camera& camera) : camera_(camera), mode_(camera.mode())
+    {
+        if (mode_ != 0)
+        {
+            camera_.controller().setParamMode(0);
+        }
+    }
+    ~ManualWhile()
+    {
+        if (mode_ != 0)
+        {
+            camera_.controller().setParamMode(mode_);
+        }
+    }
+    ManualWhile(const ManualWhile&) = delete;
+    ManualWhile& operator=(const ManualWhile&) = delete;
+
+private:
+    Camera& camera_;
+    const int mode_;
+};
+
+Json windowJson(const SchemeWindow& window)
+{
+    return {{"enabled", window.enabled}, {"window", windowText(window)}, {"neverHolds", neverHolds(window)}};
+}
+
+std::optional<int> schemeNumber(const std::string& text, int highest)
+{
+    const std::optional<int> number = parseInt(text);
+    return number && *number >= 0 && *number <= highest ? number : std::nullopt;
+}
+
+std::vector<KeyVal> windowRecords(bool enabled, const TimeSpanOfDay& span)
+{
+    const auto word = [](int value) { return static_cast<u32>(value); };
+    return {{KEY_SCHEME_ENABLE, enabled ? 1U : 0U},
+            {KEY_SCHEME_START_HOUR, word(span.startMinutes / kMinutesPerHour)},
+            {KEY_SCHEME_START_MIN, word(span.startMinutes % kMinutesPerHour)},
+            {KEY_SCHEME_END_HOUR, word(span.endMinutes / kMinutesPerHour)},
+            {KEY_SCHEME_END_MIN, word(span.endMinutes % kMinutesPerHour)}};
+}
+
+// Sets the window's records in those of a file. False when one is missing.
+bool patch(std::vector<KeyVal>& records, const std::vector<KeyVal>& window)
+{
+    for (const KeyVal& wanted : window)
+    {
+        bool found = false;
+        for (std::size_t i = 0; i < records.size() && !found; ++i)
+        {
+            found = records[i].key == wanted.key;
+            records[i].value = found ? wanted.value : records[i].value;
+        }
+        if (!found)
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+// File first: a window that could not be saved must not hold either.
+Answer changeWindow(Session& session, int scheme, bool enabled, const TimeSpanOfDay& span)
+{
+    const std::vector<KeyVal> window = windowRecords(enabled, span);
+    std::vector<KeyVal> records = readSchemeFile(scheme);
+    if (!patch(records, window))
+    {
+        return Answer::failure(schemeFilePath(scheme) +
+                               " is missing or has no window; nothing was changed. 'reset' makes "
+                               "the scheme files anew");
+    }
+    if (!writeSchemeFile(scheme, records))
+    {
+        return Answer::failure(schemeFilePath(scheme) + " could not be written; the window is as it was");
+    }
+    const ManualWhile manual(session.camera());
+    for (const KeyVal& record : window)
+    {
+        session.camera().controller().setKeyValToCache(static_cast<u32>(scheme), record.key, record.value, false);
+    }
+    Answer answer;
+    const SchemeWindow now = session.camera().schedule().windows[static_cast<std::size_t>(scheme)];
+    answer.text =
+        "scheme " + std::to_string(scheme) + ": " + windowText(now) + (enabled ? " on" : " off") + ", saved\n";
+    answer.data = windowJson(now);
+    answer.data["scheme"] = scheme;
+    return answer;
+}
+
+std::string windowProblem(const TimeSpanOfDay& span)
+{
+    if (span.startMinutes < span.endMinutes)
+    {
+        return "";
+    }
+    const std::string start = formatTimeOfDay(span.startMinutes);
+    const std::string end = formatTimeOfDay(span.endMinutes);
+    const std::string why =
+        "the window " + start + "-" + end + " can never hold and would be refused when saved (code 507): ";
+    return span.startMinutes == span.endMinutes
+               ? why + "it is empty"
+               : why + "a window does not run over midnight. Use two schemes, " + start + "-24:00 and 00:00-" + end;
+}
+
+}  // namespace
+
+Answer runSchemes(Session& session, const Words& arguments)
+{
+    if (!arguments.empty())
+    {
+        return wrongUsage("schemes");
+    }
+    const Schedule schedule = session.camera().schedule();
+    Answer answer;
+    answer.text = drawSchedule(schedule);
+    answer.data = {{"time", formatTimeOfDay(schedule.minutes)},
+                   {"mode", schedule.automatic ? "auto" : "manual"},
+                   {"current", schedule.currentScheme},
+                   {"defaultScheme", static_cast<int>(schedule.windows.size())},
+                   {"byDayAndNight", schedule.byDayAndNight},
+                   {"schemes", Json::array()},
+                   {"day", Json::array()}};
+    for (std::size_t i = 0; i < schedule.windows.size(); ++i)
+    {
+        Json entry = {{"scheme", i}};
+        entry.update(windowJson(schedule.windows[i]));
+        answer.data["schemes"].push_back(entry);
+    }
+    for (const Stretch& stretch : stretchesOfDay(schedule))
+    {
+        Json entry = {{"from", formatTimeOfDay(stretch.startMinutes)}, {"to", formatTimeOfDay(stretch.endMinutes)}};
+        entry["scheme"] = stretch.scheme < 0 ? Json() : Json(stretch.scheme);
+        answer.data["day"].push_back(entry);
+    }
+    return answer;
+}
+
+Answer runWindow(Session& session, const Words& arguments)
+{
+    const std::string state = arguments.size() < 2 ? "" : toLower(arguments[1]);
+    const bool isState = state == "on" || state == "off";
+    if (arguments.size() != 3 && !(arguments.size() == 2 && isState))
+    {
+        return wrongUsage("window");
+    }
+    const int highest = session.camera().schemeCount() - 1;
+    const std::optional<int> scheme = schemeNumber(arguments[0], highest);
+    if (!scheme)
+    {
+        return Answer::failure("there is no scheme " + arguments[0] + " with a window; there are 0 to " +
+                               std::to_string(highest));
+    }
+    if (!isState)
+    {
+        return wrongUsage("window");
+    }
+    const SchemeWindow now = session.camera().schedule().windows[static_cast<std::size_t>(*scheme)];
+    const bool keepsTimes = arguments.size() == 2;
+    const std::optional<TimeSpanOfDay> span = parseTimeSpan(keepsTimes ? windowText(now) : arguments[2]);
+    const std::string problem = span ? windowProblem(*span) : "";
+    if (keepsTimes && (!span || !problem.empty()))
+    {
+        return Answer::failure("the window of scheme " + arguments[0] + ", " + windowText(now) +
+                               ", can never hold; give its times too: 'window " + arguments[0] + " " + state +
+                               " HH:MM-HH:MM'. Nothing was changed");
+    }
+    if (!span)
+    {
+        return Answer::failure(arguments[2] + " is no window HH:MM-HH:MM between 00:00 and 24:00; nothing was changed");
+    }
+    if (!problem.empty())
+    {
+        return Answer::failure(problem + ". Nothing was changed");
+    }
+    return changeWindow(session, *scheme, state == "on", *span);
+}
+
+Answer runScheme(Session& session, const Words& arguments)
+{
+    if (arguments.size() != 1)
+    {
+        return wrongUsage("scheme");
+    }
+    Camera& camera = session.camera();
+    const std::optional<int> scheme = schemeNumber(arguments[0], camera.schemeCount());
+    if (!scheme)
+    {
+        return Answer::failure("there is no scheme " + arguments[0] + "; there are 0 to " +
+                               std::to_string(camera.schemeCount()) + ", the last being the default scheme");
+    }
+    const bool automatic = camera.mode() != 0;
+    camera.controller().setParamScheme(*scheme);
+    Answer answer;
+    answer.text = schemeName(*scheme, camera.schemeCount()) + " is in force\n";
+    answer.data["scheme"] = *scheme;
+    if (automatic)
+    {
+        const std::string note = "the mode is auto, so the clock chooses again within a second; 'mode manual' keeps it";
+        answer.text += "note: " + note + "\n";
+        answer.data["notes"].push_back(note);
+    }
+    return answer;
+}
+
+Answer runMode(Session& session, const Words& arguments)
+{
+    const std::string wanted = arguments.empty() ? "" : toLower(arguments[0]);
+    if (arguments.size() > 1 || (arguments.size() == 1 && wanted != "auto" && wanted != "manual"))
+    {
+        return wrongUsage("mode");
+    }
+    if (arguments.size() == 1)
+    {
+        session.camera().controller().setParamMode(wanted == "auto" ? 1 : 0);
+    }
+    Answer answer;
+    answer.data["mode"] = session.camera().mode() != 0 ? "auto" : "manual";
+    answer.text = session.camera().mode() != 0 ? "auto: the clock chooses the scheme\n"
+                                               : "manual: the scheme stays until 'scheme N' or 'mode auto'\n";
+    return answer;
+}
+
+Words completeSchemes(Session& session, const Words& arguments)
+{
+    Words words;
+    if (arguments.empty())
+    {
+        for (int scheme = 0; scheme <= session.camera().schemeCount(); ++scheme)
+        {
+            words.push_back(std::to_string(scheme));
+        }
+    }
+    return words;
+}
+
+}  // namespace app

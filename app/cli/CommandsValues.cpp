@@ -1,0 +1,174 @@
+#include "app/cli/Commands.h"
+#include "app/KeyLimits.h"
+#include "app/KeyNames.h"
+#include "app/cli/Session.h"
+
+namespace app {
+namespace {
+
+bool matches(const KeyName& row, const std::string& wanted)
+{
+    return toLower(row.name).find(toLower(wanted)) != std::string::npos || std::to_string(row.key) == wanted;
+}
+
+std::string valueLine(Session& session, int key, int value)
+{
+    const std::optional<sim::ParameterState> state = parameterOfKey(session.camera().service(), key);
+    const bool isChoice =
+        (state && !state->allowed.items.empty()) || (findKey(key) != nullptr && findKey(key)->onlyStored);
+    const std::string label = isChoice ? valueNote(session.camera().service(), key, value) : "";
+    return keyTitle(key) + " = " + std::to_string(value) + (label.empty() ? "" : "  " + label) + "\n";
+}
+
+// Keys of the current scheme in the order of the key table.
+std::vector<int> keysOfScheme(Session& session)
+{
+    std::vector<int> keys;
+    const int scheme = session.camera().currentScheme();
+    for (const KeyName& row : keyNames())
+    {
+        if (session.camera().schemeValue(scheme, row.key))
+        {
+            keys.push_back(row.key);
+        }
+    }
+    return keys;
+}
+
+}  // namespace
+
+Answer runKeys(Session& session, const Words& arguments)
+{
+    if (arguments.size() > 1)
+    {
+        return wrongUsage("keys");
+    }
+    Answer answer;
+    answer.data["keys"] = Json::array();
+    bool foreign = false;
+    TextTable table;
+    table.addRow({"KEY", "NAME", "VALUE", "ALLOWED"});
+    for (const KeyName& row : keyNames())
+    {
+        if (!arguments.empty() && !matches(row, arguments[0]))
+        {
+            continue;
+        }
+        const std::optional<int> value = session.camera().peek(row.key);
+        const bool inScheme = session.camera().schemeValue(session.camera().currentScheme(), row.key).has_value();
+        table.addRow({std::to_string(row.key), row.name, value ? std::to_string(*value) + (inScheme ? "" : " *") : "-",
+                      arguments.empty() ? allowedShort(session.camera().service(), row.key)
+                                        : allowedText(session.camera().service(), row.key)});
+        foreign = foreign || (value && !inScheme);
+        Json entry = {{"key", row.key}, {"name", row.name}, {"inScheme", inScheme}, {"value", nullptr}};
+        if (value)
+        {
+            entry["value"] = *value;
+        }
+        entry["allowed"] = allowedJson(session.camera().service(), row.key);
+        answer.data["keys"].push_back(entry);
+    }
+    if (answer.data["keys"].empty())
+    {
+        return Answer::failure("no key is named like " + arguments[0]);
+    }
+    answer.text = table.text() + (foreign ? "* not kept in this camera's schemes: the sensor's present value\n" : "");
+    if (arguments.empty())
+    {
+        answer.text += "'keys NAME' lists all values that are allowed\n";
+    }
+    return answer;
+}
+
+Answer runGet(Session& session, const Words& arguments)
+{
+    std::vector<int> keys;
+    for (const std::string& text : arguments)
+    {
+        std::string error;
+        const std::optional<int> key = parseKey(text, error);
+        if (!key)
+        {
+            return Answer::failure(error);
+        }
+        keys.push_back(*key);
+    }
+    if (arguments.empty())
+    {
+        keys = keysOfScheme(session);
+    }
+    Answer answer;
+    answer.data["values"] = Json::array();
+    for (int key : keys)
+    {
+        int value = 0;
+        if (!session.camera().controller().getParameter(key, value))
+        {
+            answer.error += (answer.error.empty() ? "" : "\n") + keyTitle(key) +
+                            " cannot be read: neither the current scheme nor the sensor has it";
+            continue;
+        }
+        answer.text += valueLine(session, key, value);
+        answer.data["values"].push_back({{"key", key}, {"name", keyTitle(key)}, {"value", value}});
+    }
+    return answer;
+}
+
+Answer runAll(Session& session, const Words& arguments)
+{
+    if (!arguments.empty())
+    {
+        return wrongUsage("all");
+    }
+    Answer answer;
+    std::string pairs;
+    session.camera().controller().getAllParameters(pairs);
+    answer.text = pairs + "\n";
+    answer.data["scheme"] = session.camera().currentScheme();
+    answer.data["pairs"] = pairs;
+    return answer;
+}
+
+Answer runRestore(Session& session, const Words& arguments)
+{
+    if (arguments.size() != 1)
+    {
+        return wrongUsage("restore");
+    }
+    std::string error;
+    const std::optional<int> key = parseKey(arguments[0], error);
+    if (!key)
+    {
+        return Answer::failure(error);
+    }
+    const u32 before = session.camera().service().callCount();
+    const int result = session.camera().controller().restore(*key);
+    if (result == -1)
+    {
+        return Answer::failure(keyTitle(*key) + " cannot be sent again: the current scheme does not hold it");
+    }
+    const int value = session.camera().peek(*key).value_or(0);
+    if (result != 0)
+    {
+        const std::vector<Refusal> refusals = refusalsSince(session.camera().service(), before);
+        const int status = refusals.empty() ? result : refusals.back().status;
+        return Answer::failure(keyTitle(*key) +
+                               " refused: " + reasonText(session.camera().service(), *key, value, status));
+    }
+    Answer answer;
+    answer.text = keyTitle(*key) + " = " + std::to_string(value) + " sent again\n";
+    answer.data = {{"key", *key}, {"name", keyTitle(*key)}, {"value", value}};
+    return answer;
+}
+
+Words completeKeys(Session&, const Words&)
+{
+    Words words;
+    for (const KeyName& row : keyNames())
+    {
+        words.push_back(row.name);
+    }
+    return words;
+}
+
+}  // namespace app

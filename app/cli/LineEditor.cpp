@@ -1,0 +1,320 @@
+#include "app/cli/LineEditor.h"
+
+#include <fcntl.h>
+#include <histedit.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <clocale>
+#include <cstdio>
+#include <cwchar>
+
+#include "app/box/DiskFiles.h"
+#include "app/Failure.h"
+
+namespace app {
+namespace {
+
+constexpr int kHistoryLines = 1000;
+constexpr std::size_t kHistoryMax = 1024 * 1024;  // bytes
+constexpr char kClearLine[] = "\r\033[K";
+
+// The beginning that all candidates share.
+std::string sharedBeginning(const Words& candidates)
+{
+    std::string shared = candidates.front();
+    for (const std::string& candidate : candidates)
+    {
+        std::size_t length = 0;
+        while (length < shared.size() && length < candidate.size() && shared[length] == candidate[length])
+        {
+            ++length;
+        }
+        shared.resize(length);
+    }
+    return shared;
+}
+
+// Those that begin with typed, in any case; for key names also without "KEY_".
+Words fitting(const Words& candidates, const std::string& typed)
+{
+    Words fits;
+    for (const std::string& candidate : candidates)
+    {
+        const std::string lower = toLower(candidate);
+        const std::string wanted = toLower(typed);
+        const bool bareKey = lower.rfind("key_", 0) == 0 && lower.rfind(wanted, 4) == 4;
+        if (lower.rfind(wanted, 0) == 0 || bareKey)
+        {
+            fits.push_back(candidate);
+        }
+    }
+    return fits;
+}
+
+std::string columnsOf(const Words& words)
+{
+    std::string text = "\n";
+    std::size_t width = 0;
+    for (const std::string& word : words)
+    {
+        width = std::max(width, word.size() + 2);
+    }
+    const std::size_t perLine = std::max<std::size_t>(1, 80 / width);
+    for (std::size_t i = 0; i < words.size(); ++i)
+    {
+        text += words[i] + std::string(width - words[i].size(), ' ');
+        text += (i + 1) % perLine == 0 || i + 1 == words.size() ? "\n" : "";
+    }
+    return text;
+}
+
+}  // namespace
+
+// What libedit's callbacks reach through its client data.
+struct LineEditor::State
+{
+    State(Session& theSession, Complete theComplete) : session(theSession), complete(std::move(theComplete)) {}
+
+    Session& session;
+    const Complete complete;
+    std::string historyFile;
+    EditLine* edit = nullptr;
+    History* history = nullptr;
+    HistEvent event;
+    std::FILE* terminal = nullptr;  // answers and the edited line go the same way
+    winsize size = {};
+
+    static State& of(EditLine* edit)
+    {
+        void* data = nullptr;
+        el_get(edit, EL_CLIENTDATA, &data);
+        return *static_cast<State*>(data);
+    }
+
+    static char* prompt(EditLine*)
+    {
+        static char text[] = "camera> ";
+        return text;
+    }
+
+    static int nextCharacter(EditLine* edit, wchar_t* character);
+    static unsigned char completeWord(EditLine* edit, int);
+    void loadHistory();
+    void saveHistory();
+    bool waitForInput();
+    void lookAtSize();
+    // An interrupt with an empty line ends the camera; otherwise it gives up the line.
+    bool giveUpLine();
+};
+
+// A file that libedit cannot read in a moment is no history.
+void LineEditor::State::loadHistory()
+try
+{
+    if (readFile(historyFile, kHistoryMax))
+    {
+        ::history(history, &event, H_LOAD, historyFile.c_str());
+    }
+}
+catch (const Failure&)
+{
+}
+
+void LineEditor::State::saveHistory()
+{
+    const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    const int handle = open(historyFile.c_str(), flags, 0600);
+    std::FILE* const file = handle < 0 ? nullptr : fdopen(handle, "w");
+    struct stat facts;
+    if (file == nullptr)
+    {
+        return;
+    }
+    if (fstat(handle, &facts) == 0 && S_ISREG(facts.st_mode) && ftruncate(handle, 0) == 0)
+    {
+        ::history(history, &event, H_SAVE_FP, file);
+    }
+    std::fclose(file);
+}
+
+void LineEditor::State::lookAtSize()
+{
+    winsize now = {};
+    if (ioctl(STDIN_FILENO, TIOCGWINSZ, &now) == 0 && (now.ws_col != size.ws_col || now.ws_row != size.ws_row))
+    {
+        size = now;
+        el_resize(edit);
+    }
+}
+
+bool LineEditor::State::giveUpLine()
+{
+    const LineInfoW* line = el_wline(edit);
+    if (line->lastchar == line->buffer || !session.signals().takeInterrupt())
+    {
+        return false;
+    }
+    session.print("^C\n");
+    // Only what is left of the cursor can be deleted; both calls count characters.
+    el_cursor(edit, static_cast<int>(line->lastchar - line->cursor));
+    el_deletestr(edit, static_cast<int>(line->lastchar - line->buffer));
+    el_set(edit, EL_REFRESH);
+    return true;
+}
+
+// False when the program is to end.
+bool LineEditor::State::waitForInput()
+{
+    while (true)
+    {
+        if (session.ended() && !giveUpLine())
+        {
+            return false;
+        }
+        pollfd waits[] = {{STDIN_FILENO, POLLIN, 0},
+                          {session.signals().descriptor(), POLLIN, 0},
+                          {session.output().descriptor(), POLLIN, 0}};
+        if (poll(waits, 3, -1) < 0)
+        {
+            continue;
+        }
+        lookAtSize();
+        const std::string lines = session.output().takeArrived();
+        if (!lines.empty())
+        {
+            session.print(kClearLine + lines);
+            el_set(edit, EL_REFRESH);
+        }
+        if (waits[0].revents != 0)
+        {
+            return true;
+        }
+    }
+}
+
+int LineEditor::State::nextCharacter(EditLine* edit, wchar_t* character)
+{
+    State& state = of(edit);
+    std::mbstate_t shift = {};
+    while (state.waitForInput())
+    {
+        char byte = 0;
+        if (::read(STDIN_FILENO, &byte, 1) != 1)
+        {
+            return 0;
+        }
+        const std::size_t used = std::mbrtowc(character, &byte, 1, &shift);
+        if (used == static_cast<std::size_t>(-1))
+        {
+            shift = {};
+        }
+        else if (used != static_cast<std::size_t>(-2))
+        {
+            return 1;
+        }
+    }
+    return 0;
+}
+
+unsigned char LineEditor::State::completeWord(EditLine* edit, int)
+{
+    State& state = of(edit);
+    const LineInfo* line = el_line(edit);
+    const std::string typed(line->buffer, line->cursor);
+    std::string error;
+    Words before = splitWords(typed, error).value_or(Words());
+    std::string word;
+    if (!typed.empty() && typed.back() != ' ' && !before.empty())
+    {
+        word = before.back();
+        before.pop_back();
+    }
+    const Words fits = fitting(state.complete(before), word);
+    if (fits.empty())
+    {
+        return CC_REFRESH_BEEP;
+    }
+    const std::string shared = sharedBeginning(fits);
+    std::string insertion = shared.size() >= word.size() ? shared : word;
+    if (fits.size() == 1 && insertion.back() != '=')
+    {
+        insertion += ' ';
+    }
+    if (fits.size() > 1 && toLower(insertion) == toLower(word))
+    {
+        state.session.print(columnsOf(fits));
+        return CC_REDISPLAY;
+    }
+    el_deletestr(edit, static_cast<int>(word.size()));
+    el_insertstr(edit, insertion.c_str());
+    return CC_REFRESH;
+}
+
+LineEditor::LineEditor(Session& session, const std::string& historyFile, Complete complete)
+    : state_(std::make_unique<State>(session, std::move(complete)))
+{
+    State& state = *state_;
+    if (std::setlocale(LC_CTYPE, "") == nullptr || MB_CUR_MAX == 1)
+    {
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+    }
+    state.historyFile = historyFile;
+    state.terminal = fdopen(dup(session.output().answerDescriptor()), "w");
+    state.edit = el_init("sensorcam", stdin, state.terminal, stderr);
+    state.history = history_init();
+    history(state.history, &state.event, H_SETSIZE, kHistoryLines);
+    history(state.history, &state.event, H_SETUNIQUE, 1);
+    state.loadHistory();
+    el_set(state.edit, EL_CLIENTDATA, &state);
+    el_set(state.edit, EL_PROMPT, &State::prompt);
+    el_set(state.edit, EL_EDITOR, "emacs");
+    el_set(state.edit, EL_HIST, history, state.history);
+    el_set(state.edit, EL_GETCFN, &State::nextCharacter);
+    // The wide form keeps the two texts as they are; the other one copies them and never frees the copies.
+    el_wset(state.edit, EL_ADDFN, L"complete", L"complete the word", &State::completeWord);
+    // Without it the terminal drops output at Ctrl-C, also what is printed as the answer to it.
+    for (const char* mode : {"-d", "-x"})
+    {
+        el_set(state.edit, EL_SETTY, mode, "+noflsh", nullptr);
+    }
+    el_set(state.edit, EL_BIND, "^I", "complete", nullptr);
+    el_set(state.edit, EL_BIND, "^R", "em-inc-search-prev", nullptr);
+    state.lookAtSize();
+}
+
+LineEditor::~LineEditor()
+{
+    state_->saveHistory();
+    history_end(state_->history);
+    el_end(state_->edit);
+    std::fclose(state_->terminal);
+}
+
+LineEditor::Result LineEditor::read(std::string& text)
+{
+    int count = 0;
+    // Before the prompt appears: what is typed at the sight of it must find the editor.
+    el_set(state_->edit, EL_PREP_TERM, 1);
+    const char* line = el_gets(state_->edit, &count);
+    if (line == nullptr || count <= 0 || state_->session.ended())
+    {
+        state_->session.print("\n");
+        return Result::end;
+    }
+    text.assign(line, static_cast<std::size_t>(count));
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
+    {
+        text.pop_back();
+    }
+    if (text.find_first_not_of(' ') != std::string::npos)
+    {
+        history(state_->history, &state_->event, H_ENTER, text.c_str());
+    }
+    return Result::line;
+}
+
+}  // namespace app

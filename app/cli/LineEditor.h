@@ -1,0 +1,40 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/cli/Parsing.h"
+#include "app/cli/Session.h"
+
+namespace app {
+
+// Lines from a person at a terminal: editing, history and completion (libedit). What the library prints while
+// the person types is shown above the line. Host thread only.
+class LineEditor
+{
+public:
+    // Candidates for the word that is being typed, after the words before it.
+    using Complete = std::function<Words(const Words& before)>;
+
+    // historyFile: read now, written at the end; a file that cannot be written does no harm.
+    LineEditor(Session& session, const std::string& historyFile, Complete complete);
+    ~LineEditor();
+    LineEditor(const LineEditor&) = delete;
+    LineEditor& operator=(const LineEditor&) = delete;
+
+    enum class Result
+    {
+        line,  // text holds it
+        end,   // end of input, or the program is to end
+    };
+
+    Result read(std::string& text);
+
+private:
+    struct State;
+    const std::unique_ptr<State> state_;
+};
+
+}  // namespace app

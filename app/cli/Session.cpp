@@ -1,0 +1,147 @@
+#include "app/cli/Session.h"
+
+#include <poll.h>
+#include <signal.h>
+
+#include <exception>
+
+#include "app/cli/Commands.h"
+#include "app/Failure.h"
+
+namespace app {
+
+Session::Session(Camera& camera, LibraryOutput& output, EndSignals& signals, bool json, bool interactive)
+    : camera_(camera),
+      output_(output),
+      signals_(signals),
+      json_(json),
+      interactive_(interactive)
+{
+}
+
+bool Session::run(const std::string& line)
+{
+    std::string error;
+    const std::optional<Words> words = splitWords(line, error);
+    if (!words)
+    {
+        printAnswer("", Answer::failure(error));
+        return false;
+    }
+    if (words->empty() || words->front()[0] == '#')
+    {
+        return true;
+    }
+    const std::string name = toLower(words->front());
+    const Command* command = findCommand(name);
+    if (command == nullptr)
+    {
+        printAnswer(name, Answer::failure("there is no command " + name + "; 'help' lists the commands"));
+        return false;
+    }
+    const Answer answer = answerOf(*command, Words(words->begin() + 1, words->end()));
+    printAnswer(command->name, answer);
+    return answer.ok();
+}
+
+// The camera is up: what goes wrong from here on is the command's failure.
+Answer Session::answerOf(const Command& command, const Words& arguments)
+{
+    try
+    {
+        return command.run(*this, arguments);
+    }
+    catch (const std::exception& error)
+    {
+        return Answer::failure(error.what());
+    }
+}
+
+int Session::runAll(const std::vector<std::string>& lines)
+{
+    bool failed = false;
+    for (const std::string& line : lines)
+    {
+        if (failed || signals_.received() != 0)
+        {
+            if (json_)
+            {
+                Answer skipped = Answer::failure("not run: " + line);
+                skipped.data["skipped"] = true;
+                print(jsonDocument(line.substr(0, line.find(' ')), skipped));
+            }
+            else
+            {
+                notice("not run: " + line);
+            }
+            continue;
+        }
+        failed = !run(line);
+        if (quit_)
+        {
+            break;
+        }
+    }
+    return failed || broken_ ? kExitCommandFailed : kExitOk;
+}
+
+bool Session::ended()
+{
+    return quit_ || broken_ || signals_.received() != 0;
+}
+
+bool Session::pause(std::chrono::microseconds span)
+{
+    const auto end = std::chrono::steady_clock::now() + span;
+    while (true)
+    {
+        if (ended())
+        {
+            return false;
+        }
+        const auto left = end - std::chrono::steady_clock::now();
+        if (left <= std::chrono::nanoseconds(0))
+        {
+            return true;
+        }
+        const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(left).count();
+        const timespec limit = {static_cast<time_t>(nanoseconds / 1000000000),
+                                static_cast<long>(nanoseconds % 1000000000)};
+        pollfd waits[] = {{signals_.descriptor(), POLLIN, 0}, {output_.descriptor(), POLLIN, 0}};
+        ppoll(waits, 2, &limit, nullptr);
+        print(output_.takeArrived());
+    }
+}
+
+void Session::printPart(const std::string& command, const Answer& part)
+{
+    showLibrary();
+    print(json_ ? jsonDocument(command, part) : part.text);
+}
+
+void Session::printAnswer(const std::string& command, const Answer& answer)
+{
+    showLibrary();
+    if (json_)
+    {
+        print(jsonDocument(command, answer));
+        return;
+    }
+    print(answer.text);
+    if (!answer.ok())
+    {
+        notice(answer.error);
+    }
+}
+
+void Session::showLibrary()
+{
+    print(output_.take());
+}
+
+void Session::print(const std::string& text)
+{
+    broken_ = broken_ || !writeAll(output_.answerDescriptor(), text);
+}
+
+}  // namespace app

@@ -1,0 +1,121 @@
+#include "app/cli/Shell.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include "app/cli/Commands.h"
+#include "app/cli/LineEditor.h"
+#include "app/Options.h"
+
+namespace app {
+namespace {
+
+// Lines of standard input as they come, however they are cut into pieces.
+class PlainReader
+{
+public:
+    explicit PlainReader(Session& session) : session_(session) {}
+
+    // False at the end of the input and when the program is to end.
+    bool read(std::string& line)
+    {
+        while (true)
+        {
+            const std::size_t end = pending_.find('\n');
+            if (end != std::string::npos || (atEnd_ && !pending_.empty()))
+            {
+                line = pending_.substr(0, end);
+                pending_.erase(0, end == std::string::npos ? end : end + 1);
+                return true;
+            }
+            if (atEnd_ || !fill())
+            {
+                return false;
+            }
+        }
+    }
+
+private:
+    bool fill()
+    {
+        pollfd waits[] = {{STDIN_FILENO, POLLIN, 0},
+                          {session_.signals().descriptor(), POLLIN, 0},
+                          {session_.output().descriptor(), POLLIN, 0}};
+        while (!session_.ended())
+        {
+            poll(waits, 3, -1);
+            session_.print(session_.output().takeArrived());
+            if (waits[0].revents != 0)
+            {
+                char buffer[4096];
+                const ssize_t count = ::read(STDIN_FILENO, buffer, sizeof buffer);
+                atEnd_ = count <= 0;
+                pending_.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
+                return true;
+            }
+        }
+        return false;
+    }
+
+    Session& session_;
+    std::string pending_;
+    bool atEnd_ = false;
+};
+
+Words candidates(Session& session, const Words& before)
+{
+    if (before.empty())
+    {
+        Words names;
+        for (const Command& command : commands())
+        {
+            names.push_back(command.name);
+        }
+        return names;
+    }
+    const Command* command = findCommand(toLower(before.front()));
+    if (command == nullptr || command->complete == nullptr)
+    {
+        return {};
+    }
+    return command->complete(session, Words(before.begin() + 1, before.end()));
+}
+
+int runPrompt(Session& session, const std::string& historyFile)
+{
+    session.run("status");
+    session.print("'help' lists the commands, Tab completes, Ctrl-D ends the camera.\n");
+    LineEditor editor(session, historyFile, [&](const Words& before) { return candidates(session, before); });
+    std::string line;
+    while (!session.ended() && editor.read(line) == LineEditor::Result::line)
+    {
+        session.run(line);
+    }
+    return kExitOk;
+}
+
+int runLines(Session& session)
+{
+    PlainReader reader(session);
+    std::string line;
+    bool failed = false;
+    while (!session.ended() && reader.read(line))
+    {
+        failed = !session.run(line) || failed;
+    }
+    return failed ? kExitCommandFailed : kExitOk;
+}
+
+}  // namespace
+
+int runShell(Session& session, const std::string& historyFile)
+{
+    return session.interactive() ? runPrompt(session, historyFile) : runLines(session);
+}
+
+bool isInteractive(int answers, bool json)
+{
+    return !json && isatty(STDIN_FILENO) != 0 && isatty(answers) != 0;
+}
+
+}  // namespace app

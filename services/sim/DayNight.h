@@ -1,0 +1,66 @@
+#pragma once
+
+#include "HostClock.h"
+#include "services/sim/Values.h"
+
+#include <optional>
+
+namespace sim {
+
+// Lux outdoors at a time of day of a clear equinox: full daylight at noon, twilight from 6 and to 18 o'clock.
+double daylight(double secondsOfDay);
+
+// Light on the sensor: a fixed level or daylight. Reentrant.
+class Light
+{
+public:
+    // Negative, or not a number, counts as 0.
+    void set(double lux) { fixed_ = lux > 0 ? lux : 0; }
+    void setDaylight() { fixed_.reset(); }
+    bool steady() const { return fixed_.has_value(); }
+    double lux(double secondsOfDay) const { return fixed_ ? *fixed_ : daylight(secondsOfDay); }
+
+private:
+    std::optional<double> fixed_ = 0;  // none: daylight
+};
+
+// Day or night. Reentrant; the service guards it.
+class DayNight
+{
+public:
+    // values: commands 144 to 152; must outlive this.
+    explicit DayNight(const Values& values);
+
+    void reset(host::Span now);
+    // The clock was replaced: a change that is pending begins anew.
+    void settle(host::Span now);
+
+    // The wall clock was set at some time after the last look, seen at now: a change that is pending begins anew, at
+    // the last look if that was within a minute, else now. What does not follow the time of day goes on as it was.
+    void wallJumped(host::Span now, const Light& light);
+
+    // Works out what happened since the last look. Call it before and after whatever it depends on changes.
+    // secondsOfDay: local time at now. The moment of the last change, if it changed.
+    std::optional<host::Span> look(host::Span now, double secondsOfDay, const Light& light);
+
+    bool night() const { return night_; }
+
+    // Lux below which it becomes night and above which day; the second is never below the first, whatever was set.
+    int nightBelow() const;
+    int dayAbove() const;
+
+private:
+    // Neither light nor mode depends on the time of day.
+    bool steady(const Light& light) const;
+    bool nightByTime(double secondsOfDay) const;
+    void judgeLight(host::Span time, double lux);
+    void become(bool night, host::Span time);
+
+    const Values& values_;
+    bool night_ = false;
+    host::Span looked_{0};
+    host::Span changedAt_{0};
+    std::optional<host::Span> pendingSince_;
+};
+
+}  // namespace sim

@@ -1,0 +1,160 @@
+#include "tests/shipped/footprint/QuietCamera.h"
+
+#include <chrono>
+#include <cstring>
+
+namespace footprint {
+namespace {
+
+constexpr std::chrono::seconds kBound(60);
+
+std::string shared(const std::string& name)
+{
+    return support::readFile(SENSORDLL_SOURCE_DIR "/share/" + name);
+}
+
+}  // namespace
+
+QuietService& service()
+{
+    static QuietService instance;
+    return instance;
+}
+
+int QuietVideo::notifyParam(int, int)
+{
+    return 0;
+}
+
+std::vector<AVStreamParam> QuietVideo::getStreamParams() const
+{
+    return std::vector<AVStreamParam>(1);
+}
+
+std::tm QuietClock::localTime() const
+{
+    std::tm local{};
+    local.tm_year = 126;
+    local.tm_mday = 1;
+    local.tm_hour = time_ / 100;
+    local.tm_min = time_ % 100;
+    return local;
+}
+
+host::Span QuietClock::monotonic() const
+{
+    return host::Span(0);
+}
+
+void QuietClock::wait(host::Span)
+{
+    if (std::this_thread::get_id() == creator_)
+    {
+        return;
+    }
+    std::unique_lock<std::mutex> lock(mutex_);
+    isWaiting_ = true;
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return isReleased_ || host::stopRequested(); });
+    isWaiting_ = false;
+    isReleased_ = false;
+}
+
+void QuietClock::wake()
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    changed_.notify_all();
+}
+
+void QuietClock::setTimeOfDay(int time)
+{
+    time_ = time;
+}
+
+bool QuietClock::passTurn()
+{
+    const auto waits = [this] { return isWaiting_ && !isReleased_; };
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (!changed_.wait_for(lock, kBound, waits))
+    {
+        return false;
+    }
+    isReleased_ = true;
+    changed_.notify_all();
+    return changed_.wait_for(lock, kBound, waits);
+}
+
+void QuietCamera::SetUp()
+{
+    PrivateTreeTest::SetUp();
+    service().status = 0;
+    service().dayNight = 0;
+    service().sets = 0;
+    clock_ = std::make_shared<QuietClock>();
+    host::setClock(clock_);
+}
+
+void QuietCamera::TearDown()
+{
+    if (controller_)
+    {
+        controller_->uinit();
+        controller_.reset();
+    }
+    host::setClock(nullptr);
+    PrivateTreeTest::TearDown();
+}
+
+void QuietCamera::install(const std::string& model)
+{
+    support::writeFile(support::kMachineInfoFile, shared("models/" + model + "/machineinfo.ini"));
+    support::writeFile(support::kModuleConfigFile, shared("models/" + model + "/moduleConfig.xml"));
+    support::writeFile(support::kStyleFile, shared("style/Style.xml"));
+    support::writeFile(support::kDomeStyleFile, shared("style/Style_dome.xml"));
+    support::writeFile(support::kDiversityFile, shared("styleDiversity/StyleDiversity.xml"));
+    support::writeFile(support::kDomeDiversityFile, shared("styleDiversity/StyleDiversity_dome.xml"));
+}
+
+ModuleConfigure QuietCamera::module()
+{
+    MachineInfo machine;
+    EXPECT_TRUE(SystemInfoParser::parseMachineInfo(support::kMachineInfoFile, machine));
+    std::vector<ModuleConfigure> modules;
+    EXPECT_TRUE(ModuleConfigureParser::parse(support::kModuleConfigFile, machine.getHardwareModel(),
+                                             machine.getHardwareCode(), modules));
+    return modules.at(0);
+}
+
+void QuietCamera::start(const std::string& model)
+{
+    install(model);
+    controller_ = std::make_unique<ISensorController>();
+    controller_->setVideoStreamModule(&video_);
+    ASSERT_TRUE(controller_->init(module()));
+    ASSERT_TRUE(clock_->passTurn());
+}
+
+int QuietCamera::scheme()
+{
+    int scheme = -99;
+    EXPECT_TRUE(c().getParamScheme(scheme));
+    return scheme;
+}
+
+}  // namespace footprint
+
+int ia_ioctrl(ia_cmd_e cmd, int opt, void* data)
+{
+    footprint::QuietService& service = footprint::service();
+    if (opt == IA_CMD_OPT_SET)
+    {
+        ++service.sets;
+        return service.status;
+    }
+    if (cmd == IA_CMD_DN_STATE && opt == IA_CMD_OPT_GET)
+    {
+        const int state = service.dayNight;
+        std::memcpy(data, &state, sizeof state);
+    }
+    return 0;
+}

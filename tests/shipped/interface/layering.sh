@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Who may include whom. Headers are included from the root of the tree, so that the path says whose they are; those of
+# include/ and platform/include/ by name alone, because a host may bring its own.
+# layering.sh <source tree>
+set -euo pipefail
+. "$(dirname -- "$(readlink -f -- "$0")")/test_lib.sh"
+
+cd -- "$1"
+
+# includes_of <folder>: file:line:#include "path", in quotes only.
+includes_of() {
+    grep -rnoE --include='*.h' --include='*.cpp' --include='*.def' '#include "[^"]+"' "$1" || true
+}
+
+# sees <folder> [<other folder>...]: its files may include headers of these and of no other, itself always among them.
+sees() {
+    local folder=$1 allowed
+    [ -n "$(find "$folder" -name '*.h' -print -quit)" ] || fail "$folder holds no headers"
+    allowed=$(printf '|%s' "$@")
+    expect_nothing "$folder sees itself,${*:2} and the public headers only:" \
+        < <(includes_of "$folder" | grep '"[^"]*/' | grep -vE "\"(${allowed#|})/" || true)
+    expect_nothing "only public headers are included by name alone:" \
+        < <(includes_of "$folder" | sed -n 's/.*#include "\([^"/]*\)"$/\1/p' | sort -u | while read -r name; do
+            [ -f "include/$name" ] || [ -f "platform/include/$name" ] || echo "$folder: $name"
+        done)
+}
+
+sees include
+sees platform
+sees base
+sees diag base
+sees keyval base diag
+sees config base diag
+sees controller base diag keyval config
+sees services
+sees app services
+
+system='fcntl\.h|unistd\.h|pthread\.h|dirent\.h|time\.h|sys/[a-z]+\.h|signal\.h'
+system+='|ctime|chrono|thread|mutex|condition_variable|future|fstream|filesystem|csignal'
+# Schemes.cpp must not spin even where a host's wait returns at once: it sleeps a moment by itself.
+expect_no_match "time, files and threads come from the host framework, platform/include:" \
+    -rnE --include='*.h' --include='*.cpp' --exclude=Schemes.cpp \
+    "#include <($system)>" include base diag keyval config controller

@@ -1,0 +1,364 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/PrivateTree.h"
+#include "tests/unit/app/SensorcamRun.h"
+
+namespace {
+
+using nlohmann::json;
+using support::Ended;
+using support::SensorcamRun;
+using support::execute;
+using support::has;
+
+std::vector<json> documentsOf(const std::string& text)
+{
+    std::vector<json> documents;
+    std::size_t begin = 0;
+    for (std::size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', begin))
+    {
+        documents.push_back(json::parse(text.substr(begin, end - begin), nullptr, false));
+        EXPECT_FALSE(documents.back().is_discarded()) << text.substr(begin, end - begin);
+        begin = end + 1;
+    }
+    EXPECT_EQ(begin, text.size()) << "an unfinished line";
+    return documents;
+}
+
+class SensorcamTest : public support::PrivateTreeTest
+{
+};
+
+TEST_F(SensorcamTest, ARestartKeepsWhatWasSavedAndForgetsWhatWasNot)
+{
+    const Ended first = execute({"set KEY_BRIGHTNESS=60", "save", "set KEY_CONTRAST=10"});
+    EXPECT_EQ(first.status, 0) << first.err;
+    EXPECT_TRUE(has(first.err, "first start")) << first.err;
+    const Ended second = execute({"get KEY_BRIGHTNESS", "get contrast"});
+    EXPECT_EQ(second.status, 0) << second.err;
+    EXPECT_EQ(second.out, "KEY_BRIGHTNESS = 60\nKEY_CONTRAST = 50\n");
+    EXPECT_FALSE(has(second.err, "first start")) << second.err;
+}
+
+TEST_F(SensorcamTest, ReloadGoesBackToWhatWasSaved)
+{
+    const Ended ended = execute({"set brightness=60", "save", "set brightness=70", "reload", "get brightness"});
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_TRUE(has(ended.out, "KEY_BRIGHTNESS = 70 %  (was 60)")) << ended.out;
+    EXPECT_TRUE(has(ended.out, "\nKEY_BRIGHTNESS = 60\n")) << ended.out;
+}
+
+TEST_F(SensorcamTest, AFactoryResetMakesANewCameraAndServesItsTextsAgain)
+{
+    const Ended ended =
+        execute({"set brightness=60", "save", "language 0", "reset", "get brightness", "language 0"}, {"--json"});
+    ASSERT_EQ(ended.status, 0) << ended.err;
+    const std::vector<json> answers = documentsOf(ended.out);
+    ASSERT_EQ(answers.size(), 6u);
+    EXPECT_EQ(answers[3]["scheme"], 0);
+    EXPECT_EQ(answers[4]["values"][0]["value"], 50);
+    EXPECT_FALSE(answers[2]["texts"].get<std::string>().empty());
+    EXPECT_EQ(answers[2], answers[5]);
+}
+
+TEST_F(SensorcamTest, AListStopsAtTheFirstRefusalAndSaysWhatBecameOfTheRest)
+{
+    const Ended ended = execute({"set brightness=61 contrast=999 sharpness=3", "save"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TRUE(has(ended.err, "KEY_CONTRAST refused: 999 is not allowed; allowed: 0..100 %.\n"
+                               "  before it applied: KEY_BRIGHTNESS=61\n"
+                               "  after it not applied: KEY_SHARPNESS=3\n"
+                               "sensorcam: not run: save\n"))
+        << ended.err;
+    EXPECT_EQ(ended.out, "");
+}
+
+TEST_F(SensorcamTest, ARefusalIsToldOnceAndNotWithTheNextList)
+{
+    const Ended ended = support::runToEnd({"shell"}, "set brightness=999\nset contrast=10\n");
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TRUE(has(ended.err, "KEY_BRIGHTNESS refused: 999")) << ended.err;
+    EXPECT_EQ(ended.out, "KEY_CONTRAST = 10 %  (was 50)\n");
+}
+
+TEST_F(SensorcamTest, NothingRunsAfterQuit)
+{
+    const Ended ended = execute({"get brightness", "quit", "get contrast"});
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_EQ(ended.out, "KEY_BRIGHTNESS = 50\n");
+    EXPECT_FALSE(has(ended.err, "not run")) << ended.err;
+}
+
+TEST_F(SensorcamTest, TheStreamsRunAtTheBoardsFrameRate)
+{
+    ASSERT_FALSE(has(execute({"style"}).out, "<notice id=\"0\""));
+    std::string board = support::readFile(support::kModuleConfigFile);
+    const std::size_t field = board.find("(fps=25)");
+    ASSERT_NE(field, std::string::npos);
+    support::writeFile(support::kModuleConfigFile, board.replace(field, 8, "(fps=50)"));
+    EXPECT_TRUE(has(execute({"style"}).out, "<notice id=\"0\"")) << "no wide dynamic range at this rate";
+}
+
+TEST_F(SensorcamTest, NothingIsAppliedWhenAListCannotBeRead)
+{
+    for (const char* list : {"set brightness=61 nonsense=1", "set brightness=61 contrast=bright",
+                             "set brightness=61 contrast", "set brightness=61 34=62"})
+    {
+        const Ended ended = execute({list}, {"--json"});
+        EXPECT_EQ(ended.status, 1) << list;
+        EXPECT_TRUE(has(documentsOf(ended.out).at(0)["error"], "nothing was applied")) << ended.out;
+    }
+    EXPECT_EQ(execute({"get brightness"}).out, "KEY_BRIGHTNESS = 50\n");
+}
+
+TEST_F(SensorcamTest, JsonStandardOutputHoldsNothingButOneDocumentACommand)
+{
+    const Ended ended = execute({"trace 7", "set brightness=60", "get 34 999", "status"}, {"--json"});
+    EXPECT_EQ(ended.status, 1);
+    const std::vector<json> answers = documentsOf(ended.out);
+    ASSERT_EQ(answers.size(), 4u);
+    EXPECT_EQ(answers[1]["command"], "set");
+    EXPECT_EQ(answers[1]["ok"], true);
+    EXPECT_EQ(answers[2]["ok"], false);
+    EXPECT_EQ(answers[2]["values"], json::parse(R"([{"key":34,"name":"KEY_BRIGHTNESS","value":60}])"));
+    EXPECT_TRUE(has(answers[2]["error"], "999"));
+    EXPECT_EQ(answers[3]["skipped"], true);
+    EXPECT_TRUE(has(ended.err, "[sensor dbg]")) << "the library's lines go to standard error";
+}
+
+TEST_F(SensorcamTest, WithExecTheLibraryPrintsOnStandardError)
+{
+    const Ended ended = execute({"get 999"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.out, "");
+    EXPECT_TRUE(has(ended.err, "get key(999) val from 2a err\nsensorcam: key 999 cannot be read")) << ended.err;
+}
+
+TEST_F(SensorcamTest, WithoutATerminalTheShellRunsLinesAndSetsTheLibraryOff)
+{
+    const Ended ended = support::runToEnd({"shell"}, "get brightness\n# a remark\n\nget 999\nget contrast");
+    EXPECT_EQ(ended.status, 1) << "a line failed";
+    EXPECT_TRUE(has(ended.out, "KEY_BRIGHTNESS = 50\n  | [sensor assert] file:ISensorController fun:getParameter"))
+        << ended.out;
+    EXPECT_TRUE(has(ended.out, "  | get key(999) val from 2a err\nKEY_CONTRAST = 50\n")) << ended.out;
+}
+
+TEST_F(SensorcamTest, SigtermEndsTheShellInOrder)
+{
+    SensorcamRun run({"--json", "shell"});
+    run.type("trace 6\n");
+    run.waitFor("\"level\":6}\n");
+    run.sendSignal(SIGTERM);
+    EXPECT_EQ(run.waitForEnd(), 128 + SIGTERM) << "although its input is open";
+    EXPECT_EQ(documentsOf(run.out).size(), 1u);
+    EXPECT_EQ(execute({"status"}).status, 0) << "the lock is free again";
+}
+
+TEST_F(SensorcamTest, SigintEndsAWatchAndWhatFollowsIt)
+{
+    SensorcamRun run({"exec", "watch", "status"});
+    run.waitFor("watching");
+    run.sendSignal(SIGINT);
+    EXPECT_EQ(run.waitForEnd(), 128 + SIGINT);
+    EXPECT_TRUE(has(run.err, "not run: status")) << run.err;
+}
+
+TEST_F(SensorcamTest, AWatchOfSomeSecondsEndsByItself)
+{
+    const Ended ended = execute({"watch 10"}, {"--json"});
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    const std::vector<json> answers = documentsOf(ended.out);
+    ASSERT_GE(answers.size(), 2u);
+    EXPECT_EQ(answers.front()["event"], "watching");
+    EXPECT_EQ(answers.back()["event"], "end");
+}
+
+TEST_F(SensorcamTest, ASecondCameraOnTheSameFilesIsRefused)
+{
+    SensorcamRun first({"--json", "shell"});
+    first.type("status\n");
+    first.waitFor("\"command\":\"status\"");
+    const Ended second = execute({"status"}, {"--json"});
+    EXPECT_EQ(second.status, 3);
+    EXPECT_TRUE(has(documentsOf(second.out).at(0)["error"], "already running"));
+    EXPECT_EQ(first.end(), 0);
+}
+
+TEST_F(SensorcamTest, AnotherModelOnTheSameFilesIsRefused)
+{
+    EXPECT_EQ(execute({"status"}, {"--model", "dome"}).status, 0);
+    const Ended ended = execute({"status"}, {"--model", "lpr"});
+    EXPECT_EQ(ended.status, 3);
+    EXPECT_TRUE(has(ended.err, "holds a dome camera")) << ended.err;
+    EXPECT_TRUE(has(execute({"status"}).out, "dome, sensor module 2")) << "the folder remembers its model";
+}
+
+TEST_F(SensorcamTest, EveryModelStartsWithASchemeThatCanBeSaved)
+{
+    for (const char* model : {"fixed", "dome", "lpr", "fisheye"})
+    {
+        support::wipeTree();
+        const Ended ended = execute({"status", "all", "style", "save"}, {"--json", "--model", model});
+        ASSERT_EQ(ended.status, 0) << model << ended.out;
+        const std::vector<json> answers = documentsOf(ended.out);
+        EXPECT_EQ(answers[0]["model"], model);
+        EXPECT_EQ(answers[0]["scheme"], 0) << model;
+        EXPECT_EQ(answers[3]["saved"], true) << model;
+    }
+}
+
+TEST_F(SensorcamTest, UsageMistakesEndWithStatusTwo)
+{
+    EXPECT_EQ(support::runToEnd({"exec"}).status, 2);
+    const Ended ended = support::runToEnd({"--json", "--at", "noon", "shell"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(documentsOf(ended.out).at(0)["ok"], false);
+    EXPECT_EQ(execute({"dance"}).status, 1) << "an unknown command is a command that failed";
+}
+
+TEST_F(SensorcamTest, APromptOffersEditingCompletionAndSetsTheLibraryOff)
+{
+    SensorcamRun run({"shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    run.type("get bri\t\n");
+    run.waitFor("KEY_BRIGHTNESS");
+    run.waitFor("KEY_BRIGHTNESS = 50");
+    run.waitFor("camera> ");
+    run.type("get 99x\b9\n");
+    run.waitFor("| ");
+    run.waitFor("[sensor assert]");
+    run.waitFor("key 999 cannot be read");
+    run.waitFor("camera> ");
+    run.type("\x04");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+    EXPECT_TRUE(has(support::readFile("/mnt/mtd/sensorcam/history"), "get"));
+}
+
+TEST_F(SensorcamTest, AtThePromptCtrlCEndsAWatchThenALineThenTheCamera)
+{
+    SensorcamRun run({"shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    run.type("watch\n");
+    run.waitFor("watching");
+    run.type("\x03");
+    run.waitFor("camera> ");
+    // The terminal may echo what is typed before the editor reads it; a completion is the editor's own.
+    run.type("get satur\t");
+    run.waitFor("KEY_SATURATION");
+    run.type("\x03");
+    run.waitFor("camera> ");
+    run.type("get contrast\n");
+    run.waitFor("KEY_CONTRAST = 50");
+    run.waitFor("camera> ");
+    run.type("\x03");
+    EXPECT_EQ(run.waitForEnd(), 128 + SIGINT);
+}
+
+TEST_F(SensorcamTest, CtrlCAtThePromptDropsTheWholeLineWhereverTheCursorIs)
+{
+    SensorcamRun run({"shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    // A completion shows that the editor has the line; then the cursor goes to its start.
+    run.type("get \xc3\xa4\xc3\xb6 satur\t");
+    run.waitFor("KEY_SATURATION");
+    run.type("\x01\x03");
+    run.waitFor("^C");
+    run.waitFor("camera> ");
+    run.type("get contrast\n");
+    run.waitFor("KEY_CONTRAST = 50");
+    run.waitFor("camera> ");
+    run.type("\x04");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+    EXPECT_FALSE(has(run.out, "KEY_SATURATION = ")) << run.out;
+    EXPECT_FALSE(has(run.out, "there is no key")) << run.out;
+}
+
+// The terminal knows process groups across the border of the tree's own process namespace.
+TEST_F(SensorcamTest, APromptInThePrivateTreeHasItsTerminal)
+{
+    std::filesystem::remove_all("/tmp/state");
+    SensorcamRun run(SensorcamRun::Command{{support::kSensorcam, "--state", "/tmp/state", "--speed", "20", "shell"}},
+                     SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    run.type("get bri\t\n");
+    run.waitFor("KEY_BRIGHTNESS = 50");
+    run.waitFor("camera> ");
+    run.type("watch\n");
+    run.waitFor("watching");
+    run.type("\x03");
+    run.waitFor("camera> ");
+    run.type("\x04");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+    EXPECT_TRUE(has(support::readFile("/tmp/state/history"), "watch"));
+    std::filesystem::remove_all("/tmp/state");
+}
+
+// A locale whose decimal sign is a comma, made from the one that every system has: the names of its folder and file
+// are what the C library asks for.
+class CommaLocale
+{
+public:
+    CommaLocale()
+    {
+        std::filesystem::create_directories(kFolder);
+        std::filesystem::copy("/usr/lib/locale/C.utf8", kFolder + "/xx_XX.utf8",
+                              std::filesystem::copy_options::recursive);
+        const std::string file = kFolder + "/xx_XX.utf8/LC_NUMERIC";
+        std::string numbers = support::readFile(file);
+        std::replace(numbers.begin() + kHeader, numbers.end(), '.', ',');
+        support::writeFile(file, numbers);
+        setenv("LOCPATH", kFolder.c_str(), 1);
+        setenv("LC_ALL", "xx_XX.utf8", 1);
+    }
+
+    ~CommaLocale()
+    {
+        unsetenv("LOCPATH");
+        unsetenv("LC_ALL");
+        std::filesystem::remove_all(kFolder);
+    }
+
+    CommaLocale(const CommaLocale&) = delete;
+    CommaLocale& operator=(const CommaLocale&) = delete;
+
+private:
+    static constexpr int kHeader = 32;  // offsets
+    const std::string kFolder = "/tmp/locales";
+};
+
+TEST_F(SensorcamTest, AtThePromptNumbersKeepTheirPointWhateverTheLocale)
+{
+    const CommaLocale locale;
+    SensorcamRun other(SensorcamRun::Command{{"/usr/bin/printf", "%.1f", "0,5"}});
+    ASSERT_EQ(other.end(), 0) << other.err;
+    ASSERT_EQ(other.out, "0,5") << "programs that follow the locale use a comma";
+    SensorcamRun run({"shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    run.type("light 0.5\n");
+    run.waitFor("0.50 lux");
+    run.waitFor("camera> ");
+    run.type("\x04");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+    EXPECT_FALSE(has(run.out, ",50 lux")) << run.out;
+}
+
+TEST_F(SensorcamTest, OnlySchemesWithAWindowAreOfferedForOne)
+{
+    SensorcamRun run({"shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    // The list comes in columns: the last one offered ends its line.
+    run.type("window \t");
+    run.waitFor("0  1  2  3  \r\n");
+    run.type("\x03");
+    run.waitFor("^C");  // the prompt stands below the list too
+    run.waitFor("camera> ");
+    run.type("\x04");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+}
+
+}  // namespace

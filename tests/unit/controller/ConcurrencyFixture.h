@@ -1,0 +1,96 @@
+#pragma once
+
+#include <set>
+
+#include "tests/support/ControllerFixture.h"
+
+namespace support {
+
+// Threads of a test, and the calls that each of them makes.
+constexpr int kCallers = 4;
+constexpr int kRounds = 60;
+
+// Nothing here looks at speed: every test runs a fixed amount of work on several threads, and checks what holds
+// in any order. Run them under a thread sanitizer too.
+class ConcurrencyFixture : public ControllerFixture
+{
+protected:
+    // The sensor thread makes turns as fast as the clock is pushed, with the time going to and fro.
+    void SetUp() override
+    {
+        ControllerFixture::SetUp();
+        bringUp();
+        setValue(0, KEY_BRIGHTNESS, 10);
+        setValue(1, KEY_BRIGHTNESS, 20);
+        setValue(2, KEY_BRIGHTNESS, 30);
+        setWindow(1, true, 18, 0, 22, 0);
+        startThread();
+        pushing_ = true;
+        pusher_ = std::thread(
+            [this]
+            {
+                int hour = 0;
+                while (pushing_)
+                {
+                    hour = (hour + 7) % 24;
+                    clock_->setTimeOfDay(hour, 0);
+                    clock_->advance(std::chrono::seconds(1));
+                    std::this_thread::yield();
+                }
+            });
+    }
+
+    void TearDown() override
+    {
+        stopPushing();
+        ControllerFixture::TearDown();
+    }
+
+    void stopPushing()
+    {
+        pushing_ = false;
+        if (pusher_.joinable())
+        {
+            pusher_.join();
+        }
+    }
+
+    void runCallers(const std::function<void(int caller, int round)>& call)
+    {
+        std::vector<std::thread> callers;
+        for (int caller = 0; caller < kCallers; ++caller)
+        {
+            callers.emplace_back(
+                [&call, caller]
+                {
+                    for (int round = 0; round < kRounds; ++round)
+                    {
+                        call(caller, round);
+                    }
+                });
+        }
+        for (std::thread& caller : callers)
+        {
+            caller.join();
+        }
+    }
+
+    // Three different schemes come by, or the bound is over.
+    bool threadSwitches()
+    {
+        std::set<int> seen;
+        return eventually(
+            [&]
+            {
+                int scheme = 0;
+                c().getParamScheme(scheme);
+                seen.insert(scheme);
+                return seen.size() >= 3;
+            });
+    }
+
+    std::atomic<bool> pushing_{false};
+    std::thread pusher_;
+};
+
+}  // namespace support
