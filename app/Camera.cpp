@@ -4,17 +4,17 @@
 #include <stdexcept>
 
 #include "DeviceType.h"
-#include "app/Failure.h"
 #include "HostClock.h"
 #include "KSDeviceTime.h"
-#include "app/KeyNames.h"
 #include "MachineInfo.h"
 #include "ModuleConfigureParser.h"
-#include "app/SchemeFile.h"
 #include "SensorFile.h"
 #include "SensorKeys.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
+#include "app/Failure.h"
+#include "app/KeyNames.h"
+#include "app/SchemeFile.h"
 
 namespace app {
 namespace {
@@ -126,8 +126,8 @@ bool Camera::hasParameters()
         return false;
     }
     const std::vector<KeyName>& rows = keyNames();
-    return std::any_of(rows.begin(), rows.end(), [&](const KeyName& row)
-                       { return !row.onlyStored && schemeValue(schemeCount(), row.key); });
+    return std::any_of(rows.begin(), rows.end(),
+                       [&](const KeyName& row) { return !row.onlyStored && schemeValue(schemeCount(), row.key); });
 }
 
 int Camera::schemeCount() const

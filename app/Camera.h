@@ -6,10 +6,10 @@
 
 #include "ISensorController.h"
 #include "ModuleConfigure.h"
-#include "services/sim/RecordingVideo.h"
-#include "app/cli/ScheduleChart.h"
-#include "services/sim/Service.h"
 #include "app/UiFiles.h"
+#include "app/cli/ScheduleChart.h"
+#include "services/sim/RecordingVideo.h"
+#include "services/sim/Service.h"
 
 namespace app {
 

@@ -1,8 +1,8 @@
 #include "app/KeyLimits.h"
 
+#include "SensorKeys.h"
 #include "app/KeyNames.h"
 #include "app/cli/Parsing.h"
-#include "SensorKeys.h"
 
 namespace app {
 namespace {

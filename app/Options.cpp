@@ -7,8 +7,8 @@
 
 #include "app/Failure.h"
 #include "app/Models.h"
-#include "app/cli/Parsing.h"
 #include "app/box/StateFolder.h"
+#include "app/cli/Parsing.h"
 
 namespace app {
 namespace {

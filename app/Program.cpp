@@ -7,17 +7,17 @@
 
 #include <filesystem>
 
-#include "app/box/Bubblewrap.h"
 #include "app/Camera.h"
 #include "app/EndSignals.h"
 #include "app/Failure.h"
-#include "app/box/LibraryOutput.h"
 #include "app/Models.h"
+#include "app/box/Bubblewrap.h"
+#include "app/box/LibraryOutput.h"
 #include "app/box/Provision.h"
-#include "app/cli/Session.h"
-#include "app/cli/Shell.h"
 #include "app/box/StateFolder.h"
 #include "app/box/Supervisor.h"
+#include "app/cli/Session.h"
+#include "app/cli/Shell.h"
 
 namespace app {
 namespace {

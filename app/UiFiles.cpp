@@ -4,9 +4,9 @@
 
 #include <cstring>
 
-#include "app/box/DiskFiles.h"
-#include "app/Failure.h"
 #include "XmlGuard.h"
+#include "app/Failure.h"
+#include "app/box/DiskFiles.h"
 
 namespace app {
 namespace {

@@ -19,7 +19,11 @@ constexpr char kDiversityFolder[] = "/hd1/moduleConfig/sensorConfig/styleDiversi
 constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";
 
 const char* const kFolders[] = {
-    "/mnt/mtd/code/config_file", "/mnt/mtd/code/factory_setting", "/mnt/mtd/sign", "/mnt/mtd/log", kStyleFolder,
+    "/mnt/mtd/code/config_file",
+    "/mnt/mtd/code/factory_setting",
+    "/mnt/mtd/sign",
+    "/mnt/mtd/log",
+    kStyleFolder,
     kDiversityFolder,
 };
 

@@ -14,7 +14,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr u32 kKeys[] = {KEY_BRIGHTNESS, KEY_SATURATION, KEY_CONTRAST, KEY_SHARPNESS,
+constexpr u32 kKeys[] = {KEY_BRIGHTNESS, KEY_SATURATION,  KEY_CONTRAST, KEY_SHARPNESS,
                          KEY_METER_AREA, KEY_EXPOSE_MODE, KEY_MAX_GAIN, KEY_FIX_GAIN};
 constexpr std::size_t kCallsMax = 8u << 20;  // of one caller; far more than it can make
 

@@ -7,7 +7,7 @@ struct CallersResult
 {
     double callsPerSecond;  // of all callers together
     double medianWait;
-    double highWait;   // 99.9 % of the calls were faster
+    double highWait;  // 99.9 % of the calls were faster
     double worstWait;
 };
 

@@ -322,7 +322,7 @@ int testsOfRules(const std::string& diversity, const std::string& detail)
 void askLength(const std::string& path)
 {
     const int handle = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    struct stat status{};
+    struct stat status = {};
     fstat(handle, &status);
     close(handle);
 }

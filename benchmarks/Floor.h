@@ -5,8 +5,8 @@
 
 #include <tinyxml.h>
 
-#include "benchmarks/ConstantService.h"
 #include "KeyVal.h"
+#include "benchmarks/ConstantService.h"
 
 // What an operation cannot do without, done by hand: the cost that every implementation of its contract has.
 namespace bench {

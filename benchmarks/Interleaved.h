@@ -9,10 +9,10 @@ struct Comparison
 {
     double figure;  // medians over all batches
     double floor;
-    double ratio;   // of the medians
+    double ratio;  // of the medians
     double lowerQuartile;
     double upperQuartile;
-    int calls;      // in a batch
+    int calls;  // in a batch
 };
 
 // Measures short batches of figure and floor in turn, pairs times each, so that whatever else the machine does

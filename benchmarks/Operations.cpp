@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <utility>
 
-#include "benchmarks/Floor.h"
 #include "StringHandler.h"
+#include "benchmarks/Floor.h"
 
 namespace bench {
 namespace {
@@ -160,9 +160,7 @@ Scenario switchOfAll(std::unique_ptr<BenchCamera> camera, bool isFull)
     const CallScript toSecond = switchScript(recordsOf(controller, 1));
     scenario.tests = toFirst.tests();
     scenario.figure = [&controller, isFull, scheme = 1]() mutable { controller.switch_to(scheme ^= 1, isFull); };
-    scenario.floor = [toFirst, toSecond, scheme = 1]() mutable {
-        ((scheme ^= 1) == 0 ? toFirst : toSecond).run();
-    };
+    scenario.floor = [toFirst, toSecond, scheme = 1]() mutable { ((scheme ^= 1) == 0 ? toFirst : toSecond).run(); };
     return scenario;
 }
 
@@ -174,7 +172,7 @@ Scenario switchOfNone()
     ISensorController& controller = scenario.camera->controller();
     makeSchemesDiffer(controller);
     CallScript script;
-    script.test();  // "switch_to()"
+    script.test();                                                   // "switch_to()"
     script.test(static_cast<int>(recordsOf(controller, 1).size()));  // "ignore, ... is newest"
     scenario.tests = script.tests();
     scenario.figure = [&controller] { controller.switch_to(1, false); };
@@ -362,10 +360,10 @@ struct StartFloor
 
     int tests() const
     {
-        const int texts = 3;           // "open file": style, diversity, merged style
+        const int texts = 3;  // "open file": style, diversity, merged style
         const int mergedIsShown = 1;
-        const int parameters = 1;      // "m_nKeyValNum"
-        const int version = 1;         // "open file"
+        const int parameters = 1;  // "m_nKeyValNum"
+        const int version = 1;     // "open file"
         const int success = 1;
         return texts + rules + mergedIsShown + rewrite->tests() + parameters + version + firstSwitch.tests() + success;
     }

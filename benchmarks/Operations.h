@@ -35,9 +35,9 @@ struct Operation
     const char* name;   // of the benchmark, for --filter
     const char* title;  // in the table
     Measure measure;
-    double target;           // the largest ratio of figure to floor; 0 for none
-    double targetSeconds;    // the longest figure; 0 for none
-    int keys;                // parameters sent or read, where the growth with them is shown; else 0
+    double target;         // the largest ratio of figure to floor; 0 for none
+    double targetSeconds;  // the longest figure; 0 for none
+    int keys;              // parameters sent or read, where the growth with them is shown; else 0
     std::function<Scenario()> make;
 };
 

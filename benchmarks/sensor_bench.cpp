@@ -23,8 +23,8 @@ namespace {
 
 struct Effort
 {
-    int pairs;        // of batches, where processor time is compared
-    int startPairs;   // where each batch is a whole start or waits for a disk
+    int pairs;       // of batches, where processor time is compared
+    int startPairs;  // where each batch is a whole start or waits for a disk
     double callersSeconds;
 };
 

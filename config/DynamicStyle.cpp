@@ -5,12 +5,12 @@
 
 #include <tinyxml.h>
 
-#include "config/ConfigUnit.h"
-#include "base/Decimal.h"
 #include "SensorFile.h"
 #include "SensorFlags.h"
-#include "diag/SensorTrace.h"
+#include "base/Decimal.h"
+#include "config/ConfigUnit.h"
 #include "config/XmlDocument.h"
+#include "diag/SensorTrace.h"
 
 using config::kSensorFile;
 
@@ -128,8 +128,8 @@ int rewriteControl(TiXmlElement& control, int cmd, const ia_dynamic_params_attr_
 int doDnaStyle(Controls& controls, int cmd, const ia_dynamic_params_attr_st* attr)
 {
     const diag::Place place = DIAG_PLACE(kSensorFile);
-    return controls.forEachWithId(
-        cmd, [&](TiXmlElement& control) { return rewriteControl(control, cmd, *attr, place); });
+    return controls.forEachWithId(cmd,
+                                  [&](TiXmlElement& control) { return rewriteControl(control, cmd, *attr, place); });
 }
 
 int getNodebyCmdId(Controls& controls, int id, TiXmlElement*& found)

@@ -2,11 +2,11 @@
 
 #include <tinyxml.h>
 
-#include "config/ConfigUnit.h"
-#include "base/Decimal.h"
 #include "SensorFile.h"
-#include "diag/SensorTrace.h"
+#include "base/Decimal.h"
+#include "config/ConfigUnit.h"
 #include "config/XmlDocument.h"
+#include "diag/SensorTrace.h"
 
 using config::kKeyValCapacity;
 using config::kSensorFile;

@@ -6,10 +6,10 @@
 #include <new>
 #include <string>
 
-#include "config/ConfigUnit.h"
 #include "KSFile.h"
-#include "diag/SensorTrace.h"
 #include "base/SharedWord.h"
+#include "config/ConfigUnit.h"
+#include "diag/SensorTrace.h"
 
 using config::kSensorFile;
 

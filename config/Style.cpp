@@ -3,13 +3,13 @@
 
 #include <tinyxml.h>
 
-#include "config/ConfigUnit.h"
-#include "base/Decimal.h"
 #include "SensorFile.h"
-#include "diag/SensorTrace.h"
 #include "SysConfig.h"
+#include "base/Decimal.h"
+#include "config/ConfigUnit.h"
 #include "config/TextFile.h"
 #include "config/XmlDocument.h"
+#include "diag/SensorTrace.h"
 
 using config::kSensorFile;
 

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
-#include "config/ConfigUnit.h"
 #include "KSFile.h"
-#include "diag/SensorTrace.h"
+#include "config/ConfigUnit.h"
 #include "config/XmlCheck.h"
+#include "diag/SensorTrace.h"
 
 using config::kSensorFile;
 

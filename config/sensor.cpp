@@ -3,15 +3,15 @@
 #include <cstring>
 #include <string>
 
-#include "config/ConfigUnit.h"
 #include "MachineInfo.h"
 #include "ModuleConfigure.h"
 #include "SensorFile.h"
-#include "diag/SensorTrace.h"
-#include "base/SharedWord.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
+#include "base/SharedWord.h"
+#include "config/ConfigUnit.h"
 #include "config/TextFile.h"
+#include "diag/SensorTrace.h"
 
 using config::kMachineInfoFile;
 using config::kSensor;

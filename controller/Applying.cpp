@@ -1,10 +1,10 @@
 #include <cstring>
 
+#include "ISensorController.h"
+#include "base/SharedWord.h"
 #include "controller/ControllerFlags.h"
 #include "controller/ControllerUnit.h"
-#include "ISensorController.h"
 #include "controller/ServiceWord.h"
-#include "base/SharedWord.h"
 #include "ia_ioctrl.h"
 
 using diag::Kind;

@@ -1,9 +1,9 @@
+#include "ISensorController.h"
+#include "SysConfig.h"
+#include "base/SharedWord.h"
 #include "controller/ControllerFlags.h"
 #include "controller/ControllerUnit.h"
-#include "ISensorController.h"
 #include "keyval/KeyValSearch.h"
-#include "base/SharedWord.h"
-#include "SysConfig.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
-#include "controller/ControllerFlags.h"
-#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "SensorFlags.h"
+#include "controller/ControllerFlags.h"
+#include "controller/ControllerUnit.h"
 #include "ia_ioctrl.h"
 
 using diag::Kind;

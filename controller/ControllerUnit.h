@@ -1,9 +1,9 @@
 #pragma once
 
-#include "config/ConfigUnit.h"
 #include "KSMutex.h"
 #include "KeyVal.h"
 #include "SensorKeys.h"
+#include "config/ConfigUnit.h"
 #include "diag/SensorTrace.h"
 
 // What the controller's source files share.

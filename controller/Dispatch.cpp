@@ -1,9 +1,9 @@
 #include <cstring>
 
-#include "controller/ControllerFlags.h"
-#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "VideoStreamModule.h"
+#include "controller/ControllerFlags.h"
+#include "controller/ControllerUnit.h"
 #include "ia_ioctrl.h"
 
 using diag::Kind;

@@ -1,7 +1,7 @@
-#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "SensorFile.h"
 #include "SysConfig.h"
+#include "controller/ControllerUnit.h"
 
 using diag::Kind;
 

@@ -1,7 +1,7 @@
 #include "ISensorController.h"
 
-#include "controller/ControllerUnit.h"
 #include "GThread.h"
+#include "controller/ControllerUnit.h"
 
 namespace {
 

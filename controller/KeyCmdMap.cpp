@@ -5,9 +5,9 @@
 #include <cstring>
 #include <iterator>
 
-#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "base/SharedWord.h"
+#include "controller/ControllerUnit.h"
 #include "ia_ioctrl.h"
 
 keycmd* g_pKeyCmdMap = nullptr;
@@ -42,7 +42,7 @@ struct HandlerRow
 
 constexpr HandlerRow kHandlers[] = {
 #define HANDLER(handler) {&ISensorController::handler, "&ISensorController::" #handler},
-    SNS_HANDLERS(HANDLER) {nullptr, "NULL"},
+    SNS_HANDLERS(HANDLER){nullptr, "NULL"},
 #undef HANDLER
 };
 #undef SNS_HANDLERS

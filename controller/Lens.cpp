@@ -1,9 +1,9 @@
 #include <iterator>
 
-#include "controller/ControllerFlags.h"
 #include "ISensorController.h"
-#include "base/SharedWord.h"
 #include "SysConfig.h"
+#include "base/SharedWord.h"
+#include "controller/ControllerFlags.h"
 #include "ia_ioctrl.h"
 
 namespace {

@@ -1,16 +1,16 @@
 #include <cstdio>
 #include <vector>
 
-#include "controller/ControllerFlags.h"
-#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "MachineInfo.h"
 #include "ModuleConfigure.h"
 #include "ModuleConfigureParser.h"
 #include "SensorFile.h"
-#include "base/SharedWord.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
+#include "base/SharedWord.h"
+#include "controller/ControllerFlags.h"
+#include "controller/ControllerUnit.h"
 #include "sy_system.h"
 
 using diag::Kind;

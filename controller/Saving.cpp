@@ -1,10 +1,10 @@
 #include <cstdio>
 
-#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "SensorFile.h"
-#include "base/SharedWord.h"
 #include "SysConfig.h"
+#include "base/SharedWord.h"
+#include "controller/ControllerUnit.h"
 
 using diag::Kind;
 

@@ -1,12 +1,12 @@
 #include <chrono>
 #include <thread>
 
-#include "controller/ControllerFlags.h"
-#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "KestraTime.h"
-#include "base/SharedWord.h"
 #include "SysConfig.h"
+#include "base/SharedWord.h"
+#include "controller/ControllerFlags.h"
+#include "controller/ControllerUnit.h"
 
 namespace {
 

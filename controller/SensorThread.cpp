@@ -1,10 +1,10 @@
-#include "controller/ControllerFlags.h"
-#include "controller/ControllerUnit.h"
 #include "ISensorController.h"
 #include "KSDeviceTime.h"
 #include "KestraTime.h"
-#include "base/SharedWord.h"
 #include "SysConfig.h"
+#include "base/SharedWord.h"
+#include "controller/ControllerFlags.h"
+#include "controller/ControllerUnit.h"
 #include "ia_ioctrl.h"
 
 using diag::Kind;

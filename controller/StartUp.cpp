@@ -3,20 +3,20 @@
 #include <vector>
 
 #include "AVStreamParam.h"
-#include "controller/ControllerFlags.h"
-#include "controller/ControllerUnit.h"
 #include "DeviceType.h"
 #include "GThread.h"
 #include "ISensorController.h"
 #include "KSFile.h"
-#include "controller/KeyCmdMap.h"
 #include "MachineInfo.h"
 #include "SensorFile.h"
 #include "SensorFlags.h"
-#include "base/SharedWord.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
 #include "VideoStreamModule.h"
+#include "base/SharedWord.h"
+#include "controller/ControllerFlags.h"
+#include "controller/ControllerUnit.h"
+#include "controller/KeyCmdMap.h"
 #include "sy_system.h"
 
 using diag::Kind;

@@ -1,13 +1,13 @@
 #include <cstdio>
 
-#include "controller/ControllerUnit.h"
-#include "base/Decimal.h"
 #include "ISensorController.h"
-#include "keyval/KeyValText.h"
 #include "SensorKeyVal.h"
-#include "controller/ServiceWord.h"
 #include "StringHandler.h"
+#include "base/Decimal.h"
+#include "controller/ControllerUnit.h"
+#include "controller/ServiceWord.h"
 #include "ia_ioctrl.h"
+#include "keyval/KeyValText.h"
 
 using diag::Kind;
 

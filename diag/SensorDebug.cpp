@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "base/Decimal.h"
 #include "KSFile.h"
+#include "base/Decimal.h"
 #include "base/SharedWord.h"
 
 int g_nDebugLevel = 1;

@@ -25,7 +25,10 @@ struct Place
 {
     // Not an aggregate: compilers keep aggregates of addresses as data, to be relocated at every start, one a report.
     constexpr Place(const char* sourceUnit, const char* functionName, const char* fullSignature, int lineNumber)
-        : unit(sourceUnit), function(functionName), signature(fullSignature), line(lineNumber)
+        : unit(sourceUnit),
+          function(functionName),
+          signature(fullSignature),
+          line(lineNumber)
     {
     }
 

@@ -8,18 +8,18 @@
 #include <stdexcept>
 #include <utility>
 
-#include "fuzz/CameraTree.h"
-#include "tests/support/ControllerProbe.h"
-#include "fuzz/DetailField.h"
-#include "fuzz/HostStandIns.h"
 #include "MachineInfo.h"
 #include "ModuleConfigure.h"
 #include "ModuleConfigureParser.h"
-#include "fuzz/Require.h"
 #include "SensorKeys.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
+#include "fuzz/CameraTree.h"
+#include "fuzz/DetailField.h"
+#include "fuzz/HostStandIns.h"
+#include "fuzz/Require.h"
 #include "fuzz/TextParts.h"
+#include "tests/support/ControllerProbe.h"
 
 namespace fs = std::filesystem;
 

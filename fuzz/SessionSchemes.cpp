@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "SensorFlags.h"
+#include "SensorKeys.h"
 #include "fuzz/CameraTree.h"
 #include "fuzz/HostStandIns.h"
 #include "fuzz/Require.h"
-#include "SensorFlags.h"
-#include "SensorKeys.h"
 #include "fuzz/TextParts.h"
 
 namespace fs = std::filesystem;

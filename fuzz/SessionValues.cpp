@@ -5,12 +5,12 @@
 #include <set>
 #include <stdexcept>
 
-#include "fuzz/Require.h"
 #include "SensorFlags.h"
 #include "SensorKeyVal.h"
 #include "SensorKeys.h"
-#include "fuzz/TextParts.h"
 #include "config/XmlCheck.h"
+#include "fuzz/Require.h"
+#include "fuzz/TextParts.h"
 
 namespace fuzz {
 namespace {

@@ -2,13 +2,13 @@
 #include <string_view>
 #include <vector>
 
+#include "ModuleConfigure.h"
+#include "SensorFlags.h"
 #include "fuzz/CameraTree.h"
 #include "fuzz/CameraUnderTest.h"
 #include "fuzz/DetailField.h"
 #include "fuzz/HostStandIns.h"
-#include "ModuleConfigure.h"
 #include "fuzz/ScriptedService.h"
-#include "SensorFlags.h"
 #include "fuzz/Session.h"
 #include "fuzz/TextParts.h"
 

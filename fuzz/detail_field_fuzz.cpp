@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "SensorFile.h"
 #include "fuzz/DetailField.h"
 #include "fuzz/Require.h"
-#include "SensorFile.h"
 #include "fuzz/TextParts.h"
 #include "fuzz/XmlTree.h"
 

@@ -2,12 +2,12 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/Require.h"
-#include "fuzz/ScriptedService.h"
 #include "SensorFile.h"
 #include "SensorFlags.h"
-#include "fuzz/TextParts.h"
 #include "config/XmlCheck.h"
+#include "fuzz/Require.h"
+#include "fuzz/ScriptedService.h"
+#include "fuzz/TextParts.h"
 #include "fuzz/XmlTree.h"
 
 // A style rewritten to what the service allows.

@@ -4,13 +4,13 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/CameraTree.h"
 #include "HostClock.h"
 #include "ISensorController.h"
 #include "ModuleConfigure.h"
+#include "SensorKeyVal.h"
+#include "fuzz/CameraTree.h"
 #include "fuzz/Require.h"
 #include "fuzz/ScriptedService.h"
-#include "SensorKeyVal.h"
 #include "fuzz/TextParts.h"
 
 // Key lists and sensor check requests, on a camera that is up.

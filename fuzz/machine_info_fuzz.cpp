@@ -1,10 +1,10 @@
 #include <string>
 #include <string_view>
 
-#include "fuzz/CameraTree.h"
 #include "MachineInfo.h"
-#include "fuzz/Require.h"
 #include "SystemInfoParser.h"
+#include "fuzz/CameraTree.h"
+#include "fuzz/Require.h"
 #include "fuzz/TextParts.h"
 
 // The machine information file.

@@ -1,10 +1,10 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/CameraTree.h"
 #include "KSFile.h"
-#include "fuzz/Require.h"
 #include "SensorDebug.h"
+#include "fuzz/CameraTree.h"
+#include "fuzz/Require.h"
 #include "fuzz/TextParts.h"
 
 // The marker file that sets debug level and assertion switch, and the lines of any file.

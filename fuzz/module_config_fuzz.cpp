@@ -1,12 +1,12 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/CameraTree.h"
 #include "ModuleConfigure.h"
 #include "ModuleConfigureParser.h"
+#include "XmlGuard.h"
+#include "fuzz/CameraTree.h"
 #include "fuzz/Require.h"
 #include "fuzz/TextParts.h"
-#include "XmlGuard.h"
 #include "fuzz/XmlTree.h"
 
 // The module configuration document.

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "keyval/KeyValText.h"
+#include "SensorKeyVal.h"
 #include "fuzz/Require.h"
 #include "fuzz/ScriptedService.h"
-#include "SensorKeyVal.h"
 #include "fuzz/TextParts.h"
+#include "keyval/KeyValText.h"
 
 // Pair text to records, back to text, and corrected by the service.
 // Input: the text %% the service's answers.

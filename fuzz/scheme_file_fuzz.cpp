@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "SensorFile.h"
 #include "fuzz/CameraTree.h"
 #include "fuzz/Require.h"
-#include "SensorFile.h"
 #include "fuzz/TextParts.h"
 
 // Scheme and version files, whole or damaged, and places where they cannot be written.

@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "SensorFile.h"
+#include "SysConfig.h"
+#include "config/XmlCheck.h"
 #include "fuzz/CameraTree.h"
 #include "fuzz/DetailField.h"
 #include "fuzz/Require.h"
-#include "SensorFile.h"
-#include "SysConfig.h"
 #include "fuzz/TextParts.h"
-#include "config/XmlCheck.h"
 #include "fuzz/XmlTree.h"
 
 // A style merged with the diversity rules that fit a module.

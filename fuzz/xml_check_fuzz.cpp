@@ -1,10 +1,10 @@
 #include <cstdint>
 #include <string>
 
-#include "fuzz/Require.h"
+#include "XmlGuard.h"
 #include "config/XmlCheck.h"
 #include "config/XmlDocument.h"
-#include "XmlGuard.h"
+#include "fuzz/Require.h"
 #include "fuzz/XmlTree.h"
 
 // What is checked before the XML parser sees a text, against the parser itself.

@@ -261,13 +261,13 @@ private:
     std::atomic<int> m_nParamMode;   ///< 1 = the clock chooses, 0 = manual
 
     // Set by init and uinit; the arrays' values are shared and accessed atomically, word by word.
-    KeyVal** m_ppUserKeyVal;   ///< nSchemeSum+1 arrays in one block; the last holds the factory values
-    KeyVal* m_pstKeyValTmp;    ///< scratch of the calls that hold the mutex
-    KeyVal* m_pFctKeyVal;      ///< the last entry of m_ppUserKeyVal
-    u32 m_nKeyValSum;          ///< records in every scheme
-    KeyVal* m_pstKeyValBuf;    ///< 100 records: scratch of init, then of LPR_switch_to
+    KeyVal** m_ppUserKeyVal;  ///< nSchemeSum+1 arrays in one block; the last holds the factory values
+    KeyVal* m_pstKeyValTmp;   ///< scratch of the calls that hold the mutex
+    KeyVal* m_pFctKeyVal;     ///< the last entry of m_ppUserKeyVal
+    u32 m_nKeyValSum;         ///< records in every scheme
+    KeyVal* m_pstKeyValBuf;   ///< 100 records: scratch of init, then of LPR_switch_to
     keycmd* m_pKeyCmdMap;
-    u32 m_nVersion;            ///< parameter layout, constant; compared with the version file
+    u32 m_nVersion;  ///< parameter layout, constant; compared with the version file
 
     std::atomic<VideoStreamModule*> m_pVideoStreamModule;
 

@@ -51,11 +51,11 @@ struct ia_dynamic_params_cmds_st
 /// Allowed values of one dynamic command.
 struct ia_dynamic_params_attr_st
 {
-    int reserved0;      ///< not read by the library
-    int default_value;  ///< the value that a user interface preselects
-    int reserved2;      ///< not read by the library
-    int reserved3;      ///< not read by the library
-    int items_cnt;      ///< valid entries of item, 0 to kDynamicItemsMax
+    int reserved0;               ///< not read by the library
+    int default_value;           ///< the value that a user interface preselects
+    int reserved2;               ///< not read by the library
+    int reserved3;               ///< not read by the library
+    int items_cnt;               ///< valid entries of item, 0 to kDynamicItemsMax
     int item[kDynamicItemsMax];  // allowed values: the "index" numbers of the choice items
 };
 

@@ -4,11 +4,11 @@
 #include <charconv>
 #include <climits>
 
+#include "base/SharedWord.h"
+#include "diag/SensorTrace.h"
+#include "ia_ioctrl.h"
 #include "keyval/KeyValSearch.h"
 #include "keyval/KeyValText.h"
-#include "diag/SensorTrace.h"
-#include "base/SharedWord.h"
-#include "ia_ioctrl.h"
 
 namespace {
 
@@ -34,7 +34,8 @@ void keyval_st2str(std::string& p_strText, const KeyVal* p_pKeyval, u32 p_nKeyva
 {
     for (u32 i = 0; i < p_nKeyvalNum; ++i)
     {
-        appendPair(p_strText, static_cast<int>(p_pKeyval[i].key), static_cast<int>(base::sharedLoad(p_pKeyval[i].value)));
+        appendPair(p_strText, static_cast<int>(p_pKeyval[i].key),
+                   static_cast<int>(base::sharedLoad(p_pKeyval[i].value)));
     }
 }
 

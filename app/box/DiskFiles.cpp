@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "app/box/Descriptor.h"
 #include "app/Failure.h"
+#include "app/box/Descriptor.h"
 #include "app/box/LibraryOutput.h"
 
 namespace app {

@@ -2,8 +2,8 @@
 
 #include <filesystem>
 
-#include "app/box/DiskFiles.h"
 #include "app/Failure.h"
+#include "app/box/DiskFiles.h"
 
 namespace app {
 namespace {

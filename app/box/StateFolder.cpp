@@ -10,9 +10,9 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "app/box/DiskFiles.h"
 #include "app/Failure.h"
 #include "app/Models.h"
+#include "app/box/DiskFiles.h"
 #include "app/box/OwnFiles.h"
 
 namespace app {
@@ -142,8 +142,7 @@ std::string StateFolder::chooseModel(const std::optional<std::string>& wanted) c
     }
     if (wanted && remembered && *wanted != *remembered)
     {
-        throw Failure(path_ + " holds a " + modelTitle(*remembered) + "; a " + modelTitle(*wanted) +
-                      " needs " +
+        throw Failure(path_ + " holds a " + modelTitle(*remembered) + "; a " + modelTitle(*wanted) + " needs " +
                       (kind_ == Kind::chosen ? "a folder of its own (--state DIR)" : "a board of its own"));
     }
     return wanted ? *wanted : remembered.value_or(modelNames().front());

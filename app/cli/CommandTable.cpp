@@ -1,8 +1,8 @@
 #include <algorithm>
 
+#include "app/UiFiles.h"
 #include "app/cli/Commands.h"
 #include "app/cli/Session.h"
-#include "app/UiFiles.h"
 
 namespace app {
 namespace {

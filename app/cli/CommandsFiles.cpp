@@ -2,11 +2,11 @@
 #include <iterator>
 #include <sstream>
 
-#include "app/cli/Commands.h"
-#include "app/box/DiskFiles.h"
-#include "app/Failure.h"
 #include "KSFile.h"
+#include "app/Failure.h"
 #include "app/SchemeFile.h"
+#include "app/box/DiskFiles.h"
+#include "app/cli/Commands.h"
 #include "app/cli/Session.h"
 
 namespace app {

@@ -1,6 +1,6 @@
-#include "app/cli/Commands.h"
-#include "app/KeyLimits.h"
 #include "SensorKeys.h"
+#include "app/KeyLimits.h"
+#include "app/cli/Commands.h"
 #include "app/cli/Session.h"
 #include "ia_ioctrl.h"
 

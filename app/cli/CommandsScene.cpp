@@ -1,9 +1,9 @@
 #include <cmath>
 
-#include "app/cli/Commands.h"
 #include "HostClock.h"
-#include "app/cli/Session.h"
 #include "SysConfig.h"
+#include "app/cli/Commands.h"
+#include "app/cli/Session.h"
 
 namespace app {
 namespace {

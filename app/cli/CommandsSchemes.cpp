@@ -1,6 +1,6 @@
-#include "app/cli/Commands.h"
-#include "app/SchemeFile.h"
 #include "SensorKeys.h"
+#include "app/SchemeFile.h"
+#include "app/cli/Commands.h"
 #include "app/cli/Session.h"
 
 namespace app {

@@ -1,9 +1,9 @@
 #include <algorithm>
 
-#include "app/cli/Commands.h"
 #include "app/KeyLimits.h"
 #include "app/KeyNames.h"
 #include "app/SchemeFile.h"
+#include "app/cli/Commands.h"
 #include "app/cli/Session.h"
 
 namespace app {

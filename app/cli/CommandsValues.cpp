@@ -1,6 +1,6 @@
-#include "app/cli/Commands.h"
 #include "app/KeyLimits.h"
 #include "app/KeyNames.h"
+#include "app/cli/Commands.h"
 #include "app/cli/Session.h"
 
 namespace app {

@@ -12,8 +12,8 @@
 #include <cstdio>
 #include <cwchar>
 
-#include "app/box/DiskFiles.h"
 #include "app/Failure.h"
+#include "app/box/DiskFiles.h"
 
 namespace app {
 namespace {

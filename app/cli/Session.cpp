@@ -5,8 +5,8 @@
 
 #include <exception>
 
-#include "app/cli/Commands.h"
 #include "app/Failure.h"
+#include "app/cli/Commands.h"
 
 namespace app {
 

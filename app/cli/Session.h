@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "app/cli/Answer.h"
 #include "app/Camera.h"
 #include "app/EndSignals.h"
-#include "app/box/LibraryOutput.h"
 #include "app/Options.h"
+#include "app/box/LibraryOutput.h"
+#include "app/cli/Answer.h"
 
 namespace app {
 

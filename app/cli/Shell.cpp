@@ -3,9 +3,9 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "app/Options.h"
 #include "app/cli/Commands.h"
 #include "app/cli/LineEditor.h"
-#include "app/Options.h"
 
 namespace app {
 namespace {

@@ -41,10 +41,8 @@ struct GThread::Work
     }
 };
 
-GThread::GThread(std::function<int()> body, const char* name, std::function<int()> atStart,
-                 std::function<int()> atEnd)
-    : work_(std::make_shared<const Work>(Work{std::move(body), cutName(name),
-                                              std::move(atStart), std::move(atEnd)}))
+GThread::GThread(std::function<int()> body, const char* name, std::function<int()> atStart, std::function<int()> atEnd)
+    : work_(std::make_shared<const Work>(Work{std::move(body), cutName(name), std::move(atStart), std::move(atEnd)}))
 {
 }
 

@@ -118,7 +118,9 @@ void RealClock::wake()
 // ---- ScaledClock -------------------------------------------------------------------------------------------
 
 ScaledClock::ScaledClock(double speed)
-    : speed_(checkedSpeed(speed)), start_(steady_clock::now()), wallAtStart_(wallOf(RealClock().localTime()))
+    : speed_(checkedSpeed(speed)),
+      start_(steady_clock::now()),
+      wallAtStart_(wallOf(RealClock().localTime()))
 {
 }
 
@@ -149,8 +151,7 @@ void ScaledClock::wait(Span span)
     const Span end = saturatedSum(monotonic(), span);
     const double realMicroseconds = std::ceil(static_cast<double>(end.count()) / speed_);
     const double longest = static_cast<double>(kLongestWait.count());
-    const steady_clock::time_point realEnd =
-        start_ + Span(static_cast<Span::rep>(std::min(realMicroseconds, longest)));
+    const steady_clock::time_point realEnd = start_ + Span(static_cast<Span::rep>(std::min(realMicroseconds, longest)));
     std::unique_lock<std::mutex> lock(mutex_);
     while (!stopRequested() && steady_clock::now() < realEnd)
     {
@@ -175,9 +176,7 @@ void ScaledClock::setTimeOfDay(int hour, int minute)
 
 // ---- what the library sees ---------------------------------------------------------------------------------
 
-KestraTime::KestraTime(long seconds, long microseconds) : seconds_(seconds), microseconds_(microseconds)
-{
-}
+KestraTime::KestraTime(long seconds, long microseconds) : seconds_(seconds), microseconds_(microseconds) {}
 
 long KestraTime::getSeconds() const
 {
@@ -198,9 +197,7 @@ void KestraTime::wait(const KestraTime& span)
                 std::clamp(host::Span(span.microseconds_), -host::kLongestWait, host::kLongestWait));
 }
 
-KSDeviceTime::KSDeviceTime(int hour, int minute) : hour_(hour), minute_(minute)
-{
-}
+KSDeviceTime::KSDeviceTime(int hour, int minute) : hour_(hour), minute_(minute) {}
 
 KSDeviceTime KSDeviceTime::getCurrentTime()
 {

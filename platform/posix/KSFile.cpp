@@ -14,17 +14,17 @@
 namespace {
 
 constexpr std::size_t kReadAhead = 512;
-constexpr std::size_t kLineMax = 64 * 1024;      // nobody's line, but some damaged file's
-constexpr std::size_t kReadMax = 1u << 30;       // the kernel gives no more than just below 2 GiB at once
+constexpr std::size_t kLineMax = 64 * 1024;                    // nobody's line, but some damaged file's
+constexpr std::size_t kReadMax = 1u << 30;                     // the kernel gives no more than just below 2 GiB at once
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;  // a named pipe must not hold up a camera
 
 // -1 with nothing to open for a directory, and for a device that would be read alone: it may have no end.
 int openInPlace(const char* path, int flags)
 {
     const int handle = host::uninterrupted([=] { return open(path, flags | kOpenFlags, 0644); });
-    struct stat status{};
-    if (handle >= 0 && (fstat(handle, &status) != 0 || S_ISDIR(status.st_mode) ||
-                        (flags == O_RDONLY && !S_ISREG(status.st_mode))))
+    struct stat status = {};
+    if (handle >= 0 &&
+        (fstat(handle, &status) != 0 || S_ISDIR(status.st_mode) || (flags == O_RDONLY && !S_ISREG(status.st_mode))))
     {
         close(handle);
         return -1;
@@ -54,28 +54,28 @@ bool KSFile::open(const char* path, unsigned char mode)
     }
     switch (mode)
     {
-        case modeRead:
-            handle_ = openInPlace(path, O_RDONLY);
-            break;
-        case modeWrite:
-            handle_ = openInPlace(path, O_WRONLY | O_CREAT);
-            break;
-        case modeRead | modeWrite:
-            handle_ = openInPlace(path, O_RDWR | O_CREAT);
-            break;
-        case modeWrite | modeTruncate:
-            return openForTruncation(path, O_WRONLY);
-        case modeRead | modeWrite | modeTruncate:
-            return openForTruncation(path, O_RDWR);
-        default:
-            break;
+    case modeRead:
+        handle_ = openInPlace(path, O_RDONLY);
+        break;
+    case modeWrite:
+        handle_ = openInPlace(path, O_WRONLY | O_CREAT);
+        break;
+    case modeRead | modeWrite:
+        handle_ = openInPlace(path, O_RDWR | O_CREAT);
+        break;
+    case modeWrite | modeTruncate:
+        return openForTruncation(path, O_WRONLY);
+    case modeRead | modeWrite | modeTruncate:
+        return openForTruncation(path, O_RDWR);
+    default:
+        break;
     }
     return handle_ >= 0;
 }
 
 bool KSFile::openForTruncation(const char* path, int access)
 {
-    struct stat status{};
+    struct stat status = {};
     const bool exists = stat(path, &status) == 0;
     if (exists && !S_ISREG(status.st_mode))
     {
@@ -149,7 +149,7 @@ int KSFile::write(const char* data, unsigned int count)
 
 INT64 KSFile::getLength() const
 {
-    struct stat status{};
+    struct stat status = {};
     return handle_ >= 0 && fstat(handle_, &status) == 0 ? status.st_size : 0;
 }
 

@@ -228,7 +228,7 @@ try
     {
         return kMoved;
     }
-    struct stat status{};
+    struct stat status = {};
     if (fstat(handle, &status) != 0)
     {
         return kFailed;

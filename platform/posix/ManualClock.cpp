@@ -21,7 +21,8 @@ unsigned long threadSerial()
 }  // namespace
 
 ManualClock::ManualClock(int hour, int minute)
-    : creator_(threadSerial()), wallAtZero_(withTimeOfDay(kFirstDay, hour, minute))
+    : creator_(threadSerial()),
+      wallAtZero_(withTimeOfDay(kFirstDay, hour, minute))
 {
 }
 

@@ -4,10 +4,10 @@
 
 #include <utility>
 
-#include "platform/posix/DecimalInt.h"
 #include "KSFile.h"
 #include "ModuleConfigure.h"
 #include "XmlGuard.h"
+#include "platform/posix/DecimalInt.h"
 
 namespace {
 

@@ -37,8 +37,8 @@ std::string folderOf(const std::string& path)
 // True when the name is free now. A writer that lives holds the lock.
 bool removeLeftover(const std::string& staged)
 {
-    const int handle = uninterrupted(
-        [&] { return open(staged.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); });
+    const int handle =
+        uninterrupted([&] { return open(staged.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); });
     if (handle < 0)
     {
         return errno == ENOENT;
@@ -54,8 +54,8 @@ int createUnder(const std::string& staged, int access)
 {
     for (int attempt = 0; attempt < kAttempts; ++attempt)
     {
-        const int handle = uninterrupted(
-            [&] { return open(staged.c_str(), access | O_CREAT | O_EXCL | O_CLOEXEC, 0644); });
+        const int handle =
+            uninterrupted([&] { return open(staged.c_str(), access | O_CREAT | O_EXCL | O_CLOEXEC, 0644); });
         if (handle >= 0)
         {
             const bool isMine = tryLock(handle);
@@ -92,8 +92,8 @@ int createUnder(const std::string& staged, int access)
 // The target's, where there is one.
 void takeOwnerAndMode(int handle, const std::string& target)
 {
-    struct stat old{};
-    struct stat mine{};
+    struct stat old = {};
+    struct stat mine = {};
     if (stat(target.c_str(), &old) != 0 || fstat(handle, &mine) != 0)
     {
         return;
@@ -186,8 +186,8 @@ bool followLinks(const std::string& path, std::string& target)
 
 bool isStillAt(int handle, const std::string& path)
 {
-    struct stat opened{};
-    struct stat named{};
+    struct stat opened = {};
+    struct stat named = {};
     return fstat(handle, &opened) == 0 && stat(path.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
            opened.st_ino == named.st_ino;
 }

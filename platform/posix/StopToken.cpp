@@ -9,9 +9,7 @@ thread_local StopToken* currentToken = nullptr;
 
 }  // namespace
 
-StopToken::StopToken(const void* owner) : owner_(owner)
-{
-}
+StopToken::StopToken(const void* owner) : owner_(owner) {}
 
 void StopToken::request()
 {

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <vector>
 
-#include "platform/posix/DecimalInt.h"
 #include "KSFile.h"
 #include "MachineInfo.h"
 #include "StringHandler.h"
+#include "platform/posix/DecimalInt.h"
 
 namespace {
 

@@ -136,8 +136,7 @@ private:
     {
         const char* const start = "<?xml";
         std::size_t matched = 0;
-        while (matched < 5 && position_ + matched < text_.size() &&
-               lower(text_[position_ + matched]) == start[matched])
+        while (matched < 5 && position_ + matched < text_.size() && lower(text_[position_ + matched]) == start[matched])
         {
             ++matched;
         }
@@ -238,7 +237,8 @@ private:
             return false;
         }
         const std::size_t end = text_.find(quote, position_ + 1);
-        if (end == kNowhere || upTo(end).find('<', position_) != kNowhere || !hasOnlyCharacterReferences(position_, end))
+        if (end == kNowhere || upTo(end).find('<', position_) != kNowhere ||
+            !hasOnlyCharacterReferences(position_, end))
         {
             return false;
         }

@@ -63,8 +63,7 @@ pid_t spawnShell(const char* command)
     sigfillset(&all);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes,
-                             POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     posix_spawnattr_setpgroup(&attributes, 0);
     posix_spawnattr_setsigmask(&attributes, &none);
     posix_spawnattr_setsigdefault(&attributes, &all);
@@ -88,7 +87,9 @@ class Watchdog
 public:
     // std::system_error when there is no thread for it, std::bad_alloc when there is no memory.
     Watchdog(pid_t group, std::chrono::seconds limit)
-        : group_(group), end_(std::chrono::steady_clock::now() + limit), thread_([this] { run(); })
+        : group_(group),
+          end_(std::chrono::steady_clock::now() + limit),
+          thread_([this] { run(); })
     {
     }
 

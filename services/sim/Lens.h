@@ -42,9 +42,9 @@ private:
 
 struct LensState
 {
-    int zoom;     // 16384 = 1x, 31424 = 16x, beyond that digital
-    int focus;    // motor steps, 0 = the farthest
-    int iris;     // motor steps, 0 = closed; its commands read what was set
+    int zoom;      // 16384 = 1x, 31424 = 16x, beyond that digital
+    int focus;     // motor steps, 0 = the farthest
+    int iris;      // motor steps, 0 = closed; its commands read what was set
     int inFocus;   // the focus position that would be sharp now, within what the lens reaches
     int contrast;  // what command 1648 reads
     bool zoomMoving;
@@ -57,7 +57,7 @@ struct LensState
 class Lens
 {
 public:
-    static constexpr int kOpticalTele = 31424;  // where the glass ends; the table has the ends of the drives
+    static constexpr int kOpticalTele = 31424;      // where the glass ends; the table has the ends of the drives
     static constexpr double kPowerOnDistance = 10;  // metres
     static constexpr double kNearestObject = 0.01;  // metres
 

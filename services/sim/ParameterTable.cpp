@@ -10,32 +10,32 @@ namespace {
 
 constexpr Choice kSwitch[] = {{0, "Off"}, {1, "On"}};
 constexpr Choice kAutoManual[] = {{0, "Automatic"}, {1, "Manual"}};
-constexpr Choice kMeterAreas[] = {
-    {0, "Whole picture"}, {1, "Centre"}, {2, "Top"}, {3, "Bottom"}, {4, "Left"}, {5, "Right"}};
-constexpr Choice kExposeModes[] = {
-    {kAutomaticExposure, "Automatic"}, {kShutterPriority, "Shutter priority"}, {kIrisPriority, "Iris priority"},
-    {kManualExposure, "Manual"}, {kGainPriority, "Gain priority"}};
+constexpr Choice kMeterAreas[] = {{0, "Whole picture"}, {1, "Centre"}, {2, "Top"},
+                                  {3, "Bottom"},        {4, "Left"},   {5, "Right"}};
+constexpr Choice kExposeModes[] = {{kAutomaticExposure, "Automatic"},
+                                   {kShutterPriority, "Shutter priority"},
+                                   {kIrisPriority, "Iris priority"},
+                                   {kManualExposure, "Manual"},
+                                   {kGainPriority, "Gain priority"}};
 constexpr Choice kShutters[] = {
-    {0, "1/3 s"},     {1, "1/6 s"},     {2, "1/12 s"},    {3, "1/15 s"},    {4, "1/25 s"},    {5, "1/30 s"},
-    {6, "1/50 s"},    {7, "1/60 s"},    {8, "1/100 s"},   {9, "1/120 s"},   {10, "1/150 s"},  {11, "1/180 s"},
-    {12, "1/200 s"},  {13, "1/240 s"},  {14, "1/250 s"},  {15, "1/300 s"},  {16, "1/500 s"},  {17, "1/750 s"},
-    {18, "1/1000 s"}, {19, "1/1500 s"}, {20, "1/2000 s"}, {21, "1/3000 s"}, {22, "1/4000 s"}, {23, "1/5000 s"},
+    {0, "1/3 s"},      {1, "1/6 s"},     {2, "1/12 s"},    {3, "1/15 s"},    {4, "1/25 s"},    {5, "1/30 s"},
+    {6, "1/50 s"},     {7, "1/60 s"},    {8, "1/100 s"},   {9, "1/120 s"},   {10, "1/150 s"},  {11, "1/180 s"},
+    {12, "1/200 s"},   {13, "1/240 s"},  {14, "1/250 s"},  {15, "1/300 s"},  {16, "1/500 s"},  {17, "1/750 s"},
+    {18, "1/1000 s"},  {19, "1/1500 s"}, {20, "1/2000 s"}, {21, "1/3000 s"}, {22, "1/4000 s"}, {23, "1/5000 s"},
     {24, "1/10000 s"}, {25, "1/20000 s"}};
-constexpr Choice kGains[] = {
-    {0, "0 dB"},   {1, "3 dB"},   {2, "6 dB"},   {3, "9 dB"},   {4, "12 dB"},  {5, "15 dB"},  {6, "18 dB"},
-    {7, "21 dB"},  {8, "24 dB"},  {9, "27 dB"},  {10, "30 dB"}, {11, "33 dB"}, {12, "36 dB"}, {13, "39 dB"},
-    {14, "42 dB"}, {16, "48 dB"}, {18, "54 dB"}, {20, "60 dB"}};
-constexpr Choice kIrisSizes[] = {
-    {0, "F1.6"}, {1, "F2.0"}, {2, "F2.8"}, {3, "F4.0"}, {4, "F5.6"},
-    {5, "F8.0"}, {6, "F11"},  {7, "F16"},  {8, "Closed"}};
-constexpr Choice kWhiteBalances[] = {{0, "Automatic"}, {1, "Manual"},      {2, "Indoor"},     {3, "Outdoor"},
+constexpr Choice kGains[] = {{0, "0 dB"},   {1, "3 dB"},   {2, "6 dB"},   {3, "9 dB"},   {4, "12 dB"},  {5, "15 dB"},
+                             {6, "18 dB"},  {7, "21 dB"},  {8, "24 dB"},  {9, "27 dB"},  {10, "30 dB"}, {11, "33 dB"},
+                             {12, "36 dB"}, {13, "39 dB"}, {14, "42 dB"}, {16, "48 dB"}, {18, "54 dB"}, {20, "60 dB"}};
+constexpr Choice kIrisSizes[] = {{0, "F1.6"}, {1, "F2.0"}, {2, "F2.8"}, {3, "F4.0"},  {4, "F5.6"},
+                                 {5, "F8.0"}, {6, "F11"},  {7, "F16"},  {8, "Closed"}};
+constexpr Choice kWhiteBalances[] = {{0, "Automatic"}, {1, "Manual"},      {2, "Indoor"},      {3, "Outdoor"},
                                      {4, "Tracking"},  {5, "Fluorescent"}, {6, "Sodium lamp"}, {7, "One push"}};
 constexpr Choice kDayNightModes[] = {
     {kByLight, "Automatic"}, {kAlwaysDay, "Day"}, {kAlwaysNight, "Night"}, {kByTime, "By time"}};
 constexpr Choice kInfraredModes[] = {{kByLightLevel, "Automatic"}, {kByZoom, "By zoom"}, {kByHand, "Manual"}};
-constexpr Choice kLevels[] = {
-    {0, "Level 0"}, {1, "Level 1"}, {2, "Level 2"}, {3, "Level 3"}, {4, "Level 4"},  {5, "Level 5"},
-    {6, "Level 6"}, {7, "Level 7"}, {8, "Level 8"}, {9, "Level 9"}, {10, "Level 10"}};
+constexpr Choice kLevels[] = {{0, "Level 0"}, {1, "Level 1"}, {2, "Level 2"},  {3, "Level 3"},
+                              {4, "Level 4"}, {5, "Level 5"}, {6, "Level 6"},  {7, "Level 7"},
+                              {8, "Level 8"}, {9, "Level 9"}, {10, "Level 10"}};
 constexpr Choice kWideDynamics[] = {{0, "Off"}, {1, "Digital"}, {2, "Two exposures"}, {3, "Three exposures"}};
 constexpr Choice kBacklights[] = {{0, "Centre"}, {1, "Top"}, {2, "Bottom"}, {3, "Left"}, {4, "Right"}};
 constexpr Choice kDefogs[] = {{0, "Off"}, {1, "On"}, {2, "Automatic"}};
@@ -43,8 +43,8 @@ constexpr Choice kSides[] = {{0, "Indoors"}, {1, "Outdoors"}};
 constexpr Choice kMirrors[] = {{0, "Off"}, {1, "Horizontal"}, {2, "Vertical"}, {3, "Both"}};
 constexpr Choice kFocusModes[] = {
     {kAutomaticFocus, "Automatic"}, {kManualFocus, "Manual"}, {kFocusAfterZoom, "After zoom"}};
-constexpr Choice kNearLimits[] = {
-    {0, "0.1 m"}, {1, "0.3 m"}, {2, "1 m"}, {3, "1.5 m"}, {4, "3 m"}, {5, "6 m"}, {6, "10 m"}, {7, "20 m"}};
+constexpr Choice kNearLimits[] = {{0, "0.1 m"}, {1, "0.3 m"}, {2, "1 m"},  {3, "1.5 m"},
+                                  {4, "3 m"},   {5, "6 m"},   {6, "10 m"}, {7, "20 m"}};
 constexpr double kNearLimitMetres[] = {0.1, 0.3, 1, 1.5, 3, 6, 10, 20};
 static_assert(std::size(kNearLimitMetres) == std::size(kNearLimits));
 constexpr Choice kSensitivities[] = {{0, "Low"}, {1, "Normal"}, {2, "High"}};
@@ -55,8 +55,8 @@ constexpr Choice kGammas[] = {{0, "Standard"}, {1, "0.45"}, {2, "0.55"}, {3, "0.
 
 // ---- row makers --------------------------------------------------------------------------------------------
 
-constexpr Parameter range(
-    ia_cmd_e cmd, const char* name, const char* unit, int minimum, int maximum, int step, int value)
+constexpr Parameter range(ia_cmd_e cmd, const char* name, const char* unit, int minimum, int maximum, int step,
+                          int value)
 {
     return {cmd, name, unit, Kind::range, minimum, maximum, step, value, nullptr, 0, kAllOptions};
 }
@@ -84,6 +84,7 @@ constexpr Parameter record(ia_cmd_e cmd, const char* name, unsigned options)
 
 // ---- the table, in the order of the key-command map ---------------------------------------------------------
 
+// clang-format off
 constexpr Parameter kTable[] = {
     //     command                         name                              unit    min    max  step default
     range (IA_CMD_BRIGHTNESS,              "Brightness",                     "%",       0,   100, 1,    50),
@@ -177,36 +178,37 @@ constexpr Parameter kTable[] = {
     record (IA_CMD_SENSOR_CHECK,           "Sensor register",                kMaySet | kMayGet),
     record (IA_CMD_DYNAMIC_PARAMS_CMDS_GET, "Sensor-dependent commands",     kMayGet),
 };
+// clang-format on
 
 // ---- sensor modules: what they allow, default first --------------------------------------------------------
 
 constexpr ModuleValues kModule1[] = {
-    {IA_CMD_MAX_SHUTTER,  4, 18, {0, 1, 2, 4, 6, 8, 10, 12, 14, 16, 17, 18, 19, 20, 22, 23, 24, 25}},
-    {IA_CMD_FIX_SHUTTER,  6, 15, {4, 6, 8, 10, 12, 14, 16, 17, 18, 19, 20, 22, 23, 24, 25}},
-    {IA_CMD_MAX_GAIN,    12, 15, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14}},
-    {IA_CMD_FIX_GAIN,     4, 15, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14}},
-    {IA_CMD_WB_MODE,      0,  6, {0, 1, 2, 3, 4, 7}},
-    {IA_CMD_2D_NR_STRG_A, 3,  6, {0, 1, 2, 3, 4, 5}},
-    {IA_CMD_2D_NR_STRG_M, 3,  6, {0, 1, 2, 3, 4, 5}},
-    {IA_CMD_3D_NR_STRG_A, 3,  6, {0, 1, 2, 3, 4, 5}},
-    {IA_CMD_3D_NR_STRG_M, 3,  6, {0, 1, 2, 3, 4, 5}},
-    {IA_CMD_WDR_MODE,     0,  3, {0, 1, 2}},
-    {IA_CMD_GAMMA,        0,  4, {0, 1, 2, 3}},
-    {IA_CMD_SENSOR_FPS,  25,  2, {25, 50}},
+    {IA_CMD_MAX_SHUTTER, 4, 18, {0, 1, 2, 4, 6, 8, 10, 12, 14, 16, 17, 18, 19, 20, 22, 23, 24, 25}},
+    {IA_CMD_FIX_SHUTTER, 6, 15, {4, 6, 8, 10, 12, 14, 16, 17, 18, 19, 20, 22, 23, 24, 25}},
+    {IA_CMD_MAX_GAIN, 12, 15, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14}},
+    {IA_CMD_FIX_GAIN, 4, 15, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14}},
+    {IA_CMD_WB_MODE, 0, 6, {0, 1, 2, 3, 4, 7}},
+    {IA_CMD_2D_NR_STRG_A, 3, 6, {0, 1, 2, 3, 4, 5}},
+    {IA_CMD_2D_NR_STRG_M, 3, 6, {0, 1, 2, 3, 4, 5}},
+    {IA_CMD_3D_NR_STRG_A, 3, 6, {0, 1, 2, 3, 4, 5}},
+    {IA_CMD_3D_NR_STRG_M, 3, 6, {0, 1, 2, 3, 4, 5}},
+    {IA_CMD_WDR_MODE, 0, 3, {0, 1, 2}},
+    {IA_CMD_GAMMA, 0, 4, {0, 1, 2, 3}},
+    {IA_CMD_SENSOR_FPS, 25, 2, {25, 50}},
 };
 
 constexpr ModuleValues kModule2[] = {
-    {IA_CMD_MAX_SHUTTER,  5, 15, {3, 5, 7, 9, 11, 13, 15, 16, 17, 18, 19, 20, 21, 24, 25}},
-    {IA_CMD_FIX_SHUTTER,  7, 14, {5, 7, 9, 11, 13, 15, 16, 17, 18, 19, 20, 21, 24, 25}},
-    {IA_CMD_MAX_GAIN,    14, 11, {0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20}},
-    {IA_CMD_FIX_GAIN,     6, 11, {0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20}},
-    {IA_CMD_2D_NR_STRG_A, 4,  6, {0, 2, 4, 6, 8, 10}},
-    {IA_CMD_2D_NR_STRG_M, 4,  6, {0, 2, 4, 6, 8, 10}},
+    {IA_CMD_MAX_SHUTTER, 5, 15, {3, 5, 7, 9, 11, 13, 15, 16, 17, 18, 19, 20, 21, 24, 25}},
+    {IA_CMD_FIX_SHUTTER, 7, 14, {5, 7, 9, 11, 13, 15, 16, 17, 18, 19, 20, 21, 24, 25}},
+    {IA_CMD_MAX_GAIN, 14, 11, {0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20}},
+    {IA_CMD_FIX_GAIN, 6, 11, {0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20}},
+    {IA_CMD_2D_NR_STRG_A, 4, 6, {0, 2, 4, 6, 8, 10}},
+    {IA_CMD_2D_NR_STRG_M, 4, 6, {0, 2, 4, 6, 8, 10}},
     {IA_CMD_3D_NR_STRG_A, 5, 11, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10}},
     {IA_CMD_3D_NR_STRG_M, 5, 11, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10}},
-    {IA_CMD_WDR_MODE,     0,  3, {0, 1, 3}},
-    {IA_CMD_GAMMA,        2,  4, {0, 2, 4, 5}},
-    {IA_CMD_SENSOR_FPS,  30,  2, {30, 60}},
+    {IA_CMD_WDR_MODE, 0, 3, {0, 1, 3}},
+    {IA_CMD_GAMMA, 2, 4, {0, 2, 4, 5}},
+    {IA_CMD_SENSOR_FPS, 30, 2, {30, 60}},
 };
 
 constexpr SensorModule kModules[] = {

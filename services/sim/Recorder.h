@@ -49,10 +49,10 @@ private:
 // Makes calls fail. A failed call does nothing and touches no data.
 struct FailureRule
 {
-    std::optional<ia_cmd_e> cmd;  // none: every command
-    std::optional<int> opt;       // none: every option
-    int status = -1;              // what the call returns; 0 pretends success
-    unsigned after = 0;           // matching calls that still pass
+    std::optional<ia_cmd_e> cmd;                            // none: every command
+    std::optional<int> opt;                                 // none: every option
+    int status = -1;                                        // what the call returns; 0 pretends success
+    unsigned after = 0;                                     // matching calls that still pass
     unsigned count = std::numeric_limits<unsigned>::max();  // matching calls that fail then
 };
 

@@ -19,9 +19,9 @@ CameraFiles smallCamera()
 {
     CameraFiles files;
     files.parameters = {
-        {34, 50},   {2337, 51}, {2353, 52}, {2321, 53}, {16, 0},   {49, 3},   {1536, 2},  {144, 1},  {96, 0},
-        {161, 0},   {163, 20},  {2368, 1},  {2384, 1},  {2385, 0}, {145, 30}, {146, 70},  {149, 18}, {150, 30},
-        {151, 6},   {152, 15},  {2416, 0},  {2432, 0},  {1539, 1}, {2497, 25},
+        {34, 50},  {2337, 51}, {2353, 52}, {2321, 53}, {16, 0},   {49, 3},   {1536, 2}, {144, 1},
+        {96, 0},   {161, 0},   {163, 20},  {2368, 1},  {2384, 1}, {2385, 0}, {145, 30}, {146, 70},
+        {149, 18}, {150, 30},  {151, 6},   {152, 15},  {2416, 0}, {2432, 0}, {1539, 1}, {2497, 25},
     };
     return files;
 }
@@ -49,8 +49,8 @@ void writeCameraFiles(const CameraFiles& files)
 {
     writeFile(kMachineInfoFile, "DeviceType=" + std::to_string(files.deviceType) + "\nHardwareModel=" +
                                     files.hardwareModel + "\nHardwareCode=" + files.hardwareCode + "\n");
-    const bool dome = files.deviceType != kCameraDevice && files.deviceType != kLprDevice &&
-                      files.deviceType != kFisheyeDevice;
+    const bool dome =
+        files.deviceType != kCameraDevice && files.deviceType != kLprDevice && files.deviceType != kFisheyeDevice;
     writeFile(dome ? kDomeStyleFile : kStyleFile, styleText(files));
     writeFile(dome ? kDomeDiversityFile : kDiversityFile, files.diversity);
 }

@@ -5,19 +5,19 @@
 #include <string>
 #include <vector>
 
+#include "HostClock.h"
+#include "ModuleConfigure.h"
+#include "SensorDebug.h"
+#include "SensorFlags.h"
+#include "SensorKeys.h"
+#include "SysConfig.h"
 #include "tests/support/CameraFiles.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/ControllerProbe.h"
 #include "tests/support/FakeService.h"
 #include "tests/support/FakeVideo.h"
-#include "HostClock.h"
-#include "ModuleConfigure.h"
 #include "tests/support/PrivateTree.h"
 #include "tests/support/Reports.h"
-#include "SensorDebug.h"
-#include "SensorFlags.h"
-#include "SensorKeys.h"
-#include "SysConfig.h"
 
 namespace support {
 

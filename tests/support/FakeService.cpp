@@ -82,12 +82,10 @@ void FakeService::answerStatus(u32 cmd, int opt, int status)
 
 void FakeService::answerValue(u32 cmd, int opt, u32 value, int status)
 {
-    answer(cmd, opt,
-           [value, status](u32, int, void* data)
-           {
-               storeWord(data, value);
-               return status;
-           });
+    answer(cmd, opt, [value, status](u32, int, void* data) {
+        storeWord(data, value);
+        return status;
+    });
 }
 
 void FakeService::forget(u32 cmd, int opt)

@@ -18,12 +18,8 @@ namespace fs = std::filesystem;
 constexpr size_t kTimeStampLength = 20;  // "2026-11-20 08:00:00 "
 
 const char* const kFolders[] = {
-    kConfigFolder,
-    "/mnt/mtd/code/factory_setting",
-    "/mnt/mtd/sign",
-    "/mnt/mtd/log",
-    "/hd1/moduleConfig/sensorConfig/style",
-    "/hd1/moduleConfig/sensorConfig/styleDiversity",
+    kConfigFolder,  "/mnt/mtd/code/factory_setting",        "/mnt/mtd/sign",
+    "/mnt/mtd/log", "/hd1/moduleConfig/sensorConfig/style", "/hd1/moduleConfig/sensorConfig/styleDiversity",
 };
 
 // While it lives, this thread is the host that lays out files, and not what is tested.
@@ -122,8 +118,8 @@ void setDebug(int level, std::optional<int> assertSwitch)
 {
     // Renamed into place: a reader on another thread sees the old file or the new one.
     const std::string staged = std::string(kDebugMarkerFile) + ".new";
-    writeFile(staged, std::to_string(level) + "\n" +
-                          (assertSwitch ? std::to_string(*assertSwitch) + "\n" : std::string()));
+    writeFile(staged,
+              std::to_string(level) + "\n" + (assertSwitch ? std::to_string(*assertSwitch) + "\n" : std::string()));
     const FixtureMark mark;
     fs::rename(staged, kDebugMarkerFile);
 }

@@ -157,8 +157,9 @@ void addSystemFolders(std::vector<std::string>& arguments)
 
 void addPrivateFolders(const Tree& tree, bool isInMemory, std::vector<std::string>& arguments)
 {
-    const auto addMount = [&](const char* option, const std::string& path)
-    { arguments.insert(arguments.end(), {option, tree.root().string() + path, path}); };
+    const auto addMount = [&](const char* option, const std::string& path) {
+        arguments.insert(arguments.end(), {option, tree.root().string() + path, path});
+    };
     for (const char* folder : kPrivateFolders)
     {
         const std::string path = std::string("/") + folder;
@@ -247,8 +248,9 @@ int runAndWait(const std::vector<std::string>& arguments)
 // Put on top of a private folder, the machine's own would be what the program works on.
 bool hidesPrivateFolder(const fs::path& shared)
 {
-    return std::any_of(std::begin(kPrivateFolders), std::end(kPrivateFolders), [&](const char* folder)
-                       { return isAtOrBelow(fs::path("/") / folder, shared.lexically_normal()); });
+    return std::any_of(std::begin(kPrivateFolders), std::end(kPrivateFolders), [&](const char* folder) {
+        return isAtOrBelow(fs::path("/") / folder, shared.lexically_normal());
+    });
 }
 
 // Says what is wrong with what the program is to share.
@@ -258,8 +260,9 @@ bool canShare(const std::vector<SharedPath>& shared)
     {
         if (hidesPrivateFolder(path.path))
         {
-            std::fprintf(stderr, "%s cannot be shared: /mnt, /hd1 and /tmp are this program's own while it runs. "
-                                 "Start it in another folder and give it files or folders below these.\n",
+            std::fprintf(stderr,
+                         "%s cannot be shared: /mnt, /hd1 and /tmp are this program's own while it runs. "
+                         "Start it in another folder and give it files or folders below these.\n",
                          path.path.c_str());
             return false;
         }

@@ -8,8 +8,8 @@
 #include <thread>
 #include <type_traits>
 
-#include "tests/support/ControllerFixture.h"
 #include "KSMutex.h"
+#include "tests/support/ControllerFixture.h"
 
 namespace support {
 
@@ -38,12 +38,10 @@ class WaitingCall
 {
 public:
     explicit WaitingCall(const std::function<void()>& call)
-        : thread_(
-              [this, call]
-              {
-                  call();
-                  done_ = true;
-              })
+        : thread_([this, call] {
+              call();
+              done_ = true;
+          })
     {
     }
     ~WaitingCall() { join(); }

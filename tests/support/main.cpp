@@ -41,11 +41,11 @@ private:
 
     bool isTakenAway() const
     {
-        struct stat now{};
+        struct stat now = {};
         return fstat(STDOUT_FILENO, &now) != 0 || now.st_dev != atStart_.st_dev || now.st_ino != atStart_.st_ino;
     }
 
-    struct stat atStart_{};
+    struct stat atStart_ = {};
 };
 
 }  // namespace

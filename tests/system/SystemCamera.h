@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/CapturedOutput.h"
 #include "HostClock.h"
 #include "HostPlatform.h"
-#include "tests/support/PrivateTree.h"
+#include "sensordll.h"
 #include "services/sim/RecordingVideo.h"
 #include "services/sim/Service.h"
-#include "sensordll.h"
+#include "tests/support/CapturedOutput.h"
+#include "tests/support/PrivateTree.h"
 
 namespace support {
 

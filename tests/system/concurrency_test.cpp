@@ -29,15 +29,13 @@ protected:
         }
         sim::service().setDaylight();
         running_ = true;
-        pusher_ = std::thread(
-            [this]
+        pusher_ = std::thread([this] {
+            while (running_)
             {
-                while (running_)
-                {
-                    clock_->advance(20min);
-                    std::this_thread::yield();
-                }
-            });
+                clock_->advance(20min);
+                std::this_thread::yield();
+            }
+        });
     }
 
     void TearDown() override
@@ -55,14 +53,12 @@ protected:
         std::vector<std::thread> callers;
         for (int caller = 0; caller < kCallers; ++caller)
         {
-            callers.emplace_back(
-                [&call, caller]
+            callers.emplace_back([&call, caller] {
+                for (int round = 0; round < kRounds; ++round)
                 {
-                    for (int round = 0; round < kRounds; ++round)
-                    {
-                        call(caller, round);
-                    }
-                });
+                    call(caller, round);
+                }
+            });
         }
         for (std::thread& caller : callers)
         {
@@ -116,15 +112,13 @@ TEST_F(SystemConcurrency, FactoryResetsInBetween)
 {
     CapturedOutput quiet;
     begin(kPlate);
-    runCallers(
-        [&](int caller, int round)
+    runCallers([&](int caller, int round) {
+        if (caller == 0 && round % 10 == 0)
         {
-            if (caller == 0 && round % 10 == 0)
-            {
-                EXPECT_TRUE(c().resetParameters());
-            }
-            everything(caller, round);
-        });
+            EXPECT_TRUE(c().resetParameters());
+        }
+        everything(caller, round);
+    });
     EXPECT_EQ(static_cast<u32>(kPlate.schemes), g_stSysConf.nSchemeSum);
 }
 
@@ -132,13 +126,11 @@ TEST_F(SystemConcurrency, SchemesAndModesByManyCallers)
 {
     CapturedOutput quiet;
     begin(kDome);
-    runCallers(
-        [&](int caller, int round)
-        {
-            EXPECT_TRUE(c().setParamMode(round & 1));
-            EXPECT_TRUE(c().setParamScheme((caller + round) % 9));
-            c().setParameter(KEY_SATURATION, round, true);
-        });
+    runCallers([&](int caller, int round) {
+        EXPECT_TRUE(c().setParamMode(round & 1));
+        EXPECT_TRUE(c().setParamScheme((caller + round) % 9));
+        c().setParameter(KEY_SATURATION, round, true);
+    });
 }
 
 }  // namespace

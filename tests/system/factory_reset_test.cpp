@@ -113,8 +113,7 @@ TEST_P(FactoryResetSystem, CameraRunsOnAfterwards)
 
 TEST_P(FactoryResetSystem, ListOfTextsMustBeFilledAgain)
 {
-    const auto fill = [&]
-    {
+    const auto fill = [&] {
         entry_.nLanguageId = 3;
         entry_.szCommonFile = strdup("common");
         entry_.szLanguageFile = strdup("language");

@@ -176,8 +176,8 @@ TEST_P(EveryCamera, OneShotActionsDoNotRunAtStartOrSwitch)
     {
         c().setParamScheme(i);
     }
-    for (const u32 cmd : {IA_CMD_AUTO_FOCUS_ONCE, IA_CMD_LENS_RESET, IA_CMD_ZOOM_IN, IA_CMD_ZOOM_OUT,
-                          IA_CMD_FOCUS_NEAR, IA_CMD_FOCUS_FAR, IA_CMD_IRIS_UP, IA_CMD_IRIS_DOWN, IA_CMD_SENSOR_FPS})
+    for (const u32 cmd : {IA_CMD_AUTO_FOCUS_ONCE, IA_CMD_LENS_RESET, IA_CMD_ZOOM_IN, IA_CMD_ZOOM_OUT, IA_CMD_FOCUS_NEAR,
+                          IA_CMD_FOCUS_FAR, IA_CMD_IRIS_UP, IA_CMD_IRIS_DOWN, IA_CMD_SENSOR_FPS})
     {
         EXPECT_TRUE(sent(cmd).empty()) << sim::commandName(cmd);
     }
@@ -195,8 +195,7 @@ TEST_P(EveryCamera, EveryParameterTakesItsLimitsAndRefusesWhatLiesBeyond)
         const int key = static_cast<int>(state.key);
         // What moves takes time, and what depends on others is looked at elsewhere.
         if (values.count(key) == 0 || state.kind == sim::Kind::action || sim::Lens::moves(state.cmd) ||
-            state.key == KEY_WDR_MODE ||
-            (state.key >= KEY_CAP_OFF_ADJ_DIRECTION && state.key <= KEY_CAP_OFF_ADJ_V_CUR))
+            state.key == KEY_WDR_MODE || (state.key >= KEY_CAP_OFF_ADJ_DIRECTION && state.key <= KEY_CAP_OFF_ADJ_V_CUR))
         {
             continue;
         }

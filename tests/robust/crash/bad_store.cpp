@@ -32,7 +32,7 @@ Function original(const char* name)
 
 bool isFolder(int handle)
 {
-    struct stat status{};
+    struct stat status = {};
     return fstat(handle, &status) == 0 && S_ISDIR(status.st_mode);
 }
 

@@ -23,10 +23,10 @@
 #include <vector>
 
 #include "HostPlatform.h"
+#include "sensordll.h"
 #include "services/sim/RecordingVideo.h"
 #include "services/sim/Service.h"
 #include "tests/support/TraceMark.h"
-#include "sensordll.h"
 
 namespace {
 
@@ -73,7 +73,7 @@ public:
     std::vector<std::string> newReports()
     {
         std::fflush(stdout);
-        struct stat status{};
+        struct stat status = {};
         fstat(captured_, &status);
         std::string text(static_cast<size_t>(status.st_size - read_), '\0');
         const ssize_t got = pread(captured_, text.data(), text.size(), read_);
@@ -174,8 +174,7 @@ public:
         MachineInfo machine;
         std::vector<ModuleConfigure> modules;
         SystemInfoParser::parseMachineInfo(kMachineInfoFile, machine);
-        ModuleConfigureParser::parse(kModuleConfigFile, machine.getHardwareModel(), machine.getHardwareCode(),
-                                     modules);
+        ModuleConfigureParser::parse(kModuleConfigFile, machine.getHardwareModel(), machine.getHardwareCode(), modules);
         if (modules.empty() || !sim::service().setModule(modules.front().getModuleId()))
         {
             return false;
@@ -293,7 +292,7 @@ bool resetToFactory(CrashCamera& camera)
 
 ino_t logFile()
 {
-    struct stat status{};
+    struct stat status = {};
     return stat(kErrorLog, &status) == 0 ? status.st_ino : 0;
 }
 
@@ -335,8 +334,12 @@ bool prepare(CrashCamera& camera)
 }
 
 const std::map<std::string, std::function<bool(CrashCamera&)>> kActions = {
-    {"prepare", prepare},        {"start", firstStart},           {"flush", flushChangedValues},
-    {"flushes", flushManyTimes}, {"factory-reset", resetToFactory}, {"log-rotation", rotateLog},
+    {"prepare", prepare},
+    {"start", firstStart},
+    {"flush", flushChangedValues},
+    {"flushes", flushManyTimes},
+    {"factory-reset", resetToFactory},
+    {"log-rotation", rotateLog},
 };
 
 // ---- what every camera must be able to do ------------------------------------------------------------------

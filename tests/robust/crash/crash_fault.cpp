@@ -47,12 +47,12 @@ constexpr const char* kRoots[] = {"/mnt/", "/hd1/", "/tmp/"};
 
 enum Traits : unsigned
 {
-    kReads = 1,    // contents or names
-    kWrites = 2,   // what a disk that can only be read refuses
-    kGrows = 4,    // may need room
+    kReads = 1,   // contents or names
+    kWrites = 2,  // what a disk that can only be read refuses
+    kGrows = 4,   // may need room
     kSyncs = 8,
-    kHolds = 16,   // a lock or a descriptor: changes nothing on the disk
-    kOpens = 32,   // its flags say what it is
+    kHolds = 16,  // a lock or a descriptor: changes nothing on the disk
+    kOpens = 32,  // its flags say what it is
     kCloses = 64,
 };
 
@@ -130,9 +130,9 @@ constexpr Call kCalls[] = {
 struct Fault
 {
     const char* name;
-    int error;           // 0: kill
-    unsigned hits;       // any of these traits
-    bool stays;          // for all operations from the first one on
+    int error;      // 0: kill
+    unsigned hits;  // any of these traits
+    bool stays;     // for all operations from the first one on
 };
 
 constexpr Fault kFaults[] = {
@@ -168,8 +168,7 @@ int installFilter()
     {
         fail("no_new_privs");
     }
-    return static_cast<int>(
-        syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &filter));
+    return static_cast<int>(syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &filter));
 }
 
 // A byte with room for a descriptor beside it. The message points into its own object.
@@ -350,7 +349,12 @@ class Supervisor
 {
 public:
     Supervisor(const Fault& fault, int nth, bool lists, bool counts, pid_t process, int listener)
-        : fault_(fault), nth_(nth), lists_(lists), process_(process), listener_(listener), counts_(counts)
+        : fault_(fault),
+          nth_(nth),
+          lists_(lists),
+          process_(process),
+          listener_(listener),
+          counts_(counts)
     {
     }
 
@@ -506,8 +510,7 @@ int main(int argc, char** argv)
     const Fault* const fault = argv + argc - arguments >= 3 ? faultOf(arguments[0]) : nullptr;
     if (fault == nullptr)
     {
-        std::fprintf(stderr,
-                     "usage: crash_fault [--list] [--all] kill|ENOSPC|EIO|EROFS NTH PROGRAM [ARGUMENT ...]\n");
+        std::fprintf(stderr, "usage: crash_fault [--list] [--all] kill|ENOSPC|EIO|EROFS NTH PROGRAM [ARGUMENT ...]\n");
         return kUsage;
     }
     prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);

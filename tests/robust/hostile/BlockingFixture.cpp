@@ -6,25 +6,69 @@ std::vector<HostCall> callsWithoutLock()
 {
     using C = ISensorController;
     return {
-        {"getDNMode", [](C& c) { int mode = 0; c.getDNMode(mode); }},
-        {"getZoomValue", [](C& c) { int position = 0; int ratio = 0; c.getZoomValue(position, ratio); }},
-        {"getFocusValue", [](C& c) { int position = 0; c.getFocusValue(position); }},
-        {"getFocusMode", [](C& c) { int mode = 0; c.getFocusMode(mode); }},
-        {"getAFStatistic", [](C& c) { unsigned statistic = 0; c.getAFStatistic(statistic); }},
-        {"getWDR", [](C& c) { int mode = 0; c.getWDR(mode); }},
-        {"getCameraVerInf", [](C& c) { std::string version; c.getCameraVerInf(version); }},
-        {"getCmdExecStatus", [](C& c) { int status = 0; c.getCmdExecStatus(1616, status); }},
+        {"getDNMode",
+         [](C& c) {
+             int mode = 0;
+             c.getDNMode(mode);
+         }},
+        {"getZoomValue",
+         [](C& c) {
+             int position = 0;
+             int ratio = 0;
+             c.getZoomValue(position, ratio);
+         }},
+        {"getFocusValue",
+         [](C& c) {
+             int position = 0;
+             c.getFocusValue(position);
+         }},
+        {"getFocusMode",
+         [](C& c) {
+             int mode = 0;
+             c.getFocusMode(mode);
+         }},
+        {"getAFStatistic",
+         [](C& c) {
+             unsigned statistic = 0;
+             c.getAFStatistic(statistic);
+         }},
+        {"getWDR",
+         [](C& c) {
+             int mode = 0;
+             c.getWDR(mode);
+         }},
+        {"getCameraVerInf",
+         [](C& c) {
+             std::string version;
+             c.getCameraVerInf(version);
+         }},
+        {"getCmdExecStatus",
+         [](C& c) {
+             int status = 0;
+             c.getCmdExecStatus(1616, status);
+         }},
         {"getSensorType", [](C& c) { c.getSensorType(); }},
         {"getSensorStatus", [](C& c) { c.getSensorStatus(); }},
-        {"SensorCheck", [](C& c) { std::string text = "(1,2,3)"; c.SensorCheck(text); }},
+        {"SensorCheck",
+         [](C& c) {
+             std::string text = "(1,2,3)";
+             c.SensorCheck(text);
+         }},
         {"parseSensorParameter",
-         [](C& c)
-         {
+         [](C& c) {
              std::vector<std::string> items;
              c.parseSensorParameter("(1,2)", items);
          }},
-        {"doIaCmd", [](C& c) { u32 value = 5; c.doIaCmd(KEY_GAMMA, IA_CMD_OPT_SET, &value); }},
-        {"doIaCmd_User", [](C& c) { u32 value = 1; c.doIaCmd_User(KEY_LENS_RESET, IA_CMD_OPT_SET, &value); }},
+        {"doIaCmd",
+         [](C& c) {
+             u32 value = 5;
+             c.doIaCmd(KEY_GAMMA, IA_CMD_OPT_SET, &value);
+         }},
+        {"doIaCmd_User",
+         [](C& c) {
+             u32 value = 1;
+             c.doIaCmd_User(KEY_LENS_RESET, IA_CMD_OPT_SET, &value);
+         }},
         {"notifyToVideo", [](C& c) { c.notifyToVideo(1, 2); }},
         {"focusFar", [](C& c) { c.focusFar(); }},
         {"irisUp", [](C& c) { c.irisUp(); }},
@@ -42,15 +86,39 @@ std::vector<HostCall> callsWithLock()
         {"setParameter", [](C& c) { c.setParameter(KEY_CONTRAST, 77, true); }},
         {"setParametersFromText", [](C& c) { c.setParameters("(2353,78)(2337,79)", true); }},
         {"flush", [](C& c) { c.flush(); }},
-        {"getParamScheme", [](C& c) { int scheme = 0; c.getParamScheme(scheme); }},
-        {"getParamMode", [](C& c) { int mode = 0; c.getParamMode(mode); }},
+        {"getParamScheme",
+         [](C& c) {
+             int scheme = 0;
+             c.getParamScheme(scheme);
+         }},
+        {"getParamMode",
+         [](C& c) {
+             int mode = 0;
+             c.getParamMode(mode);
+         }},
         {"restore", [](C& c) { c.restore(KEY_CONTRAST); }},
         {"restoreAeMode", [](C& c) { c.restoreAeMode(); }},
         {"resetToLastParameters", [](C& c) { c.resetToLastParameters(); }},
-        {"getAllParameters", [](C& c) { std::string text; c.getAllParameters(text); }},
-        {"getParameters", [](C& c) { std::string text; c.getParameters("(34,2528)", text); }},
-        {"getParameter", [](C& c) { int value = 0; c.getParameter(KEY_GAMMA, value); }},
-        {"getMirrorValue", [](C& c) { int value = 0; c.getMirrorValue(value); }},
+        {"getAllParameters",
+         [](C& c) {
+             std::string text;
+             c.getAllParameters(text);
+         }},
+        {"getParameters",
+         [](C& c) {
+             std::string text;
+             c.getParameters("(34,2528)", text);
+         }},
+        {"getParameter",
+         [](C& c) {
+             int value = 0;
+             c.getParameter(KEY_GAMMA, value);
+         }},
+        {"getMirrorValue",
+         [](C& c) {
+             int value = 0;
+             c.getMirrorValue(value);
+         }},
         {"getUIStyleFile", [](C& c) { c.getUIStyleFile(); }},
         {"getUICommonFile", [](C& c) { c.getUICommonFile(1); }},
         {"getUILanguageFile", [](C& c) { c.getUILanguageFile(1); }},
@@ -65,16 +133,14 @@ void BlockingFixture::TearDown()
 
 void BlockingFixture::stopNext(u32 cmd, int opt)
 {
-    service_.intercept(
-        [=, gate = gate_, taken = std::make_shared<std::atomic<bool>>(false)](u32 called, int with,
-                                                                             void*) -> std::optional<int>
+    service_.intercept([=, gate = gate_, taken = std::make_shared<std::atomic<bool>>(false)](
+                           u32 called, int with, void*) -> std::optional<int> {
+        if (called == cmd && with == opt && !taken->exchange(true))
         {
-            if (called == cmd && with == opt && !taken->exchange(true))
-            {
-                gate->pass();
-            }
-            return std::nullopt;
-        });
+            gate->pass();
+        }
+        return std::nullopt;
+    });
 }
 
 void BlockingFixture::stopThreadInSwitch()

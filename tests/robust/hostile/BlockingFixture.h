@@ -2,10 +2,10 @@
 
 #include <memory>
 
+#include "ia_ioctrl.h"
 #include "tests/robust/hostile/Gate.h"
 #include "tests/robust/hostile/HostileFixture.h"
 #include "tests/support/WaitingCall.h"
-#include "ia_ioctrl.h"
 
 namespace support {
 

@@ -93,8 +93,7 @@ void HostileFixture::failCalls(int first, int last, Callers callers)
 {
     *seen_ = 0;
     service_.intercept(
-        [=, seen = seen_, self = std::this_thread::get_id()](u32 cmd, int opt, void* data) -> std::optional<int>
-        {
+        [=, seen = seen_, self = std::this_thread::get_id()](u32 cmd, int opt, void* data) -> std::optional<int> {
             if (callers == Callers::thisThread && std::this_thread::get_id() != self)
             {
                 return std::nullopt;

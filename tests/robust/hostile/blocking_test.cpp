@@ -66,12 +66,10 @@ TEST_P(WaitingSetter, WaitsForTheThreadsSwitchAndGoesOnAtTheFirstLookAfterIt)
     }
     EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
     EXPECT_FALSE(setter.done());
-    WaitingCall reader(
-        [this]
-        {
-            int scheme = 0;
-            c().getParamScheme(scheme);
-        });
+    WaitingCall reader([this] {
+        int scheme = 0;
+        c().getParamScheme(scheme);
+    });
     EXPECT_TRUE(reader.waitsFor(ControllerProbe::mutex(c())));  // contract: the setter waits with the mutex held
 
     gate_->open();
@@ -84,8 +82,7 @@ TEST_P(WaitingSetter, WaitsForTheThreadsSwitchAndGoesOnAtTheFirstLookAfterIt)
 }
 
 INSTANTIATE_TEST_SUITE_P(Setters, WaitingSetter,
-                         testing::Values(HostCall{"setParamScheme",
-                                                  [](ISensorController& c) { c.setParamScheme(2); }},
+                         testing::Values(HostCall{"setParamScheme", [](ISensorController& c) { c.setParamScheme(2); }},
                                          HostCall{"setParamMode", [](ISensorController& c) { c.setParamMode(0); }}),
                          ByName());
 
@@ -214,14 +211,12 @@ TEST_F(Blocked, ThreadKeepsOutOfAReloadThatStandsInTheService)
 TEST_F(Blocked, VideoModuleThatStandsInANotificationHoldsUpNeitherClockNorLens)
 {
     std::atomic<bool> taken{false};
-    video_.onNotify(
-        [&](int cmd, int)
+    video_.onNotify([&](int cmd, int) {
+        if (cmd == IA_CMD_UI_MIRROR && !taken.exchange(true))
         {
-            if (cmd == IA_CMD_UI_MIRROR && !taken.exchange(true))
-            {
-                gate_->pass();
-            }
-        });
+            gate_->pass();
+        }
+    });
     WaitingCall setting([this] { c().setParameter(KEY_MIRROR, 2, true); });
     EXPECT_TRUE(gate_->waitForArrivals());
     setTime(18, 0);
@@ -266,16 +261,14 @@ TEST_F(Blocked, ThreadIsNotStarvedByCallersThatNeverLeaveTheMutexAlone)
     std::vector<std::thread> callers;
     for (int i = 0; i < 8; ++i)
     {
-        callers.emplace_back(
-            [&, i]
+        callers.emplace_back([&, i] {
+            for (int round = 0; running; ++round)
             {
-                for (int round = 0; running; ++round)
-                {
-                    c().setParameter(KEY_CONTRAST, i * 1000 + round, true);
-                    int value = 0;
-                    c().getParameter(KEY_GAMMA, value);
-                }
-            });
+                c().setParameter(KEY_CONTRAST, i * 1000 + round, true);
+                int value = 0;
+                c().getParameter(KEY_GAMMA, value);
+            }
+        });
     }
     for (int day = 0; day < 10; ++day)
     {
@@ -304,21 +297,17 @@ TEST_F(Blocked, EveryCallerComesThroughBesideAllTheOthers)
     std::vector<std::thread> callers;
     for (int i = 0; i < kCallers; ++i)
     {
-        callers.emplace_back(
-            [&, i]
+        callers.emplace_back([&, i] {
+            while (running)
             {
-                while (running)
-                {
-                    c().setParameter(KEY_CONTRAST, i * 1000 + rounds[i], true);
-                    ++rounds[i];
-                }
-            });
+                c().setParameter(KEY_CONTRAST, i * 1000 + rounds[i], true);
+                ++rounds[i];
+            }
+        });
     }
-    EXPECT_TRUE(eventually(
-        [&]
-        {
-            return std::all_of(rounds.begin(), rounds.end(), [](const std::atomic<int>& r) { return r >= kRoundsEach; });
-        }));
+    EXPECT_TRUE(eventually([&] {
+        return std::all_of(rounds.begin(), rounds.end(), [](const std::atomic<int>& r) { return r >= kRoundsEach; });
+    }));
     running = false;
     for (std::thread& caller : callers)
     {

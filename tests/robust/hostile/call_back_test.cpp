@@ -48,15 +48,13 @@ TEST_F(CallBack, LibraryKeepsNoThreadOutOfTheServiceWhileOthersAreInIt)
     constexpr int kDirectCallers = 6;
     MeetingPoint point(kDirectCallers + 2);  // and a locked call, and the sensor thread
     std::atomic<int> met{0};
-    service_.intercept(
-        [&](u32, int opt, void*) -> std::optional<int>
+    service_.intercept([&](u32, int opt, void*) -> std::optional<int> {
+        if (opt == IA_CMD_OPT_SET)
         {
-            if (opt == IA_CMD_OPT_SET)
-            {
-                met += point.meet() ? 1 : 0;
-            }
-            return std::nullopt;
-        });
+            met += point.meet() ? 1 : 0;
+        }
+        return std::nullopt;
+    });
     std::vector<std::unique_ptr<WaitingCall>> calls;
     calls.push_back(std::make_unique<WaitingCall>([this] { c().setParameter(KEY_CONTRAST, 99, false); }));
     for (int i = 0; i < kDirectCallers; ++i)
@@ -101,15 +99,13 @@ protected:
 
     void callBackFrom(u32 cmd, int opt)
     {
-        service_.intercept(
-            [=](u32 called, int with, void*) -> std::optional<int>
+        service_.intercept([=](u32 called, int with, void*) -> std::optional<int> {
+            if (called == cmd && with == opt)
             {
-                if (called == cmd && with == opt)
-                {
-                    callBack();
-                }
-                return std::nullopt;
-            });
+                callBack();
+            }
+            return std::nullopt;
+        });
     }
 
     CapturedOutput quiet_;
@@ -156,14 +152,12 @@ TEST_F(CallBackFrom, AStyleReadReachesTheController)
 
 TEST_F(CallBackFrom, TheVideoModuleReachesTheController)
 {
-    video_.onNotify(
-        [this](int cmd, int)
+    video_.onNotify([this](int cmd, int) {
+        if (cmd == IA_CMD_UI_MIRROR)
         {
-            if (cmd == IA_CMD_UI_MIRROR)
-            {
-                callBack();
-            }
-        });
+            callBack();
+        }
+    });
     WaitingCall call([this] { EXPECT_EQ(0, c().setParameter(KEY_MIRROR, 2, true)); });
     EXPECT_TRUE(call.ends());
     EXPECT_EQ(1, calledBack_);

@@ -1,7 +1,7 @@
 #include <climits>
 
-#include "tests/robust/hostile/HostileFixture.h"
 #include "ia_ioctrl.h"
+#include "tests/robust/hostile/HostileFixture.h"
 
 using namespace support;
 
@@ -11,8 +11,7 @@ constexpr char kListFailed[] =
     "SNS_SUCCESS == ia_ioctrl(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, (void*)(&dnaCmdList))";
 constexpr char kRangeFailed[] =
     "SNS_SUCCESS == ia_ioctrl((ia_cmd_e)dnaCmdList.cmd_list[i], IA_CMD_OPT_GET_PARAM_RNAGE, (void*)(&dnaParamList))";
-constexpr char kSwitchFailed[] =
-    "SNS_SUCCESS == setParameters(m_ppUserKeyVal[m_nCurScheme], m_nKeyValSum, true)";
+constexpr char kSwitchFailed[] = "SNS_SUCCESS == setParameters(m_ppUserKeyVal[m_nCurScheme], m_nKeyValSum, true)";
 constexpr char kHandlerFailed[] = "SNS_SUCCESS == doIaCmd(p_nKey, p_nDir, p_pVal)";
 constexpr char kCorrectionFailed[] =
     "SNS_SUCCESS == ia_ioctrl((ia_cmd_e)p_pKeyval[index].key, IA_CMD_OPT_CORRECT_PARAM, &p_pKeyval[index].value)";

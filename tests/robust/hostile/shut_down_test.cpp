@@ -1,6 +1,6 @@
-#include "tests/robust/hostile/BlockingFixture.h"
 #include "GThread.h"
 #include "SysConfig.h"
+#include "tests/robust/hostile/BlockingFixture.h"
 
 using namespace support;
 using namespace std::chrono_literals;
@@ -21,16 +21,14 @@ protected:
     {
     public:
         explicit Pushing(host::ManualClock& clock)
-            : thread_(
-                  [this, &clock]
+            : thread_([this, &clock] {
+                  for (int hour = 0; running_; hour = (hour + 5) % 24)
                   {
-                      for (int hour = 0; running_; hour = (hour + 5) % 24)
-                      {
-                          clock.setTimeOfDay(hour, 0);
-                          clock.advance(1s);
-                          std::this_thread::yield();
-                      }
-                  })
+                      clock.setTimeOfDay(hour, 0);
+                      clock.advance(1s);
+                      std::this_thread::yield();
+                  }
+              })
         {
         }
         ~Pushing()
@@ -89,12 +87,10 @@ TEST_F(HostileShutDown, FactoryResetWaitsForASwitchThatStandsInTheService)
     WaitingCall reset([this] { EXPECT_TRUE(c().resetParameters()); });
     EXPECT_TRUE(eventually([this] { return (flags() & kStoppingBit) != 0; }));
     EXPECT_NE(0, flags() & kResetBit);
-    WaitingCall reader(
-        [this]
-        {
-            int value = 0;
-            EXPECT_TRUE(c().getParameter(KEY_BRIGHTNESS, value));
-        });
+    WaitingCall reader([this] {
+        int value = 0;
+        EXPECT_TRUE(c().getParameter(KEY_BRIGHTNESS, value));
+    });
     EXPECT_TRUE(reader.waitsFor(ControllerProbe::mutex(c())));
     int mode = 0;
     EXPECT_TRUE(c().getDNMode(mode));
@@ -119,15 +115,13 @@ TEST_F(HostileShutDown, TwoFactoryResetsAndEveryCallOfOthersAtOnceEndInAWholeCam
         std::vector<std::thread> threads;
         for (int i = 0; i < 2; ++i)
         {
-            threads.emplace_back(
-                [&]
+            threads.emplace_back([&] {
+                for (int round = 0; round < 3; ++round)
                 {
-                    for (int round = 0; round < 3; ++round)
-                    {
-                        EXPECT_TRUE(c().resetParameters());
-                        ++resets;
-                    }
-                });
+                    EXPECT_TRUE(c().resetParameters());
+                    ++resets;
+                }
+            });
         }
         std::vector<HostCall> calls = callsWithLock();
         const std::vector<HostCall> others = callsWithoutLock();
@@ -136,14 +130,12 @@ TEST_F(HostileShutDown, TwoFactoryResetsAndEveryCallOfOthersAtOnceEndInAWholeCam
         calls.push_back({"setParamMode", [](ISensorController& c) { EXPECT_TRUE(c.setParamMode(1)); }});
         for (size_t i = 0; i < 8; ++i)
         {
-            threads.emplace_back(
-                [&, i]
+            threads.emplace_back([&, i] {
+                for (size_t call = i; resets < 6; ++call)
                 {
-                    for (size_t call = i; resets < 6; ++call)
-                    {
-                        calls[call % calls.size()].call(c());
-                    }
-                });
+                    calls[call % calls.size()].call(c());
+                }
+            });
         }
         for (std::thread& thread : threads)
         {
@@ -176,15 +168,13 @@ TEST_F(HostileShutDown, SensorThreadStartedAndStoppedByManyThreadsEndsStoppedOrR
         std::vector<std::thread> threads;
         for (int i = 0; i < 4; ++i)
         {
-            threads.emplace_back(
-                [&]
+            threads.emplace_back([&] {
+                for (int round = 0; round < 50; ++round)
                 {
-                    for (int round = 0; round < 50; ++round)
-                    {
-                        EXPECT_TRUE(thread.start());
-                        EXPECT_TRUE(thread.stop());
-                    }
-                });
+                    EXPECT_TRUE(thread.start());
+                    EXPECT_TRUE(thread.stop());
+                }
+            });
         }
         for (std::thread& starter : threads)
         {
@@ -239,14 +229,12 @@ TEST_F(HostileShutDown, ManyControllersThatWereNeverStartedComeAndGoOnManyThread
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)
     {
-        threads.emplace_back(
-            []
+        threads.emplace_back([] {
+            for (int round = 0; round < 100; ++round)
             {
-                for (int round = 0; round < 100; ++round)
-                {
-                    const ISensorController fresh;
-                }
-            });
+                const ISensorController fresh;
+            }
+        });
     }
     for (std::thread& thread : threads)
     {

@@ -2,9 +2,9 @@
 #include <climits>
 #include <cstring>
 
+#include "ia_ioctrl.h"
 #include "tests/robust/hostile/HostileFixture.h"
 #include "tests/support/TestName.h"
-#include "ia_ioctrl.h"
 
 using namespace support;
 
@@ -25,12 +25,10 @@ protected:
     // A service that fills whatever a command's record holds, and refuses or not.
     void fillRecords(int status)
     {
-        service_.intercept(
-            [status](u32 cmd, int opt, void* data) -> std::optional<int>
-            {
-                std::memset(data, kGarbage & 0xFF, dataSize(cmd, opt));
-                return status;
-            });
+        service_.intercept([status](u32 cmd, int opt, void* data) -> std::optional<int> {
+            std::memset(data, kGarbage & 0xFF, dataSize(cmd, opt));
+            return status;
+        });
     }
 };
 
@@ -71,8 +69,7 @@ std::vector<Reading> readings()
     constexpr int kSpoilt = static_cast<int>(kGarbage);
     return {
         {"zoom",
-         [](C& c, Guarded& g)
-         {
+         [](C& c, Guarded& g) {
              int ratio = 7;
              const bool read = c.getZoomValue(g.value, ratio);
              EXPECT_EQ(7, ratio);
@@ -280,25 +277,21 @@ INSTANTIATE_TEST_SUITE_P(Values, WrongValue, testing::Values(INT_MIN, -1, 0, INT
 
 TEST_F(WrongAnswer, VersionTextWithoutTerminatorIsCutAtFortyNineForManyCallersAtOnce)
 {
-    service_.answer(IA_CMD_CAMERA_VERSION, IA_CMD_OPT_GET,
-                    [](u32, int, void* data)
-                    {
-                        std::memset(data, 'v', kCameraVersionSize);
-                        return 0;
-                    });
+    service_.answer(IA_CMD_CAMERA_VERSION, IA_CMD_OPT_GET, [](u32, int, void* data) {
+        std::memset(data, 'v', kCameraVersionSize);
+        return 0;
+    });
     std::vector<std::thread> callers;
     for (int i = 0; i < 4; ++i)
     {
-        callers.emplace_back(
-            [this]
+        callers.emplace_back([this] {
+            for (int round = 0; round < 100; ++round)
             {
-                for (int round = 0; round < 100; ++round)
-                {
-                    std::string version = "before";
-                    EXPECT_TRUE(c().getCameraVerInf(version));
-                    EXPECT_EQ(std::string(kCameraVersionSize - 1, 'v'), version);
-                }
-            });
+                std::string version = "before";
+                EXPECT_TRUE(c().getCameraVerInf(version));
+                EXPECT_EQ(std::string(kCameraVersionSize - 1, 'v'), version);
+            }
+        });
     }
     for (std::thread& caller : callers)
     {
@@ -332,37 +325,33 @@ TEST_F(WrongAnswer, SensorCheckThatFailsStillAnswersWithWhatTheServiceLeft)
 TEST_F(WrongAnswer, ThatChangesFromCallToCallGivesAWholeStyleEveryTime)
 {
     std::atomic<u32> calls{0};
-    service_.intercept(
-        [&](u32 cmd, int opt, void* data) -> std::optional<int>
+    service_.intercept([&](u32 cmd, int opt, void* data) -> std::optional<int> {
+        if (opt == IA_CMD_OPT_SET)
         {
-            if (opt == IA_CMD_OPT_SET)
-            {
-                return std::nullopt;
-            }
-            const u32 seed = ++calls * 2654435761u;
-            std::vector<u32> words(dataSize(cmd, opt) / sizeof(u32));
-            for (size_t i = 0; i < words.size(); ++i)
-            {
-                words[i] = (seed >> (i % 13)) % 97 - 7;
-            }
-            std::memcpy(data, words.data(), words.size() * sizeof(u32));
-            return static_cast<int>(seed >> 30);
-        });
-    outputOf(
-        [&]
+            return std::nullopt;
+        }
+        const u32 seed = ++calls * 2654435761u;
+        std::vector<u32> words(dataSize(cmd, opt) / sizeof(u32));
+        for (size_t i = 0; i < words.size(); ++i)
         {
-            for (int round = 0; round < 100; ++round)
-            {
-                const std::string style = c().getUIStyleFile();
-                EXPECT_EQ(0U, style.find("<?xml"));
-                EXPECT_NE(std::string::npos, style.rfind("</Style>"));
-                EXPECT_NE(std::string::npos, style.find("<Combo id=\"50\""));
-                std::string pairs;
-                EXPECT_TRUE(c().getAllParameters(pairs));
-                EXPECT_EQ(30, std::count(pairs.begin(), pairs.end(), '('));
-                c().SensorCheck(pairs = "(1,2,3)");
-            }
-        });
+            words[i] = (seed >> (i % 13)) % 97 - 7;
+        }
+        std::memcpy(data, words.data(), words.size() * sizeof(u32));
+        return static_cast<int>(seed >> 30);
+    });
+    outputOf([&] {
+        for (int round = 0; round < 100; ++round)
+        {
+            const std::string style = c().getUIStyleFile();
+            EXPECT_EQ(0U, style.find("<?xml"));
+            EXPECT_NE(std::string::npos, style.rfind("</Style>"));
+            EXPECT_NE(std::string::npos, style.find("<Combo id=\"50\""));
+            std::string pairs;
+            EXPECT_TRUE(c().getAllParameters(pairs));
+            EXPECT_EQ(30, std::count(pairs.begin(), pairs.end(), '('));
+            c().SensorCheck(pairs = "(1,2,3)");
+        }
+    });
     EXPECT_GT(calls, 300U);
     behave();
     // The window may have been corrected to anything.

@@ -1,8 +1,8 @@
 #include <climits>
 #include <cstring>
 
-#include "tests/robust/hostile/HostileFixture.h"
 #include "ia_ioctrl.h"
+#include "tests/robust/hostile/HostileFixture.h"
 
 using namespace support;
 
@@ -28,44 +28,40 @@ protected:
         int found = 0;
         for (int i = 0; i < GetParam() && i < static_cast<int>(listed.size()); ++i)
         {
-            found += listed[i] == 50 || listed[i] == 34 || listed[i] == 96 || listed[i] == 2337 ||
-                     listed[i] == 8004 || listed[i] == 2384 || listed[i] == 149;
+            found += listed[i] == 50 || listed[i] == 34 || listed[i] == 96 || listed[i] == 2337 || listed[i] == 8004 ||
+                     listed[i] == 2384 || listed[i] == 149;
         }
         return found;
     }
 
     void lie()
     {
-        service_.answer(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET,
-                        [](u32, int, void* data)
-                        {
-                            ia_dynamic_params_cmds_st list = {};
-                            list.cmd_cnt = GetParam();
-                            const std::vector<u32> listed = listedCommands();
-                            std::memcpy(list.cmd_list, listed.data(), sizeof(list.cmd_list));
-                            std::memcpy(data, &list, sizeof(list));
-                            return 0;
-                        });
-        service_.intercept(
-            [](u32, int opt, void* data) -> std::optional<int>
+        service_.answer(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, [](u32, int, void* data) {
+            ia_dynamic_params_cmds_st list = {};
+            list.cmd_cnt = GetParam();
+            const std::vector<u32> listed = listedCommands();
+            std::memcpy(list.cmd_list, listed.data(), sizeof(list.cmd_list));
+            std::memcpy(data, &list, sizeof(list));
+            return 0;
+        });
+        service_.intercept([](u32, int opt, void* data) -> std::optional<int> {
+            if (opt == IA_CMD_OPT_GET_PARAM_RNAGE)
             {
-                if (opt == IA_CMD_OPT_GET_PARAM_RNAGE)
+                ia_dynamic_params_attr_st attr = {-1, 2, -1, -1, GetParam(), {}};
+                for (int i = 0; i < kDynamicItemsMax; ++i)
                 {
-                    ia_dynamic_params_attr_st attr = {-1, 2, -1, -1, GetParam(), {}};
-                    for (int i = 0; i < kDynamicItemsMax; ++i)
-                    {
-                        attr.item[i] = i - 3;
-                    }
-                    std::memcpy(data, &attr, sizeof(attr));
-                    return 0;
+                    attr.item[i] = i - 3;
                 }
-                if (opt == IA_CMD_OPT_CORRECT_PARAM)
-                {
-                    std::memcpy(data, &kCorrected, sizeof(kCorrected));
-                    return 0;
-                }
-                return std::nullopt;
-            });
+                std::memcpy(data, &attr, sizeof(attr));
+                return 0;
+            }
+            if (opt == IA_CMD_OPT_CORRECT_PARAM)
+            {
+                std::memcpy(data, &kCorrected, sizeof(kCorrected));
+                return 0;
+            }
+            return std::nullopt;
+        });
     }
 
     void stopLying()

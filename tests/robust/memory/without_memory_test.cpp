@@ -1,15 +1,15 @@
-#include "tests/unit/config/ExpectedReports.h"
-#include "tests/support/CameraFiles.h"
-#include "tests/support/CapturedOutput.h"
-#include "tests/robust/memory/HeapBlocks.h"
 #include "KSLogger.h"
 #include "ModuleConfigure.h"
 #include "SensorFile.h"
-#include "diag/SensorTrace.h"
 #include "SysConfig.h"
 #include "config/TextFile.h"
 #include "config/XmlCheck.h"
 #include "config/XmlDocument.h"
+#include "diag/SensorTrace.h"
+#include "tests/robust/memory/HeapBlocks.h"
+#include "tests/support/CameraFiles.h"
+#include "tests/support/CapturedOutput.h"
+#include "tests/unit/config/ExpectedReports.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -74,12 +74,11 @@ TEST_F(WithoutMemory, RecordsAreNeitherReadNorWritten)
         EXPECT_EQ(SNS_SUCCESS, keyValFromFile(file.data(), records.data(), count));
         EXPECT_EQ(SNS_SUCCESS, keyValToFile(file.data(), records.data(), count));
     });
-    support::expectReports(
-        kFiles, output,
-        {{"keyValFromFile", "nSize == sizeof(KeyVal)*p_nKeyValNum",
-          "file_name(" + file + ") nSize(-1) sizeof(KeyVal) = 8, p_nKeyValNum(131072)\n", "54"},
-         {"keyValToFile", "nSize == sizeof(KeyVal)*p_nKeyValSum",
-          "nSize(-1) sizeof(KeyVal) = 8, p_nKeyValNum(131072)\n", "68"}});
+    support::expectReports(kFiles, output,
+                           {{"keyValFromFile", "nSize == sizeof(KeyVal)*p_nKeyValNum",
+                             "file_name(" + file + ") nSize(-1) sizeof(KeyVal) = 8, p_nKeyValNum(131072)\n", "54"},
+                            {"keyValToFile", "nSize == sizeof(KeyVal)*p_nKeyValSum",
+                             "nSize(-1) sizeof(KeyVal) = 8, p_nKeyValNum(131072)\n", "68"}});
     EXPECT_EQ((KeyVal{1, 2}), records.front());
     EXPECT_EQ("old", support::readFile(file));
 }

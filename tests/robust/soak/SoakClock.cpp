@@ -19,8 +19,7 @@ SoakClock::SoakClock(int minutes) : decided_(static_cast<std::size_t>(minutes) +
 
 bool SoakClock::isSensorThread()
 {
-    thread_local const bool is = []
-    {
+    thread_local const bool is = [] {
         char name[16] = "";
         return pthread_getname_np(pthread_self(), name, sizeof name) == 0 && std::strcmp(name, "SensorThread") == 0;
     }();

@@ -9,10 +9,10 @@
 #include <filesystem>
 #include <thread>
 
-#include "tests/robust/soak/ExactHeap.h"
-#include "services/sim/Service.h"
-#include "tests/robust/soak/Shift.h"
 #include "SysConfig.h"
+#include "services/sim/Service.h"
+#include "tests/robust/soak/ExactHeap.h"
+#include "tests/robust/soak/Shift.h"
 
 using namespace support;
 
@@ -116,12 +116,10 @@ void YearCamera::SetUp()
     host::setClock(clock_);
     sim::service().setRecordingCapacity(0);
     sim::service().setDaylight();
-    sim::service().setBeforeCall(
-        [this](ia_cmd_e, int opt, const void*)
-        {
-            ++serviceCalls_;
-            threadSends_ += opt == IA_CMD_OPT_SET && SoakClock::isSensorThread() ? 1 : 0;
-        });
+    sim::service().setBeforeCall([this](ia_cmd_e, int opt, const void*) {
+        ++serviceCalls_;
+        threadSends_ += opt == IA_CMD_OPT_SET && SoakClock::isSensorThread() ? 1 : 0;
+    });
     controller_ = std::make_unique<ISensorController>();
     controller_->setVideoStreamModule(&video_);
     clock_->openUntil(1);
@@ -198,16 +196,14 @@ void YearCamera::live(int hours)
     std::vector<std::thread> hosts;
     for (int host = 0; host < kHosts; ++host)
     {
-        hosts.emplace_back(
-            [=, &shift]
+        hosts.emplace_back([=, &shift] {
+            for (int hour = first; hour < first + hours; ++hour)
             {
-                for (int hour = first; hour < first + hours; ++hour)
-                {
-                    shift.waitFor(hour);
-                    workHour(host, hour);
-                    shift.finish();
-                }
-            });
+                shift.waitFor(hour);
+                workHour(host, hour);
+                shift.finish();
+            }
+        });
     }
     for (; hour_ < first + hours; ++hour_)
     {

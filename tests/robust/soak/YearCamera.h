@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/ControllerProbe.h"
 #include "HostPlatform.h"
-#include "tests/support/PrivateTree.h"
-#include "tests/robust/soak/SoakClock.h"
 #include "sensordll.h"
+#include "tests/robust/soak/SoakClock.h"
+#include "tests/support/ControllerProbe.h"
+#include "tests/support/PrivateTree.h"
 
 namespace soak {
 
@@ -60,7 +60,7 @@ private:
 // What a process holds of the system.
 struct Holdings
 {
-    std::size_t heap;   // bytes
+    std::size_t heap;  // bytes
     long descriptors;
     long threads;
     std::uintmax_t disk;  // bytes of all files of the camera but the error log

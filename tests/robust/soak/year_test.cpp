@@ -1,8 +1,8 @@
 #include <cstdio>
 
 #include "tests/robust/soak/ExactHeap.h"
-#include "tests/support/TestName.h"
 #include "tests/robust/soak/YearCamera.h"
+#include "tests/support/TestName.h"
 
 namespace soak {
 namespace {

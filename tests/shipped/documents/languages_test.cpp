@@ -100,8 +100,7 @@ TEST(Languages, AreEnglishAndAtLeastOneMore)
 // The library answers with the first entry when it does not know a language.
 TEST(Languages, ListTheDefaultFirst)
 {
-    EXPECT_EQ(languages().front().id,
-              number(*parse(readShared("language/languages.xml"))->RootElement(), "default"));
+    EXPECT_EQ(languages().front().id, number(*parse(readShared("language/languages.xml"))->RootElement(), "default"));
 }
 
 TEST(Languages, HaveEveryTextThatTheStylesUseAndNoOther)

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "tests/support/KeyRows.h"
 #include "services/sim/Lens.h"
 #include "services/sim/ParameterTable.h"
 #include "services/sim/Service.h"
+#include "tests/support/KeyRows.h"
 
 namespace documents {
 namespace {

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "tests/support/CapturedOutput.h"
 #include "ISensorController.h"
 #include "services/sim/Lens.h"
-#include "tests/support/PrivateTree.h"
 #include "services/sim/RecordingVideo.h"
 #include "services/sim/Service.h"
+#include "tests/support/CapturedOutput.h"
+#include "tests/support/PrivateTree.h"
 
 namespace documents {
 namespace {

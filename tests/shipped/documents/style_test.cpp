@@ -51,8 +51,8 @@ TEST_P(EveryModel, StartsWithTheFiveScheduleKeys)
 TEST_P(EveryModel, FactoryWindowIsDisabledHoldsAllDayAndCanBeSaved)
 {
     EXPECT_EQ(number(*byKey_.at(KEY_SCHEME_ENABLE), "value"), 0);
-    const int start = number(*byKey_.at(KEY_SCHEME_START_HOUR), "value") * 100 +
-                      number(*byKey_.at(KEY_SCHEME_START_MIN), "value");
+    const int start =
+        number(*byKey_.at(KEY_SCHEME_START_HOUR), "value") * 100 + number(*byKey_.at(KEY_SCHEME_START_MIN), "value");
     const int end =
         number(*byKey_.at(KEY_SCHEME_END_HOUR), "value") * 100 + number(*byKey_.at(KEY_SCHEME_END_MIN), "value");
     EXPECT_EQ(start, 0);

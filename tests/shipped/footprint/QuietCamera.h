@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "HostPlatform.h"
-#include "tests/support/PrivateTree.h"
 #include "sensordll.h"
+#include "tests/support/PrivateTree.h"
 
 // A camera on its shipped documents whose surroundings allocate nothing while it runs: what is counted then is the
 // library's.
@@ -22,9 +22,9 @@ namespace footprint {
 // The image-adjust service: accepts what it is sent, or answers with status. Thread-safe.
 struct QuietService
 {
-    std::atomic<int> status{0};   // of every call with option set
+    std::atomic<int> status{0};    // of every call with option set
     std::atomic<int> dayNight{0};  // what it says about day and night, 0 = day
-    std::atomic<int> sets{0};     // calls with option set
+    std::atomic<int> sets{0};      // calls with option set
 };
 
 // The one that ia_ioctrl answers for.

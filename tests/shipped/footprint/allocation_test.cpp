@@ -219,8 +219,8 @@ TEST_F(SetParameter, AllocatesNothingForARefusedValueThatIsNotReported)
     {
         service().status = status;
         forEachRow([&](const keycmd& row) {
-            const bool isReported = isHandledBy(row, "&ISensorController::doHwdr") ||
-                                    isHandledBy(row, "&ISensorController::doImageAdjust");
+            const bool isReported =
+                isHandledBy(row, "&ISensorController::doHwdr") || isHandledBy(row, "&ISensorController::doImageAdjust");
             if (!isStored(row) && !isReported)
             {
                 EXPECT_EQ(-static_cast<int>(row.key), quietly(row, 12345, true).result) << row.szKeyName;

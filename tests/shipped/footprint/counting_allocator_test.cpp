@@ -49,24 +49,34 @@ void expectCounted(const char* what, Allocate&& allocate, Release&& release)
 
 TEST(CountingAllocator, CountsEveryWayToAskForMemory)
 {
-    expectCounted("malloc", [] { return std::malloc(100); }, std::free);
-    expectCounted("calloc", [] { return std::calloc(10, 10); }, std::free);
-    expectCounted("realloc", [] { return std::realloc(nullptr, 100); }, std::free);
-    expectCounted("aligned_alloc", [] { return std::aligned_alloc(64, 128); }, std::free);
-    expectCounted("memalign", [] { return memalign(64, 128); }, std::free);
-    expectCounted("valloc", [] { return valloc(100); }, std::free);
-    expectCounted("posix_memalign",
-                  [] {
-                      void* block = nullptr;
-                      return posix_memalign(&block, 64, 100) == 0 ? block : nullptr;
-                  },
-                  std::free);
+    expectCounted(
+        "malloc", [] { return std::malloc(100); }, std::free);
+    expectCounted(
+        "calloc", [] { return std::calloc(10, 10); }, std::free);
+    expectCounted(
+        "realloc", [] { return std::realloc(nullptr, 100); }, std::free);
+    expectCounted(
+        "aligned_alloc", [] { return std::aligned_alloc(64, 128); }, std::free);
+    expectCounted(
+        "memalign", [] { return memalign(64, 128); }, std::free);
+    expectCounted(
+        "valloc", [] { return valloc(100); }, std::free);
+    expectCounted(
+        "posix_memalign",
+        [] {
+            void* block = nullptr;
+            return posix_memalign(&block, 64, 100) == 0 ? block : nullptr;
+        },
+        std::free);
     const std::string text(100, 'x');
-    expectCounted("strdup", [&text] { return strdup(text.c_str()); }, std::free);
-    expectCounted("new", [] { return new char[100]; }, [](char* block) { delete[] block; });
-    expectCounted("new, not throwing", [] { return new (std::nothrow) char[100]; },
-                  [](char* block) { delete[] block; });
-    expectCounted("new, aligned", [] { return new Aligned; }, [](Aligned* block) { delete block; });
+    expectCounted(
+        "strdup", [&text] { return strdup(text.c_str()); }, std::free);
+    expectCounted(
+        "new", [] { return new char[100]; }, [](char* block) { delete[] block; });
+    expectCounted(
+        "new, not throwing", [] { return new (std::nothrow) char[100]; }, [](char* block) { delete[] block; });
+    expectCounted(
+        "new, aligned", [] { return new Aligned; }, [](Aligned* block) { delete block; });
 }
 
 TEST(CountingAllocator, KeepsTheSumOfABlockThatGrowsAndGoes)

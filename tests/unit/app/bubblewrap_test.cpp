@@ -9,11 +9,11 @@
 #include <sstream>
 
 #include "app/Options.h"
-#include "tests/unit/app/Planted.h"
-#include "tests/support/PrivateTree.h"
 #include "app/box/Provision.h"
-#include "tests/unit/app/SensorcamRun.h"
 #include "app/box/Supervisor.h"
+#include "tests/support/PrivateTree.h"
+#include "tests/unit/app/Planted.h"
+#include "tests/unit/app/SensorcamRun.h"
 
 // What can be reached from inside the private tree, whatever the check of the state folder lets through.
 namespace {

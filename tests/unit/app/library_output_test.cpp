@@ -19,18 +19,16 @@ TEST(WriteAll, WaitsForRoomAndLosesNothing)
     ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
     const std::string text(1000 * 1000, 'x');
     std::string arrived;
-    std::thread reader(
-        [&]
+    std::thread reader([&] {
+        char buffer[4096];
+        while (arrived.size() < text.size())
         {
-            char buffer[4096];
-            while (arrived.size() < text.size())
-            {
-                pollfd more = {ends[0], POLLIN, 0};
-                poll(&more, 1, -1);
-                const ssize_t count = read(ends[0], buffer, sizeof buffer);
-                arrived.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
-            }
-        });
+            pollfd more = {ends[0], POLLIN, 0};
+            poll(&more, 1, -1);
+            const ssize_t count = read(ends[0], buffer, sizeof buffer);
+            arrived.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
+        }
+    });
     EXPECT_TRUE(app::writeAll(ends[1], text));
     reader.join();
     EXPECT_EQ(arrived, text);

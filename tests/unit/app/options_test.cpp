@@ -43,9 +43,12 @@ TEST(Options, ExecTakesEveryArgumentAsACommandLine)
 TEST(Options, MistakesEndWithStatusTwo)
 {
     const std::vector<std::vector<std::string>> mistakes = {
-        {"--model", "bullet"}, {"--speed", "0"}, {"--speed", "fast"}, {"--at", "24:00"},
-        {"--at", "noon"},      {"exec"},         {"--nonsense"},      {"--in-place", "--state", "/x"},
-        {"--state", ""},       {"--model", ""},  {"--at", ""},          {"--speed", ""},
+        {"--model", "bullet"}, {"--speed", "0"},
+        {"--speed", "fast"},   {"--at", "24:00"},
+        {"--at", "noon"},      {"exec"},
+        {"--nonsense"},        {"--in-place", "--state", "/x"},
+        {"--state", ""},       {"--model", ""},
+        {"--at", ""},          {"--speed", ""},
         {"--state", "/"},      {"--state", "/x/.."},
     };
     for (const std::vector<std::string>& arguments : mistakes)

@@ -8,8 +8,8 @@
 #include <filesystem>
 
 #include "app/Failure.h"
-#include "tests/unit/app/Planted.h"
 #include "tests/support/PrivateTree.h"
+#include "tests/unit/app/Planted.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <functional>
 
-#include "tests/unit/app/Planted.h"
 #include "tests/support/PrivateTree.h"
+#include "tests/unit/app/Planted.h"
 #include "tests/unit/app/SensorcamRun.h"
 
 // Whatever is planted in a state folder, and wherever: sensorcam refuses it with its path, in a moment, and touches

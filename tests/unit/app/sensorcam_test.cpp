@@ -12,9 +12,9 @@ namespace {
 
 using nlohmann::json;
 using support::Ended;
-using support::SensorcamRun;
 using support::execute;
 using support::has;
+using support::SensorcamRun;
 
 std::vector<json> documentsOf(const std::string& text)
 {

@@ -10,8 +10,8 @@
 
 #include "app/Failure.h"
 #include "app/Models.h"
-#include "tests/support/PrivateTree.h"
 #include "app/box/Provision.h"
+#include "tests/support/PrivateTree.h"
 
 namespace {
 

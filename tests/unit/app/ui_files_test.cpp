@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "app/box/DiskFiles.h"
 #include "app/Failure.h"
+#include "app/box/DiskFiles.h"
 #include "tests/support/PrivateTree.h"
 
 namespace {

@@ -5,12 +5,12 @@
 #include <functional>
 #include <thread>
 
-#include "app/Camera.h"
-#include "app/cli/Commands.h"
 #include "HostClock.h"
-#include "tests/support/PrivateTree.h"
+#include "app/Camera.h"
 #include "app/box/Provision.h"
+#include "app/cli/Commands.h"
 #include "app/cli/Session.h"
+#include "tests/support/PrivateTree.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include "tests/support/CameraFiles.h"
-#include "tests/support/FakeService.h"
-#include "tests/support/PrivateTree.h"
 #include "SensorFile.h"
 #include "SysConfig.h"
 #include "config/XmlCheck.h"
+#include "tests/support/CameraFiles.h"
+#include "tests/support/FakeService.h"
+#include "tests/support/PrivateTree.h"
 
 #include <gtest/gtest.h>
 #include <pthread.h>

@@ -1,9 +1,9 @@
-#include "tests/support/CapturedOutput.h"
-#include "tests/unit/config/ExpectedReports.h"
-#include "tests/support/FakeService.h"
 #include "SensorFile.h"
 #include "SensorFlags.h"
 #include "config/XmlDocument.h"
+#include "tests/support/CapturedOutput.h"
+#include "tests/support/FakeService.h"
+#include "tests/unit/config/ExpectedReports.h"
 
 #include <gmock/gmock.h>
 

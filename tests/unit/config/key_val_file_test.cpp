@@ -1,9 +1,9 @@
+#include "SensorFile.h"
+#include "base/SharedWord.h"
 #include "tests/support/CameraFiles.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/unit/config/DiskFailure.h"
 #include "tests/unit/config/ExpectedReports.h"
-#include "SensorFile.h"
-#include "base/SharedWord.h"
 
 #include <gmock/gmock.h>
 

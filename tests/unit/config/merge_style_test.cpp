@@ -1,8 +1,8 @@
+#include "SensorFile.h"
+#include "SysConfig.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/unit/config/DiskFailure.h"
 #include "tests/unit/config/ExpectedReports.h"
-#include "SensorFile.h"
-#include "SysConfig.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 #include "SensorFile.h"
 
-#include "tests/unit/platform/FileSizeLimit.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/unit/config/DiskFailure.h"
 #include "tests/unit/config/ExpectedReports.h"
+#include "tests/unit/platform/FileSizeLimit.h"
 
 #include <gmock/gmock.h>
 #include <sys/mman.h>
@@ -109,7 +109,8 @@ TEST_F(LoadFromFile, LengthBeyondThirtyTwoBitsReadsItsLowBitsAndFails)
 TEST_F(LoadFromFile, LongestPossibleLengthReadsWhatThereIsAndFails)
 {
     // As much room as is said: a kernel may look at all of it. Untouched pages take no memory.
-    void* const room = mmap(nullptr, INT_MAX, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    void* const room =
+        mmap(nullptr, INT_MAX, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     ASSERT_NE(MAP_FAILED, room);
     char* const text = static_cast<char*>(room);
     std::memset(text, '.', 8);

@@ -1,11 +1,11 @@
-#include "tests/support/CameraFiles.h"
-#include "tests/support/CapturedOutput.h"
-#include "tests/unit/config/DiskFailure.h"
-#include "tests/unit/config/ExpectedReports.h"
 #include "ModuleConfigure.h"
 #include "SensorFile.h"
 #include "SysConfig.h"
+#include "tests/support/CameraFiles.h"
+#include "tests/support/CapturedOutput.h"
 #include "tests/support/TestName.h"
+#include "tests/unit/config/DiskFailure.h"
+#include "tests/unit/config/ExpectedReports.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
-#include "tests/support/CapturedOutput.h"
-#include "tests/unit/config/ExpectedReports.h"
 #include "SensorFile.h"
 #include "config/XmlDocument.h"
+#include "tests/support/CapturedOutput.h"
+#include "tests/unit/config/ExpectedReports.h"
 
 #include <gmock/gmock.h>
 

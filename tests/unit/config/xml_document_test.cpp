@@ -1,10 +1,10 @@
 #include "config/XmlDocument.h"
 
+#include "config/XmlCheck.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/PrivateTree.h"
 #include "tests/support/Reports.h"
 #include "tests/support/TestName.h"
-#include "config/XmlCheck.h"
 
 #include <gtest/gtest.h>
 

@@ -26,18 +26,16 @@ protected:
         setWindow(1, true, 18, 0, 22, 0);
         startThread();
         pushing_ = true;
-        pusher_ = std::thread(
-            [this]
+        pusher_ = std::thread([this] {
+            int hour = 0;
+            while (pushing_)
             {
-                int hour = 0;
-                while (pushing_)
-                {
-                    hour = (hour + 7) % 24;
-                    clock_->setTimeOfDay(hour, 0);
-                    clock_->advance(std::chrono::seconds(1));
-                    std::this_thread::yield();
-                }
-            });
+                hour = (hour + 7) % 24;
+                clock_->setTimeOfDay(hour, 0);
+                clock_->advance(std::chrono::seconds(1));
+                std::this_thread::yield();
+            }
+        });
     }
 
     void TearDown() override
@@ -60,14 +58,12 @@ protected:
         std::vector<std::thread> callers;
         for (int caller = 0; caller < kCallers; ++caller)
         {
-            callers.emplace_back(
-                [&call, caller]
+            callers.emplace_back([&call, caller] {
+                for (int round = 0; round < kRounds; ++round)
                 {
-                    for (int round = 0; round < kRounds; ++round)
-                    {
-                        call(caller, round);
-                    }
-                });
+                    call(caller, round);
+                }
+            });
         }
         for (std::thread& caller : callers)
         {
@@ -79,14 +75,12 @@ protected:
     bool threadSwitches()
     {
         std::set<int> seen;
-        return eventually(
-            [&]
-            {
-                int scheme = 0;
-                c().getParamScheme(scheme);
-                seen.insert(scheme);
-                return seen.size() >= 3;
-            });
+        return eventually([&] {
+            int scheme = 0;
+            c().getParamScheme(scheme);
+            seen.insert(scheme);
+            return seen.size() >= 3;
+        });
     }
 
     std::atomic<bool> pushing_{false};

@@ -91,13 +91,11 @@ TEST_F(Cache, KeyThatASchemeLacksGivesMinusOneInSilence)
 {
     support::setDebug(9);
     u32 value = 123;
-    EXPECT_EQ("", outputOf(
-                      [&]
-                      {
-                          EXPECT_EQ(-1, c().getKeyValFromCache(0, KEY_GAMMA, value));
-                          EXPECT_EQ(-1, c().setKeyValToCache(0, KEY_GAMMA, 1, false));
-                          EXPECT_EQ(-1, c().setKeyValToCache(3, KEY_GAMMA, 1, true));
-                      }));
+    EXPECT_EQ("", outputOf([&] {
+                  EXPECT_EQ(-1, c().getKeyValFromCache(0, KEY_GAMMA, value));
+                  EXPECT_EQ(-1, c().setKeyValToCache(0, KEY_GAMMA, 1, false));
+                  EXPECT_EQ(-1, c().setKeyValToCache(3, KEY_GAMMA, 1, true));
+              }));
     EXPECT_EQ(123U, value);
 }
 

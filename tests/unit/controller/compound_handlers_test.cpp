@@ -37,8 +37,9 @@ protected:
     std::vector<std::string> sequenceOf(const std::function<void()>& body)
     {
         std::vector<std::string> sequence;
-        const auto note = [&](const char* who, auto cmd, auto value)
-        { sequence.push_back(who + std::to_string(cmd) + " " + std::to_string(value)); };
+        const auto note = [&](const char* who, auto cmd, auto value) {
+            sequence.push_back(who + std::to_string(cmd) + " " + std::to_string(value));
+        };
         service_.onCall([&](const support::ServiceCall& call) { note("service ", call.cmd, call.value()); });
         video_.onNotify([&](int cmd, int value) { note("video ", cmd, value); });
         body();
@@ -131,8 +132,7 @@ TEST_F(CompoundHandlers, CaptureOffsetTellsTheServiceThenTheVideoModule)
 TEST_F(CompoundHandlers, CaptureOffsetReportsTheServiceAndGivesTheVideoModulesAnswer)
 {
     service_.answerStatus(2432, 0, -1);
-    const std::string output =
-        outputOf([&] { EXPECT_EQ(0, handleValue(&ISensorController::doImageAdjust, 2432, 5)); });
+    const std::string output = outputOf([&] { EXPECT_EQ(0, handleValue(&ISensorController::doImageAdjust, 2432, 5)); });
     EXPECT_TRUE(
         saysOnly(output, asserted(kController, "doImageAdjust", "SNS_SUCCESS == doIaCmd(p_nKey, p_nDir, p_pVal)")));
     video_.answerStatus(2432, -8);
@@ -157,8 +157,8 @@ TEST_F(CompoundHandlers, AntiShakeReportsTheVideoModuleAndGivesTheServicesAnswer
     video_.answerStatus(2416, -8);
     service_.answerStatus(2416, 0, -2);
     const std::string output = outputOf([&] { EXPECT_EQ(-2, handleValue(&ISensorController::doDIS, 2416, 1)); });
-    EXPECT_TRUE(saysOnly(
-        output, asserted(kController, "doDIS", "SNS_SUCCESS == notifyToVideo(p_nKey, *(u32*)p_pVal)")));
+    EXPECT_TRUE(
+        saysOnly(output, asserted(kController, "doDIS", "SNS_SUCCESS == notifyToVideo(p_nKey, *(u32*)p_pVal)")));
     EXPECT_EQ(1U, service_.calls().size());
 }
 
@@ -322,16 +322,14 @@ TEST_F(CompoundHandlers, EachSwitchTimeIsSentWithItsThreeStoredPartners)
 
 TEST_F(CompoundHandlers, AnyOtherCommandCountsAsTheLastTime)
 {
-    service_.answer(4000, 0,
-                    [](u32, int, void* data)
-                    {
-                        const auto* times = static_cast<dn_time_st*>(data);
-                        EXPECT_EQ(18U, times->d2n_hour);
-                        EXPECT_EQ(30U, times->d2n_min);
-                        EXPECT_EQ(6U, times->n2d_hour);
-                        EXPECT_EQ(9U, times->n2d_min);
-                        return -3;
-                    });
+    service_.answer(4000, 0, [](u32, int, void* data) {
+        const auto* times = static_cast<dn_time_st*>(data);
+        EXPECT_EQ(18U, times->d2n_hour);
+        EXPECT_EQ(30U, times->d2n_min);
+        EXPECT_EQ(6U, times->n2d_hour);
+        EXPECT_EQ(9U, times->n2d_min);
+        return -3;
+    });
     EXPECT_EQ(-3, handleValue(&ISensorController::doDNTime, 4000, 9));
     EXPECT_EQ(1U, service_.count(4000, 0));
 }

@@ -48,12 +48,10 @@ TEST_F(Dispatch, CommandGoesToTheServiceUnchangedAndItsStatusComesBack)
 TEST_F(Dispatch, CommandWithoutDataIsTracedAsZero)
 {
     setDebug(6);
-    service_.answer(34, 0,
-                    [](u32, int, void* data)
-                    {
-                        EXPECT_EQ(nullptr, data);
-                        return 0;
-                    });
+    service_.answer(34, 0, [](u32, int, void* data) {
+        EXPECT_EQ(nullptr, data);
+        return 0;
+    });
     EXPECT_TRUE(saysOnly(outputOf([&] { EXPECT_EQ(0, c().doIaCmd(34, 0, nullptr)); }),
                          traceOf(34, 0, 0, "begin") + traceOf(34, 0, 0, "end")));
 }
@@ -85,8 +83,8 @@ TEST_F(Dispatch, EveryCommandPrintsOneBeginAndOneEndAboveLevelFive)
     setDebug(5);
     EXPECT_EQ("", outputOf([&] { c().doIaCmd(34, 0, &value); }));
     setDebug(6);
-    EXPECT_TRUE(saysOnly(outputOf([&] { c().doIaCmd(34, 0, &value); }),
-                         traceOf(34, 0, 7, "begin") + traceOf(34, 0, 7, "end")));
+    EXPECT_TRUE(
+        saysOnly(outputOf([&] { c().doIaCmd(34, 0, &value); }), traceOf(34, 0, 7, "begin") + traceOf(34, 0, 7, "end")));
 }
 
 TEST_F(Dispatch, EndShowsTheValueThatTheServiceReturned)
@@ -103,8 +101,8 @@ TEST_F(Dispatch, FailureIsTracedLikeSuccessAndReportsNothing)
     service_.answerStatus(34, 0, -1);
     setDebug(6);
     u32 value = 7;
-    EXPECT_TRUE(saysOnly(outputOf([&] { c().doIaCmd(34, 0, &value); }),
-                         traceOf(34, 0, 7, "begin") + traceOf(34, 0, 7, "end")));
+    EXPECT_TRUE(
+        saysOnly(outputOf([&] { c().doIaCmd(34, 0, &value); }), traceOf(34, 0, 7, "begin") + traceOf(34, 0, 7, "end")));
     EXPECT_FALSE(support::fileExists(support::kErrorLogFile));
 }
 

@@ -1,7 +1,7 @@
 #include "tests/support/ControllerFixture.h"
 
-#include "tests/unit/controller/ShellCommands.h"
 #include "tests/support/WaitingCall.h"
+#include "tests/unit/controller/ShellCommands.h"
 
 using support::kController;
 using support::kInitialisedBit;
@@ -118,14 +118,12 @@ TEST_F(FactoryReset, ResetFlagIsUpAllTheTime)
     setValue(0, KEY_BRIGHTNESS, 10);
     std::vector<unsigned char> seen;
     const std::thread::id self = std::this_thread::get_id();
-    service_.onCall(
-        [&](const support::ServiceCall& call)
+    service_.onCall([&](const support::ServiceCall& call) {
+        if (call.thread == self)
         {
-            if (call.thread == self)
-            {
-                seen.push_back(flags());
-            }
-        });
+            seen.push_back(flags());
+        }
+    });
     reset();
     ASSERT_GE(seen.size(), 2U);
     for (const unsigned char bits : seen)
@@ -149,8 +147,8 @@ TEST_F(FactoryReset, DeletesEverySensorFileBelowEveryConfigFolder)
 
 TEST_F(FactoryReset, UsesTheSavedConfigurationUpToLevelFive)
 {
-    writeFile(support::kModuleConfigFile, "<ModuleConfigs>" + moduleConfig("M1", 99, "(max_scheme=2)") +
-                                              "</ModuleConfigs>");
+    writeFile(support::kModuleConfigFile,
+              "<ModuleConfigs>" + moduleConfig("M1", 99, "(max_scheme=2)") + "</ModuleConfigs>");
     for (const int level : {1, 5})
     {
         setDebug(level);
@@ -176,22 +174,19 @@ TEST_F(FactoryReset, ReadsTheConfigurationFilesFromLevelSixOn)
 
 TEST_F(FactoryReset, LooksAtTheLevelWhenEverythingIsReleased)
 {
-    writeFile(support::kModuleConfigFile, "<ModuleConfigs>" + moduleConfig("M1", 99, "(max_scheme=3)") +
-                                              "</ModuleConfigs>");
+    writeFile(support::kModuleConfigFile,
+              "<ModuleConfigs>" + moduleConfig("M1", 99, "(max_scheme=3)") + "</ModuleConfigs>");
     const std::thread::id self = std::this_thread::get_id();
-    const auto levelDuringTheSwitch = [&](const std::function<void()>& change)
-    {
+    const auto levelDuringTheSwitch = [&](const std::function<void()>& change) {
         stopThread();
         makeCurrent(0);
         setValue(0, KEY_BRIGHTNESS, 10);
-        service_.onCall(
-            [&, change](const support::ServiceCall& call)
+        service_.onCall([&, change](const support::ServiceCall& call) {
+            if (call.thread == self && (flags() & support::kSwitchingBit) != 0)
             {
-                if (call.thread == self && (flags() & support::kSwitchingBit) != 0)
-                {
-                    change();
-                }
-            });
+                change();
+            }
+        });
         outputOf([&] { EXPECT_TRUE(reset()); });
     };
     levelDuringTheSwitch([] { setDebug(6); });
@@ -207,14 +202,12 @@ TEST_F(FactoryReset, SensorStatusIsFalseUntilItsInitHasFinished)
     const std::thread::id self = std::this_thread::get_id();
     std::vector<bool> beforeInit;
     std::vector<bool> duringInit;
-    service_.onCall(
-        [&](const support::ServiceCall& call)
+    service_.onCall([&](const support::ServiceCall& call) {
+        if (call.thread == self)
         {
-            if (call.thread == self)
-            {
-                ((flags() & kInitialisingBit) != 0 ? duringInit : beforeInit).push_back(c().getSensorStatus());
-            }
-        });
+            ((flags() & kInitialisingBit) != 0 ? duringInit : beforeInit).push_back(c().getSensorStatus());
+        }
+    });
     reset();
     EXPECT_THAT(beforeInit, testing::AllOf(testing::Not(testing::IsEmpty()), testing::Each(true)));
     EXPECT_THAT(duringInit, testing::AllOf(testing::Not(testing::IsEmpty()), testing::Each(false)));
@@ -293,8 +286,8 @@ TEST_F(FactoryReset, IsTracedAboveLevelFive)
 {
     setDebug(5);
     EXPECT_EQ("", outputOf([&] { reset(); }));
-    writeFile(support::kModuleConfigFile, "<ModuleConfigs>" + moduleConfig("M1", 99, "(max_scheme=2)") +
-                                              "</ModuleConfigs>");
+    writeFile(support::kModuleConfigFile,
+              "<ModuleConfigs>" + moduleConfig("M1", 99, "(max_scheme=2)") + "</ModuleConfigs>");
     setDebug(6);
     makeCurrent(0);
     support::CapturedOutput captured;
@@ -353,16 +346,14 @@ TEST_F(FactoryReset, OtherCallsWaitForItsEnd)
     int value = -1;
     std::unique_ptr<support::WaitingCall> asking;
     std::atomic<bool> once{false};
-    service_.onCall(
-        [&](const support::ServiceCall&)
+    service_.onCall([&](const support::ServiceCall&) {
+        if (once.exchange(true))
         {
-            if (once.exchange(true))
-            {
-                return;
-            }
-            asking = std::make_unique<support::WaitingCall>([&] { c().getParameter(KEY_SATURATION, value); });
-            EXPECT_TRUE(asking->waitsFor(ControllerProbe::mutex(c())));
-        });
+            return;
+        }
+        asking = std::make_unique<support::WaitingCall>([&] { c().getParameter(KEY_SATURATION, value); });
+        EXPECT_TRUE(asking->waitsFor(ControllerProbe::mutex(c())));
+    });
     reset();
     ASSERT_NE(nullptr, asking);
     asking->join();

@@ -105,10 +105,10 @@ TEST_F(Flush, UnwritableFolderCountsAsSuccessAndIsReported)
     support::removeFile(schemeFile(0));
     support::writeFile(schemeFile(0) + "/inside", "");
     const std::string output = outputOf([&] { EXPECT_EQ(0, c().flush()); });
-    EXPECT_TRUE(support::says(
-        output, support::asserted("SensorFile", "keyValToFile",
-                                  "file.open(file_name, KSFile::modeWrite | KSFile::modeTruncate)",
-                                  "file_name(/mnt/mtd/code/config_file/sensor0.cfg)\n", "64")));
+    EXPECT_TRUE(
+        support::says(output, support::asserted("SensorFile", "keyValToFile",
+                                                "file.open(file_name, KSFile::modeWrite | KSFile::modeTruncate)",
+                                                "file_name(/mnt/mtd/code/config_file/sensor0.cfg)\n", "64")));
 }
 
 TEST_F(Flush, ReleasesTheMutexOnEveryPath)
@@ -152,9 +152,8 @@ TEST_P(FlushWindow, IsChecked)
     EXPECT_EQ("", outputOf([&] { c().paramCheck(); }));
     setDebug(6);
     const std::string output = outputOf([&] { c().paramCheck(); });
-    EXPECT_TRUE(saysOnly(output, window.text == nullptr
-                                     ? std::string()
-                                     : traced("dbg", kController, "paramCheck", window.text)));
+    EXPECT_TRUE(saysOnly(output, window.text == nullptr ? std::string()
+                                                        : traced("dbg", kController, "paramCheck", window.text)));
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -58,13 +58,12 @@ TEST_P(LensStep, FailsWithTheService)
     EXPECT_EQ("", outputOf([&] { EXPECT_FALSE(move()); }));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Steps, LensStep,
-    testing::Values(Step{"FocusFar", &ISensorController::focusFar, {1536, 0, 1}, {1554, 0, 1}},
-                    Step{"FocusNear", &ISensorController::focusNear, {1536, 0, 1}, {1553, 0, 1}},
-                    Step{"IrisUp", &ISensorController::irisUp, {16, 0, 3}, {83, 0, 1}},
-                    Step{"IrisDown", &ISensorController::irisDown, {16, 0, 3}, {84, 0, 1}}),
-    support::ByName());
+INSTANTIATE_TEST_SUITE_P(Steps, LensStep,
+                         testing::Values(Step{"FocusFar", &ISensorController::focusFar, {1536, 0, 1}, {1554, 0, 1}},
+                                         Step{"FocusNear", &ISensorController::focusNear, {1536, 0, 1}, {1553, 0, 1}},
+                                         Step{"IrisUp", &ISensorController::irisUp, {16, 0, 3}, {83, 0, 1}},
+                                         Step{"IrisDown", &ISensorController::irisDown, {16, 0, 3}, {84, 0, 1}}),
+                         support::ByName());
 
 TEST_F(Lens, ZoomStepsAreSingleCommands)
 {
@@ -255,17 +254,15 @@ TEST_F(Lens, CameraVersionIsTheServicesText)
 
 TEST_F(Lens, CameraVersionBufferIsZeroFilledAndFiftyBytes)
 {
-    service_.answer(2496, 1,
-                    [](u32, int, void* data)
-                    {
-                        char* text = static_cast<char*>(data);
-                        for (int i = 0; i < 50; ++i)
-                        {
-                            EXPECT_EQ('\0', text[i]) << i;
-                        }
-                        std::memset(text, 'v', 49);
-                        return 0;
-                    });
+    service_.answer(2496, 1, [](u32, int, void* data) {
+        char* text = static_cast<char*>(data);
+        for (int i = 0; i < 50; ++i)
+        {
+            EXPECT_EQ('\0', text[i]) << i;
+        }
+        std::memset(text, 'v', 49);
+        return 0;
+    });
     std::string version;
     EXPECT_TRUE(c().getCameraVerInf(version));
     EXPECT_EQ(std::string(49, 'v'), version);
@@ -273,12 +270,10 @@ TEST_F(Lens, CameraVersionBufferIsZeroFilledAndFiftyBytes)
 
 TEST_F(Lens, CameraVersionWithoutTerminatorIsCut)
 {
-    service_.answer(2496, 1,
-                    [](u32, int, void* data)
-                    {
-                        std::memset(data, 'v', 50);
-                        return 0;
-                    });
+    service_.answer(2496, 1, [](u32, int, void* data) {
+        std::memset(data, 'v', 50);
+        return 0;
+    });
     std::string version;
     EXPECT_TRUE(c().getCameraVerInf(version));
     EXPECT_EQ(49U, version.size());
@@ -294,12 +289,10 @@ TEST_F(Lens, EmptyCameraVersionReplacesTheText)
 
 TEST_F(Lens, FailedCameraVersionLeavesTheText)
 {
-    service_.answer(2496, 1,
-                    [](u32, int, void* data)
-                    {
-                        std::strcpy(static_cast<char*>(data), "half");
-                        return -1;
-                    });
+    service_.answer(2496, 1, [](u32, int, void* data) {
+        std::strcpy(static_cast<char*>(data), "half");
+        return -1;
+    });
     std::string version = "old";
     EXPECT_FALSE(c().getCameraVerInf(version));
     EXPECT_EQ("old", version);

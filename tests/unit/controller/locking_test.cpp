@@ -63,8 +63,7 @@ struct State
 
 bool operator==(const State& left, const State& right)
 {
-    const auto members = [](const State& state)
-    {
+    const auto members = [](const State& state) {
         return std::tie(state.serviceCalls, state.current, state.last, state.mode, state.flags, state.schemes,
                         state.files);
     };
@@ -125,15 +124,13 @@ TEST_P(Locking, HoldsTheMutexWhileTheServiceIsAskedAndNotAfterwards)
     const std::thread::id self = std::this_thread::get_id();
     int asked = 0;
     int askedWithoutMutex = 0;
-    service_.onCall(
-        [&](const support::ServiceCall& call)
+    service_.onCall([&](const support::ServiceCall& call) {
+        if (call.thread == self)
         {
-            if (call.thread == self)
-            {
-                ++asked;
-                askedWithoutMutex += support::isHeld(mutex()) ? 0 : 1;
-            }
-        });
+            ++asked;
+            askedWithoutMutex += support::isHeld(mutex()) ? 0 : 1;
+        }
+    });
     GetParam().call(c());
     stopThread();
     EXPECT_EQ(GetParam().reachesService, asked > 0);
@@ -173,8 +170,7 @@ TEST_F(LockedReading, SeesWhatChangedWhileItWaited)
     entry_.nLanguageId = 1;
     entry_.szCommonFile = strdup("common");
     entry_.szLanguageFile = strdup("language");
-    const auto fill = [&]
-    {
+    const auto fill = [&] {
         g_stSysConf.pUIFiles = &entry_;
         g_stSysConf.nUIFileSum = 1;
     };

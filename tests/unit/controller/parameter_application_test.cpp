@@ -114,9 +114,10 @@ TEST_F(ParameterApplication, CommandComesFromTheMapAndNotFromTheKey)
 TEST_F(ParameterApplication, FailureStopsTheListAndGivesMinusItsKey)
 {
     service_.answerStatus(2353, 0, -7);
-    EXPECT_EQ(-2353, apply({{KEY_BRIGHTNESS, 1}, {KEY_SATURATION, 2}, {KEY_CONTRAST, 3}, {KEY_SHARPNESS, 4},
-                            {KEY_EXPOSE_MODE, 5}},
-                           true));
+    EXPECT_EQ(
+        -2353,
+        apply({{KEY_BRIGHTNESS, 1}, {KEY_SATURATION, 2}, {KEY_CONTRAST, 3}, {KEY_SHARPNESS, 4}, {KEY_EXPOSE_MODE, 5}},
+              true));
     EXPECT_EQ((std::vector<Sent>{{34, 0, 1}, {2337, 0, 2}, {2353, 0, 3}}), service_.all());
     EXPECT_EQ(1U, valueOf(0, KEY_BRIGHTNESS));
     EXPECT_EQ(2U, valueOf(0, KEY_SATURATION));
@@ -195,7 +196,9 @@ TEST_F(ParameterApplication, NewestRecordIsPrintedFromLevelSixOn)
     EXPECT_EQ("", outputOf([&] { apply({{KEY_BRIGHTNESS, 50}}, true); }));
     setDebug(6);
     EXPECT_EQ(plain("ignore, (34,50) is newest, m_nFlags.switching_flag(0), m_nLastScheme(-1), m_nCurScheme(0)!!!\n"),
-              outputOf([&] { apply({{KEY_BRIGHTNESS, 50}}, true); }));
+              outputOf([&] {
+                  apply({{KEY_BRIGHTNESS, 50}}, true);
+              }));
 }
 
 TEST_F(ParameterApplication, NewestRecordDuringASwitchNamesTheFlag)
@@ -204,7 +207,9 @@ TEST_F(ParameterApplication, NewestRecordDuringASwitchNamesTheFlag)
     setFlags(support::kInitialisedBit | support::kSwitchingBit);
     setDebug(6);
     EXPECT_EQ(plain("ignore, (34,50) is newest, m_nFlags.switching_flag(1), m_nLastScheme(1), m_nCurScheme(0)!!!\n"),
-              outputOf([&] { apply({{KEY_BRIGHTNESS, 50}}, true); }));
+              outputOf([&] {
+                  apply({{KEY_BRIGHTNESS, 50}}, true);
+              }));
     setFlags(support::kInitialisedBit);
 }
 
@@ -213,7 +218,9 @@ TEST_F(ParameterApplication, NewestRecordDuringAReloadOrResetNamesNoSwitch)
     setFlags(support::kInitialisedBit | support::kReloadBit | support::kResetBit);
     setDebug(6);
     EXPECT_EQ(plain("ignore, (34,50) is newest, m_nFlags.switching_flag(0), m_nLastScheme(-1), m_nCurScheme(0)!!!\n"),
-              outputOf([&] { apply({{KEY_BRIGHTNESS, 50}}, true); }));
+              outputOf([&] {
+                  apply({{KEY_BRIGHTNESS, 50}}, true);
+              }));
     setFlags(support::kInitialisedBit);
 }
 
@@ -222,12 +229,16 @@ TEST_F(ParameterApplication, EverySetIsPrintedAboveLevelFive)
     setDebug(5);
     EXPECT_EQ("", outputOf([&] { apply({{KEY_BRIGHTNESS, 60}}, false); }));
     setDebug(6);
-    EXPECT_TRUE(saysOnly(outputOf([&] { apply({{KEY_BRIGHTNESS, 60}}, false); }),
-                         setLine("KEY_BRIGHTNESS", 34, 60, "&ISensorController::doIaCmd", 34) +
-                             iaTraces(34, 0, 60, 60)));
-    EXPECT_TRUE(saysOnly(outputOf([&] { apply({{KEY_IRIS_SIZE, 0xFFFFFFFF}}, false); }),
-                         setLine("KEY_IRIS_SIZE", 83, -1, "&ISensorController::doIaCmd", 85) +
-                             iaTraces(85, 0, -1, -1)));
+    EXPECT_TRUE(
+        saysOnly(outputOf([&] {
+                     apply({{KEY_BRIGHTNESS, 60}}, false);
+                 }),
+                 setLine("KEY_BRIGHTNESS", 34, 60, "&ISensorController::doIaCmd", 34) + iaTraces(34, 0, 60, 60)));
+    EXPECT_TRUE(
+        saysOnly(outputOf([&] {
+                     apply({{KEY_IRIS_SIZE, 0xFFFFFFFF}}, false);
+                 }),
+                 setLine("KEY_IRIS_SIZE", 83, -1, "&ISensorController::doIaCmd", 85) + iaTraces(85, 0, -1, -1)));
 }
 
 TEST_F(ParameterApplication, FailuresMinusOneFourAndFiveArePrintedAsErrors)
@@ -236,7 +247,9 @@ TEST_F(ParameterApplication, FailuresMinusOneFourAndFiveArePrintedAsErrors)
     for (const int status : {-1, -4, -5})
     {
         service_.answerStatus(34, 0, status);
-        EXPECT_TRUE(saysOnly(outputOf([&] { EXPECT_EQ(-34, apply({{KEY_BRIGHTNESS, 60}}, false)); }),
+        EXPECT_TRUE(saysOnly(outputOf([&] {
+                                 EXPECT_EQ(-34, apply({{KEY_BRIGHTNESS, 60}}, false));
+                             }),
                              setLine("KEY_BRIGHTNESS", 34, 60, "&ISensorController::doIaCmd", 34) +
                                  iaTraces(34, 0, 60, 60) +
                                  traced("err", kController, "setParameters",
@@ -252,9 +265,11 @@ TEST_F(ParameterApplication, OtherFailuresAreNotPrinted)
     for (const int status : {-2, -3, -6, 1})
     {
         service_.answerStatus(34, 0, status);
-        EXPECT_TRUE(saysOnly(outputOf([&] { EXPECT_EQ(-34, apply({{KEY_BRIGHTNESS, 60}}, false)); }),
-                             setLine("KEY_BRIGHTNESS", 34, 60, "&ISensorController::doIaCmd", 34) +
-                                 iaTraces(34, 0, 60, 60)));
+        EXPECT_TRUE(
+            saysOnly(outputOf([&] {
+                         EXPECT_EQ(-34, apply({{KEY_BRIGHTNESS, 60}}, false));
+                     }),
+                     setLine("KEY_BRIGHTNESS", 34, 60, "&ISensorController::doIaCmd", 34) + iaTraces(34, 0, 60, 60)));
     }
 }
 
@@ -271,9 +286,10 @@ TEST_F(ParameterApplication, ValueThatTheSchemeCannotHoldIsAppliedAndReportedAbo
     EXPECT_EQ("", outputOf([&] { EXPECT_EQ(0, apply({{KEY_GAMMA, 4}}, true)); }));
     EXPECT_EQ((std::vector<Sent>{{2528, 0, 4}}), service_.all());
     setDebug(6);
-    EXPECT_TRUE(saysOnly(outputOf([&] { EXPECT_EQ(0, apply({{KEY_GAMMA, 4}}, true)); }),
-                         setLine("KEY_GAMMA", 2528, 4, "&ISensorController::doIaCmd", 2528) +
-                             iaTraces(2528, 0, 4, 4) +
+    EXPECT_TRUE(saysOnly(outputOf([&] {
+                             EXPECT_EQ(0, apply({{KEY_GAMMA, 4}}, true));
+                         }),
+                         setLine("KEY_GAMMA", 2528, 4, "&ISensorController::doIaCmd", 2528) + iaTraces(2528, 0, 4, 4) +
                              traced("dbg", kController, "setParameters",
                                     "SET_KEY_VAL FAILED, m_nCurScheme(0), p_pKeyval[0].key(2528), "
                                     "p_pKeyval[0].value(4),  maybe jixin\n")));
@@ -283,9 +299,11 @@ TEST_F(ParameterApplication, DefaultSchemeRefusesTheValueInSilence)
 {
     makeCurrent(3);
     setDebug(6);
-    EXPECT_TRUE(saysOnly(outputOf([&] { EXPECT_EQ(0, apply({{KEY_BRIGHTNESS, 60}}, true)); }),
-                         setLine("KEY_BRIGHTNESS", 34, 60, "&ISensorController::doIaCmd", 34) +
-                             iaTraces(34, 0, 60, 60)));
+    EXPECT_TRUE(
+        saysOnly(outputOf([&] {
+                     EXPECT_EQ(0, apply({{KEY_BRIGHTNESS, 60}}, true));
+                 }),
+                 setLine("KEY_BRIGHTNESS", 34, 60, "&ISensorController::doIaCmd", 34) + iaTraces(34, 0, 60, 60)));
     EXPECT_EQ(50U, valueOf(3, KEY_BRIGHTNESS));
 }
 
@@ -293,7 +311,9 @@ TEST_F(ParameterApplication, ScheduleKeyThatCannotBeStoredIsReportedLikeAnyOther
 {
     ControllerProbe::userKeyVal(c())[0][4].key = 4712;
     setDebug(6);
-    EXPECT_TRUE(saysOnly(outputOf([&] { EXPECT_EQ(0, apply({{8004, 4}}, true)); }),
+    EXPECT_TRUE(saysOnly(outputOf([&] {
+                             EXPECT_EQ(0, apply({{8004, 4}}, true));
+                         }),
                          traced("dbg", kController, "setParameters",
                                 "SET_KEY_VAL FAILED, m_nCurScheme(0), p_pKeyval[0].key(8004), "
                                 "p_pKeyval[0].value(4),  maybe jixin\n")));

@@ -146,12 +146,10 @@ TEST_F(PlateCamera, StartingInsideAWindowReportsNoFailureAsASwitchByDifferenceDo
     construct();
     ASSERT_EQ(255, lastSchedule());
     service_.answerStatus(34, 0, -7);
-    EXPECT_EQ("", outputOf(
-                      [&]
-                      {
-                          EXPECT_TRUE(initialise());
-                          stopThread();
-                      }));
+    EXPECT_EQ("", outputOf([&] {
+                  EXPECT_TRUE(initialise());
+                  stopThread();
+              }));
     EXPECT_EQ(1U, service_.count(34, 0));
     EXPECT_EQ(2, current());
     EXPECT_EQ(1, lastSchedule());
@@ -272,12 +270,10 @@ TEST_F(PlateCamera, DayNightSwitchByHandRaisesTheFlagAndReturnsZero)
 {
     unsigned char seen = 0;
     int seenCurrent = -2;
-    service_.onCall(
-        [&](const support::ServiceCall&)
-        {
-            seen = flags();
-            seenCurrent = current();
-        });
+    service_.onCall([&](const support::ServiceCall&) {
+        seen = flags();
+        seenCurrent = current();
+    });
     service_.answerStatus(34, 0, -7);
     EXPECT_EQ("", outputOf([&] { EXPECT_EQ(0, c().LPR_switch_to(1)); }));
     EXPECT_EQ(kInitialisedBit | kSwitchingBit, seen);

@@ -109,10 +109,10 @@ TEST_F(Restore, KeyIsPrintedAboveLevelFive)
     EXPECT_EQ("", outputOf([&] { c().restore(KEY_BRIGHTNESS); }));
     setDebug(6);
     EXPECT_EQ(0U, outputOf([&] { c().restore(KEY_BRIGHTNESS); }).find(plain("p_nKey(34)\n")));
-    EXPECT_TRUE(saysOnly(outputOf([&] { c().restore(KEY_GAMMA); }),
-                         plain("p_nKey(2528)\n") +
-                             asserted(kController, "restore", "-1 != nPos",
-                                      "restore key(2528) failed! make sure it is sensor ui key \n")));
+    EXPECT_TRUE(
+        saysOnly(outputOf([&] { c().restore(KEY_GAMMA); }),
+                 plain("p_nKey(2528)\n") + asserted(kController, "restore", "-1 != nPos",
+                                                    "restore key(2528) failed! make sure it is sensor ui key \n")));
 }
 
 TEST_F(Restore, ExposureAndFocusModeInThisOrder)

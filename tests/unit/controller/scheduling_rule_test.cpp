@@ -1,6 +1,5 @@
 #include "tests/support/ControllerFixture.h"
 
-
 namespace {
 
 constexpr u32 kDayNightState = 153;

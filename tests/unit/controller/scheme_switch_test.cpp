@@ -104,12 +104,10 @@ TEST_F(SchemeSwitch, FlagIsUpExactlyWhileParametersAreApplied)
     setValue(1, KEY_BRIGHTNESS, 70);
     unsigned char seen = 0;
     int seenCurrent = -2;
-    service_.onCall(
-        [&](const support::ServiceCall&)
-        {
-            seen = flags();
-            seenCurrent = current();
-        });
+    service_.onCall([&](const support::ServiceCall&) {
+        seen = flags();
+        seenCurrent = current();
+    });
     c().switch_to(1, false);
     EXPECT_EQ(kInitialisedBit | kSwitchingBit, seen);
     EXPECT_EQ(1, seenCurrent);
@@ -130,8 +128,8 @@ TEST_F(SchemeSwitch, FailureIsReportedAndDoesNotUndoTheSwitch)
     setValue(1, KEY_SATURATION, 71);
     service_.answerStatus(34, 0, -7);
     const std::string output = outputOf([&] { EXPECT_EQ(0, c().switch_to(1, false)); });
-    EXPECT_TRUE(saysOnly(output,
-                         asserted(kController, "switch_to",
+    EXPECT_TRUE(
+        saysOnly(output, asserted(kController, "switch_to",
                                   "SNS_SUCCESS == setParameters(m_ppUserKeyVal[m_nCurScheme], m_nKeyValSum, true)",
                                   "m_nCurScheme(1) m_nKeyValSum(29)\n")));
     EXPECT_EQ(1, current());

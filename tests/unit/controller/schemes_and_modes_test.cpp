@@ -58,12 +58,10 @@ protected:
     {
         setFlags(kInitialisedBit | bit);
         std::atomic<bool> done{false};
-        std::thread caller(
-            [&]
-            {
-                call();
-                done = true;
-            });
+        std::thread caller([&] {
+            call();
+            done = true;
+        });
         for (int i = 0; i < 3; ++i)
         {
             EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
@@ -141,12 +139,10 @@ TEST_F(SchemesAndModes, ModeIsScheduledAtFirst)
 TEST_F(SchemesAndModes, ModeIsStoredWithoutSwitching)
 {
     setTime(20, 0);
-    EXPECT_EQ("", outputOf(
-                      [&]
-                      {
-                          EXPECT_TRUE(c().setParamMode(0));
-                          EXPECT_TRUE(c().setParamMode(1));
-                      }));
+    EXPECT_EQ("", outputOf([&] {
+                  EXPECT_TRUE(c().setParamMode(0));
+                  EXPECT_TRUE(c().setParamMode(1));
+              }));
     EXPECT_EQ(0, current());
     EXPECT_TRUE(service_.calls().empty());
 }
@@ -156,8 +152,8 @@ TEST_F(SchemesAndModes, OtherModesAreReportedAndStoredAndActAsScheduled)
     for (const int mode : {2, -1})
     {
         const std::string output = outputOf([&] { EXPECT_TRUE(c().setParamMode(mode)); });
-        EXPECT_TRUE(saysOnly(output, asserted(kController, "setParamMode", kModeExpression,
-                                              "p_nMode(" + std::to_string(mode) + ")\n")));
+        EXPECT_TRUE(saysOnly(
+            output, asserted(kController, "setParamMode", kModeExpression, "p_nMode(" + std::to_string(mode) + ")\n")));
         int stored = 0;
         EXPECT_TRUE(c().getParamMode(stored));
         EXPECT_EQ(mode, stored);
@@ -228,8 +224,7 @@ TEST_F(SchemesAndModes, OtherBitsAreNotWaitedFor)
 TEST_F(SchemesAndModes, ReportComesBeforeTheWait)
 {
     support::CapturedOutput output;
-    const auto expectReportWhileWaiting = [&](const std::function<void()>& call, const std::string& report)
-    {
+    const auto expectReportWhileWaiting = [&](const std::function<void()>& call, const std::string& report) {
         setFlags(kInitialisedBit | kReloadBit);
         support::WaitingCall waiting(call);
         EXPECT_TRUE(clock_->waitForSleepers(1, 30s));

@@ -18,12 +18,10 @@ protected:
     {
         for (const int opt : {0, 1})
         {
-            service_.answer(2816, opt,
-                            [=](u32, int, void* data)
-                            {
-                                static_cast<ia_sensor_check_st*>(data)->result = result;
-                                return status;
-                            });
+            service_.answer(2816, opt, [=](u32, int, void* data) {
+                static_cast<ia_sensor_check_st*>(data)->result = result;
+                return status;
+            });
         }
     }
 };

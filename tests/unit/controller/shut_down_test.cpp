@@ -111,12 +111,10 @@ TEST_F(ShutDown, StoppingBitIsUpWhileTheLastTurnEnds)
     setTime(20, 0);
     std::atomic<bool> inTurn{false};
     std::atomic<bool> seen{false};
-    service_.onCall(
-        [&](const support::ServiceCall&)
-        {
-            inTurn = true;
-            seen = support::eventually([&] { return (flags() & kStoppingBit) != 0; });
-        });
+    service_.onCall([&](const support::ServiceCall&) {
+        inTurn = true;
+        seen = support::eventually([&] { return (flags() & kStoppingBit) != 0; });
+    });
     startThread();
     ASSERT_TRUE(clock_->waitForSleepers(1, 30s));
     clock_->advance(1s);
@@ -134,8 +132,7 @@ TEST_F(ShutDown, ThreadThatCannotBeStoppedIsReportedAndTheReleaseContinues)
     // uinit on the very thread that it shall stop.
     std::atomic<bool> done{false};
     GThread self(
-        [&]
-        {
+        [&] {
             if (!done)
             {
                 c().uinit();
@@ -145,13 +142,11 @@ TEST_F(ShutDown, ThreadThatCannotBeStoppedIsReportedAndTheReleaseContinues)
         },
         "self", &GThread::emptyFun, &GThread::emptyFun);
     Probe::sensorThread(c()) = &self;
-    const std::string output = outputOf(
-        [&]
-        {
-            self.start();
-            EXPECT_TRUE(support::eventually([&] { return done.load(); }));
-            self.stop();
-        });
+    const std::string output = outputOf([&] {
+        self.start();
+        EXPECT_TRUE(support::eventually([&] { return done.load(); }));
+        self.stop();
+    });
     Probe::sensorThread(c()) = own;
     initialised_ = false;
     EXPECT_TRUE(support::saysOnly(output, asserted(kController, "uinit", "m_pSensorThread->stop()")));

@@ -82,9 +82,8 @@ TEST_F(StartUpVersion, VersionEightRemovesNothing)
     EXPECT_TRUE(support::shellCommands().empty());
 }
 
-const char kVersionExpression[] =
-    "check the sensor version,   local(7) --> libsensordll.so(8), source the cmd: rm -rf "
-    "/mnt/mtd/code/config*/sensor*\n";
+const char kVersionExpression[] = "check the sensor version,   local(7) --> libsensordll.so(8), source the cmd: rm -rf "
+                                  "/mnt/mtd/code/config*/sensor*\n";
 
 TEST_F(StartUpVersion, OtherVersionWarnsAboveLevelThree)
 {
@@ -119,8 +118,8 @@ TEST_F(StartUpVersion, VersionThatCannotBeStoredIsReportedAndInitGoesOn)
 {
     writeFile(std::string(support::kVersionFile) + "/inside", "");
     const std::string output = initOutput();
-    EXPECT_TRUE(says(output, asserted(kController, "init", "SNS_SUCCESS == setVersion(m_nVersion)",
-                                      "m_nVersion(8)\n")));
+    EXPECT_TRUE(
+        says(output, asserted(kController, "init", "SNS_SUCCESS == setVersion(m_nVersion)", "m_nVersion(8)\n")));
     EXPECT_EQ(0, current());
     EXPECT_EQ(kInitialisedBit, flags());
 }

@@ -126,8 +126,8 @@ TEST_F(TextInterface, KeyListKeepsBlanksAndEmptyItems)
 
 TEST_F(TextInterface, OtherTextsAreNoKeyLists)
 {
-    for (const char* text : {"", "34", "()", "(34", "34)", "x(34)", "(34)x", "(34)(35)", "(3)4)", ")34(", "(", ")",
-                             " (34)", "(34) "})
+    for (const char* text :
+         {"", "34", "()", "(34", "34)", "x(34)", "(34)x", "(34)(35)", "(3)4)", ")34(", "(", ")", " (34)", "(34) "})
     {
         std::vector<std::string> items;
         EXPECT_EQ("", outputOf([&] { EXPECT_FALSE(c().parseSensorParameter(text, items)); })) << text;

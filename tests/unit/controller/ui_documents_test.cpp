@@ -127,12 +127,10 @@ TEST_F(UiDocuments, MoreThanSixtyFourAllowedValuesReadNothingBeyondTheList)
 
 TEST_F(UiDocuments, NegativeCountsAreEmptyLists)
 {
-    service_.answer(4112, 1,
-                    [](u32, int, void* data)
-                    {
-                        static_cast<ia_dynamic_params_cmds_st*>(data)->cmd_cnt = -5;
-                        return 0;
-                    });
+    service_.answer(4112, 1, [](u32, int, void* data) {
+        static_cast<ia_dynamic_params_cmds_st*>(data)->cmd_cnt = -5;
+        return 0;
+    });
     c().getUIStyleFile();
     EXPECT_TRUE(service_.sent(IA_CMD_OPT_GET_PARAM_RNAGE).empty());
 }

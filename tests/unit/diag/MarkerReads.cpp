@@ -23,8 +23,8 @@ long long bytes = 0;
 
 bool isMarker(int handle)
 {
-    struct stat opened{};
-    struct stat marker{};
+    struct stat opened = {};
+    struct stat marker = {};
     return fstat(handle, &opened) == 0 && stat(support::kDebugMarkerFile, &marker) == 0 &&
            opened.st_dev == marker.st_dev && opened.st_ino == marker.st_ino;
 }

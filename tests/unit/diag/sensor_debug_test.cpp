@@ -10,9 +10,9 @@
 #include <filesystem>
 #include <thread>
 
-#include "tests/unit/diag/MarkerReads.h"
 #include "tests/support/PrivateTree.h"
 #include "tests/support/TestName.h"
+#include "tests/unit/diag/MarkerReads.h"
 
 using diag_tests::MarkerReads;
 using support::setDebug;

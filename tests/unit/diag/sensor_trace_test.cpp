@@ -42,10 +42,7 @@ void PrintTo(const KindCase& kind, std::ostream* stream)
 class TraceKind : public support::PrivateTreeTest, public testing::WithParamInterface<KindCase>
 {
 protected:
-    std::string expected(const std::string& body) const
-    {
-        return std::string(GetParam().colour) + body + "\033[0m";
-    }
+    std::string expected(const std::string& body) const { return std::string(GetParam().colour) + body + "\033[0m"; }
 };
 
 TEST_P(TraceKind, PrintsWithHeaderOnlyAboveItsThreshold)
@@ -54,8 +51,7 @@ TEST_P(TraceKind, PrintsWithHeaderOnlyAboveItsThreshold)
     setDebug(GetParam().lowestLevel - 1);
     EXPECT_EQ("", outputOf(say));
     setDebug(GetParam().lowestLevel);
-    EXPECT_EQ(expected(std::string(GetParam().prefix) +
-                       " file:SensorFile fun:loadFromFile line:27\nopen file:/a\n"),
+    EXPECT_EQ(expected(std::string(GetParam().prefix) + " file:SensorFile fun:loadFromFile line:27\nopen file:/a\n"),
               outputOf(say));
 }
 
@@ -79,26 +75,23 @@ TEST_P(TraceKind, IsEnabledFromItsLowestLevelOn)
 TEST_P(TraceKind, WritesNoLogRecord)
 {
     setDebug(9);
-    outputOf(
-        []
-        {
-            diag::trace(GetParam().kind, kPlace, "text\n");
-            diag::tracePlain(GetParam().kind, "text\n");
-        });
+    outputOf([] {
+        diag::trace(GetParam().kind, kPlace, "text\n");
+        diag::tracePlain(GetParam().kind, "text\n");
+    });
     EXPECT_FALSE(support::fileExists(support::kErrorLogFile));
 }
 
 constexpr char kWhite[] = "\033[0m\033[0m";
 constexpr char kRed[] = "\033[0m\033[31m";
 
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, TraceKind,
-    testing::Values(KindCase{"Assertion", diag::Kind::assertion, "[sensor assert]", 0, kRed},
-                    KindCase{"Warning", diag::Kind::warning, "[sensor warn]", 4, kWhite},
-                    KindCase{"Error", diag::Kind::error, "[sensor err]", 6, kWhite},
-                    KindCase{"Debug", diag::Kind::debug, "[sensor dbg]", 6, kWhite},
-                    KindCase{"Information", diag::Kind::information, "[sensor info]", 7, kWhite}),
-    support::ByName());
+INSTANTIATE_TEST_SUITE_P(Kinds, TraceKind,
+                         testing::Values(KindCase{"Assertion", diag::Kind::assertion, "[sensor assert]", 0, kRed},
+                                         KindCase{"Warning", diag::Kind::warning, "[sensor warn]", 4, kWhite},
+                                         KindCase{"Error", diag::Kind::error, "[sensor err]", 6, kWhite},
+                                         KindCase{"Debug", diag::Kind::debug, "[sensor dbg]", 6, kWhite},
+                                         KindCase{"Information", diag::Kind::information, "[sensor info]", 7, kWhite}),
+                         support::ByName());
 
 class Trace : public support::PrivateTreeTest
 {
@@ -128,15 +121,13 @@ TEST_F(Trace, PlaceOfTheCallNamesUnitFunctionAndLine)
 TEST_F(Trace, LevelSevenWithoutAssertionSwitchPrintsEveryKindAndEndsNothing)
 {
     setDebug(7);
-    const std::string output = outputOf(
-        []
-        {
-            diag::trace(diag::Kind::information, kPlace, "i\n");
-            diag::trace(diag::Kind::debug, kPlace, "d\n");
-            diag::trace(diag::Kind::error, kPlace, "e\n");
-            diag::warn(kPlace, "w\n");
-            diag::reportUnless(false, kPlace, "a");
-        });
+    const std::string output = outputOf([] {
+        diag::trace(diag::Kind::information, kPlace, "i\n");
+        diag::trace(diag::Kind::debug, kPlace, "d\n");
+        diag::trace(diag::Kind::error, kPlace, "e\n");
+        diag::warn(kPlace, "w\n");
+        diag::reportUnless(false, kPlace, "a");
+    });
     EXPECT_EQ(traced("info", "SensorFile", "loadFromFile", "i\n", "27") +
                   traced("dbg", "SensorFile", "loadFromFile", "d\n", "27") +
                   traced("err", "SensorFile", "loadFromFile", "e\n", "27") +
@@ -147,15 +138,13 @@ TEST_F(Trace, LevelSevenWithoutAssertionSwitchPrintsEveryKindAndEndsNothing)
 
 TEST_F(Trace, WithoutMarkerFileOnlyAssertionReportsPrintAndLog)
 {
-    const std::string output = outputOf(
-        []
-        {
-            diag::trace(diag::Kind::information, kPlace, "i\n");
-            diag::trace(diag::Kind::debug, kPlace, "d\n");
-            diag::trace(diag::Kind::error, kPlace, "e\n");
-            diag::warn(kPlace, "w\n");
-            diag::reportUnless(false, kPlace, "a");
-        });
+    const std::string output = outputOf([] {
+        diag::trace(diag::Kind::information, kPlace, "i\n");
+        diag::trace(diag::Kind::debug, kPlace, "d\n");
+        diag::trace(diag::Kind::error, kPlace, "e\n");
+        diag::warn(kPlace, "w\n");
+        diag::reportUnless(false, kPlace, "a");
+    });
     EXPECT_EQ(asserted("SensorFile", "loadFromFile", "a", "", "27"), output);
     EXPECT_EQ(3U, errorLog().size());
 }
@@ -228,26 +217,22 @@ TEST_F(Trace, WarningAtItsThresholdLeavesNoTrace)
 TEST_F(Trace, MessagesOfSeveralThreadsStayInOnePiece)
 {
     setDebug(6);
-    const std::string output = outputOf(
-        []
+    const std::string output = outputOf([] {
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; ++i)
         {
-            std::vector<std::thread> threads;
-            for (int i = 0; i < 4; ++i)
-            {
-                threads.emplace_back(
-                    []
-                    {
-                        for (int n = 0; n < 50; ++n)
-                        {
-                            diag::trace(diag::Kind::debug, kPlace, "message\n");
-                        }
-                    });
-            }
-            for (std::thread& thread : threads)
-            {
-                thread.join();
-            }
-        });
+            threads.emplace_back([] {
+                for (int n = 0; n < 50; ++n)
+                {
+                    diag::trace(diag::Kind::debug, kPlace, "message\n");
+                }
+            });
+        }
+        for (std::thread& thread : threads)
+        {
+            thread.join();
+        }
+    });
     EXPECT_EQ(200, timesSaid(output, traced("dbg", "SensorFile", "loadFromFile", "message\n", "27")));
 }
 
@@ -265,12 +250,10 @@ TEST_F(AssertionReport, PassedConditionIsSilent)
 TEST_F(AssertionReport, PrintsExpressionAndDetailInRedAndGoesOn)
 {
     bool wentOn = false;
-    const std::string output = outputOf(
-        [&]
-        {
-            EXPECT_FALSE(diag::reportUnless(false, kPlace, "file.open(file_name)", "file_name(%s)\n", "/a"));
-            wentOn = true;
-        });
+    const std::string output = outputOf([&] {
+        EXPECT_FALSE(diag::reportUnless(false, kPlace, "file.open(file_name)", "file_name(%s)\n", "/a"));
+        wentOn = true;
+    });
     EXPECT_TRUE(wentOn);
     EXPECT_EQ("\033[0m\033[31m[sensor assert] file:SensorFile fun:loadFromFile line:27\n"
               "file.open(file_name)   ~~~Assertion failed.\n\033[0m"
@@ -329,14 +312,12 @@ TEST_F(AssertionReport, NegativeLevelSilencesConsoleAndLog)
 
 TEST_F(AssertionReport, LogRotatesAtTenKilobytesAndKeepsThreeFiles)
 {
-    outputOf(
-        []
+    outputOf([] {
+        for (int i = 0; i < 400; ++i)
         {
-            for (int i = 0; i < 400; ++i)
-            {
-                diag::reportUnless(false, kPlace, "a fairly long expression, to fill the log", "detail(%d)\n", i);
-            }
-        });
+            diag::reportUnless(false, kPlace, "a fairly long expression, to fill the log", "detail(%d)\n", i);
+        }
+    });
     const std::vector<std::string> files = support::filesIn("/mnt/mtd/log");
     int logs = 0;
     for (const std::string& file : files)

@@ -1,6 +1,6 @@
-#include "tests/support/CameraFiles.h"
-#include "keyval/KeyValText.h"
 #include "SensorKeyVal.h"
+#include "keyval/KeyValText.h"
+#include "tests/support/CameraFiles.h"
 #include "tests/support/TestName.h"
 
 #include <gmock/gmock.h>
@@ -88,18 +88,13 @@ TEST_P(KeyValFromText, GivesTheseRecords)
 INSTANTIATE_TEST_SUITE_P(
     Plain, KeyValFromText,
     testing::Values(
-        TextCase{"EmptyTextGivesNone", "", {}},
-        TextCase{"TwoItems", "(1,2)(3,4)", {{1, 2}, {3, 4}}},
+        TextCase{"EmptyTextGivesNone", "", {}}, TextCase{"TwoItems", "(1,2)(3,4)", {{1, 2}, {3, 4}}},
         TextCase{"WhatStandsBetweenItemsIsSkipped", "(1,2)x(3,4)", {{1, 2}, {3, 4}}},
-        TextCase{"WhatStandsAroundItemsIsSkipped", "ab(1,2)yz", {{1, 2}}},
-        TextCase{"MissingEndGivesNone", "(1,2", {}},
+        TextCase{"WhatStandsAroundItemsIsSkipped", "ab(1,2)yz", {{1, 2}}}, TextCase{"MissingEndGivesNone", "(1,2", {}},
         TextCase{"MissingEndOfTheLastItemDropsIt", "(1,2)(3,4", {{1, 2}}},
-        TextCase{"OpeningAsLastCharacterEndsTheScan", "(1,2)(", {{1, 2}}},
-        TextCase{"OpeningAlone", "(", {}},
-        TextCase{"ClosingAlone", ")", {}},
-        TextCase{"TextWithoutItems", "1,2", {}},
-        TextCase{"NegativeNumbers", "(-1,-5)", {{word(-1), word(-5)}}},
-        TextCase{"PlusSigns", "(+3,+4)", {{3, 4}}},
+        TextCase{"OpeningAsLastCharacterEndsTheScan", "(1,2)(", {{1, 2}}}, TextCase{"OpeningAlone", "(", {}},
+        TextCase{"ClosingAlone", ")", {}}, TextCase{"TextWithoutItems", "1,2", {}},
+        TextCase{"NegativeNumbers", "(-1,-5)", {{word(-1), word(-5)}}}, TextCase{"PlusSigns", "(+3,+4)", {{3, 4}}},
         TextCase{"BlanksBeforeNumbers", "( \t\n5, \v\f\r-6)", {{5, word(-6)}}},
         TextCase{"LargestNumbers", "(2147483647,-2147483648)", {{0x7FFFFFFFU, 0x80000000U}}},
         TextCase{"NumbersBeyondAreClamped", "(2147483648,-2147483649)", {{0x7FFFFFFFU, 0x80000000U}}},
@@ -119,33 +114,32 @@ INSTANTIATE_TEST_SUITE_P(
 
 INSTANTIATE_TEST_SUITE_P(
     Malformed, KeyValFromText,
-    testing::Values(
-        TextCase{"UnreadableFirstValueIsZero", "(7,x)", {{7, 0}}},
-        TextCase{"UnreadableFirstItemIsZero", "(x)", {{0, 0}}},
-        TextCase{"EmptyFirstItemIsZero", "()", {{0, 0}}},
-        TextCase{"UnreadableValueKeepsTheOneBefore", "(1,2)(3,x)", {{1, 2}, {3, 2}}},
-        TextCase{"UnreadableItemKeepsBothBefore", "(1,2)(x,4)(5,6)", {{1, 2}, {1, 2}, {5, 6}}},
-        TextCase{"BlankBeforeTheCommaHidesTheValue", "(1,2)(5 ,6)", {{1, 2}, {5, 2}}},
-        TextCase{"SignWithoutDigits", "(1,2)(-,6)(7,+)", {{1, 2}, {1, 2}, {7, 2}}},
-        TextCase{"BlankAfterTheSign", "(1,2)(- 3,6)", {{1, 2}, {1, 2}}},
-        TextCase{"TextAfterTheValueIsIgnored", "(1,2;3)", {{1, 2}}},
-        TextCase{"ThirdNumberIsIgnored", "(1,2,3)", {{1, 2}}},
-        TextCase{"HexadecimalStopsAtTheX", "(0x10,0x20)", {{0, 0}}},
-        TextCase{"NestedOpeningIsUnreadable", "((1,2)", {{0, 0}}},
-        TextCase{"NulEndsTheItemsText", std::string("(1\0,2)(3,4\0005)", 13), {{1, 0}, {3, 4}}},
-        TextCase{"ClosingRightBeforeTheOpeningGivesAnItemOfItsOwn", ")(1,2)", {{0, 0}, {1, 2}}},
-        TextCase{"ClosingRightBeforeTheOpeningCarriesOver", "(8,9))(1,2)", {{8, 9}, {8, 9}, {1, 2}}},
-        TextCase{"ClosingFurtherBeforeTheOpeningReadsTheRest", ")x(1,2)", {{1, 2}, {1, 2}}},
-        TextCase{"TwoClosingsBeforeTheOpening", "))(1,2)", {{1, 2}, {1, 2}, {1, 2}}},
-        TextCase{"TheRestMayReachBeyondTheNextClosing", ")x(1)(2,3)", {{1, 0}, {1, 0}, {2, 3}}},
-        TextCase{"ClosingWithoutAnyLaterOpening", "(1,2)))", {{1, 2}}},
-        TextCase{"ClosingBeforeAnUnfinishedItem", ")x(1,2", {{1, 2}}},
-        TextCase{"ClosingRightBeforeTheOpeningAtTheEnd", ")(", {}},
-        TextCase{"ClosingFurtherBeforeTheOpeningAtTheEnd", ")x(", {}},
-        TextCase{"ClosingBeforeAnItemOfABlank", ")x( ", {{0, 0}}},
-        TextCase{"ClosingBeforeAnItemOfASign", ")x(-", {{0, 0}}},
-        TextCase{"ClosingBeforeAnItemOfANumber", ")x(+7", {{7, 0}}},
-        TextCase{"ClosingBeforeAnItemWithoutValue", ")x(7,", {{7, 0}}}),
+    testing::Values(TextCase{"UnreadableFirstValueIsZero", "(7,x)", {{7, 0}}},
+                    TextCase{"UnreadableFirstItemIsZero", "(x)", {{0, 0}}},
+                    TextCase{"EmptyFirstItemIsZero", "()", {{0, 0}}},
+                    TextCase{"UnreadableValueKeepsTheOneBefore", "(1,2)(3,x)", {{1, 2}, {3, 2}}},
+                    TextCase{"UnreadableItemKeepsBothBefore", "(1,2)(x,4)(5,6)", {{1, 2}, {1, 2}, {5, 6}}},
+                    TextCase{"BlankBeforeTheCommaHidesTheValue", "(1,2)(5 ,6)", {{1, 2}, {5, 2}}},
+                    TextCase{"SignWithoutDigits", "(1,2)(-,6)(7,+)", {{1, 2}, {1, 2}, {7, 2}}},
+                    TextCase{"BlankAfterTheSign", "(1,2)(- 3,6)", {{1, 2}, {1, 2}}},
+                    TextCase{"TextAfterTheValueIsIgnored", "(1,2;3)", {{1, 2}}},
+                    TextCase{"ThirdNumberIsIgnored", "(1,2,3)", {{1, 2}}},
+                    TextCase{"HexadecimalStopsAtTheX", "(0x10,0x20)", {{0, 0}}},
+                    TextCase{"NestedOpeningIsUnreadable", "((1,2)", {{0, 0}}},
+                    TextCase{"NulEndsTheItemsText", std::string("(1\0,2)(3,4\0005)", 13), {{1, 0}, {3, 4}}},
+                    TextCase{"ClosingRightBeforeTheOpeningGivesAnItemOfItsOwn", ")(1,2)", {{0, 0}, {1, 2}}},
+                    TextCase{"ClosingRightBeforeTheOpeningCarriesOver", "(8,9))(1,2)", {{8, 9}, {8, 9}, {1, 2}}},
+                    TextCase{"ClosingFurtherBeforeTheOpeningReadsTheRest", ")x(1,2)", {{1, 2}, {1, 2}}},
+                    TextCase{"TwoClosingsBeforeTheOpening", "))(1,2)", {{1, 2}, {1, 2}, {1, 2}}},
+                    TextCase{"TheRestMayReachBeyondTheNextClosing", ")x(1)(2,3)", {{1, 0}, {1, 0}, {2, 3}}},
+                    TextCase{"ClosingWithoutAnyLaterOpening", "(1,2)))", {{1, 2}}},
+                    TextCase{"ClosingBeforeAnUnfinishedItem", ")x(1,2", {{1, 2}}},
+                    TextCase{"ClosingRightBeforeTheOpeningAtTheEnd", ")(", {}},
+                    TextCase{"ClosingFurtherBeforeTheOpeningAtTheEnd", ")x(", {}},
+                    TextCase{"ClosingBeforeAnItemOfABlank", ")x( ", {{0, 0}}},
+                    TextCase{"ClosingBeforeAnItemOfASign", ")x(-", {{0, 0}}},
+                    TextCase{"ClosingBeforeAnItemOfANumber", ")x(+7", {{7, 0}}},
+                    TextCase{"ClosingBeforeAnItemWithoutValue", ")x(7,", {{7, 0}}}),
     support::ByName());
 
 TEST(KeyValFromTextBound, StopsWhenTheRecordsAreFull)

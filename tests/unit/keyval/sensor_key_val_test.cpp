@@ -1,9 +1,9 @@
 #include "SensorKeyVal.h"
 
-#include "tests/unit/config/ExpectedReports.h"
 #include "tests/support/CameraFiles.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/FakeService.h"
+#include "tests/unit/config/ExpectedReports.h"
 
 #include <gmock/gmock.h>
 

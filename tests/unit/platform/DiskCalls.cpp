@@ -46,7 +46,7 @@ bool goesOn(const char* name)
 
 bool isFolder(int handle)
 {
-    struct stat status{};
+    struct stat status = {};
     return fstat(handle, &status) == 0 && S_ISDIR(status.st_mode);
 }
 

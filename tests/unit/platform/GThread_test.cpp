@@ -10,10 +10,10 @@
 #include <memory>
 #include <string>
 
+#include "KestraTime.h"
 #include "tests/unit/platform/ChildProcess.h"
 #include "tests/unit/platform/ClockTest.h"
 #include "tests/unit/platform/Eventually.h"
-#include "KestraTime.h"
 #include "tests/unit/platform/StopBeforeSleep.h"
 
 namespace {
@@ -43,7 +43,13 @@ std::string ownName()
 std::string kernelNameOf(const char* name)
 {
     std::promise<std::string> seen;
-    GThread thread(sleepForever, name, [&] { seen.set_value(ownName()); return 0; }, &GThread::emptyFun);
+    GThread thread(
+        sleepForever, name,
+        [&] {
+            seen.set_value(ownName());
+            return 0;
+        },
+        &GThread::emptyFun);
     thread.start();
     return seen.get_future().get();
 }
@@ -73,7 +79,12 @@ TEST(GThread, CallsTheBodyOverAndOverWhateverItReturns)
 TEST(GThread, CallsTheTwoFurtherFunctionsOnceAtStartAndOnceAtEndOnTheThread)
 {
     std::string order;
-    const auto add = [&](char c) { return [&order, c] { order += c; return 0; }; };
+    const auto add = [&](char c) {
+        return [&order, c] {
+            order += c;
+            return 0;
+        };
+    };
     std::promise<std::thread::id> id;
     bool first = true;
     const auto body = [&] {
@@ -141,7 +152,8 @@ TEST(GThread, StopIsHarmlessBeforeStartAndTwice)
 TEST(GThread, ASecondStartLeavesTheOneThreadRunning)
 {
     std::atomic<int> starts{0};
-    GThread thread(sleepForever, "once", [&] { return ++starts; }, &GThread::emptyFun);
+    GThread thread(
+        sleepForever, "once", [&] { return ++starts; }, &GThread::emptyFun);
     EXPECT_TRUE(thread.start());
     EXPECT_TRUE(thread.start());
     EXPECT_TRUE(thread.stop());
@@ -151,7 +163,8 @@ TEST(GThread, ASecondStartLeavesTheOneThreadRunning)
 TEST(GThread, CanBeStartedAgain)
 {
     std::atomic<int> starts{0};
-    GThread thread(sleepForever, "again", [&] { return ++starts; }, &GThread::emptyFun);
+    GThread thread(
+        sleepForever, "again", [&] { return ++starts; }, &GThread::emptyFun);
     for (int run = 1; run <= 3; ++run)
     {
         ASSERT_TRUE(thread.start());
@@ -164,7 +177,10 @@ TEST(GThread, DestructionStops)
 {
     std::atomic<bool> ended{false};
     {
-        GThread thread(sleepForever, "gone", &GThread::emptyFun, [&] { ended = true; return 0; });
+        GThread thread(sleepForever, "gone", &GThread::emptyFun, [&] {
+            ended = true;
+            return 0;
+        });
         thread.start();
     }
     EXPECT_TRUE(ended);
@@ -182,7 +198,11 @@ TEST(GThread, StopOnTheThreadItselfMakesTheTurnTheLastOne)
             answer.set_value(self->stop());
             return 0;
         },
-        "self", &GThread::emptyFun, [&] { ended.set_value(); return 0; });
+        "self", &GThread::emptyFun,
+        [&] {
+            ended.set_value();
+            return 0;
+        });
     self = &thread;
     ASSERT_TRUE(thread.start());
     EXPECT_FALSE(answer.get_future().get());
@@ -195,7 +215,10 @@ TEST(GThread, StopInTheLastFunctionIsStillOneOnTheThreadItself)
 {
     std::promise<bool> answer;
     GThread* self = nullptr;
-    GThread thread(&sleepForever, "last", &GThread::emptyFun, [&] { answer.set_value(self->stop()); return 0; });
+    GThread thread(&sleepForever, "last", &GThread::emptyFun, [&] {
+        answer.set_value(self->stop());
+        return 0;
+    });
     self = &thread;
     ASSERT_TRUE(thread.start());
     EXPECT_TRUE(thread.stop());
@@ -216,7 +239,10 @@ TEST(GThread, StartsAgainAfterItStoppedItself)
     self = &thread;
     ASSERT_TRUE(thread.start());
     ASSERT_TRUE(eventually([&] { return turns == 1; }));
-    ASSERT_TRUE(eventually([&] { thread.start(); return turns >= 2; }));
+    ASSERT_TRUE(eventually([&] {
+        thread.start();
+        return turns >= 2;
+    }));
     EXPECT_TRUE(thread.stop());
 }
 
@@ -233,7 +259,11 @@ TEST(GThread, MayBeDestroyedOnItsOwnThread)
             }
             return 0;
         },
-        "own end", &GThread::emptyFun, [ended] { *ended = true; return 0; });
+        "own end", &GThread::emptyFun,
+        [ended] {
+            *ended = true;
+            return 0;
+        });
     ASSERT_TRUE(thread->start());
     mayEnd = true;
     EXPECT_TRUE(eventually([&] { return ended->load(); }));
@@ -315,7 +345,12 @@ TEST_F(ClockTest, StopEndsNoWaitOfAnotherThread)
 {
     std::atomic<int> otherTurns{0};
     GThread thread(sleepForever, "one", &GThread::emptyFun, &GThread::emptyFun);
-    GThread other([&] { ++otherTurns; return sleepForever(); }, "other", &GThread::emptyFun, &GThread::emptyFun);
+    GThread other(
+        [&] {
+            ++otherTurns;
+            return sleepForever();
+        },
+        "other", &GThread::emptyFun, &GThread::emptyFun);
     ASSERT_TRUE(thread.start());
     ASSERT_TRUE(other.start());
     ASSERT_TRUE(clock_->waitForSleepers(2, kBound));

@@ -10,12 +10,12 @@
 #include <stdexcept>
 #include <thread>
 
-#include "tests/unit/platform/ClockTest.h"
-#include "tests/unit/platform/Eventually.h"
 #include "GThread.h"
-#include "tests/unit/platform/Joining.h"
 #include "KSDeviceTime.h"
 #include "KestraTime.h"
+#include "tests/unit/platform/ClockTest.h"
+#include "tests/unit/platform/Eventually.h"
+#include "tests/unit/platform/Joining.h"
 
 namespace {
 
@@ -249,8 +249,8 @@ TEST(ScaledClock, RunsSlowerToo)
 
 TEST(ScaledClock, TakesNoSpeedThatIsNotAboveZero)
 {
-    for (const double speed : {0.0, -1.0, std::numeric_limits<double>::infinity(),
-                               std::numeric_limits<double>::quiet_NaN()})
+    for (const double speed :
+         {0.0, -1.0, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()})
     {
         EXPECT_THROW(ScaledClock{speed}, std::invalid_argument);
     }

@@ -12,11 +12,11 @@
 #include <sstream>
 #include <thread>
 
+#include "HostClock.h"
+#include "tests/support/PrivateTree.h"
 #include "tests/unit/platform/ChildProcess.h"
 #include "tests/unit/platform/DiskCalls.h"
 #include "tests/unit/platform/FileSizeLimit.h"
-#include "HostClock.h"
-#include "tests/support/PrivateTree.h"
 #include "tests/unit/platform/Waits.h"
 
 namespace {

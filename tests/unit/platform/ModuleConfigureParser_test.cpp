@@ -148,15 +148,34 @@ TEST_F(ModuleConfigureParserTest, RefusesWhatCannotBeRead)
 
 TEST_F(ModuleConfigureParserTest, RefusesWhatIsNotWellFormed)
 {
-    for (const char* text :
-         {"", " ", "text", "<", "<>", "</a>", "<ModuleConfigs>", "<ModuleConfigs", "<ModuleConfigs/", "<Modules/>",
-          "<ModuleConfigs></Other>", "<ModuleConfigs/><ModuleConfigs/>", "<ModuleConfigs/>text",
-          "text<ModuleConfigs/>", "<ModuleConfigs a/>", "<ModuleConfigs a=1/>", "<ModuleConfigs a='1'b='2'/>",
-          "<ModuleConfigs a='1/>", "<ModuleConfigs a='<'/>", "<ModuleConfigs a='1' a='2'/>",
-          "<ModuleConfigs><!-- </ModuleConfigs>", "<ModuleConfigs><![CDATA[ </ModuleConfigs>",
-          "<ModuleConfigs><a></b></a></ModuleConfigs>", "<!DOCTYPE x [<!ENTITY a 'b'>]><ModuleConfigs/>",
-          "<?xml <a> ?><ModuleConfigs/>", "<![CDATA[x]]><ModuleConfigs/>", "<1/>",
-          "<ModuleConfigs>< a/></ModuleConfigs>"})
+    for (const char* text : {"",
+                             " ",
+                             "text",
+                             "<",
+                             "<>",
+                             "</a>",
+                             "<ModuleConfigs>",
+                             "<ModuleConfigs",
+                             "<ModuleConfigs/",
+                             "<Modules/>",
+                             "<ModuleConfigs></Other>",
+                             "<ModuleConfigs/><ModuleConfigs/>",
+                             "<ModuleConfigs/>text",
+                             "text<ModuleConfigs/>",
+                             "<ModuleConfigs a/>",
+                             "<ModuleConfigs a=1/>",
+                             "<ModuleConfigs a='1'b='2'/>",
+                             "<ModuleConfigs a='1/>",
+                             "<ModuleConfigs a='<'/>",
+                             "<ModuleConfigs a='1' a='2'/>",
+                             "<ModuleConfigs><!-- </ModuleConfigs>",
+                             "<ModuleConfigs><![CDATA[ </ModuleConfigs>",
+                             "<ModuleConfigs><a></b></a></ModuleConfigs>",
+                             "<!DOCTYPE x [<!ENTITY a 'b'>]><ModuleConfigs/>",
+                             "<?xml <a> ?><ModuleConfigs/>",
+                             "<![CDATA[x]]><ModuleConfigs/>",
+                             "<1/>",
+                             "<ModuleConfigs>< a/></ModuleConfigs>"})
     {
         EXPECT_EQ(entriesIn(text), -1) << text;
     }
@@ -164,9 +183,9 @@ TEST_F(ModuleConfigureParserTest, RefusesWhatIsNotWellFormed)
 
 TEST_F(ModuleConfigureParserTest, RefusesWhatIsNotUtf8)
 {
-    for (const char* text : {"\x80", "\xC3", "\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xE2\x82", "\xED\xA0\x80",
-                             "\xF0\x80\x80\x80", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE2\x82X", "\xFF\xFE",
-                             "NUL"})
+    for (const char* text :
+         {"\x80", "\xC3", "\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xE2\x82", "\xED\xA0\x80", "\xF0\x80\x80\x80",
+          "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE2\x82X", "\xFF\xFE", "NUL"})
     {
         const std::string bytes = std::string(text) == "NUL" ? std::string(1, '\0') : text;
         EXPECT_EQ(entriesIn(documentOf("<a>" + bytes + "</a>")), -1);
@@ -204,9 +223,9 @@ TEST_F(ModuleConfigureParserTest, NoElementsHideInANumericReference)
         {
             EXPECT_EQ(entriesIn("<ModuleConfigs>" + lead + "<!-- " + digits + hidden + " --></ModuleConfigs>"), -1);
             EXPECT_EQ(entriesIn("<ModuleConfigs>" + lead + "<![CDATA[ " + digits + hidden + "]]></ModuleConfigs>"), -1);
-            EXPECT_EQ(entriesIn("<ModuleConfigs a=\"" + lead + "\"><!-- " + digits + "\">" + hidden +
-                                " --></ModuleConfigs>"),
-                      -1);
+            EXPECT_EQ(
+                entriesIn("<ModuleConfigs a=\"" + lead + "\"><!-- " + digits + "\">" + hidden + " --></ModuleConfigs>"),
+                -1);
         }
     }
 }
@@ -222,9 +241,9 @@ TEST_F(ModuleConfigureParserTest, TakesDeclarationsAsTheyAreWritten)
 
 TEST_F(ModuleConfigureParserTest, TakesReferencesToCharactersOnly)
 {
-    for (const char* reference : {"&#0;", "&#x110000;", "&#1114112;", "&#xD800;", "&#57343;", "&#x0;", "&#;", "&#x;",
-                                  "&#", "&#65", "&#X41;", "&#-65;", "&# 65;", "&#4294967361;",
-                                  "&#x100000000000000041;", "x&#0;y&#x110000;"})
+    for (const char* reference :
+         {"&#0;", "&#x110000;", "&#1114112;", "&#xD800;", "&#57343;", "&#x0;", "&#;", "&#x;", "&#", "&#65", "&#X41;",
+          "&#-65;", "&# 65;", "&#4294967361;", "&#x100000000000000041;", "x&#0;y&#x110000;"})
     {
         EXPECT_EQ(entriesIn(documentOf(std::string("<Detail>") + reference + "</Detail>")), -1) << reference;
         EXPECT_EQ(entriesIn(documentOf(std::string("<a b='") + reference + "'/>")), -1) << reference;

@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <functional>
 
-#include "tests/unit/platform/ChildProcess.h"
-#include "tests/unit/platform/DiskCalls.h"
 #include "KSFile.h"
 #include "tests/support/PrivateTree.h"
+#include "tests/unit/platform/ChildProcess.h"
+#include "tests/unit/platform/DiskCalls.h"
 
 namespace {
 
@@ -80,8 +80,7 @@ TEST_F(StagedFileOrderTest, NothingIsRenamedThatIsNotOnTheDisk)
     {
         writeFile(kPath, "old");
         bool saved = true;
-        EXPECT_EQ(callsOfSave(saved, DiskCalls::Mishap::failure, 2, error),
-                  (Names{"fchmod", "fsync file", "unlink"}));
+        EXPECT_EQ(callsOfSave(saved, DiskCalls::Mishap::failure, 2, error), (Names{"fchmod", "fsync file", "unlink"}));
         EXPECT_FALSE(saved);
         EXPECT_EQ(readFile(kPath), "old");
         EXPECT_EQ(filesIn(kFolder), kAlone);
@@ -286,7 +285,7 @@ TEST_F(StagedFileOrderTest, AFileThatCannotBeLookedForCountsAsThere)
 
 TEST_F(StagedFileOrderTest, ALinkToNothingStaysALinkAndItsTargetAppears)
 {
-    struct stat status{};
+    struct stat status = {};
     ASSERT_EQ(mkdir("/mnt/mtd/code/config_old", 0755), 0);
     ASSERT_EQ(symlink("../middle", kPath), 0);
     ASSERT_EQ(symlink("/mnt/mtd/code/config_old/end.cfg", "/mnt/mtd/code/middle"), 0);
@@ -302,7 +301,7 @@ TEST_F(StagedFileOrderTest, ALinkToNothingStaysALinkAndItsTargetAppears)
 
 TEST_F(StagedFileOrderTest, ALinkThatLeadsNowhereCannotBeOpened)
 {
-    struct stat status{};
+    struct stat status = {};
     for (const char* target : {"sensor0.cfg", "no/such/folder/file", "/"})
     {
         ASSERT_EQ(symlink(target, kPath), 0);

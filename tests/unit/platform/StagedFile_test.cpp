@@ -5,11 +5,11 @@
 #include <atomic>
 #include <thread>
 
+#include "KSFile.h"
+#include "tests/support/PrivateTree.h"
 #include "tests/unit/platform/ChildProcess.h"
 #include "tests/unit/platform/FileSizeLimit.h"
 #include "tests/unit/platform/Joining.h"
-#include "KSFile.h"
-#include "tests/support/PrivateTree.h"
 
 namespace {
 
@@ -37,7 +37,7 @@ bool save(const std::string& bytes)
 
 mode_t modeOf(const char* path)
 {
-    struct stat status{};
+    struct stat status = {};
     stat(path, &status);
     return status.st_mode & 07777;
 }
@@ -86,8 +86,8 @@ TEST_F(StagedFileTest, NothingWrittenIsAnEmptyFile)
 
 TEST_F(StagedFileTest, EqualBytesAreWrittenAgain)
 {
-    struct stat before{};
-    struct stat after{};
+    struct stat before = {};
+    struct stat after = {};
     ASSERT_TRUE(save("same"));
     ASSERT_EQ(stat(kPath, &before), 0);
     // Keeps the inode number from being used again.
@@ -184,7 +184,7 @@ TEST_F(StagedFileTest, AFullDeviceBehindALinkFailsTheWriteAndStaysWhatItIs)
     ASSERT_TRUE(file.open(kPath, kTruncate));
     EXPECT_EQ(file.write("abc", 3), -1);
     EXPECT_FALSE(file.close());
-    struct stat status{};
+    struct stat status = {};
     ASSERT_EQ(lstat(kPath, &status), 0);
     EXPECT_TRUE(S_ISLNK(status.st_mode));
     ASSERT_EQ(stat("/dev/full", &status), 0);
@@ -306,8 +306,7 @@ TEST_F(StagedFileTest, SomethingElseUnderTheStagedNameIsLeftAlone)
     ASSERT_EQ(symlink("/mnt/mtd/code/elsewhere", "/mnt/mtd/code/config_file/sensor0.cfg.new1"), 0);
     EXPECT_TRUE(save("new"));
     EXPECT_EQ(readFile(kPath), "new");
-    EXPECT_EQ(filesIn(kFolder),
-              (std::vector<std::string>{"sensor0.cfg", "sensor0.cfg.new", "sensor0.cfg.new1"}));
+    EXPECT_EQ(filesIn(kFolder), (std::vector<std::string>{"sensor0.cfg", "sensor0.cfg.new", "sensor0.cfg.new1"}));
     EXPECT_FALSE(support::fileExists("/mnt/mtd/code/elsewhere"));
 }
 
@@ -340,7 +339,7 @@ TEST_F(StagedFileTest, AReplacedFileKeepsOwnerAndGroupWhereTheyMayBeGiven)
         writeFile(kPath, "old");
         const bool isGiven = chown(kPath, user, group) == 0;
         EXPECT_TRUE(save("new"));
-        struct stat status{};
+        struct stat status = {};
         ASSERT_EQ(stat(kPath, &status), 0);
         EXPECT_EQ(status.st_uid, isGiven ? user : geteuid());
         EXPECT_EQ(status.st_gid, isGiven ? group : getegid());
@@ -355,7 +354,7 @@ TEST_F(StagedFileTest, ALinkStaysALinkAndItsTargetIsReplaced)
     ASSERT_EQ(symlink("../target.cfg", kPath), 0);
     EXPECT_TRUE(save("new"));
     EXPECT_EQ(readFile(target), "new");
-    struct stat status{};
+    struct stat status = {};
     ASSERT_EQ(lstat(kPath, &status), 0);
     EXPECT_TRUE(S_ISLNK(status.st_mode));
 }

@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <cstdarg>
 
-#include "tests/unit/platform/ChildProcess.h"
 #include "KSFile.h"
 #include "KSLogger.h"
 #include "tests/support/PrivateTree.h"
+#include "tests/unit/platform/ChildProcess.h"
 
 namespace {
 

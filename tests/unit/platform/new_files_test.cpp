@@ -16,7 +16,7 @@ protected:
 
     static unsigned modeOf(const char* path)
     {
-        struct stat status{};
+        struct stat status = {};
         EXPECT_EQ(stat(path, &status), 0) << path;
         return status.st_mode & 07777;
     }

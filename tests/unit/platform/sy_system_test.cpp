@@ -11,9 +11,9 @@
 #include <system_error>
 #include <thread>
 
+#include "tests/support/PrivateTree.h"
 #include "tests/unit/platform/ChildProcess.h"
 #include "tests/unit/platform/Eventually.h"
-#include "tests/support/PrivateTree.h"
 
 namespace {
 
@@ -77,8 +77,7 @@ TEST_F(SySystemTest, AnEndBySignalIsToldAsAShellDoes)
 
 TEST_F(SySystemTest, TheWholeGroupEndsAtTheLimit)
 {
-    EXPECT_EQ(sy_system("sleep 1000 & echo $! > /mnt/mtd/code/process; sleep 1000; true", kAmpleTime),
-              kSySystemLimit);
+    EXPECT_EQ(sy_system("sleep 1000 & echo $! > /mnt/mtd/code/process; sleep 1000; true", kAmpleTime), kSySystemLimit);
     EXPECT_TRUE(eventually(hasEnded));
 }
 

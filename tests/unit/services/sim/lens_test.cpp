@@ -354,9 +354,9 @@ TEST_F(LensMotion, EveryMovementIsRefusedWhileTheLensIsReset)
     useManualFocus();
     ASSERT_EQ(0, set(IA_CMD_LENS_RESET, 1));
     const std::pair<ia_cmd_e, int> movements[] = {
-        {IA_CMD_MF_POSITION, 500},     {IA_CMD_FOCUS_NEAR, 1}, {IA_CMD_FOCUS_FAR, 1}, {IA_CMD_AUTO_FOCUS_ONCE, 1},
-        {IA_CMD_MZ_POSITION, 20000},   {IA_CMD_ZOOM_IN, 1},    {IA_CMD_ZOOM_OUT, 1},  {IA_CMD_LENS_RESET, 1},
-        {IA_CMD_IRIS_POSITION, 10},    {IA_CMD_IRIS_SIZE, 1},  {IA_CMD_IRIS_UP, 1},   {IA_CMD_IRIS_DOWN, 1}};
+        {IA_CMD_MF_POSITION, 500},   {IA_CMD_FOCUS_NEAR, 1}, {IA_CMD_FOCUS_FAR, 1}, {IA_CMD_AUTO_FOCUS_ONCE, 1},
+        {IA_CMD_MZ_POSITION, 20000}, {IA_CMD_ZOOM_IN, 1},    {IA_CMD_ZOOM_OUT, 1},  {IA_CMD_LENS_RESET, 1},
+        {IA_CMD_IRIS_POSITION, 10},  {IA_CMD_IRIS_SIZE, 1},  {IA_CMD_IRIS_UP, 1},   {IA_CMD_IRIS_DOWN, 1}};
     for (const auto& [cmd, value] : movements)
     {
         EXPECT_EQ(sim::kLensBusy, set(cmd, value)) << sim::commandName(cmd);

@@ -19,7 +19,8 @@ class Joined
 {
 public:
     Joined(std::function<void()> body, std::function<void()> release)
-        : release_(std::move(release)), thread_(std::move(body))
+        : release_(std::move(release)),
+          thread_(std::move(body))
     {
     }
     Joined(const Joined&) = delete;
