@@ -29,11 +29,14 @@ constexpr std::size_t kPlainDetailLength = 14;  // shorter texts cannot name the
 
 }  // namespace
 
-Camera::Camera(const Setup& setup) : setup_(setup), uiFiles_(setup.share)
+Camera::Camera(const Setup& setup, services::ImageService& service)
+    : setup_(setup),
+      uiFiles_(setup.share),
+      service_(service)
 {
     startClock();
     const ModuleConfigure board = boardConfiguration();
-    if (!service().setModule(board.getModuleId()))
+    if (!service_.setModule(board.getModuleId()))
     {
         throw Failure(std::string(kModuleConfigFile) + " names sensor module " + std::to_string(board.getModuleId()) +
                       ", which does not exist");
@@ -172,12 +175,15 @@ std::optional<int> Camera::peek(int key)
         return stored;
     }
     const KeyName* row = findKey(key);
-    int value = 0;
-    if (row == nullptr || row->onlyStored || !service().value(static_cast<ia_cmd_e>(row->command), value))
-    {
-        return std::nullopt;
-    }
-    return value;
+    const auto held =
+        row == nullptr || row->onlyStored ? std::nullopt : service_.parameter(static_cast<ia_cmd_e>(row->command));
+    return held ? std::optional<int>(held->value) : std::nullopt;
+}
+
+bool Camera::night() const
+{
+    const auto state = service_.parameter(IA_CMD_DN_STATE);
+    return state && state->value != 0;
 }
 
 bool Camera::choosesByDayAndNight() const

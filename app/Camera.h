@@ -8,8 +8,8 @@
 #include "ModuleConfigure.h"
 #include "app/UiFiles.h"
 #include "app/cli/ScheduleChart.h"
-#include "services/sim/RecordingVideo.h"
-#include "services/sim/Service.h"
+#include "services/ImageService.h"
+#include "services/RecordingVideo.h"
 
 namespace app {
 
@@ -29,14 +29,15 @@ public:
 
     // Takes a second of the camera's time. Throws Failure when the board's files name no camera, or when no
     // parameters come out of the style documents.
-    explicit Camera(const Setup& setup);
+    // service: the one in force; must outlive the camera.
+    Camera(const Setup& setup, services::ImageService& service);
     ~Camera();
     Camera(const Camera&) = delete;
     Camera& operator=(const Camera&) = delete;
 
     ISensorController& controller() { return controller_; }
-    sim::Service& service() { return sim::service(); }
-    const sim::Service& service() const { return sim::service(); }
+    services::ImageService& service() { return service_; }
+    const services::ImageService& service() const { return service_; }
     const UiFiles& uiFiles() const { return uiFiles_; }
     const Setup& setup() const { return setup_; }
 
@@ -59,6 +60,8 @@ public:
     // The current scheme's value of a key, or what the service holds; nothing when neither knows it. Unlike
     // getParameter it reports nothing and leaves no trace in the recording.
     std::optional<int> peek(int key);
+    // What the sensor says; day when it does not tell.
+    bool night() const;
     // Licence-plate camera: day and night choose between schemes 0 and 1 outside the windows.
     bool choosesByDayAndNight() const;
     Schedule schedule();
@@ -75,7 +78,8 @@ private:
 
     const Setup setup_;
     UiFiles uiFiles_;
-    sim::RecordingVideo video_;
+    services::ImageService& service_;
+    services::RecordingVideo video_;
     ISensorController controller_;
     bool up_ = false;
 };

@@ -3,6 +3,7 @@
 #include "SensorKeys.h"
 #include "app/KeyNames.h"
 #include "app/cli/Parsing.h"
+#include "services/CommandNames.h"
 
 namespace app {
 namespace {
@@ -32,40 +33,32 @@ std::string withUnit(const std::string& text, const std::string& unit)
     return unit.empty() ? text : text + " " + unit;
 }
 
-std::string itemText(const sim::ParameterState& state, int value)
+std::string itemText(const services::ParameterState& state, int value)
 {
-    const sim::Parameter* row = sim::findParameter(state.cmd);
-    const std::string label = row == nullptr ? "" : sim::choiceLabel(*row, value);
+    const std::string label = state.labelOf(value);
     return label.empty() ? std::to_string(value) : std::to_string(value) + " " + label;
 }
 
 }  // namespace
 
-std::optional<sim::ParameterState> parameterOfKey(const sim::Service& service, int key)
+std::optional<services::ParameterState> parameterOfKey(const services::ImageService& service, int key)
 {
     const KeyName* row = findKey(key);
     if (row == nullptr || row->onlyStored)
     {
         return std::nullopt;
     }
-    for (const sim::ParameterState& state : service.state())
-    {
-        if (state.cmd == row->command)
-        {
-            return state;
-        }
-    }
-    return std::nullopt;
+    return service.parameter(static_cast<ia_cmd_e>(row->command));
 }
 
-std::string allowedText(const sim::Service& service, int key)
+std::string allowedText(const services::ImageService& service, int key)
 {
-    const std::optional<sim::ParameterState> state = parameterOfKey(service, key);
+    const std::optional<services::ParameterState> state = parameterOfKey(service, key);
     if (!state)
     {
         return scheduleText(key);
     }
-    if (state->kind == sim::Kind::action)
+    if (state->kind == services::Kind::action)
     {
         return "1 does it";
     }
@@ -83,10 +76,10 @@ std::string allowedText(const sim::Service& service, int key)
     return text;
 }
 
-std::string allowedShort(const sim::Service& service, int key)
+std::string allowedShort(const services::ImageService& service, int key)
 {
-    const std::optional<sim::ParameterState> state = parameterOfKey(service, key);
-    if (!state || state->kind == sim::Kind::action || state->allowed.items.size() <= kShortList)
+    const std::optional<services::ParameterState> state = parameterOfKey(service, key);
+    if (!state || state->kind == services::Kind::action || state->allowed.items.size() <= kShortList)
     {
         return allowedText(service, key);
     }
@@ -94,10 +87,10 @@ std::string allowedShort(const sim::Service& service, int key)
            ", " + std::to_string(state->allowed.items.size()) + " values";
 }
 
-Json allowedJson(const sim::Service& service, int key)
+Json allowedJson(const services::ImageService& service, int key)
 {
     Json json = Json::object();
-    const std::optional<sim::ParameterState> state = parameterOfKey(service, key);
+    const std::optional<services::ParameterState> state = parameterOfKey(service, key);
     if (!state)
     {
         json["text"] = scheduleText(key);
@@ -112,58 +105,53 @@ Json allowedJson(const sim::Service& service, int key)
         return json;
     }
     json["choices"] = Json::array();
-    const sim::Parameter* row = sim::findParameter(state->cmd);
     for (int value : state->allowed.items)
     {
-        json["choices"].push_back({{"value", value}, {"label", row == nullptr ? "" : sim::choiceLabel(*row, value)}});
+        json["choices"].push_back({{"value", value}, {"label", state->labelOf(value)}});
     }
     return json;
 }
 
-std::string valueNote(const sim::Service& service, int key, int value)
+std::string valueNote(const services::ImageService& service, int key, int value)
 {
     if (key == KEY_SCHEME_ENABLE)
     {
         return value == 0 ? "Off" : "On";
     }
-    const std::optional<sim::ParameterState> state = parameterOfKey(service, key);
-    const sim::Parameter* row = state ? sim::findParameter(state->cmd) : nullptr;
-    if (row == nullptr)
+    const std::optional<services::ParameterState> state = parameterOfKey(service, key);
+    if (!state)
     {
         return "";
     }
-    return row->kind == sim::Kind::choice ? sim::choiceLabel(*row, value) : state->unit;
+    return state->kind == services::Kind::choice ? state->labelOf(value) : state->unit;
 }
 
-std::vector<Refusal> refusalsSince(const sim::Service& service, u32 callNumber)
+std::vector<Refusal> refusalsOf(const services::OwnRefusals& own)
 {
     std::vector<Refusal> refusals;
-    for (const sim::Call& call : service.calls())
+    for (const services::Call& call : own.list())
     {
-        if (call.number > callNumber && call.opt == IA_CMD_OPT_SET && call.status != sim::kDone)
-        {
-            const u32 key = sim::keyOfCommand(call.cmd);
-            refusals.push_back({static_cast<int>(key != 0 ? key : call.cmd), static_cast<int>(call.cmd),
-                                static_cast<int>(call.in[0]), call.status});
-        }
+        const u32 key = services::keyOfCommand(call.cmd);
+        refusals.push_back({static_cast<int>(key != 0 ? key : call.cmd), static_cast<int>(call.cmd),
+                            static_cast<int>(call.in[0]), call.status});
     }
     return refusals;
 }
 
-std::string reasonText(const sim::Service& service, int key, int value, int status)
+std::string reasonText(const services::ImageService& service, int key, int value, int status)
 {
     const std::string allowed = allowedText(service, key);
     switch (status)
     {
-    case sim::kUnknownCommand:
+    case services::kUnknownCommand:
         return "this camera has no such parameter";
-    case sim::kNotSupported:
+    case services::kNotSupported:
         return "it can only be read";
-    case sim::kOutOfRange:
+    case services::kOutOfRange:
         return std::to_string(value) + " is not allowed; allowed: " + allowed;
-    case sim::kLensBusy:
+    case services::kLensBusy:
         return "the lens is being reset; wait for it with 'lens wait'. Allowed: " + allowed;
-    case sim::kWrongMode:
+    case services::kWrongMode:
         return "steps need manual focus (KEY_AUTO_FOCUS_MODE 1) or manual exposure (KEY_EXPOSE_MODE 3)";
     default:
         return "the service answered " + std::to_string(status) + "; allowed: " + allowed;

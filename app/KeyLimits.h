@@ -5,26 +5,26 @@
 #include <vector>
 
 #include "app/cli/Answer.h"
-#include "services/sim/Service.h"
+#include "services/Journal.h"
 
 // What the fitted sensor module allows for a key, in words: for answers and explanations. The service alone
 // decides; nothing here does. Thread-safe.
 namespace app {
 
 // The service's row of a key; nothing for keys that are only stored and for numbers without one.
-std::optional<sim::ParameterState> parameterOfKey(const sim::Service& service, int key);
+std::optional<services::ParameterState> parameterOfKey(const services::ImageService& service, int key);
 
 // "0..100 %", "0 Off, 1 On", "0..23" for a schedule hour; empty when nothing is known.
-std::string allowedText(const sim::Service& service, int key);
+std::string allowedText(const services::ImageService& service, int key);
 
 // As above, of many choices only the first and the last.
-std::string allowedShort(const sim::Service& service, int key);
+std::string allowedShort(const services::ImageService& service, int key);
 
 // The same for programs: {"minimum":0,"maximum":100,…} or {"choices":[{"value":0,"label":"Off"},…]}.
-Json allowedJson(const sim::Service& service, int key);
+Json allowedJson(const services::ImageService& service, int key);
 
 // "Off" for a choice, "%" for a number with a unit, else empty.
-std::string valueNote(const sim::Service& service, int key, int value);
+std::string valueNote(const services::ImageService& service, int key, int value);
 
 // A call to set something that the service refused.
 struct Refusal
@@ -32,13 +32,13 @@ struct Refusal
     int key;  // the command's number when no key is sent as this command
     int command;
     int value;
-    int status;  // sim::Status
+    int status;  // services::Status, or the service's own
 };
 
-// The refused calls to set after the call with this number, oldest first.
-std::vector<Refusal> refusalsSince(const sim::Service& service, u32 callNumber);
+// What the thread that calls was refused, oldest first.
+std::vector<Refusal> refusalsOf(const services::OwnRefusals& own);
 
 // Why the service says no: "300 is not among 0..100 %", "the lens is being reset".
-std::string reasonText(const sim::Service& service, int key, int value, int status);
+std::string reasonText(const services::ImageService& service, int key, int value, int status);
 
 }  // namespace app

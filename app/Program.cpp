@@ -11,6 +11,7 @@
 #include "app/EndSignals.h"
 #include "app/Failure.h"
 #include "app/Models.h"
+#include "app/Service.h"
 #include "app/box/Bubblewrap.h"
 #include "app/box/LibraryOutput.h"
 #include "app/box/Provision.h"
@@ -46,7 +47,7 @@ int runCamera(const Options& options, const std::string& share, const std::strin
     const bool interactive = options.isShell && isInteractive(output.answerDescriptor(), options.json);
     int status = kExitOk;
     {
-        Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace});
+        Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace}, service());
         Session session(camera, output, signals, options.json, interactive);
         session.print(output.take());
         status = options.isShell ? runShell(session, stateFolder + "/history") : session.runAll(options.commands);

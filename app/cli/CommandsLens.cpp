@@ -21,12 +21,28 @@ std::string movement(bool moving)
     return moving ? "moving" : "at rest";
 }
 
-bool isMoving(const sim::LensState& lens)
+// What is moving now, as the execution status of the commands says.
+struct Movement
 {
-    return lens.zoomMoving || lens.focusMoving || lens.irisMoving || lens.resetting;
+    bool zoom;
+    bool focus;
+    bool iris;
+    bool resetting;
+
+    bool any() const { return zoom || focus || iris || resetting; }
+};
+
+Movement movementOf(services::ImageService& service)
+{
+    const auto isRunning = [&](ia_cmd_e command) {
+        int status = services::kIdle;
+        return service.call(command, IA_CMD_OPT_GET_EXEC_STATUS, &status) == services::kDone &&
+               status == services::kRunning;
+    };
+    return {isRunning(IA_CMD_MZ_POSITION), isRunning(IA_CMD_MF_POSITION), isRunning(IA_CMD_IRIS_POSITION),
+            isRunning(IA_CMD_LENS_RESET)};
 }
 
-// Positions come through the library, what moves from the service.
 Answer status(Session& session)
 {
     ISensorController& controller = session.camera().controller();
@@ -40,38 +56,42 @@ Answer status(Session& session)
     {
         return Answer::failure("the lens does not answer");
     }
-    const sim::LensState lens = session.camera().service().lens();
-    const std::string modeName = valueNote(session.camera().service(), KEY_AUTO_FOCUS_MODE, mode);
+    services::ImageService& service = session.camera().service();
+    const Movement moving = movementOf(service);
+    const auto iris = service.parameter(IA_CMD_IRIS_POSITION);
+    const auto irisSize = service.parameter(IA_CMD_IRIS_SIZE);
+    const std::string modeName = valueNote(service, KEY_AUTO_FOCUS_MODE, mode);
     Answer answer;
     TextTable table;
     const std::string magnification = ratio > 0 ? ratioText(ratio) : "beyond the optical range";
-    table.addRow({"zoom", std::to_string(zoom), magnification, movement(lens.zoomMoving)});
+    table.addRow({"zoom", std::to_string(zoom), magnification, movement(moving.zoom)});
     table.addRow(
-        {"focus", std::to_string(focus), "mode " + std::to_string(mode) + " " + modeName, movement(lens.focusMoving)});
-    table.addRow({"iris", std::to_string(lens.iris), "", movement(lens.irisMoving)});
+        {"focus", std::to_string(focus), "mode " + std::to_string(mode) + " " + modeName, movement(moving.focus)});
+    table.addRow({"iris", iris ? std::to_string(iris->value) : "", irisSize ? irisSize->labelOf(irisSize->value) : "",
+                  movement(moving.iris)});
     table.addRow({"sharpness", std::to_string(sharpness)});
-    answer.text = table.text() + (lens.resetting ? "the lens is being reset\n" : "");
+    answer.text = table.text() + (moving.resetting ? "the lens is being reset\n" : "");
     answer.data = {{"zoom", zoom},
                    {"ratio", ratio > 0 ? Json(ratio) : Json()},
                    {"focus", focus},
                    {"focusMode", mode},
-                   {"iris", lens.iris},
+                   {"iris", iris ? Json(iris->value) : Json()},
                    {"sharpness", sharpness},
-                   {"zoomMoving", lens.zoomMoving},
-                   {"focusMoving", lens.focusMoving},
-                   {"irisMoving", lens.irisMoving},
-                   {"resetting", lens.resetting}};
+                   {"zoomMoving", moving.zoom},
+                   {"focusMoving", moving.focus},
+                   {"irisMoving", moving.iris},
+                   {"resetting", moving.resetting}};
     return answer;
 }
 
 // After a command that returned accepted: where the lens is, or why it refused.
-Answer outcome(Session& session, bool accepted, u32 callsBefore)
+Answer outcome(Session& session, bool accepted, const services::OwnRefusals& own)
 {
     if (accepted)
     {
         return status(session);
     }
-    const std::vector<Refusal> refusals = refusalsSince(session.camera().service(), callsBefore);
+    const std::vector<Refusal> refusals = refusalsOf(own);
     if (refusals.empty())
     {
         return Answer::failure("the lens refused");
@@ -84,7 +104,7 @@ Answer outcome(Session& session, bool accepted, u32 callsBefore)
 // Waits until nothing moves.
 Answer waitForRest(Session& session)
 {
-    while (isMoving(session.camera().service().lens()))
+    while (movementOf(session.camera().service()).any())
     {
         if (!session.pause(kLook))
         {
@@ -107,24 +127,24 @@ bool oneShot(ISensorController& controller, int key)
 Answer zoomCommand(Session& session, const std::string& what)
 {
     ISensorController& controller = session.camera().controller();
-    const u32 before = session.camera().service().callCount();
+    const services::OwnRefusals own;
     if (what == "in" || what == "out")
     {
-        return outcome(session, what == "in" ? controller.zoomIn() : controller.zoomOut(), before);
+        return outcome(session, what == "in" ? controller.zoomIn() : controller.zoomOut(), own);
     }
     const std::optional<int> position = parseInt(what);
-    return position ? outcome(session, controller.setZoomValue(*position), before) : wrongUsage("lens");
+    return position ? outcome(session, controller.setZoomValue(*position), own) : wrongUsage("lens");
 }
 
 Answer focusCommand(Session& session, const Words& arguments)
 {
     ISensorController& controller = session.camera().controller();
-    const u32 before = session.camera().service().callCount();
+    const services::OwnRefusals own;
     const std::string& what = arguments[1];
     if (what == "mode")
     {
         const std::optional<int> mode = arguments.size() == 3 ? parseInt(arguments[2]) : std::nullopt;
-        return mode ? outcome(session, controller.setFocusMode(*mode), before) : wrongUsage("lens");
+        return mode ? outcome(session, controller.setFocusMode(*mode), own) : wrongUsage("lens");
     }
     if (arguments.size() != 2)
     {
@@ -132,14 +152,14 @@ Answer focusCommand(Session& session, const Words& arguments)
     }
     if (what == "far" || what == "near")
     {
-        return outcome(session, what == "far" ? controller.focusFar() : controller.focusNear(), before);
+        return outcome(session, what == "far" ? controller.focusFar() : controller.focusNear(), own);
     }
     if (what == "once")
     {
-        return outcome(session, oneShot(controller, KEY_AUTO_FOCUS_ONCE), before);
+        return outcome(session, oneShot(controller, KEY_AUTO_FOCUS_ONCE), own);
     }
     const std::optional<int> position = parseInt(what);
-    return position ? outcome(session, controller.setFocusValue(*position), before) : wrongUsage("lens");
+    return position ? outcome(session, controller.setFocusValue(*position), own) : wrongUsage("lens");
 }
 
 }  // namespace
@@ -152,7 +172,7 @@ Answer runLens(Session& session, const Words& typed)
         arguments.push_back(toLower(word));
     }
     ISensorController& controller = session.camera().controller();
-    const u32 before = session.camera().service().callCount();
+    const services::OwnRefusals own;
     const std::string what = arguments.empty() ? "" : arguments[0];
     if (arguments.empty() || (arguments.size() == 1 && what == "status"))
     {
@@ -164,7 +184,7 @@ Answer runLens(Session& session, const Words& typed)
     }
     if (arguments.size() == 1 && what == "reset")
     {
-        return outcome(session, oneShot(controller, KEY_LENS_RESET), before);
+        return outcome(session, oneShot(controller, KEY_LENS_RESET), own);
     }
     if (arguments.size() == 2 && what == "zoom")
     {
@@ -176,7 +196,7 @@ Answer runLens(Session& session, const Words& typed)
     }
     if (arguments.size() == 2 && what == "iris" && (arguments[1] == "up" || arguments[1] == "down"))
     {
-        return outcome(session, arguments[1] == "up" ? controller.irisUp() : controller.irisDown(), before);
+        return outcome(session, arguments[1] == "up" ? controller.irisUp() : controller.irisDown(), own);
     }
     return wrongUsage("lens");
 }

@@ -30,13 +30,13 @@ struct Scene
     int scheme;
     int mode;
     bool night;
-    double lux;
+    double lux;  // 0 where nothing measures it
 };
 
 Scene look(Camera& camera)
 {
-    return {camera.minutesOfDay(), camera.currentScheme(), camera.mode(), camera.service().night(),
-            camera.service().light()};
+    return {camera.minutesOfDay(), camera.currentScheme(), camera.mode(), camera.night(),
+            camera.service().light().value_or(0)};
 }
 
 Json sceneJson(const Scene& scene)
@@ -121,7 +121,7 @@ Answer runStatus(Session& session, const Words& arguments)
     table.addRow(
         {"scheme", schemeName(scene.scheme, camera.schemeCount()) + ", mode " + (scene.mode != 0 ? "auto" : "manual")});
     table.addRow({"scene", luxText(scene.lux) + (scene.night ? ", night" : ", day") + ", lamps " +
-                               std::to_string(camera.service().infraredStrength()) + " %"});
+                               std::to_string(camera.service().lamps().value_or(0)) + " %"});
     Answer answer;
     answer.text = table.text();
     answer.data = {
@@ -129,21 +129,26 @@ Answer runStatus(Session& session, const Words& arguments)
     answer.data.update(sceneJson(scene));
     answer.data["defaultScheme"] = camera.schemeCount();
     answer.data["speed"] = camera.setup().speed;
-    answer.data["lamps"] = camera.service().infraredStrength();
+    answer.data["lamps"] = camera.service().lamps().value_or(0);
     return answer;
 }
 
 Answer runLight(Session& session, const Words& arguments)
 {
-    sim::Service& service = session.camera().service();
+    Camera& camera = session.camera();
     if (arguments.size() > 1)
     {
         return wrongUsage("light");
     }
+    services::World* const world = camera.service().world();
+    if (!arguments.empty() && world == nullptr)
+    {
+        return Answer::failure("the light on this camera is what it is; it cannot be set");
+    }
     std::string how;
     if (!arguments.empty() && toLower(arguments[0]) == "sun")
     {
-        service.setDaylight();
+        world->setDaylight();
         how = ", following the sun";
     }
     else if (!arguments.empty())
@@ -153,11 +158,12 @@ Answer runLight(Session& session, const Words& arguments)
         {
             return Answer::failure(arguments[0] + " is no light level in lux, from 0 on, and not 'sun'");
         }
-        service.setLight(*lux);
+        world->setLight(*lux);
     }
+    const double lux = camera.service().light().value_or(0);
     Answer answer;
-    answer.text = luxText(service.light()) + (service.night() ? ", night" : ", day") + how + "\n";
-    answer.data = {{"lux", service.light()}, {"night", service.night()}};
+    answer.text = luxText(lux) + (camera.night() ? ", night" : ", day") + how + "\n";
+    answer.data = {{"lux", lux}, {"night", camera.night()}};
     return answer;
 }
 

@@ -201,9 +201,9 @@ Answer applyPairs(Session& session, const std::string& pairText)
                                std::to_string(most) + "; nothing was applied");
     }
     const Changes changes = changesOf(session, *pairs);
-    const u32 callsBefore = session.camera().service().callCount();
+    const services::OwnRefusals own;
     const int result = session.camera().controller().setParameters(pairText, true);
-    const std::vector<Refusal> refusals = refusalsSince(session.camera().service(), callsBefore);
+    const std::vector<Refusal> refusals = refusalsOf(own);
     // The result of a refusal is minus the key, so for key 0 that of a success.
     const bool sentZero =
         std::any_of(changes.begin(), changes.end(), [](const Change& change) { return change.key == 0; });

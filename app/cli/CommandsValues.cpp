@@ -13,7 +13,7 @@ bool matches(const KeyName& row, const std::string& wanted)
 
 std::string valueLine(Session& session, int key, int value)
 {
-    const std::optional<sim::ParameterState> state = parameterOfKey(session.camera().service(), key);
+    const std::optional<services::ParameterState> state = parameterOfKey(session.camera().service(), key);
     const bool isChoice =
         (state && !state->allowed.items.empty()) || (findKey(key) != nullptr && findKey(key)->onlyStored);
     const std::string label = isChoice ? valueNote(session.camera().service(), key, value) : "";
@@ -141,7 +141,7 @@ Answer runRestore(Session& session, const Words& arguments)
     {
         return Answer::failure(error);
     }
-    const u32 before = session.camera().service().callCount();
+    const services::OwnRefusals own;
     const int result = session.camera().controller().restore(*key);
     if (result == -1)
     {
@@ -150,7 +150,7 @@ Answer runRestore(Session& session, const Words& arguments)
     const int value = session.camera().peek(*key).value_or(0);
     if (result != 0)
     {
-        const std::vector<Refusal> refusals = refusalsSince(session.camera().service(), before);
+        const std::vector<Refusal> refusals = refusalsOf(own);
         const int status = refusals.empty() ? result : refusals.back().status;
         return Answer::failure(keyTitle(*key) +
                                " refused: " + reasonText(session.camera().service(), *key, value, status));

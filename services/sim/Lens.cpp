@@ -1,6 +1,6 @@
 #include "services/sim/Lens.h"
 
-#include "services/sim/Status.h"
+#include "services/Status.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "ia_ioctrl.h"
+#include "services/CommandNames.h"
+#include "services/ImageService.h"
 
 #include <cstddef>
 #include <vector>
@@ -9,14 +11,7 @@
 // a parameter's name, unit, range, default and allowed values. Rows are constant; everything here is Reentrant.
 namespace sim {
 
-enum class Kind : unsigned char
-{
-    range,    // every value from minimum to maximum that is a whole number of steps above minimum
-    choice,   // one of the listed values
-    action,   // 1 does it, 0 does nothing; reads as 0
-    reading,  // may only be read
-    record,   // data is a record or a text, not one word
-};
+using namespace services;
 
 struct Choice
 {
@@ -132,18 +127,6 @@ const SensorModule* findModule(int id);
 const ModuleValues* ownValues(const SensorModule& module, u32 cmd);
 
 // What one module allows for one command.
-struct AllowedValues
-{
-    int minimum;
-    int maximum;
-    int step;
-    int defaultValue;
-    std::vector<int> items;  // ascending; empty when every step from minimum to maximum is allowed
-
-    bool contains(int value) const;
-    int nearest(int value) const;  // the allowed value next to it, the lower one of two equally near
-};
-
 AllowedValues allowedValues(const Parameter& parameter, const SensorModule& module);
 
 // The commands whose allowed values depend on the module, in the module's order. The library looks up the
@@ -159,12 +142,5 @@ double nearLimitMetres(int value);
 
 // The label of a choice value; "" when the row has none for it.
 const char* choiceLabel(const Parameter& parameter, int value);
-
-// For printing: "IA_CMD_BRIGHTNESS", "IA_CMD_OPT_SET"; "unknown" for numbers without a name.
-const char* commandName(u32 cmd);
-const char* optionName(int opt);
-
-// The number of the key that the key-command map sends as this command; 0 when there is none.
-u32 keyOfCommand(u32 cmd);
 
 }  // namespace sim

@@ -33,47 +33,6 @@ bool supports(const Parameter& parameter, int opt)
     return opt >= IA_CMD_OPT_SET && opt <= IA_CMD_OPT_GET_EXEC_STATUS && (parameter.options & (1u << opt)) != 0;
 }
 
-// How many words of the caller's data the recorder may keep. What will be refused is taken for a single word.
-int recordedWords(u32 cmd, int opt, const void* data)
-{
-    if (data == nullptr)
-    {
-        return 0;
-    }
-    const Parameter* parameter = findParameter(cmd);
-    if (parameter == nullptr || !supports(*parameter, opt))
-    {
-        return 1;
-    }
-    switch (opt)
-    {
-    case IA_CMD_OPT_SET:
-        return parameter->kind == Kind::record ? Call::kWordsMax
-               : isTime(cmd)                   ? int(std::size(kTimes))
-               : isThreshold(cmd)              ? int(std::size(kThresholds))
-                                               : 1;
-    case IA_CMD_OPT_GET:
-        return cmd == IA_CMD_CAMERA_VERSION ? 0 : parameter->kind == Kind::record ? Call::kWordsMax : 1;
-    case IA_CMD_OPT_GET_PARAM_RNAGE:
-        return Call::kWordsMax;
-    default:
-        return 1;
-    }
-}
-
-// A get's storage may hold anything before the call, so it is not looked at.
-bool readsData(u32 cmd, int opt)
-{
-    return opt == IA_CMD_OPT_SET || opt == IA_CMD_OPT_CORRECT_PARAM ||
-           (cmd == IA_CMD_SENSOR_CHECK && opt == IA_CMD_OPT_GET);
-}
-
-// Whether a call that ended like this has written the caller's data, or the data held something before.
-bool dataIsKnown(u32 cmd, int opt, int status)
-{
-    return status == kDone || readsData(cmd, opt);
-}
-
 }  // namespace
 
 Service::Service() : module_(findModule(kFirstModule)), dayNight_(values_), lens_(values_)
@@ -83,32 +42,9 @@ Service::Service() : module_(findModule(kFirstModule)), dayNight_(values_), lens
 
 int Service::call(ia_cmd_e cmd, int opt, void* data)
 {
-    std::shared_ptr<const Hook> hook;
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        hook = hook_;
-    }
-    if (hook)
-    {
-        (*hook)(cmd, opt, data);
-    }
-
     const std::lock_guard<std::mutex> lock(mutex_);
     catchUp();
-    Call entry{0, now_, cmd, opt, recordedWords(cmd, opt, data), {}, {}, kDone};
-    const std::size_t bytes = sizeof(u32) * static_cast<std::size_t>(entry.words);
-    if (bytes != 0 && readsData(cmd, opt))
-    {
-        std::memcpy(entry.in.data(), data, bytes);
-    }
-    const std::optional<int> failure = failures_.judge(cmd, opt);
-    entry.status = failure ? *failure : perform(cmd, opt, data);
-    if (bytes != 0 && dataIsKnown(cmd, opt, failure ? kUnknownCommand : entry.status))
-    {
-        std::memcpy(entry.out.data(), data, bytes);
-    }
-    recorder_.add(entry);
-    return entry.status;
+    return perform(cmd, opt, data);
 }
 
 int Service::perform(ia_cmd_e cmd, int opt, void* data)

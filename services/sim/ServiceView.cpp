@@ -4,7 +4,7 @@
 #include <cmath>
 #include <utility>
 
-// The service's other side: power, scene, what a page shows, recording and failures.
+// The service's other side: power, scene, what a page shows.
 namespace sim {
 namespace {
 
@@ -44,7 +44,7 @@ void Service::powerOn()
     now_ = clock_->monotonic();
     wallAtZero_ = wallAtZero(now_, secondsOfDay(*clock_));
     values_.clear();
-    for (const Parameter& parameter : parameters())
+    for (const Parameter& parameter : sim::parameters())
     {
         if (parameter.kind == Kind::range || parameter.kind == Kind::choice)
         {
@@ -124,7 +124,7 @@ void Service::setDaylight()
     catchUp();
 }
 
-double Service::light() const
+std::optional<double> Service::light() const
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     catchUp();
@@ -151,16 +151,16 @@ Infrared Service::infrared() const
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     catchUp();
-    return lamps();
+    return lampsNow();
 }
 
-int Service::infraredStrength() const
+std::optional<int> Service::lamps() const
 {
     const Infrared now = infrared();
     return std::max({now.near, now.medium, now.far});
 }
 
-Infrared Service::lamps() const
+Infrared Service::lampsNow() const
 {
     if (!dayNight_.night() || values_.get(IA_CMD_IR_SWITCH) == 0)
     {
@@ -210,72 +210,42 @@ bool Service::value(ia_cmd_e cmd, int& value) const
     return true;
 }
 
-std::vector<ParameterState> Service::state() const
+ParameterState Service::stateOf(const Parameter& parameter) const
+{
+    ParameterState state{parameter.cmd,  parameter.name, parameter.unit, parameter.kind, allowedNow(parameter), {},
+                         word(parameter)};
+    for (int i = 0; i < parameter.choiceCount; ++i)
+    {
+        state.labels[parameter.choices[i].value] = parameter.choices[i].label;
+    }
+    return state;
+}
+
+std::vector<ParameterState> Service::parameters() const
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     catchUp();
     std::vector<ParameterState> rows;
-    for (const Parameter& parameter : parameters())
+    for (const Parameter& parameter : sim::parameters())
     {
         if (parameter.kind != Kind::record)
         {
-            const int value = word(parameter);
-            rows.push_back({parameter.cmd, keyOfCommand(parameter.cmd), parameter.name, parameter.unit, parameter.kind,
-                            allowedNow(parameter), value, choiceLabel(parameter, value)});
+            rows.push_back(stateOf(parameter));
         }
     }
     return rows;
 }
 
-// ---- recording and failures --------------------------------------------------------------------------------
-
-std::vector<Call> Service::calls() const
+std::optional<ParameterState> Service::parameter(ia_cmd_e cmd) const
 {
+    const Parameter* const row = findParameter(cmd);
+    if (row == nullptr || row->kind == Kind::record)
+    {
+        return std::nullopt;
+    }
     const std::lock_guard<std::mutex> lock(mutex_);
-    return recorder_.calls();
-}
-
-u32 Service::callCount() const
-{
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return recorder_.total();
-}
-
-void Service::clearCalls()
-{
-    const std::lock_guard<std::mutex> lock(mutex_);
-    recorder_.clear();
-}
-
-void Service::setRecordingCapacity(std::size_t calls)
-{
-    const std::lock_guard<std::mutex> lock(mutex_);
-    recorder_.setCapacity(calls);
-}
-
-int Service::addFailure(const FailureRule& rule)
-{
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return failures_.add(rule);
-}
-
-bool Service::removeFailure(int id)
-{
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return failures_.remove(id);
-}
-
-void Service::clearFailures()
-{
-    const std::lock_guard<std::mutex> lock(mutex_);
-    failures_.clear();
-}
-
-void Service::setBeforeCall(Hook hook)
-{
-    auto shared = hook ? std::make_shared<const Hook>(std::move(hook)) : nullptr;
-    const std::lock_guard<std::mutex> lock(mutex_);
-    hook_.swap(shared);
+    catchUp();
+    return stateOf(*row);
 }
 
 }  // namespace sim

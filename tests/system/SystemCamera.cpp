@@ -1,4 +1,5 @@
 #include "tests/system/SystemCamera.h"
+#include "tests/support/Simulator.h"
 
 #include <chrono>
 #include <cstdio>
@@ -44,9 +45,9 @@ void SystemCamera::SetUp()
 void SystemCamera::TearDown()
 {
     stop();
-    sim::service().clearFailures();
-    sim::service().setBeforeCall(nullptr);
-    sim::service().setModule(sim::Service::kFirstModule);
+    support::failures().clear();
+    support::failures().setBeforeCall(nullptr);
+    support::simulator().setModule(sim::Service::kFirstModule);
     host::setClock(nullptr);
     PrivateTreeTest::TearDown();
 }
@@ -66,8 +67,8 @@ void SystemCamera::install(const Model& model)
 void SystemCamera::start()
 {
     const ModuleConfigure module = installedModule();
-    ASSERT_TRUE(sim::service().setModule(module.getModuleId()));
-    sim::service().clearCalls();
+    ASSERT_TRUE(support::simulator().setModule(module.getModuleId()));
+    support::journal().clearCalls();
     video_.clear();
     controller_ = std::make_unique<ISensorController>();
     controller_->setVideoStreamModule(&video_);
@@ -128,14 +129,14 @@ int SystemCamera::value(int key)
 int SystemCamera::applied(u32 cmd)
 {
     int word = -99;
-    EXPECT_TRUE(sim::service().value(static_cast<ia_cmd_e>(cmd), word)) << cmd;
+    EXPECT_TRUE(support::simulator().value(static_cast<ia_cmd_e>(cmd), word)) << cmd;
     return word;
 }
 
 std::vector<int> SystemCamera::sent(u32 cmd)
 {
     std::vector<int> words;
-    for (const sim::Call& call : sim::service().calls())
+    for (const services::Call& call : support::journal().calls())
     {
         if (call.cmd == cmd && call.opt == IA_CMD_OPT_SET)
         {
@@ -148,11 +149,11 @@ std::vector<int> SystemCamera::sent(u32 cmd)
 std::vector<std::string> SystemCamera::refused()
 {
     std::vector<std::string> texts;
-    for (const sim::Call& call : sim::service().calls())
+    for (const services::Call& call : support::journal().calls())
     {
         if (call.status != 0)
         {
-            texts.push_back(std::string(sim::commandName(call.cmd)) + " " + std::to_string(call.status));
+            texts.push_back(std::string(services::commandName(call.cmd)) + " " + std::to_string(call.status));
         }
     }
     return texts;

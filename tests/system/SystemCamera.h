@@ -11,7 +11,7 @@
 #include "HostClock.h"
 #include "HostPlatform.h"
 #include "sensordll.h"
-#include "services/sim/RecordingVideo.h"
+#include "services/RecordingVideo.h"
 #include "services/sim/Service.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/PrivateTree.h"
@@ -75,7 +75,7 @@ protected:
     int minutesOfDay();
 
     Model model_ = kFixed;
-    sim::RecordingVideo video_;
+    services::RecordingVideo video_;
     std::shared_ptr<host::ManualClock> clock_;
     std::unique_ptr<ISensorController> controller_;
 };

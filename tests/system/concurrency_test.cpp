@@ -1,3 +1,4 @@
+#include "tests/support/Simulator.h"
 #include "tests/system/SystemCamera.h"
 
 #include <atomic>
@@ -27,7 +28,7 @@ protected:
             c().setParameter(KEY_BRIGHTNESS, 40 + i, true);
             c().setParamMode(1);
         }
-        sim::service().setDaylight();
+        support::simulator().setDaylight();
         running_ = true;
         pusher_ = std::thread([this] {
             while (running_)

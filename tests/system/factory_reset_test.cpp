@@ -1,3 +1,4 @@
+#include "tests/support/Simulator.h"
 #include "tests/system/SystemCamera.h"
 
 #include <cstdlib>
@@ -143,7 +144,7 @@ TEST_P(FactoryResetSystem, SwitchesToTheDefaultSchemeOnTheWay)
     // The thread's own switches follow when the reset is over; this thread's are looked at.
     c().setParamMode(0);
     c().setParameter(KEY_BRIGHTNESS, 61, true);
-    sim::service().clearCalls();
+    support::journal().clearCalls();
     reset();
     const std::vector<int> words = sent(IA_CMD_BRIGHTNESS);
     ASSERT_FALSE(words.empty());

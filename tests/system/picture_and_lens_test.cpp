@@ -1,3 +1,4 @@
+#include "tests/support/Simulator.h"
 #include "tests/system/SystemCamera.h"
 
 using namespace support;
@@ -23,7 +24,7 @@ protected:
         {
             pass(1s);
         }
-        ASSERT_FALSE(sim::service().lens().resetting);
+        ASSERT_FALSE(support::simulator().lens().resetting);
     }
 };
 
@@ -47,10 +48,10 @@ TEST_F(PictureAndLens, MovementIsReportedByExecutionStatus)
     EXPECT_TRUE(c().setZoomValue(31424));
     int status = -1;
     EXPECT_TRUE(c().getCmdExecStatus(IA_CMD_MZ_POSITION, status));
-    EXPECT_EQ(sim::kRunning, status);
+    EXPECT_EQ(services::kRunning, status);
     settle();
     EXPECT_TRUE(c().getCmdExecStatus(IA_CMD_MZ_POSITION, status));
-    EXPECT_EQ(sim::kIdle, status);
+    EXPECT_EQ(services::kIdle, status);
     EXPECT_FALSE(c().getCmdExecStatus(77777, status));
 }
 
@@ -59,15 +60,15 @@ TEST_F(PictureAndLens, FocusStepsSwitchToManualFocusFirst)
     settle();
     int mode = -1;
     ASSERT_TRUE(c().setFocusMode(0));
-    const int before = sim::service().lens().focus;
+    const int before = support::simulator().lens().focus;
     EXPECT_TRUE(c().focusNear());
     EXPECT_TRUE(c().getFocusMode(mode));
     EXPECT_EQ(1, mode);
     settle();
-    EXPECT_GT(sim::service().lens().focus, before);
+    EXPECT_GT(support::simulator().lens().focus, before);
     EXPECT_TRUE(c().focusFar());
     settle();
-    EXPECT_EQ(before, sim::service().lens().focus);
+    EXPECT_EQ(before, support::simulator().lens().focus);
     // The stored mode is untouched: these controls bypass the schemes.
     EXPECT_EQ(0, value(KEY_AUTO_FOCUS_MODE));
 }
@@ -75,14 +76,14 @@ TEST_F(PictureAndLens, FocusStepsSwitchToManualFocusFirst)
 TEST_F(PictureAndLens, IrisStepsSwitchToManualExposureFirst)
 {
     settle();
-    const int before = sim::service().lens().iris;
+    const int before = support::simulator().lens().iris;
     EXPECT_TRUE(c().irisDown());
     settle();
-    EXPECT_LT(sim::service().lens().iris, before);
+    EXPECT_LT(support::simulator().lens().iris, before);
     EXPECT_EQ(3, applied(IA_CMD_EXPOSE_MODE));
     EXPECT_TRUE(c().irisUp());
     settle();
-    EXPECT_EQ(before, sim::service().lens().iris);
+    EXPECT_EQ(before, support::simulator().lens().iris);
 }
 
 TEST_F(PictureAndLens, ModesComeBackFromTheScheme)
@@ -171,10 +172,10 @@ TEST_F(PictureAndLens, ValueThatTheSensorDoesNotAllowIsCorrectedBeforeItIsShown)
 
 TEST_F(PictureAndLens, FailingServiceStopsTheListThere)
 {
-    sim::FailureRule rule;
+    services::FailureRule rule;
     rule.cmd = IA_CMD_CONTRAST;
     rule.status = -9;
-    sim::service().addFailure(rule);
+    support::failures().add(rule);
     EXPECT_EQ(-2353, c().setParameters("(34,61)(2353,62)(2337,63)", true));
     EXPECT_EQ(61, value(KEY_BRIGHTNESS));
     EXPECT_EQ(50, value(KEY_CONTRAST));
@@ -209,7 +210,7 @@ TEST_F(PictureAndLens, LiveValuesCanBeRead)
 {
     unsigned statistic = 0;
     EXPECT_TRUE(c().getAFStatistic(statistic));
-    EXPECT_EQ(static_cast<unsigned>(sim::service().lens().contrast), statistic);
+    EXPECT_EQ(static_cast<unsigned>(support::simulator().lens().contrast), statistic);
     int mode = -1;
     EXPECT_TRUE(c().getDNMode(mode));
     EXPECT_EQ(0, mode);
@@ -217,7 +218,7 @@ TEST_F(PictureAndLens, LiveValuesCanBeRead)
     EXPECT_EQ(1, applied(IA_CMD_PTZ_RUN_STATE));
     int focus = -1;
     EXPECT_TRUE(c().getFocusValue(focus));
-    EXPECT_EQ(sim::service().lens().focus, focus);
+    EXPECT_EQ(support::simulator().lens().focus, focus);
 }
 
 }  // namespace

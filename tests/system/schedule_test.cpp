@@ -1,3 +1,4 @@
+#include "tests/support/Simulator.h"
 #include "tests/system/SystemCamera.h"
 
 using namespace support;
@@ -113,15 +114,15 @@ TEST_F(Schedule, EachSchemeBringsItsOwnValuesAndSendsOnlyThose)
     c().setParamMode(1);
     turnAt(17, 59);
     EXPECT_EQ(50, applied(IA_CMD_BRIGHTNESS));
-    sim::service().clearCalls();
+    support::journal().clearCalls();
     turnAt(18, 0);
     EXPECT_EQ(70, applied(IA_CMD_BRIGHTNESS));
     EXPECT_EQ(71, applied(IA_CMD_CONTRAST));
-    EXPECT_EQ(2U, sim::service().calls().size());
-    sim::service().clearCalls();
+    EXPECT_EQ(2U, support::journal().calls().size());
+    support::journal().clearCalls();
     turnAt(20, 0);
     EXPECT_EQ(50, applied(IA_CMD_BRIGHTNESS));
-    EXPECT_EQ(2U, sim::service().calls().size());
+    EXPECT_EQ(2U, support::journal().calls().size());
 }
 
 TEST_F(Schedule, ManualModeHoldsThroughTheDay)
@@ -183,7 +184,7 @@ protected:
         Schedule::SetUp();
         install(kPlate);
         start();
-        sim::service().setDaylight();
+        support::simulator().setDaylight();
     }
 };
 
@@ -201,7 +202,7 @@ TEST_F(PlateDay, NightAndDayChooseTheScheme)
     {
         pass(60s);
         const int now = scheme();
-        ASSERT_EQ(sim::service().night() ? 1 : 0, now) << minutesOfDay();
+        ASSERT_EQ(support::simulator().night() ? 1 : 0, now) << minutesOfDay();
         if (now != last)
         {
             ++switches;
@@ -219,19 +220,19 @@ TEST_F(PlateDay, NightAndDayChooseTheScheme)
 TEST_F(PlateDay, EachChangeSendsTheWholeSchemeWithTheModeForcedToByLight)
 {
     const size_t parameters = allValues().size();
-    sim::service().setLight(1);
+    support::simulator().setLight(1);
     pass(120s);
     pass(1s);
     ASSERT_EQ(1, scheme());
-    sim::service().clearCalls();
-    sim::service().setLight(1000);
+    support::journal().clearCalls();
+    support::simulator().setLight(1000);
     pass(120s);
     pass(1s);
     ASSERT_EQ(0, scheme());
     EXPECT_EQ((std::vector<int>{0}), sent(IA_CMD_DN_MODE));
     EXPECT_EQ(1U, sent(IA_CMD_BRIGHTNESS).size());
     size_t sets = 0;
-    for (const sim::Call& call : sim::service().calls())
+    for (const services::Call& call : support::journal().calls())
     {
         sets += call.opt == IA_CMD_OPT_SET ? 1 : 0;
     }
@@ -242,19 +243,19 @@ TEST_F(PlateDay, EachChangeSendsTheWholeSchemeWithTheModeForcedToByLight)
 TEST_F(PlateDay, LightBetweenTheThresholdsChangesNothing)
 {
     const int between = (value(KEY_DTN_THR) + value(KEY_NTD_THR)) / 2;
-    sim::service().setLight(1000);
+    support::simulator().setLight(1000);
     pass(120s);
     pass(1s);
     ASSERT_EQ(0, scheme());
-    sim::service().setLight(between);
+    support::simulator().setLight(between);
     pass(600s);
     pass(1s);
     EXPECT_EQ(0, scheme());
-    sim::service().setLight(0);
+    support::simulator().setLight(0);
     pass(600s);
     pass(1s);
     ASSERT_EQ(1, scheme());
-    sim::service().setLight(between);
+    support::simulator().setLight(between);
     pass(600s);
     pass(1s);
     EXPECT_EQ(1, scheme());
@@ -263,18 +264,18 @@ TEST_F(PlateDay, LightBetweenTheThresholdsChangesNothing)
 TEST_F(PlateDay, WindowHasPrecedenceOverDayAndNight)
 {
     saveWindow(2, 20, 0, 21, 0);
-    sim::service().setLight(0);
+    support::simulator().setLight(0);
     pass(600s);
     turnAt(19, 59);
     EXPECT_EQ(1, scheme());
-    sim::service().clearCalls();
+    support::journal().clearCalls();
     turnAt(20, 0);
     EXPECT_EQ(2, scheme());
     // Everything, the mode as the scheme stores it.
     EXPECT_EQ((std::vector<int>{value(KEY_DN_MODE)}), sent(IA_CMD_DN_MODE));
     EXPECT_EQ(1U, sent(IA_CMD_BRIGHTNESS).size());
     turnAt(21, 0);
-    EXPECT_EQ(sim::service().night() ? 1 : 0, scheme());
+    EXPECT_EQ(support::simulator().night() ? 1 : 0, scheme());
 }
 
 TEST_F(PlateDay, StoredModeOfASchemeIsNotChangedBySwitching)
@@ -283,10 +284,10 @@ TEST_F(PlateDay, StoredModeOfASchemeIsNotChangedBySwitching)
     c().setParamScheme(0);
     ASSERT_EQ(0, c().setParameter(KEY_DN_MODE, 1, true));
     c().setParamMode(1);
-    sim::service().setLight(0);
+    support::simulator().setLight(0);
     pass(600s);
     pass(1s);
-    sim::service().setLight(1000);
+    support::simulator().setLight(1000);
     pass(600s);
     pass(1s);
     c().setParamMode(0);

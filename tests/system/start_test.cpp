@@ -1,3 +1,4 @@
+#include "tests/support/Simulator.h"
 #include "tests/system/SystemCamera.h"
 
 using namespace support;
@@ -52,12 +53,12 @@ TEST_P(EveryCamera, ServiceHoldsWhatTheCurrentSchemeSays)
     // One-shot actions and the frame rate are left to the user; the licence-plate camera's mode is forced.
     const std::map<int, int> values = allValues();
     int compared = 0;
-    for (const sim::ParameterState& state : sim::service().state())
+    for (const services::ParameterState& state : support::simulator().parameters())
     {
-        const auto stored = values.find(static_cast<int>(state.key));
-        if (state.key == 0 || stored == values.end() || state.kind == sim::Kind::action ||
-            state.key == KEY_SENSOR_FPS || state.key == KEY_CAP_OFF_ADJ_DIRECTION ||
-            (isPlate() && state.key == KEY_DN_MODE))
+        const u32 stateKey = services::keyOfCommand(state.cmd);
+        const auto stored = values.find(static_cast<int>(stateKey));
+        if (stateKey == 0 || stored == values.end() || state.kind == sim::Kind::action || stateKey == KEY_SENSOR_FPS ||
+            stateKey == KEY_CAP_OFF_ADJ_DIRECTION || (isPlate() && stateKey == KEY_DN_MODE))
         {
             continue;
         }
@@ -179,7 +180,7 @@ TEST_P(EveryCamera, OneShotActionsDoNotRunAtStartOrSwitch)
     for (const u32 cmd : {IA_CMD_AUTO_FOCUS_ONCE, IA_CMD_LENS_RESET, IA_CMD_ZOOM_IN, IA_CMD_ZOOM_OUT, IA_CMD_FOCUS_NEAR,
                           IA_CMD_FOCUS_FAR, IA_CMD_IRIS_UP, IA_CMD_IRIS_DOWN, IA_CMD_SENSOR_FPS})
     {
-        EXPECT_TRUE(sent(cmd).empty()) << sim::commandName(cmd);
+        EXPECT_TRUE(sent(cmd).empty()) << services::commandName(cmd);
     }
     EXPECT_EQ(std::vector<std::string>(), refused());
 }
@@ -190,12 +191,12 @@ TEST_P(EveryCamera, EveryParameterTakesItsLimitsAndRefusesWhatLiesBeyond)
     c().setParamMode(0);
     const std::map<int, int> values = allValues();
     CapturedOutput quiet;
-    for (const sim::ParameterState& state : sim::service().state())
+    for (const services::ParameterState& state : support::simulator().parameters())
     {
-        const int key = static_cast<int>(state.key);
+        const int key = static_cast<int>(services::keyOfCommand(state.cmd));
         // What moves takes time, and what depends on others is looked at elsewhere.
         if (values.count(key) == 0 || state.kind == sim::Kind::action || sim::Lens::moves(state.cmd) ||
-            state.key == KEY_WDR_MODE || (state.key >= KEY_CAP_OFF_ADJ_DIRECTION && state.key <= KEY_CAP_OFF_ADJ_V_CUR))
+            key == int{KEY_WDR_MODE} || (key >= int{KEY_CAP_OFF_ADJ_DIRECTION} && key <= int{KEY_CAP_OFF_ADJ_V_CUR}))
         {
             continue;
         }
@@ -225,7 +226,7 @@ TEST_P(EveryCamera, StyleIsServedWithTheModulesOwnChoices)
     EXPECT_EQ(std::string::npos, style.find("<notice id=\"0\""));
     for (const ia_cmd_e cmd : sim::dynamicCommands(*sim::findModule(c().getSensorType())))
     {
-        EXPECT_NE(std::string::npos, style.find("id=\"" + std::to_string(cmd) + "\"")) << sim::commandName(cmd);
+        EXPECT_NE(std::string::npos, style.find("id=\"" + std::to_string(cmd) + "\"")) << services::commandName(cmd);
     }
 }
 

@@ -1,3 +1,4 @@
+#include "tests/support/Simulator.h"
 #include "tests/system/SystemCamera.h"
 
 using namespace support;
@@ -13,7 +14,7 @@ protected:
         video_.setFrameRates(std::move(rates));
         start();
         video_.clear();
-        sim::service().clearCalls();
+        support::journal().clearCalls();
     }
 
     std::string style()
@@ -25,7 +26,7 @@ protected:
     std::vector<std::pair<int, int>> notices()
     {
         std::vector<std::pair<int, int>> notices;
-        for (const sim::RecordingVideo::Notice& notice : video_.notices())
+        for (const services::RecordingVideo::Notice& notice : video_.notices())
         {
             notices.emplace_back(notice.cmd, notice.value);
         }

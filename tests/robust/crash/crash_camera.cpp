@@ -24,8 +24,8 @@
 
 #include "HostPlatform.h"
 #include "sensordll.h"
-#include "services/sim/RecordingVideo.h"
-#include "services/sim/Service.h"
+#include "services/RecordingVideo.h"
+#include "tests/support/Simulator.h"
 #include "tests/support/TraceMark.h"
 
 namespace {
@@ -175,7 +175,7 @@ public:
         std::vector<ModuleConfigure> modules;
         SystemInfoParser::parseMachineInfo(kMachineInfoFile, machine);
         ModuleConfigureParser::parse(kModuleConfigFile, machine.getHardwareModel(), machine.getHardwareCode(), modules);
-        if (modules.empty() || !sim::service().setModule(modules.front().getModuleId()))
+        if (modules.empty() || !support::simulator().setModule(modules.front().getModuleId()))
         {
             return false;
         }
@@ -226,7 +226,7 @@ public:
     }
 
 private:
-    sim::RecordingVideo video_;
+    services::RecordingVideo video_;
     std::unique_ptr<ISensorController> controller_;
 };
 

@@ -10,9 +10,9 @@
 #include <thread>
 
 #include "SysConfig.h"
-#include "services/sim/Service.h"
 #include "tests/robust/soak/ExactHeap.h"
 #include "tests/robust/soak/Shift.h"
+#include "tests/support/Simulator.h"
 
 using namespace support;
 
@@ -114,9 +114,9 @@ void YearCamera::SetUp()
     quiet_ = std::make_unique<NoOutput>();
     install();
     host::setClock(clock_);
-    sim::service().setRecordingCapacity(0);
-    sim::service().setDaylight();
-    sim::service().setBeforeCall([this](ia_cmd_e, int opt, const void*) {
+    support::journal().setCapacity(0);
+    support::simulator().setDaylight();
+    support::failures().setBeforeCall([this](ia_cmd_e, int opt, const void*) {
         ++serviceCalls_;
         threadSends_ += opt == IA_CMD_OPT_SET && SoakClock::isSensorThread() ? 1 : 0;
     });
@@ -134,8 +134,8 @@ void YearCamera::TearDown()
         controller_->uinit();
         controller_.reset();
     }
-    sim::service().setBeforeCall(nullptr);
-    sim::service().setRecordingCapacity(kRecordingCapacity);
+    support::failures().setBeforeCall(nullptr);
+    support::journal().setCapacity(kRecordingCapacity);
     host::setClock(nullptr);
     quiet_.reset();
     PrivateTreeTest::TearDown();

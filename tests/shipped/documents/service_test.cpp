@@ -4,8 +4,8 @@
 
 #include "services/sim/Lens.h"
 #include "services/sim/ParameterTable.h"
-#include "services/sim/Service.h"
 #include "tests/support/KeyRows.h"
+#include "tests/support/Simulator.h"
 
 namespace documents {
 namespace {
@@ -52,12 +52,12 @@ protected:
         EveryModel::SetUp();
         module_ = sim::findModule(moduleOf(model()).getModuleId());
         ASSERT_NE(module_, nullptr);
-        ASSERT_TRUE(sim::service().setModule(module_->id));
+        ASSERT_TRUE(support::simulator().setModule(module_->id));
     }
 
     void TearDown() override
     {
-        sim::service().setModule(sim::Service::kFirstModule);
+        support::simulator().setModule(sim::Service::kFirstModule);
         EveryModel::TearDown();
     }
 

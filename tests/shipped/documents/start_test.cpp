@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "ISensorController.h"
+#include "services/RecordingVideo.h"
 #include "services/sim/Lens.h"
-#include "services/sim/RecordingVideo.h"
-#include "services/sim/Service.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/PrivateTree.h"
+#include "tests/support/Simulator.h"
 
 namespace documents {
 namespace {
@@ -28,8 +28,8 @@ protected:
         support::writeFile(dome ? support::kDomeStyleFile : support::kStyleFile, readShared(GetParam().style));
         support::writeFile(dome ? support::kDomeDiversityFile : support::kDiversityFile,
                            readShared(GetParam().diversity));
-        ASSERT_TRUE(sim::service().setModule(moduleOf(GetParam()).getModuleId()));
-        sim::service().clearCalls();
+        ASSERT_TRUE(support::simulator().setModule(moduleOf(GetParam()).getModuleId()));
+        support::journal().clearCalls();
         controller_.setVideoStreamModule(&video_);
         support::CapturedOutput quiet;
         ASSERT_TRUE(controller_.init(moduleOf(GetParam())));
@@ -38,7 +38,7 @@ protected:
     void TearDown() override
     {
         controller_.uinit();
-        sim::service().setModule(sim::Service::kFirstModule);
+        support::simulator().setModule(sim::Service::kFirstModule);
         host::setClock(nullptr);
         PrivateTreeTest::TearDown();
     }
@@ -56,9 +56,9 @@ protected:
 
     static void expectNothingRefused()
     {
-        for (const sim::Call& call : sim::service().calls())
+        for (const services::Call& call : support::journal().calls())
         {
-            EXPECT_EQ(call.status, 0) << sim::commandName(call.cmd) << " option " << call.opt << " word "
+            EXPECT_EQ(call.status, 0) << services::commandName(call.cmd) << " option " << call.opt << " word "
                                       << static_cast<int>(call.in[0]);
         }
     }
@@ -138,11 +138,11 @@ protected:
     // Goes from a scheme that is in force to another. How many values differ.
     int expectSwitch(u32 from, u32 to)
     {
-        sim::service().clearCalls();
+        support::journal().clearCalls();
         EXPECT_TRUE(controller_.setParamScheme(static_cast<int>(to)));
         expectNothingRefused();
         std::map<u32, u32> arrived;
-        for (const sim::Call& call : sim::service().calls())
+        for (const services::Call& call : support::journal().calls())
         {
             if (call.opt == IA_CMD_OPT_SET)
             {
@@ -161,7 +161,7 @@ protected:
             const keycmd row = rowOf(record.key);
             EXPECT_EQ(arrived.count(row.cmd), 1u) << row.szKeyName << " from " << from << " to " << to;
             int held = 0;
-            EXPECT_TRUE(sim::service().value(static_cast<ia_cmd_e>(row.cmd), held));
+            EXPECT_TRUE(support::simulator().value(static_cast<ia_cmd_e>(row.cmd), held));
             // A drive takes its time; what it was told is in the call.
             const bool drive = record.key == KEY_MZ_POSITION || record.key == KEY_MF_POSITION;
             EXPECT_EQ(drive ? arrived[row.cmd] : static_cast<u32>(held), value)
@@ -172,7 +172,7 @@ protected:
 
     const std::shared_ptr<host::ManualClock> clock_ = std::make_shared<host::ManualClock>(12, 0);
     u32 filled_ = 0;
-    sim::RecordingVideo video_;
+    services::RecordingVideo video_;
     ISensorController controller_;
 };
 
@@ -180,7 +180,7 @@ TEST_P(StartedCamera, SendsEveryFactoryValueAndNoneIsRefused)
 {
     expectNothingRefused();
     std::set<u32> sent;
-    for (const sim::Call& call : sim::service().calls())
+    for (const services::Call& call : support::journal().calls())
     {
         if (call.opt == IA_CMD_OPT_SET)
         {
@@ -246,8 +246,8 @@ TEST_P(CameraWithIris, TheIrisIsWhereItWasSavedAfterARestart)
     ASSERT_EQ(controller_.setParameter(KEY_IRIS_POSITION, 40, true), 0);
     ASSERT_EQ(controller_.flush(), 0);
     controller_.uinit();
-    sim::service().reset();
-    sim::service().clearCalls();
+    support::simulator().reset();
+    support::journal().clearCalls();
     support::CapturedOutput quiet;
     ASSERT_TRUE(controller_.init(moduleOf(GetParam())));
     controller_.setParamMode(0);
@@ -255,7 +255,7 @@ TEST_P(CameraWithIris, TheIrisIsWhereItWasSavedAfterARestart)
     expectNothingRefused();
     EXPECT_EQ(stored(0, KEY_IRIS_SIZE), 2u) << "the saved size, sent after the position";
     clock_->advance(std::chrono::minutes(1));
-    EXPECT_EQ(sim::service().lens().iris, 40);
+    EXPECT_EQ(support::simulator().lens().iris, 40);
 }
 
 INSTANTIATE_TEST_SUITE_P(Shipped, StartedCamera, testing::ValuesIn(kModels), NameOfModel());

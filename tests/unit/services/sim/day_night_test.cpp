@@ -317,12 +317,12 @@ TEST_F(DayNightState, TheLensSearchesAfterAChangeIfTheKeyIsOn)
 {
     set(IA_CMD_AUTO_FOCUS_MODE, 1);
     set(IA_CMD_DN_MODE, 2);
-    EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+    EXPECT_EQ(services::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
     set(IA_CMD_DN_AF_MODE, 1);
     set(IA_CMD_DN_MODE, 1);
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
     pass(1min);
-    EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+    EXPECT_EQ(services::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
 }
 
 TEST_F(DayNightState, WithoutAChangeTheLensDoesNotSearch)
@@ -347,7 +347,7 @@ protected:
         EXPECT_EQ(near, lamps.near);
         EXPECT_EQ(medium, lamps.medium);
         EXPECT_EQ(far, lamps.far);
-        EXPECT_EQ(std::max({near, medium, far}), service_->infraredStrength());
+        EXPECT_EQ(std::max({near, medium, far}), service_->lamps());
     }
 };
 

@@ -48,7 +48,7 @@ TEST_F(Iris, ChangingTheExposureModeMovesToWhatGovernsNow)
     ASSERT_EQ(0, set(IA_CMD_IRIS_SIZE, 1));
     EXPECT_EQ(40, atRest());
     ASSERT_EQ(0, set(IA_CMD_EXPOSE_MODE, 3));
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_IRIS_SIZE));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_IRIS_SIZE));
     EXPECT_EQ(84, atRest());
     ASSERT_EQ(0, set(IA_CMD_EXPOSE_MODE, 0));
     EXPECT_EQ(40, atRest());
@@ -85,7 +85,7 @@ TEST_F(Iris, StepsChangeTheSizeWithinItsEnds)
 TEST_F(Iris, MovesAtItsSpeed)
 {
     ASSERT_EQ(0, set(IA_CMD_IRIS_POSITION, 0));
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_IRIS_POSITION));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_IRIS_POSITION));
     pass(1s);
     EXPECT_EQ(72 - 24, service_->lens().iris) << "24 steps a second at speed 50";
     EXPECT_EQ(0, get(IA_CMD_IRIS_POSITION)) << "what was set";

@@ -56,9 +56,9 @@ TEST_F(LensSearch, ADayNightChangeDuringAResetIsSearchedAfterIt)
     service_->setDistance(2);
     ASSERT_EQ(0, set(IA_CMD_LENS_RESET, 1));
     ASSERT_EQ(0, set(IA_CMD_DN_MODE, 2));
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
     pass(1min);
-    EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+    EXPECT_EQ(services::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
     EXPECT_TRUE(sharp());
 }
 
@@ -75,7 +75,7 @@ TEST_F(LensSearch, AShorterDelayDoesNotDateTheSearchIntoThePast)
     ASSERT_EQ(0, set(IA_CMD_DELAY, 0));
     EXPECT_TRUE(service_->night());
     EXPECT_EQ(before, service_->lens().focus) << "the drive cannot have jumped";
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
     pass(1min);
     EXPECT_TRUE(sharp());
 }
@@ -103,15 +103,15 @@ TEST_F(LensSearch, FocusingOnceIsHeldToo)
     pass(20ms);
     ASSERT_EQ(0, set(IA_CMD_PTZ_RUN_STATE, 1));
     pass(1min);
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
     EXPECT_FALSE(sharp());
     ASSERT_EQ(0, set(IA_CMD_AUTO_FOCUS_ONCE, 1));
     pass(1min);
     EXPECT_FALSE(sharp()) << "nor does it begin";
     ASSERT_EQ(0, set(IA_CMD_PTZ_RUN_STATE, 0));
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
     pass(1min);
-    EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+    EXPECT_EQ(services::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
     EXPECT_TRUE(sharp());
 }
 
@@ -178,7 +178,7 @@ TEST_F(LensSearch, ANearestDistanceThatChangesIsSearchedAnew)
         EXPECT_FALSE(sharp()) << "nearer than the limit of 1 m";
         ASSERT_EQ(0, set(IA_CMD_AUTO_FOCUS_NEAR_LIMIT, 1));
         pass(1min);
-        EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+        EXPECT_EQ(services::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
         EXPECT_TRUE(sharp()) << mode;
     }
 }
@@ -193,13 +193,13 @@ TEST_F(LensSearch, FocusingOnceFollowsWhatChangesMeanwhile)
         ASSERT_EQ(0, set(IA_CMD_AUTO_FOCUS_ONCE, 1));
         pass(20ms);
         ASSERT_EQ(0, set(IA_CMD_MZ_POSITION, 28000));
-        EXPECT_EQ(sim::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
-        while (status(IA_CMD_AUTO_FOCUS_ONCE) == sim::kRunning && clock_->monotonic() < 10min)
+        EXPECT_EQ(services::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
+        while (status(IA_CMD_AUTO_FOCUS_ONCE) == services::kRunning && clock_->monotonic() < 10min)
         {
             pass(10ms);
         }
         EXPECT_EQ(28000, service_->lens().zoom) << mode;
-        EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+        EXPECT_EQ(services::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
         EXPECT_TRUE(sharp()) << mode;
     }
     useManualFocus();
@@ -210,7 +210,7 @@ TEST_F(LensSearch, FocusingOnceFollowsWhatChangesMeanwhile)
     ASSERT_EQ(0, set(IA_CMD_AUTO_FOCUS_ONCE, 1));
     service_->setDistance(0.2);
     pass(1min);
-    EXPECT_EQ(sim::kFailed, status(IA_CMD_AUTO_FOCUS_ONCE)) << "too near now";
+    EXPECT_EQ(services::kFailed, status(IA_CMD_AUTO_FOCUS_ONCE)) << "too near now";
 }
 
 TEST_F(LensSearch, WhatStandsAtTheNearLimitItselfIsWithinReach)

@@ -16,7 +16,7 @@ protected:
     host::Span waitFor(ia_cmd_e cmd)
     {
         const host::Span start = clock_->monotonic();
-        while (status(cmd) == sim::kRunning && clock_->monotonic() - start < 1min)
+        while (status(cmd) == services::kRunning && clock_->monotonic() - start < 1min)
         {
             pass(10ms);
         }
@@ -39,16 +39,16 @@ TEST_F(LensMotion, ZoomTakesTheTimeThatItsSpeedSays)
     ASSERT_EQ(0, set(IA_CMD_MZOOM_SPEED, 2));
     EXPECT_EQ(0, set(IA_CMD_MZ_POSITION, 20384));
     EXPECT_EQ(16384, get(IA_CMD_MZ_POSITION));
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_MZ_POSITION));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_MZ_POSITION));
     pass(500ms);
     EXPECT_EQ(17384, get(IA_CMD_MZ_POSITION));
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_ZOOM_IN));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_ZOOM_IN));
     pass(1499ms);
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_MZ_POSITION));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_MZ_POSITION));
     pass(1ms);
     EXPECT_EQ(20384, get(IA_CMD_MZ_POSITION));
-    EXPECT_EQ(sim::kIdle, status(IA_CMD_MZ_POSITION));
-    EXPECT_EQ(sim::kIdle, status(IA_CMD_MF_POSITION)) << "manual focus stays";
+    EXPECT_EQ(services::kIdle, status(IA_CMD_MZ_POSITION));
+    EXPECT_EQ(services::kIdle, status(IA_CMD_MF_POSITION)) << "manual focus stays";
 }
 
 TEST_F(LensMotion, ANewZoomTargetStartsFromWhereTheLensIs)
@@ -63,7 +63,7 @@ TEST_F(LensMotion, ANewZoomTargetStartsFromWhereTheLensIs)
     EXPECT_EQ(17884, get(IA_CMD_MZ_POSITION));
     pass(500ms);
     EXPECT_EQ(17384, get(IA_CMD_MZ_POSITION));
-    EXPECT_EQ(sim::kIdle, status(IA_CMD_MZ_POSITION));
+    EXPECT_EQ(services::kIdle, status(IA_CMD_MZ_POSITION));
 }
 
 TEST_F(LensMotion, ZoomStepsAddUpAndStopAtTheEnds)
@@ -81,15 +81,15 @@ TEST_F(LensMotion, ZoomStepsAddUpAndStopAtTheEnds)
     pass(5s);
     EXPECT_EQ(16384, get(IA_CMD_MZ_POSITION));
     EXPECT_EQ(0, set(IA_CMD_ZOOM_IN, 0));
-    EXPECT_EQ(sim::kIdle, status(IA_CMD_ZOOM_IN));
-    EXPECT_EQ(sim::kOutOfRange, set(IA_CMD_ZOOM_IN, 2));
+    EXPECT_EQ(services::kIdle, status(IA_CMD_ZOOM_IN));
+    EXPECT_EQ(services::kOutOfRange, set(IA_CMD_ZOOM_IN, 2));
 }
 
 TEST_F(LensMotion, ZoomGoesBeyondSixteenTimesOnlyWithDigitalZoom)
 {
     useManualFocus();
     EXPECT_EQ(0, set(IA_CMD_MZ_POSITION, 31424));
-    EXPECT_EQ(sim::kOutOfRange, set(IA_CMD_MZ_POSITION, 31425));
+    EXPECT_EQ(services::kOutOfRange, set(IA_CMD_MZ_POSITION, 31425));
     EXPECT_EQ(31424, describe(IA_CMD_MZ_POSITION).reserved2);
     EXPECT_EQ(31424, correct(IA_CMD_MZ_POSITION, 40000));
     ASSERT_EQ(0, set(IA_CMD_DIGITAL_ZOOM, 1));
@@ -98,7 +98,7 @@ TEST_F(LensMotion, ZoomGoesBeyondSixteenTimesOnlyWithDigitalZoom)
     pass(1min);
     EXPECT_EQ(32767, get(IA_CMD_MZ_POSITION));
     EXPECT_EQ(0, set(IA_CMD_DIGITAL_ZOOM, 0));
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_MZ_POSITION));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_MZ_POSITION));
     pass(1min);
     EXPECT_EQ(31424, get(IA_CMD_MZ_POSITION));
 }
@@ -128,14 +128,14 @@ TEST_F(LensMotion, FocusStepsNeedManualFocus)
     for (const int mode : {0, 2})
     {
         ASSERT_EQ(0, set(IA_CMD_AUTO_FOCUS_MODE, mode));
-        EXPECT_EQ(sim::kWrongMode, set(IA_CMD_FOCUS_NEAR, 1));
-        EXPECT_EQ(sim::kWrongMode, set(IA_CMD_FOCUS_FAR, 1));
+        EXPECT_EQ(services::kWrongMode, set(IA_CMD_FOCUS_NEAR, 1));
+        EXPECT_EQ(services::kWrongMode, set(IA_CMD_FOCUS_FAR, 1));
         EXPECT_EQ(0, set(IA_CMD_FOCUS_FAR, 0)) << "no step, no mode needed";
     }
     useManualFocus();
     const int before = get(IA_CMD_MF_POSITION);
     EXPECT_EQ(0, set(IA_CMD_FOCUS_NEAR, 1));
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_FOCUS_NEAR));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_FOCUS_NEAR));
     pass(1s);
     EXPECT_EQ(before + 100, get(IA_CMD_MF_POSITION));
     EXPECT_EQ(0, set(IA_CMD_FOCUS_FAR, 1));
@@ -149,14 +149,14 @@ TEST_F(LensMotion, IrisStepsNeedManualExposureOrIrisPriority)
     for (const int mode : {0, 1, 4})
     {
         ASSERT_EQ(0, set(IA_CMD_EXPOSE_MODE, mode));
-        EXPECT_EQ(sim::kWrongMode, set(IA_CMD_IRIS_UP, 1));
-        EXPECT_EQ(sim::kWrongMode, set(IA_CMD_IRIS_DOWN, 1));
+        EXPECT_EQ(services::kWrongMode, set(IA_CMD_IRIS_UP, 1));
+        EXPECT_EQ(services::kWrongMode, set(IA_CMD_IRIS_DOWN, 1));
     }
     for (const int mode : {2, 3})
     {
         ASSERT_EQ(0, set(IA_CMD_EXPOSE_MODE, mode));
         EXPECT_EQ(0, set(IA_CMD_IRIS_UP, 1));
-        EXPECT_EQ(sim::kRunning, status(IA_CMD_IRIS_UP));
+        EXPECT_EQ(services::kRunning, status(IA_CMD_IRIS_UP));
         pass(10s);
         EXPECT_EQ(84, service_->lens().iris);
         EXPECT_EQ(1, get(IA_CMD_IRIS_SIZE));
@@ -180,7 +180,7 @@ TEST_F(LensMotion, AutomaticFocusFollowsTheZoom)
 {
     EXPECT_EQ(0, set(IA_CMD_MZ_POSITION, 28000));
     waitFor(IA_CMD_MZ_POSITION);
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_MF_POSITION)) << "begins to search when the zoom has come to rest";
+    EXPECT_EQ(services::kRunning, status(IA_CMD_MF_POSITION)) << "begins to search when the zoom has come to rest";
     waitFor(IA_CMD_MF_POSITION);
     const sim::LensState lens = service_->lens();
     EXPECT_EQ(lens.inFocus, lens.focus);
@@ -199,7 +199,7 @@ TEST_F(LensMotion, ASearchGoesPastTheSharpPositionAndComesBack)
     }
     EXPECT_GT(greatest, goal + 400);
     EXPECT_EQ(goal, get(IA_CMD_MF_POSITION));
-    EXPECT_EQ(sim::kIdle, status(IA_CMD_MF_POSITION));
+    EXPECT_EQ(services::kIdle, status(IA_CMD_MF_POSITION));
 }
 
 TEST_F(LensMotion, AutomaticFocusTakesBackAPositionSetByHand)
@@ -247,7 +247,7 @@ TEST_F(LensMotion, FocusWaitsWhilePanTiltZoomRunsAndSearchesAfterwards)
     pass(1min);
     EXPECT_EQ(2090, get(IA_CMD_MF_POSITION));
     EXPECT_EQ(0, set(IA_CMD_PTZ_RUN_STATE, 0));
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_MF_POSITION));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_MF_POSITION));
     waitFor(IA_CMD_MF_POSITION);
     EXPECT_EQ(service_->lens().inFocus, get(IA_CMD_MF_POSITION));
 }
@@ -258,9 +258,9 @@ TEST_F(LensMotion, FocusingOnceWorksInManualFocusAndReportsItsEnd)
     service_->setDistance(2);
     EXPECT_EQ(2090, get(IA_CMD_MF_POSITION));
     EXPECT_EQ(0, set(IA_CMD_AUTO_FOCUS_ONCE, 1));
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_AUTO_FOCUS_ONCE));
     waitFor(IA_CMD_AUTO_FOCUS_ONCE);
-    EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+    EXPECT_EQ(services::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
     EXPECT_EQ(service_->lens().inFocus, get(IA_CMD_MF_POSITION));
 }
 
@@ -270,18 +270,18 @@ TEST_F(LensMotion, FocusingOnceFailsOnWhatIsTooNear)
     service_->setDistance(0.5);
     set(IA_CMD_AUTO_FOCUS_ONCE, 1);
     waitFor(IA_CMD_AUTO_FOCUS_ONCE);
-    EXPECT_EQ(sim::kFailed, status(IA_CMD_AUTO_FOCUS_ONCE)) << "nearer than the limit of 1 m";
+    EXPECT_EQ(services::kFailed, status(IA_CMD_AUTO_FOCUS_ONCE)) << "nearer than the limit of 1 m";
     EXPECT_EQ(2900, get(IA_CMD_MF_POSITION)) << "sharp at the limit";
     ASSERT_EQ(0, set(IA_CMD_AUTO_FOCUS_NEAR_LIMIT, 1));
     set(IA_CMD_AUTO_FOCUS_ONCE, 1);
     waitFor(IA_CMD_AUTO_FOCUS_ONCE);
-    EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
+    EXPECT_EQ(services::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE));
     set(IA_CMD_MZ_POSITION, 31424);
     set(IA_CMD_AUTO_FOCUS_ONCE, 1);
     waitFor(IA_CMD_AUTO_FOCUS_ONCE);
-    EXPECT_EQ(sim::kFailed, status(IA_CMD_AUTO_FOCUS_ONCE)) << "the drive does not reach it at 16x";
+    EXPECT_EQ(services::kFailed, status(IA_CMD_AUTO_FOCUS_ONCE)) << "the drive does not reach it at 16x";
     set(IA_CMD_MF_POSITION, 100);
-    EXPECT_EQ(sim::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE)) << "forgotten with the next movement";
+    EXPECT_EQ(services::kIdle, status(IA_CMD_AUTO_FOCUS_ONCE)) << "forgotten with the next movement";
 }
 
 TEST_F(LensMotion, ContrastPeaksWhereThePictureIsSharp)
@@ -333,16 +333,16 @@ TEST_F(LensMotion, ResetTakesFourSecondsAndReturns)
     set(IA_CMD_MF_POSITION, 5000);
     pass(1min);
     EXPECT_EQ(0, set(IA_CMD_LENS_RESET, 1));
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_LENS_RESET));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_LENS_RESET));
     EXPECT_TRUE(service_->lens().resetting);
     pass(2s);
     EXPECT_EQ(16384, get(IA_CMD_MZ_POSITION));
     EXPECT_EQ(0, get(IA_CMD_MF_POSITION));
     EXPECT_EQ(0, service_->lens().iris);
     pass(1999ms);
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_LENS_RESET));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_LENS_RESET));
     pass(1ms);
-    EXPECT_EQ(sim::kIdle, status(IA_CMD_LENS_RESET));
+    EXPECT_EQ(services::kIdle, status(IA_CMD_LENS_RESET));
     EXPECT_EQ(20000, get(IA_CMD_MZ_POSITION));
     EXPECT_EQ(5000, get(IA_CMD_MF_POSITION));
     EXPECT_EQ(72, get(IA_CMD_IRIS_POSITION));
@@ -359,15 +359,15 @@ TEST_F(LensMotion, EveryMovementIsRefusedWhileTheLensIsReset)
         {IA_CMD_IRIS_POSITION, 10},  {IA_CMD_IRIS_SIZE, 1},  {IA_CMD_IRIS_UP, 1},   {IA_CMD_IRIS_DOWN, 1}};
     for (const auto& [cmd, value] : movements)
     {
-        EXPECT_EQ(sim::kLensBusy, set(cmd, value)) << sim::commandName(cmd);
+        EXPECT_EQ(services::kLensBusy, set(cmd, value)) << services::commandName(cmd);
     }
-    EXPECT_EQ(sim::kOutOfRange, set(IA_CMD_MF_POSITION, -1)) << "the value is judged first";
+    EXPECT_EQ(services::kOutOfRange, set(IA_CMD_MF_POSITION, -1)) << "the value is judged first";
     EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 10)) << "only the lens is busy";
     EXPECT_EQ(0, set(IA_CMD_MZOOM_SPEED, 1));
     pass(4s);
     for (const auto& [cmd, value] : movements)
     {
-        EXPECT_EQ(0, set(cmd, value)) << sim::commandName(cmd);
+        EXPECT_EQ(0, set(cmd, value)) << services::commandName(cmd);
         pass(1min);
     }
 }
@@ -429,9 +429,9 @@ TEST_F(LensMotion, AReplacedClockEndsEveryMovement)
     set(IA_CMD_LENS_RESET, 1);
     host::setClock(std::make_shared<host::ManualClock>(3, 0));
     EXPECT_EQ(30000, get(IA_CMD_MZ_POSITION));
-    EXPECT_EQ(sim::kIdle, status(IA_CMD_LENS_RESET));
+    EXPECT_EQ(services::kIdle, status(IA_CMD_LENS_RESET));
     EXPECT_EQ(0, set(IA_CMD_MZ_POSITION, 20000));
-    EXPECT_EQ(sim::kRunning, status(IA_CMD_MZ_POSITION));
+    EXPECT_EQ(services::kRunning, status(IA_CMD_MZ_POSITION));
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ TEST(ParameterTable, HasARowForEveryKeyThatIsSent)
     for (const KeyRow& row : kSentKeys)
     {
         EXPECT_NE(nullptr, sim::findParameter(row.cmd)) << row.name;
-        EXPECT_EQ(row.key, sim::keyOfCommand(row.cmd)) << row.name;
+        EXPECT_EQ(row.key, services::keyOfCommand(row.cmd)) << row.name;
     }
 }
 
@@ -37,7 +37,7 @@ TEST(ParameterTable, HasARowForEveryCommandThatTheLibrarySendsByItself)
     for (const u32 cmd : {153u, 1632u, 1648u, 2496u, 2816u, 4112u})
     {
         EXPECT_NE(nullptr, sim::findParameter(cmd)) << cmd;
-        EXPECT_EQ(0u, sim::keyOfCommand(cmd)) << cmd;
+        EXPECT_EQ(0u, services::keyOfCommand(cmd)) << cmd;
     }
 }
 
@@ -62,7 +62,7 @@ TEST(ParameterTable, NamesEveryCommandOnce)
     {
         EXPECT_TRUE(commands.insert(row.cmd).second) << row.cmd;
         EXPECT_TRUE(names.insert(row.name).second) << row.name;
-        EXPECT_STRNE("unknown", sim::commandName(row.cmd));
+        EXPECT_STRNE("unknown", services::commandName(row.cmd));
     }
     EXPECT_EQ(88u, sim::parameters().size());
 }
@@ -146,8 +146,9 @@ TEST(ParameterTable, DynamicListsFitTheRecordAndNameKeysOfTheSameNumber)
         EXPECT_LE(commands.size(), std::size_t(kDynamicCmdsMax));
         for (const ia_cmd_e cmd : commands)
         {
-            EXPECT_EQ(u32(cmd), sim::keyOfCommand(cmd));
-            EXPECT_FALSE(sim::allowedValues(*sim::findParameter(cmd), module).items.empty()) << sim::commandName(cmd);
+            EXPECT_EQ(u32(cmd), services::keyOfCommand(cmd));
+            EXPECT_FALSE(sim::allowedValues(*sim::findParameter(cmd), module).items.empty())
+                << services::commandName(cmd);
         }
         EXPECT_EQ(0, std::count(commands.begin(), commands.end(), IA_CMD_SENSOR_FPS));
     }
@@ -197,7 +198,8 @@ TEST(ParameterTable, AllowsTheNightValuesOfALicencePlateCameraOnEveryModule)
     {
         for (const auto& [cmd, value] : kNight)
         {
-            EXPECT_TRUE(sim::allowedValues(*sim::findParameter(cmd), module).contains(value)) << sim::commandName(cmd);
+            EXPECT_TRUE(sim::allowedValues(*sim::findParameter(cmd), module).contains(value))
+                << services::commandName(cmd);
         }
     }
 }
@@ -241,19 +243,19 @@ TEST(AllowedValues, NearestOfARangePrefersTheLowerOfTwoEquallyNear)
 
 TEST(Names, CommandsAndOptionsPrintAsTheyAreDeclared)
 {
-    EXPECT_STREQ("IA_CMD_BRIGHTNESS", sim::commandName(34));
-    EXPECT_STREQ("IA_CMD_SENSOR_FPS", sim::commandName(2464));
-    EXPECT_STREQ("IA_CMD_WDR_BRACKET", sim::commandName(2370));
-    EXPECT_STREQ("IA_CMD_DN_STATE", sim::commandName(153));
-    EXPECT_STREQ("unknown", sim::commandName(2497));
-    EXPECT_STREQ("IA_CMD_OPT_SET", sim::optionName(0));
-    EXPECT_STREQ("IA_CMD_OPT_GET", sim::optionName(1));
-    EXPECT_STREQ("IA_CMD_OPT_GET_PARAM_RNAGE", sim::optionName(2));
-    EXPECT_STREQ("IA_CMD_OPT_CORRECT_PARAM", sim::optionName(3));
-    EXPECT_STREQ("IA_CMD_OPT_GET_EXEC_STATUS", sim::optionName(4));
-    EXPECT_STREQ("unknown", sim::optionName(5));
-    EXPECT_EQ(2497u, sim::keyOfCommand(2464));
-    EXPECT_EQ(17u, sim::keyOfCommand(83));
+    EXPECT_STREQ("IA_CMD_BRIGHTNESS", services::commandName(34));
+    EXPECT_STREQ("IA_CMD_SENSOR_FPS", services::commandName(2464));
+    EXPECT_STREQ("IA_CMD_WDR_BRACKET", services::commandName(2370));
+    EXPECT_STREQ("IA_CMD_DN_STATE", services::commandName(153));
+    EXPECT_STREQ("unknown", services::commandName(2497));
+    EXPECT_STREQ("IA_CMD_OPT_SET", services::optionName(0));
+    EXPECT_STREQ("IA_CMD_OPT_GET", services::optionName(1));
+    EXPECT_STREQ("IA_CMD_OPT_GET_PARAM_RNAGE", services::optionName(2));
+    EXPECT_STREQ("IA_CMD_OPT_CORRECT_PARAM", services::optionName(3));
+    EXPECT_STREQ("IA_CMD_OPT_GET_EXEC_STATUS", services::optionName(4));
+    EXPECT_STREQ("unknown", services::optionName(5));
+    EXPECT_EQ(2497u, services::keyOfCommand(2464));
+    EXPECT_EQ(17u, services::keyOfCommand(83));
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ TEST_F(Refusals, AnUnknownCommandIsRefusedWithEveryOption)
         for (int opt = 0; opt <= 4; ++opt)
         {
             ia_dynamic_params_attr_st data{};
-            EXPECT_EQ(sim::kUnknownCommand, service_->call(ia_cmd_e(cmd), opt, &data)) << cmd << " " << opt;
+            EXPECT_EQ(services::kUnknownCommand, service_->call(ia_cmd_e(cmd), opt, &data)) << cmd << " " << opt;
         }
     }
 }
@@ -24,7 +24,7 @@ TEST_F(Refusals, NullDataIsRefusedWithEveryOptionOfEveryCommand)
     {
         for (int opt = 0; opt <= 4; ++opt)
         {
-            const int expected = row.options & (1u << opt) ? sim::kNoData : sim::kNotSupported;
+            const int expected = row.options & (1u << opt) ? services::kNoData : services::kNotSupported;
             EXPECT_EQ(expected, service_->call(row.cmd, opt, nullptr)) << row.name << " " << opt;
         }
     }
@@ -35,7 +35,7 @@ TEST_F(Refusals, AnUnknownOptionIsRefused)
     int value = 5;
     for (const int opt : {-1, 5, 31, 32, 1000})
     {
-        EXPECT_EQ(sim::kNotSupported, service_->call(IA_CMD_BRIGHTNESS, opt, &value)) << opt;
+        EXPECT_EQ(services::kNotSupported, service_->call(IA_CMD_BRIGHTNESS, opt, &value)) << opt;
     }
     EXPECT_EQ(5, value);
 }
@@ -47,8 +47,9 @@ TEST_F(Refusals, WhatCanOnlyBeReadRefusesToBeSetOrCorrected)
                                       IA_CMD_DYNAMIC_PARAMS_CMDS_GET};
     for (const ia_cmd_e cmd : kReadings)
     {
-        EXPECT_EQ(sim::kNotSupported, service_->call(cmd, IA_CMD_OPT_SET, &value)) << sim::commandName(cmd);
-        EXPECT_EQ(sim::kNotSupported, service_->call(cmd, IA_CMD_OPT_CORRECT_PARAM, &value)) << sim::commandName(cmd);
+        EXPECT_EQ(services::kNotSupported, service_->call(cmd, IA_CMD_OPT_SET, &value)) << services::commandName(cmd);
+        EXPECT_EQ(services::kNotSupported, service_->call(cmd, IA_CMD_OPT_CORRECT_PARAM, &value))
+            << services::commandName(cmd);
     }
 }
 

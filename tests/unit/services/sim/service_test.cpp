@@ -96,8 +96,8 @@ TEST_F(Options, EveryRangeTakesItsEndsAndRefusesWhatLiesBeyond)
             pass(1min);
             EXPECT_EQ(value, get(row.cmd)) << row.name;
         }
-        EXPECT_EQ(sim::kOutOfRange, setAny(row.cmd, row.minimum - 1)) << row.name;
-        EXPECT_EQ(sim::kOutOfRange, setAny(row.cmd, row.maximum + 1)) << row.name;
+        EXPECT_EQ(services::kOutOfRange, setAny(row.cmd, row.minimum - 1)) << row.name;
+        EXPECT_EQ(services::kOutOfRange, setAny(row.cmd, row.maximum + 1)) << row.name;
         EXPECT_EQ(row.maximum, get(row.cmd)) << row.name;
     }
 }
@@ -105,12 +105,12 @@ TEST_F(Options, EveryRangeTakesItsEndsAndRefusesWhatLiesBeyond)
 TEST_F(Options, AValueOfTheOtherModuleIsRefusedAndChangesNothing)
 {
     service_->setModule(1);
-    EXPECT_EQ(sim::kOutOfRange, set(IA_CMD_FIX_SHUTTER, 5));
+    EXPECT_EQ(services::kOutOfRange, set(IA_CMD_FIX_SHUTTER, 5));
     EXPECT_EQ(6, get(IA_CMD_FIX_SHUTTER));
-    EXPECT_EQ(sim::kOutOfRange, set(IA_CMD_SENSOR_FPS, 30));
+    EXPECT_EQ(services::kOutOfRange, set(IA_CMD_SENSOR_FPS, 30));
     service_->setModule(2);
     EXPECT_EQ(0, set(IA_CMD_FIX_SHUTTER, 5));
-    EXPECT_EQ(sim::kOutOfRange, set(IA_CMD_FIX_SHUTTER, 6));
+    EXPECT_EQ(services::kOutOfRange, set(IA_CMD_FIX_SHUTTER, 6));
     EXPECT_EQ(0, set(IA_CMD_SENSOR_FPS, 60));
 }
 
@@ -146,7 +146,7 @@ TEST_F(Options, AllowedValuesCanBeAskedForEverythingButRecords)
     for (const sim::Parameter& row : sim::parameters())
     {
         ia_dynamic_params_attr_st record{};
-        const int expected = row.kind == sim::Kind::record ? sim::kNotSupported : sim::kDone;
+        const int expected = row.kind == sim::Kind::record ? services::kNotSupported : services::kDone;
         EXPECT_EQ(expected, service_->call(row.cmd, IA_CMD_OPT_GET_PARAM_RNAGE, &record)) << row.name;
     }
 }
@@ -232,7 +232,7 @@ TEST_F(Options, SensorCheckHasReadOnlyRegistersForModuleFrameRateAndNight)
         EXPECT_EQ(0, service_->call(IA_CMD_SENSOR_CHECK, IA_CMD_OPT_GET, &read));
         EXPECT_EQ(expected[address], read.result);
         ia_sensor_check_st write{address, 1, 9, 0};
-        EXPECT_EQ(sim::kOutOfRange, service_->call(IA_CMD_SENSOR_CHECK, IA_CMD_OPT_SET, &write));
+        EXPECT_EQ(services::kOutOfRange, service_->call(IA_CMD_SENSOR_CHECK, IA_CMD_OPT_SET, &write));
     }
 }
 
@@ -241,13 +241,13 @@ TEST_F(Options, SensorCheckRefusesAddressesAndValuesBeyondItsRegisters)
     for (const int address : {-1, 256})
     {
         ia_sensor_check_st read{address, 2, 0, -1};
-        EXPECT_EQ(sim::kOutOfRange, service_->call(IA_CMD_SENSOR_CHECK, IA_CMD_OPT_GET, &read));
+        EXPECT_EQ(services::kOutOfRange, service_->call(IA_CMD_SENSOR_CHECK, IA_CMD_OPT_GET, &read));
         EXPECT_EQ(-1, read.result);
     }
     for (const int value : {-1, 65536})
     {
         ia_sensor_check_st write{0x40, 1, value, 0};
-        EXPECT_EQ(sim::kOutOfRange, service_->call(IA_CMD_SENSOR_CHECK, IA_CMD_OPT_SET, &write));
+        EXPECT_EQ(services::kOutOfRange, service_->call(IA_CMD_SENSOR_CHECK, IA_CMD_OPT_SET, &write));
     }
 }
 
@@ -279,12 +279,12 @@ TEST_F(Options, SwitchTimesComeAsOneRecordWithAnyOfTheFourCommands)
 
 TEST_F(Options, ARecordWithOneBadFieldIsRefusedWhole)
 {
-    EXPECT_EQ(sim::kOutOfRange, setThresholds(1, 201));
-    EXPECT_EQ(sim::kOutOfRange, setThresholds(0xFFFFFFFFu, 1));
+    EXPECT_EQ(services::kOutOfRange, setThresholds(1, 201));
+    EXPECT_EQ(services::kOutOfRange, setThresholds(0xFFFFFFFFu, 1));
     EXPECT_EQ(20, get(IA_CMD_DTN_THR));
     EXPECT_EQ(60, get(IA_CMD_NTD_THR));
-    EXPECT_EQ(sim::kOutOfRange, setTimes(1, 2, 3, 60));
-    EXPECT_EQ(sim::kOutOfRange, setTimes(24, 2, 3, 4));
+    EXPECT_EQ(services::kOutOfRange, setTimes(1, 2, 3, 60));
+    EXPECT_EQ(services::kOutOfRange, setTimes(24, 2, 3, 4));
     EXPECT_EQ(18, get(IA_CMD_DTN_H));
     EXPECT_EQ(6, get(IA_CMD_NTD_H));
 }
@@ -293,7 +293,7 @@ TEST_F(Options, EveryCommandTellsItsExecutionStatus)
 {
     for (const sim::Parameter& row : sim::parameters())
     {
-        EXPECT_EQ(sim::kIdle, status(row.cmd)) << row.name;
+        EXPECT_EQ(services::kIdle, status(row.cmd)) << row.name;
     }
 }
 
@@ -321,7 +321,7 @@ TEST_F(Options, PictureOffsetLimitsBindTheOffset)
     ASSERT_EQ(0, set(IA_CMD_CAP_OFF_ADJ_H_CUR, 50));
     EXPECT_EQ(0, set(IA_CMD_CAP_OFF_ADJ_H_MAX, 10));
     EXPECT_EQ(10, get(IA_CMD_CAP_OFF_ADJ_H_CUR));
-    EXPECT_EQ(sim::kOutOfRange, set(IA_CMD_CAP_OFF_ADJ_H_CUR, 11));
+    EXPECT_EQ(services::kOutOfRange, set(IA_CMD_CAP_OFF_ADJ_H_CUR, 11));
     EXPECT_EQ(10, describe(IA_CMD_CAP_OFF_ADJ_H_CUR).reserved2);
     EXPECT_EQ(-64, describe(IA_CMD_CAP_OFF_ADJ_H_CUR).reserved0);
     EXPECT_EQ(10, correct(IA_CMD_CAP_OFF_ADJ_H_CUR, 40));
@@ -354,18 +354,18 @@ TEST_F(Options, StateListsEveryWordWithNameUnitRangeAndValue)
 {
     set(IA_CMD_BRIGHTNESS, 61);
     set(IA_CMD_UI_MIRROR, 3);
-    const std::vector<sim::ParameterState> rows = service_->state();
+    const std::vector<services::ParameterState> rows = service_->parameters();
     EXPECT_EQ(sim::parameters().size() - 3, rows.size()) << "all but the three records";
     const auto row = [&rows](ia_cmd_e cmd) {
         return *std::find_if(rows.begin(), rows.end(), [cmd](auto& candidate) { return candidate.cmd == cmd; });
     };
     EXPECT_EQ(61, row(IA_CMD_BRIGHTNESS).value);
-    EXPECT_STREQ("Brightness", row(IA_CMD_BRIGHTNESS).name);
-    EXPECT_STREQ("%", row(IA_CMD_BRIGHTNESS).unit);
+    EXPECT_EQ("Brightness", row(IA_CMD_BRIGHTNESS).name);
+    EXPECT_EQ("%", row(IA_CMD_BRIGHTNESS).unit);
     EXPECT_EQ(100, row(IA_CMD_BRIGHTNESS).allowed.maximum);
-    EXPECT_STREQ("Both", row(IA_CMD_UI_MIRROR).label);
-    EXPECT_EQ(2497u, row(IA_CMD_SENSOR_FPS).key);
-    for (const sim::ParameterState& state : rows)
+    EXPECT_EQ("Both", row(IA_CMD_UI_MIRROR).labelOf(3));
+    EXPECT_EQ("", row(IA_CMD_UI_MIRROR).labelOf(4));
+    for (const services::ParameterState& state : rows)
     {
         EXPECT_TRUE(state.allowed.contains(state.value)) << state.name;
         int value = -1;
@@ -374,26 +374,17 @@ TEST_F(Options, StateListsEveryWordWithNameUnitRangeAndValue)
     }
 }
 
-TEST_F(Options, LookingAtValuesFromOutsideIsNoCall)
+TEST_F(Options, OneParameterIsAskedForByItsCommand)
 {
     int value = -1;
     EXPECT_TRUE(service_->value(IA_CMD_BRIGHTNESS, value));
-    EXPECT_FALSE(service_->value(IA_CMD_CAMERA_VERSION, value));
-    EXPECT_FALSE(service_->value(IA_CMD_WDR_BRACKET, value));
     EXPECT_EQ(50, value);
-    service_->state();
-    EXPECT_EQ(0u, service_->callCount());
-}
-
-TEST_F(Options, TheEntryPointReachesTheServiceOfTheProcess)
-{
-    sim::service().reset();
-    int value = 64;
-    EXPECT_EQ(0, ia_ioctrl(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, &value));
-    int held = 0;
-    EXPECT_TRUE(sim::service().value(IA_CMD_BRIGHTNESS, held));
-    EXPECT_EQ(64, held);
-    EXPECT_EQ(sim::kUnknownCommand, ia_ioctrl(IA_CMD_WDR_BRACKET, IA_CMD_OPT_SET, &value));
+    EXPECT_EQ(50, service_->parameter(IA_CMD_BRIGHTNESS)->value);
+    for (const ia_cmd_e cmd : {IA_CMD_CAMERA_VERSION, IA_CMD_WDR_BRACKET})
+    {
+        EXPECT_FALSE(service_->value(cmd, value));
+        EXPECT_FALSE(service_->parameter(cmd));
+    }
 }
 
 }  // namespace

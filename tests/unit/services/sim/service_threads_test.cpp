@@ -1,4 +1,6 @@
-#include "services/sim/RecordingVideo.h"
+#include "services/Journal.h"
+#include "services/PlannedFailures.h"
+#include "services/RecordingVideo.h"
 #include "tests/unit/services/sim/SimCamera.h"
 
 #include <atomic>
@@ -61,11 +63,16 @@ void runTogether(const std::vector<std::function<void(int)>>& bodies)
 
 class ManyThreads : public SimCamera
 {
+protected:
+    ManyThreads() { front_ = &journal_; }
+
+    services::PlannedFailures failures_{*service_};
+    services::Journal journal_{failures_};
 };
 
 TEST_F(ManyThreads, SettersReadersAndTheSceneMeetWithoutHarm)
 {
-    service_->setBeforeCall([](ia_cmd_e, int, const void*) {});
+    failures_.setBeforeCall([](ia_cmd_e, int, const void*) {});
     std::atomic<int> refused{0};
     runTogether({
         [this](int i) { EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, i % 101)); },
@@ -82,14 +89,14 @@ TEST_F(ManyThreads, SettersReadersAndTheSceneMeetWithoutHarm)
             service_->infrared();
         },
         [this](int) { pass(50ms); },
-        [this, &refused](int) { refused += set(IA_CMD_BRIGHTNESS, 200) == sim::kOutOfRange; },
+        [this, &refused](int) { refused += set(IA_CMD_BRIGHTNESS, 200) == services::kOutOfRange; },
         [this](int i) {
-            service_->calls();
+            journal_.calls();
             if (i % 50 == 0)
             {
-                service_->clearCalls();
-                service_->setBeforeCall([](ia_cmd_e, int, const void*) {});
-                service_->state();
+                journal_.clearCalls();
+                failures_.setBeforeCall([](ia_cmd_e, int, const void*) {});
+                service_->parameters();
             }
         },
     });
@@ -116,11 +123,11 @@ TEST_F(ManyThreads, ModuleChangesKeepEveryAnswerConsistent)
 
 TEST_F(ManyThreads, EveryCallIsCounted)
 {
-    service_->setRecordingCapacity(10);
+    journal_.setCapacity(10);
     const auto call = [this](int i) { set(IA_CMD_CONTRAST, i % 100); };
     runTogether({call, call, call, call});
-    EXPECT_EQ(u32(4 * kRounds), service_->callCount());
-    EXPECT_EQ(10u, service_->calls().size());
+    EXPECT_EQ(u32(4 * kRounds), journal_.callCount());
+    EXPECT_EQ(10u, journal_.calls().size());
 }
 
 TEST_F(ManyThreads, ABlockedHookHoldsUpNobodyElse)
@@ -129,7 +136,7 @@ TEST_F(ManyThreads, ABlockedHookHoldsUpNobodyElse)
     std::promise<void> go;
     const auto reached = held.get_future();
     const auto released = go.get_future().share();
-    service_->setBeforeCall([&held, released](ia_cmd_e cmd, int opt, const void*) {
+    failures_.setBeforeCall([&held, released](ia_cmd_e cmd, int opt, const void*) {
         if (cmd == IA_CMD_FREEZE && opt == IA_CMD_OPT_SET)
         {
             held.set_value();
@@ -146,7 +153,7 @@ TEST_F(ManyThreads, ABlockedHookHoldsUpNobodyElse)
 
 TEST_F(ManyThreads, VideoNoticesFromManyThreadsAreAllKept)
 {
-    sim::RecordingVideo video;
+    services::RecordingVideo video;
     const auto notify = [&video](int i) {
         video.notifyParam(IA_CMD_UI_MIRROR, i % 4);
         video.getStreamParams();

@@ -1,10 +1,10 @@
-#include "services/sim/RecordingVideo.h"
+#include "services/RecordingVideo.h"
 
-#include "services/sim/ParameterTable.h"
+#include "services/CommandNames.h"
 
 #include <utility>
 
-namespace sim {
+namespace services {
 
 RecordingVideo::RecordingVideo(std::vector<int> frameRates) : frameRates_(std::move(frameRates)) {}
 
@@ -95,4 +95,4 @@ bool RecordingVideo::wideDynamicChanging() const
     return bracket != state_.end() && bracket->second == 0;
 }
 
-}  // namespace sim
+}  // namespace services

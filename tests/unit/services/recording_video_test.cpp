@@ -1,4 +1,4 @@
-#include "services/sim/RecordingVideo.h"
+#include "services/RecordingVideo.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@ namespace {
 
 TEST(RecordingVideo, KeepsNoticesInOrderWithNames)
 {
-    sim::RecordingVideo video;
+    services::RecordingVideo video;
     EXPECT_EQ(0, video.notifyParam(IA_CMD_WDR_BRACKET, 0));
     EXPECT_EQ(0, video.notifyParam(IA_CMD_UI_MIRROR, 2));
     EXPECT_EQ(0, video.notifyParam(4711, -5));
@@ -22,7 +22,7 @@ TEST(RecordingVideo, KeepsNoticesInOrderWithNames)
 
 TEST(RecordingVideo, KeepsTheStateOfThePicture)
 {
-    sim::RecordingVideo video;
+    services::RecordingVideo video;
     EXPECT_EQ(0, video.mirror() + video.corridor() + video.wideDynamic() + video.antiShake());
     video.notifyParam(IA_CMD_UI_MIRROR, 3);
     video.notifyParam(IA_CMD_BEAWAY, 1);
@@ -39,7 +39,7 @@ TEST(RecordingVideo, KeepsTheStateOfThePicture)
 
 TEST(RecordingVideo, AWideDynamicChangeRunsFromNoticeZeroToNoticeOne)
 {
-    sim::RecordingVideo video;
+    services::RecordingVideo video;
     EXPECT_FALSE(video.wideDynamicChanging());
     video.notifyParam(IA_CMD_WDR_BRACKET, 0);
     EXPECT_TRUE(video.wideDynamicChanging());
@@ -51,7 +51,7 @@ TEST(RecordingVideo, AWideDynamicChangeRunsFromNoticeZeroToNoticeOne)
 
 TEST(RecordingVideo, AnswersWhatItWasToldToAndKeepsNoRefusedValue)
 {
-    sim::RecordingVideo video;
+    services::RecordingVideo video;
     video.notifyParam(IA_CMD_UI_MIRROR, 1);
     video.setResult(IA_CMD_UI_MIRROR, -4);
     EXPECT_EQ(-4, video.notifyParam(IA_CMD_UI_MIRROR, 2));
@@ -64,7 +64,7 @@ TEST(RecordingVideo, AnswersWhatItWasToldToAndKeepsNoRefusedValue)
 
 TEST(RecordingVideo, GivesOneStreamAFrameRate)
 {
-    sim::RecordingVideo video({25, 50});
+    services::RecordingVideo video({25, 50});
     ASSERT_EQ(2u, video.getStreamParams().size());
     EXPECT_EQ(25, video.getStreamParams()[0].getFrameRate());
     EXPECT_EQ(50, video.getStreamParams()[1].getFrameRate());
@@ -77,13 +77,13 @@ TEST(RecordingVideo, GivesOneStreamAFrameRate)
 
 TEST(RecordingVideo, DropsTheOldestNoticesWhenFull)
 {
-    sim::RecordingVideo video;
-    for (int i = 0; i < int(sim::RecordingVideo::kNoticesMax) + 5; ++i)
+    services::RecordingVideo video;
+    for (int i = 0; i < int(services::RecordingVideo::kNoticesMax) + 5; ++i)
     {
         video.notifyParam(IA_CMD_UI_MIRROR, i);
     }
     const auto notices = video.notices();
-    ASSERT_EQ(sim::RecordingVideo::kNoticesMax, notices.size());
+    ASSERT_EQ(services::RecordingVideo::kNoticesMax, notices.size());
     EXPECT_EQ(5, notices.front().value);
 }
 

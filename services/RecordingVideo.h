@@ -8,7 +8,7 @@
 #include <mutex>
 #include <vector>
 
-namespace sim {
+namespace services {
 
 // A video module that keeps what it is told. Thread-safe.
 class RecordingVideo : public VideoStreamModule
@@ -59,4 +59,4 @@ private:
     std::map<int, int> state_;
 };
 
-}  // namespace sim
+}  // namespace services

@@ -1,0 +1,118 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ia_ioctrl.h"
+#include "services/Status.h"
+
+// The image-adjust service as its host sees it: one call, and what a front end may ask beyond it.
+namespace services {
+
+enum class Kind : unsigned char
+{
+    range,    // every value from minimum to maximum that is a whole number of steps above minimum
+    choice,   // one of the listed values
+    action,   // 1 acts, 0 does nothing; reads as 0
+    reading,  // may only be read
+    record,   // data is a record or a text, not one word
+};
+
+// What a parameter allows now.
+struct AllowedValues
+{
+    int minimum;
+    int maximum;
+    int step;
+    int defaultValue;
+    std::vector<int> items;  // ascending; empty when every step from minimum to maximum is allowed
+
+    bool contains(int value) const;
+    int nearest(int value) const;  // the allowed value next to it, the lower one of two equally near
+};
+
+// One row for a page or a prompt: what a parameter allows and what it holds now.
+struct ParameterState
+{
+    ia_cmd_e cmd;
+    std::string name;  // English
+    std::string unit;  // "" for numbers without one and for choices
+    Kind kind;
+    AllowedValues allowed;
+    std::map<int, std::string> labels;  // of a choice's values, those too that are not allowed now
+    int value;
+
+    // "" without one.
+    std::string labelOf(int wanted) const;
+};
+
+// What is around the camera, where a service lets it be changed. Thread-safe.
+class World
+{
+public:
+    virtual ~World() = default;
+
+    // Light on the sensor, in lux, from now on; negative counts as 0.
+    virtual void setLight(double lux) = 0;
+    // Light that follows the clock's time of day from now on.
+    virtual void setDaylight() = 0;
+    // Metres to the object that the lens focuses on.
+    virtual void setDistance(double metres) = 0;
+};
+
+// Thread-safe: the library calls from the host's threads and from the sensor thread at once.
+class ImageService
+{
+public:
+    virtual ~ImageService() = default;
+
+    // One call of ia_ioctrl: a Status, or any other number for a failure of the service's own.
+    virtual int call(ia_cmd_e cmd, int opt, void* data) = 0;
+
+    // Fits the sensor module of that number, as the board's configuration names it, in its power-on state. False, and
+    // nothing changes, when there is none.
+    virtual bool setModule(int id) = 0;
+
+    // Every command that is a single word and that the device really has, in the order of a page.
+    virtual std::vector<ParameterState> parameters() const = 0;
+    // Nothing when parameters() has no such row.
+    virtual std::optional<ParameterState> parameter(ia_cmd_e cmd) const = 0;
+
+    // Lux on the sensor; nothing where it is not measured.
+    virtual std::optional<double> light() const { return std::nullopt; }
+    // The brightest infrared lamp, in per cent; nothing without lamps.
+    virtual std::optional<int> lamps() const { return std::nullopt; }
+
+    // Null for a service whose surroundings are what they are.
+    virtual World* world() { return nullptr; }
+};
+
+// A service in front of another one, which must outlive it; passes everything on.
+class Wrapper : public ImageService
+{
+public:
+    explicit Wrapper(ImageService& inner) : inner_(inner) {}
+
+    int call(ia_cmd_e cmd, int opt, void* data) override { return inner_.call(cmd, opt, data); }
+    bool setModule(int id) override { return inner_.setModule(id); }
+    std::vector<ParameterState> parameters() const override { return inner_.parameters(); }
+    std::optional<ParameterState> parameter(ia_cmd_e cmd) const override { return inner_.parameter(cmd); }
+    std::optional<double> light() const override { return inner_.light(); }
+    std::optional<int> lamps() const override { return inner_.lamps(); }
+    World* world() override { return inner_.world(); }
+
+protected:
+    ImageService& inner() { return inner_; }
+
+private:
+    ImageService& inner_;
+};
+
+// Makes ia_ioctrl forward to this service; null for none, and then every call is an unknown command. It must live as
+// long as the library may call, which ends with uinit, and, for a host that ends without it, with the process. A call
+// that has begun may still be with the service before.
+void setServiceInForce(ImageService* service);
+
+}  // namespace services
