@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "services/CommandNames.h"
 #include "services/sim/Service.h"
+#include "tests/support/ServiceDouble.h"
 
 namespace bench {
 namespace {
@@ -20,34 +22,47 @@ const ia_dynamic_params_attr_st* findAttributes(u32 cmd)
     return found == end ? nullptr : &g_attributes[found - g_commands.cmd_list];
 }
 
-// Words that a set hands over.
-int wordsSet(u32 cmd)
-{
-    switch (cmd)
-    {
-    case IA_CMD_DTN_THR:
-    case IA_CMD_NTD_THR:
-        return sizeof(dn_thr_st) / sizeof(u32);
-    case IA_CMD_DTN_H:
-    case IA_CMD_DTN_M:
-    case IA_CMD_NTD_H:
-    case IA_CMD_NTD_M:
-        return sizeof(dn_time_st) / sizeof(u32);
-    default:
-        return 1;
-    }
-}
-
 void record(u32 cmd, int opt, const void* data)
 {
     const bool isOnlyFilled = opt == IA_CMD_OPT_GET || opt == IA_CMD_OPT_GET_PARAM_RNAGE;
-    ServiceCall call{cmd, opt, std::vector<u32>(isOnlyFilled ? 0 : wordsSet(cmd))};
+    ServiceCall call{cmd, opt, std::vector<u32>(isOnlyFilled ? 0 : services::wordsToSet(cmd))};
     if (!call.words.empty())
     {
         std::memcpy(call.words.data(), data, call.words.size() * sizeof(u32));
     }
     t_recorder->push_back(std::move(call));
 }
+
+class ConstantService final : public support::ServiceDouble
+{
+public:
+    int call(ia_cmd_e cmd, int opt, void* data) override
+    {
+        if (t_recorder != nullptr)
+        {
+            record(cmd, opt, data);
+        }
+        if (opt == IA_CMD_OPT_GET && cmd == IA_CMD_DYNAMIC_PARAMS_CMDS_GET)
+        {
+            std::memcpy(data, &g_commands, sizeof g_commands);
+        }
+        else if (opt == IA_CMD_OPT_GET)
+        {
+            *static_cast<u32*>(data) = 0;
+        }
+        else if (opt == IA_CMD_OPT_GET_PARAM_RNAGE)
+        {
+            if (const ia_dynamic_params_attr_st* found = findAttributes(cmd))
+            {
+                std::memcpy(data, found, sizeof *found);
+            }
+        }
+        return SNS_SUCCESS;
+    }
+
+private:
+    const support::InForce inForce_{*this};
+} g_service;
 
 }  // namespace
 
@@ -94,27 +109,3 @@ RecordedCalls::~RecordedCalls()
 }
 
 }  // namespace bench
-
-extern "C" int ia_ioctrl(ia_cmd_e cmd, int opt, void* data)
-{
-    if (bench::t_recorder != nullptr)
-    {
-        bench::record(cmd, opt, data);
-    }
-    if (opt == IA_CMD_OPT_GET && cmd == IA_CMD_DYNAMIC_PARAMS_CMDS_GET)
-    {
-        std::memcpy(data, &bench::g_commands, sizeof bench::g_commands);
-    }
-    else if (opt == IA_CMD_OPT_GET)
-    {
-        *static_cast<u32*>(data) = 0;
-    }
-    else if (opt == IA_CMD_OPT_GET_PARAM_RNAGE)
-    {
-        if (const ia_dynamic_params_attr_st* found = bench::findAttributes(cmd))
-        {
-            std::memcpy(data, found, sizeof *found);
-        }
-    }
-    return SNS_SUCCESS;
-}

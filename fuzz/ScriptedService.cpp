@@ -5,39 +5,17 @@
 
 #include "fuzz/Require.h"
 #include "fuzz/TextParts.h"
+#include "services/CommandNames.h"
 
 namespace fuzz {
 namespace {
 
-constexpr int kNoService = -99;
-
-ScriptedService* g_pService = nullptr;
-
-// Words that a command carries when it is set.
-std::size_t wordsToSet(u32 cmd)
-{
-    switch (cmd)
-    {
-    case IA_CMD_SENSOR_CHECK:
-    case IA_CMD_DTN_H:
-    case IA_CMD_DTN_M:
-    case IA_CMD_NTD_H:
-    case IA_CMD_NTD_M:
-        return 4;
-    case IA_CMD_DTN_THR:
-    case IA_CMD_NTD_THR:
-        return 2;
-    default:
-        return 1;
-    }
-}
-
 // Reads all that a service may read, so that a record that is too small is noticed.
 void readWhole(u32 cmd, const void* data)
 {
-    u32 words[4];
-    std::memcpy(words, data, wordsToSet(cmd) * sizeof(u32));
-    volatile u32 last = words[wordsToSet(cmd) - 1];
+    std::vector<u32> words(services::wordsToSet(cmd));
+    std::memcpy(words.data(), data, words.size() * sizeof(u32));
+    volatile u32 last = words.back();
     static_cast<void>(last);
 }
 
@@ -100,15 +78,9 @@ void answer(std::string_view line, u32 cmd, int opt, void* data)
 
 }  // namespace
 
-ScriptedService::ScriptedService(std::string script, Mood mood) : mood_(mood), previous_(g_pService)
+ScriptedService::ScriptedService(std::string script, Mood mood) : mood_(mood)
 {
     continueWith(std::move(script));
-    g_pService = this;
-}
-
-ScriptedService::~ScriptedService()
-{
-    g_pService = previous_;
 }
 
 void ScriptedService::continueWith(std::string script)
@@ -128,7 +100,7 @@ std::string_view ScriptedService::lineFor(u32 cmd, int opt)
                                  : given_.emplace(std::pair(cmd, opt), takeUpTo(rest_, "\n")).first->second;
 }
 
-int ScriptedService::call(u32 cmd, int opt, void* data)
+int ScriptedService::call(ia_cmd_e cmd, int opt, void* data)
 {
     FUZZ_REQUIRE(data != nullptr);
     if (watcher_)
@@ -148,8 +120,3 @@ int ScriptedService::call(u32 cmd, int opt, void* data)
 }
 
 }  // namespace fuzz
-
-extern "C" int ia_ioctrl(ia_cmd_e cmd, int opt, void* data)
-{
-    return fuzz::g_pService == nullptr ? fuzz::kNoService : fuzz::g_pService->call(cmd, opt, data);
-}

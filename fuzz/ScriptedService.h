@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "ia_ioctrl.h"
+#include "tests/support/ServiceDouble.h"
 
 namespace fuzz {
 
@@ -17,7 +17,7 @@ namespace fuzz {
 // allowed values default, count and items, of the camera version the rest of the line as text (terminated only if it
 // is shorter than the record), of anything else one word. Counts may lie. Behind the last line everything succeeds
 // and nothing is written. ia_ioctrl goes to the service that was constructed last and still lives; one thread.
-class ScriptedService
+class ScriptedService final : public support::ServiceDouble
 {
 public:
     enum class Mood
@@ -28,9 +28,6 @@ public:
     using Watcher = std::function<void(u32 cmd, int opt, const void* data)>;
 
     ScriptedService(std::string script, Mood mood);
-    ~ScriptedService();
-    ScriptedService(const ScriptedService&) = delete;
-    ScriptedService& operator=(const ScriptedService&) = delete;
 
     /// Calls from here on are answered from these lines.
     void continueWith(std::string script);
@@ -42,7 +39,7 @@ public:
     std::size_t timesSet() const { return timesSet_; }
     std::size_t timesRefused() const { return timesRefused_; }
 
-    int call(u32 cmd, int opt, void* data);
+    int call(ia_cmd_e cmd, int opt, void* data) override;
 
 private:
     std::string_view lineFor(u32 cmd, int opt);
@@ -54,7 +51,7 @@ private:
     Watcher watcher_;
     std::size_t timesSet_ = 0;
     std::size_t timesRefused_ = 0;
-    ScriptedService* const previous_;
+    const support::InForce inForce_{*this};
 };
 
 }  // namespace fuzz

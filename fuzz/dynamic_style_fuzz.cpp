@@ -104,7 +104,7 @@ void rewriteByDefinition(TiXmlElement& root, bool isWdrShown, fuzz::ScriptedServ
     {
         const int cmd = static_cast<int>(list.cmd_list[i]);
         ia_dynamic_params_attr_st allowed = {};
-        if (service.call(static_cast<u32>(cmd), IA_CMD_OPT_GET_PARAM_RNAGE, &allowed) != 0)
+        if (service.call(list.cmd_list[i], IA_CMD_OPT_GET_PARAM_RNAGE, &allowed) != 0)
         {
             continue;
         }

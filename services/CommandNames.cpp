@@ -65,4 +65,23 @@ u32 keyOfCommand(u32 cmd)
     }
 }
 
+std::size_t wordsToSet(u32 cmd)
+{
+    switch (cmd)
+    {
+    case IA_CMD_DTN_THR:
+    case IA_CMD_NTD_THR:
+        return sizeof(dn_thr_st) / sizeof(u32);
+    case IA_CMD_DTN_H:
+    case IA_CMD_DTN_M:
+    case IA_CMD_NTD_H:
+    case IA_CMD_NTD_M:
+        return sizeof(dn_time_st) / sizeof(u32);
+    case IA_CMD_SENSOR_CHECK:
+        return sizeof(ia_sensor_check_st) / sizeof(u32);
+    default:
+        return 1;
+    }
+}
+
 }  // namespace services

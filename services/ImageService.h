@@ -112,7 +112,7 @@ private:
 
 // Makes ia_ioctrl forward to this service; null for none, and then every call is an unknown command. It must live as
 // long as the library may call, which ends with uinit, and, for a host that ends without it, with the process. A call
-// that has begun may still be with the service before.
-void setServiceInForce(ImageService* service);
+// that has begun may still be with the service before, which is returned.
+ImageService* setServiceInForce(ImageService* service);
 
 }  // namespace services

@@ -3,6 +3,8 @@
 #include <cstring>
 #include <utility>
 
+#include "services/CommandNames.h"
+
 namespace services {
 namespace {
 
@@ -18,20 +20,7 @@ int keptWords(u32 cmd, int opt, const void* data)
     switch (opt)
     {
     case IA_CMD_OPT_SET:
-        switch (cmd)
-        {
-        case IA_CMD_DTN_THR:
-        case IA_CMD_NTD_THR:
-            return sizeof(dn_thr_st) / sizeof(u32);
-        case IA_CMD_DTN_H:
-        case IA_CMD_DTN_M:
-        case IA_CMD_NTD_H:
-        case IA_CMD_NTD_M:
-        case IA_CMD_SENSOR_CHECK:
-            return Call::kWordsMax;
-        default:
-            return 1;
-        }
+        return static_cast<int>(wordsToSet(cmd));
     case IA_CMD_OPT_GET:
         return cmd == IA_CMD_CAMERA_VERSION                                          ? 0
                : cmd == IA_CMD_SENSOR_CHECK || cmd == IA_CMD_DYNAMIC_PARAMS_CMDS_GET ? Call::kWordsMax

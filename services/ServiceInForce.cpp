@@ -9,9 +9,9 @@ std::atomic<ImageService*> inForce{nullptr};
 
 }  // namespace
 
-void setServiceInForce(ImageService* service)
+ImageService* setServiceInForce(ImageService* service)
 {
-    inForce = service;
+    return inForce.exchange(service);
 }
 
 }  // namespace services

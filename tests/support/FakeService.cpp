@@ -1,41 +1,18 @@
 #include "tests/support/FakeService.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <ostream>
+
+#include "services/CommandNames.h"
 
 namespace support {
 namespace {
 
-constexpr int kNoService = -99;
-
-std::atomic<FakeService*> g_pService{nullptr};
-
-// Words of the record that a command carries with this option.
-size_t wordsOf(u32 cmd, int opt)
+// A sensor check carries its record with every option.
+std::size_t wordsOf(u32 cmd, int opt)
 {
-    if (cmd == IA_CMD_SENSOR_CHECK)
-    {
-        return 4;
-    }
-    if (opt != IA_CMD_OPT_SET)
-    {
-        return 1;
-    }
-    switch (cmd)
-    {
-    case IA_CMD_DTN_THR:
-    case IA_CMD_NTD_THR:
-        return 2;
-    case IA_CMD_DTN_H:
-    case IA_CMD_DTN_M:
-    case IA_CMD_NTD_H:
-    case IA_CMD_NTD_M:
-        return 4;
-    default:
-        return 1;
-    }
+    return opt == IA_CMD_OPT_SET || cmd == IA_CMD_SENSOR_CHECK ? services::wordsToSet(cmd) : 1;
 }
 
 u32 loadWord(const void* data)
@@ -60,13 +37,6 @@ bool operator==(const Sent& left, const Sent& right)
 void PrintTo(const Sent& sent, std::ostream* stream)
 {
     *stream << "{cmd " << sent.cmd << ", opt " << sent.opt << ", value " << static_cast<int>(sent.value) << "}";
-}
-
-FakeService::FakeService() : previous_(g_pService.exchange(this)) {}
-
-FakeService::~FakeService()
-{
-    g_pService = previous_;
 }
 
 void FakeService::answer(u32 cmd, int opt, Answer answer)
@@ -184,7 +154,7 @@ void FakeService::clearCalls()
     calls_.clear();
 }
 
-int FakeService::call(u32 cmd, int opt, void* data)
+int FakeService::call(ia_cmd_e cmd, int opt, void* data)
 {
     ServiceCall call{cmd, opt, std::vector<u32>(wordsOf(cmd, opt)), std::this_thread::get_id()};
     if (data != nullptr)
@@ -283,9 +253,3 @@ int FakeService::writeAllowedValues(u32 cmd, void* data) const
 }
 
 }  // namespace support
-
-extern "C" int ia_ioctrl(ia_cmd_e cmd, int opt, void* data)
-{
-    support::FakeService* service = support::g_pService;
-    return service == nullptr ? support::kNoService : service->call(cmd, opt, data);
-}

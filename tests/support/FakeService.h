@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "ia_ioctrl.h"
+#include "tests/support/ServiceDouble.h"
 
 namespace support {
 
@@ -37,9 +37,10 @@ void PrintTo(const Sent& sent, std::ostream* stream);
 
 // The image-adjust service that a test scripts; ia_ioctrl goes to the one that was constructed last and still
 // lives. Unscripted calls succeed: a set is remembered and a get returns what was set, 0 before; a correction
-// changes nothing; a status is 0.
+// changes nothing; a status is 0. Calls are kept as they arrive, so that a test sees one that is still held up; a
+// journal keeps what has returned.
 // Thread-safe.
-class FakeService
+class FakeService final : public ServiceDouble
 {
 public:
     // Runs in place of the built-in behaviour, outside the lock; the result is the status.
@@ -48,11 +49,6 @@ public:
     using Hook = std::function<void(const ServiceCall& call)>;
     // Runs before answer and built-in behaviour, outside the lock; a status ends the call, none lets it go on.
     using Interceptor = std::function<std::optional<int>(u32 cmd, int opt, void* data)>;
-
-    FakeService();
-    ~FakeService();
-    FakeService(const FakeService&) = delete;
-    FakeService& operator=(const FakeService&) = delete;
 
     void answer(u32 cmd, int opt, Answer answer);
     void answerStatus(u32 cmd, int opt, int status);
@@ -83,7 +79,7 @@ public:
     size_t count(u32 cmd, int opt) const;
     void clearCalls();
 
-    int call(u32 cmd, int opt, void* data);
+    int call(ia_cmd_e cmd, int opt, void* data) override;
 
 private:
     int builtIn(u32 cmd, int opt, void* data);
@@ -99,7 +95,7 @@ private:
     Hook hook_;
     Interceptor interceptor_;
     std::vector<ServiceCall> calls_;
-    FakeService* previous_;
+    const InForce inForce_{*this};
 };
 
 }  // namespace support

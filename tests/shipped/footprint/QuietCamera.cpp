@@ -15,10 +15,19 @@ std::string shared(const std::string& name)
 
 }  // namespace
 
-QuietService& service()
+int QuietService::call(ia_cmd_e cmd, int opt, void* data)
 {
-    static QuietService instance;
-    return instance;
+    if (opt == IA_CMD_OPT_SET)
+    {
+        ++sets;
+        return status;
+    }
+    if (cmd == IA_CMD_DN_STATE && opt == IA_CMD_OPT_GET)
+    {
+        const int state = dayNight;
+        std::memcpy(data, &state, sizeof state);
+    }
+    return services::kDone;
 }
 
 int QuietVideo::notifyParam(int, int)
@@ -87,9 +96,6 @@ bool QuietClock::passTurn()
 void QuietCamera::SetUp()
 {
     PrivateTreeTest::SetUp();
-    service().status = 0;
-    service().dayNight = 0;
-    service().sets = 0;
     clock_ = std::make_shared<QuietClock>();
     host::setClock(clock_);
 }
@@ -142,19 +148,3 @@ int QuietCamera::scheme()
 }
 
 }  // namespace footprint
-
-int ia_ioctrl(ia_cmd_e cmd, int opt, void* data)
-{
-    footprint::QuietService& service = footprint::service();
-    if (opt == IA_CMD_OPT_SET)
-    {
-        ++service.sets;
-        return service.status;
-    }
-    if (cmd == IA_CMD_DN_STATE && opt == IA_CMD_OPT_GET)
-    {
-        const int state = service.dayNight;
-        std::memcpy(data, &state, sizeof state);
-    }
-    return 0;
-}

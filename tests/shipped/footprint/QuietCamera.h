@@ -14,21 +14,25 @@
 #include "HostPlatform.h"
 #include "sensordll.h"
 #include "tests/support/PrivateTree.h"
+#include "tests/support/ServiceDouble.h"
 
 // A camera on its shipped documents whose surroundings allocate nothing while it runs: what is counted then is the
 // library's.
 namespace footprint {
 
 // The image-adjust service: accepts what it is sent, or answers with status. Thread-safe.
-struct QuietService
+class QuietService final : public support::ServiceDouble
 {
+public:
+    int call(ia_cmd_e cmd, int opt, void* data) override;
+
     std::atomic<int> status{0};    // of every call with option set
     std::atomic<int> dayNight{0};  // what it says about day and night, 0 = day
     std::atomic<int> sets{0};      // calls with option set
-};
 
-// The one that ia_ioctrl answers for.
-QuietService& service();
+private:
+    const support::InForce inForce_{*this};
+};
 
 class QuietVideo : public VideoStreamModule
 {
@@ -81,6 +85,7 @@ protected:
     int scheme();
 
     std::shared_ptr<QuietClock> clock_;
+    QuietService service_;
     QuietVideo video_;
     std::unique_ptr<ISensorController> controller_;
 };

@@ -10,7 +10,6 @@
 
 using footprint::AllocationWatch;
 using footprint::QuietCamera;
-using footprint::service;
 
 namespace {
 
@@ -44,14 +43,14 @@ protected:
     // One turn, after which a scheme is in force, and how many values it sent at least.
     void expectQuietTurn(int expectedScheme, int sentAtLeast)
     {
-        service().sets = 0;
+        service_.sets = 0;
         AllocationWatch watch;
         const bool hasPassed = clock_->passTurn();
         const unsigned long allocations = watch.total();
         EXPECT_EQ(0U, allocations) << watch.firstCallers();
         ASSERT_TRUE(hasPassed);
         EXPECT_EQ(expectedScheme, scheme());
-        EXPECT_GE(service().sets, sentAtLeast);
+        EXPECT_GE(service_.sets, sentAtLeast);
     }
 };
 
@@ -59,7 +58,7 @@ TEST_F(SensorThreadTurn, AllocatesNothingWhileThereIsNothingToDo)
 {
     start("fixed");
     expectQuietTurn(0, 0);
-    EXPECT_EQ(0, service().sets);
+    EXPECT_EQ(0, service_.sets);
 }
 
 TEST_F(SensorThreadTurn, AllocatesNothingInManualMode)
@@ -88,9 +87,9 @@ TEST_F(SensorThreadTurn, AllocatesNothingWhenDayAndNightSwitchSchemes)
 {
     start("lpr");
     expectQuietTurn(0, 0);
-    service().dayNight = 1;
+    service_.dayNight = 1;
     expectQuietTurn(1, 50);
-    service().dayNight = 0;
+    service_.dayNight = 0;
     expectQuietTurn(0, 50);
 }
 
@@ -112,8 +111,8 @@ TEST_F(SensorThreadTurn, AllocatesNothingWhenAWindowTakesOverFromDayAndNight)
 TEST_F(SensorThreadTurn, AllocatesNothingWhenTheServiceRefusesTheSwitch)
 {
     start("lpr");
-    service().dayNight = 1;
-    service().status = -1;
+    service_.dayNight = 1;
+    service_.status = -1;
     expectQuietTurn(1, 1);
 }
 
@@ -131,12 +130,12 @@ protected:
     // The outcome of one call, for which no memory was asked.
     Outcome quietly(const keycmd& row, int value, bool cache)
     {
-        service().sets = 0;
+        service_.sets = 0;
         AllocationWatch watch;
         const int result = c().setParameter(static_cast<int>(row.key), value, cache);
         const unsigned long allocations = watch.total();
         EXPECT_EQ(0U, allocations) << row.szKeyName << '\n' << watch.firstCallers();
-        return {result, service().sets};
+        return {result, service_.sets};
     }
 
     void forEachRow(const std::function<void(const keycmd&)>& visit)
@@ -217,7 +216,7 @@ TEST_F(SetParameter, AllocatesNothingForARefusedValueThatIsNotReported)
     int refused = 0;
     for (const int status : {-1, -2, -4, -5})
     {
-        service().status = status;
+        service_.status = status;
         forEachRow([&](const keycmd& row) {
             const bool isReported =
                 isHandledBy(row, "&ISensorController::doHwdr") || isHandledBy(row, "&ISensorController::doImageAdjust");

@@ -24,4 +24,10 @@ TEST_F(ServiceInForce, WithoutOneEveryCallIsAnUnknownCommand)
     EXPECT_EQ(64, value);
 }
 
+TEST_F(ServiceInForce, TheOneBeforeIsToldWhenAnotherTakesItsPlace)
+{
+    EXPECT_EQ(nullptr, services::setServiceInForce(service_.get()));
+    EXPECT_EQ(service_.get(), services::setServiceInForce(nullptr));
+}
+
 }  // namespace
