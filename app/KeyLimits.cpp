@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t kShortList = 4;  // what fits in a line of a table
 
-// Schedule keys never reach the service; this is what their window rules make of them.
+// Schedule keys never reach the service; this is what their window rules make of them. Any other key the device lacks.
 std::string scheduleText(int key)
 {
     switch (key)
@@ -24,7 +24,7 @@ std::string scheduleText(int key)
     case KEY_SCHEME_END_MIN:
         return "0..59 min";
     default:
-        return "";
+        return "nothing, this camera has no such parameter";
     }
 }
 

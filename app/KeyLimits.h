@@ -14,7 +14,7 @@ namespace app {
 // The service's row of a key; nothing for keys that are only stored and for numbers without one.
 std::optional<services::ParameterState> parameterOfKey(const services::ImageService& service, int key);
 
-// "0..100 %", "0 Off, 1 On", "0..23" for a schedule hour; empty when nothing is known.
+// "0..100 %", "0 Off, 1 On", "0..24 h" for a schedule hour, "nothing, ..." when the device has no such parameter.
 std::string allowedText(const services::ImageService& service, int key);
 
 // As above, of many choices only the first and the last.

@@ -1,11 +1,19 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 
 namespace app {
 
 using Json = nlohmann::ordered_json;
+
+// Null for nothing.
+template <typename Value>
+Json jsonOf(const std::optional<Value>& value)
+{
+    return value ? Json(*value) : Json();
+}
 
 // What one command answers, for people and for programs.
 struct Answer

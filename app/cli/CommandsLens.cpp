@@ -43,44 +43,85 @@ Movement movementOf(services::ImageService& service)
             isRunning(IA_CMD_LENS_RESET)};
 }
 
+// Where the lens is, of what the device has.
+struct Positions
+{
+    std::optional<int> zoom;
+    int ratio = 0;
+    std::optional<int> focus;
+    std::optional<int> focusMode;
+    std::optional<int> iris;
+    std::string irisSize;
+    std::optional<unsigned> sharpness;
+};
+
+// Nothing when the lens does not answer.
+std::optional<Positions> positionsOf(Camera& camera)
+{
+    const auto has = [&](ia_cmd_e command) { return camera.service().parameter(command).has_value(); };
+    ISensorController& controller = camera.controller();
+    Positions now;
+    const bool answers = (!has(IA_CMD_MZ_POSITION) || controller.getZoomValue(now.zoom.emplace(), now.ratio)) &&
+                         (!has(IA_CMD_MF_POSITION) || controller.getFocusValue(now.focus.emplace())) &&
+                         (!has(IA_CMD_AUTO_FOCUS_MODE) || controller.getFocusMode(now.focusMode.emplace())) &&
+                         (!has(IA_CMD_AF_STATISTIC) || controller.getAFStatistic(now.sharpness.emplace()));
+    if (const auto iris = camera.service().parameter(IA_CMD_IRIS_POSITION))
+    {
+        now.iris = iris->value;
+    }
+    if (const auto size = camera.service().parameter(IA_CMD_IRIS_SIZE))
+    {
+        now.irisSize = size->labelOf(size->value);
+    }
+    return answers ? std::optional(now) : std::nullopt;
+}
+
+std::string positionsText(const Positions& now, const Movement& moving, const services::ImageService& service)
+{
+    TextTable table;
+    if (now.zoom)
+    {
+        const std::string magnification = now.ratio > 0 ? ratioText(now.ratio) : "beyond the optical range";
+        table.addRow({"zoom", std::to_string(*now.zoom), magnification, movement(moving.zoom)});
+    }
+    if (now.focus)
+    {
+        const int mode = now.focusMode.value_or(0);
+        const std::string text =
+            now.focusMode ? "mode " + std::to_string(mode) + " " + valueNote(service, KEY_AUTO_FOCUS_MODE, mode) : "";
+        table.addRow({"focus", std::to_string(*now.focus), text, movement(moving.focus)});
+    }
+    if (now.iris)
+    {
+        table.addRow({"iris", std::to_string(*now.iris), now.irisSize, movement(moving.iris)});
+    }
+    if (now.sharpness)
+    {
+        table.addRow({"sharpness", std::to_string(*now.sharpness)});
+    }
+    return table.text() + (moving.resetting ? "the lens is being reset\n" : "");
+}
+
 Answer status(Session& session)
 {
-    ISensorController& controller = session.camera().controller();
-    int zoom = 0;
-    int ratio = 0;
-    int focus = 0;
-    int mode = 0;
-    unsigned sharpness = 0;
-    if (!controller.getZoomValue(zoom, ratio) || !controller.getFocusValue(focus) || !controller.getFocusMode(mode) ||
-        !controller.getAFStatistic(sharpness))
+    const services::ImageService& service = session.camera().service();
+    const std::optional<Positions> now = positionsOf(session.camera());
+    if (!now)
     {
         return Answer::failure("the lens does not answer");
     }
-    services::ImageService& service = session.camera().service();
-    const Movement moving = movementOf(service);
-    const auto iris = service.parameter(IA_CMD_IRIS_POSITION);
-    const auto irisSize = service.parameter(IA_CMD_IRIS_SIZE);
-    const std::string modeName = valueNote(service, KEY_AUTO_FOCUS_MODE, mode);
+    if (!now->zoom && !now->focus && !now->iris)
+    {
+        return Answer::failure("this camera has no lens that moves");
+    }
+    const Movement moving = movementOf(session.camera().service());
     Answer answer;
-    TextTable table;
-    const std::string magnification = ratio > 0 ? ratioText(ratio) : "beyond the optical range";
-    table.addRow({"zoom", std::to_string(zoom), magnification, movement(moving.zoom)});
-    table.addRow(
-        {"focus", std::to_string(focus), "mode " + std::to_string(mode) + " " + modeName, movement(moving.focus)});
-    table.addRow({"iris", iris ? std::to_string(iris->value) : "", irisSize ? irisSize->labelOf(irisSize->value) : "",
-                  movement(moving.iris)});
-    table.addRow({"sharpness", std::to_string(sharpness)});
-    answer.text = table.text() + (moving.resetting ? "the lens is being reset\n" : "");
-    answer.data = {{"zoom", zoom},
-                   {"ratio", ratio > 0 ? Json(ratio) : Json()},
-                   {"focus", focus},
-                   {"focusMode", mode},
-                   {"iris", iris ? Json(iris->value) : Json()},
-                   {"sharpness", sharpness},
-                   {"zoomMoving", moving.zoom},
-                   {"focusMoving", moving.focus},
-                   {"irisMoving", moving.iris},
-                   {"resetting", moving.resetting}};
+    answer.text = positionsText(*now, moving, service);
+    answer.data = {{"zoom", jsonOf(now->zoom)},   {"ratio", now->ratio > 0 ? Json(now->ratio) : Json()},
+                   {"focus", jsonOf(now->focus)}, {"focusMode", jsonOf(now->focusMode)},
+                   {"iris", jsonOf(now->iris)},   {"sharpness", jsonOf(now->sharpness)},
+                   {"zoomMoving", moving.zoom},   {"focusMoving", moving.focus},
+                   {"irisMoving", moving.iris},   {"resetting", moving.resetting}};
     return answer;
 }
 

@@ -16,10 +16,14 @@ constexpr double kLookCameraSeconds = 15.0;
 constexpr double kLongestLook = 0.2;
 constexpr double kShortestLook = 0.001;
 
-std::string luxText(double lux)
+std::string luxText(std::optional<double> lux)
 {
+    if (!lux)
+    {
+        return "light not measured";
+    }
     char text[64];
-    std::snprintf(text, sizeof text, lux < 10 ? "%.2f lux" : "%.0f lux", lux);
+    std::snprintf(text, sizeof text, *lux < 10 ? "%.2f lux" : "%.0f lux", *lux);
     return text;
 }
 
@@ -30,13 +34,12 @@ struct Scene
     int scheme;
     int mode;
     bool night;
-    double lux;  // 0 where nothing measures it
+    std::optional<double> lux;
 };
 
 Scene look(Camera& camera)
 {
-    return {camera.minutesOfDay(), camera.currentScheme(), camera.mode(), camera.night(),
-            camera.service().light().value_or(0)};
+    return {camera.minutesOfDay(), camera.currentScheme(), camera.mode(), camera.night(), camera.service().light()};
 }
 
 Json sceneJson(const Scene& scene)
@@ -45,13 +48,13 @@ Json sceneJson(const Scene& scene)
             {"scheme", scene.scheme},
             {"mode", scene.mode != 0 ? "auto" : "manual"},
             {"night", scene.night},
-            {"lux", scene.lux}};
+            {"lux", jsonOf(scene.lux)}};
 }
 
-bool lightChanged(double before, double now)
+bool lightChanged(std::optional<double> before, std::optional<double> now)
 {
-    const double low = std::max(kDarkest, std::min(before, now));
-    return std::max(before, now) >= low * kLightStep;
+    const auto [low, high] = std::minmax({before.value_or(0), now.value_or(0)});
+    return high >= std::max(kDarkest, low) * kLightStep;
 }
 
 // "scheme 0 -> 1", "night", "light", "time", one a change.
@@ -116,12 +119,13 @@ Answer runStatus(Session& session, const Words& arguments)
     TextTable table;
     table.addRow(
         {"model", camera.setup().model + ", sensor module " + std::to_string(camera.controller().getSensorType())});
-    table.addRow({"version", version});
+    table.addRow({"version", version.empty() ? "unknown" : version});
     table.addRow({"time", formatTimeOfDay(scene.minutes) + ", speed " + speed});
     table.addRow(
         {"scheme", schemeName(scene.scheme, camera.schemeCount()) + ", mode " + (scene.mode != 0 ? "auto" : "manual")});
-    table.addRow({"scene", luxText(scene.lux) + (scene.night ? ", night" : ", day") + ", lamps " +
-                               std::to_string(camera.service().lamps().value_or(0)) + " %"});
+    const std::optional<int> lamps = camera.service().lamps();
+    table.addRow({"scene", luxText(scene.lux) + (scene.night ? ", night" : ", day") +
+                               (lamps ? ", lamps " + std::to_string(*lamps) + " %" : "")});
     Answer answer;
     answer.text = table.text();
     answer.data = {
@@ -129,7 +133,7 @@ Answer runStatus(Session& session, const Words& arguments)
     answer.data.update(sceneJson(scene));
     answer.data["defaultScheme"] = camera.schemeCount();
     answer.data["speed"] = camera.setup().speed;
-    answer.data["lamps"] = camera.service().lamps().value_or(0);
+    answer.data["lamps"] = jsonOf(lamps);
     return answer;
 }
 
@@ -160,10 +164,10 @@ Answer runLight(Session& session, const Words& arguments)
         }
         world->setLight(*lux);
     }
-    const double lux = camera.service().light().value_or(0);
+    const std::optional<double> lux = camera.service().light();
     Answer answer;
     answer.text = luxText(lux) + (camera.night() ? ", night" : ", day") + how + "\n";
-    answer.data = {{"lux", lux}, {"night", camera.night()}};
+    answer.data = {{"lux", jsonOf(lux)}, {"night", camera.night()}};
     return answer;
 }
 

@@ -240,9 +240,8 @@ Answer runSet(Session& session, const Words& arguments)
         const std::optional<int> value = parseInt(assignment->value);
         if (!value)
         {
-            const std::string allowed = allowedText(session.camera().service(), *key);
-            return Answer::failure(keyTitle(*key) + ": " + assignment->value + " is no number" +
-                                   (allowed.empty() ? "" : "; allowed: " + allowed) + "; nothing was applied");
+            return Answer::failure(keyTitle(*key) + ": " + assignment->value + " is no number; allowed: " +
+                                   allowedText(session.camera().service(), *key) + "; nothing was applied");
         }
         if (std::find(keys.begin(), keys.end(), *key) != keys.end())
         {

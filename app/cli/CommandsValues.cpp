@@ -14,9 +14,11 @@ bool matches(const KeyName& row, const std::string& wanted)
 std::string valueLine(Session& session, int key, int value)
 {
     const std::optional<services::ParameterState> state = parameterOfKey(session.camera().service(), key);
-    const bool isChoice =
-        (state && !state->allowed.items.empty()) || (findKey(key) != nullptr && findKey(key)->onlyStored);
-    const std::string label = isChoice ? valueNote(session.camera().service(), key, value) : "";
+    const bool isStored = findKey(key) != nullptr && findKey(key)->onlyStored;
+    const bool isChoice = (state && !state->allowed.items.empty()) || isStored;
+    const std::string label = isChoice              ? valueNote(session.camera().service(), key, value)
+                              : !state && !isStored ? "(kept only: this camera has no such parameter)"
+                                                    : "";
     return keyTitle(key) + " = " + std::to_string(value) + (label.empty() ? "" : "  " + label) + "\n";
 }
 

@@ -32,8 +32,9 @@ public:
     };
 
     // arguments follow "--in-place --speed 20", so that the second of the start takes a twentieth of one.
-    explicit SensorcamRun(const std::vector<std::string>& arguments, Terminal terminal = Terminal::none)
-        : SensorcamRun(inPlace(arguments), terminal)
+    explicit SensorcamRun(const std::vector<std::string>& arguments, Terminal terminal = Terminal::none,
+                          const std::string& program = "sensorcam")
+        : SensorcamRun(inPlace(program, arguments), terminal)
     {
     }
 
@@ -126,9 +127,9 @@ public:
     std::string err;
 
 private:
-    static Command inPlace(const std::vector<std::string>& arguments)
+    static Command inPlace(const std::string& program, const std::vector<std::string>& arguments)
     {
-        Command command = {{kSensorcam, "--in-place", "--speed", "20"}};
+        Command command = {{SENSORDLL_BINARY_DIR "/bin/" + program, "--in-place", "--speed", "20"}};
         command.words.insert(command.words.end(), arguments.begin(), arguments.end());
         return command;
     }

@@ -7,11 +7,11 @@
 
 #include "HostClock.h"
 #include "app/Camera.h"
-#include "app/Service.h"
 #include "app/box/Provision.h"
 #include "app/cli/Commands.h"
 #include "app/cli/Session.h"
 #include "tests/support/PrivateTree.h"
+#include "tests/support/Simulator.h"
 
 namespace {
 
@@ -81,7 +81,7 @@ TEST_F(WindowCommandTest, TheSchedulerNeverSeesAWindowThatIsHalfChanged)
 {
     app::LibraryOutput output(app::LibraryOutput::Way::collected);
     app::EndSignals signals;
-    app::Camera camera({"fixed", kShare, kSpeed, 12 * 60}, app::service());
+    app::Camera camera({"fixed", kShare, kSpeed, 12 * 60}, support::journal());
     app::Session session(camera, output, signals, false, false);
     ASSERT_TRUE(runWindow(session, {"0", "off"}).ok());
     ASSERT_TRUE(runWindow(session, {"1", "on", "20:00-23:00"}).ok());
@@ -105,7 +105,7 @@ TEST_F(WindowCommandTest, AManualModeStaysOne)
 {
     app::LibraryOutput output(app::LibraryOutput::Way::collected);
     app::EndSignals signals;
-    app::Camera camera({"fixed", kShare, kSpeed, 12 * 60}, app::service());
+    app::Camera camera({"fixed", kShare, kSpeed, 12 * 60}, support::journal());
     app::Session session(camera, output, signals, false, false);
     camera.controller().setParamMode(0);
     ASSERT_TRUE(runWindow(session, {"1", "on", "01:00-02:00"}).ok());
