@@ -35,6 +35,14 @@ sees controller base diag keyval config
 sees services
 sees app services
 
+# names_simulator: file:line:text of what names it, outside of services and the tests.
+names_simulator() {
+    grep -rniE --include='*.h' --include='*.cpp' --exclude-dir={services,tests,build} '"services/sim|sim::|simulat' -- * || true
+}
+# The one says which service the camera runs on, the other fills its tables.
+expect_nothing "every service is like another, but where one is chosen:" \
+    < <(names_simulator | grep -vE '^(app/Service|benchmarks/ConstantService)\.cpp:' || true)
+
 system='fcntl\.h|unistd\.h|pthread\.h|dirent\.h|time\.h|sys/[a-z]+\.h|signal\.h'
 system+='|ctime|chrono|thread|mutex|condition_variable|future|fstream|filesystem|csignal'
 # Schemes.cpp must not spin even where a host's wait returns at once: it sleeps a moment by itself.
