@@ -5,15 +5,18 @@ set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # ---- libraries and headers -----------------------------------------------------------------------------------
 
-install(TARGETS sensordll sensorplatform sensordll_headers platform_headers
+install(TARGETS sensordll sensorplatform sensordll_headers platform_headers portcheck
   EXPORT sensordllTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime)
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 install(DIRECTORY include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sensordll COMPONENT development
   FILES_MATCHING PATTERN *.h PATTERN *.def)
 install(DIRECTORY platform/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sensordll/platform COMPONENT development
   FILES_MATCHING PATTERN *.h)
+install(FILES services/checks/PortCheck.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sensordll COMPONENT development)
 
 # ---- find_package(sensordll) and pkg-config --------------------------------------------------------------------
 

@@ -33,6 +33,7 @@ sees keyval base diag
 sees config base diag
 sees controller base diag keyval config
 sees services
+sees services/checks # what a porter may include, and nothing else
 sees app services
 
 # names_simulator: file:line:text of what names it, outside of services and the tests.

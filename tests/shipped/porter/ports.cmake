@@ -1,0 +1,10 @@
+# One that keeps every promise, without and with a video module, and four that break one each.
+foreach(port good good_with_video refusal_sets correction_drifts file_in_place stop_too_early)
+  add_executable(port_${port} ${CMAKE_CURRENT_LIST_DIR}/service.cpp)
+  target_compile_features(port_${port} PRIVATE cxx_std_17)
+endforeach()
+target_sources(port_good_with_video PRIVATE ${CMAKE_CURRENT_LIST_DIR}/main_with_video.cpp)
+target_compile_definitions(port_refusal_sets PRIVATE PORT_BREAKS=Promise::refusal)
+target_compile_definitions(port_correction_drifts PRIVATE PORT_BREAKS=Promise::correction)
+target_sources(port_file_in_place PRIVATE ${CMAKE_CURRENT_LIST_DIR}/file_in_place.cpp)
+target_sources(port_stop_too_early PRIVATE ${CMAKE_CURRENT_LIST_DIR}/stop_too_early.cpp)
