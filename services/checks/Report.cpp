@@ -140,15 +140,15 @@ Report::Report(std::chrono::milliseconds limit) : limit_(limit)
     passed = failed = leftOut = 0;
     for (const int number : kCrashSignals)
     {
-        std::signal(number, onCrash);
+        handlersBefore_.push_back(std::signal(number, onCrash));
     }
 }
 
 Report::~Report()
 {
-    for (const int number : kCrashSignals)
+    for (std::size_t i = 0; i < handlersBefore_.size(); ++i)
     {
-        std::signal(number, SIG_DFL);
+        std::signal(kCrashSignals[i], handlersBefore_[i]);
     }
 }
 

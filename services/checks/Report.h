@@ -93,6 +93,7 @@ public:
 
 private:
     const std::chrono::milliseconds limit_;
+    std::vector<void (*)(int)> handlersBefore_;
     bool partHangs_ = false;
     bool anyHangs_ = false;
 };
