@@ -49,7 +49,8 @@ void onCrash(int number)
 {
     std::signal(number, SIG_DFL);
     char came[sizeof stepUnderWay + 64];
-    std::snprintf(came, sizeof came, "crash, signal %d, in %s", number, stepUnderWay);
+    const char* const where = *stepUnderWay == '\0' ? "no call of the port" : stepUnderWay;
+    std::snprintf(came, sizeof came, "crash, signal %d, in %s", number, where);
     printFailure(checkUnderWay, came);
     printCounts();
     std::_Exit(1);
@@ -111,6 +112,7 @@ Step::Step(Watch& watch, std::string what) : watch_(watch)
 
 Step::~Step()
 {
+    *stepUnderWay = '\0';
     const std::lock_guard<std::mutex> lock(watch_.mutex_);
     watch_.running_.erase(place_);
 }

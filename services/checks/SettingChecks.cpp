@@ -17,7 +17,8 @@ using GuardedWords = Guarded<sizeof(Words)>;
 constexpr u32 kThresholds[] = {IA_CMD_DTN_THR, IA_CMD_NTD_THR};
 constexpr u32 kTimes[] = {IA_CMD_DTN_H, IA_CMD_DTN_M, IA_CMD_NTD_H, IA_CMD_NTD_M};
 constexpr int kBeyondAllLimits[] = {INT_MAX, INT_MIN, -1};
-constexpr u32 kManualFocus = 1;
+constexpr u32 kManualFocus = 1;  // the modes in which steps are accepted, and the service does not move by itself
+constexpr u32 kManualExposure = 3;
 constexpr std::chrono::milliseconds kPause{20};  // long enough to see a motor move
 constexpr std::chrono::seconds kWayBack{60};     // a lens goes from end to end in less
 constexpr int kRoundsAtRest = 25;                // a motor has begun to move by then
@@ -84,6 +85,7 @@ struct State
     std::vector<Found> found;
     std::vector<std::string> unreadable;  // they could not be put back, so they are not set
     u32 focusMode = kManualFocus;
+    u32 exposeMode = kManualExposure;
 };
 
 bool readWords(Watch& watch, const Command& command, Words& words)
@@ -118,6 +120,10 @@ std::string readState(Watch& watch, bool withLens, State& state)
         if (command.cmd == IA_CMD_AUTO_FOCUS_MODE)
         {
             state.focusMode = words[0];
+        }
+        if (command.cmd == IA_CMD_EXPOSE_MODE)
+        {
+            state.exposeMode = words[0];
         }
     }
     return state.found.empty() ? "none can" : "";
@@ -246,10 +252,19 @@ std::string checkSetNull(Watch& watch, const State& state)
     return findings.text();
 }
 
-// What the service moves by itself is not the checks' to put back.
-bool isOwnBusiness(const State& state, const Command& command)
+// Where the service moves by itself, nobody knows what it would have done meanwhile.
+bool movesByItself(const State& state, const Command& command)
 {
-    return command.cmd == IA_CMD_MF_POSITION && state.focusMode != kManualFocus;
+    switch (command.cmd)
+    {
+    case IA_CMD_MF_POSITION:
+        return state.focusMode != kManualFocus;
+    case IA_CMD_IRIS_POSITION:
+    case IA_CMD_IRIS_SIZE:
+        return state.exposeMode != kManualExposure;
+    default:
+        return false;
+    }
 }
 
 // Sets what differs and is not on its way.
@@ -260,11 +275,14 @@ std::string putBackOnce(Watch& watch, const State& state, bool& isAnythingMoving
     for (const Found& found : state.found)
     {
         Words words{};
-        if (isOwnBusiness(state, *found.command) || !readWords(watch, *found.command, words) || words == found.words)
+        if (!readWords(watch, *found.command, words) || words == found.words)
         {
             continue;
         }
-        findings.add(std::string(found.command->name) + " could not be put back");
+        if (!movesByItself(state, *found.command))
+        {
+            findings.add(std::string(found.command->name) + " could not be put back");
+        }
         if (isMoving(watch, *found.command))
         {
             isAnythingMoving = true;
