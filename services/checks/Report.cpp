@@ -1,6 +1,8 @@
 #include "services/checks/Report.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -42,6 +44,14 @@ void printFailure(const char* expected, const char* came)
     ++failed;
     std::printf("FAILED    %s: %s\n", expected, came);
     std::fflush(stdout);
+}
+
+// What came may hold anything, the contents of a file among it.
+std::string inOneLine(std::string text)
+{
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char byte) { return std::iscntrl(byte) != 0; }, ' ');
+    return text;
 }
 
 // Nothing here is promised to work in a handler. Without it there would be no report at all, and the process ends.
@@ -188,7 +198,7 @@ bool Report::check(const std::string& expected, Check check)
     thread.join();
     if (!run->came.empty())
     {
-        printFailure(expected.c_str(), run->came.c_str());
+        printFailure(expected.c_str(), inOneLine(run->came).c_str());
         return false;
     }
     ++passed;

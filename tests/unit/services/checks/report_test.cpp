@@ -63,6 +63,13 @@ TEST(Report, NamesAnExceptionThatAPortThrows)
     EXPECT_THAT(report, testing::HasSubstr("FAILED    a file is whole: exception no disk\n"));
 }
 
+TEST(Report, KeepsACheckInOneLineWhateverCame)
+{
+    const std::string report =
+        reportOf(1, [](Report& to) { to.check("a file is empty", [](Watch&) { return "\"one\r\ntwo\033\""; }); });
+    EXPECT_THAT(report, testing::HasSubstr("FAILED    a file is empty: \"one  two \"\n"));
+}
+
 TEST(Report, ShowsTheFirstFindingsAndHowManyMore)
 {
     portcheck::Findings findings;
