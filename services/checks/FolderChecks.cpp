@@ -81,6 +81,7 @@ std::string checkWhole(Watch& watch, const fs::path& folder)
     KSFile in;
     openFile(watch, in, folder / "whole", KSFile::modeRead);
     std::string read(kLarge + 1, '\0');
+    const Step step(watch, "KSFile::read");
     const INT64 length = in.getLength();
     const int got = in.read(read.data(), static_cast<unsigned>(read.size()));
     read.resize(static_cast<std::size_t>(std::max(got, 0)));
@@ -123,11 +124,12 @@ std::string checkUnfinished(Watch& watch, const fs::path& folder)
     const fs::path own = folder / "unfinished";
     fs::create_directory(own);
     makeFile(own / "scheme", kOld);
+    auto file = std::make_unique<KSFile>();
+    openFile(watch, *file, own / "scheme", kReplace);
+    writeText(watch, *file, kNew);
     {
-        KSFile file;
-        openFile(watch, file, own / "scheme", kReplace);
-        writeText(watch, file, kNew);
         const Step step(watch, "the destruction of a KSFile");
+        file.reset();
     }
     return contentsOf(own / "scheme") == kOld ? "" : "the contents are \"" + contentsOf(own / "scheme") + "\"";
 }
