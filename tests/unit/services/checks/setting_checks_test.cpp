@@ -61,7 +61,7 @@ TEST_F(SettingChecks, MoveNoLensUntilTold)
     EXPECT_TRUE(std::none_of(all.begin(), all.end(), movesLens));
 }
 
-TEST_F(SettingChecks, PutBackWhatWasInForceEvenWhereParametersLimitEachOther)
+TEST_F(SettingChecks, PutBackWhatWasInForceThoughParametersLimitEachOtherAndMotorsTakeTheirTime)
 {
     options_.lens = true;
     set(IA_CMD_AUTO_FOCUS_MODE, 1);
@@ -78,7 +78,9 @@ TEST_F(SettingChecks, PutBackWhatWasInForceEvenWhereParametersLimitEachOther)
                  {KEY_DTN_THR, 10},
                  {KEY_NTD_THR, 90},
                  {KEY_SCHEME_ENABLE, 1},
-                 {KEY_IRIS_POSITION, 10}});
+                 {KEY_IRIS_POSITION, 10},
+                 {KEY_MZ_POSITION, 18000},
+                 {KEY_ZOOM_IN, 1}});
     EXPECT_THAT(report(), HasSubstr(" 0 failed"));
     EXPECT_EQ(inForce(), before);
 }
