@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include "ISensorController.h"
+#include "SchemeWindow.h"
 #include "SensorFile.h"
 #include "SysConfig.h"
 #include "base/SharedWord.h"
@@ -10,26 +11,36 @@ using diag::Kind;
 
 namespace {
 
-// Times are compared as hour x 100 + minute. contract: loose on purpose, 24:00 and 10:99 pass.
-constexpr u32 kLatest = 2400;
-
-enum param_check_e
+void traceRefusal(const diag::Place& place, const SchemeWindow& window, window_check_e check)
 {
-    kStartTooLate = 505,
-    kEndTooLate = 506,
-    kStartNotBeforeEnd = 507,
-};
+    const int start = static_cast<int>(schemeTime(window.startHour, window.startMinute));
+    const int end = static_cast<int>(schemeTime(window.endHour, window.endMinute));
+    if (check == WINDOW_STARTS_TOO_LATE)
+    {
+        diag::trace(Kind::debug, place, "failed!!!! nParamSchemeStartTime(%d)\n", start);
+    }
+    else if (check == WINDOW_ENDS_TOO_LATE)
+    {
+        diag::trace(Kind::debug, place, "failed!!!! nParamSchemeEndTime(%d)\n", end);
+    }
+    else if (check == WINDOW_NOT_FORWARD)
+    {
+        diag::trace(Kind::debug, place, "failed!!!! nParamSchemeStartTime(%d) nParamSchemeEndTime(%d)\n", start, end);
+    }
+}
 
 }  // namespace
 
-u32 ISensorController::scheduleTime(u32 scheme, u32 hourRecord) const
+SchemeWindow ISensorController::windowOf(u32 scheme) const
 {
     const KeyVal* const records = recordsOf(scheme);
     if (records == nullptr || m_nKeyValSum < kScheduleRecords)
     {
-        return 0;
+        return {};
     }
-    return base::sharedLoad(records[hourRecord].value) * 100 + base::sharedLoad(records[hourRecord + 1].value);
+    const auto word = [records](u32 record) { return base::sharedLoad(records[record].value); };
+    return {word(kRecordEnable) != 0, word(kRecordStartHour), word(kRecordStartMinute), word(kRecordEndHour),
+            word(kRecordEndMinute)};
 }
 
 int ISensorController::flush()
@@ -55,24 +66,8 @@ int ISensorController::flush()
 
 int ISensorController::paramCheck()
 {
-    const u32 scheme = m_nCurScheme;
-    const u32 start = scheduleTime(scheme, kRecordStartHour);
-    const u32 end = scheduleTime(scheme, kRecordEndHour);
-    if (start > kLatest)
-    {
-        diag::trace(Kind::debug, CONTROLLER_PLACE, "failed!!!! nParamSchemeStartTime(%d)\n", static_cast<int>(start));
-        return kStartTooLate;
-    }
-    if (end > kLatest)
-    {
-        diag::trace(Kind::debug, CONTROLLER_PLACE, "failed!!!! nParamSchemeEndTime(%d)\n", static_cast<int>(end));
-        return kEndTooLate;
-    }
-    if (start >= end)
-    {
-        diag::trace(Kind::debug, CONTROLLER_PLACE, "failed!!!! nParamSchemeStartTime(%d) nParamSchemeEndTime(%d)\n",
-                    static_cast<int>(start), static_cast<int>(end));
-        return kStartNotBeforeEnd;
-    }
-    return SNS_SUCCESS;
+    const SchemeWindow window = windowOf(m_nCurScheme);
+    const window_check_e check = windowCheck(window);
+    traceRefusal(CONTROLLER_PLACE, window, check);
+    return check;
 }

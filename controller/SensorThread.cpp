@@ -1,6 +1,7 @@
 #include "ISensorController.h"
 #include "KSDeviceTime.h"
 #include "KestraTime.h"
+#include "SchemeWindow.h"
 #include "SysConfig.h"
 #include "base/SharedWord.h"
 #include "controller/ControllerFlags.h"
@@ -110,20 +111,14 @@ void ISensorController::turnDayNightLpr()
 int ISensorController::judgeCurScheme(int& p_nScheme, int& p_nSchedule)
 {
     const KSDeviceTime time = KSDeviceTime::getCurrentTime();
-    const u32 now = static_cast<u32>(time.getHour() * 100 + time.getMinute());
+    const u32 hour = static_cast<u32>(time.getHour());
+    const u32 minute = static_cast<u32>(time.getMinute());
     const u32 schemes = base::sharedLoad(g_stSysConf.nSchemeSum);
     p_nSchedule = kOutsideWindows;
     p_nScheme = static_cast<int>(schemes);
     for (u32 i = 0; i < schemes; ++i)
     {
-        const KeyVal* const records = recordsOf(i);
-        if (records == nullptr || m_nKeyValSum < kScheduleRecords ||
-            base::sharedLoad(records[kRecordEnable].value) == 0)
-        {
-            continue;
-        }
-        // contract: half-open and without a turn of the day, so 22:00 to 06:00 never holds
-        if (scheduleTime(i, kRecordStartHour) <= now && now < scheduleTime(i, kRecordEndHour))
+        if (windowHolds(windowOf(i), hour, minute))
         {
             p_nScheme = static_cast<int>(i);
             p_nSchedule = kInsideWindow;

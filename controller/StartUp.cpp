@@ -116,22 +116,13 @@ void ISensorController::dropOutdatedSchemeFiles(const diag::Place& place)
     sy_system(kRemoveSchemeFiles, kRemoveLimitSeconds);
 }
 
-// contract: a licence-plate camera whose detail names its infrared variant, with either value, is run as an
-// ordinary camera.
 void ISensorController::detectLpr()
 {
     MachineInfo machineInfo;
     SystemInfoParser::parseMachineInfo(kMachineInfoFile, machineInfo);
     DeviceType deviceType;
     deviceType.setDeviceTypeId(machineInfo.getDeviceType());
-    if (deviceType.getDeviceTypeId() != DEVICE_TYPE_LPR)
-    {
-        return;
-    }
-    const char* const detail = g_stSysConf.moduleConfig.szDetail;
-    const bool namesVariant =
-        std::strstr(detail, "(isInfrared=0)") != nullptr || std::strstr(detail, "(isInfrared=1)") != nullptr;
-    if (!namesVariant)
+    if (isPlateCamera(static_cast<u32>(deviceType.getDeviceTypeId()), g_stSysConf.moduleConfig.szDetail))
     {
         // contract: never taken back, not by the init of a factory reset either
         m_bLPR = true;

@@ -13,6 +13,7 @@
 class GThread;
 class ModuleConfigure;
 class VideoStreamModule;
+struct SchemeWindow;
 struct ControllerProbe;  ///< the test suite's view of the members
 namespace diag {
 struct Place;
@@ -222,8 +223,8 @@ private:
     /// Null for an index without a scheme, and while there are no schemes.
     SENSORDLL_LOCAL KeyVal* recordsOf(u32 scheme) const;
     SENSORDLL_LOCAL KeyVal* findRecord(u32 scheme, u32 key) const;
-    /// hour x 100 + minute from the record at hourRecord and the one behind; 0 for a scheme without such records.
-    SENSORDLL_LOCAL u32 scheduleTime(u32 scheme, u32 hourRecord) const;
+    /// All 0 for a scheme without such records.
+    SENSORDLL_LOCAL SchemeWindow windowOf(u32 scheme) const;
 
     SENSORDLL_LOCAL bool isAlreadyHeld(const KeyVal& record);
     /// False if the handler failed. It may change record.value.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstring>
+
 #include "SensorTypes.h"
 #include "sensordll_export.h"
 
@@ -32,6 +34,14 @@ enum device_type_e : u32
     DEVICE_TYPE_LPR = 8,
     DEVICE_TYPE_FISHEYE = 9,
 };
+
+/// True for a licence-plate camera: outside the windows day and night choose between its schemes 0 and 1.
+/// contract: one whose detail names its infrared variant, with either value, is run as an ordinary camera. Reentrant.
+inline bool isPlateCamera(u32 deviceType, const char* detail)
+{
+    return deviceType == DEVICE_TYPE_LPR && std::strstr(detail, "(isInfrared=0)") == nullptr &&
+           std::strstr(detail, "(isInfrared=1)") == nullptr;
+}
 
 /// The global configuration. Filled by initSysConf, then only read until uinitSysConf.
 struct SysConfig
