@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "camera/Failure.h"
+
 namespace app {
 
 // Why a camera cannot be started, in a sentence for the person at the terminal.
@@ -11,6 +13,9 @@ class Failure : public std::runtime_error
 public:
     using std::runtime_error::runtime_error;
 };
+
+// The same of a camera that says why.
+std::string failureText(const camera::Failure& failure);
 
 // "sensorcam: text" on standard error; with json the document {"ok":false,"error":text} on standard output.
 void reportFailure(const std::string& text, bool json);

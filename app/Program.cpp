@@ -7,7 +7,6 @@
 
 #include <filesystem>
 
-#include "app/Camera.h"
 #include "app/EndSignals.h"
 #include "app/Failure.h"
 #include "app/Models.h"
@@ -19,6 +18,7 @@
 #include "app/box/Supervisor.h"
 #include "app/cli/Session.h"
 #include "app/cli/Shell.h"
+#include "camera/Camera.h"
 
 namespace app {
 namespace {
@@ -47,7 +47,7 @@ int runCamera(const Options& options, const std::string& share, const std::strin
     const bool interactive = options.isShell && isInteractive(output.answerDescriptor(), options.json);
     int status = kExitOk;
     {
-        Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace}, service());
+        camera::Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace}, service());
         Session session(camera, output, signals, options.json, interactive);
         session.print(output.take());
         status = options.isShell ? runShell(session, stateFolder + "/history") : session.runAll(options.commands);

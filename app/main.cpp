@@ -36,6 +36,11 @@ int main(int argc, char** argv)
     {
         return app::runProgram(*options);
     }
+    catch (const camera::Failure& failure)
+    {
+        app::reportFailure(app::failureText(failure), options->json);
+        return app::kExitNoCamera;
+    }
     catch (const std::exception& error)
     {
         app::reportFailure(error.what(), options->json);

@@ -1,14 +1,12 @@
 #include "app/box/DiskFiles.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
 
 #include "app/Failure.h"
-#include "app/box/Descriptor.h"
 #include "app/box/LibraryOutput.h"
 
 namespace app {
@@ -69,18 +67,6 @@ bool writeNewFile(const fs::path& path, const std::string& content)
     return close(handle) == 0 && isWritten;
 }
 
-void requireReadable(const std::string& path, const struct stat& facts, std::size_t longest)
-{
-    if (!S_ISREG(facts.st_mode))
-    {
-        throw Failure("cannot read " + path + ": it is no plain file");
-    }
-    if (static_cast<std::size_t>(facts.st_size) > longest)
-    {
-        throw Failure("cannot read " + path + ": it is longer than " + std::to_string(longest) + " bytes");
-    }
-}
-
 }  // namespace
 
 void makeFolders(const std::string& path)
@@ -106,45 +92,23 @@ void replaceFile(const std::string& path, const std::string& content)
 }
 
 std::optional<std::string> readFile(const std::string& path, std::size_t longest)
+try
 {
-    struct stat facts;
-    if (stat(path.c_str(), &facts) != 0)
-    {
-        if (errno == ENOENT)
-        {
-            return std::nullopt;
-        }
-        throw Failure(systemError("cannot read " + path));
-    }
-    requireReadable(path, facts, longest);  // a device would notice that it is opened
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (file.number() < 0 || fstat(file.number(), &facts) != 0)
-    {
-        throw Failure(systemError("cannot read " + path));
-    }
-    requireReadable(path, facts, longest);  // it may be another one by now
-    std::string content;
-    char buffer[16 * 1024];
-    ssize_t count = 0;
-    while (content.size() <= longest && (count = read(file.number(), buffer, sizeof buffer)) > 0)
-    {
-        content.append(buffer, static_cast<std::size_t>(count));
-    }
-    if (count < 0)
-    {
-        throw Failure(systemError("cannot read " + path));
-    }
-    return content;
+    return camera::readFile(path, longest);
+}
+catch (const camera::Failure& failure)
+{
+    throw Failure(failureText(failure));
 }
 
 std::string readExistingFile(const std::string& path, std::size_t longest)
+try
 {
-    const std::optional<std::string> content = readFile(path, longest);
-    if (!content)
-    {
-        throw Failure("cannot read " + path + ": there is no such file");
-    }
-    return *content;
+    return camera::readExistingFile(path, longest);
+}
+catch (const camera::Failure& failure)
+{
+    throw Failure(failureText(failure));
 }
 
 }  // namespace app

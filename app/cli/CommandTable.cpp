@@ -1,6 +1,5 @@
 #include <algorithm>
 
-#include "app/UiFiles.h"
 #include "app/cli/Commands.h"
 #include "app/cli/Session.h"
 
@@ -57,7 +56,7 @@ Words completeTrace(Session&, const Words& arguments)
 Words completeLanguages(Session& session, const Words& arguments)
 {
     Words words;
-    for (const Language& language : session.camera().uiFiles().languages())
+    for (const camera::Language& language : session.camera().languages())
     {
         words.push_back(std::to_string(language.id));
     }
@@ -113,6 +112,10 @@ const std::vector<Command>& commands()
          "The highest N is the default scheme. In mode auto the clock chooses again within a second.\n", runScheme,
          completeSchemes},
         {"mode", "mode [auto|manual]", "whether the clock chooses the scheme", "", runMode, completeMode},
+        {"explain", "explain [KEY]", "why it is so, and what would change it",
+         "Without KEY: which scheme is in force and why, until when, and what comes next.\n"
+         "With KEY: its value, where it comes from, and what reload, reset and other schemes would make of it.\n",
+         runExplain, completeKeys},
         {"lens", "lens [WHAT ...]", "where the lens is, and moving it",
          "lens                                  positions and what moves\n"
          "lens zoom POSITION|in|out             16384 is 1x, 31424 is 16x\n"

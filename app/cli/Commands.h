@@ -61,6 +61,9 @@ Answer runScheme(Session& session, const Words& arguments);
 Answer runMode(Session& session, const Words& arguments);
 Words completeSchemes(Session& session, const Words& arguments);
 
+// CommandsExplain.cpp
+Answer runExplain(Session& session, const Words& arguments);
+
 // CommandsLens.cpp
 Answer runLens(Session& session, const Words& arguments);
 

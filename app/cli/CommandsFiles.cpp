@@ -1,22 +1,15 @@
 #include <algorithm>
-#include <iterator>
-#include <sstream>
 
-#include "KSFile.h"
 #include "app/Failure.h"
-#include "app/SchemeFile.h"
-#include "app/box/DiskFiles.h"
 #include "app/cli/Commands.h"
+#include "app/cli/ScheduleChart.h"
 #include "app/cli/Session.h"
+#include "camera/Diagnostics.h"
 
 namespace app {
 namespace {
 
-constexpr char kMarkerFile[] = "/mnt/mtd/sign/Debug.sign";
-constexpr char kErrorLog[] = "/mnt/mtd/log/SensorError.log";
-constexpr std::size_t kMarkerMax = 4096;      // bytes; two numbers
-constexpr std::size_t kLogMax = 1024 * 1024;  // bytes; the library begins a new one much earlier
-constexpr int kLogLines = 40;                 // a screen
+constexpr int kLogLines = 40;  // a screen
 constexpr auto kLook = std::chrono::milliseconds(2);
 constexpr int kLooks = 5000;  // ten seconds; the scheduler's first turn comes after one of the camera's seconds
 
@@ -24,53 +17,15 @@ std::string refusedWindow(int code, const std::string& window)
 {
     switch (code)
     {
-    case 505:
+    case WINDOW_STARTS_TOO_LATE:
         return "code 505: its window " + window + " starts after 24:00";
-    case 506:
+    case WINDOW_ENDS_TOO_LATE:
         return "code 506: its window " + window + " ends after 24:00";
-    case 507:
+    case WINDOW_NOT_FORWARD:
         return "code 507: its window " + window + " does not start before it ends";
     default:
         return "code " + std::to_string(code);
     }
-}
-
-// What the file should hold now; empty keys do not count.
-bool fileHoldsScheme(Session& session, int scheme, std::size_t& count)
-{
-    const std::vector<KeyVal> records = readSchemeFile(scheme);
-    count = records.size();
-    for (const KeyVal& record : records)
-    {
-        if (session.camera().schemeValue(scheme, static_cast<int>(record.key)) != static_cast<int>(record.value))
-        {
-            return false;
-        }
-    }
-    return !records.empty();
-}
-
-std::vector<std::string> linesOf(const std::string& path, std::size_t longest)
-{
-    std::istringstream stream(readFile(path, longest).value_or(""));
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(stream, line);)
-    {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
-// The error log with its rotated predecessors, oldest line first.
-std::vector<std::string> errorLogLines()
-{
-    std::vector<std::string> lines;
-    for (const char* suffix : {".2", ".1", ""})
-    {
-        const std::vector<std::string> more = linesOf(kErrorLog + std::string(suffix), kLogMax);
-        lines.insert(lines.end(), more.begin(), more.end());
-    }
-    return lines;
 }
 
 // After a factory reset no scheme is in force until the scheduler's next turn.
@@ -89,36 +44,30 @@ Answer runSave(Session& session, const Words& arguments)
     {
         return wrongUsage("save");
     }
-    Camera& camera = session.camera();
-    const int scheme = camera.currentScheme();
-    if (scheme < 0 || scheme >= camera.schemeCount())
-    {
-        Answer answer = Answer::failure(schemeName(scheme, camera.schemeCount()) +
-                                        " is in force: it has no file, nothing was saved");
-        answer.data = {{"scheme", scheme}, {"saved", false}};
-        return answer;
-    }
-    const int code = camera.controller().flush();
+    using Kind = camera::SaveResult::Kind;
+    const camera::SaveResult result = session.camera().save();
+    const std::string scheme = "scheme " + std::to_string(result.scheme);
     Answer answer;
-    answer.data = {{"scheme", scheme}, {"code", code}, {"saved", code == 0}};
-    if (code != 0)
+    answer.data = {{"scheme", result.scheme}, {"code", result.code}, {"saved", result.kind == Kind::saved}};
+    switch (result.kind)
     {
-        const std::string window = windowText(camera.schedule().windows[static_cast<std::size_t>(scheme)]);
-        answer.error = "scheme " + std::to_string(scheme) + " was not saved, " + refusedWindow(code, window) +
+    case Kind::noFile:
+        answer.data.erase("code");
+        answer.error = schemeName(result.scheme, session.camera().schemeCount()) +
+                       " is in force: it has no file, nothing was saved";
+        break;
+    case Kind::windowRefused:
+        answer.error = scheme + " was not saved, " + refusedWindow(result.code, windowText(result.window)) +
                        ". Its values stay in force until the camera ends; mend the window with 'window " +
-                       std::to_string(scheme) + " on HH:MM-HH:MM'";
-        return answer;
+                       std::to_string(result.scheme) + " on HH:MM-HH:MM'";
+        break;
+    case Kind::notWritten:
+        answer.error = scheme + " could not be written; its file is as it was ('log' says more)";
+        break;
+    case Kind::saved:
+        answer.text = scheme + " saved (" + counted(result.values, "value", "values") + ")\n";
+        break;
     }
-    std::size_t count = 0;
-    // A switch by the clock in between makes the comparison meaningless.
-    if (camera.currentScheme() == scheme && !fileHoldsScheme(session, scheme, count))
-    {
-        answer.data["saved"] = false;
-        answer.error =
-            "scheme " + std::to_string(scheme) + " could not be written; its file is as it was ('log' says more)";
-        return answer;
-    }
-    answer.text = "scheme " + std::to_string(scheme) + " saved (" + counted(count, "value", "values") + ")\n";
     return answer;
 }
 
@@ -128,23 +77,25 @@ Answer runReload(Session& session, const Words& arguments)
     {
         return wrongUsage("reload");
     }
-    Camera& camera = session.camera();
-    const int scheme = camera.currentScheme();
+    using Kind = camera::ReloadResult::Kind;
+    const camera::ReloadResult result = session.camera().reload();
+    const std::string scheme = "scheme " + std::to_string(result.scheme);
     Answer answer;
-    answer.data["scheme"] = scheme;
-    if (scheme < 0 || scheme >= camera.schemeCount())
+    answer.data["scheme"] = result.scheme;
+    switch (result.kind)
     {
-        answer.text = schemeName(scheme, camera.schemeCount()) + " is in force: it has no file to be read again\n";
-        return answer;
+    case Kind::noFile:
+        answer.text = schemeName(result.scheme, session.camera().schemeCount()) +
+                      " is in force: it has no file to be read again\n";
+        break;
+    case Kind::refused:
+        answer.error =
+            scheme + " was read again, but the sensor refused one of its values; the ones after it were not applied";
+        break;
+    case Kind::reloaded:
+        answer.text = scheme + " is again as it was saved\n";
+        break;
     }
-    if (!camera.controller().resetToLastParameters())
-    {
-        answer.error = "scheme " + std::to_string(scheme) +
-                       " was read again, but the sensor refused one of its values; "
-                       "the ones after it were not applied";
-        return answer;
-    }
-    answer.text = "scheme " + std::to_string(scheme) + " is again as it was saved\n";
     return answer;
 }
 
@@ -154,14 +105,19 @@ Answer runReset(Session& session, const Words& arguments)
     {
         return wrongUsage("reset");
     }
-    Answer answer;
-    if (!session.camera().factoryReset())
+    try
     {
-        session.quit();
-        return Answer::failure(
-            "the board's files no longer name this camera (/mnt/mtd/code/factory_setting/machineinfo.ini, "
-            "/hd1/moduleConfig/moduleConfig.xml): the camera is down. It starts again as a new one");
+        session.camera().factoryReset();
     }
+    catch (const camera::Failure& failure)
+    {
+        if (failure.problem() == camera::Problem::boardFilesGone)
+        {
+            session.quit();
+        }
+        throw;
+    }
+    Answer answer;
     waitForFirstScheme(session);
     const int scheme = session.camera().currentScheme();
     answer.text = "factory reset: all scheme files are made anew, " +
@@ -175,9 +131,9 @@ Answer runTrace(Session&, const Words& arguments)
     Answer answer;
     if (arguments.empty())
     {
-        const std::vector<std::string> lines = linesOf(kMarkerFile, kMarkerMax);
-        answer.text = lines.empty() ? "trace is off (level 1: assertions only)\n" : "trace level " + lines[0] + "\n";
-        answer.data["level"] = lines.empty() ? Json() : Json(lines[0]);
+        const std::optional<std::string> level = camera::debugLevel();
+        answer.text = level ? "trace level " + *level + "\n" : "trace is off (level 1: assertions only)\n";
+        answer.data["level"] = level ? Json(*level) : Json();
         return answer;
     }
     if (arguments.size() > 1)
@@ -186,9 +142,9 @@ Answer runTrace(Session&, const Words& arguments)
     }
     if (toLower(arguments[0]) == "off")
     {
-        if (std::remove(kMarkerFile) != 0 && KSFile::exists(kMarkerFile))
+        if (!camera::clearDebugLevel())
         {
-            return Answer::failure(systemError(kMarkerFile));
+            return Answer::failure(systemError(camera::debugMarkerFile()));
         }
         answer.text = "trace off (level 1: assertions only)\n";
         answer.data["level"] = nullptr;
@@ -199,14 +155,9 @@ Answer runTrace(Session&, const Words& arguments)
     {
         return wrongUsage("trace");
     }
-    // The second line, the assertion switch, is kept.
-    const std::vector<std::string> lines = linesOf(kMarkerFile, kMarkerMax);
-    std::string text = std::to_string(*level) + "\n" + (lines.size() > 1 ? lines[1] + "\n" : "");
-    KSFile file;
-    if (!file.open(kMarkerFile, KSFile::modeWrite | KSFile::modeTruncate) ||
-        file.write(text.data(), static_cast<unsigned>(text.size())) < 0 || !file.close())
+    if (!camera::setDebugLevel(*level))
     {
-        return Answer::failure(systemError(kMarkerFile));
+        return Answer::failure(systemError(camera::debugMarkerFile()));
     }
     answer.text = "trace level " + std::to_string(*level) + "\n";
     answer.data["level"] = *level;
@@ -220,7 +171,7 @@ Answer runLog(Session&, const Words& arguments)
     {
         return wrongUsage("log");
     }
-    const std::vector<std::string> lines = errorLogLines();
+    const std::vector<std::string> lines = camera::errorLog();
     const std::size_t count = std::min(lines.size(), static_cast<std::size_t>(*wanted));
     Answer answer;
     answer.data["lines"] = Json::array();
@@ -243,7 +194,7 @@ Answer runStyle(Session& session, const Words& arguments)
         return wrongUsage("style");
     }
     Answer answer;
-    const std::string style = session.camera().controller().getUIStyleFile();
+    const std::string style = session.camera().style();
     answer.data["style"] = style;
     answer.text = style.empty() || style.back() != '\n' ? style + "\n" : style;
     return answer;
@@ -252,11 +203,11 @@ Answer runStyle(Session& session, const Words& arguments)
 Answer runLanguage(Session& session, const Words& arguments)
 {
     Answer answer;
-    const std::vector<Language>& languages = session.camera().uiFiles().languages();
+    const std::vector<camera::Language>& languages = session.camera().languages();
     if (arguments.empty())
     {
         answer.data["languages"] = Json::array();
-        for (const Language& language : languages)
+        for (const camera::Language& language : languages)
         {
             answer.text += std::to_string(language.id) + "  " + language.code + "  " + language.name + "\n";
             answer.data["languages"].push_back({{"id", language.id}, {"code", language.code}, {"name", language.name}});
@@ -268,13 +219,10 @@ Answer runLanguage(Session& session, const Words& arguments)
     {
         return wrongUsage("language");
     }
-    const bool known =
-        std::any_of(languages.begin(), languages.end(), [&](const Language& entry) { return entry.id == *id; });
-    const std::string texts = session.camera().controller().getUILanguageFile(*id);
-    const std::string common = session.camera().controller().getUICommonFile(*id);
-    answer.data = {{"id", *id}, {"known", known}, {"texts", texts}, {"common", common}};
-    answer.text = texts + "\n" + common + "\n";
-    if (!known)
+    const camera::LanguageTexts texts = session.camera().texts(*id);
+    answer.data = {{"id", *id}, {"known", texts.known}, {"texts", texts.texts}, {"common", texts.common}};
+    answer.text = texts.texts + "\n" + texts.common + "\n";
+    if (!texts.known)
     {
         notice("there is no language " + std::to_string(*id) + "; the camera serves its first one instead");
     }

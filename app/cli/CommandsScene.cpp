@@ -1,8 +1,8 @@
 #include <cmath>
 
 #include "HostClock.h"
-#include "SysConfig.h"
 #include "app/cli/Commands.h"
+#include "app/cli/ScheduleChart.h"
 #include "app/cli/Session.h"
 
 namespace app {
@@ -37,7 +37,7 @@ struct Scene
     std::optional<double> lux;
 };
 
-Scene look(Camera& camera)
+Scene look(camera::Camera& camera)
 {
     return {camera.minutesOfDay(), camera.currentScheme(), camera.mode(), camera.night(), camera.service().light()};
 }
@@ -110,15 +110,13 @@ Answer runStatus(Session& session, const Words& arguments)
     {
         return wrongUsage("status");
     }
-    Camera& camera = session.camera();
+    camera::Camera& camera = session.camera();
     const Scene scene = look(camera);
-    std::string version;
-    camera.controller().getCameraVerInf(version);
+    const std::string version = camera.version();
     char speed[32];
     std::snprintf(speed, sizeof speed, "%g", camera.setup().speed);
     TextTable table;
-    table.addRow(
-        {"model", camera.setup().model + ", sensor module " + std::to_string(camera.controller().getSensorType())});
+    table.addRow({"model", camera.setup().model + ", sensor module " + std::to_string(camera.sensorModule())});
     table.addRow({"version", version.empty() ? "unknown" : version});
     table.addRow({"time", formatTimeOfDay(scene.minutes) + ", speed " + speed});
     table.addRow(
@@ -128,8 +126,7 @@ Answer runStatus(Session& session, const Words& arguments)
                                (lamps ? ", lamps " + std::to_string(*lamps) + " %" : "")});
     Answer answer;
     answer.text = table.text();
-    answer.data = {
-        {"model", camera.setup().model}, {"module", camera.controller().getSensorType()}, {"version", version}};
+    answer.data = {{"model", camera.setup().model}, {"module", camera.sensorModule()}, {"version", version}};
     answer.data.update(sceneJson(scene));
     answer.data["defaultScheme"] = camera.schemeCount();
     answer.data["speed"] = camera.setup().speed;
@@ -139,7 +136,7 @@ Answer runStatus(Session& session, const Words& arguments)
 
 Answer runLight(Session& session, const Words& arguments)
 {
-    Camera& camera = session.camera();
+    camera::Camera& camera = session.camera();
     if (arguments.size() > 1)
     {
         return wrongUsage("light");
@@ -180,7 +177,7 @@ Answer runTime(Session& session, const Words& arguments)
     if (!arguments.empty())
     {
         const std::optional<int> minutes = parseTimeOfDay(arguments[0]);
-        if (!minutes || *minutes >= kMinutesPerDay)
+        if (!minutes || *minutes >= camera::kMinutesPerDay)
         {
             return Answer::failure(arguments[0] + " is no time of day from 00:00 to 23:59");
         }
@@ -203,7 +200,7 @@ Answer runWatch(Session& session, const Words& arguments)
     {
         return wrongUsage("watch");
     }
-    Camera& camera = session.camera();
+    camera::Camera& camera = session.camera();
     const host::Span start = host::clock()->monotonic();
     Scene told = look(camera);
     tell(session, told, "watching");

@@ -1,42 +1,16 @@
-#include "SensorKeys.h"
-#include "app/SchemeFile.h"
 #include "app/cli/Commands.h"
+#include "app/cli/ScheduleChart.h"
 #include "app/cli/Session.h"
+#include "camera/SchemeFile.h"
 
 namespace app {
 namespace {
 
 constexpr int kMinutesPerHour = 60;
 
-// Takes the scheduler out while the five records of a window change one after the other.
-class ManualWhile
-{
-public:
-    explicit ManualWhile(Camera& camera) : camera_(camera), mode_(camera.mode())
-    {
-        if (mode_ != 0)
-        {
-            camera_.controller().setParamMode(0);
-        }
-    }
-    ~ManualWhile()
-    {
-        if (mode_ != 0)
-        {
-            camera_.controller().setParamMode(mode_);
-        }
-    }
-    ManualWhile(const ManualWhile&) = delete;
-    ManualWhile& operator=(const ManualWhile&) = delete;
-
-private:
-    Camera& camera_;
-    const int mode_;
-};
-
 Json windowJson(const SchemeWindow& window)
 {
-    return {{"enabled", window.enabled}, {"window", windowText(window)}, {"neverHolds", neverHolds(window)}};
+    return {{"enabled", window.enabled}, {"window", windowText(window)}, {"neverHolds", windowNeverHolds(window)}};
 }
 
 std::optional<int> schemeNumber(const std::string& text, int highest)
@@ -45,67 +19,37 @@ std::optional<int> schemeNumber(const std::string& text, int highest)
     return number && *number >= 0 && *number <= highest ? number : std::nullopt;
 }
 
-std::vector<KeyVal> windowRecords(bool enabled, const TimeSpanOfDay& span)
+SchemeWindow windowOf(bool enabled, const TimeSpanOfDay& span)
 {
     const auto word = [](int value) { return static_cast<u32>(value); };
-    return {{KEY_SCHEME_ENABLE, enabled ? 1U : 0U},
-            {KEY_SCHEME_START_HOUR, word(span.startMinutes / kMinutesPerHour)},
-            {KEY_SCHEME_START_MIN, word(span.startMinutes % kMinutesPerHour)},
-            {KEY_SCHEME_END_HOUR, word(span.endMinutes / kMinutesPerHour)},
-            {KEY_SCHEME_END_MIN, word(span.endMinutes % kMinutesPerHour)}};
+    return {enabled, word(span.startMinutes / kMinutesPerHour), word(span.startMinutes % kMinutesPerHour),
+            word(span.endMinutes / kMinutesPerHour), word(span.endMinutes % kMinutesPerHour)};
 }
 
-// Sets the window's records in those of a file. False when one is missing.
-bool patch(std::vector<KeyVal>& records, const std::vector<KeyVal>& window)
+Answer changeWindow(Session& session, int scheme, const SchemeWindow& window)
 {
-    for (const KeyVal& wanted : window)
+    const camera::WindowResult result = session.camera().setWindow(scheme, window);
+    const std::string file = camera::schemeFilePath(scheme);
+    if (result.stored == camera::Stored::noRecord)
     {
-        bool found = false;
-        for (std::size_t i = 0; i < records.size() && !found; ++i)
-        {
-            found = records[i].key == wanted.key;
-            records[i].value = found ? wanted.value : records[i].value;
-        }
-        if (!found)
-        {
-            return false;
-        }
+        return Answer::failure(file + " is missing or has no window; nothing was changed. 'reset' makes "
+                                      "the scheme files anew");
     }
-    return true;
-}
-
-// File first: a window that could not be saved must not hold either.
-Answer changeWindow(Session& session, int scheme, bool enabled, const TimeSpanOfDay& span)
-{
-    const std::vector<KeyVal> window = windowRecords(enabled, span);
-    std::vector<KeyVal> records = readSchemeFile(scheme);
-    if (!patch(records, window))
+    if (result.stored != camera::Stored::done)
     {
-        return Answer::failure(schemeFilePath(scheme) +
-                               " is missing or has no window; nothing was changed. 'reset' makes "
-                               "the scheme files anew");
-    }
-    if (!writeSchemeFile(scheme, records))
-    {
-        return Answer::failure(schemeFilePath(scheme) + " could not be written; the window is as it was");
-    }
-    const ManualWhile manual(session.camera());
-    for (const KeyVal& record : window)
-    {
-        session.camera().controller().setKeyValToCache(static_cast<u32>(scheme), record.key, record.value, false);
+        return Answer::failure(file + " could not be written; the window is as it was");
     }
     Answer answer;
-    const SchemeWindow now = session.camera().schedule().windows[static_cast<std::size_t>(scheme)];
-    answer.text =
-        "scheme " + std::to_string(scheme) + ": " + windowText(now) + (enabled ? " on" : " off") + ", saved\n";
-    answer.data = windowJson(now);
+    answer.text = "scheme " + std::to_string(scheme) + ": " + windowText(result.window) +
+                  (window.enabled ? " on" : " off") + ", saved\n";
+    answer.data = windowJson(result.window);
     answer.data["scheme"] = scheme;
     return answer;
 }
 
 std::string windowProblem(const TimeSpanOfDay& span)
 {
-    if (span.startMinutes < span.endMinutes)
+    if (windowCheck(windowOf(true, span)) == WINDOW_SOUND)
     {
         return "";
     }
@@ -126,7 +70,7 @@ Answer runSchemes(Session& session, const Words& arguments)
     {
         return wrongUsage("schemes");
     }
-    const Schedule schedule = session.camera().schedule();
+    const camera::Schedule schedule = session.camera().schedule();
     Answer answer;
     answer.text = drawSchedule(schedule);
     answer.data = {{"time", formatTimeOfDay(schedule.minutes)},
@@ -142,7 +86,7 @@ Answer runSchemes(Session& session, const Words& arguments)
         entry.update(windowJson(schedule.windows[i]));
         answer.data["schemes"].push_back(entry);
     }
-    for (const Stretch& stretch : stretchesOfDay(schedule))
+    for (const camera::Stretch& stretch : camera::stretchesOfDay(schedule))
     {
         Json entry = {{"from", formatTimeOfDay(stretch.startMinutes)}, {"to", formatTimeOfDay(stretch.endMinutes)}};
         entry["scheme"] = stretch.scheme < 0 ? Json() : Json(stretch.scheme);
@@ -188,7 +132,7 @@ Answer runWindow(Session& session, const Words& arguments)
     {
         return Answer::failure(problem + ". Nothing was changed");
     }
-    return changeWindow(session, *scheme, state == "on", *span);
+    return changeWindow(session, *scheme, windowOf(state == "on", *span));
 }
 
 Answer runScheme(Session& session, const Words& arguments)
@@ -197,19 +141,18 @@ Answer runScheme(Session& session, const Words& arguments)
     {
         return wrongUsage("scheme");
     }
-    Camera& camera = session.camera();
+    camera::Camera& camera = session.camera();
     const std::optional<int> scheme = schemeNumber(arguments[0], camera.schemeCount());
     if (!scheme)
     {
         return Answer::failure("there is no scheme " + arguments[0] + "; there are 0 to " +
                                std::to_string(camera.schemeCount()) + ", the last being the default scheme");
     }
-    const bool automatic = camera.mode() != 0;
-    camera.controller().setParamScheme(*scheme);
+    const camera::SchemeResult result = camera.setScheme(*scheme);
     Answer answer;
     answer.text = schemeName(*scheme, camera.schemeCount()) + " is in force\n";
     answer.data["scheme"] = *scheme;
-    if (automatic)
+    if (result.clockChoosesAgain)
     {
         const std::string note = "the mode is auto, so the clock chooses again within a second; 'mode manual' keeps it";
         answer.text += "note: " + note + "\n";
@@ -227,7 +170,7 @@ Answer runMode(Session& session, const Words& arguments)
     }
     if (arguments.size() == 1)
     {
-        session.camera().controller().setParamMode(wanted == "auto" ? 1 : 0);
+        session.camera().setMode(wanted == "auto");
     }
     Answer answer;
     answer.data["mode"] = session.camera().mode() != 0 ? "auto" : "manual";

@@ -1,134 +1,87 @@
 #include <algorithm>
 
-#include "app/KeyLimits.h"
-#include "app/KeyNames.h"
-#include "app/SchemeFile.h"
 #include "app/cli/Commands.h"
+#include "app/cli/KeyText.h"
 #include "app/cli/Session.h"
+#include "camera/KeyNames.h"
 
 namespace app {
 namespace {
 
-struct Change
-{
-    int key;
-    int value;
-    std::optional<int> before;
+using Keys = std::vector<camera::KeyResult>;
 
-    std::string text() const { return keyTitle(key) + "=" + std::to_string(value); }
-    Json json() const { return {{"key", key}, {"name", keyTitle(key)}, {"value", value}}; }
-};
-
-using Changes = std::vector<Change>;
-
-std::string listText(Changes::const_iterator begin, Changes::const_iterator end)
+std::string listText(Keys::const_iterator begin, Keys::const_iterator end)
 {
     Words words;
     for (; begin != end; ++begin)
     {
-        words.push_back(begin->text());
+        words.push_back(keyTitle(begin->key) + "=" + std::to_string(begin->asked));
     }
     return words.empty() ? "nothing" : joinWords(words);
 }
 
-Json listJson(Changes::const_iterator begin, Changes::const_iterator end)
+Json keyJson(const camera::KeyResult& key)
+{
+    return {{"key", key.key}, {"name", keyTitle(key.key)}, {"value", key.asked}};
+}
+
+Json listJson(Keys::const_iterator begin, Keys::const_iterator end)
 {
     Json list = Json::array();
     for (; begin != end; ++begin)
     {
-        list.push_back(begin->json());
+        list.push_back(keyJson(*begin));
     }
     return list;
 }
 
-// A key without a row goes to the service with its number as the command.
-bool concerns(const Refusal& refusal, int key)
-{
-    return findKey(key) != nullptr ? refusal.key == key : refusal.command == key;
-}
-
-const Refusal* lastRefusal(const std::vector<Refusal>& refusals, int key)
-{
-    const auto found = std::find_if(refusals.rbegin(), refusals.rend(),
-                                    [key](const Refusal& refusal) { return concerns(refusal, key); });
-    return found == refusals.rend() ? nullptr : &*found;
-}
-
-// The record of the key that was refused, a key may be sent several times: the one with the value that the service
-// refused; if the service refused nothing, the one that would have changed what is remembered now.
-Changes::const_iterator failedRecord(Session& session, const Changes& changes, int failedKey, const Refusal* refusal)
-{
-    const std::optional<int> now = session.camera().schemeValue(session.camera().currentScheme(), failedKey);
-    auto first = changes.end();
-    for (auto change = changes.begin(); change != changes.end(); ++change)
-    {
-        if (change->key != failedKey)
-        {
-            continue;
-        }
-        if (refusal != nullptr ? change->value == refusal->value : change->before == now && change->value != now)
-        {
-            return change;
-        }
-        first = first == changes.end() ? change : first;
-    }
-    return first;
-}
-
 // The library stops at the first record that a handler refuses and names its key.
-Answer refused(Session& session, const Changes& changes, int failedKey, const std::vector<Refusal>& refusals)
+Answer refused(Session& session, const camera::ApplyResult& result)
 {
-    const Refusal* const refusal = lastRefusal(refusals, failedKey);
-    const auto failed = failedRecord(session, changes, failedKey, refusal);
-    if (failed == changes.end())
+    const std::string title = keyTitle(*result.refusedKey);
+    if (!result.refused)
     {
-        return Answer::failure(keyTitle(failedKey) + " refused");
+        return Answer::failure(title + " refused");
     }
-    const std::string reason = refusal == nullptr
+    const auto failed = result.keys.begin() + static_cast<std::ptrdiff_t>(*result.refused);
+    const services::ImageService& service = session.camera().service();
+    const std::string reason = failed->status == services::kDone
                                    ? "the video module refused it"
-                                   : reasonText(session.camera().service(), failedKey, failed->value, refusal->status);
+                                   : reasonText(service, failed->key, failed->asked, failed->status);
     Answer answer;
-    answer.error = keyTitle(failedKey) + " refused: " + reason + ".";
-    if (changes.size() > 1)
+    answer.error = title + " refused: " + reason + ".";
+    if (result.keys.size() > 1)
     {
-        answer.error += "\n  before it applied: " + listText(changes.begin(), failed) +
-                        "\n  after it not applied: " + listText(failed + 1, changes.end());
+        answer.error += "\n  before it applied: " + listText(result.keys.begin(), failed) +
+                        "\n  after it not applied: " + listText(failed + 1, result.keys.end());
     }
-    answer.data["applied"] = listJson(changes.begin(), failed);
-    answer.data["refused"] = failed->json();
+    answer.data["applied"] = listJson(result.keys.begin(), failed);
+    answer.data["refused"] = keyJson(*failed);
     answer.data["refused"]["reason"] = reason;
-    answer.data["refused"]["allowed"] = allowedJson(session.camera().service(), failedKey);
-    answer.data["notApplied"] = listJson(failed + 1, changes.end());
+    answer.data["refused"]["allowed"] = allowedJson(service, failed->key);
+    answer.data["notApplied"] = listJson(failed + 1, result.keys.end());
     return answer;
 }
 
-// The default scheme's records stay as they are, whatever is sent.
-int valueInForce(Session& session, const Change& change)
+std::string appliedLine(Session& session, const camera::ApplyResult& result, const camera::KeyResult& key)
 {
-    return session.camera().defaultSchemeIsCurrent() ? change.value
-                                                     : session.camera().peek(change.key).value_or(change.value);
-}
-
-std::string appliedLine(Session& session, const Change& change)
-{
-    const int now = valueInForce(session, change);
-    const std::string label = valueNote(session.camera().service(), change.key, now);
-    std::string line = keyTitle(change.key) + " = " + std::to_string(now) + (label.empty() ? "" : " " + label);
-    if (now != change.value)
+    const std::string label = valueNote(session.camera().service(), key.key, key.now);
+    std::string line = keyTitle(key.key) + " = " + std::to_string(key.now) + (label.empty() ? "" : " " + label);
+    if (key.now != key.asked)
     {
-        line += "  (asked for " + std::to_string(change.value) + ")";
+        line += "  (asked for " + std::to_string(key.asked) + ")";
     }
-    else if (change.before == change.value)
+    else if (key.outcome == camera::Outcome::unchanged)
     {
         line += "  (unchanged, not sent again)";
     }
-    else if (session.camera().defaultSchemeIsCurrent())
+    else if (!result.schemeKeepsValues)
     {
         line += "  (sent, not remembered)";
     }
-    else if (change.before)
+    else if (key.before)
     {
-        line += "  (was " + std::to_string(*change.before) + ")";
+        line += "  (was " + std::to_string(*key.before) + ")";
     }
     return line + "\n";
 }
@@ -139,26 +92,26 @@ void addNote(Answer& answer, const std::string& note)
     answer.data["notes"].push_back(note);
 }
 
-Answer applied(Session& session, const Changes& changes, const std::vector<Refusal>& refusals)
+Answer applied(Session& session, const camera::ApplyResult& result)
 {
     Answer answer;
     answer.data["values"] = Json::array();
-    for (const Change& change : changes)
+    for (const camera::KeyResult& key : result.keys)
     {
-        answer.text += appliedLine(session, change);
-        Json entry = change.json();
-        entry["value"] = valueInForce(session, change);
-        entry["sent"] = change.before != change.value;
+        answer.text += appliedLine(session, result, key);
+        Json entry = keyJson(key);
+        entry["value"] = key.now;
+        entry["sent"] = key.outcome != camera::Outcome::unchanged;
         answer.data["values"].push_back(entry);
     }
     // Some handlers report the service's refusal and go on with the video module's answer.
-    for (const Refusal& refusal : refusals)
+    for (const camera::Refusal& refusal : result.refusals)
     {
         addNote(answer, "the sensor refused " + keyTitle(refusal.key) + "=" + std::to_string(refusal.value) +
                             ", which is stored all the same: " +
                             reasonText(session.camera().service(), refusal.key, refusal.value, refusal.status));
     }
-    if (session.camera().defaultSchemeIsCurrent())
+    if (!result.schemeKeepsValues)
     {
         addNote(answer, "the default scheme is in force; it keeps its factory values, so this change is applied to the "
                         "sensor and not remembered. Choose a scheme first ('schemes', 'scheme N', 'mode manual')");
@@ -166,52 +119,21 @@ Answer applied(Session& session, const Changes& changes, const std::vector<Refus
     return answer;
 }
 
-Changes changesOf(Session& session, const std::vector<PairItem>& pairs)
-{
-    Camera& camera = session.camera();
-    const bool remembers = !camera.defaultSchemeIsCurrent();
-    Changes changes;
-    for (const PairItem& pair : pairs)
-    {
-        std::optional<int> before = camera.schemeValue(camera.currentScheme(), pair.key);
-        const auto earlier = std::find_if(changes.rbegin(), changes.rend(),
-                                          [&](const Change& change) { return change.key == pair.key; });
-        if (before && remembers && earlier != changes.rend())
-        {
-            before = earlier->value;
-        }
-        changes.push_back({pair.key, pair.value, before});
-    }
-    return changes;
-}
-
 Answer applyPairs(Session& session, const std::string& pairText)
 {
     std::string error;
-    const std::optional<std::vector<PairItem>> pairs = parsePairs(pairText, error);
+    const std::optional<std::vector<camera::Value>> pairs = parsePairs(pairText, error);
     if (!pairs)
     {
         return Answer::failure(error + "; nothing was applied");
     }
-    // The library takes as many as a scheme has records and drops the rest without a word.
-    const std::size_t most = readSchemeFile(0).size();
-    if (most != 0 && pairs->size() > most)
+    const camera::ApplyResult result = session.camera().apply(*pairs, true, pairText);
+    if (result.tooMany != 0)
     {
         return Answer::failure(std::to_string(pairs->size()) + " values are too many at once, this camera takes " +
-                               std::to_string(most) + "; nothing was applied");
+                               std::to_string(result.tooMany) + "; nothing was applied");
     }
-    const Changes changes = changesOf(session, *pairs);
-    const services::OwnRefusals own;
-    const int result = session.camera().controller().setParameters(pairText, true);
-    const std::vector<Refusal> refusals = refusalsOf(own);
-    // The result of a refusal is minus the key, so for key 0 that of a success.
-    const bool sentZero =
-        std::any_of(changes.begin(), changes.end(), [](const Change& change) { return change.key == 0; });
-    if (result == 0 && !(sentZero && lastRefusal(refusals, 0) != nullptr))
-    {
-        return applied(session, changes, refusals);
-    }
-    return refused(session, changes, static_cast<int>(0U - static_cast<u32>(result)), refusals);
+    return result.ok() ? applied(session, result) : refused(session, result);
 }
 
 }  // namespace
@@ -265,7 +187,7 @@ Answer runText(Session& session, const Words& arguments)
 Words completeAssignments(Session&, const Words&)
 {
     Words words;
-    for (const KeyName& row : keyNames())
+    for (const camera::KeyName& row : camera::keyNames())
     {
         words.push_back(std::string(row.name) + "=");
     }

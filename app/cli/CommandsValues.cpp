@@ -1,20 +1,21 @@
-#include "app/KeyLimits.h"
-#include "app/KeyNames.h"
 #include "app/cli/Commands.h"
+#include "app/cli/KeyText.h"
 #include "app/cli/Session.h"
+#include "camera/KeyNames.h"
 
 namespace app {
 namespace {
 
-bool matches(const KeyName& row, const std::string& wanted)
+bool matches(const camera::KeyName& row, const std::string& wanted)
 {
     return toLower(row.name).find(toLower(wanted)) != std::string::npos || std::to_string(row.key) == wanted;
 }
 
 std::string valueLine(Session& session, int key, int value)
 {
-    const std::optional<services::ParameterState> state = parameterOfKey(session.camera().service(), key);
-    const bool isStored = findKey(key) != nullptr && findKey(key)->onlyStored;
+    const std::optional<services::ParameterState> state = camera::parameterOfKey(session.camera().service(), key);
+    const camera::KeyName* const row = camera::findKey(key);
+    const bool isStored = row != nullptr && row->onlyStored;
     const bool isChoice = (state && !state->allowed.items.empty()) || isStored;
     const std::string label = isChoice              ? valueNote(session.camera().service(), key, value)
                               : !state && !isStored ? "(kept only: this camera has no such parameter)"
@@ -27,7 +28,7 @@ std::vector<int> keysOfScheme(Session& session)
 {
     std::vector<int> keys;
     const int scheme = session.camera().currentScheme();
-    for (const KeyName& row : keyNames())
+    for (const camera::KeyName& row : camera::keyNames())
     {
         if (session.camera().schemeValue(scheme, row.key))
         {
@@ -50,7 +51,7 @@ Answer runKeys(Session& session, const Words& arguments)
     bool foreign = false;
     TextTable table;
     table.addRow({"KEY", "NAME", "VALUE", "ALLOWED"});
-    for (const KeyName& row : keyNames())
+    for (const camera::KeyName& row : camera::keyNames())
     {
         if (!arguments.empty() && !matches(row, arguments[0]))
         {
@@ -103,15 +104,15 @@ Answer runGet(Session& session, const Words& arguments)
     answer.data["values"] = Json::array();
     for (int key : keys)
     {
-        int value = 0;
-        if (!session.camera().controller().getParameter(key, value))
+        const std::optional<int> value = session.camera().read(key);
+        if (!value)
         {
             answer.error += (answer.error.empty() ? "" : "\n") + keyTitle(key) +
                             " cannot be read: neither the current scheme nor the sensor has it";
             continue;
         }
-        answer.text += valueLine(session, key, value);
-        answer.data["values"].push_back({{"key", key}, {"name", keyTitle(key)}, {"value", value}});
+        answer.text += valueLine(session, key, *value);
+        answer.data["values"].push_back({{"key", key}, {"name", keyTitle(key)}, {"value", *value}});
     }
     return answer;
 }
@@ -123,8 +124,7 @@ Answer runAll(Session& session, const Words& arguments)
         return wrongUsage("all");
     }
     Answer answer;
-    std::string pairs;
-    session.camera().controller().getAllParameters(pairs);
+    const std::string pairs = session.camera().pairText();
     answer.text = pairs + "\n";
     answer.data["scheme"] = session.camera().currentScheme();
     answer.data["pairs"] = pairs;
@@ -143,30 +143,27 @@ Answer runRestore(Session& session, const Words& arguments)
     {
         return Answer::failure(error);
     }
-    const services::OwnRefusals own;
-    const int result = session.camera().controller().restore(*key);
-    if (result == -1)
+    using Kind = camera::RestoreResult::Kind;
+    const camera::RestoreResult result = session.camera().restore(*key);
+    if (result.kind == Kind::notHeld)
     {
         return Answer::failure(keyTitle(*key) + " cannot be sent again: the current scheme does not hold it");
     }
-    const int value = session.camera().peek(*key).value_or(0);
-    if (result != 0)
+    if (result.kind == Kind::refused)
     {
-        const std::vector<Refusal> refusals = refusalsOf(own);
-        const int status = refusals.empty() ? result : refusals.back().status;
-        return Answer::failure(keyTitle(*key) +
-                               " refused: " + reasonText(session.camera().service(), *key, value, status));
+        return Answer::failure(
+            keyTitle(*key) + " refused: " + reasonText(session.camera().service(), *key, result.value, result.status));
     }
     Answer answer;
-    answer.text = keyTitle(*key) + " = " + std::to_string(value) + " sent again\n";
-    answer.data = {{"key", *key}, {"name", keyTitle(*key)}, {"value", value}};
+    answer.text = keyTitle(*key) + " = " + std::to_string(result.value) + " sent again\n";
+    answer.data = {{"key", *key}, {"name", keyTitle(*key)}, {"value", result.value}};
     return answer;
 }
 
 Words completeKeys(Session&, const Words&)
 {
     Words words;
-    for (const KeyName& row : keyNames())
+    for (const camera::KeyName& row : camera::keyNames())
     {
         words.push_back(row.name);
     }

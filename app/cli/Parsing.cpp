@@ -6,10 +6,17 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
+
+#include "camera/KeyNames.h"
+#include "camera/Schedule.h"
 
 namespace app {
 namespace {
+
+constexpr char kPrefix[] = "key_";
+constexpr std::size_t kSuggestions = 4;  // more would not be read
 
 bool isBlank(char c)
 {
@@ -56,7 +63,7 @@ bool readWord(const std::string& line, std::size_t& position, std::string& word)
 }
 
 // "(34,60)"
-std::optional<PairItem> parsePair(const std::string& item)
+std::optional<camera::Value> parsePair(const std::string& item)
 {
     const std::size_t comma = item.find(',');
     if (comma == std::string::npos || item.front() != '(' || item.back() != ')')
@@ -69,7 +76,26 @@ std::optional<PairItem> parsePair(const std::string& item)
     {
         return std::nullopt;
     }
-    return PairItem{*key, *value};
+    return camera::Value{*key, *value};
+}
+
+std::string bareName(const std::string& text)
+{
+    const std::string lower = toLower(text);
+    return lower.rfind(kPrefix, 0) == 0 ? lower.substr(std::strlen(kPrefix)) : lower;
+}
+
+std::string suggestion(const std::string& bare)
+{
+    Words near;
+    for (const camera::KeyName& row : camera::keyNames())
+    {
+        if (!bare.empty() && bareName(row.name).find(bare) != std::string::npos && near.size() < kSuggestions)
+        {
+            near.push_back(row.name);
+        }
+    }
+    return near.empty() ? "'keys' lists all names" : "near it: " + joinWords(near);
 }
 
 }  // namespace
@@ -146,7 +172,7 @@ std::optional<int> parseTimeOfDay(const std::string& text)
     }
     const int minute = std::atoi(minuteText.c_str());
     const int total = std::atoi(hourText.c_str()) * 60 + minute;
-    if (minute > 59 || total > kMinutesPerDay)
+    if (minute > 59 || total > camera::kMinutesPerDay)
     {
         return std::nullopt;
     }
@@ -176,6 +202,26 @@ std::optional<TimeSpanOfDay> parseTimeSpan(const std::string& text)
     return TimeSpanOfDay{*start, *end};
 }
 
+std::optional<int> parseKey(const std::string& text, std::string& error)
+{
+    const std::string bare = bareName(text);
+    for (const camera::KeyName& row : camera::keyNames())
+    {
+        if (bareName(row.name) == bare)
+        {
+            return row.key;
+        }
+    }
+    const std::optional<int> number = parseInt(text);
+    if (number && *number > 0)
+    {
+        return number;
+    }
+    error = number ? text + " is no key number; key numbers are above 0"
+                   : "there is no key " + text + "; " + suggestion(bare);
+    return std::nullopt;
+}
+
 std::optional<Assignment> parseAssignment(const std::string& text)
 {
     const std::size_t equals = text.find('=');
@@ -186,9 +232,9 @@ std::optional<Assignment> parseAssignment(const std::string& text)
     return Assignment{text.substr(0, equals), text.substr(equals + 1)};
 }
 
-std::optional<std::vector<PairItem>> parsePairs(const std::string& text, std::string& error)
+std::optional<std::vector<camera::Value>> parsePairs(const std::string& text, std::string& error)
 {
-    std::vector<PairItem> pairs;
+    std::vector<camera::Value> pairs;
     std::size_t position = 0;
     while (position < text.size())
     {
@@ -199,7 +245,7 @@ std::optional<std::vector<PairItem>> parsePairs(const std::string& text, std::st
         }
         const std::size_t close = std::min(text.find(')', position), text.size() - 1);
         const std::string item = text.substr(position, close - position + 1);
-        const std::optional<PairItem> pair = parsePair(item);
+        const std::optional<camera::Value> pair = parsePair(item);
         if (!pair)
         {
             error = "'" + item + "' is no pair (KEY,VALUE) of whole numbers";

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "camera/Results.h"
+
 // Reading what people type. All functions are reentrant.
 namespace app {
-
-constexpr int kMinutesPerDay = 24 * 60;
 
 using Words = std::vector<std::string>;
 
@@ -36,6 +36,10 @@ struct TimeSpanOfDay
 // "HH:MM-HH:MM", each as above. The order of the two is not looked at.
 std::optional<TimeSpanOfDay> parseTimeSpan(const std::string& text);
 
+// The number of the key that a person means: a name with or without "KEY_", in any case, or any positive number.
+// Nothing, with a sentence in error that suggests what is near, when it is neither.
+std::optional<int> parseKey(const std::string& text, std::string& error);
+
 struct Assignment
 {
     std::string key;
@@ -45,15 +49,9 @@ struct Assignment
 // "KEY=VALUE"; nothing when the equals sign or one side is missing.
 std::optional<Assignment> parseAssignment(const std::string& text);
 
-struct PairItem
-{
-    int key;
-    int value;
-};
-
 // Pair text "(34,60)(144,1)" as the library writes it, blanks between the pairs allowed. Nothing, with a reason in
 // error, when there is no pair or anything else in it: the library would take other numbers for what it cannot read.
-std::optional<std::vector<PairItem>> parsePairs(const std::string& text, std::string& error);
+std::optional<std::vector<camera::Value>> parsePairs(const std::string& text, std::string& error);
 
 std::string toLower(std::string text);
 

@@ -8,31 +8,8 @@ namespace app {
 namespace {
 
 constexpr int kColumnMinutes = 30;  // 48 columns leave room for the labels in 80
-constexpr int kColumns = kMinutesPerDay / kColumnMinutes;
+constexpr int kColumns = camera::kMinutesPerDay / kColumnMinutes;
 constexpr int kLabelWidth = 13;
-constexpr int kByDayAndNight = -1;
-
-// The library compares times as hour * 100 + minute, unsigned.
-unsigned packed(unsigned hour, unsigned minute)
-{
-    return hour * 100 + minute;
-}
-
-int schemeAt(const Schedule& schedule, int minutes)
-{
-    for (std::size_t i = 0; i < schedule.windows.size(); ++i)
-    {
-        if (windowHolds(schedule.windows[i], minutes))
-        {
-            return static_cast<int>(i);
-        }
-    }
-    if (schedule.windows.empty())
-    {
-        return 0;
-    }
-    return schedule.byDayAndNight ? kByDayAndNight : static_cast<int>(schedule.windows.size());
-}
 
 std::string label(const std::string& text)
 {
@@ -76,16 +53,16 @@ std::string windowRow(std::size_t index, const SchemeWindow& window)
         bool holds = false;
         for (int minute = 0; minute < kColumnMinutes; ++minute)
         {
-            holds = holds || windowHolds(always, column * kColumnMinutes + minute);
+            holds = holds || camera::windowHolds(always, column * kColumnMinutes + minute);
         }
         line += !holds ? '.' : window.enabled ? '#' : '-';
     }
     return line + "  " + windowText(window) + (window.enabled ? " on" : " off") + "\n";
 }
 
-char schemeSign(const Schedule& schedule, int scheme)
+char schemeSign(const camera::Schedule& schedule, int scheme)
 {
-    if (scheme == kByDayAndNight)
+    if (scheme == camera::kByDayAndNight)
     {
         return '*';
     }
@@ -96,26 +73,26 @@ char schemeSign(const Schedule& schedule, int scheme)
     return scheme < 10 ? static_cast<char>('0' + scheme) : '+';
 }
 
-std::string inForceRow(const Schedule& schedule)
+std::string inForceRow(const camera::Schedule& schedule)
 {
     std::string line = label("by clock");
     for (int column = 0; column < kColumns; ++column)
     {
-        line += schemeSign(schedule, schemeAt(schedule, column * kColumnMinutes));
+        line += schemeSign(schedule, camera::schemeAt(schedule, column * kColumnMinutes));
     }
     return line + "\n";
 }
 
-std::string titleOf(const Schedule& schedule, int scheme)
+std::string titleOf(const camera::Schedule& schedule, int scheme)
 {
-    return scheme == kByDayAndNight ? "scheme 0 by day, scheme 1 by night"
-                                    : schemeName(scheme, static_cast<int>(schedule.windows.size()));
+    return scheme == camera::kByDayAndNight ? "scheme 0 by day, scheme 1 by night"
+                                            : schemeName(scheme, static_cast<int>(schedule.windows.size()));
 }
 
-std::string stretchList(const Schedule& schedule)
+std::string stretchList(const camera::Schedule& schedule)
 {
     std::string list;
-    for (const Stretch& stretch : stretchesOfDay(schedule))
+    for (const camera::Stretch& stretch : camera::stretchesOfDay(schedule))
     {
         list += "  " + formatTimeOfDay(stretch.startMinutes) + "-" + formatTimeOfDay(stretch.endMinutes) + "  " +
                 titleOf(schedule, stretch.scheme) + "\n";
@@ -126,9 +103,9 @@ std::string stretchList(const Schedule& schedule)
 // Why it never holds, with its line end and, where there is any, advice.
 std::string flaw(const SchemeWindow& window)
 {
-    const unsigned start = packed(window.startHour, window.startMinute);
-    const unsigned end = packed(window.endHour, window.endMinute);
-    if (start >= packed(24, 0))
+    const unsigned start = schemeTime(window.startHour, window.startMinute);
+    const unsigned end = schemeTime(window.endHour, window.endMinute);
+    if (start >= schemeTime(24, 0))
     {
         return " starts when the day is over.\n";
     }
@@ -144,13 +121,13 @@ std::string flaw(const SchemeWindow& window)
            "  No window runs over midnight; use two schemes, up to 24:00 and from 00:00.\n";
 }
 
-std::string warnings(const Schedule& schedule)
+std::string warnings(const camera::Schedule& schedule)
 {
     std::string text;
     for (std::size_t i = 0; i < schedule.windows.size(); ++i)
     {
         const SchemeWindow& window = schedule.windows[i];
-        if (neverHolds(window))
+        if (windowNeverHolds(window))
         {
             text +=
                 "! scheme " + std::to_string(i) + " can never hold: its window " + windowText(window) + flaw(window);
@@ -159,7 +136,7 @@ std::string warnings(const Schedule& schedule)
     return text;
 }
 
-std::string headLine(const Schedule& schedule)
+std::string headLine(const camera::Schedule& schedule)
 {
     const std::string scheme =
         schedule.currentScheme < 0 ? "no scheme yet" : titleOf(schedule, schedule.currentScheme) + " in force";
@@ -179,27 +156,6 @@ std::string schemeName(int scheme, int schemeCount)
     return scheme == schemeCount && scheme > 0 ? "the default scheme (" + number + ")" : "scheme " + number;
 }
 
-bool windowHolds(const SchemeWindow& window, int minutes)
-{
-    const unsigned now = packed(static_cast<unsigned>(minutes / 60), static_cast<unsigned>(minutes % 60));
-    return window.enabled && packed(window.startHour, window.startMinute) <= now &&
-           now < packed(window.endHour, window.endMinute);
-}
-
-bool neverHolds(const SchemeWindow& window)
-{
-    SchemeWindow always = window;
-    always.enabled = true;
-    for (int minutes = 0; minutes < kMinutesPerDay; ++minutes)
-    {
-        if (windowHolds(always, minutes))
-        {
-            return false;
-        }
-    }
-    return true;
-}
-
 std::string windowText(const SchemeWindow& window)
 {
     char text[64];
@@ -208,22 +164,7 @@ std::string windowText(const SchemeWindow& window)
     return text;
 }
 
-std::vector<Stretch> stretchesOfDay(const Schedule& schedule)
-{
-    std::vector<Stretch> stretches;
-    for (int minutes = 0; minutes < kMinutesPerDay; ++minutes)
-    {
-        const int scheme = schemeAt(schedule, minutes);
-        if (stretches.empty() || stretches.back().scheme != scheme)
-        {
-            stretches.push_back({minutes, minutes, scheme});
-        }
-        stretches.back().endMinutes = minutes + 1;
-    }
-    return stretches;
-}
-
-std::string drawSchedule(const Schedule& schedule)
+std::string drawSchedule(const camera::Schedule& schedule)
 {
     std::string text = headLine(schedule) + "\n" + hourRuler();
     for (std::size_t i = 0; i < schedule.windows.size(); ++i)

@@ -10,7 +10,7 @@
 
 namespace app {
 
-Session::Session(Camera& camera, LibraryOutput& output, EndSignals& signals, bool json, bool interactive)
+Session::Session(camera::Camera& camera, LibraryOutput& output, EndSignals& signals, bool json, bool interactive)
     : camera_(camera),
       output_(output),
       signals_(signals),
@@ -50,6 +50,10 @@ Answer Session::answerOf(const Command& command, const Words& arguments)
     try
     {
         return command.run(*this, arguments);
+    }
+    catch (const camera::Failure& failure)
+    {
+        return Answer::failure(failureText(failure));
     }
     catch (const std::exception& error)
     {

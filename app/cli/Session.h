@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "app/Camera.h"
 #include "app/EndSignals.h"
 #include "app/Options.h"
 #include "app/box/LibraryOutput.h"
 #include "app/cli/Answer.h"
+#include "camera/Camera.h"
 
 namespace app {
 
@@ -19,7 +19,7 @@ class Session
 {
 public:
     // interactive: a person at a prompt, where an interrupt ends what runs and not the camera.
-    Session(Camera& camera, LibraryOutput& output, EndSignals& signals, bool json, bool interactive);
+    Session(camera::Camera& camera, LibraryOutput& output, EndSignals& signals, bool json, bool interactive);
 
     // Runs one command line and prints its answer; an empty line does nothing. False when it failed,
     // also by an exception.
@@ -28,7 +28,7 @@ public:
     // The lines of exec, one after the other up to the first that fails. The exit status.
     int runAll(const std::vector<std::string>& lines);
 
-    Camera& camera() { return camera_; }
+    camera::Camera& camera() { return camera_; }
     LibraryOutput& output() { return output_; }
     EndSignals& signals() { return signals_; }
     bool json() const { return json_; }
@@ -53,7 +53,7 @@ private:
     void printAnswer(const std::string& command, const Answer& answer);
     void showLibrary();
 
-    Camera& camera_;
+    camera::Camera& camera_;
     LibraryOutput& output_;
     EndSignals& signals_;
     const bool json_;

@@ -20,11 +20,6 @@ void PrintTo(const Model& model, std::ostream* stream)
     *stream << model.name;
 }
 
-std::string shared(const std::string& name)
-{
-    return readFile(std::string(SENSORDLL_SOURCE_DIR "/share/") + name);
-}
-
 ModuleConfigure installedModule()
 {
     MachineInfo machine;
@@ -55,13 +50,7 @@ void SystemCamera::TearDown()
 void SystemCamera::install(const Model& model)
 {
     model_ = model;
-    const std::string folder = std::string("models/") + model.name + "/";
-    writeFile(kMachineInfoFile, shared(folder + "machineinfo.ini"));
-    writeFile(kModuleConfigFile, shared(folder + "moduleConfig.xml"));
-    writeFile(kStyleFile, shared("style/Style.xml"));
-    writeFile(kDomeStyleFile, shared("style/Style_dome.xml"));
-    writeFile(kDiversityFile, shared("styleDiversity/StyleDiversity.xml"));
-    writeFile(kDomeDiversityFile, shared("styleDiversity/StyleDiversity_dome.xml"));
+    installModel(model.name);
 }
 
 void SystemCamera::start()

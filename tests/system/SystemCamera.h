@@ -15,6 +15,7 @@
 #include "services/sim/Service.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/PrivateTree.h"
+#include "tests/support/ShippedModel.h"
 
 namespace support {
 
@@ -82,8 +83,6 @@ protected:
 
 // "VC-BULLET" and so on come from the installed files.
 ModuleConfigure installedModule();
-
-std::string shared(const std::string& name);
 
 struct ModelName
 {

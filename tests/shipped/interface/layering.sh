@@ -34,7 +34,8 @@ sees config base diag
 sees controller base diag keyval config
 sees services
 sees services/checks # what a porter may include, and nothing else
-sees app services
+sees camera services
+sees app camera services
 
 # names_simulator: file:line:text of what names it, outside of services and the tests.
 names_simulator() {

@@ -65,6 +65,8 @@ const std::vector<Example> kExamples = {
     {"restore contrast", "this camera has no such parameter"},
     {"reset", ""},
     {"schemes", ""},
+    {"explain", ""},
+    {"explain brightness", ""},
     {"window 1 on 08:00-18:00", ""},
     {"mode manual", ""},
     {"scheme 1", ""},

@@ -211,4 +211,29 @@ TEST_F(SceneCommandsTest, AsManyPairsAsTheLibraryTakesAreApplied)
     EXPECT_EQ(lastDocument(ended.out)["values"][0]["value"], 61);
 }
 
+TEST_F(SceneCommandsTest, ExplainsWhichSchemeHoldsAndWhatComesNext)
+{
+    const Ended ended = execute({"window 0 on 08:00-18:00", "time 09:00", "explain"}, {"--json"});
+    ASSERT_EQ(ended.status, 0) << ended.out << ended.err;
+    const json explained = lastDocument(ended.out);
+    EXPECT_EQ(explained["scheme"], 0);
+    EXPECT_EQ(explained["until"], "18:00");
+    EXPECT_EQ(explained["next"], 4);
+    const Ended manual = execute({"mode manual", "explain"});
+    EXPECT_TRUE(has(manual.out, "the mode is manual")) << manual.out;
+    EXPECT_EQ(execute({"explain one two"}).status, 1);
+}
+
+TEST_F(SceneCommandsTest, ExplainsAKey)
+{
+    const Ended ended = execute({"mode manual", "scheme 0", "set brightness=61", "explain brightness"});
+    ASSERT_EQ(ended.status, 0) << ended.out << ended.err;
+    EXPECT_TRUE(has(ended.out, "KEY_BRIGHTNESS = 61, of scheme 0, not saved: 'reload' brings back 50\n"
+                               "allowed: 0..100 %\nit would change with\n  scheme 1: 50\n"))
+        << ended.out;
+    EXPECT_TRUE(has(ended.out, "  'reset': 50\n")) << ended.out;
+    EXPECT_TRUE(has(execute({"explain 999"}).out, "key 999: unknown")) << ended.out;
+    EXPECT_EQ(execute({"explain nonsense"}).status, 1);
+}
+
 }  // namespace

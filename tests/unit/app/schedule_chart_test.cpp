@@ -4,12 +4,12 @@
 
 namespace {
 
-app::SchemeWindow window(bool enabled, unsigned startHour, unsigned startMinute, unsigned endHour, unsigned endMinute)
+SchemeWindow window(bool enabled, unsigned startHour, unsigned startMinute, unsigned endHour, unsigned endMinute)
 {
     return {enabled, startHour, startMinute, endHour, endMinute};
 }
 
-app::Schedule schedule(std::vector<app::SchemeWindow> windows)
+camera::Schedule schedule(std::vector<SchemeWindow> windows)
 {
     return {std::move(windows), false, true, 0, 0};
 }
@@ -25,58 +25,11 @@ std::string lineWith(const std::string& text, const std::string& part)
     return text.substr(begin, text.find('\n', found) - begin);
 }
 
-TEST(ScheduleChart, AWindowHoldsFromItsStartUpToBeforeItsEnd)
-{
-    const app::SchemeWindow day = window(true, 8, 0, 18, 0);
-    EXPECT_FALSE(app::windowHolds(day, 7 * 60 + 59));
-    EXPECT_TRUE(app::windowHolds(day, 8 * 60));
-    EXPECT_TRUE(app::windowHolds(day, 17 * 60 + 59));
-    EXPECT_FALSE(app::windowHolds(day, 18 * 60));
-    EXPECT_FALSE(app::windowHolds(window(false, 8, 0, 18, 0), 9 * 60));
-}
-
-TEST(ScheduleChart, WindowsOverMidnightAndEmptyOnesNeverHold)
-{
-    EXPECT_TRUE(app::neverHolds(window(true, 22, 0, 6, 0)));
-    EXPECT_TRUE(app::neverHolds(window(true, 8, 0, 8, 0)));
-    EXPECT_TRUE(app::neverHolds(window(false, 8, 0, 8, 0)));
-    EXPECT_TRUE(app::neverHolds(window(true, 24, 0, 24, 30)));
-    EXPECT_FALSE(app::neverHolds(window(true, 0, 0, 24, 0)));
-}
-
-TEST(ScheduleChart, TheLowestSchemeWinsWhereWindowsOverlap)
-{
-    const auto day = app::stretchesOfDay(schedule({window(true, 8, 0, 12, 0), window(true, 6, 0, 18, 30)}));
-    ASSERT_EQ(day.size(), 5u);
-    const int schemes[] = {2, 1, 0, 1, 2};
-    const int starts[] = {0, 360, 480, 720, 1110};
-    for (std::size_t i = 0; i < day.size(); ++i)
-    {
-        EXPECT_EQ(day[i].scheme, schemes[i]);
-        EXPECT_EQ(day[i].startMinutes, starts[i]);
-    }
-    EXPECT_EQ(day.back().endMinutes, 1440);
-}
-
-TEST(ScheduleChart, MinutesBeyondTheHourCountAsTheLibraryCountsThem)
-{
-    // 10:75 is 1075, which lies after 10:59 and before 11:00.
-    EXPECT_FALSE(app::windowHolds(window(true, 10, 75, 12, 0), 10 * 60 + 59));
-    EXPECT_TRUE(app::windowHolds(window(true, 10, 75, 12, 0), 11 * 60));
-}
-
-TEST(ScheduleChart, WithoutWindowsSchemeZeroIsInForce)
-{
-    const auto day = app::stretchesOfDay(schedule({}));
-    ASSERT_EQ(day.size(), 1u);
-    EXPECT_EQ(day[0].scheme, 0);
-}
-
 TEST(ScheduleChart, OnALicencePlateCameraDayAndNightFillTheGaps)
 {
-    app::Schedule plates = schedule({window(false, 0, 0, 24, 0), window(true, 10, 0, 11, 0)});
+    camera::Schedule plates = schedule({window(false, 0, 0, 24, 0), window(true, 10, 0, 11, 0)});
     plates.byDayAndNight = true;
-    const auto day = app::stretchesOfDay(plates);
+    const auto day = camera::stretchesOfDay(plates);
     ASSERT_EQ(day.size(), 3u);
     EXPECT_EQ(day[0].scheme, -1);
     EXPECT_EQ(day[1].scheme, 1);
@@ -87,7 +40,7 @@ TEST(ScheduleChart, OnALicencePlateCameraDayAndNightFillTheGaps)
 
 TEST(ScheduleChart, DrawsAColumnForEveryHalfHour)
 {
-    app::Schedule day = schedule({window(true, 8, 0, 18, 0), window(false, 22, 15, 24, 0)});
+    camera::Schedule day = schedule({window(true, 8, 0, 18, 0), window(false, 22, 15, 24, 0)});
     day.minutes = 9 * 60;
     const std::string chart = app::drawSchedule(day);
     EXPECT_EQ(lineWith(chart, "scheme 0  "),
@@ -107,7 +60,7 @@ TEST(ScheduleChart, FlagsWindowsThatCanNeverHold)
 
 TEST(ScheduleChart, FitsIntoEightyColumnsAtAnyTime)
 {
-    app::Schedule day = schedule({window(true, 0, 0, 24, 0), window(false, 22, 0, 6, 0)});
+    camera::Schedule day = schedule({window(true, 0, 0, 24, 0), window(false, 22, 0, 6, 0)});
     for (day.minutes = 0; day.minutes < 1440; ++day.minutes)
     {
         std::size_t length = 0;
@@ -123,7 +76,7 @@ TEST(ScheduleChart, SaysWhyAWindowCanNeverHold)
 {
     const struct
     {
-        app::SchemeWindow window;
+        SchemeWindow window;
         const char* line;
     } cases[] = {
         {window(true, 25, 0, 24, 0), "! scheme 0 can never hold: its window 25:00-24:00 starts when the day is over."},

@@ -6,10 +6,10 @@
 #include <thread>
 
 #include "HostClock.h"
-#include "app/Camera.h"
 #include "app/box/Provision.h"
 #include "app/cli/Commands.h"
 #include "app/cli/Session.h"
+#include "camera/Camera.h"
 #include "tests/support/PrivateTree.h"
 #include "tests/support/Simulator.h"
 
@@ -66,7 +66,7 @@ void waitForTurnsOfTheScheduler()
     }
 }
 
-bool comesIntoForce(app::Camera& camera, int scheme)
+bool comesIntoForce(camera::Camera& camera, int scheme)
 {
     const auto limit = std::chrono::steady_clock::now() + kBound;
     while (camera.currentScheme() != scheme && std::chrono::steady_clock::now() < limit)
@@ -81,7 +81,7 @@ TEST_F(WindowCommandTest, TheSchedulerNeverSeesAWindowThatIsHalfChanged)
 {
     app::LibraryOutput output(app::LibraryOutput::Way::collected);
     app::EndSignals signals;
-    app::Camera camera({"fixed", kShare, kSpeed, 12 * 60}, support::journal());
+    camera::Camera camera({"fixed", kShare, kSpeed, 12 * 60}, support::journal());
     app::Session session(camera, output, signals, false, false);
     ASSERT_TRUE(runWindow(session, {"0", "off"}).ok());
     ASSERT_TRUE(runWindow(session, {"1", "on", "20:00-23:00"}).ok());
@@ -90,11 +90,11 @@ TEST_F(WindowCommandTest, TheSchedulerNeverSeesAWindowThatIsHalfChanged)
     bool isOutOfForce = true;
     betweenRecords = [&] {
         waitForTurnsOfTheScheduler();
-        isOutOfForce = isOutOfForce && camera.defaultSchemeIsCurrent();
+        isOutOfForce = isOutOfForce && camera.currentScheme() == camera.schemeCount();
         ++changes;
     };
     ASSERT_TRUE(runWindow(session, {"1", "on", "01:00-02:00"}).ok());
-    EXPECT_EQ(changes, 5);
+    EXPECT_EQ(changes, 6) << "off first, on last";
     EXPECT_TRUE(isOutOfForce);
     EXPECT_NE(camera.mode(), 0) << "the clock chooses again";
     ASSERT_TRUE(camera.setTimeOfDay(60));
@@ -105,9 +105,9 @@ TEST_F(WindowCommandTest, AManualModeStaysOne)
 {
     app::LibraryOutput output(app::LibraryOutput::Way::collected);
     app::EndSignals signals;
-    app::Camera camera({"fixed", kShare, kSpeed, 12 * 60}, support::journal());
+    camera::Camera camera({"fixed", kShare, kSpeed, 12 * 60}, support::journal());
     app::Session session(camera, output, signals, false, false);
-    camera.controller().setParamMode(0);
+    camera.setMode(false);
     ASSERT_TRUE(runWindow(session, {"1", "on", "01:00-02:00"}).ok());
     EXPECT_EQ(camera.mode(), 0);
 }

@@ -1,8 +1,8 @@
-#include "app/KeyNames.h"
-
 #include <gtest/gtest.h>
 
-#include <set>
+#include "app/cli/KeyText.h"
+#include "app/cli/Parsing.h"
+#include "camera/KeyNames.h"
 
 namespace {
 
@@ -12,25 +12,7 @@ std::optional<int> parse(const std::string& text)
     return app::parseKey(text, error);
 }
 
-TEST(KeyNames, CoverEveryParameterOnce)
-{
-    std::set<int> keys;
-    std::set<std::string> names;
-    int stored = 0;
-    for (const app::KeyName& row : app::keyNames())
-    {
-        keys.insert(row.key);
-        names.insert(row.name);
-        stored += row.onlyStored ? 1 : 0;
-        EXPECT_EQ(row.onlyStored, row.command == 0) << row.name;
-    }
-    EXPECT_EQ(app::keyNames().size(), 87u);
-    EXPECT_EQ(keys.size(), 87u);
-    EXPECT_EQ(names.size(), 87u);
-    EXPECT_EQ(stored, 5);
-}
-
-TEST(KeyNames, AreFoundInAnyCaseWithAndWithoutPrefix)
+TEST(KeyWords, AreFoundInAnyCaseWithAndWithoutPrefix)
 {
     EXPECT_EQ(parse("KEY_BRIGHTNESS"), 34);
     EXPECT_EQ(parse("brightness"), 34);
@@ -39,15 +21,15 @@ TEST(KeyNames, AreFoundInAnyCaseWithAndWithoutPrefix)
     EXPECT_EQ(parse("34"), 34);
 }
 
-TEST(KeyNames, ANumberWithoutANameIsStillANumber)
+TEST(KeyWords, ANumberWithoutANameIsStillANumber)
 {
     EXPECT_EQ(parse("999"), 999);
     EXPECT_EQ(app::keyTitle(999), "key 999");
     EXPECT_EQ(app::keyTitle(8000), "KEY_SCHEME_ENABLE");
-    EXPECT_EQ(app::findKey(999), nullptr);
+    EXPECT_EQ(camera::findKey(999), nullptr);
 }
 
-TEST(KeyNames, AnUnknownNameIsAnsweredWithWhatIsNear)
+TEST(KeyWords, AnUnknownNameIsAnsweredWithWhatIsNear)
 {
     std::string error;
     EXPECT_FALSE(app::parseKey("shutter", error));
@@ -56,7 +38,7 @@ TEST(KeyNames, AnUnknownNameIsAnsweredWithWhatIsNear)
     EXPECT_EQ(error, "there is no key nonsense; 'keys' lists all names");
 }
 
-TEST(KeyNames, ZeroAndLessAreNoKeys)
+TEST(KeyWords, ZeroAndLessAreNoKeys)
 {
     EXPECT_FALSE(parse("0"));
     EXPECT_FALSE(parse("-34"));

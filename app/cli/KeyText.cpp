@@ -1,9 +1,7 @@
-#include "app/KeyLimits.h"
+#include "app/cli/KeyText.h"
 
 #include "SensorKeys.h"
-#include "app/KeyNames.h"
-#include "app/cli/Parsing.h"
-#include "services/CommandNames.h"
+#include "camera/KeyNames.h"
 
 namespace app {
 namespace {
@@ -41,19 +39,15 @@ std::string itemText(const services::ParameterState& state, int value)
 
 }  // namespace
 
-std::optional<services::ParameterState> parameterOfKey(const services::ImageService& service, int key)
+std::string keyTitle(int key)
 {
-    const KeyName* row = findKey(key);
-    if (row == nullptr || row->onlyStored)
-    {
-        return std::nullopt;
-    }
-    return service.parameter(static_cast<ia_cmd_e>(row->command));
+    const camera::KeyName* row = camera::findKey(key);
+    return row != nullptr ? row->name : "key " + std::to_string(key);
 }
 
 std::string allowedText(const services::ImageService& service, int key)
 {
-    const std::optional<services::ParameterState> state = parameterOfKey(service, key);
+    const std::optional<services::ParameterState> state = camera::parameterOfKey(service, key);
     if (!state)
     {
         return scheduleText(key);
@@ -78,7 +72,7 @@ std::string allowedText(const services::ImageService& service, int key)
 
 std::string allowedShort(const services::ImageService& service, int key)
 {
-    const std::optional<services::ParameterState> state = parameterOfKey(service, key);
+    const std::optional<services::ParameterState> state = camera::parameterOfKey(service, key);
     if (!state || state->kind == services::Kind::action || state->allowed.items.size() <= kShortList)
     {
         return allowedText(service, key);
@@ -90,7 +84,7 @@ std::string allowedShort(const services::ImageService& service, int key)
 Json allowedJson(const services::ImageService& service, int key)
 {
     Json json = Json::object();
-    const std::optional<services::ParameterState> state = parameterOfKey(service, key);
+    const std::optional<services::ParameterState> state = camera::parameterOfKey(service, key);
     if (!state)
     {
         json["text"] = scheduleText(key);
@@ -118,24 +112,12 @@ std::string valueNote(const services::ImageService& service, int key, int value)
     {
         return value == 0 ? "Off" : "On";
     }
-    const std::optional<services::ParameterState> state = parameterOfKey(service, key);
+    const std::optional<services::ParameterState> state = camera::parameterOfKey(service, key);
     if (!state)
     {
         return "";
     }
     return state->kind == services::Kind::choice ? state->labelOf(value) : state->unit;
-}
-
-std::vector<Refusal> refusalsOf(const services::OwnRefusals& own)
-{
-    std::vector<Refusal> refusals;
-    for (const services::Call& call : own.list())
-    {
-        const u32 key = services::keyOfCommand(call.cmd);
-        refusals.push_back({static_cast<int>(key != 0 ? key : call.cmd), static_cast<int>(call.cmd),
-                            static_cast<int>(call.in[0]), call.status});
-    }
-    return refusals;
 }
 
 std::string reasonText(const services::ImageService& service, int key, int value, int status)

@@ -1,9 +1,11 @@
-#include "app/UiFiles.h"
+#include "camera/UiFiles.h"
 
 #include <gtest/gtest.h>
 
-#include "app/Failure.h"
-#include "app/box/DiskFiles.h"
+#include <optional>
+
+#include "camera/Failure.h"
+#include "camera/TextFile.h"
 #include "tests/support/PrivateTree.h"
 
 namespace {
@@ -12,22 +14,23 @@ constexpr char kIndex[] = "/mnt/mtd/share/language/languages.xml";
 
 using UiFilesTest = support::PrivateTreeTest;
 
-std::string failure()
+std::optional<camera::Problem> problem()
 {
     try
     {
-        const app::UiFiles files("/mnt/mtd/share");
+        const camera::UiFiles files("/mnt/mtd/share");
     }
-    catch (const app::Failure& failed)
+    catch (const camera::Failure& failed)
     {
-        return failed.what();
+        EXPECT_EQ(failed.subject(), kIndex);
+        return failed.problem();
     }
-    return "";
+    return std::nullopt;
 }
 
 TEST_F(UiFilesTest, TheInstalledLanguagesAreRead)
 {
-    const app::UiFiles files(SENSORDLL_SOURCE_DIR "/share");
+    const camera::UiFiles files(SENSORDLL_SOURCE_DIR "/share");
     ASSERT_EQ(files.languages().size(), 2u);
     EXPECT_EQ(files.languages()[0].id, 0);
     EXPECT_EQ(files.languages()[0].code, "en");
@@ -47,28 +50,30 @@ TEST_F(UiFilesTest, AnIndexThatTheParserWouldNotSurviveIsRefused)
         deep += "</a>";
     }
     support::writeFile(kIndex, deep);
-    EXPECT_EQ(failure(), "cannot read the languages in " + std::string(kIndex));
+    EXPECT_EQ(problem(), camera::Problem::noLanguages);
 }
 
 TEST_F(UiFilesTest, AnIndexThatCannotBeReadIsAFailure)
 {
-    EXPECT_NE(failure().find("there is no such file"), std::string::npos) << failure();
-    support::writeFile(kIndex, std::string(app::kDocumentMax + 1, ' '));
-    EXPECT_NE(failure().find("longer than"), std::string::npos) << failure();
-    for (const char* text : {"", "<languages>", "no document", "<languages><language id=\"x\"/></languages>"})
+    EXPECT_EQ(problem(), camera::Problem::noFile);
+    support::writeFile(kIndex, std::string(camera::kDocumentMax + 1, ' '));
+    EXPECT_EQ(problem(), camera::Problem::tooLong);
+    for (const char* text : {"", "<languages>", "no document"})
     {
         support::writeFile(kIndex, text);
-        EXPECT_NE(failure(), "") << text;
+        EXPECT_EQ(problem(), camera::Problem::noLanguages) << text;
     }
+    support::writeFile(kIndex, "<languages><language id=\"x\"/></languages>");
+    EXPECT_EQ(problem(), camera::Problem::languageNumber);
 }
 
 TEST_F(UiFilesTest, ATextThatIsMissingIsAFailureAndTheListStaysEmpty)
 {
     support::writeFile(kIndex,
                        "<languages><language id=\"0\" code=\"en\" texts=\"t.xml\" common=\"c.xml\"/></languages>");
-    app::UiFiles files("/mnt/mtd/share");
+    camera::UiFiles files("/mnt/mtd/share");
     SysConfig configuration{};
-    EXPECT_THROW(files.fill(configuration), app::Failure);
+    EXPECT_THROW(files.fill(configuration), camera::Failure);
     EXPECT_EQ(configuration.pUIFiles, nullptr);
     EXPECT_EQ(configuration.nUIFileSum, 0u);
 }

@@ -5,7 +5,7 @@
 
 #include "SysConfig.h"
 
-namespace app {
+namespace camera {
 
 struct Language
 {
@@ -37,4 +37,4 @@ private:
     std::vector<UIFileEntry> entries_;
 };
 
-}  // namespace app
+}  // namespace camera

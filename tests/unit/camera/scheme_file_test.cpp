@@ -1,4 +1,4 @@
-#include "app/SchemeFile.h"
+#include "camera/SchemeFile.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -13,8 +13,8 @@ using SchemeFileTest = support::PrivateTreeTest;
 
 TEST_F(SchemeFileTest, WhatIsWrittenIsRead)
 {
-    ASSERT_TRUE(app::writeSchemeFile(1, {{34, 60}, {2384, 1}}));
-    const std::vector<KeyVal> records = app::readSchemeFile(1);
+    ASSERT_TRUE(camera::writeSchemeFile(1, {{34, 60}, {2384, 1}}));
+    const std::vector<KeyVal> records = camera::readSchemeFile(1);
     ASSERT_EQ(records.size(), 2u);
     EXPECT_EQ(records[1].key, 2384u);
     EXPECT_EQ(records[1].value, 1u);
@@ -22,9 +22,9 @@ TEST_F(SchemeFileTest, WhatIsWrittenIsRead)
 
 TEST_F(SchemeFileTest, WhatIsNoWholeNumberOfRecordsIsNone)
 {
-    EXPECT_TRUE(app::readSchemeFile(1).empty());
+    EXPECT_TRUE(camera::readSchemeFile(1).empty());
     support::writeFile(support::schemeFile(1), "123456789");
-    EXPECT_TRUE(app::readSchemeFile(1).empty());
+    EXPECT_TRUE(camera::readSchemeFile(1).empty());
 }
 
 TEST_F(SchemeFileTest, AGiantIsNone)
@@ -33,14 +33,14 @@ TEST_F(SchemeFileTest, AGiantIsNone)
     for (const std::uintmax_t size : {std::uintmax_t{64 * 1024 + 8}, std::uintmax_t{1} << 32, std::uintmax_t{1} << 42})
     {
         std::filesystem::resize_file(support::schemeFile(1), size);
-        EXPECT_TRUE(app::readSchemeFile(1).empty()) << size;
+        EXPECT_TRUE(camera::readSchemeFile(1).empty()) << size;
     }
 }
 
 TEST_F(SchemeFileTest, ANamedPipeIsNone)
 {
     ASSERT_EQ(mkfifo(support::schemeFile(1).c_str(), 0600), 0);
-    EXPECT_TRUE(app::readSchemeFile(1).empty());
+    EXPECT_TRUE(camera::readSchemeFile(1).empty());
 }
 
 }  // namespace

@@ -1,14 +1,14 @@
-#include "app/UiFiles.h"
+#include "camera/UiFiles.h"
 
 #include <tinyxml.h>
 
 #include <cstring>
 
 #include "XmlGuard.h"
-#include "app/Failure.h"
-#include "app/box/DiskFiles.h"
+#include "camera/Failure.h"
+#include "camera/TextFile.h"
 
-namespace app {
+namespace camera {
 namespace {
 
 std::string attribute(const TiXmlElement& element, const char* name)
@@ -31,7 +31,7 @@ UiFiles::UiFiles(const std::string& share)
     }
     if (index.Error() || index.RootElement() == nullptr)
     {
-        throw Failure("cannot read the languages in " + path);
+        throw Failure(Problem::noLanguages, path);
     }
     for (const TiXmlElement* element = index.RootElement()->FirstChildElement("language"); element != nullptr;
          element = element->NextSiblingElement("language"))
@@ -39,7 +39,7 @@ UiFiles::UiFiles(const std::string& share)
         Language language;
         if (element->QueryIntAttribute("id", &language.id) != TIXML_SUCCESS)
         {
-            throw Failure("a language without a number in " + path);
+            throw Failure(Problem::languageNumber, path);
         }
         language.code = attribute(*element, "code");
         language.name = attribute(*element, "name");
@@ -68,4 +68,4 @@ void UiFiles::fill(SysConfig& configuration)
     configuration.nUIFileSum = static_cast<u32>(entries_.size());
 }
 
-}  // namespace app
+}  // namespace camera

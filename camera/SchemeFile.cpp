@@ -1,11 +1,11 @@
-#include "app/SchemeFile.h"
+#include "camera/SchemeFile.h"
 
 #include <algorithm>
 
 #include "KSFile.h"
 #include "SensorFile.h"
 
-namespace app {
+namespace camera {
 namespace {
 
 constexpr INT64 kLongest = 64 * 1024;  // bytes; some hundred parameters take eight each
@@ -48,4 +48,4 @@ bool writeSchemeFile(int scheme, std::vector<KeyVal> records)
     return written.size() == records.size() && std::equal(written.begin(), written.end(), records.begin(), sameRecord);
 }
 
-}  // namespace app
+}  // namespace camera

@@ -1,9 +1,7 @@
-#include "app/Camera.h"
+#include "camera/Camera.h"
 
 #include <algorithm>
-#include <stdexcept>
 
-#include "DeviceType.h"
 #include "HostClock.h"
 #include "KSDeviceTime.h"
 #include "MachineInfo.h"
@@ -12,34 +10,41 @@
 #include "SensorKeys.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
-#include "app/Failure.h"
-#include "app/KeyNames.h"
-#include "app/SchemeFile.h"
+#include "camera/Failure.h"
+#include "camera/KeyNames.h"
+#include "services/CommandNames.h"
 
-namespace app {
+namespace camera {
 namespace {
 
 constexpr char kMachineInfoFile[] = "/mnt/mtd/code/factory_setting/machineinfo.ini";
 constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";
-constexpr char kNoParameters[] =
-    "the camera has no parameters: the style documents in /hd1/moduleConfig/sensorConfig could not be read, or not "
-    "merged into /tmp/merge_style.xml; is the disk full?";
 constexpr u32 kDefaultFrameRate = 25;
-constexpr std::size_t kPlainDetailLength = 14;  // shorter texts cannot name the infrared variant
+
+// Thresholds and times of day and night go out as records that hold their partners too.
+Value valueOfSet(ia_cmd_e command, const services::Call::Words& words)
+{
+    const u32 key = services::keyOfCommand(command);
+    const std::size_t word = key == KEY_NTD_THR || key == KEY_DTN_M ? 1
+                             : key == KEY_NTD_H                     ? 2
+                             : key == KEY_NTD_M                     ? 3
+                                                                    : 0;
+    return {static_cast<int>(key != 0 ? key : static_cast<u32>(command)), static_cast<int>(words[word])};
+}
 
 }  // namespace
 
-Camera::Camera(const Setup& setup, services::ImageService& service)
+Camera::Camera(const Setup& setup, services::Journal& service)
     : setup_(setup),
       uiFiles_(setup.share),
-      service_(service)
+      service_(service),
+      watcher_([this] { return watch(); }, "CameraWatch", GThread::emptyFun, GThread::emptyFun)
 {
     startClock();
     const ModuleConfigure board = boardConfiguration();
     if (!service_.setModule(board.getModuleId()))
     {
-        throw Failure(std::string(kModuleConfigFile) + " names sensor module " + std::to_string(board.getModuleId()) +
-                      ", which does not exist");
+        throw Failure(Problem::noModule, kModuleConfigFile, std::to_string(board.getModuleId()));
     }
     u32 frameRate = kDefaultFrameRate;
     getDetailFieldTou32(board.getParameters().c_str(), "fps", &frameRate);
@@ -50,17 +55,29 @@ Camera::Camera(const Setup& setup, services::ImageService& service)
     if (!hasParameters())
     {
         controller_.uinit();
-        throw Failure(kNoParameters);
+        throw Failure(Problem::noParameters);
     }
     up_ = true;
+    subscription_ = service_.subscribe([this](ia_cmd_e command, const services::Call::Words& words) {
+        const Value set = valueOfSet(command, words);
+        if (!OwnSets::hear(set))
+        {
+            others_.hear(set);
+        }
+    });
+    toldNight_ = night();
+    look();
+    watcher_.start();
 }
 
 Camera::~Camera()
 {
+    watcher_.stop();
     if (up_)
     {
         controller_.uinit();
     }
+    service_.unsubscribe(subscription_);
 }
 
 void Camera::startClock()
@@ -82,43 +99,14 @@ ModuleConfigure Camera::boardConfiguration() const
     std::vector<ModuleConfigure> modules;
     if (!SystemInfoParser::parseMachineInfo(kMachineInfoFile, info))
     {
-        throw Failure(std::string(kMachineInfoFile) + " cannot be read or names no device type");
+        throw Failure(Problem::machineInfo, kMachineInfoFile);
     }
     if (!ModuleConfigureParser::parse(kModuleConfigFile, info.getHardwareModel(), info.getHardwareCode(), modules) ||
         modules.empty())
     {
-        throw Failure(std::string(kModuleConfigFile) + " has no entry for the board " + info.getHardwareModel() + " " +
-                      info.getHardwareCode());
+        throw Failure(Problem::noBoard, kModuleConfigFile, info.getHardwareModel() + " " + info.getHardwareCode());
     }
     return modules.front();
-}
-
-bool Camera::factoryReset()
-{
-    try
-    {
-        controller_.resetParameters();
-    }
-    catch (const std::out_of_range&)
-    {
-        // At debug level 6 and above the module configuration is read again, after the old one was given up.
-        up_ = false;
-        return false;
-    }
-    uiFiles_.fill(g_stSysConf);
-    if (!hasParameters())
-    {
-        throw Failure(kNoParameters);
-    }
-    for (int scheme = 0; scheme < schemeCount(); ++scheme)
-    {
-        if (readSchemeFile(scheme).empty())
-        {
-            throw Failure("factory values are in force, but " + schemeFilePath(scheme) +
-                          " could not be made; is the disk full?");
-        }
-    }
-    return true;
 }
 
 // The default scheme shows what the style documents gave: no scheme file is read into it.
@@ -135,23 +123,21 @@ bool Camera::hasParameters()
 
 int Camera::schemeCount() const
 {
+    const Gate::Pass pass(gate_);
     return static_cast<int>(g_stSysConf.nSchemeSum);
 }
 
 int Camera::currentScheme()
 {
+    const Gate::Pass pass(gate_);
     int scheme = -1;
     controller_.getParamScheme(scheme);
     return scheme;
 }
 
-bool Camera::defaultSchemeIsCurrent()
-{
-    return currentScheme() == schemeCount();
-}
-
 int Camera::mode()
 {
+    const Gate::Pass pass(gate_);
     int mode = 1;
     controller_.getParamMode(mode);
     return mode;
@@ -159,6 +145,7 @@ int Camera::mode()
 
 std::optional<int> Camera::schemeValue(int scheme, int key)
 {
+    const Gate::Pass pass(gate_);
     unsigned value = 0;
     if (controller_.getKeyValFromCache(static_cast<unsigned>(scheme), static_cast<unsigned>(key), value) < 0)
     {
@@ -174,10 +161,23 @@ std::optional<int> Camera::peek(int key)
     {
         return stored;
     }
-    const KeyName* row = findKey(key);
-    const auto held =
-        row == nullptr || row->onlyStored ? std::nullopt : service_.parameter(static_cast<ia_cmd_e>(row->command));
+    const auto held = parameterOfKey(service_, key);
     return held ? std::optional<int>(held->value) : std::nullopt;
+}
+
+std::optional<int> Camera::read(int key)
+{
+    const Gate::Pass pass(gate_);
+    int value = 0;
+    return controller_.getParameter(key, value) ? std::optional<int>(value) : std::nullopt;
+}
+
+std::string Camera::pairText()
+{
+    const Gate::Pass pass(gate_);
+    std::string pairs;
+    controller_.getAllParameters(pairs);
+    return pairs;
 }
 
 bool Camera::night() const
@@ -186,29 +186,48 @@ bool Camera::night() const
     return state && state->value != 0;
 }
 
-bool Camera::choosesByDayAndNight() const
-{
-    const std::string detail = g_stSysConf.moduleConfig.szDetail;
-    const bool namesInfrared =
-        detail.size() >= kPlainDetailLength &&
-        (detail.find("(isInfrared=0)") != std::string::npos || detail.find("(isInfrared=1)") != std::string::npos);
-    return g_stSysConf.nDeviceType == DEVICE_TYPE_LPR && !namesInfrared;
-}
-
 Schedule Camera::schedule()
 {
+    const Gate::Pass pass(gate_);
     Schedule schedule;
     for (int scheme = 0; scheme < schemeCount(); ++scheme)
     {
-        const auto word = [&](int key) { return static_cast<unsigned>(schemeValue(scheme, key).value_or(0)); };
+        const auto word = [&](int key) { return static_cast<u32>(schemeValue(scheme, key).value_or(0)); };
         schedule.windows.push_back({word(KEY_SCHEME_ENABLE) != 0, word(KEY_SCHEME_START_HOUR),
                                     word(KEY_SCHEME_START_MIN), word(KEY_SCHEME_END_HOUR), word(KEY_SCHEME_END_MIN)});
     }
-    schedule.byDayAndNight = choosesByDayAndNight();
+    schedule.byDayAndNight = isPlateCamera(g_stSysConf.nDeviceType, g_stSysConf.moduleConfig.szDetail);
     schedule.automatic = mode() != 0;
     schedule.currentScheme = currentScheme();
     schedule.minutes = minutesOfDay();
     return schedule;
+}
+
+int Camera::sensorModule()
+{
+    const Gate::Pass pass(gate_);
+    return controller_.getSensorType();
+}
+
+std::string Camera::version()
+{
+    std::string version;
+    controller_.getCameraVerInf(version);
+    return version;
+}
+
+std::string Camera::style()
+{
+    const Gate::Pass pass(gate_);
+    return controller_.getUIStyleFile();
+}
+
+LanguageTexts Camera::texts(int language)
+{
+    const Gate::Pass pass(gate_);
+    const bool known = std::any_of(languages().begin(), languages().end(),
+                                   [&](const Language& entry) { return entry.id == language; });
+    return {known, controller_.getUILanguageFile(language), controller_.getUICommonFile(language)};
 }
 
 int Camera::minutesOfDay() const
@@ -228,4 +247,4 @@ bool Camera::setTimeOfDay(int minutes)
     return true;
 }
 
-}  // namespace app
+}  // namespace camera

@@ -5,8 +5,9 @@
 
 #include "KeyVal.h"
 
-// The file of one scheme, read and written with the library's own functions. Host thread only.
-namespace app {
+// The file of one scheme, read and written with the library's own functions. Readers on any thread, since a file is
+// replaced as a whole; writers one at a time.
+namespace camera {
 
 // "/mnt/mtd/code/config_file/sensor2.cfg", in the camera's tree.
 std::string schemeFilePath(int scheme);
@@ -17,4 +18,4 @@ std::vector<KeyVal> readSchemeFile(int scheme);
 // True when the file holds exactly these records afterwards.
 bool writeSchemeFile(int scheme, std::vector<KeyVal> records);
 
-}  // namespace app
+}  // namespace camera

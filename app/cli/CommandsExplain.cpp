@@ -1,0 +1,164 @@
+#include "app/cli/Commands.h"
+#include "app/cli/KeyText.h"
+#include "app/cli/ScheduleChart.h"
+#include "app/cli/Session.h"
+
+namespace app {
+namespace {
+
+const char* whyName(camera::Why why)
+{
+    switch (why)
+    {
+    case camera::Why::notYet:
+        return "notYet";
+    case camera::Why::manual:
+        return "manual";
+    case camera::Why::window:
+        return "window";
+    case camera::Why::noWindow:
+        return "noWindow";
+    case camera::Why::dayOrNight:
+        return "dayOrNight";
+    case camera::Why::againstTheClock:
+        return "againstTheClock";
+    }
+    return "";
+}
+
+std::string whyText(Session& session, camera::Why why)
+{
+    switch (why)
+    {
+    case camera::Why::notYet:
+        return "the clock has not chosen yet";
+    case camera::Why::manual:
+        return "the mode is manual, so it stays until 'scheme N' or 'mode auto'";
+    case camera::Why::window:
+        return "its window holds, and no lower scheme's does";
+    case camera::Why::noWindow:
+        return "no window holds";
+    case camera::Why::dayOrNight:
+        return std::string("no window holds, and it is ") + (session.camera().night() ? "night" : "day");
+    case camera::Why::againstTheClock:
+        return "it was chosen by hand; the clock chooses again within a second";
+    }
+    return "";
+}
+
+std::string nextName(int scheme, int schemeCount)
+{
+    return scheme == camera::kByDayAndNight ? "scheme 0 by day, scheme 1 by night" : schemeName(scheme, schemeCount);
+}
+
+Answer explainScheme(Session& session)
+{
+    const camera::Explanation explanation = session.camera().explain();
+    const int count = session.camera().schemeCount();
+    Answer answer;
+    answer.text = schemeName(explanation.scheme, count) + " is in force: " + whyText(session, explanation.why) + "\n";
+    answer.data = {{"scheme", explanation.scheme}, {"why", whyName(explanation.why)}, {"until", nullptr}};
+    answer.data["next"] = nullptr;
+    if (explanation.untilMinutes)
+    {
+        const std::string until = formatTimeOfDay(*explanation.untilMinutes);
+        answer.text += "next by the clock: " + nextName(explanation.next, count) + " at " + until + "\n";
+        answer.data["until"] = until;
+        answer.data["next"] = explanation.next == camera::kByDayAndNight ? Json() : Json(explanation.next);
+    }
+    return answer;
+}
+
+Json orNull(const std::optional<int>& value)
+{
+    return value ? Json(*value) : Json();
+}
+
+std::string sourceText(const camera::KeyExplanation& key, const std::string& scheme)
+{
+    using Source = camera::KeyExplanation::Source;
+    const bool isUnsaved = key.saved && key.saved != key.value;
+    switch (key.source)
+    {
+    case Source::scheme:
+        return "of " + scheme + (isUnsaved ? ", not saved: 'reload' brings back " + std::to_string(*key.saved) : "");
+    case Source::sensor:
+        return "the sensor's present value: the schemes of this model do not keep it";
+    case Source::nowhere:
+        break;
+    }
+    return "unknown: neither the scheme in force nor the sensor has it";
+}
+
+// What would make another value of it.
+std::string changesText(const camera::KeyExplanation& key)
+{
+    const int count = static_cast<int>(key.inSchemes.size()) - 1;
+    std::string text;
+    for (int scheme = 0; scheme <= count; ++scheme)
+    {
+        const std::optional<int>& value = key.inSchemes[static_cast<std::size_t>(scheme)];
+        if (scheme != key.scheme.scheme && value && value != key.value)
+        {
+            text += "  " + schemeName(scheme, count) + ": " + std::to_string(*value) + "\n";
+        }
+    }
+    if (key.factory && key.factory != key.value)
+    {
+        text += "  'reset': " + std::to_string(*key.factory) + "\n";
+    }
+    return text.empty() ? text : "it would change with\n" + text;
+}
+
+Answer explainOne(Session& session, int number)
+{
+    const camera::KeyExplanation key = session.camera().explainKey(number);
+    const std::string scheme = schemeName(key.scheme.scheme, session.camera().schemeCount());
+    const std::string allowed = allowedText(session.camera().service(), number);
+    Answer answer;
+    answer.text = keyTitle(number) + (key.value ? " = " + std::to_string(*key.value) + ", " : ": ") +
+                  sourceText(key, scheme) + "\n";
+    if (key.onSensor && key.value && key.onSensor != key.value)
+    {
+        answer.text += "the sensor has " + std::to_string(*key.onSensor) + "\n";
+    }
+    answer.text += (allowed.empty() ? "" : "allowed: " + allowed + "\n") + changesText(key);
+    if (key.neverInBulk)
+    {
+        answer.text += "the library does not send it when a scheme is switched, reloaded or reset\n";
+    }
+    answer.data = {{"key", number},
+                   {"name", keyTitle(number)},
+                   {"value", orNull(key.value)},
+                   {"scheme", key.scheme.scheme},
+                   {"saved", orNull(key.saved)},
+                   {"factory", orNull(key.factory)},
+                   {"onSensor", orNull(key.onSensor)},
+                   {"inSchemes", Json::array()},
+                   {"neverInBulk", key.neverInBulk},
+                   {"allowed", allowedJson(session.camera().service(), number)}};
+    for (const std::optional<int>& value : key.inSchemes)
+    {
+        answer.data["inSchemes"].push_back(orNull(value));
+    }
+    return answer;
+}
+
+}  // namespace
+
+Answer runExplain(Session& session, const Words& arguments)
+{
+    if (arguments.size() > 1)
+    {
+        return wrongUsage("explain");
+    }
+    if (arguments.empty())
+    {
+        return explainScheme(session);
+    }
+    std::string error;
+    const std::optional<int> key = parseKey(arguments[0], error);
+    return key ? explainOne(session, *key) : Answer::failure(error);
+}
+
+}  // namespace app

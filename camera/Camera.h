@@ -1,0 +1,194 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "GThread.h"
+#include "ISensorController.h"
+#include "ModuleConfigure.h"
+#include "camera/Events.h"
+#include "camera/Explain.h"
+#include "camera/Gate.h"
+#include "camera/OwnSets.h"
+#include "camera/Results.h"
+#include "camera/Schedule.h"
+#include "camera/UiFiles.h"
+#include "services/Journal.h"
+#include "services/RecordingVideo.h"
+
+// One camera below every front end: operations with plain results, and no text for people, no terminal, no JSON and no
+// particular service. A front end calls these and renders what they answer; this layer calls the library, the service
+// behind it and the files that the library leaves to its host, and nobody above.
+//
+//   Camera.cpp         bring-up, what it holds     KeyNames, KeyLimits  the keys, what the sensor allows
+//   Applying.cpp       values in force             Schedule             which scheme the clock chooses when
+//   SchemeChanges.cpp  schemes, windows, modes     SchemeFile           one scheme's file
+//   Saving.cpp         save, reload, reset         Diagnostics          debug level, error log
+//   LensControl.cpp    the lens                    UiFiles              texts for user interfaces
+//   FrameRate.cpp      what is never sent in bulk  Explain, Events      why it is so, and what happens (Telling.cpp)
+//
+// Threads: all operations may be called from any thread at once, beside the sensor thread. Changes of values, schemes
+// and modes run one after the other; reading does not wait for them, but for the call of the library that is under way.
+// A factory reset has the camera for itself. Each caller learns the refusals of its own call. The camera has a thread
+// of its own, which looks once a second whether the sensor thread has switched (FrameRate.cpp).
+namespace camera {
+
+class Camera
+{
+public:
+    struct Setup
+    {
+        std::string model;
+        std::string share;                // folder of the documents
+        double speed = 1.0;               // camera seconds in a real second
+        std::optional<int> startMinutes;  // time of day; nothing: the real one
+        bool systemClock = false;         // without speed and start, follow the system's clock as a board does
+    };
+
+    // Takes a second of the camera's time. Throws Failure when the board's files name no camera, or when no
+    // parameters come out of the style documents. One at a time.
+    // service: the one in force; must outlive the camera.
+    Camera(const Setup& setup, services::Journal& service);
+    // No operation may be running.
+    ~Camera();
+    Camera(const Camera&) = delete;
+    Camera& operator=(const Camera&) = delete;
+
+    services::ImageService& service() { return service_; }
+    const services::ImageService& service() const { return service_; }
+    const std::vector<Language>& languages() const { return uiFiles_.languages(); }
+    const Setup& setup() const { return setup_; }
+
+    // ---- what the camera holds -----------------------------------------------------------------------------
+
+    // Scheduled schemes; the default scheme's index.
+    int schemeCount() const;
+    // -1 until the first switch.
+    int currentScheme();
+    // 0 manual, otherwise the clock chooses.
+    int mode();
+    // The scheme's record of this key; nothing when it has none.
+    std::optional<int> schemeValue(int scheme, int key);
+    // The current scheme's value of a key, or what the service holds; nothing when neither knows it. Unlike
+    // read it reports nothing and leaves no trace in the recording.
+    std::optional<int> peek(int key);
+    // As the library answers: asks the sensor for what the scheme lacks.
+    std::optional<int> read(int key);
+    // The scheme in force as pair text, corrected by the service.
+    std::string pairText();
+    // What the sensor says; day when it does not tell.
+    bool night() const;
+    Schedule schedule();
+    int sensorModule();
+    std::string version();
+    std::string style();
+    LanguageTexts texts(int language);
+
+    // Minutes since midnight on the camera's clock.
+    int minutesOfDay() const;
+    // False when the camera follows the system's clock.
+    bool setTimeOfDay(int minutes);
+
+    // ---- values of the scheme in force ---------------------------------------------------------------------
+
+    // Applies in order, up to the first that is refused: what came before it stays applied. remember: in the scheme in
+    // force, until it is saved. text: the same values as pair text, where the caller has it already.
+    ApplyResult apply(const std::vector<Value>& values, bool remember = true, const std::string& text = "");
+    // What apply would answer, as far as the service's limits tell; nothing is sent or changed.
+    ApplyResult wouldApply(const std::vector<Value>& values);
+    // Sends the scheme's value to the sensor again.
+    RestoreResult restore(int key);
+
+    // ---- saving --------------------------------------------------------------------------------------------
+
+    SaveResult save();
+    // The scheme in force as it was saved last.
+    ReloadResult reload();
+    // Factory reset; the texts for user interfaces are filled in again, the scheme is -1 until the scheduler's turn.
+    // Throws Failure when the board's files no longer name this camera: it is down then and only good for destruction;
+    // also when it lacks its parameters or scheme files afterwards, as on a full disk.
+    void factoryReset();
+
+    // ---- schemes -------------------------------------------------------------------------------------------
+
+    SchemeResult setScheme(int scheme);
+    void setMode(bool automatic);
+    // To the scheme's file and to memory. Other values that are not saved yet stay unsaved. The scheduler begins no
+    // turn while the window is changed.
+    WindowResult setWindow(int scheme, const SchemeWindow& window);
+    // Values of any scheme, to its file and to memory, and to the sensor if it is the one in force.
+    ValuesResult setValues(int scheme, const std::vector<Value>& values);
+
+    // ---- lens ----------------------------------------------------------------------------------------------
+
+    // Nothing when the lens does not answer.
+    std::optional<LensState> lens();
+    LensMovement lensMovement();
+    // None of these is remembered.
+    LensResult moveLens(LensStep step);
+    LensResult setZoom(int position);
+    LensResult setFocus(int position);
+    LensResult setFocusMode(int mode);
+
+    // ---- why, and what happens -----------------------------------------------------------------------------
+
+    // Which scheme holds and why, until when, what comes next.
+    Explanation explain();
+    KeyExplanation explainKey(int key);
+    // What the scheduler did is told within a second of the camera's time, all else at once.
+    Events& events() { return events_; }
+
+private:
+    class Change;
+    class Doing;
+    class Manual;
+
+    void startClock();
+    ModuleConfigure boardConfiguration() const;
+    bool hasParameters();
+    bool fileHolds(int scheme, std::size_t& count);
+    bool keepsValues();
+    std::vector<KeyResult> asked(const std::vector<Value>& values);
+    void judge(ApplyResult& result, const std::vector<Value>& sent, bool remember);
+    std::optional<std::size_t> refusedIndex(const ApplyResult& result, int key, const Refusal* refusal);
+    KeyResult expected(KeyResult key, bool remembers) const;
+    LensResult outcome(bool accepted, const services::OwnRefusals& own) const;
+    bool oneShot(int key);
+    void remember(int scheme, const std::vector<Value>& values);
+    ValuesResult storable(int scheme, const std::vector<Value>& values);
+    void bringIn(int scheme, ValuesResult& result);
+    void sendFrameRate();
+    void tell(Event event);
+    void tellScheme(Why why);
+    void tellSaved(int scheme);
+    void tellValues(const std::vector<Value>& values, int scheme);
+    void tellRemembered(const std::vector<KeyResult>& keys);
+    void tellWhatHappened();
+    void look();
+    int watch();
+
+    const Setup setup_;
+    UiFiles uiFiles_;
+    services::Journal& service_;
+    services::RecordingVideo video_;
+    ISensorController controller_;
+    bool up_ = false;
+
+    mutable Gate gate_;    // every operation passes; a factory reset is alone
+    std::mutex changing_;  // one change at a time; taken before the gate
+    int subscription_ = 0;
+    OtherSets others_;
+    Events events_;
+
+    // Guarded by changing_.
+    int frameRateScheme_ = -1;  // the scheme whose frame rate was sent last
+    int toldScheme_ = -1;
+    bool toldNight_ = false;
+
+    GThread watcher_;
+};
+
+}  // namespace camera

@@ -1,0 +1,71 @@
+#include "camera/Diagnostics.h"
+
+#include <cstdio>
+#include <mutex>
+#include <sstream>
+
+#include "KSFile.h"
+#include "camera/TextFile.h"
+
+namespace camera {
+namespace {
+
+constexpr char kMarkerFile[] = "/mnt/mtd/sign/Debug.sign";
+constexpr char kErrorLog[] = "/mnt/mtd/log/SensorError.log";
+constexpr std::size_t kMarkerMax = 4096;      // bytes; two numbers
+constexpr std::size_t kLogMax = 1024 * 1024;  // bytes; the library begins a new one much earlier
+
+std::mutex writing;  // of the marker file: its second line is read and written back
+
+std::vector<std::string> linesOf(const std::string& path, std::size_t longest)
+{
+    std::istringstream stream(readFile(path, longest).value_or(""));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);)
+    {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+}  // namespace
+
+const char* debugMarkerFile()
+{
+    return kMarkerFile;
+}
+
+std::optional<std::string> debugLevel()
+{
+    const std::vector<std::string> lines = linesOf(kMarkerFile, kMarkerMax);
+    return lines.empty() ? std::nullopt : std::optional<std::string>(lines[0]);
+}
+
+bool setDebugLevel(int level)
+{
+    const std::lock_guard<std::mutex> lock(writing);
+    const std::vector<std::string> lines = linesOf(kMarkerFile, kMarkerMax);
+    const std::string text = std::to_string(level) + "\n" + (lines.size() > 1 ? lines[1] + "\n" : "");
+    KSFile file;
+    return file.open(kMarkerFile, KSFile::modeWrite | KSFile::modeTruncate) &&
+           file.write(text.data(), static_cast<unsigned>(text.size())) >= 0 && file.close();
+}
+
+bool clearDebugLevel()
+{
+    const std::lock_guard<std::mutex> lock(writing);
+    return std::remove(kMarkerFile) == 0 || !KSFile::exists(kMarkerFile);
+}
+
+std::vector<std::string> errorLog()
+{
+    std::vector<std::string> lines;
+    for (const char* suffix : {".2", ".1", ""})
+    {
+        const std::vector<std::string> more = linesOf(kErrorLog + std::string(suffix), kLogMax);
+        lines.insert(lines.end(), more.begin(), more.end());
+    }
+    return lines;
+}
+
+}  // namespace camera

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// The files by which the library's own messages are switched and kept. Thread-safe. Failure where such a file is none
+// that can be read.
+namespace camera {
+
+// The marker file that the library looks at before every message.
+const char* debugMarkerFile();
+
+// The level as it stands in the file; nothing without one, which is level 1: assertions only.
+std::optional<std::string> debugLevel();
+
+// The assertion switch in the file's second line is kept. False, with errno, when the file could not be written.
+bool setDebugLevel(int level);
+
+// Removes the file. False, with errno, when it is still there.
+bool clearDebugLevel();
+
+// The error log with its rotated predecessors, oldest line first.
+std::vector<std::string> errorLog();
+
+}  // namespace camera

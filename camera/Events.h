@@ -1,0 +1,75 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "camera/Explain.h"
+#include "camera/Results.h"
+
+namespace camera {
+
+struct Event
+{
+    enum class Kind
+    {
+        values,  // values: what the sensor took, or a scheme remembers
+        scheme,  // scheme is in force; why
+        mode,    // automatic
+        night,   // night
+        saved,   // scheme has been written to its file
+        reset,   // factory values are in force
+    };
+    Kind kind;
+    std::string by;  // as Acting says; empty: the camera's scheduler, or a caller who said nothing
+    int scheme = -1;
+    std::vector<Value> values = {};  // in the order in which they were taken
+    Why why = Why::manual;
+    bool automatic = false;
+    bool night = false;
+    unsigned long number = 0;  // counts from 1
+};
+
+// Whoever acts on this thread as long as this lives: the events of what it does carry the name. Reentrant: one thread.
+class Acting
+{
+public:
+    explicit Acting(std::string who) : before_(std::move(current_)) { current_ = std::move(who); }
+    ~Acting() { current_ = std::move(before_); }
+    Acting(const Acting&) = delete;
+    Acting& operator=(const Acting&) = delete;
+
+    static const std::string& who() { return current_; }
+
+private:
+    static inline thread_local std::string current_;
+
+    std::string before_;
+};
+
+// Tells what happens to whoever wants to know. Thread-safe.
+class Events
+{
+public:
+    // Called on the thread that caused the event, in the order of the numbers, while the camera and this are locked: it
+    // hands the event on, calls neither and does not throw. Take it off before what it refers to ends.
+    using Listener = std::function<void(const Event&)>;
+    int subscribe(Listener listener);
+    // No call of the listener is running afterwards.
+    void unsubscribe(int number);
+
+    void tell(Event event);
+
+private:
+    std::mutex mutex_;
+
+    // Guarded by mutex_.
+    std::map<int, Listener> listeners_;
+    int nextListener_ = 1;
+    unsigned long told_ = 0;
+};
+
+}  // namespace camera

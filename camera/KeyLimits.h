@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "services/Journal.h"
+
+// What the fitted sensor module allows for a key, and what it refused. The service alone decides; nothing here does.
+// Thread-safe.
+namespace camera {
+
+// The service's row of a key; nothing for keys that are only stored and for numbers without one.
+std::optional<services::ParameterState> parameterOfKey(const services::ImageService& service, int key);
+
+// What the service would answer to a set of this key, as far as its rows tell: a services::Status.
+int verdict(const services::ImageService& service, int key, int value);
+
+// A call to set something that the service refused.
+struct Refusal
+{
+    int key;  // the command's number when no key is sent as this command
+    int command;
+    int value;
+    int status;  // services::Status, or the service's own
+};
+
+// What the thread that calls was refused, oldest first.
+std::vector<Refusal> refusalsOf(const services::OwnRefusals& own);
+
+}  // namespace camera

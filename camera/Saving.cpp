@@ -1,0 +1,98 @@
+#include <stdexcept>
+
+#include "SysConfig.h"
+#include "camera/Failure.h"
+#include "camera/Operation.h"
+#include "camera/SchemeFile.h"
+
+namespace camera {
+
+// What the file should hold now; empty keys do not count.
+bool Camera::fileHolds(int scheme, std::size_t& count)
+{
+    const std::vector<KeyVal> records = readSchemeFile(scheme);
+    count = records.size();
+    for (const KeyVal& record : records)
+    {
+        if (schemeValue(scheme, static_cast<int>(record.key)) != static_cast<int>(record.value))
+        {
+            return false;
+        }
+    }
+    return !records.empty();
+}
+
+SaveResult Camera::save()
+{
+    const Change change(*this);
+    const int scheme = currentScheme();
+    if (scheme < 0 || scheme >= schemeCount())
+    {
+        return {SaveResult::Kind::noFile, scheme, 0, {}, 0};
+    }
+    const int code = controller_.flush();
+    if (code != 0)
+    {
+        const SchemeWindow window = schedule().windows[static_cast<std::size_t>(scheme)];
+        return {SaveResult::Kind::windowRefused, scheme, code, window, 0};
+    }
+    std::size_t count = 0;
+    // A switch by the clock in between makes the comparison meaningless.
+    const bool isLost = currentScheme() == scheme && !fileHolds(scheme, count);
+    if (!isLost)
+    {
+        tellSaved(scheme);
+    }
+    return {isLost ? SaveResult::Kind::notWritten : SaveResult::Kind::saved, scheme, code, {}, count};
+}
+
+ReloadResult Camera::reload()
+{
+    const Change change(*this);
+    const int scheme = currentScheme();
+    if (scheme < 0 || scheme >= schemeCount())
+    {
+        return {ReloadResult::Kind::noFile, scheme};
+    }
+    const bool accepted = controller_.resetToLastParameters();
+    sendFrameRate();
+    return {accepted ? ReloadResult::Kind::reloaded : ReloadResult::Kind::refused, scheme};
+}
+
+void Camera::factoryReset()
+{
+    const std::lock_guard<std::mutex> change(changing_);
+    const Gate::Alone alone(gate_);
+    const Doing doing(*this);
+    if (!up_)
+    {
+        throw Failure(Problem::boardFilesGone);
+    }
+    try
+    {
+        controller_.resetParameters();
+    }
+    catch (const std::out_of_range&)
+    {
+        // At debug level 6 and above the module configuration is read again, after the old one was given up.
+        up_ = false;
+        throw Failure(Problem::boardFilesGone);
+    }
+    frameRateScheme_ = -1;
+    toldScheme_ = -1;
+    tell({Event::Kind::reset, ""});
+    uiFiles_.fill(g_stSysConf);
+    if (!hasParameters())
+    {
+        throw Failure(Problem::noParameters);
+    }
+    for (int scheme = 0; scheme < schemeCount(); ++scheme)
+    {
+        if (readSchemeFile(scheme).empty())
+        {
+            throw Failure(Problem::noSchemeFile, schemeFilePath(scheme));
+        }
+    }
+}
+
+}  // namespace camera

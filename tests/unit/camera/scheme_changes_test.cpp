@@ -1,0 +1,181 @@
+#include "camera/SchemeFile.h"
+#include "tests/unit/camera/CameraFixture.h"
+
+using namespace support;
+using camera::Outcome;
+using camera::Stored;
+
+namespace {
+
+class CameraSchemes : public CameraTest
+{
+protected:
+    static std::optional<int> inFile(int scheme, u32 key)
+    {
+        for (const KeyVal& record : camera::readSchemeFile(scheme))
+        {
+            if (record.key == key)
+            {
+                return static_cast<int>(record.value);
+            }
+        }
+        return std::nullopt;
+    }
+};
+
+TEST_F(CameraSchemes, AWindowGoesToFileAndMemoryAndNothingElseIsSaved)
+{
+    bringUp();
+    c().apply({{KEY_BRIGHTNESS, 61}});
+    const camera::WindowResult result = c().setWindow(0, {true, 8, 30, 18, 15});
+    EXPECT_EQ(result.stored, Stored::done);
+    EXPECT_EQ(result.window.endMinute, 15u);
+    EXPECT_EQ(inFile(0, KEY_SCHEME_START_MIN), 30);
+    EXPECT_EQ(c().schemeValue(0, KEY_SCHEME_END_MIN), 15);
+    EXPECT_EQ(inFile(0, KEY_BRIGHTNESS), 50);
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 61);
+    EXPECT_EQ(c().mode(), 1);
+}
+
+TEST_F(CameraSchemes, AnUnsoundWindowChangesNothingAndSaysWhy)
+{
+    bringUp();
+    EXPECT_EQ(c().setWindow(1, {true, 25, 0, 26, 0}).check, WINDOW_STARTS_TOO_LATE);
+    EXPECT_EQ(c().setWindow(1, {true, 8, 0, 24, 30}).check, WINDOW_ENDS_TOO_LATE);
+    const camera::WindowResult result = c().setWindow(1, {true, 22, 0, 6, 0});
+    EXPECT_EQ(result.stored, Stored::windowRefused);
+    EXPECT_EQ(result.check, WINDOW_NOT_FORWARD);
+    EXPECT_EQ(result.window.startHour, 0u);
+    EXPECT_EQ(inFile(1, KEY_SCHEME_START_HOUR), 0);
+    EXPECT_EQ(c().setWindow(c().schemeCount(), {true, 8, 0, 9, 0}).stored, Stored::noScheme);
+    EXPECT_EQ(c().setWindow(-1, {true, 8, 0, 9, 0}).stored, Stored::noScheme);
+}
+
+TEST_F(CameraSchemes, AWindowOfASchemeWithoutAFileIsNotChanged)
+{
+    bringUp();
+    removeFile(schemeFile(1));
+    EXPECT_EQ(c().setWindow(1, {true, 8, 0, 9, 0}).stored, Stored::noRecord);
+    EXPECT_EQ(c().schemeValue(1, KEY_SCHEME_START_HOUR), 0);
+}
+
+TEST_F(CameraSchemes, ValuesOfAnotherSchemeAreSavedAndNotSent)
+{
+    bringUp();
+    journal().clearCalls();
+    const camera::ValuesResult result = c().setValues(2, {{KEY_BRIGHTNESS, 71}, {KEY_CONTRAST, 72}});
+    EXPECT_EQ(result.stored, Stored::done);
+    EXPECT_EQ(result.keys[0].outcome, Outcome::applied);
+    EXPECT_EQ(setCalls(), 0);
+    EXPECT_EQ(inFile(2, KEY_BRIGHTNESS), 71);
+    EXPECT_EQ(c().schemeValue(2, KEY_CONTRAST), 72);
+    start();
+    EXPECT_EQ(c().schemeValue(2, KEY_BRIGHTNESS), 71);
+}
+
+TEST_F(CameraSchemes, ValuesOfTheSchemeInForceAreSentAndSavedAndOthersStayUnsaved)
+{
+    bringUp();
+    ASSERT_EQ(c().currentScheme(), 0);
+    c().apply({{KEY_CONTRAST, 33}});
+    EXPECT_EQ(c().setValues(0, {{KEY_BRIGHTNESS, 71}}).stored, Stored::done);
+    EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 71);
+    EXPECT_EQ(inFile(0, KEY_BRIGHTNESS), 71);
+    EXPECT_EQ(inFile(0, KEY_CONTRAST), 50);
+    EXPECT_EQ(c().peek(KEY_CONTRAST), 33);
+}
+
+TEST_F(CameraSchemes, OneValueThatIsNotAllowedKeepsAllFromBeingStored)
+{
+    bringUp();
+    const camera::ValuesResult result = c().setValues(2, {{KEY_BRIGHTNESS, 71}, {KEY_CONTRAST, 300}});
+    EXPECT_EQ(result.stored, Stored::valueRefused);
+    EXPECT_EQ(result.keys[1].status, services::kOutOfRange);
+    EXPECT_EQ(inFile(2, KEY_BRIGHTNESS), 50);
+    EXPECT_EQ(c().schemeValue(2, KEY_BRIGHTNESS), 50);
+    EXPECT_EQ(c().setValues(2, {{KEY_SCHEME_END_HOUR, 25}}).check, WINDOW_ENDS_TOO_LATE);
+    EXPECT_EQ(c().setValues(2, {{999, 25}}).stored, Stored::valueRefused);
+    EXPECT_EQ(c().setValues(4, {{KEY_BRIGHTNESS, 71}}).stored, Stored::noScheme);
+}
+
+TEST_F(CameraSchemes, ASchemeChosenByHandHoldsUntilTheClockChooses)
+{
+    bringUp();
+    EXPECT_FALSE(c().setScheme(9).exists);
+    const camera::SchemeResult result = c().setScheme(2);
+    EXPECT_TRUE(result.clockChoosesAgain);
+    EXPECT_EQ(c().currentScheme(), 2);
+    turnAt(12, 0);
+    EXPECT_EQ(c().currentScheme(), 0);
+    c().setMode(false);
+    EXPECT_FALSE(c().setScheme(2).clockChoosesAgain);
+    turnAt(12, 0);
+    EXPECT_EQ(c().currentScheme(), 2);
+}
+
+TEST_F(CameraSchemes, TheScheduleTellsWindowsModeAndTime)
+{
+    bringUp("lpr");
+    c().setWindow(1, {true, 10, 0, 11, 0});
+    const camera::Schedule schedule = c().schedule();
+    ASSERT_EQ(schedule.windows.size(), 4u);
+    EXPECT_TRUE(schedule.windows[1].enabled);
+    EXPECT_TRUE(schedule.byDayAndNight);
+    EXPECT_TRUE(schedule.automatic);
+    EXPECT_EQ(schedule.minutes, c().minutesOfDay());
+    EXPECT_EQ(camera::schemeAt(schedule, 10 * 60), 1);
+    EXPECT_EQ(camera::schemeAt(schedule, 9 * 60), camera::kByDayAndNight);
+}
+
+// ---- the frame rate ---------------------------------------------------------------------------------------------
+
+TEST_F(CameraSchemes, TheFrameRateFollowsASwitchByHandAndAReload)
+{
+    bringUp();
+    c().setMode(false);
+    c().setValues(1, {{KEY_SENSOR_FPS, 50}});
+    ASSERT_EQ(applied(IA_CMD_SENSOR_FPS), 25);
+    c().setScheme(1);
+    EXPECT_EQ(applied(IA_CMD_SENSOR_FPS), 50);
+    c().apply({{KEY_SENSOR_FPS, 25}});
+    EXPECT_EQ(applied(IA_CMD_SENSOR_FPS), 25);
+    EXPECT_EQ(c().reload().kind, camera::ReloadResult::Kind::reloaded);
+    EXPECT_EQ(applied(IA_CMD_SENSOR_FPS), 50);
+}
+
+TEST_F(CameraSchemes, TheFrameRateFollowsTheStart)
+{
+    bringUp();
+    c().setValues(0, {{KEY_SENSOR_FPS, 50}});
+    camera_.reset();
+    simulator().setModule(sim::Service::kFirstModule);
+    start();
+    EXPECT_EQ(applied(IA_CMD_SENSOR_FPS), 50);
+}
+
+TEST_F(CameraSchemes, TheFrameRateFollowsASwitchOfTheScheduler)
+{
+    bringUp();
+    c().setWindow(0, {false, 0, 0, 24, 0});
+    c().setValues(1, {{KEY_SENSOR_FPS, 50}});
+    c().setWindow(1, {true, 14, 0, 15, 0});
+    turnAt(14, 0);
+    EXPECT_EQ(c().currentScheme(), 1);
+    EXPECT_EQ(applied(IA_CMD_SENSOR_FPS), 50);
+    turnAt(15, 0);
+    EXPECT_EQ(applied(IA_CMD_SENSOR_FPS), 25);
+}
+
+TEST_F(CameraSchemes, AFrameRateThatTheSensorHasAlreadyIsNotSentAgain)
+{
+    bringUp();
+    journal().clearCalls();
+    c().setMode(false);
+    c().setScheme(1);
+    for (const services::Call& call : journal().calls())
+    {
+        EXPECT_NE(call.cmd, IA_CMD_SENSOR_FPS);
+    }
+}
+
+}  // namespace
