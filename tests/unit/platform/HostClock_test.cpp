@@ -438,11 +438,11 @@ TEST(ScaledClock, SaysWhatASpeedMustBe)
     }
 }
 
-// Each kind of reading on a thread of its own: what one does must not order what another does.
-TEST(ManualClock, IsReadWhileItMoves)
+// Each kind of reading on a thread of its own, and one kind of change: what one does must not order what another does.
+template <typename Change>
+void readWhile(ManualClock& clock, Change change)
 {
     constexpr int kReadings = 1000;
-    ManualClock clock(8, 0);
     std::atomic<int> readings{0};
     Joining monotonic([&] {
         Span last{0};
@@ -461,11 +461,22 @@ TEST(ManualClock, IsReadWhileItMoves)
             readings.fetch_add(1, std::memory_order_relaxed);
         }
     });
-    for (int turn = 0; readings < 2 * kReadings; ++turn)
+    while (readings.load(std::memory_order_relaxed) < 2 * kReadings)
     {
-        clock.advance(1us);
-        clock.setTimeOfDay(8, turn % 60);
+        change();
     }
+}
+
+TEST(ManualClock, IsReadWhileItMoves)
+{
+    ManualClock clock(8, 0);
+    readWhile(clock, [&] { clock.advance(1us); });
+}
+
+TEST(ManualClock, IsReadWhileItIsSet)
+{
+    ManualClock clock(8, 0);
+    readWhile(clock, [&] { clock.setTimeOfDay(9, 30); });
 }
 
 TEST(ScaledClock, TheShortestWaitIsOneToo)

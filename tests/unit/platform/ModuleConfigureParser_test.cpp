@@ -375,4 +375,10 @@ TEST_F(ModuleConfigureParserTest, TakesTwoHundredFiftySixAttributesAndNoMore)
     EXPECT_EQ(entriesIn(documentOf(element + " b=''/>" + kEntry)), -1);
 }
 
+TEST_F(ModuleConfigureParserTest, TakesBlanksWhereATagMayHaveThem)
+{
+    EXPECT_EQ(entriesIn(documentOf("<a\tb\n=\r 'c' \n d='e'\t></a\n>" + kEntry)), 1);
+    EXPECT_EQ(entriesIn(documentOf("<a b='c'\n/>" + kEntry)), 1);
+}
+
 }  // namespace

@@ -240,4 +240,15 @@ TEST_F(SySystemTest, TheShellKnowsItselfByItsUsualName)
     EXPECT_EQ(sy_system("test \"$0\" = sh", 30), 0);
 }
 
+TEST_F(SySystemTest, WhatStandsInOurInputIsNotForTheCommand)
+{
+    const int status = platform_tests::awaitChild(platform_tests::startChild([] {
+        int ends[2];
+        const bool isReady = pipe(ends) == 0 && write(ends[1], "ours\n", 5) == 5 && dup2(ends[0], STDIN_FILENO) == 0;
+        _exit(isReady && sy_system("read line", 30) == 1 ? 42 : 1);
+    }));
+    ASSERT_TRUE(WIFEXITED(status)) << status;
+    EXPECT_EQ(WEXITSTATUS(status), 42);
+}
+
 }  // namespace
