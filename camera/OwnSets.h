@@ -8,8 +8,8 @@
 
 namespace camera {
 
-// What the service accepted from the thread that made this object, as long as it lives. Of objects inside each other
-// the inner one has them. Reentrant: one thread.
+// What the service accepted from the thread that made this object, as long as it lives. When nested, the innermost
+// object receives them. Reentrant: one thread.
 class OwnSets
 {
 public:

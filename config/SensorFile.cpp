@@ -115,10 +115,10 @@ int saveToFile(char* file_name, char* data, INT64 file_len)
                            file_name);
         nSize = file.write(data, lowWord(file_len));  // contract: goes on without an open file
     }
-    // A length of -1 is not what a write that failed could agree with.
+    // -1 is a failed write, even when file_len is -1 too.
     diag::reportUnless(nSize >= 0 && nSize == file_len, DIAG_PLACE_AT(kSensorFile, 41),
                        "file_len == (nSize=file.write(data, file_len))", "file_len(%d)\n", static_cast<int>(file_len));
-    // All that was to be written was, but the old file still stands.
+    // Complete, but not yet in the old file's place.
     const bool isWritten = nSize >= 0 && static_cast<unsigned int>(nSize) == lowWord(file_len);
     if (isWritten &&
         !diag::reportUnless(file.close(), DIAG_PLACE(kSensorFile), "file.close()", "file_name(%s)\n", file_name))

@@ -12,8 +12,8 @@ using config::kSensorFile;
 
 namespace {
 
-// A report says that a text did not load; this says which byte is to blame. A warning, which is logged as reports
-// are: whoever finds one of them there finds both. It goes under place.
+// A report says that a text did not load; this says which byte is to blame. A warning, because those are logged as
+// reports are, so the log holds both.
 void warnOfText(const diag::Place& place, const char* reason, int line, int column)
 {
     diag::warn(place, "XML text refused: %s, line(%d) column(%d)\n", reason, line, column);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr long kBusyWaitMicroseconds = 500000;
 
-// In every step, because the host's wait may return at once: it does on a thread of the host's that is being stopped.
+// In every step, because the host's wait may return at once: it does on a host thread that is being stopped.
 // A hundred looks a second cost nothing.
 constexpr std::chrono::milliseconds kLeastPause(10);
 

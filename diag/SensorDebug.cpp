@@ -14,7 +14,7 @@ namespace {
 constexpr char kMarkerFile[] = "/mnt/mtd/sign/Debug.sign";
 constexpr int kDefaultLevel = 1;
 
-// Bytes, of which two numbers fill a few. A switch behind them is none.
+// In bytes; the two numbers need a few. A switch beyond that is ignored.
 constexpr unsigned int kMarkerMax = 1024;
 
 // The number in the line at next, or missing if the line is empty; next goes on behind the line. *end may be written.

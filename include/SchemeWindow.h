@@ -5,8 +5,8 @@
 /// The one rule of the daily windows. Header only, so nothing is exported; all functions are reentrant.
 ///
 /// A time of day is compared as hour x 100 + minute, unsigned.
-/// contract: half-open and without a turn of the day, so 22:00 to 06:00 never holds; loose on purpose, minutes are not
-/// looked at, so 10:75 lies between 10:59 and 11:00.
+/// contract: half-open, and it does not wrap past midnight, so 22:00 to 06:00 never holds; loose on purpose, minutes are
+/// not checked, so 10:75 lies between 10:59 and 11:00.
 
 /// A scheme's window, as its first five records hold it.
 struct SchemeWindow

@@ -69,7 +69,7 @@ private:
 };
 
 // The sets that were refused to the thread that made this object, through any journal, as long as it lives: whoever
-// sets something learns its own refusals and nobody else's. Of objects inside each other the inner one has them.
+// sets something learns its own refusals and nobody else's. When nested, the innermost object receives them.
 // Reentrant: one thread.
 class OwnRefusals
 {

@@ -108,7 +108,8 @@ void StateFolder::requireSafe() const
 void StateFolder::takeLock()
 {
     const std::string file = path_ + "/" + kLockFile;
-    lock_ = Descriptor(open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644));
+    // Whoever may read it may lock it, and keep the camera from starting.
+    lock_ = Descriptor(open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
     if (lock_.number() < 0)
     {
         throw Failure(systemError("cannot write in the state folder " + path_));
@@ -121,7 +122,7 @@ void StateFolder::takeLock()
                                              : "; end it: there is room for one on the real /mnt/mtd, /hd1 and /tmp"));
     }
     const std::string process = std::to_string(getpid()) + "\n";
-    if (ftruncate(lock_.number(), 0) != 0 || write(lock_.number(), process.data(), process.size()) < 0)
+    if (fchmod(lock_.number(), 0600) != 0 || ftruncate(lock_.number(), 0) != 0 || write(lock_.number(), process.data(), process.size()) < 0)
     {
         throw Failure(systemError("cannot write in the state folder " + path_));
     }

@@ -57,7 +57,7 @@ bool lightChanged(std::optional<double> before, std::optional<double> now)
     return high >= std::max(kDarkest, low) * kLightStep;
 }
 
-// "scheme 0 -> 1", "night", "light", "time", one a change.
+// "scheme 0 -> 1", "night", "light", "time", one per change.
 Words changes(const Scene& told, const Scene& now, int schemeCount)
 {
     Words events;

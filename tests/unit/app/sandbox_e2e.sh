@@ -55,6 +55,8 @@ expect "and what goes to /tmp" yes "$([ -f "$work/one/tmp/merge_style.xml" ] && 
 
 camera one exec 'get 999' >/dev/null
 expect "the status of a command that failed comes through" 1 $?
+(trap '' CHLD; camera one exec 'get 999' >/dev/null)
+expect "to somebody too who has no wish to hear of children" 1 $?
 camera one exec status >/dev/full
 expect "answers that nobody gets are a failure" 1 $?
 camera one --model dome exec status >/dev/null

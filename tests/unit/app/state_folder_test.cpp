@@ -123,6 +123,14 @@ TEST_F(StateFolderTest, OfAnOlderProcessNumberNothingStaysInTheLockFile)
     EXPECT_EQ(support::readFile("/tmp/camera/lock"), std::to_string(getpid()) + "\n");
 }
 
+TEST_F(StateFolderTest, NobodyElseMayReadTheLockFileAndSoLockIt)
+{
+    support::writeFile("/tmp/camera/lock", "");
+    std::filesystem::permissions("/tmp/camera/lock", std::filesystem::perms{0644});
+    const app::StateFolder state("/tmp/camera");
+    EXPECT_EQ(std::filesystem::status("/tmp/camera/lock").permissions(), std::filesystem::perms{0600});
+}
+
 TEST_F(StateFolderTest, AModelFileThatCannotBeReadIsAFailure)
 {
     const app::StateFolder state("/tmp/camera");
