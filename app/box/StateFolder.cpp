@@ -122,7 +122,8 @@ void StateFolder::takeLock()
                                              : "; end it: there is room for one on the real /mnt/mtd, /hd1 and /tmp"));
     }
     const std::string process = std::to_string(getpid()) + "\n";
-    if (fchmod(lock_.number(), 0600) != 0 || ftruncate(lock_.number(), 0) != 0 || write(lock_.number(), process.data(), process.size()) < 0)
+    if (fchmod(lock_.number(), 0600) != 0 || ftruncate(lock_.number(), 0) != 0 ||
+        write(lock_.number(), process.data(), process.size()) < 0)
     {
         throw Failure(systemError("cannot write in the state folder " + path_));
     }
