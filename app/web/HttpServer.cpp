@@ -1,0 +1,575 @@
+#include "app/web/HttpServer.h"
+
+#include <arpa/inet.h>
+#include <microhttpd.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <set>
+#include <stdexcept>
+#include <thread>
+
+#include "app/web/RequestHead.h"
+#include "app/web/Workers.h"
+
+namespace web {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kReaders = 4;
+constexpr std::size_t kHeadMemory = 32 << 10;   // of a connection: request line and headers, and a piece of its body
+constexpr std::size_t kStreamPiece = 64 << 10;  // asked of a stream at once
+constexpr auto kLook = std::chrono::milliseconds(250);  // for deadlines, while anybody is connected
+constexpr unsigned kStalledSeconds = 10;                // without taking a byte of its answer
+
+// Refused before it is anybody's request.
+constexpr char kFull[] =
+    "HTTP/1.1 503 Service Unavailable\r\nConnection: close\r\nRetry-After: 1\r\nContent-Length: 0\r\n\r\n";
+
+std::string addressText(const sockaddr_storage& address)
+{
+    char text[INET6_ADDRSTRLEN] = "";
+    if (address.ss_family == AF_INET)
+    {
+        inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in&>(address).sin_addr, text, sizeof text);
+    }
+    else if (address.ss_family == AF_INET6)
+    {
+        inet_ntop(AF_INET6, &reinterpret_cast<const sockaddr_in6&>(address).sin6_addr, text, sizeof text);
+    }
+    return text;
+}
+
+}  // namespace
+
+class HttpServer::Implementation
+{
+public:
+    Implementation(std::vector<ListenSocket> sockets, Handler& handler, const Limits& limits);
+    ~Implementation();
+
+private:
+    // A client, from accept to close.
+    struct Client
+    {
+        Peer peer;
+        int port = 0;
+        std::optional<Clock::time_point> deadline;  // for what is expected of it now
+    };
+
+    // A request and its answer.
+    struct Exchange
+    {
+        Implementation* server = nullptr;
+        MHD_Connection* connection = nullptr;
+        Request request;
+        bool targetIsWell = false;
+        bool begun = false;
+        bool asked = false;
+
+        // Guarded by mutex_.
+        std::optional<Response> answer;
+    };
+    using SharedExchange = std::shared_ptr<Exchange>;
+
+    // An answer without end.
+    struct Stream
+    {
+        Implementation* server = nullptr;
+        MHD_Connection* connection = nullptr;
+        std::shared_ptr<Source> source;
+        std::string left;  // of a piece that did not fit
+
+        // Guarded by mutex_.
+        bool suspended = false;
+        bool beat = false;  // a sign of life is due
+        Clock::time_point last = Clock::now();
+    };
+
+    static void* onTarget(void* self, const char* target, MHD_Connection* connection);
+    static MHD_Result onRequest(void* self, MHD_Connection* connection, const char* url, const char* method,
+                                const char* version, const char* body, std::size_t* size, void** exchange);
+    static void onCompleted(void* self, MHD_Connection* connection, void** exchange, MHD_RequestTerminationCode why);
+    static void onConnection(void* self, MHD_Connection* connection, void** context,
+                             MHD_ConnectionNotificationCode what);
+    static ssize_t onStream(void* stream, uint64_t position, char* buffer, std::size_t room);
+    static void onStreamEnd(void* stream);
+
+    MHD_Result begin(Exchange& exchange);
+    MHD_Result ask(const SharedExchange& exchange);
+    MHD_Result queue(Exchange& exchange, const Response& response);
+    MHD_Response* streamResponse(MHD_Connection* connection, const std::shared_ptr<Source>& source);
+    void answer(const SharedExchange& exchange, Response response);
+    void acceptAll();
+    void accept(const ListenSocket& socket);
+    void setDeadline(MHD_Connection* connection, std::optional<Clock::time_point> deadline);
+    void cutLate();
+    void beat();
+
+    const std::vector<ListenSocket> sockets_;
+    Handler& handler_;
+    const Limits limits_;
+    app::Descriptor ending_;
+    MHD_Daemon* daemon_ = nullptr;
+
+    std::mutex mutex_;
+    // Guarded by mutex_.
+    bool stopping_ = false;
+    std::map<int, Client> clients_;   // by descriptor
+    std::set<SharedExchange> asked_;  // suspended until their answer is there
+    std::set<Stream*> streams_;
+
+    std::unique_ptr<Workers> readers_;
+    std::unique_ptr<Workers> changer_;
+    std::thread accepting_;
+};
+
+HttpServer::Implementation::Implementation(std::vector<ListenSocket> sockets, Handler& handler, const Limits& limits)
+    : sockets_(std::move(sockets)),
+      handler_(handler),
+      limits_(limits),
+      ending_(eventfd(0, EFD_CLOEXEC)),
+      readers_(std::make_unique<Workers>(kReaders, limits.waiting)),
+      changer_(std::make_unique<Workers>(1, limits.waiting))
+{
+    // poll and not epoll, which misses the end of a client that leaves in the middle of a request. Connections are
+    // accepted here: a long address of a Unix client would be read beyond its end, and limits are ours.
+    daemon_ = MHD_start_daemon(
+        MHD_USE_POLL_INTERNAL_THREAD | MHD_USE_NO_LISTEN_SOCKET | MHD_USE_ITC | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr,
+        nullptr, onRequest, this, MHD_OPTION_URI_LOG_CALLBACK, onTarget, this, MHD_OPTION_NOTIFY_COMPLETED, onCompleted,
+        this, MHD_OPTION_NOTIFY_CONNECTION, onConnection, this, MHD_OPTION_CONNECTION_MEMORY_LIMIT, kHeadMemory,
+        MHD_OPTION_CONNECTION_LIMIT, static_cast<unsigned>(limits.connections + 16), MHD_OPTION_CONNECTION_TIMEOUT,
+        kStalledSeconds, MHD_OPTION_END);
+    if (daemon_ == nullptr || ending_.number() < 0)
+    {
+        throw std::runtime_error("the HTTP server cannot be started");
+    }
+    accepting_ = std::thread([this] { acceptAll(); });
+}
+
+HttpServer::Implementation::~Implementation()
+{
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(ending_.number(), &one, sizeof one);
+    accepting_.join();
+    {
+        // A connection that is still suspended would end the process: each is woken, and sees that it is over.
+        const std::lock_guard<std::mutex> lock(mutex_);
+        stopping_ = true;
+        for (const SharedExchange& exchange : asked_)
+        {
+            exchange->answer = problem(503, "ending", "the camera is ending");
+            MHD_resume_connection(exchange->connection);
+        }
+        asked_.clear();
+        for (Stream* const stream : streams_)
+        {
+            if (std::exchange(stream->suspended, false))
+            {
+                MHD_resume_connection(stream->connection);
+            }
+        }
+    }
+    MHD_stop_daemon(daemon_);
+    changer_.reset();
+    readers_.reset();
+}
+
+// ---- clients -------------------------------------------------------------------------------------------------
+
+void HttpServer::Implementation::acceptAll()
+{
+    std::vector<pollfd> waits = {{ending_.number(), POLLIN, 0}};
+    for (const ListenSocket& socket : sockets_)
+    {
+        waits.push_back({socket.descriptor(), POLLIN, 0});
+    }
+    while (true)
+    {
+        bool anybody = false;
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            anybody = !clients_.empty();
+        }
+        poll(waits.data(), waits.size(), anybody ? static_cast<int>(kLook.count()) : -1);
+        if (waits[0].revents != 0)
+        {
+            return;
+        }
+        for (std::size_t i = 0; i < sockets_.size(); ++i)
+        {
+            if (waits[i + 1].revents != 0)
+            {
+                accept(sockets_[i]);
+            }
+        }
+        cutLate();
+        beat();
+    }
+}
+
+void HttpServer::Implementation::accept(const ListenSocket& socket)
+{
+    sockaddr_storage address = {};
+    socklen_t length = sizeof address;
+    const int descriptor =
+        accept4(socket.descriptor(), reinterpret_cast<sockaddr*>(&address), &length, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (descriptor < 0)
+    {
+        if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS)
+        {
+            std::this_thread::sleep_for(kLook);  // the client goes on waiting, and so does its readiness
+        }
+        return;
+    }
+    const Peer peer = {socket.isLocal(), socket.isLocal() ? "" : addressText(address)};
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const auto fromThere = std::count_if(clients_.begin(), clients_.end(), [&peer](const auto& client) {
+            return !client.second.peer.local && client.second.peer.address == peer.address;
+        });
+        if (clients_.size() >= limits_.connections ||
+            (!peer.local && static_cast<std::size_t>(fromThere) >= limits_.perAddress))
+        {
+            send(descriptor, kFull, sizeof kFull - 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+            close(descriptor);
+            return;
+        }
+        clients_[descriptor] = {peer, socket.port(), Clock::now() + limits_.request};
+    }
+    if (!peer.local)
+    {
+        const int on = 1;
+        setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        const unsigned unread = kStalledSeconds * 1000;  // what a client does not take is not kept for it
+        setsockopt(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &unread, sizeof unread);
+    }
+    // A Unix client's own path tells nothing, and may be longer than what MHD keeps of it.
+    sockaddr local = {};
+    local.sa_family = AF_UNIX;
+    const MHD_Result added =
+        peer.local ? MHD_add_connection(daemon_, descriptor, &local, sizeof(sa_family_t))
+                   : MHD_add_connection(daemon_, descriptor, reinterpret_cast<sockaddr*>(&address), length);
+    if (added != MHD_YES)  // closed already
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        clients_.erase(descriptor);
+    }
+}
+
+void HttpServer::Implementation::onConnection(void* self, MHD_Connection* connection, void**,
+                                              MHD_ConnectionNotificationCode what)
+{
+    if (what == MHD_CONNECTION_NOTIFY_CLOSED)  // the descriptor is still open
+    {
+        auto& server = *static_cast<Implementation*>(self);
+        const std::lock_guard<std::mutex> lock(server.mutex_);
+        server.clients_.erase(MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd);
+    }
+}
+
+void HttpServer::Implementation::setDeadline(MHD_Connection* connection, std::optional<Clock::time_point> deadline)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto client =
+        clients_.find(MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd);
+    if (client != clients_.end())
+    {
+        client->second.deadline = deadline;
+    }
+}
+
+// MHD's own timeout starts again with each byte.
+void HttpServer::Implementation::cutLate()
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto now = Clock::now();
+    for (auto& [descriptor, client] : clients_)
+    {
+        if (client.deadline && *client.deadline <= now)
+        {
+            client.deadline.reset();
+            shutdown(descriptor, SHUT_RDWR);  // closed by MHD, which cannot close it before it has this lock
+        }
+    }
+}
+
+// ---- requests ------------------------------------------------------------------------------------------------
+
+void* HttpServer::Implementation::onTarget(void* self, const char* target, MHD_Connection* connection)
+{
+    auto exchange = std::make_shared<Exchange>();
+    exchange->server = static_cast<Implementation*>(self);
+    exchange->connection = connection;
+    exchange->targetIsWell = readTarget(target, exchange->request);
+    return new SharedExchange(std::move(exchange));
+}
+
+void HttpServer::Implementation::onCompleted(void* self, MHD_Connection* connection, void** exchange,
+                                             MHD_RequestTerminationCode)
+{
+    delete static_cast<SharedExchange*>(*exchange);
+    *exchange = nullptr;
+    auto& server = *static_cast<Implementation*>(self);
+    server.setDeadline(connection, Clock::now() + server.limits_.request);
+}
+
+MHD_Result HttpServer::Implementation::onRequest(void* self, MHD_Connection*, const char*, const char* method,
+                                                 const char*, const char* body, std::size_t* size, void** context)
+{
+    auto& server = *static_cast<Implementation*>(self);
+    const SharedExchange exchange = *static_cast<SharedExchange*>(*context);
+    if (!exchange->begun)
+    {
+        exchange->begun = true;
+        exchange->request.method = method;
+        return server.begin(*exchange);
+    }
+    if (*size > 0)
+    {
+        std::string& held = exchange->request.body;
+        const std::size_t room = server.limits_.body + 1 - held.size();  // one too many tells that it was too long
+        held.append(body, std::min(*size, room));
+        *size = 0;
+        return MHD_YES;
+    }
+    if (!exchange->asked)
+    {
+        exchange->asked = true;
+        return server.ask(exchange);
+    }
+    std::optional<Response> answer;
+    {
+        const std::lock_guard<std::mutex> lock(server.mutex_);
+        answer = std::move(exchange->answer);
+    }
+    return answer ? server.queue(*exchange, *answer) : MHD_NO;
+}
+
+// All but the body is there. An answer that is given here ends the connection without reading one.
+MHD_Result HttpServer::Implementation::begin(Exchange& exchange)
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const auto client =
+            clients_.find(MHD_get_connection_info(exchange.connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd);
+        if (client == clients_.end())
+        {
+            return MHD_NO;
+        }
+        exchange.request.peer = client->second.peer;
+        exchange.request.port = client->second.port;
+    }
+    std::vector<HeaderLine> lines;
+    MHD_get_connection_values_n(
+        exchange.connection, MHD_HEADER_KIND,
+        [](void* into, MHD_ValueKind, const char* name, std::size_t nameSize, const char* value,
+           std::size_t valueSize) -> MHD_Result {
+            static_cast<std::vector<HeaderLine>*>(into)->push_back(
+                {{name, nameSize}, value == nullptr ? std::string() : std::string(value, valueSize)});
+            return MHD_YES;
+        },
+        &lines);
+    std::optional<Response> refusal = readHead(lines, limits_.body, exchange.request);
+    if (!refusal && !exchange.targetIsWell)
+    {
+        refusal = problem(400, "bad-request", "the path or the query is not well formed");
+    }
+    if (refusal)
+    {
+        refusal->headers.emplace_back("Connection", "close");
+        return queue(exchange, *refusal);
+    }
+    return MHD_YES;
+}
+
+// The request is whole: its handler runs on another thread, and the connection sleeps until the answer is there.
+MHD_Result HttpServer::Implementation::ask(const SharedExchange& exchange)
+{
+    if (exchange->request.body.size() > limits_.body)
+    {
+        Response refusal = problem(413, "too-large", "a body may have " + std::to_string(limits_.body) + " bytes");
+        refusal.headers.emplace_back("Connection", "close");
+        return queue(*exchange, refusal);
+    }
+    setDeadline(exchange->connection, std::nullopt);
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (stopping_)
+        {
+            return MHD_NO;
+        }
+        asked_.insert(exchange);
+        MHD_suspend_connection(exchange->connection);
+    }
+    const bool reads = handler_.lane(exchange->request) == Handler::Lane::read;
+    Workers& workers = reads ? *readers_ : *changer_;
+    const bool taken = workers.add([this, exchange] {
+        Response response;
+        try
+        {
+            response = handler_.answer(exchange->request);
+        }
+        catch (const std::exception& error)
+        {
+            response = problem(500, "internal", error.what());
+        }
+        answer(exchange, std::move(response));
+    });
+    if (!taken)
+    {
+        Response busy = problem(503, "busy", "too many requests wait for the camera");
+        busy.headers.emplace_back("Retry-After", "1");
+        answer(exchange, std::move(busy));
+    }
+    return MHD_YES;
+}
+
+void HttpServer::Implementation::answer(const SharedExchange& exchange, Response response)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (asked_.erase(exchange) != 0)  // otherwise the server is ending, and has answered for it
+    {
+        exchange->answer = std::move(response);
+        MHD_resume_connection(exchange->connection);
+    }
+}
+
+MHD_Result HttpServer::Implementation::queue(Exchange& exchange, const Response& response)
+{
+    setDeadline(exchange.connection,
+                response.source ? std::optional<Clock::time_point>() : Clock::now() + limits_.response);
+    MHD_Response* const made =
+        response.source ? streamResponse(exchange.connection, response.source)
+                        : MHD_create_response_from_buffer(response.body.size(), const_cast<char*>(response.body.data()),
+                                                          MHD_RESPMEM_MUST_COPY);
+    if (made == nullptr)
+    {
+        Response busy = problem(503, "busy", "too many streams are open");
+        busy.headers.emplace_back("Retry-After", "5");
+        return response.source ? queue(exchange, busy) : MHD_NO;
+    }
+    if (!response.type.empty())
+    {
+        MHD_add_response_header(made, MHD_HTTP_HEADER_CONTENT_TYPE, response.type.c_str());
+    }
+    for (const auto& [name, value] : response.headers)
+    {
+        MHD_add_response_header(made, name.c_str(), value.c_str());
+    }
+    const MHD_Result queued = MHD_queue_response(exchange.connection, static_cast<unsigned>(response.status), made);
+    MHD_destroy_response(made);
+    return queued;
+}
+
+// ---- answers without end -------------------------------------------------------------------------------------
+
+MHD_Response* HttpServer::Implementation::streamResponse(MHD_Connection* connection,
+                                                         const std::shared_ptr<Source>& source)
+{
+    auto stream = std::make_unique<Stream>();
+    stream->server = this;
+    stream->connection = connection;
+    stream->source = source;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (streams_.size() >= limits_.streams)
+        {
+            return nullptr;
+        }
+        streams_.insert(stream.get());
+    }
+    source->onWake([this, woken = stream.get()] {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (std::exchange(woken->suspended, false))
+        {
+            MHD_resume_connection(woken->connection);
+        }
+    });
+    MHD_Response* const made =
+        MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kStreamPiece, onStream, stream.get(), onStreamEnd);
+    if (made == nullptr)
+    {
+        onStreamEnd(stream.release());
+        return nullptr;
+    }
+    stream.release();
+    return made;
+}
+
+// The one that wakes takes the same lock, so no news is missed between the look and the sleep.
+ssize_t HttpServer::Implementation::onStream(void* context, uint64_t, char* buffer, std::size_t room)
+{
+    auto& stream = *static_cast<Stream*>(context);
+    const std::lock_guard<std::mutex> lock(stream.server->mutex_);
+    if (stream.server->stopping_)
+    {
+        return MHD_CONTENT_READER_END_OF_STREAM;
+    }
+    if (stream.left.empty())
+    {
+        std::optional<std::string> piece = stream.source->next();
+        if (!piece)
+        {
+            return MHD_CONTENT_READER_END_OF_STREAM;
+        }
+        stream.left = std::move(*piece);
+    }
+    if (stream.left.empty() && std::exchange(stream.beat, false))
+    {
+        stream.left = stream.source->heartbeat();
+    }
+    if (stream.left.empty())
+    {
+        stream.suspended = true;
+        MHD_suspend_connection(stream.connection);
+        return 0;
+    }
+    const std::size_t count = std::min(room, stream.left.size());
+    std::memcpy(buffer, stream.left.data(), count);
+    stream.left.erase(0, count);
+    stream.last = Clock::now();
+    return static_cast<ssize_t>(count);
+}
+
+void HttpServer::Implementation::onStreamEnd(void* context)
+{
+    const std::unique_ptr<Stream> stream(static_cast<Stream*>(context));
+    stream->source->onWake(nullptr);  // first: who wakes holds the source's lock and waits for the server's
+    const std::lock_guard<std::mutex> lock(stream->server->mutex_);
+    stream->server->streams_.erase(stream.get());
+}
+
+// A client that has gone is noticed only when something is sent to it.
+void HttpServer::Implementation::beat()
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto now = Clock::now();
+    for (Stream* const stream : streams_)
+    {
+        if (stream->suspended && now - stream->last >= limits_.heartbeat)
+        {
+            stream->beat = true;
+            stream->suspended = false;
+            MHD_resume_connection(stream->connection);
+        }
+    }
+}
+
+HttpServer::HttpServer(std::vector<ListenSocket> sockets, Handler& handler, const Limits& limits)
+    : implementation_(std::make_unique<Implementation>(std::move(sockets), handler, limits))
+{
+}
+
+HttpServer::~HttpServer() = default;
+
+}  // namespace web

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "app/web/Http.h"
+#include "app/web/ListenSocket.h"
+
+namespace web {
+
+// What one client, or all together, may take.
+struct Limits
+{
+    std::size_t body = 1 << 20;                  // bytes
+    std::size_t connections = 512;               // of all
+    std::size_t perAddress = 256;                // the Unix socket has only the limit of all
+    std::size_t streams = 64;                    // answers without end
+    std::size_t waiting = 256;                   // requests for each lane's threads
+    std::chrono::milliseconds request{10'000};   // from connecting, or the answer before, to the end of the request
+    std::chrono::milliseconds response{30'000};  // for taking an answer with an end
+    std::chrono::milliseconds heartbeat{5'000};  // after which a stream without news sends a sign of life
+};
+
+// What a server answers.
+class Handler
+{
+public:
+    // Readers go on while a change waits for the camera; changes run one after the other.
+    enum class Lane
+    {
+        read,
+        change,
+    };
+
+    virtual ~Handler() = default;
+    // On the thread that waits for sockets: must not wait. Reentrant.
+    virtual Lane lane(const Request& request) = 0;
+    // On a thread of the lane. Reentrant. What it throws is answered with 500.
+    virtual Response answer(const Request& request) = 0;
+};
+
+// HTTP/1.1 on some sockets: one thread waits for all clients, so that one that is slow, or never ends, holds nobody up;
+// handlers run on threads of their own. Thread-safe.
+class HttpServer
+{
+public:
+    // Throws std::runtime_error when it cannot be started. handler must outlive the server.
+    HttpServer(std::vector<ListenSocket> sockets, Handler& handler, const Limits& limits = {});
+    // Ends streams and waiting requests at once, then waits for the handlers that run.
+    ~HttpServer();
+    HttpServer(const HttpServer&) = delete;
+    HttpServer& operator=(const HttpServer&) = delete;
+
+private:
+    class Implementation;
+    std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace web

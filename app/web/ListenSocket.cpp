@@ -1,0 +1,139 @@
+#include "app/web/ListenSocket.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+namespace web {
+namespace {
+
+constexpr int kBacklog = 128;
+
+[[noreturn]] void fail(const std::string& what, int error = errno)
+{
+    throw std::runtime_error(what + ": " + std::strerror(error));
+}
+
+app::Descriptor openSocket(int family, const std::string& what)
+{
+    app::Descriptor made(socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (made.number() < 0)
+    {
+        fail(what);
+    }
+    return made;
+}
+
+sockaddr_un pathAddress(const std::string& path)
+{
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path)
+    {
+        fail("the path of a socket may have " + std::to_string(sizeof address.sun_path - 1) + " bytes; " + path,
+             ENAMETOOLONG);
+    }
+    path.copy(address.sun_path, path.size());
+    return address;
+}
+
+// Only what nobody listens on any more makes room.
+void removeOld(const std::string& path, const sockaddr_un& address)
+{
+    struct stat old = {};
+    if (lstat(path.c_str(), &old) != 0)
+    {
+        return;
+    }
+    if (!S_ISSOCK(old.st_mode))
+    {
+        fail(path, EEXIST);
+    }
+    const app::Descriptor probe = openSocket(AF_UNIX, path);
+    if (connect(probe.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 || errno == EAGAIN)
+    {
+        fail(path, EADDRINUSE);
+    }
+    unlink(path.c_str());
+}
+
+}  // namespace
+
+ListenSocket::ListenSocket(app::Descriptor socket, std::string path, int port)
+    : socket_(std::move(socket)),
+      path_(std::move(path)),
+      port_(port)
+{
+}
+
+ListenSocket::~ListenSocket()
+{
+    if (socket_.number() >= 0 && !path_.empty())
+    {
+        unlink(path_.c_str());
+    }
+}
+
+ListenSocket ListenSocket::onPort(const std::string& address, int port)
+{
+    const std::string name = address + " port " + std::to_string(port);
+    sockaddr_storage storage = {};
+    socklen_t length = 0;
+    auto* const four = reinterpret_cast<sockaddr_in*>(&storage);
+    auto* const six = reinterpret_cast<sockaddr_in6*>(&storage);
+    if (inet_pton(AF_INET, address.c_str(), &four->sin_addr) == 1)
+    {
+        four->sin_family = AF_INET;
+        four->sin_port = htons(static_cast<uint16_t>(port));
+        length = sizeof *four;
+    }
+    else if (inet_pton(AF_INET6, address.c_str(), &six->sin6_addr) == 1)
+    {
+        six->sin6_family = AF_INET6;
+        six->sin6_port = htons(static_cast<uint16_t>(port));
+        length = sizeof *six;
+    }
+    else
+    {
+        throw std::runtime_error(address + " is not a numeric address");
+    }
+    app::Descriptor made = openSocket(storage.ss_family, name);
+    const int on = 1;
+    setsockopt(made.number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    auto* const plain = reinterpret_cast<sockaddr*>(&storage);
+    if (bind(made.number(), plain, length) != 0 || listen(made.number(), kBacklog) != 0 ||
+        getsockname(made.number(), plain, &length) != 0)
+    {
+        fail(name);
+    }
+    return ListenSocket(std::move(made), "", ntohs(storage.ss_family == AF_INET ? four->sin_port : six->sin6_port));
+}
+
+ListenSocket ListenSocket::atPath(const std::string& path, mode_t mode)
+{
+    const sockaddr_un address = pathAddress(path);
+    removeOld(path, address);
+    app::Descriptor made = openSocket(AF_UNIX, path);
+    // Closed to others before it is there: bind makes the file with the socket's own mode.
+    if (fchmod(made.number(), mode) != 0 ||
+        bind(made.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+    {
+        fail(path);
+    }
+    ListenSocket whole(std::move(made), path, 0);
+    if (chmod(path.c_str(), mode) != 0 || listen(whole.descriptor(), kBacklog) != 0)
+    {
+        fail(path);
+    }
+    return whole;
+}
+
+}  // namespace web

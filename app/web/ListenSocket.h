@@ -1,0 +1,36 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "app/box/Descriptor.h"
+
+namespace web {
+
+// A socket that accepts connections. Throws std::runtime_error with a text for people when it cannot be had.
+class ListenSocket
+{
+public:
+    // A numeric address; port 0: a free one.
+    static ListenSocket onPort(const std::string& address, int port);
+    // What a camera that has gone left at path is replaced; a socket where one still listens, and anything else that
+    // lies there, is refused. Removed with the object.
+    static ListenSocket atPath(const std::string& path, mode_t mode);
+
+    ListenSocket(ListenSocket&&) = default;
+    ~ListenSocket();
+
+    int descriptor() const { return socket_.number(); }
+    bool isLocal() const { return !path_.empty(); }
+    int port() const { return port_; }
+
+private:
+    ListenSocket(app::Descriptor socket, std::string path, int port);
+
+    app::Descriptor socket_;
+    std::string path_;  // of a Unix socket
+    int port_ = 0;
+};
+
+}  // namespace web

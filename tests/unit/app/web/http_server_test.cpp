@@ -1,0 +1,477 @@
+#include "app/web/HttpServer.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/unit/app/web/Connection.h"
+
+namespace web {
+namespace {
+
+using std::chrono::milliseconds;
+using web_tests::Connection;
+
+constexpr char kPath[] = "/tmp/server.sock";
+
+// Text as it is pushed.
+class PushedSource : public Source
+{
+public:
+    std::optional<std::string> next() override
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (pieces_.empty())
+        {
+            return ended_ ? std::nullopt : std::optional<std::string>("");
+        }
+        std::string piece = pieces_.front();
+        pieces_.pop_front();
+        return piece;
+    }
+    std::string heartbeat() const override { return "beat\n"; }
+
+    void push(const std::string& piece)
+    {
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            pieces_.push_back(piece);
+        }
+        wake();
+    }
+    void end()
+    {
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            ended_ = true;
+        }
+        wake();
+    }
+
+private:
+    std::mutex mutex_;
+    std::deque<std::string> pieces_;
+    bool ended_ = false;
+};
+
+// Tells what it was asked; /wait waits until it is let go, /stream gives out the test's own source.
+class Echo : public Handler
+{
+public:
+    Lane lane(const Request& request) override
+    {
+        return request.method == "GET" || request.method == "HEAD" ? Lane::read : Lane::change;
+    }
+
+    Response answer(const Request& request) override
+    {
+        ++calls_;
+        if (request.path == "/wait")
+        {
+            std::unique_lock<std::mutex> lock(mutex_);
+            ++inside_;
+            changed_.notify_all();
+            changed_.wait(lock, [this] { return letGo_; });
+        }
+        if (request.path == "/throw")
+        {
+            throw std::runtime_error("broken");
+        }
+        if (request.path == "/stream")
+        {
+            return {200, "text/plain", "", {}, source_};
+        }
+        return {200, "text/plain",
+                request.method + " " + request.path + " " + request.body +
+                    (request.peer.local ? " local" : " from " + request.peer.address)};
+    }
+
+    void waitUntilInside(int count)
+    {
+        std::unique_lock<std::mutex> lock(mutex_);
+        changed_.wait(lock, [&] { return inside_ >= count; });
+    }
+    void letGo()
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        letGo_ = true;
+        changed_.notify_all();
+    }
+
+    std::atomic<int> calls_{0};
+    const std::shared_ptr<PushedSource> source_ = std::make_shared<PushedSource>();
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    int inside_ = 0;
+    bool letGo_ = false;
+};
+
+class HttpServerTest : public testing::Test
+{
+protected:
+    ~HttpServerTest() override { echo_.letGo(); }
+
+    void start(const Limits& limits = {})
+    {
+        std::vector<ListenSocket> sockets;
+        sockets.push_back(ListenSocket::onPort("127.0.0.1", 0));
+        sockets.push_back(ListenSocket::atPath(kPath, 0600));
+        port_ = sockets.front().port();
+        server_ = std::make_unique<HttpServer>(std::move(sockets), echo_, limits);
+    }
+
+    Connection connect() const { return Connection::toPort(port_); }
+
+    static std::string get(const std::string& path) { return "GET " + path + " HTTP/1.1\r\nHost: camera\r\n\r\n"; }
+    static std::string put(const std::string& path, const std::string& body)
+    {
+        return "PUT " + path + " HTTP/1.1\r\nHost: camera\r\nContent-Length: " + std::to_string(body.size()) +
+               "\r\n\r\n" + body;
+    }
+    static std::string bodyOf(const std::string& answer) { return answer.substr(answer.find("\r\n\r\n") + 4); }
+    static std::string statusOf(const std::string& answer) { return answer.substr(0, answer.find("\r\n")); }
+
+    Echo echo_;
+    int port_ = 0;
+    std::unique_ptr<HttpServer> server_;
+};
+
+TEST_F(HttpServerTest, AnswersOnThePortAndOnTheUnixSocket)
+{
+    start();
+    Connection port = connect();
+    port.say(get("/a"));
+    EXPECT_EQ(bodyOf(port.answer()), "GET /a  from 127.0.0.1");
+    Connection local = Connection::toPath(kPath);
+    local.say(get("/b"));
+    EXPECT_EQ(bodyOf(local.answer()), "GET /b  local");
+}
+
+TEST_F(HttpServerTest, ManyRequestsFollowOneAnotherOnAConnection)
+{
+    start();
+    Connection client = connect();
+    client.say(get("/1") + put("/2", "body") + get("/3"));
+    EXPECT_EQ(bodyOf(client.answer()), "GET /1  from 127.0.0.1");
+    EXPECT_EQ(bodyOf(client.answer()), "PUT /2 body from 127.0.0.1");
+    EXPECT_EQ(bodyOf(client.answer()), "GET /3  from 127.0.0.1");
+}
+
+TEST_F(HttpServerTest, HeadIsAnsweredWithoutABody)
+{
+    start();
+    Connection client = connect();
+    client.say("HEAD /a HTTP/1.1\r\nHost: camera\r\nConnection: close\r\n\r\n");
+    const std::string answer = client.untilClosed();
+    EXPECT_EQ(statusOf(answer), "HTTP/1.1 200 OK");
+    EXPECT_NE(answer.find("Content-Length: 23\r\n"), std::string::npos) << answer;
+    EXPECT_EQ(bodyOf(answer), "");
+}
+
+TEST_F(HttpServerTest, AClientOnALongPathOfItsOwnIsServed)
+{
+    start();
+    const std::string own = "/tmp/" + std::string(102, 'c');
+    Connection client = Connection::toPath(kPath, own);
+    client.say(get("/a"));
+    EXPECT_EQ(bodyOf(client.answer()), "GET /a  local");
+}
+
+TEST_F(HttpServerTest, WhatAHandlerThrowsIsAnswered)
+{
+    start();
+    Connection client = connect();
+    client.say(get("/throw"));
+    const std::string answer = client.answer();
+    EXPECT_EQ(statusOf(answer), "HTTP/1.1 500 Internal Server Error");
+    EXPECT_EQ(bodyOf(answer), R"({"code":"internal","detail":"broken","status":500})");
+}
+
+TEST_F(HttpServerTest, AReaderIsAnsweredWhileAChangeWaits)
+{
+    start();
+    Connection changer = connect();
+    changer.say(put("/wait", ""));
+    echo_.waitUntilInside(1);
+    Connection reader = connect();
+    reader.say(get("/a"));
+    EXPECT_EQ(statusOf(reader.answer()), "HTTP/1.1 200 OK");
+    echo_.letGo();
+    EXPECT_EQ(statusOf(changer.answer()), "HTTP/1.1 200 OK");
+}
+
+TEST_F(HttpServerTest, MoreWaitingChangesThanAllowedAreToldToComeAgain)
+{
+    Limits limits;
+    limits.waiting = 1;
+    start(limits);
+    Connection first = connect();
+    first.say(put("/wait", ""));
+    echo_.waitUntilInside(1);
+    Connection second = connect();
+    second.say(put("/second", ""));
+    Connection third = connect();
+    // The second may not have been taken in yet when the third comes: one of them is refused.
+    third.say(put("/third", ""));
+    echo_.letGo();
+    const std::string answers = second.answer() + third.answer();
+    EXPECT_NE(answers.find("HTTP/1.1 503"), std::string::npos) << answers;
+    EXPECT_NE(answers.find("Retry-After: 1"), std::string::npos) << answers;
+}
+
+// ---- what is too much ------------------------------------------------------------------------------------------
+
+TEST_F(HttpServerTest, ABodyThatIsTooLongByItsLengthIsNotRead)
+{
+    Limits limits;
+    limits.body = 10;
+    start(limits);
+    Connection client = connect();
+    client.say("PUT /a HTTP/1.1\r\nHost: camera\r\nContent-Length: 11\r\n\r\n");
+    EXPECT_EQ(statusOf(client.untilClosed()), "HTTP/1.1 413 Content Too Large");
+    EXPECT_EQ(echo_.calls_, 0);
+}
+
+TEST_F(HttpServerTest, ABodyInChunksThatIsTooLongIsRefused)
+{
+    Limits limits;
+    limits.body = 10;
+    start(limits);
+    Connection client = connect();
+    client.say(
+        "PUT /a HTTP/1.1\r\nHost: camera\r\nTransfer-Encoding: chunked\r\n\r\n6\r\n123456\r\n6\r\n123456\r\n0\r\n\r\n");
+    EXPECT_EQ(statusOf(client.untilClosed()), "HTTP/1.1 413 Content Too Large");
+    EXPECT_EQ(echo_.calls_, 0);
+}
+
+TEST_F(HttpServerTest, ABodyInChunksIsPutTogether)
+{
+    start();
+    Connection client = connect();
+    client.say("PUT /a HTTP/1.1\r\nHost: camera\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n2\r\nde\r\n0\r\n\r\n");
+    EXPECT_EQ(bodyOf(client.answer()), "PUT /a abcde from 127.0.0.1");
+}
+
+TEST_F(HttpServerTest, HeadersThatAreTooLongAreRefused)
+{
+    start();
+    Connection client = connect();
+    client.say("GET /a HTTP/1.1\r\nHost: camera\r\nX: " + std::string(40'000, 'x') + "\r\n\r\n");
+    EXPECT_EQ(statusOf(client.untilClosed()), "HTTP/1.1 431 Request Header Fields Too Large");
+    EXPECT_EQ(echo_.calls_, 0);
+}
+
+TEST_F(HttpServerTest, ARequestThatTwoServersCouldCutDifferentlyIsRefusedAndTheConnectionEnds)
+{
+    start();
+    Connection client = connect();
+    client.say("PUT /a HTTP/1.1\r\nHost: camera\r\nContent-Length: 5\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n" +
+               get("/smuggled"));
+    const std::string answer = client.untilClosed();
+    EXPECT_EQ(statusOf(answer), "HTTP/1.1 400 Bad Request");
+    EXPECT_EQ(answer.find("smuggled"), std::string::npos) << answer;
+    EXPECT_EQ(echo_.calls_, 0);
+}
+
+TEST_F(HttpServerTest, APathWithAControlCharacterIsRefused)
+{
+    start();
+    Connection client = connect();
+    client.say(get("/a%00b"));
+    EXPECT_EQ(statusOf(client.untilClosed()), "HTTP/1.1 400 Bad Request");
+    EXPECT_EQ(echo_.calls_, 0);
+}
+
+TEST_F(HttpServerTest, ConnectionsBeyondTheLimitAreToldToComeAgain)
+{
+    Limits limits;
+    limits.connections = 2;
+    start(limits);
+    Connection first = connect();
+    first.say(get("/1"));
+    first.answer();
+    Connection second = connect();
+    second.say(get("/2"));
+    second.answer();
+    EXPECT_EQ(statusOf(connect().untilClosed()), "HTTP/1.1 503 Service Unavailable");
+    first.say(get("/3"));
+    EXPECT_EQ(statusOf(first.answer()), "HTTP/1.1 200 OK");
+}
+
+TEST_F(HttpServerTest, OneAddressCannotTakeAllConnections)
+{
+    Limits limits;
+    limits.perAddress = 1;
+    start(limits);
+    Connection first = connect();
+    first.say(get("/1"));
+    first.answer();
+    EXPECT_EQ(statusOf(connect().untilClosed()), "HTTP/1.1 503 Service Unavailable");
+    Connection local = Connection::toPath(kPath);
+    local.say(get("/2"));
+    EXPECT_EQ(statusOf(local.answer()), "HTTP/1.1 200 OK");
+}
+
+TEST_F(HttpServerTest, ARequestThatDoesNotEndInTimeIsCutHoweverManyBytesCome)
+{
+    Limits limits;
+    limits.request = milliseconds(50);
+    start(limits);
+    Connection begun = connect();
+    begun.say("GET /a HTTP/1.1\r\nHo");
+    EXPECT_TRUE(begun.isClosed());
+    Connection silent = connect();
+    EXPECT_TRUE(silent.isClosed());
+    Connection body = connect();
+    body.say("PUT /a HTTP/1.1\r\nHost: camera\r\nContent-Length: 5\r\n\r\nab");
+    EXPECT_TRUE(body.isClosed());
+    EXPECT_EQ(echo_.calls_, 0);
+}
+
+TEST_F(HttpServerTest, ARequestThatWaitsForTheCameraIsNotCut)
+{
+    Limits limits;
+    limits.request = milliseconds(500);
+    start(limits);
+    Connection client = connect();
+    client.say(put("/wait", ""));
+    echo_.waitUntilInside(1);
+    Connection silent = connect();
+    EXPECT_TRUE(silent.isClosed());  // it came later, and its time is over
+    echo_.letGo();
+    EXPECT_EQ(statusOf(client.answer()), "HTTP/1.1 200 OK");
+}
+
+TEST_F(HttpServerTest, AClientThatLeavesInTheMiddleOfARequestMakesRoom)
+{
+    Limits limits;
+    limits.connections = 2;
+    start(limits);
+    for (int i = 0; i < 40; ++i)
+    {
+        connect().say("GET /half HTTP/1.1\r\nHo");
+    }
+    std::string answer;
+    do
+    {
+        Connection client = connect();
+        client.say(get("/whole"));
+        answer = client.answer();
+    }
+    while (statusOf(answer) != "HTTP/1.1 200 OK");
+    EXPECT_EQ(bodyOf(answer), "GET /whole  from 127.0.0.1");
+}
+
+// ---- streams ---------------------------------------------------------------------------------------------------
+
+TEST_F(HttpServerTest, AStreamSendsWhatIsPushed)
+{
+    start();
+    Connection client = connect();
+    client.say(get("/stream"));
+    EXPECT_EQ(statusOf(client.until("\r\n\r\n")), "HTTP/1.1 200 OK");
+    echo_.source_->push("one\n");
+    client.until("one\n");
+    echo_.source_->push("two\n");
+    client.until("two\n");
+    echo_.source_->end();
+    client.until("0\r\n\r\n");
+}
+
+TEST_F(HttpServerTest, APieceLargerThanABufferArrivesWhole)
+{
+    start();
+    const std::string piece(1'000'000, 'p');
+    Connection client = connect();
+    client.say("GET /stream HTTP/1.0\r\nHost: camera\r\n\r\n");
+    echo_.source_->push(piece);
+    echo_.source_->end();
+    EXPECT_EQ(bodyOf(client.untilClosed()), piece);
+}
+
+TEST_F(HttpServerTest, AStreamWithoutNewsSendsSignsOfLife)
+{
+    Limits limits;
+    limits.heartbeat = milliseconds(1);
+    start(limits);
+    Connection client = connect();
+    client.say(get("/stream"));
+    client.until("beat\n");
+    client.until("beat\n");
+}
+
+TEST_F(HttpServerTest, StreamsBeyondTheLimitAreToldToComeAgain)
+{
+    Limits limits;
+    limits.streams = 1;
+    start(limits);
+    Connection first = connect();
+    first.say(get("/stream"));
+    first.until("\r\n\r\n");
+    Connection second = connect();
+    second.say(get("/stream"));
+    EXPECT_EQ(statusOf(second.answer()), "HTTP/1.1 503 Service Unavailable");
+}
+
+TEST_F(HttpServerTest, AStreamThatItsClientLeftMakesRoom)
+{
+    Limits limits;
+    limits.streams = 1;
+    limits.heartbeat = milliseconds(1);
+    start(limits);
+    {
+        Connection first = connect();
+        first.say(get("/stream"));
+        first.until("\r\n\r\n");
+    }
+    std::string status;
+    do
+    {
+        Connection second = connect();
+        second.say(get("/stream"));
+        status = statusOf(second.until("\r\n\r\n"));
+    }
+    while (status != "HTTP/1.1 200 OK");
+}
+
+// ---- the end ---------------------------------------------------------------------------------------------------
+
+TEST_F(HttpServerTest, TheEndEndsStreamsIdleClientsAndHalfRequests)
+{
+    start();
+    Connection stream = connect();
+    stream.say(get("/stream"));
+    stream.until("\r\n\r\n");
+    Connection idle = connect();
+    Connection half = connect();
+    half.say("PUT /a HTTP/1.1\r\nHost: camera\r\nContent-Length: 5\r\n\r\nab");
+    Connection served = connect();
+    served.say(get("/a"));
+    served.answer();
+    server_.reset();
+    stream.untilClosed();
+    EXPECT_TRUE(idle.isClosed());
+    EXPECT_TRUE(half.isClosed());
+    EXPECT_TRUE(served.isClosed());
+}
+
+TEST_F(HttpServerTest, TheEndWaitsForAHandlerThatRuns)
+{
+    start();
+    Connection client = connect();
+    client.say(put("/wait", ""));
+    echo_.waitUntilInside(1);
+    std::thread ending([this] { server_.reset(); });
+    client.untilClosed();  // told, or cut, before its handler has ended
+    echo_.letGo();
+    ending.join();
+}
+
+}  // namespace
+}  // namespace web
