@@ -64,6 +64,7 @@ class Echo : public Handler
 public:
     Lane lane(const Request& request) override
     {
+        ++looked_;
         return request.method == "GET" || request.method == "HEAD" ? Lane::read : Lane::change;
     }
 
@@ -102,6 +103,7 @@ public:
         changed_.notify_all();
     }
 
+    std::atomic<int> looked_{0};
     std::atomic<int> calls_{0};
     const std::shared_ptr<PushedSource> source_ = std::make_shared<PushedSource>();
 
@@ -215,12 +217,17 @@ TEST_F(HttpServerTest, MoreWaitingChangesThanAllowedAreToldToComeAgain)
     first.say(put("/wait", ""));
     echo_.waitUntilInside(1);
     Connection second = connect();
-    second.say(put("/second", ""));
+    second.say(put("/2", ""));
     Connection third = connect();
-    // The second may not have been taken in yet when the third comes: one of them is refused.
-    third.say(put("/third", ""));
+    third.say(put("/3", ""));
+    Connection fourth = connect();
+    fourth.say(put("/4", ""));
+    while (echo_.looked_ < 4)  // so two of these three have been taken in or refused
+    {
+        std::this_thread::yield();
+    }
     echo_.letGo();
-    const std::string answers = second.answer() + third.answer();
+    const std::string answers = second.answer() + third.answer() + fourth.answer();
     EXPECT_NE(answers.find("HTTP/1.1 503"), std::string::npos) << answers;
     EXPECT_NE(answers.find("Retry-After: 1"), std::string::npos) << answers;
 }
