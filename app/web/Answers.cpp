@@ -1,0 +1,211 @@
+#include "app/web/Answers.h"
+
+#include "app/cli/Parsing.h"
+
+namespace web {
+namespace {
+
+using app::ErrorCode;
+
+int statusOf(ErrorCode code)
+{
+    switch (code)
+    {
+    case ErrorCode::wrongUsage:
+    case ErrorCode::unknownCommand:
+    case ErrorCode::badValue:
+    case ErrorCode::badDocument:
+        return 400;
+    case ErrorCode::unknownKey:
+    case ErrorCode::unknownScheme:
+    case ErrorCode::noValue:
+    case ErrorCode::notFound:
+    case ErrorCode::notOnDevice:
+    case ErrorCode::notSettable:
+        return 404;
+    case ErrorCode::noFile:
+    case ErrorCode::busy:
+    case ErrorCode::wrongMode:
+    case ErrorCode::readOnly:
+        return 409;
+    case ErrorCode::tooManyValues:
+    case ErrorCode::refusedValue:
+    case ErrorCode::windowRefused:
+        return 422;
+    case ErrorCode::deviceRefused:
+        return 502;
+    case ErrorCode::noCamera:
+        return 503;
+    case ErrorCode::notWritten:
+        return 507;
+    case ErrorCode::unreadable:
+    case ErrorCode::interrupted:
+    case ErrorCode::notRun:
+    case ErrorCode::internal:
+        break;
+    }
+    return 500;
+}
+
+[[noreturn]] void wrongMember(const char* name, const char* type)
+{
+    throw Refused({ErrorCode::badDocument, std::string("the body needs \"") + name + "\", " + type});
+}
+
+const app::Json& member(const Call& call, const char* name, const char* type)
+{
+    const auto found = call.body.find(name);
+    if (found == call.body.end())
+    {
+        wrongMember(name, type);
+    }
+    return *found;
+}
+
+// A whole number that an int can hold; JSON has others.
+std::optional<int> intOf(const app::Json& json)
+{
+    if (json.is_number_unsigned() && json.get<std::uint64_t>() <= 0x7fffffff)
+    {
+        return json.get<int>();
+    }
+    if (json.is_number_integer() && !json.is_number_unsigned() && json.get<std::int64_t>() >= -0x7fffffffLL - 1)
+    {
+        return json.get<int>();
+    }
+    return std::nullopt;
+}
+
+int valueOf(const Call& call, int key, const app::Json& json)
+{
+    if (const std::optional<int> number = intOf(json))
+    {
+        return *number;
+    }
+    const std::optional<services::ParameterState> state = camera::parameterOfKey(call.camera.service(), key);
+    app::Error error = {ErrorCode::badValue,
+                        "key " + std::to_string(key) + ": " + json.dump() + " is not a whole number"};
+    error.key = key;
+    error.allowed = state;
+    throw Refused(error);
+}
+
+}  // namespace
+
+Response jsonResponse(const app::Json& body)
+{
+    return {200, "application/json", app::jsonLine(body)};
+}
+
+Response errorResponse(const app::Error& error)
+{
+    app::Json body = {{"status", statusOf(error.code)}};
+    app::Json told = app::toJson(error);
+    body["code"] = told["code"];
+    body["detail"] = told["message"];
+    told.erase("code");
+    told.erase("message");
+    body.update(told);
+    return {statusOf(error.code), "application/problem+json", app::jsonLine(body)};
+}
+
+int keyOf(const std::string& text)
+{
+    std::string error;
+    const std::optional<int> key = app::parseKey(text, error);
+    if (!key)
+    {
+        throw Refused({ErrorCode::unknownKey, error});
+    }
+    return *key;
+}
+
+int wholeNumber(const std::string& text)
+{
+    const std::optional<int> number = app::parseInt(text);
+    if (!number)
+    {
+        throw Refused({ErrorCode::badValue, text + " is not a whole number"});
+    }
+    return *number;
+}
+
+int schemeOf(const Call& call, const std::string& text, bool withDefault)
+{
+    const std::optional<int> scheme = app::parseInt(text);
+    const int end = call.camera.schemeCount() + (withDefault ? 1 : 0);
+    if (!scheme || *scheme < 0 || *scheme >= end)
+    {
+        throw Refused(
+            {ErrorCode::unknownScheme, "there is no scheme " + text + "; there are 0 to " + std::to_string(end - 1)});
+    }
+    return *scheme;
+}
+
+bool queryFlag(const Call& call, const char* name, bool otherwise)
+{
+    const auto found = call.request.query.find(name);
+    if (found == call.request.query.end())
+    {
+        return otherwise;
+    }
+    if (found->second != "true" && found->second != "false")
+    {
+        throw Refused({ErrorCode::badValue, std::string(name) + " is true or false"});
+    }
+    return found->second == "true";
+}
+
+int bodyNumber(const Call& call, const char* name)
+{
+    const std::optional<int> number = intOf(member(call, name, "a whole number"));
+    if (!number)
+    {
+        wrongMember(name, "a whole number");
+    }
+    return *number;
+}
+
+bool bodyFlag(const Call& call, const char* name)
+{
+    const app::Json& found = member(call, name, "true or false");
+    if (!found.is_boolean())
+    {
+        wrongMember(name, "true or false");
+    }
+    return found.get<bool>();
+}
+
+std::string bodyText(const Call& call, const char* name)
+{
+    const app::Json& found = member(call, name, "a text");
+    if (!found.is_string())
+    {
+        wrongMember(name, "a text");
+    }
+    return found.get<std::string>();
+}
+
+std::vector<camera::Value> bodyValues(const Call& call)
+{
+    std::vector<camera::Value> values;
+    for (const auto& [name, json] : call.body.items())
+    {
+        const int key = keyOf(name);
+        for (const camera::Value& before : values)
+        {
+            if (before.key == key)
+            {
+                throw Refused({ErrorCode::badDocument, "key " + std::to_string(key) + " stands there twice", key});
+            }
+        }
+        values.push_back({key, valueOf(call, key, json)});
+    }
+    if (values.empty())
+    {
+        throw Refused({ErrorCode::badDocument, "the body names no key"});
+    }
+    return values;
+}
+
+}  // namespace web

@@ -1,0 +1,198 @@
+#include "app/web/Api.h"
+
+#include <algorithm>
+
+#include "app/Failure.h"
+#include "app/web/Answers.h"
+#include "app/web/Guard.h"
+#include "app/web/RequestHead.h"
+
+namespace web {
+namespace {
+
+std::vector<std::string> partsOf(const std::string& path)
+{
+    std::vector<std::string> parts;
+    std::size_t begin = 1;
+    while (begin <= path.size())
+    {
+        const std::size_t end = std::min(path.find('/', begin), path.size());
+        parts.push_back(path.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return parts;
+}
+
+bool isPlace(const std::string& part)
+{
+    return !part.empty() && part.front() == '{';
+}
+
+// What stands for {…}; nothing when the path is another one.
+std::optional<std::vector<std::string>> match(const char* pattern, const std::vector<std::string>& parts)
+{
+    const std::vector<std::string> wanted = partsOf(pattern);
+    if (wanted.size() != parts.size())
+    {
+        return std::nullopt;
+    }
+    std::vector<std::string> places;
+    for (std::size_t i = 0; i < parts.size(); ++i)
+    {
+        if (isPlace(wanted[i]) && !parts[i].empty())
+        {
+            places.push_back(parts[i]);
+        }
+        else if (wanted[i] != parts[i])
+        {
+            return std::nullopt;
+        }
+    }
+    return places;
+}
+
+struct Found
+{
+    const Route* route = nullptr;  // null: none with this method
+    std::vector<std::string> places;
+    std::string methods;  // that the path has; empty: there is no such path
+};
+
+Found find(const Request& request)
+{
+    const std::string wanted = request.method == "HEAD" ? "GET" : request.method;
+    const std::vector<std::string> parts = partsOf(request.path);
+    Found found;
+    for (const Route& route : routes())
+    {
+        const auto places = match(route.path, parts);
+        if (!places)
+        {
+            continue;
+        }
+        found.methods += std::string(found.methods.empty() ? "" : ", ") + route.method +
+                         (std::string(route.method) == "GET" ? ", HEAD" : "");
+        if (route.method == wanted)
+        {
+            found.route = &route;
+            found.places = *places;
+        }
+    }
+    return found;
+}
+
+bool isJson(const std::string& type)
+{
+    const std::string plain = type.substr(0, type.find(';'));
+    return plain == "application/json" || plain == "application/merge-patch+json";
+}
+
+// Null when the route takes no body.
+app::Json bodyOf(const Request& request, const Route& route)
+{
+    if (route.body == nullptr)
+    {
+        return nullptr;
+    }
+    constexpr std::size_t kLevels = 8;  // more than any body here needs, and less than a parser's stack has
+    std::size_t levels = 0;
+    const auto shallow = [&levels](int depth, app::Json::parse_event_t, app::Json&) {
+        levels = std::max(levels, static_cast<std::size_t>(depth));
+        return levels <= kLevels;
+    };
+    const app::Json body = app::Json::parse(request.body, shallow, false);
+    if (body.is_discarded() || levels > kLevels || !body.is_object())
+    {
+        throw Refused({app::ErrorCode::badDocument, "the body is not a JSON object"});
+    }
+    return body;
+}
+
+}  // namespace
+
+Api::Api(camera::Camera& camera, Settings settings) : camera_(camera), settings_(std::move(settings)), events_(camera)
+{
+}
+
+Api::~Api() = default;
+
+Handler::Lane Api::lane(const Request& request)
+{
+    const Route* const route = find(request).route;
+    return route == nullptr ? Lane::read : route->lane;
+}
+
+std::string Api::revision() const
+{
+    return "\"" + events_.last() + "\"";
+}
+
+Response Api::answer(const Request& request)
+{
+    Response response;
+    if (std::optional<Response> refusal = refuse(request, settings_.allowedOrigins))
+    {
+        response = std::move(*refusal);
+    }
+    else
+    {
+        response = routed(request);
+    }
+    for (auto& header : sharingHeaders(request, settings_.allowedOrigins))
+    {
+        response.headers.push_back(std::move(header));
+    }
+    response.headers.emplace_back("X-Content-Type-Options", "nosniff");
+    response.headers.emplace_back("Cache-Control", "no-store");
+    return response;
+}
+
+Response Api::routed(const Request& request)
+{
+    const Found found = find(request);
+    if (found.methods.empty())
+    {
+        return problem(404, "no-such-path",
+                       "there is nothing at " + request.path + "; /api/openapi.json lists all paths");
+    }
+    if (request.method == "OPTIONS")
+    {
+        return {204, "", "", {{"Allow", found.methods + ", OPTIONS"}}};
+    }
+    if (found.route == nullptr)
+    {
+        Response response = problem(405, "no-such-method", request.path + " answers to " + found.methods);
+        response.headers.emplace_back("Allow", found.methods + ", OPTIONS");
+        return response;
+    }
+    const Route& route = *found.route;
+    if (route.body != nullptr && !isJson(request.header("content-type")))
+    {
+        return problem(415, "not-json", "the body is JSON: Content-Type: application/json");
+    }
+    const std::string condition = request.header("if-match");
+    if (route.lane == Lane::change && !condition.empty() && condition != "*" && condition != revision())
+    {
+        return problem(412, "changed-meanwhile", "somebody changed the camera since you read it: read it again");
+    }
+    try
+    {
+        const camera::Acting acting(request.peer.local ? "socket" : request.peer.address);
+        Response response = route.run({*this, camera_, request, found.places, bodyOf(request, route)});
+        if (response.source == nullptr)
+        {
+            response.headers.emplace_back("ETag", revision());
+        }
+        return response;
+    }
+    catch (const Refused& refused)
+    {
+        return errorResponse(refused.error());
+    }
+    catch (const camera::Failure& failure)
+    {
+        return errorResponse({app::codeOf(failure.problem()), app::failureText(failure)});
+    }
+}
+
+}  // namespace web

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "app/json/Json.h"
+#include "app/web/EventStream.h"
+#include "app/web/HttpServer.h"
+#include "camera/Camera.h"
+
+// The camera's operations as paths. Adds no rule of its own: what it answers is what camera/ answers.
+namespace web {
+
+class Api;
+
+// A request on its way through the table of routes.
+struct Call
+{
+    Api& api;
+    camera::Camera& camera;
+    const Request& request;
+    std::vector<std::string> parts;  // what stands in the path for {…}, in order
+    app::Json body;                  // null without one
+};
+
+// One row for each path and method: what is answered, and what openapi.json says of it.
+struct Route
+{
+    const char* method;
+    const char* path;  // "/api/schemes/{scheme}/window"
+    Handler::Lane lane;
+    Response (*run)(const Call&);
+    const char* summary;
+    const char* body;    // name of its schema; null: none is taken
+    const char* answer;  // name of its schema; null: not JSON
+    const char* type = "application/json";
+};
+
+const std::vector<Route>& routes();
+
+// What openapi.json says: made from the routes and the schemas of the commands' answers.
+app::Json openApi(const app::Json& commands);
+
+class Api : public Handler
+{
+public:
+    struct Settings
+    {
+        std::vector<std::string> allowedOrigins = {};
+    };
+
+    // camera must outlive it.
+    Api(camera::Camera& camera, Settings settings);
+    ~Api() override;
+
+    Lane lane(const Request& request) override;
+    Response answer(const Request& request) override;
+
+    EventLog& events() { return events_; }
+    // Of what may be changed through this: another one after each change.
+    std::string revision() const;
+
+private:
+    Response routed(const Request& request);
+
+    camera::Camera& camera_;
+    const Settings settings_;
+    EventLog events_;
+};
+
+}  // namespace web

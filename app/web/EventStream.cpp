@@ -1,0 +1,157 @@
+#include "app/web/EventStream.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+
+#include "app/json/Results.h"
+
+namespace web {
+namespace {
+
+const char* nameOfKind(camera::Event::Kind kind)
+{
+    switch (kind)
+    {
+    case camera::Event::Kind::values:
+        return "values";
+    case camera::Event::Kind::scheme:
+        return "scheme";
+    case camera::Event::Kind::mode:
+        return "mode";
+    case camera::Event::Kind::night:
+        return "night";
+    case camera::Event::Kind::saved:
+        return "saved";
+    case camera::Event::Kind::reset:
+        return "reset";
+    }
+    return "";
+}
+
+// As it goes over the line. JSON has no line ends in it.
+std::string eventText(const std::string& id, const char* name, const app::Json& data)
+{
+    return "id: " + id + "\nevent: " + name + "\ndata: " + app::jsonLine(data) + "\n";
+}
+
+// No two starts of a camera have the same one.
+std::string markOfStart()
+{
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::to_string(std::chrono::duration_cast<std::chrono::microseconds>(now).count()) + "." +
+           std::to_string(getpid());
+}
+
+}  // namespace
+
+// Which events a client has been sent.
+class EventLog::Reader : public Source
+{
+public:
+    Reader(EventLog& log, std::uint64_t seen, bool needsState) : log_(log), seen_(seen), needsState_(needsState) {}
+
+    std::optional<std::string> next() override
+    {
+        const std::lock_guard<std::mutex> lock(log_.mutex_);
+        const bool missed = !log_.kept_.empty() && log_.kept_.front().number > seen_ + 1;
+        if (needsState_ || missed)
+        {
+            needsState_ = false;
+            seen_ = log_.last_;
+            return eventText(log_.nameOf(seen_), "state", app::Json::object());
+        }
+        std::string text;
+        for (const Kept& kept : log_.kept_)
+        {
+            if (kept.number > seen_)
+            {
+                text += kept.text;
+                seen_ = kept.number;
+            }
+        }
+        return text;
+    }
+
+    std::string heartbeat() const override { return ":\n\n"; }
+
+    using Source::wake;
+
+private:
+    EventLog& log_;
+
+    // Guarded by the log's mutex_.
+    std::uint64_t seen_;
+    bool needsState_;
+};
+
+EventLog::EventLog(camera::Camera& camera)
+    : camera_(camera),
+      start_(markOfStart()),
+      subscription_(camera.events().subscribe([this](const camera::Event& event) { add(event); }))
+{
+}
+
+EventLog::~EventLog()
+{
+    camera_.events().unsubscribe(subscription_);
+}
+
+void EventLog::add(const camera::Event& event)
+{
+    std::vector<std::shared_ptr<Reader>> readers;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        ++last_;
+        kept_.push_back({last_, eventText(nameOf(last_), nameOfKind(event.kind), app::toJson(event))});
+        if (kept_.size() > kKept)
+        {
+            kept_.pop_front();
+        }
+        for (const std::weak_ptr<Reader>& known : readers_)
+        {
+            readers.push_back(known.lock());
+        }
+    }
+    for (const std::shared_ptr<Reader>& reader : readers)
+    {
+        if (reader != nullptr)
+        {
+            reader->wake();
+        }
+    }
+}
+
+std::shared_ptr<Source> EventLog::reader(const std::string& lastSeen)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::uint64_t seen = last_;
+    bool needsState = false;
+    if (!lastSeen.empty() && lastSeen != nameOf(last_))
+    {
+        const auto found =
+            std::find_if(kept_.begin(), kept_.end(), [&](const Kept& kept) { return nameOf(kept.number) == lastSeen; });
+        needsState = found == kept_.end();
+        seen = needsState ? last_ : found->number;
+    }
+    const auto made = std::make_shared<Reader>(*this, seen, needsState);
+    readers_.erase(std::remove_if(readers_.begin(), readers_.end(),
+                                  [](const std::weak_ptr<Reader>& known) { return known.expired(); }),
+                   readers_.end());
+    readers_.push_back(made);
+    return made;
+}
+
+std::string EventLog::last() const
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return nameOf(last_);
+}
+
+std::string EventLog::nameOf(std::uint64_t number) const
+{
+    return start_ + "-" + std::to_string(number);
+}
+
+}  // namespace web

@@ -1,0 +1,142 @@
+#include "app/json/Results.h"
+#include "app/web/Answers.h"
+#include "camera/Diagnostics.h"
+#include "camera/TextFile.h"
+
+// Documents, diagnostics, the world, events.
+namespace web {
+namespace {
+
+using app::ErrorCode;
+
+Response xml(const std::string& text)
+{
+    return {200, "text/xml; charset=utf-8", text};
+}
+
+camera::LanguageTexts textsOf(const Call& call)
+{
+    const camera::LanguageTexts texts = call.camera.texts(wholeNumber(call.parts[0]));
+    if (!texts.known)
+    {
+        throw Refused({ErrorCode::notFound, "there is no language " + call.parts[0] + "; /api/languages lists them"});
+    }
+    return texts;
+}
+
+services::World& worldOf(const Call& call)
+{
+    services::World* const world = call.camera.service().world();
+    if (world == nullptr)
+    {
+        throw Refused({ErrorCode::notSettable, "this camera's surroundings are what they are"});
+    }
+    return *world;
+}
+
+double realNumber(const app::Json& json, const std::string& name)
+{
+    if (!json.is_number())
+    {
+        throw Refused({ErrorCode::badDocument, name + " is a number"});
+    }
+    return json.get<double>();
+}
+
+}  // namespace
+
+Response getStyle(const Call& call)
+{
+    return xml(call.camera.style());
+}
+
+Response getLanguages(const Call& call)
+{
+    return jsonResponse(app::toJson(call.camera.languages()));
+}
+
+Response getLanguage(const Call& call)
+{
+    return xml(textsOf(call).texts);
+}
+
+Response getCommon(const Call& call)
+{
+    return xml(textsOf(call).common);
+}
+
+Response getDiagnostics(const Call&)
+{
+    return jsonResponse(app::traceJson(camera::debugLevel()));
+}
+
+Response putDiagnostics(const Call& call)
+{
+    if (!camera::setDebugLevel(bodyNumber(call, "level")))
+    {
+        return errorResponse({ErrorCode::notWritten, std::string(camera::debugMarkerFile()) + " could not be written"});
+    }
+    return getDiagnostics(call);
+}
+
+Response getLog(const Call&)
+{
+    return jsonResponse(app::logJson(camera::errorLog()));
+}
+
+Response getWorld(const Call& call)
+{
+    worldOf(call);
+    app::Json json = app::timeJson(call.camera.minutesOfDay());
+    json["speed"] = call.camera.setup().speed;
+    json.update(app::lightJson(call.camera.service().light(), call.camera.night()));
+    return jsonResponse(json);
+}
+
+// All members are looked at before the first is put into force.
+Response putWorld(const Call& call)
+{
+    services::World& world = worldOf(call);
+    std::vector<std::function<void()>> changes;
+    for (const auto& [name, json] : call.body.items())
+    {
+        if (name == "light" && json == "daylight")
+        {
+            changes.emplace_back([&world] { world.setDaylight(); });
+        }
+        else if (name == "light")
+        {
+            changes.emplace_back([&world, lux = realNumber(json, name)] { world.setLight(lux); });
+        }
+        else if (name == "distance")
+        {
+            changes.emplace_back([&world, metres = realNumber(json, name)] { world.setDistance(metres); });
+        }
+        else
+        {
+            return errorResponse({ErrorCode::badDocument, "the world has no " + name + "; it has light and distance"});
+        }
+    }
+    for (const auto& change : changes)
+    {
+        change();
+    }
+    return getWorld(call);
+}
+
+Response getEvents(const Call& call)
+{
+    Response response;
+    response.type = "text/event-stream";
+    response.source = call.api.events().reader(call.request.header("last-event-id"));
+    return response;
+}
+
+Response getOpenApi(const Call& call)
+{
+    const std::string text =
+        camera::readExistingFile(call.camera.setup().share + "/schema/sensorcam.schema.json", camera::kDocumentMax);
+    return jsonResponse(openApi(app::Json::parse(text)));
+}
+
+}  // namespace web
