@@ -129,6 +129,48 @@ const char* whyWord(camera::Why why)
     return "";
 }
 
+const char* storedWord(camera::Stored stored)
+{
+    switch (stored)
+    {
+    case camera::Stored::done:
+        return "done";
+    case camera::Stored::noScheme:
+        return "noScheme";
+    case camera::Stored::windowRefused:
+        return "windowRefused";
+    case camera::Stored::valueRefused:
+        return "valueRefused";
+    case camera::Stored::noRecord:
+        return "noRecord";
+    case camera::Stored::notWritten:
+        return "notWritten";
+    case camera::Stored::sensorRefused:
+        return "sensorRefused";
+    }
+    return "";
+}
+
+const char* eventWord(camera::Event::Kind kind)
+{
+    switch (kind)
+    {
+    case camera::Event::Kind::values:
+        return "values";
+    case camera::Event::Kind::scheme:
+        return "scheme";
+    case camera::Event::Kind::mode:
+        return "mode";
+    case camera::Event::Kind::night:
+        return "night";
+    case camera::Event::Kind::saved:
+        return "saved";
+    case camera::Event::Kind::reset:
+        return "reset";
+    }
+    return "";
+}
+
 // The value in force is known only of a key that was neither refused nor passed by.
 Json keyResultJson(const camera::KeyResult& key)
 {
@@ -232,6 +274,20 @@ Json toJson(const camera::ApplyResult& result)
         Json entry = valueJson(refusal.key, refusal.value);
         entry["status"] = refusal.status;
         json["refusals"].push_back(entry);
+    }
+    return json;
+}
+
+Json toJson(const camera::ValuesResult& result)
+{
+    Json json = {{"stored", storedWord(result.stored)}, {"values", Json::array()}};
+    for (const camera::KeyResult& key : result.keys)
+    {
+        json["values"].push_back(keyResultJson(key));
+    }
+    if (result.check != WINDOW_SOUND)
+    {
+        json["check"] = result.check;
     }
     return json;
 }
@@ -399,6 +455,34 @@ Json toJson(const camera::LensState& lens)
     json["focusMoving"] = lens.moving.focus;
     json["irisMoving"] = lens.moving.iris;
     json["resetting"] = lens.moving.resetting;
+    return json;
+}
+
+// ---- what happens -------------------------------------------------------------------------------------------
+
+Json toJson(const camera::Event& event)
+{
+    Json json = {{"number", event.number}, {"event", eventWord(event.kind)}};
+    putText(json, "by", event.by);
+    json.update(schemeJson(event.scheme));
+    switch (event.kind)
+    {
+    case camera::Event::Kind::values:
+        json.update(toJson(event.values));
+        break;
+    case camera::Event::Kind::scheme:
+        json["why"] = whyWord(event.why);
+        break;
+    case camera::Event::Kind::mode:
+        json.update(modeJson(event.automatic));
+        break;
+    case camera::Event::Kind::night:
+        json["night"] = event.night;
+        break;
+    case camera::Event::Kind::saved:
+    case camera::Event::Kind::reset:
+        break;
+    }
     return json;
 }
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "app/json/Json.h"
+#include "camera/Events.h"
 #include "camera/Explain.h"
 #include "camera/Results.h"
 #include "camera/UiFiles.h"
@@ -35,6 +36,7 @@ struct KeyRow
 Json toJson(const std::vector<KeyRow>& rows);
 
 Json toJson(const camera::ApplyResult& result);
+Json toJson(const camera::ValuesResult& result);
 Json toJson(const camera::KeyExplanation& explanation);
 
 // ---- schemes ------------------------------------------------------------------------------------------------
@@ -79,6 +81,10 @@ Json toJson(const Status& status);
 
 Json lightJson(std::optional<double> lux, bool night);
 Json toJson(const camera::LensState& lens);
+
+// ---- what happens -------------------------------------------------------------------------------------------
+
+Json toJson(const camera::Event& event);
 
 // ---- documents and diagnostics ------------------------------------------------------------------------------
 

@@ -333,6 +333,15 @@ class Answers(unittest.TestCase):
                         at(changed, place)[name] = other
                         self.assertFalse(check.is_valid(changed), f"{kind} {name}: {other!r}")
 
+    def test_the_examples_of_the_schema_are_valid_and_hold_every_member(self):
+        for name in ("event", "storedValues"):
+            definition = SCHEMA["$defs"][name]
+            for example in definition["examples"]:
+                self.assertTrue(validator(name).is_valid(example), example)
+                self.assertFalse(validator(name).is_valid({**example, "stray": 1}), example)
+            members = {member for example in definition["examples"] for member in example}
+            self.assertEqual(members, set(definition["properties"]))
+
     def test_a_success_with_an_error_and_a_failure_without_one_are_invalid(self):
         error = {"code": "internal", "message": "m", "hint": "h"}
         self.assertTrue(validator().is_valid({"command": "quit", "ok": True}))
