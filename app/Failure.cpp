@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <nlohmann/json.hpp>
 
 namespace app {
 
@@ -42,15 +41,15 @@ std::string failureText(const camera::Failure& failure)
     return failure.what();
 }
 
-void reportFailure(const std::string& text, bool json)
+void reportFailure(const std::string& text, bool json, ErrorCode code)
 {
     if (!json)
     {
         notice(text);
         return;
     }
-    const nlohmann::ordered_json document = {{"ok", false}, {"error", text}};
-    std::printf("%s\n", document.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+    const Json document = {{"ok", false}, {"error", toJson(Error{code, text})}};
+    std::printf("%s", jsonLine(document).c_str());
     std::fflush(stdout);
 }
 

@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "app/json/Error.h"
 #include "camera/Failure.h"
 
 namespace app {
@@ -17,8 +18,8 @@ public:
 // The same of a camera that says why.
 std::string failureText(const camera::Failure& failure);
 
-// "sensorcam: text" on standard error; with json the document {"ok":false,"error":text} on standard output.
-void reportFailure(const std::string& text, bool json);
+// "sensorcam: text" on standard error; with json the document {"ok":false,"error":{…}} on standard output.
+void reportFailure(const std::string& text, bool json, ErrorCode code = ErrorCode::noCamera);
 
 // "sensorcam: text" on standard error.
 void notice(const std::string& text);

@@ -98,7 +98,7 @@ void addOptions(CLI::App& cli, Options& options, RawOptions& raw)
 
 std::optional<Options> mistake(const std::string& text, bool json, int& status)
 {
-    reportFailure(text + "\nTry: sensorcam --help", json);
+    reportFailure(text + "\nTry: sensorcam --help", json, ErrorCode::wrongUsage);
     status = kExitUsage;
     return std::nullopt;
 }

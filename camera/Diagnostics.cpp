@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "KSFile.h"
+#include "SensorDebug.h"
 #include "camera/TextFile.h"
 
 namespace camera {
@@ -35,10 +36,14 @@ const char* debugMarkerFile()
     return kMarkerFile;
 }
 
-std::optional<std::string> debugLevel()
+std::optional<int> debugLevel()
 {
-    const std::vector<std::string> lines = linesOf(kMarkerFile, kMarkerMax);
-    return lines.empty() ? std::nullopt : std::optional<std::string>(lines[0]);
+    if (!readFile(kMarkerFile, kMarkerMax))
+    {
+        return std::nullopt;
+    }
+    updateDebugLevel();
+    return __atomic_load_n(&g_nDebugLevel, __ATOMIC_RELAXED);
 }
 
 bool setDebugLevel(int level)

@@ -6,16 +6,18 @@ namespace app {
 
 std::string jsonDocument(const std::string& command, const Answer& answer)
 {
-    Json document = {{"command", command}, {"ok", answer.ok()}};
-    for (const auto& member : answer.data.items())
+    Json document = Json::object();
+    if (!command.empty())
     {
-        document[member.key()] = member.value();
+        document["command"] = command;
     }
+    document["ok"] = answer.ok();
+    document.update(answer.data);
     if (!answer.ok())
     {
-        document["error"] = answer.error;
+        document["error"] = toJson(*answer.error);
     }
-    return document.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    return jsonLine(document);
 }
 
 std::string TextTable::text() const

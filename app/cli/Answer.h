@@ -1,38 +1,31 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <vector>
+
+#include "app/json/Error.h"
 
 namespace app {
-
-using Json = nlohmann::ordered_json;
-
-// Null for nothing.
-template <typename Value>
-Json jsonOf(const std::optional<Value>& value)
-{
-    return value ? Json(*value) : Json();
-}
 
 // What one command answers, for people and for programs.
 struct Answer
 {
     std::string text;            // lines with their ends; printed on failure too
     Json data = Json::object();  // members of the JSON document beside "command", "ok" and "error"
-    std::string error;           // empty: success. A sentence, or several lines
+    std::optional<Error> error;  // nothing: success
 
-    bool ok() const { return error.empty(); }
+    bool ok() const { return !error; }
 
-    static Answer failure(const std::string& error)
+    static Answer failure(Error error)
     {
         Answer answer;
-        answer.error = error;
+        answer.error = std::move(error);
         return answer;
     }
 };
 
-// One line, with its end. Bytes that are no UTF-8 are replaced.
+// One line, with its end. Without a command where none could be read.
 std::string jsonDocument(const std::string& command, const Answer& answer);
 
 // A table: columns as wide as their widest cell, two blanks apart, no blanks at line ends.

@@ -159,7 +159,8 @@ const Command* findCommand(const std::string& name)
 Answer wrongUsage(const char* commandName)
 {
     const Command* command = findCommand(commandName);
-    return Answer::failure(std::string("usage: ") + command->usage + "   ('help " + commandName + "' says more)");
+    return Answer::failure(
+        {ErrorCode::wrongUsage, std::string("usage: ") + command->usage + "   ('help " + commandName + "' says more)"});
 }
 
 Answer runHelp(Session&, const Words& arguments)
@@ -185,7 +186,7 @@ Answer runHelp(Session&, const Words& arguments)
     const Command* command = findCommand(toLower(arguments[0]));
     if (command == nullptr)
     {
-        return Answer::failure("there is no command " + arguments[0]);
+        return Answer::failure({ErrorCode::unknownCommand, "there is no command " + arguments[0]});
     }
     answer.text = std::string(command->usage) + "\n  " + command->summary + "\n" + command->details;
     answer.data = {{"name", command->name},

@@ -2,29 +2,10 @@
 #include "app/cli/KeyText.h"
 #include "app/cli/ScheduleChart.h"
 #include "app/cli/Session.h"
+#include "app/json/Results.h"
 
 namespace app {
 namespace {
-
-const char* whyName(camera::Why why)
-{
-    switch (why)
-    {
-    case camera::Why::notYet:
-        return "notYet";
-    case camera::Why::manual:
-        return "manual";
-    case camera::Why::window:
-        return "window";
-    case camera::Why::noWindow:
-        return "noWindow";
-    case camera::Why::dayOrNight:
-        return "dayOrNight";
-    case camera::Why::againstTheClock:
-        return "againstTheClock";
-    }
-    return "";
-}
 
 std::string whyText(Session& session, camera::Why why)
 {
@@ -57,21 +38,13 @@ Answer explainScheme(Session& session)
     const int count = session.camera().schemeCount();
     Answer answer;
     answer.text = schemeName(explanation.scheme, count) + " is in force: " + whyText(session, explanation.why) + "\n";
-    answer.data = {{"scheme", explanation.scheme}, {"why", whyName(explanation.why)}, {"until", nullptr}};
-    answer.data["next"] = nullptr;
+    answer.data = toJson(explanation);
     if (explanation.untilMinutes)
     {
         const std::string until = formatTimeOfDay(*explanation.untilMinutes);
         answer.text += "next by the clock: " + nextName(explanation.next, count) + " at " + until + "\n";
-        answer.data["until"] = until;
-        answer.data["next"] = explanation.next == camera::kByDayAndNight ? Json() : Json(explanation.next);
     }
     return answer;
-}
-
-Json orNull(const std::optional<int>& value)
-{
-    return value ? Json(*value) : Json();
 }
 
 std::string sourceText(const camera::KeyExplanation& key, const std::string& scheme)
@@ -127,20 +100,7 @@ Answer explainOne(Session& session, int number)
     {
         answer.text += "the library does not send it when a scheme is switched, reloaded or reset\n";
     }
-    answer.data = {{"key", number},
-                   {"name", keyTitle(number)},
-                   {"value", orNull(key.value)},
-                   {"scheme", key.scheme.scheme},
-                   {"saved", orNull(key.saved)},
-                   {"factory", orNull(key.factory)},
-                   {"onSensor", orNull(key.onSensor)},
-                   {"inSchemes", Json::array()},
-                   {"neverInBulk", key.neverInBulk},
-                   {"allowed", allowedJson(session.camera().service(), number)}};
-    for (const std::optional<int>& value : key.inSchemes)
-    {
-        answer.data["inSchemes"].push_back(orNull(value));
-    }
+    answer.data = toJson(key);
     return answer;
 }
 
@@ -158,7 +118,7 @@ Answer runExplain(Session& session, const Words& arguments)
     }
     std::string error;
     const std::optional<int> key = parseKey(arguments[0], error);
-    return key ? explainOne(session, *key) : Answer::failure(error);
+    return key ? explainOne(session, *key) : Answer::failure({ErrorCode::unknownKey, error});
 }
 
 }  // namespace app

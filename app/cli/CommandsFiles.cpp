@@ -4,6 +4,7 @@
 #include "app/cli/Commands.h"
 #include "app/cli/ScheduleChart.h"
 #include "app/cli/Session.h"
+#include "app/json/Results.h"
 #include "camera/Diagnostics.h"
 
 namespace app {
@@ -48,21 +49,23 @@ Answer runSave(Session& session, const Words& arguments)
     const camera::SaveResult result = session.camera().save();
     const std::string scheme = "scheme " + std::to_string(result.scheme);
     Answer answer;
-    answer.data = {{"scheme", result.scheme}, {"code", result.code}, {"saved", result.kind == Kind::saved}};
+    answer.data = toJson(result);
     switch (result.kind)
     {
     case Kind::noFile:
-        answer.data.erase("code");
-        answer.error = schemeName(result.scheme, session.camera().schemeCount()) +
-                       " is in force: it has no file, nothing was saved";
+        answer.error = {ErrorCode::noFile, schemeName(result.scheme, session.camera().schemeCount()) +
+                                               " is in force: it has no file, nothing was saved"};
         break;
     case Kind::windowRefused:
-        answer.error = scheme + " was not saved, " + refusedWindow(result.code, windowText(result.window)) +
-                       ". Its values stay in force until the camera ends; mend the window with 'window " +
-                       std::to_string(result.scheme) + " on HH:MM-HH:MM'";
+        answer.error = {ErrorCode::windowRefused,
+                        scheme + " was not saved, " + refusedWindow(result.code, windowText(result.window)) +
+                            ". Its values stay in force until the camera ends; mend the window with 'window " +
+                            std::to_string(result.scheme) + " on HH:MM-HH:MM'"};
+        answer.error->check = result.code;
         break;
     case Kind::notWritten:
-        answer.error = scheme + " could not be written; its file is as it was ('log' says more)";
+        answer.error = {ErrorCode::notWritten,
+                        scheme + " could not be written; its file is as it was ('log' says more)"};
         break;
     case Kind::saved:
         answer.text = scheme + " saved (" + counted(result.values, "value", "values") + ")\n";
@@ -81,7 +84,7 @@ Answer runReload(Session& session, const Words& arguments)
     const camera::ReloadResult result = session.camera().reload();
     const std::string scheme = "scheme " + std::to_string(result.scheme);
     Answer answer;
-    answer.data["scheme"] = result.scheme;
+    answer.data = toJson(result);
     switch (result.kind)
     {
     case Kind::noFile:
@@ -89,8 +92,8 @@ Answer runReload(Session& session, const Words& arguments)
                       " is in force: it has no file to be read again\n";
         break;
     case Kind::refused:
-        answer.error =
-            scheme + " was read again, but the sensor refused one of its values; the ones after it were not applied";
+        answer.error = {ErrorCode::deviceRefused, scheme + " was read again, but the sensor refused one of its "
+                                                           "values; the ones after it were not applied"};
         break;
     case Kind::reloaded:
         answer.text = scheme + " is again as it was saved\n";
@@ -122,7 +125,7 @@ Answer runReset(Session& session, const Words& arguments)
     const int scheme = session.camera().currentScheme();
     answer.text = "factory reset: all scheme files are made anew, " +
                   schemeName(scheme, session.camera().schemeCount()) + " is in force\n";
-    answer.data["scheme"] = scheme;
+    answer.data = schemeJson(scheme);
     return answer;
 }
 
@@ -131,9 +134,10 @@ Answer runTrace(Session&, const Words& arguments)
     Answer answer;
     if (arguments.empty())
     {
-        const std::optional<std::string> level = camera::debugLevel();
-        answer.text = level ? "trace level " + *level + "\n" : "trace is off (level 1: assertions only)\n";
-        answer.data["level"] = level ? Json(*level) : Json();
+        const std::optional<int> level = camera::debugLevel();
+        answer.text =
+            level ? "trace level " + std::to_string(*level) + "\n" : "trace is off (level 1: assertions only)\n";
+        answer.data = traceJson(level);
         return answer;
     }
     if (arguments.size() > 1)
@@ -144,10 +148,10 @@ Answer runTrace(Session&, const Words& arguments)
     {
         if (!camera::clearDebugLevel())
         {
-            return Answer::failure(systemError(camera::debugMarkerFile()));
+            return Answer::failure({ErrorCode::notWritten, systemError(camera::debugMarkerFile())});
         }
         answer.text = "trace off (level 1: assertions only)\n";
-        answer.data["level"] = nullptr;
+        answer.data = traceJson({});
         return answer;
     }
     const std::optional<int> level = parseInt(arguments[0]);
@@ -157,10 +161,10 @@ Answer runTrace(Session&, const Words& arguments)
     }
     if (!camera::setDebugLevel(*level))
     {
-        return Answer::failure(systemError(camera::debugMarkerFile()));
+        return Answer::failure({ErrorCode::notWritten, systemError(camera::debugMarkerFile())});
     }
     answer.text = "trace level " + std::to_string(*level) + "\n";
-    answer.data["level"] = *level;
+    answer.data = traceJson(level);
     return answer;
 }
 
@@ -171,16 +175,16 @@ Answer runLog(Session&, const Words& arguments)
     {
         return wrongUsage("log");
     }
-    const std::vector<std::string> lines = camera::errorLog();
-    const std::size_t count = std::min(lines.size(), static_cast<std::size_t>(*wanted));
+    const std::vector<std::string> all = camera::errorLog();
+    const std::size_t count = std::min(all.size(), static_cast<std::size_t>(*wanted));
+    const std::vector<std::string> lines(all.end() - static_cast<std::ptrdiff_t>(count), all.end());
     Answer answer;
-    answer.data["lines"] = Json::array();
-    for (auto line = lines.end() - static_cast<std::ptrdiff_t>(count); line != lines.end(); ++line)
+    for (const std::string& line : lines)
     {
-        answer.text += *line + "\n";
-        answer.data["lines"].push_back(*line);
+        answer.text += line + "\n";
     }
-    if (lines.empty())
+    answer.data = logJson(lines);
+    if (all.empty())
     {
         answer.text = "the error log is empty\n";
     }
@@ -195,7 +199,7 @@ Answer runStyle(Session& session, const Words& arguments)
     }
     Answer answer;
     const std::string style = session.camera().style();
-    answer.data["style"] = style;
+    answer.data = styleJson(style);
     answer.text = style.empty() || style.back() != '\n' ? style + "\n" : style;
     return answer;
 }
@@ -206,11 +210,10 @@ Answer runLanguage(Session& session, const Words& arguments)
     const std::vector<camera::Language>& languages = session.camera().languages();
     if (arguments.empty())
     {
-        answer.data["languages"] = Json::array();
+        answer.data = toJson(languages);
         for (const camera::Language& language : languages)
         {
             answer.text += std::to_string(language.id) + "  " + language.code + "  " + language.name + "\n";
-            answer.data["languages"].push_back({{"id", language.id}, {"code", language.code}, {"name", language.name}});
         }
         return answer;
     }
@@ -220,7 +223,7 @@ Answer runLanguage(Session& session, const Words& arguments)
         return wrongUsage("language");
     }
     const camera::LanguageTexts texts = session.camera().texts(*id);
-    answer.data = {{"id", *id}, {"known", texts.known}, {"texts", texts.texts}, {"common", texts.common}};
+    answer.data = toJson(*id, texts);
     answer.text = texts.texts + "\n" + texts.common + "\n";
     if (!texts.known)
     {

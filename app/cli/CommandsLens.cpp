@@ -2,6 +2,7 @@
 #include "app/cli/Commands.h"
 #include "app/cli/KeyText.h"
 #include "app/cli/Session.h"
+#include "app/json/Results.h"
 
 namespace app {
 namespace {
@@ -55,24 +56,15 @@ Answer status(Session& session)
     const std::optional<camera::LensState> lens = session.camera().lens();
     if (!lens)
     {
-        return Answer::failure("the lens does not answer");
+        return Answer::failure({ErrorCode::deviceRefused, "the lens does not answer"});
     }
     if (!lens->isThere())
     {
-        return Answer::failure("this camera has no lens that moves");
+        return Answer::failure({ErrorCode::notOnDevice, "this camera has no lens that moves"});
     }
     Answer answer;
     answer.text = positionsText(*lens, session.camera().service());
-    answer.data = {{"zoom", jsonOf(lens->zoom)},
-                   {"ratio", lens->ratio > 0 ? Json(lens->ratio) : Json()},
-                   {"focus", jsonOf(lens->focus)},
-                   {"focusMode", jsonOf(lens->focusMode)},
-                   {"iris", lens->iris ? Json(lens->iris->value) : Json()},
-                   {"sharpness", jsonOf(lens->sharpness)},
-                   {"zoomMoving", lens->moving.zoom},
-                   {"focusMoving", lens->moving.focus},
-                   {"irisMoving", lens->moving.iris},
-                   {"resetting", lens->moving.resetting}};
+    answer.data = toJson(*lens);
     return answer;
 }
 
@@ -85,11 +77,13 @@ Answer outcome(Session& session, const camera::LensResult& result)
     }
     if (!result.refusal)
     {
-        return Answer::failure("the lens refused");
+        return Answer::failure({ErrorCode::deviceRefused, "the lens refused"});
     }
     const camera::Refusal& last = *result.refusal;
-    return Answer::failure("the lens refused: " +
-                           reasonText(session.camera().service(), last.key, last.value, last.status));
+    const services::ImageService& service = session.camera().service();
+    return Answer::failure({codeOf(last.status),
+                            "the lens refused: " + reasonText(service, last.key, last.value, last.status), last.key,
+                            last.value, camera::parameterOfKey(service, last.key)});
 }
 
 Answer move(Session& session, camera::LensStep step)
@@ -108,7 +102,7 @@ Answer waitForRest(Session& session)
             {
                 session.signals().takeInterrupt();
             }
-            return Answer::failure("the lens is still moving");
+            return Answer::failure({ErrorCode::interrupted, "the lens is still moving"});
         }
     }
     return status(session);

@@ -4,6 +4,7 @@
 #include "app/cli/Commands.h"
 #include "app/cli/ScheduleChart.h"
 #include "app/cli/Session.h"
+#include "app/json/Results.h"
 
 namespace app {
 namespace {
@@ -27,28 +28,10 @@ std::string luxText(std::optional<double> lux)
     return text;
 }
 
-// What watch compares from one look to the next.
-struct Scene
-{
-    int minutes;
-    int scheme;
-    int mode;
-    bool night;
-    std::optional<double> lux;
-};
-
 Scene look(camera::Camera& camera)
 {
-    return {camera.minutesOfDay(), camera.currentScheme(), camera.mode(), camera.night(), camera.service().light()};
-}
-
-Json sceneJson(const Scene& scene)
-{
-    return {{"time", formatTimeOfDay(scene.minutes)},
-            {"scheme", scene.scheme},
-            {"mode", scene.mode != 0 ? "auto" : "manual"},
-            {"night", scene.night},
-            {"lux", jsonOf(scene.lux)}};
+    return {camera.minutesOfDay(), camera.currentScheme(), camera.mode() != 0, camera.night(),
+            camera.service().light()};
 }
 
 bool lightChanged(std::optional<double> before, std::optional<double> now)
@@ -57,42 +40,47 @@ bool lightChanged(std::optional<double> before, std::optional<double> now)
     return high >= std::max(kDarkest, low) * kLightStep;
 }
 
-// "scheme 0 -> 1", "night", "light", "time", one per change.
-Words changes(const Scene& told, const Scene& now, int schemeCount)
+// One change of the scene.
+struct Change
 {
-    Words events;
+    const char* event;  // for programs
+    std::string text;
+};
+
+std::vector<Change> changes(const Scene& told, const Scene& now, int schemeCount)
+{
+    std::vector<Change> found;
     if (now.night != told.night)
     {
-        events.push_back(now.night ? "night" : "day");
+        found.push_back(now.night ? Change{"night", "night"} : Change{"day", "day"});
     }
     if (now.scheme != told.scheme)
     {
-        events.push_back("now " + schemeName(now.scheme, schemeCount));
+        found.push_back({"scheme", "now " + schemeName(now.scheme, schemeCount)});
     }
-    if (now.mode != told.mode)
+    if (now.automatic != told.automatic)
     {
-        events.push_back(now.mode != 0 ? "mode auto" : "mode manual");
+        found.push_back({"mode", now.automatic ? "mode auto" : "mode manual"});
     }
-    if (events.empty() && lightChanged(told.lux, now.lux))
+    if (found.empty() && lightChanged(told.lux, now.lux))
     {
-        events.push_back("light");
+        found.push_back({"light", "light"});
     }
     if (now.minutes / 60 != told.minutes / 60)
     {
-        events.push_back("hour");
+        found.push_back({"hour", "hour"});
     }
-    return events;
+    return found;
 }
 
-void tell(Session& session, const Scene& scene, const std::string& event)
+void tell(Session& session, const Scene& scene, const Change& change)
 {
     char line[160];
     std::snprintf(line, sizeof line, "%s  %-24s  scheme %d  %-5s  %12s\n", formatTimeOfDay(scene.minutes).c_str(),
-                  event.c_str(), scene.scheme, scene.night ? "night" : "day", luxText(scene.lux).c_str());
+                  change.text.c_str(), scene.scheme, scene.night ? "night" : "day", luxText(scene.lux).c_str());
     Answer part;
     part.text = line;
-    part.data = {{"event", event}};
-    part.data.update(sceneJson(scene));
+    part.data = watchJson(change.event, scene);
     session.printPart("watch", part);
 }
 
@@ -120,17 +108,14 @@ Answer runStatus(Session& session, const Words& arguments)
     table.addRow({"version", version.empty() ? "unknown" : version});
     table.addRow({"time", formatTimeOfDay(scene.minutes) + ", speed " + speed});
     table.addRow(
-        {"scheme", schemeName(scene.scheme, camera.schemeCount()) + ", mode " + (scene.mode != 0 ? "auto" : "manual")});
+        {"scheme", schemeName(scene.scheme, camera.schemeCount()) + ", mode " + (scene.automatic ? "auto" : "manual")});
     const std::optional<int> lamps = camera.service().lamps();
     table.addRow({"scene", luxText(scene.lux) + (scene.night ? ", night" : ", day") +
                                (lamps ? ", lamps " + std::to_string(*lamps) + " %" : "")});
     Answer answer;
     answer.text = table.text();
-    answer.data = {{"model", camera.setup().model}, {"module", camera.sensorModule()}, {"version", version}};
-    answer.data.update(sceneJson(scene));
-    answer.data["defaultScheme"] = camera.schemeCount();
-    answer.data["speed"] = camera.setup().speed;
-    answer.data["lamps"] = jsonOf(lamps);
+    answer.data = toJson(Status{camera.setup().model, camera.sensorModule(), version, scene, camera.schemeCount(),
+                                camera.setup().speed, lamps});
     return answer;
 }
 
@@ -144,7 +129,7 @@ Answer runLight(Session& session, const Words& arguments)
     services::World* const world = camera.service().world();
     if (!arguments.empty() && world == nullptr)
     {
-        return Answer::failure("the light on this camera is what it is; it cannot be set");
+        return Answer::failure({ErrorCode::notSettable, "the light on this camera is what it is; it cannot be set"});
     }
     std::string how;
     if (!arguments.empty() && toLower(arguments[0]) == "sun")
@@ -157,14 +142,15 @@ Answer runLight(Session& session, const Words& arguments)
         const std::optional<double> lux = parseNumber(arguments[0]);
         if (!lux)
         {
-            return Answer::failure(arguments[0] + " is no light level in lux, from 0 on, and not 'sun'");
+            return Answer::failure(
+                {ErrorCode::badValue, arguments[0] + " is no light level in lux, from 0 on, and not 'sun'"});
         }
         world->setLight(*lux);
     }
     const std::optional<double> lux = camera.service().light();
     Answer answer;
     answer.text = luxText(lux) + (camera.night() ? ", night" : ", day") + how + "\n";
-    answer.data = {{"lux", jsonOf(lux)}, {"night", camera.night()}};
+    answer.data = lightJson(lux, camera.night());
     return answer;
 }
 
@@ -179,17 +165,19 @@ Answer runTime(Session& session, const Words& arguments)
         const std::optional<int> minutes = parseTimeOfDay(arguments[0]);
         if (!minutes || *minutes >= camera::kMinutesPerDay)
         {
-            return Answer::failure(arguments[0] + " is no time of day from 00:00 to 23:59");
+            return Answer::failure({ErrorCode::badValue, arguments[0] + " is no time of day from 00:00 to 23:59"});
         }
         if (!session.camera().setTimeOfDay(*minutes))
         {
             return Answer::failure(
-                "this camera follows the system's clock; start it with --at or --speed to set its time");
+                {ErrorCode::notSettable,
+                 "this camera follows the system's clock; start it with --at or --speed to set its time"});
         }
     }
     Answer answer;
-    answer.data["time"] = formatTimeOfDay(session.camera().minutesOfDay());
-    answer.text = formatTimeOfDay(session.camera().minutesOfDay()) + "\n";
+    const int minutes = session.camera().minutesOfDay();
+    answer.data = timeJson(minutes);
+    answer.text = formatTimeOfDay(minutes) + "\n";
     return answer;
 }
 
@@ -203,7 +191,7 @@ Answer runWatch(Session& session, const Words& arguments)
     camera::Camera& camera = session.camera();
     const host::Span start = host::clock()->monotonic();
     Scene told = look(camera);
-    tell(session, told, "watching");
+    tell(session, told, {"watching", "watching"});
     bool goesOn = true;
     while (goesOn)
     {
@@ -211,12 +199,12 @@ Answer runWatch(Session& session, const Words& arguments)
         const double passed = static_cast<double>((host::clock()->monotonic() - start).count()) / 1e6;
         goesOn = goesOn && (!limit || passed < *limit);
         const Scene now = look(camera);
-        const Words events = changes(told, now, camera.schemeCount());
-        for (const std::string& event : events)
+        const std::vector<Change> found = changes(told, now, camera.schemeCount());
+        for (const Change& change : found)
         {
-            tell(session, now, event);
+            tell(session, now, change);
         }
-        told = events.empty() ? Scene{now.minutes, now.scheme, now.mode, now.night, told.lux} : now;
+        told = found.empty() ? Scene{now.minutes, now.scheme, now.automatic, now.night, told.lux} : now;
     }
     // Ctrl-C ends the watch; with exec it ends what follows too.
     Answer answer;
@@ -224,8 +212,7 @@ Answer runWatch(Session& session, const Words& arguments)
     {
         answer.text = "\n";
     }
-    answer.data = sceneJson(look(camera));
-    answer.data["event"] = "end";
+    answer.data = watchJson("end", look(camera));
     return answer;
 }
 

@@ -1,17 +1,13 @@
 #include "app/cli/Commands.h"
 #include "app/cli/ScheduleChart.h"
 #include "app/cli/Session.h"
+#include "app/json/Results.h"
 #include "camera/SchemeFile.h"
 
 namespace app {
 namespace {
 
 constexpr int kMinutesPerHour = 60;
-
-Json windowJson(const SchemeWindow& window)
-{
-    return {{"enabled", window.enabled}, {"window", windowText(window)}, {"neverHolds", windowNeverHolds(window)}};
-}
 
 std::optional<int> schemeNumber(const std::string& text, int highest)
 {
@@ -32,18 +28,28 @@ Answer changeWindow(Session& session, int scheme, const SchemeWindow& window)
     const std::string file = camera::schemeFilePath(scheme);
     if (result.stored == camera::Stored::noRecord)
     {
-        return Answer::failure(file + " is missing or has no window; nothing was changed. 'reset' makes "
-                                      "the scheme files anew");
+        return Answer::failure({ErrorCode::notFound, file + " is missing or has no window; nothing was changed. "
+                                                            "'reset' makes the scheme files anew"});
     }
     if (result.stored != camera::Stored::done)
     {
-        return Answer::failure(file + " could not be written; the window is as it was");
+        return Answer::failure({ErrorCode::notWritten, file + " could not be written; the window is as it was"});
     }
     Answer answer;
     answer.text = "scheme " + std::to_string(scheme) + ": " + windowText(result.window) +
                   (window.enabled ? " on" : " off") + ", saved\n";
-    answer.data = windowJson(result.window);
-    answer.data["scheme"] = scheme;
+    answer.data = windowJson(scheme, result.window);
+    return answer;
+}
+
+Answer refusedWindow(const SchemeWindow& window, const std::string& message)
+{
+    Answer answer = Answer::failure({ErrorCode::windowRefused, message});
+    const window_check_e check = windowCheck(window);
+    if (check != WINDOW_SOUND)
+    {
+        answer.error->check = check;
+    }
     return answer;
 }
 
@@ -73,25 +79,7 @@ Answer runSchemes(Session& session, const Words& arguments)
     const camera::Schedule schedule = session.camera().schedule();
     Answer answer;
     answer.text = drawSchedule(schedule);
-    answer.data = {{"time", formatTimeOfDay(schedule.minutes)},
-                   {"mode", schedule.automatic ? "auto" : "manual"},
-                   {"current", schedule.currentScheme},
-                   {"defaultScheme", static_cast<int>(schedule.windows.size())},
-                   {"byDayAndNight", schedule.byDayAndNight},
-                   {"schemes", Json::array()},
-                   {"day", Json::array()}};
-    for (std::size_t i = 0; i < schedule.windows.size(); ++i)
-    {
-        Json entry = {{"scheme", i}};
-        entry.update(windowJson(schedule.windows[i]));
-        answer.data["schemes"].push_back(entry);
-    }
-    for (const camera::Stretch& stretch : camera::stretchesOfDay(schedule))
-    {
-        Json entry = {{"from", formatTimeOfDay(stretch.startMinutes)}, {"to", formatTimeOfDay(stretch.endMinutes)}};
-        entry["scheme"] = stretch.scheme < 0 ? Json() : Json(stretch.scheme);
-        answer.data["day"].push_back(entry);
-    }
+    answer.data = toJson(schedule);
     return answer;
 }
 
@@ -107,8 +95,9 @@ Answer runWindow(Session& session, const Words& arguments)
     const std::optional<int> scheme = schemeNumber(arguments[0], highest);
     if (!scheme)
     {
-        return Answer::failure("there is no scheme " + arguments[0] + " with a window; there are 0 to " +
-                               std::to_string(highest));
+        return Answer::failure(
+            {ErrorCode::unknownScheme,
+             "there is no scheme " + arguments[0] + " with a window; there are 0 to " + std::to_string(highest)});
     }
     if (!isState)
     {
@@ -120,17 +109,18 @@ Answer runWindow(Session& session, const Words& arguments)
     const std::string problem = span ? windowProblem(*span) : "";
     if (keepsTimes && (!span || !problem.empty()))
     {
-        return Answer::failure("the window of scheme " + arguments[0] + ", " + windowText(now) +
-                               ", can never hold; give its times too: 'window " + arguments[0] + " " + state +
-                               " HH:MM-HH:MM'. Nothing was changed");
+        return refusedWindow(now, "the window of scheme " + arguments[0] + ", " + windowText(now) +
+                                      ", can never hold; give its times too: 'window " + arguments[0] + " " + state +
+                                      " HH:MM-HH:MM'. Nothing was changed");
     }
     if (!span)
     {
-        return Answer::failure(arguments[2] + " is no window HH:MM-HH:MM between 00:00 and 24:00; nothing was changed");
+        return Answer::failure({ErrorCode::badValue, arguments[2] + " is no window HH:MM-HH:MM between 00:00 and "
+                                                                    "24:00; nothing was changed"});
     }
     if (!problem.empty())
     {
-        return Answer::failure(problem + ". Nothing was changed");
+        return refusedWindow(windowOf(true, *span), problem + ". Nothing was changed");
     }
     return changeWindow(session, *scheme, windowOf(state == "on", *span));
 }
@@ -145,18 +135,17 @@ Answer runScheme(Session& session, const Words& arguments)
     const std::optional<int> scheme = schemeNumber(arguments[0], camera.schemeCount());
     if (!scheme)
     {
-        return Answer::failure("there is no scheme " + arguments[0] + "; there are 0 to " +
-                               std::to_string(camera.schemeCount()) + ", the last being the default scheme");
+        return Answer::failure({ErrorCode::unknownScheme, "there is no scheme " + arguments[0] + "; there are 0 to " +
+                                                              std::to_string(camera.schemeCount()) +
+                                                              ", the last being the default scheme"});
     }
     const camera::SchemeResult result = camera.setScheme(*scheme);
     Answer answer;
     answer.text = schemeName(*scheme, camera.schemeCount()) + " is in force\n";
-    answer.data["scheme"] = *scheme;
+    answer.data = toJson(result);
     if (result.clockChoosesAgain)
     {
-        const std::string note = "the mode is auto, so the clock chooses again within a second; 'mode manual' keeps it";
-        answer.text += "note: " + note + "\n";
-        answer.data["notes"].push_back(note);
+        answer.text += "note: the mode is auto, so the clock chooses again within a second; 'mode manual' keeps it\n";
     }
     return answer;
 }
@@ -173,9 +162,10 @@ Answer runMode(Session& session, const Words& arguments)
         session.camera().setMode(wanted == "auto");
     }
     Answer answer;
-    answer.data["mode"] = session.camera().mode() != 0 ? "auto" : "manual";
-    answer.text = session.camera().mode() != 0 ? "auto: the clock chooses the scheme\n"
-                                               : "manual: the scheme stays until 'scheme N' or 'mode auto'\n";
+    const bool isAutomatic = session.camera().mode() != 0;
+    answer.data = modeJson(isAutomatic);
+    answer.text = isAutomatic ? "auto: the clock chooses the scheme\n"
+                              : "manual: the scheme stays until 'scheme N' or 'mode auto'\n";
     return answer;
 }
 

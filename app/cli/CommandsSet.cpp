@@ -3,6 +3,7 @@
 #include "app/cli/Commands.h"
 #include "app/cli/KeyText.h"
 #include "app/cli/Session.h"
+#include "app/json/Results.h"
 #include "camera/KeyNames.h"
 
 namespace app {
@@ -20,46 +21,28 @@ std::string listText(Keys::const_iterator begin, Keys::const_iterator end)
     return words.empty() ? "nothing" : joinWords(words);
 }
 
-Json keyJson(const camera::KeyResult& key)
-{
-    return {{"key", key.key}, {"name", keyTitle(key.key)}, {"value", key.asked}};
-}
-
-Json listJson(Keys::const_iterator begin, Keys::const_iterator end)
-{
-    Json list = Json::array();
-    for (; begin != end; ++begin)
-    {
-        list.push_back(keyJson(*begin));
-    }
-    return list;
-}
-
 // The library stops at the first record that a handler refuses and names its key.
 Answer refused(Session& session, const camera::ApplyResult& result)
 {
     const std::string title = keyTitle(*result.refusedKey);
+    Answer answer = Answer::failure({ErrorCode::deviceRefused, title + " refused", *result.refusedKey});
+    answer.data = toJson(result);
     if (!result.refused)
     {
-        return Answer::failure(title + " refused");
+        return answer;
     }
     const auto failed = result.keys.begin() + static_cast<std::ptrdiff_t>(*result.refused);
     const services::ImageService& service = session.camera().service();
     const std::string reason = failed->status == services::kDone
                                    ? "the video module refused it"
                                    : reasonText(service, failed->key, failed->asked, failed->status);
-    Answer answer;
-    answer.error = title + " refused: " + reason + ".";
+    answer.error = {codeOf(failed->status), title + " refused: " + reason + ".", failed->key, failed->asked,
+                    failed->allowed};
     if (result.keys.size() > 1)
     {
-        answer.error += "\n  before it applied: " + listText(result.keys.begin(), failed) +
-                        "\n  after it not applied: " + listText(failed + 1, result.keys.end());
+        answer.error->message += "\n  before it applied: " + listText(result.keys.begin(), failed) +
+                                 "\n  after it not applied: " + listText(failed + 1, result.keys.end());
     }
-    answer.data["applied"] = listJson(result.keys.begin(), failed);
-    answer.data["refused"] = keyJson(*failed);
-    answer.data["refused"]["reason"] = reason;
-    answer.data["refused"]["allowed"] = allowedJson(service, failed->key);
-    answer.data["notApplied"] = listJson(failed + 1, result.keys.end());
     return answer;
 }
 
@@ -89,20 +72,15 @@ std::string appliedLine(Session& session, const camera::ApplyResult& result, con
 void addNote(Answer& answer, const std::string& note)
 {
     answer.text += "note: " + note + "\n";
-    answer.data["notes"].push_back(note);
 }
 
 Answer applied(Session& session, const camera::ApplyResult& result)
 {
     Answer answer;
-    answer.data["values"] = Json::array();
+    answer.data = toJson(result);
     for (const camera::KeyResult& key : result.keys)
     {
         answer.text += appliedLine(session, result, key);
-        Json entry = keyJson(key);
-        entry["value"] = key.now;
-        entry["sent"] = key.outcome != camera::Outcome::unchanged;
-        answer.data["values"].push_back(entry);
     }
     // Some handlers report the service's refusal and go on with the video module's answer.
     for (const camera::Refusal& refusal : result.refusals)
@@ -125,13 +103,14 @@ Answer applyPairs(Session& session, const std::string& pairText)
     const std::optional<std::vector<camera::Value>> pairs = parsePairs(pairText, error);
     if (!pairs)
     {
-        return Answer::failure(error + "; nothing was applied");
+        return Answer::failure({ErrorCode::badDocument, error + "; nothing was applied"});
     }
     const camera::ApplyResult result = session.camera().apply(*pairs, true, pairText);
     if (result.tooMany != 0)
     {
-        return Answer::failure(std::to_string(pairs->size()) + " values are too many at once, this camera takes " +
-                               std::to_string(result.tooMany) + "; nothing was applied");
+        return Answer::failure({ErrorCode::tooManyValues,
+                                std::to_string(pairs->size()) + " values are too many at once, this camera takes " +
+                                    std::to_string(result.tooMany) + "; nothing was applied"});
     }
     return result.ok() ? applied(session, result) : refused(session, result);
 }
@@ -151,23 +130,29 @@ Answer runSet(Session& session, const Words& arguments)
         const std::optional<Assignment> assignment = parseAssignment(argument);
         if (!assignment)
         {
-            return Answer::failure(argument + " is no KEY=VALUE; nothing was applied");
+            return Answer::failure({ErrorCode::wrongUsage, argument + " is no KEY=VALUE; nothing was applied"});
         }
         std::string error;
         const std::optional<int> key = parseKey(assignment->key, error);
         if (!key)
         {
-            return Answer::failure(error + "; nothing was applied");
+            return Answer::failure({ErrorCode::unknownKey, error + "; nothing was applied"});
         }
         const std::optional<int> value = parseInt(assignment->value);
         if (!value)
         {
-            return Answer::failure(keyTitle(*key) + ": " + assignment->value + " is no number; allowed: " +
-                                   allowedText(session.camera().service(), *key) + "; nothing was applied");
+            const services::ImageService& service = session.camera().service();
+            return Answer::failure({ErrorCode::badValue,
+                                    keyTitle(*key) + ": " + assignment->value + " is no number; allowed: " +
+                                        allowedText(service, *key) + "; nothing was applied",
+                                    *key,
+                                    {},
+                                    camera::parameterOfKey(service, *key)});
         }
         if (std::find(keys.begin(), keys.end(), *key) != keys.end())
         {
-            return Answer::failure(keyTitle(*key) + " is given twice; nothing was applied");
+            return Answer::failure(
+                {ErrorCode::wrongUsage, keyTitle(*key) + " is given twice; nothing was applied", *key});
         }
         keys.push_back(*key);
         pairText += "(" + std::to_string(*key) + "," + std::to_string(*value) + ")";

@@ -1,6 +1,7 @@
 #include "app/cli/Commands.h"
 #include "app/cli/KeyText.h"
 #include "app/cli/Session.h"
+#include "app/json/Results.h"
 #include "camera/KeyNames.h"
 
 namespace app {
@@ -47,7 +48,7 @@ Answer runKeys(Session& session, const Words& arguments)
         return wrongUsage("keys");
     }
     Answer answer;
-    answer.data["keys"] = Json::array();
+    std::vector<KeyRow> rows;
     bool foreign = false;
     TextTable table;
     table.addRow({"KEY", "NAME", "VALUE", "ALLOWED"});
@@ -63,18 +64,13 @@ Answer runKeys(Session& session, const Words& arguments)
                       arguments.empty() ? allowedShort(session.camera().service(), row.key)
                                         : allowedText(session.camera().service(), row.key)});
         foreign = foreign || (value && !inScheme);
-        Json entry = {{"key", row.key}, {"name", row.name}, {"inScheme", inScheme}, {"value", nullptr}};
-        if (value)
-        {
-            entry["value"] = *value;
-        }
-        entry["allowed"] = allowedJson(session.camera().service(), row.key);
-        answer.data["keys"].push_back(entry);
+        rows.push_back({row.key, value, inScheme, camera::parameterOfKey(session.camera().service(), row.key)});
     }
-    if (answer.data["keys"].empty())
+    if (rows.empty())
     {
-        return Answer::failure("no key is named like " + arguments[0]);
+        return Answer::failure({ErrorCode::unknownKey, "no key is named like " + arguments[0]});
     }
+    answer.data = toJson(rows);
     answer.text = table.text() + (foreign ? "* not kept in this camera's schemes: the sensor's present value\n" : "");
     if (arguments.empty())
     {
@@ -92,7 +88,7 @@ Answer runGet(Session& session, const Words& arguments)
         const std::optional<int> key = parseKey(text, error);
         if (!key)
         {
-            return Answer::failure(error);
+            return Answer::failure({ErrorCode::unknownKey, error});
         }
         keys.push_back(*key);
     }
@@ -101,19 +97,26 @@ Answer runGet(Session& session, const Words& arguments)
         keys = keysOfScheme(session);
     }
     Answer answer;
-    answer.data["values"] = Json::array();
+    std::vector<camera::Value> values;
     for (int key : keys)
     {
         const std::optional<int> value = session.camera().read(key);
         if (!value)
         {
-            answer.error += (answer.error.empty() ? "" : "\n") + keyTitle(key) +
-                            " cannot be read: neither the current scheme nor the sensor has it";
+            const std::string message =
+                keyTitle(key) + " cannot be read: neither the current scheme nor the sensor has it";
+            if (answer.error)
+            {
+                answer.error->message += "\n" + message;
+                continue;
+            }
+            answer.error = {ErrorCode::noValue, message, key};
             continue;
         }
         answer.text += valueLine(session, key, *value);
-        answer.data["values"].push_back({{"key", key}, {"name", keyTitle(key)}, {"value", *value}});
+        values.push_back({key, *value});
     }
+    answer.data = toJson(values);
     return answer;
 }
 
@@ -126,8 +129,7 @@ Answer runAll(Session& session, const Words& arguments)
     Answer answer;
     const std::string pairs = session.camera().pairText();
     answer.text = pairs + "\n";
-    answer.data["scheme"] = session.camera().currentScheme();
-    answer.data["pairs"] = pairs;
+    answer.data = pairsJson(session.camera().currentScheme(), pairs);
     return answer;
 }
 
@@ -141,22 +143,25 @@ Answer runRestore(Session& session, const Words& arguments)
     const std::optional<int> key = parseKey(arguments[0], error);
     if (!key)
     {
-        return Answer::failure(error);
+        return Answer::failure({ErrorCode::unknownKey, error});
     }
     using Kind = camera::RestoreResult::Kind;
     const camera::RestoreResult result = session.camera().restore(*key);
     if (result.kind == Kind::notHeld)
     {
-        return Answer::failure(keyTitle(*key) + " cannot be sent again: the current scheme does not hold it");
+        return Answer::failure(
+            {ErrorCode::noValue, keyTitle(*key) + " cannot be sent again: the current scheme does not hold it", *key});
     }
     if (result.kind == Kind::refused)
     {
-        return Answer::failure(
-            keyTitle(*key) + " refused: " + reasonText(session.camera().service(), *key, result.value, result.status));
+        const services::ImageService& service = session.camera().service();
+        return Answer::failure({codeOf(result.status),
+                                keyTitle(*key) + " refused: " + reasonText(service, *key, result.value, result.status),
+                                *key, result.value, camera::parameterOfKey(service, *key)});
     }
     Answer answer;
     answer.text = keyTitle(*key) + " = " + std::to_string(result.value) + " sent again\n";
-    answer.data = {{"key", *key}, {"name", keyTitle(*key)}, {"value", result.value}};
+    answer.data = valueJson(*key, result.value);
     return answer;
 }
 

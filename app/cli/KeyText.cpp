@@ -81,31 +81,6 @@ std::string allowedShort(const services::ImageService& service, int key)
            ", " + std::to_string(state->allowed.items.size()) + " values";
 }
 
-Json allowedJson(const services::ImageService& service, int key)
-{
-    Json json = Json::object();
-    const std::optional<services::ParameterState> state = camera::parameterOfKey(service, key);
-    if (!state)
-    {
-        json["text"] = scheduleText(key);
-        return json;
-    }
-    json["unit"] = state->unit;
-    if (state->allowed.items.empty())
-    {
-        json["minimum"] = state->allowed.minimum;
-        json["maximum"] = state->allowed.maximum;
-        json["step"] = state->allowed.step;
-        return json;
-    }
-    json["choices"] = Json::array();
-    for (int value : state->allowed.items)
-    {
-        json["choices"].push_back({{"value", value}, {"label", state->labelOf(value)}});
-    }
-    return json;
-}
-
 std::string valueNote(const services::ImageService& service, int key, int value)
 {
     if (key == KEY_SCHEME_ENABLE)

@@ -2,7 +2,6 @@
 
 #include <string>
 
-#include "app/cli/Answer.h"
 #include "camera/KeyLimits.h"
 
 // Keys and their limits in words: for answers and explanations. Thread-safe.
@@ -16,9 +15,6 @@ std::string allowedText(const services::ImageService& service, int key);
 
 // As above, of many choices only the first and the last.
 std::string allowedShort(const services::ImageService& service, int key);
-
-// The same for programs: {"minimum":0,"maximum":100,…} or {"choices":[{"value":0,"label":"Off"},…]}.
-Json allowedJson(const services::ImageService& service, int key);
 
 // "Off" for a choice, "%" for a number with a unit, else empty.
 std::string valueNote(const services::ImageService& service, int key, int value);

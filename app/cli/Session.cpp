@@ -25,7 +25,7 @@ bool Session::run(const std::string& line)
     const std::optional<Words> words = splitWords(line, error);
     if (!words)
     {
-        printAnswer("", Answer::failure(error));
+        printAnswer("", Answer::failure({ErrorCode::wrongUsage, error}));
         return false;
     }
     if (words->empty() || words->front()[0] == '#')
@@ -36,7 +36,8 @@ bool Session::run(const std::string& line)
     const Command* command = findCommand(name);
     if (command == nullptr)
     {
-        printAnswer(name, Answer::failure("there is no command " + name + "; 'help' lists the commands"));
+        printAnswer(name, Answer::failure({ErrorCode::unknownCommand,
+                                           "there is no command " + name + "; 'help' lists the commands"}));
         return false;
     }
     const Answer answer = answerOf(*command, Words(words->begin() + 1, words->end()));
@@ -53,11 +54,11 @@ Answer Session::answerOf(const Command& command, const Words& arguments)
     }
     catch (const camera::Failure& failure)
     {
-        return Answer::failure(failureText(failure));
+        return Answer::failure({codeOf(failure.problem()), failureText(failure)});
     }
     catch (const std::exception& error)
     {
-        return Answer::failure(error.what());
+        return Answer::failure({ErrorCode::internal, error.what()});
     }
 }
 
@@ -70,8 +71,7 @@ int Session::runAll(const std::vector<std::string>& lines)
         {
             if (json_)
             {
-                Answer skipped = Answer::failure("not run: " + line);
-                skipped.data["skipped"] = true;
+                const Answer skipped = Answer::failure({ErrorCode::notRun, "not run: " + line});
                 print(jsonDocument(line.substr(0, line.find(' ')), skipped));
             }
             else
@@ -134,7 +134,7 @@ void Session::printAnswer(const std::string& command, const Answer& answer)
     print(answer.text);
     if (!answer.ok())
     {
-        notice(answer.error);
+        notice(answer.error->message);
     }
 }
 

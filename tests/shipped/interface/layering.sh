@@ -36,6 +36,7 @@ sees services
 sees services/checks # what a porter may include, and nothing else
 sees camera services
 sees app camera services
+sees app/json camera services # no terminal: every front end answers with it
 
 # names_simulator: file:line:text of what names it, outside of services and the tests.
 names_simulator() {

@@ -14,16 +14,18 @@ TEST(Answer, ADocumentHasCommandStatusAndDataInThisOrder)
 
 TEST(Answer, AFailureIsADocumentTooWithWhatWasDone)
 {
-    app::Answer answer = app::Answer::failure("no \"such\" key\n");
-    answer.data["applied"] = app::Json::array();
+    app::Answer answer = app::Answer::failure({app::ErrorCode::unknownKey, "no \"such\" key\n"});
+    answer.data["values"] = app::Json::array();
     EXPECT_EQ(app::jsonDocument("set", answer),
-              "{\"command\":\"set\",\"ok\":false,\"applied\":[],\"error\":\"no \\\"such\\\" key\\n\"}\n");
+              "{\"command\":\"set\",\"ok\":false,\"values\":[],\"error\":{\"code\":\"unknown-key\","
+              "\"message\":\"no \\\"such\\\" key\\n\",\"hint\":\"'keys' lists the keys\"}}\n");
 }
 
 TEST(Answer, BytesThatAreNoTextAreReplaced)
 {
-    EXPECT_EQ(app::jsonDocument("x", app::Answer::failure("a\xff")),
-              "{\"command\":\"x\",\"ok\":false,\"error\":\"a\xEF\xBF\xBD\"}\n");
+    app::Answer answer;
+    answer.data = {{"style", "a\xff"}};
+    EXPECT_EQ(app::jsonDocument("style", answer), "{\"command\":\"style\",\"ok\":true,\"style\":\"a\xEF\xBF\xBD\"}\n");
 }
 
 TEST(TextTable, AlignsColumnsAndLeavesNoBlanksAtLineEnds)

@@ -111,7 +111,7 @@ TEST_F(SensorcamTest, NothingIsAppliedWhenAListCannotBeRead)
     {
         const Ended ended = execute({list}, {"--json"});
         EXPECT_EQ(ended.status, 1) << list;
-        EXPECT_TRUE(has(documentsOf(ended.out).at(0)["error"], "nothing was applied")) << ended.out;
+        EXPECT_TRUE(has(documentsOf(ended.out).at(0)["error"]["message"], "nothing was applied")) << ended.out;
     }
     EXPECT_EQ(execute({"get brightness"}).out, "KEY_BRIGHTNESS = 50\n");
 }
@@ -126,8 +126,8 @@ TEST_F(SensorcamTest, JsonStandardOutputHoldsNothingButOneDocumentACommand)
     EXPECT_EQ(answers[1]["ok"], true);
     EXPECT_EQ(answers[2]["ok"], false);
     EXPECT_EQ(answers[2]["values"], json::parse(R"([{"key":34,"name":"KEY_BRIGHTNESS","value":60}])"));
-    EXPECT_TRUE(has(answers[2]["error"], "999"));
-    EXPECT_EQ(answers[3]["skipped"], true);
+    EXPECT_TRUE(has(answers[2]["error"]["message"], "999"));
+    EXPECT_EQ(answers[3]["error"]["code"], "not-run");
     EXPECT_TRUE(has(ended.err, "[sensor dbg]")) << "the library's lines go to standard error";
 }
 
@@ -152,7 +152,7 @@ TEST_F(SensorcamTest, SigtermEndsTheShellInOrder)
 {
     SensorcamRun run({"--json", "shell"});
     run.type("trace 6\n");
-    run.waitFor("\"level\":6}\n");
+    run.waitFor("\"level\":6,\"marker\":true}\n");
     run.sendSignal(SIGTERM);
     EXPECT_EQ(run.waitForEnd(), 128 + SIGTERM) << "although its input is open";
     EXPECT_EQ(documentsOf(run.out).size(), 1u);
@@ -185,7 +185,7 @@ TEST_F(SensorcamTest, ASecondCameraOnTheSameFilesIsRefused)
     first.waitFor("\"command\":\"status\"");
     const Ended second = execute({"status"}, {"--json"});
     EXPECT_EQ(second.status, 3);
-    EXPECT_TRUE(has(documentsOf(second.out).at(0)["error"], "already running"));
+    EXPECT_TRUE(has(documentsOf(second.out).at(0)["error"]["message"], "already running"));
     EXPECT_EQ(first.end(), 0);
 }
 
