@@ -150,6 +150,7 @@ private:
     ModuleConfigure boardConfiguration() const;
     bool hasParameters();
     bool fileHolds(int scheme, std::size_t& count);
+    std::optional<int> factoryValue(int scheme, int key);
     bool keepsValues();
     std::vector<KeyResult> asked(const std::vector<Value>& values);
     void judge(ApplyResult& result, const std::vector<Value>& sent, bool remember);
