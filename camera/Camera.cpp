@@ -68,10 +68,19 @@ Camera::Camera(const Setup& setup, services::Journal& service)
     });
     toldNight_ = night();
     look();
-    watcher_.start();
+    if (!watcher_.start())
+    {
+        shutDown();
+        throw Failure(Problem::noThread);
+    }
 }
 
 Camera::~Camera()
+{
+    shutDown();
+}
+
+void Camera::shutDown()
 {
     watcher_.stop();
     if (up_)

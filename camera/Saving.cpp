@@ -61,7 +61,7 @@ ReloadResult Camera::reload()
         return {ReloadResult::Kind::noFile, scheme};
     }
     const bool accepted = controller_.resetToLastParameters();
-    sendFrameRate();
+    sendFrameRate(change);
     return {accepted ? ReloadResult::Kind::reloaded : ReloadResult::Kind::refused, scheme};
 }
 
