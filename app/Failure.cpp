@@ -34,6 +34,8 @@ std::string failureText(const camera::Failure& failure)
         return "cannot read " + subject + ": it is longer than " + failure.detail() + " bytes";
     case camera::Problem::unreadable:
         return "cannot read " + subject + ": " + failure.detail();
+    case camera::Problem::noThread:
+        return "the system has no thread to give";
     case camera::Problem::boardFilesGone:
         return "the board's files no longer name this camera (/mnt/mtd/code/factory_setting/machineinfo.ini, "
                "/hd1/moduleConfig/moduleConfig.xml): the camera is down. It starts again as a new one";

@@ -12,6 +12,7 @@
 #include "SystemInfoParser.h"
 #include "camera/Failure.h"
 #include "camera/KeyNames.h"
+#include "camera/Operation.h"
 #include "services/CommandNames.h"
 
 namespace camera {
@@ -67,10 +68,19 @@ Camera::Camera(const Setup& setup, services::Journal& service)
     });
     toldNight_ = night();
     look();
-    watcher_.start();
+    if (!watcher_.start())
+    {
+        shutDown();
+        throw Failure(Problem::noThread);
+    }
 }
 
 Camera::~Camera()
+{
+    shutDown();
+}
+
+void Camera::shutDown()
 {
     watcher_.stop();
     if (up_)
@@ -174,7 +184,7 @@ std::optional<int> Camera::read(int key)
 
 std::string Camera::pairText()
 {
-    const Gate::Pass pass(gate_);
+    const Change change(*this);  // what is corrected is corrected in the scheme too
     std::string pairs;
     controller_.getAllParameters(pairs);
     return pairs;

@@ -48,8 +48,8 @@ public:
         bool systemClock = false;         // without speed and start, follow the system's clock as a board does
     };
 
-    // Takes a second of the camera's time. Throws Failure when the board's files name no camera, or when no
-    // parameters come out of the style documents. One at a time.
+    // Takes a second of the camera's time. Throws Failure when the board's files name no camera, when no parameters
+    // come out of the style documents, or when the system has no thread for it. One at a time.
     // service: the one in force; must outlive the camera.
     Camera(const Setup& setup, services::Journal& service);
     // No operation may be running.
@@ -146,10 +146,12 @@ private:
     class Doing;
     class Manual;
 
+    void shutDown();
     void startClock();
     ModuleConfigure boardConfiguration() const;
     bool hasParameters();
     bool fileHolds(int scheme, std::size_t& count);
+    std::optional<int> factoryValue(int scheme, int key);
     bool keepsValues();
     std::vector<KeyResult> asked(const std::vector<Value>& values);
     void judge(ApplyResult& result, const std::vector<Value>& sent, bool remember);
@@ -160,7 +162,7 @@ private:
     void remember(int scheme, const std::vector<Value>& values);
     ValuesResult storable(int scheme, const std::vector<Value>& values);
     void bringIn(int scheme, ValuesResult& result);
-    void sendFrameRate();
+    void sendFrameRate(const Change& change);
     void tell(Event event);
     void tellScheme(Why why);
     void tellSaved(int scheme);

@@ -25,25 +25,31 @@ bool Camera::fileHolds(int scheme, std::size_t& count)
 SaveResult Camera::save()
 {
     const Change change(*this);
-    const int scheme = currentScheme();
-    if (scheme < 0 || scheme >= schemeCount())
+    for (;;)
     {
-        return {SaveResult::Kind::noFile, scheme, 0, {}, 0};
-    }
-    const int code = controller_.flush();
-    if (code != 0)
-    {
+        const int scheme = currentScheme();
+        if (scheme < 0 || scheme >= schemeCount())
+        {
+            return {SaveResult::Kind::noFile, scheme, 0, {}, 0};
+        }
+        const int code = controller_.flush();
+        std::size_t count = 0;
+        if (code == 0 && fileHolds(scheme, count))
+        {
+            tellSaved(scheme);
+            return {SaveResult::Kind::saved, scheme, code, {}, count};
+        }
+        if (currentScheme() != scheme)
+        {
+            continue;  // the clock switched, so flush may have judged and saved the next scheme
+        }
+        if (code == 0)
+        {
+            return {SaveResult::Kind::notWritten, scheme, code, {}, count};
+        }
         const SchemeWindow window = schedule().windows[static_cast<std::size_t>(scheme)];
         return {SaveResult::Kind::windowRefused, scheme, code, window, 0};
     }
-    std::size_t count = 0;
-    // A switch by the clock in between makes the comparison meaningless.
-    const bool isLost = currentScheme() == scheme && !fileHolds(scheme, count);
-    if (!isLost)
-    {
-        tellSaved(scheme);
-    }
-    return {isLost ? SaveResult::Kind::notWritten : SaveResult::Kind::saved, scheme, code, {}, count};
 }
 
 ReloadResult Camera::reload()
@@ -55,7 +61,7 @@ ReloadResult Camera::reload()
         return {ReloadResult::Kind::noFile, scheme};
     }
     const bool accepted = controller_.resetToLastParameters();
-    sendFrameRate();
+    sendFrameRate(change);
     return {accepted ? ReloadResult::Kind::reloaded : ReloadResult::Kind::refused, scheme};
 }
 

@@ -4,6 +4,7 @@
 
 #include "AVStreamParam.h"
 #include "DeviceType.h"
+#include "FactoryScheme.h"
 #include "GThread.h"
 #include "ISensorController.h"
 #include "KSFile.h"
@@ -22,12 +23,6 @@
 using diag::Kind;
 
 namespace {
-
-// What a licence-plate camera's scheme 1, its night scheme, starts with.
-constexpr int kLprNightScheme = 1;
-constexpr KeyVal kLprNightValues[] = {
-    {KEY_DN_MODE, 0}, {KEY_MAX_SHUTTER, 18}, {KEY_METER_AREA, 1}, {KEY_IR_MODE, 2}, {KEY_IR_MANUAL_STRG_NEAR, 40},
-};
 
 // contract: the block that holds all schemes is never released; hosts keep pointers into it beyond uinit.
 __attribute__((noinline)) KeyVal* allocateSchemeBlock(std::size_t records)
@@ -145,26 +140,17 @@ void ISensorController::loadSchemeFiles()
 
 void ISensorController::writeFactoryScheme(int scheme, char* file)
 {
-    const u32 factory = g_stSysConf.nSchemeSum;
+    std::memcpy(m_pstKeyValBuf, m_pFctKeyVal, m_nKeyValSum * sizeof(KeyVal));
+    for (const KeyVal& wanted : factoryChanges(m_bLPR, scheme))
+    {
+        setFirst(m_pstKeyValBuf, m_nKeyValSum, wanted);
+    }
+    keyValToFile(file, m_pstKeyValBuf, m_nKeyValSum);
     if (!m_bLPR && scheme == 0)
     {
-        // An ordinary camera starts with scheme 0 enabled; the factory entry itself stays disabled.
-        setKeyValToCache(factory, KEY_SCHEME_ENABLE, 1, true);
-        keyValToFile(file, m_pFctKeyVal, m_nKeyValSum);
-        setKeyValToCache(factory, KEY_SCHEME_ENABLE, 0, true);
-        return;
+        // contract: the default scheme is disabled from here on, whatever the style document says
+        setKeyValToCache(g_stSysConf.nSchemeSum, KEY_SCHEME_ENABLE, 0, true);
     }
-    if (m_bLPR && scheme == kLprNightScheme)
-    {
-        std::memcpy(m_pstKeyValBuf, m_pFctKeyVal, m_nKeyValSum * sizeof(KeyVal));
-        for (const KeyVal& wanted : kLprNightValues)
-        {
-            setFirst(m_pstKeyValBuf, m_nKeyValSum, wanted);
-        }
-        keyValToFile(file, m_pstKeyValBuf, m_nKeyValSum);
-        return;
-    }
-    keyValToFile(file, m_pFctKeyVal, m_nKeyValSum);
 }
 
 // Wide dynamic range needs two exposures a frame: at 50 and 60 frames per second there is no time for them.

@@ -18,13 +18,23 @@ constexpr std::size_t kLineMax = 64 * 1024;                    // nobody's line,
 constexpr std::size_t kReadMax = 1u << 30;                     // the kernel gives no more than just below 2 GiB at once
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;  // a named pipe must not hold up a camera
 
-// -1 with nothing to open for a directory, and for a device that would be read alone: it may have no end.
+// Not a directory, and not a device that would be read alone: it may have no end.
+bool mayBeOpened(const struct stat& status, int flags)
+{
+    return flags == O_RDONLY ? S_ISREG(status.st_mode) : !S_ISDIR(status.st_mode);
+}
+
+// -1 for what may not be opened. Asked before, since opening a device does something, and after, since it may be another
+// file by then.
 int openInPlace(const char* path, int flags)
 {
-    const int handle = host::uninterrupted([=] { return open(path, flags | kOpenFlags, 0644); });
     struct stat status = {};
-    if (handle >= 0 &&
-        (fstat(handle, &status) != 0 || S_ISDIR(status.st_mode) || (flags == O_RDONLY && !S_ISREG(status.st_mode))))
+    if (stat(path, &status) == 0 && !mayBeOpened(status, flags))
+    {
+        return -1;
+    }
+    const int handle = host::uninterrupted([=] { return open(path, flags | kOpenFlags, 0644); });
+    if (handle >= 0 && (fstat(handle, &status) != 0 || !mayBeOpened(status, flags)))
     {
         close(handle);
         return -1;
