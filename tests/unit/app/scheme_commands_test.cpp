@@ -91,8 +91,8 @@ TEST_F(SchemeCommandsTest, SaveExplainsARefusedWindow)
     {
         const char* set;
         const char* code;
-    } cases[] = {{"set scheme_start_hour=25", "code 505"},
-                 {"set scheme_end_hour=25", "code 506"},
+    } cases[] = {{"set scheme_start_hour=24 scheme_start_min=1", "code 505"},
+                 {"set scheme_end_hour=24 scheme_end_min=1", "code 506"},
                  {"set scheme_start_hour=22 scheme_end_hour=6", "code 507"}};
     for (const auto& entry : cases)
     {
