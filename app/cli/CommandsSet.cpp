@@ -69,7 +69,7 @@ std::string appliedLine(Session& session, const camera::ApplyResult& result, con
     std::string line = keyTitle(key.key) + " = " + std::to_string(key.now) + (label.empty() ? "" : " " + label);
     if (key.now != key.asked)
     {
-        line += "  (asked for " + std::to_string(key.asked) + ")";
+        line += "  (asked for " + valueText(session.camera().service(), key.key, key.asked) + ")";
     }
     else if (key.outcome == camera::Outcome::unchanged)
     {
@@ -81,7 +81,7 @@ std::string appliedLine(Session& session, const camera::ApplyResult& result, con
     }
     else if (key.before)
     {
-        line += "  (was " + std::to_string(*key.before) + ")";
+        line += "  (was " + valueText(session.camera().service(), key.key, *key.before) + ")";
     }
     return line + "\n";
 }
@@ -119,21 +119,29 @@ Answer applied(Session& session, const camera::ApplyResult& result)
     return answer;
 }
 
-Answer applyPairs(Session& session, const std::string& pairText)
+// text: the same as pair text, where that is what was typed.
+Answer apply(Session& session, const std::vector<camera::Value>& values, const std::string& text = "")
 {
-    std::string error;
-    const std::optional<std::vector<camera::Value>> pairs = parsePairs(pairText, error);
-    if (!pairs)
-    {
-        return Answer::failure(error + "; nothing was applied");
-    }
-    const camera::ApplyResult result = session.camera().apply(*pairs, true, pairText);
+    const camera::ApplyResult result = session.camera().apply(values, true, text);
     if (result.tooMany != 0)
     {
-        return Answer::failure(std::to_string(pairs->size()) + " values are too many at once, this camera takes " +
+        return Answer::failure(std::to_string(values.size()) + " values are too many at once, this camera takes " +
                                std::to_string(result.tooMany) + "; nothing was applied");
     }
     return result.ok() ? applied(session, result) : refused(session, result);
+}
+
+// Of values that a person lists a key at a time: one that comes twice is a mistake.
+Answer applyOnce(Session& session, const std::vector<camera::Value>& values)
+{
+    for (auto entry = values.begin(); entry != values.end(); ++entry)
+    {
+        if (std::any_of(values.begin(), entry, [&](const camera::Value& other) { return other.key == entry->key; }))
+        {
+            return Answer::failure(keyTitle(entry->key) + " is given twice; nothing was applied");
+        }
+    }
+    return apply(session, values);
 }
 
 }  // namespace
@@ -144,35 +152,35 @@ Answer runSet(Session& session, const Words& arguments)
     {
         return wrongUsage("set");
     }
-    std::string pairText;
-    std::vector<int> keys;
+    std::string error;
+    const auto values = parseAssignments(session.camera().service(), arguments, error);
+    return values ? applyOnce(session, *values) : Answer::failure(error + "; nothing was applied");
+}
+
+Answer runDefault(Session& session, const Words& arguments)
+{
+    if (arguments.empty())
+    {
+        return wrongUsage("default");
+    }
+    std::vector<camera::Value> values;
     for (const std::string& argument : arguments)
     {
-        const std::optional<Assignment> assignment = parseAssignment(argument);
-        if (!assignment)
-        {
-            return Answer::failure(argument + " is no KEY=VALUE; nothing was applied");
-        }
         std::string error;
-        const std::optional<int> key = parseKey(assignment->key, error);
+        const std::optional<int> key = parseKey(argument, error);
         if (!key)
         {
             return Answer::failure(error + "; nothing was applied");
         }
-        const std::optional<int> value = parseInt(assignment->value);
-        if (!value)
+        const std::optional<int> factory = session.camera().factoryValue(*key);
+        if (!factory)
         {
-            return Answer::failure(keyTitle(*key) + ": " + assignment->value + " is no number; allowed: " +
-                                   allowedText(session.camera().service(), *key) + "; nothing was applied");
+            return Answer::failure(keyTitle(*key) + " has no factory value: the schemes of this camera do not keep it; "
+                                                    "nothing was applied");
         }
-        if (std::find(keys.begin(), keys.end(), *key) != keys.end())
-        {
-            return Answer::failure(keyTitle(*key) + " is given twice; nothing was applied");
-        }
-        keys.push_back(*key);
-        pairText += "(" + std::to_string(*key) + "," + std::to_string(*value) + ")";
+        values.push_back({*key, *factory});
     }
-    return applyPairs(session, pairText);
+    return applyOnce(session, values);
 }
 
 Answer runText(Session& session, const Words& arguments)
@@ -181,7 +189,9 @@ Answer runText(Session& session, const Words& arguments)
     {
         return wrongUsage("text");
     }
-    return applyPairs(session, arguments[0]);
+    std::string error;
+    const std::optional<std::vector<camera::Value>> pairs = parsePairs(arguments[0], error);
+    return pairs ? apply(session, *pairs, arguments[0]) : Answer::failure(error + "; nothing was applied");
 }
 
 Words completeAssignments(Session&, const Words&)
