@@ -85,6 +85,17 @@ TEST_F(SchemeCommandsTest, ASaveThatCannotBeWrittenIsAFailure)
     EXPECT_EQ(lastDocument(execute({"get brightness"}, {"--json"}).out)["values"][0]["value"], 50);
 }
 
+TEST_F(SchemeCommandsTest, TheChartIsAsWideAsTheTerminal)
+{
+    const std::string line =
+        std::string("stty cols 40 && exec ") + support::kSensorcam + " --in-place --speed 20 exec schemes";
+    support::SensorcamRun run(support::SensorcamRun::Command{{"/bin/sh", "-c", line}},
+                              support::SensorcamRun::Terminal::pseudo);
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+    EXPECT_TRUE(has(run.out, "             00 03 06 09 12 15 18 21 24\r\n")) << run.out;
+    EXPECT_TRUE(has(execute({"schemes"}).out, "00    03    06")) << "no terminal";
+}
+
 TEST_F(SchemeCommandsTest, SaveExplainsARefusedWindow)
 {
     const struct
