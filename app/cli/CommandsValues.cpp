@@ -14,13 +14,10 @@ bool matches(const camera::KeyName& row, const std::string& wanted)
 
 std::string valueLine(Session& session, int key, int value)
 {
-    const std::optional<services::ParameterState> state = camera::parameterOfKey(session.camera().service(), key);
-    const camera::KeyName* const row = camera::findKey(key);
-    const bool isStored = row != nullptr && row->onlyStored;
-    const bool isChoice = (state && !state->allowed.items.empty()) || isStored;
-    const std::string label = isChoice              ? valueNote(session.camera().service(), key, value)
-                              : !state && !isStored ? "(kept only: this camera has no such parameter)"
-                                                    : "";
+    const std::optional<services::ParameterState> limits = camera::limitsOfKey(session.camera().service(), key);
+    const std::string label = !limits                         ? "(kept only: this camera has no such parameter)"
+                              : limits->allowed.items.empty() ? ""
+                                                              : valueNote(session.camera().service(), key, value);
     return keyTitle(key) + " = " + std::to_string(value) + (label.empty() ? "" : "  " + label) + "\n";
 }
 
@@ -160,7 +157,7 @@ Answer runRestore(Session& session, const Words& arguments)
                                 *key, result.value, camera::parameterOfKey(service, *key)});
     }
     Answer answer;
-    answer.text = keyTitle(*key) + " = " + std::to_string(result.value) + " sent again\n";
+    answer.text = keyTitle(*key) + " = " + valueText(session.camera().service(), *key, result.value) + " sent again\n";
     answer.data = valueJson(*key, result.value);
     return answer;
 }

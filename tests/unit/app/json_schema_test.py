@@ -45,6 +45,12 @@ LINES = [
     ("set 999=1", "not-on-device"),
     ("set 153=1", "read-only"),  # day or night, by the command's number
     ("set iris_up=1", "wrong-mode"),
+    ("set mirror=both", ""),
+    ("set mirror=sideways", "bad-value"),
+    ("default brightness", ""),
+    ("default", "wrong-usage"),
+    ("default nonsense", "unknown-key"),
+    ("default 999", "no-value"),
     ("text '(34,61)(2353,40)'", ""),
     ("text '(34'", "bad-document"),
     ("text '" + "(34,60)" * 200 + "'", "too-many-values"),
