@@ -27,14 +27,14 @@ expect_no_match() {
 private_tree() {
     local tree=$1 readable=$2
     shift 2
-    local links=() name options=()
-    for name in bin sbin lib lib32 lib64 libx32; do
-        if [ -L "/$name" ]; then
-            links+=(--symlink "usr/$name" "/$name")
+    local links=() folder options=()
+    while read -r folder; do
+        if [ -L "$folder" ]; then
+            links+=(--symlink "usr$folder" "$folder")
         else
-            links+=(--ro-bind-try "/$name" "/$name")
+            links+=(--ro-bind-try "$folder" "$folder")
         fi
-    done
+    done < <(sed -n 's/^"\(.*\)",$/\1/p' "$(dirname -- "${BASH_SOURCE[0]}")/../../../app/box/SystemFolders.def")
     # A container's root often may not mount outside of a user namespace of its own.
     bwrap --ro-bind / / true 2>/dev/null || options=(--unshare-user)
     mkdir -p "$tree"/{mnt,hd1,tmp}
