@@ -4,6 +4,7 @@
 
 #include "app/Failure.h"
 #include "app/box/DiskFiles.h"
+#include "camera/TextFile.h"
 
 namespace app {
 namespace {
@@ -24,12 +25,12 @@ bool holds(const fs::path& file, const std::string& content)
 {
     std::error_code error;
     return fs::is_regular_file(file, error) && fs::file_size(file, error) == content.size() &&
-           readFile(file.string(), content.size()) == content;
+           camera::readFile(file.string(), content.size()) == content;
 }
 
 void copyDocument(const fs::path& source, const fs::path& target, Documents documents)
 {
-    const std::string content = readExistingFile(source.string(), kDocumentMax);
+    const std::string content = camera::readExistingFile(source.string(), camera::kDocumentMax);
     if (documents == Documents::keepExisting ? fs::exists(target) : holds(target, content))
     {
         return;
