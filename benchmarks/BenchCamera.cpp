@@ -96,12 +96,6 @@ void writeFile(const std::string& path, const std::string& bytes)
     }
 }
 
-const std::vector<std::string>& shippedModels()
-{
-    static const std::vector<std::string> models = {"fixed", "dome", "lpr", "fisheye"};
-    return models;
-}
-
 Documents shipped(const std::string& model)
 {
     emptyTree();

@@ -32,7 +32,6 @@ struct Documents
     bool isDome;  // which of the two pairs of documents the library reads
 };
 
-const std::vector<std::string>& shippedModels();
 Documents shipped(const std::string& model);
 
 // One tab with the five schedule keys and then these, in this order.

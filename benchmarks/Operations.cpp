@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "StringHandler.h"
+#include "app/Models.h"
 #include "benchmarks/Floor.h"
 
 namespace bench {
@@ -275,7 +276,7 @@ std::string largestModel()
     static const std::string model = [] {
         std::string largest;
         std::size_t length = 0;
-        for (const std::string& candidate : shippedModels())
+        for (const char* candidate : app::kModelNames)
         {
             const std::unique_ptr<BenchCamera> camera = shippedCamera(candidate);
             const std::size_t size = readFile(kMergedFile).size();

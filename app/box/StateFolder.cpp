@@ -148,7 +148,7 @@ std::string StateFolder::chooseModel(const std::optional<std::string>& wanted) c
         throw Failure(path_ + " holds a " + modelTitle(*remembered) + "; a " + modelTitle(*wanted) + " needs " +
                       (kind_ == Kind::chosen ? "a folder of its own (--state DIR)" : "a board of its own"));
     }
-    return wanted ? *wanted : remembered.value_or(modelNames().front());
+    return wanted ? *wanted : remembered.value_or(kModelNames[0]);
 }
 
 void StateFolder::rememberModel(const std::string& model)

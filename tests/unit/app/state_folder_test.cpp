@@ -170,7 +170,7 @@ const std::string kShare = SENSORDLL_SOURCE_DIR "/share";
 
 TEST_F(ProvisionTest, EveryModelFindsItsDocuments)
 {
-    for (const std::string& model : app::modelNames())
+    for (const std::string model : app::kModelNames)
     {
         const std::string root = "/tmp/" + model;
         app::provision(kShare, model, root, app::Documents::refresh);
