@@ -20,6 +20,7 @@
 #include "fuzz/Require.h"
 #include "fuzz/TextParts.h"
 #include "tests/support/ControllerProbe.h"
+#include "tests/support/KeyRows.h"
 
 namespace fs = std::filesystem;
 
@@ -284,7 +285,8 @@ void CameraUnderTest::requireSound() const
 void CameraUnderTest::requireStarted(const Disk& before, bool keepsFiles) const
 {
     requireSound();
-    FUZZ_REQUIRE(g_nKeyCmdNum == 87 && g_pKeyCmdMap == ControllerProbe::keyCmdMap(*controller_));
+    FUZZ_REQUIRE(g_nKeyCmdNum == std::size(support::kKeyRows) &&
+                 g_pKeyCmdMap == ControllerProbe::keyCmdMap(*controller_));
     if (!fs::is_directory(kConfigFolder))
     {
         return;
