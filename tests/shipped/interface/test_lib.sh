@@ -42,3 +42,19 @@ private_tree() {
         --bind /proc /proc --bind "$tree/mnt" /mnt --bind "$tree/hd1" /hd1 --bind "$tree/tmp" /tmp \
         --ro-bind "$readable" "$readable" --die-with-parent --chdir / -- "$@"
 }
+
+# A board's files but for its style, and a diversity document that changes nothing.
+# write_board <tree> <hardware model>
+write_board() {
+    local factory=$1/mnt/mtd/code/factory_setting modules=$1/hd1/moduleConfig
+    mkdir -p "$factory" "$1"/mnt/mtd/{code/config_file,log} "$modules/sensorConfig"/style{,Diversity}
+    printf 'DeviceType=1\nHardwareModel=%s\nHardwareCode=1\n' "$2" >"$factory/machineinfo.ini"
+    cat >"$modules/moduleConfig.xml" <<XML
+<ModuleConfigs>
+    <ModuleConfig hardwareModel="$2" hardwareCode="1">
+        <ModuleId>1</ModuleId><Detail>(max_scheme=2)</Detail><Parameters></Parameters>
+    </ModuleConfig>
+</ModuleConfigs>
+XML
+    printf '<Rule model="other"/>\n' >"$modules/sensorConfig/styleDiversity/StyleDiversity.xml"
+}
