@@ -14,7 +14,6 @@
 #include "SensorKeys.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
-#include "fuzz/CameraTree.h"
 #include "fuzz/DetailField.h"
 #include "fuzz/HostStandIns.h"
 #include "fuzz/Require.h"
@@ -139,11 +138,6 @@ bool asksForTooManySchemes(const std::string& detail)
     }
     const u32 schemes = static_cast<u32>(decimalOf(value));
     return schemes > kSchemesEnough && schemes <= kSchemesMax;
-}
-
-std::string schemeFile(int scheme)
-{
-    return std::string(kConfigFolder) + "/sensor" + std::to_string(scheme) + ".cfg";
 }
 
 std::vector<KeyVal> recordsOnDisk(const std::string& file)

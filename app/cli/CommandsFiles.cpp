@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "SensorPaths.h"
 #include "app/Failure.h"
 #include "app/cli/Commands.h"
 #include "app/cli/ScheduleChart.h"
@@ -144,7 +145,7 @@ Answer runTrace(Session&, const Words& arguments)
     {
         if (!camera::clearDebugLevel())
         {
-            return Answer::failure(systemError(camera::debugMarkerFile()));
+            return Answer::failure(systemError(sensorpaths::kDebugMarkerFile));
         }
         answer.text = "trace off (level 1: assertions only)\n";
         answer.data["level"] = nullptr;
@@ -157,7 +158,7 @@ Answer runTrace(Session&, const Words& arguments)
     }
     if (!camera::setDebugLevel(*level))
     {
-        return Answer::failure(systemError(camera::debugMarkerFile()));
+        return Answer::failure(systemError(sensorpaths::kDebugMarkerFile));
     }
     answer.text = "trace level " + std::to_string(*level) + "\n";
     answer.data["level"] = *level;
