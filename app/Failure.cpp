@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "SensorPaths.h"
+
 namespace app {
 
 std::string failureText(const camera::Failure& failure)
@@ -18,8 +20,10 @@ std::string failureText(const camera::Failure& failure)
     case camera::Problem::noModule:
         return subject + " names sensor module " + failure.detail() + ", which does not exist";
     case camera::Problem::noParameters:
-        return "the camera has no parameters: the style documents in /hd1/moduleConfig/sensorConfig could not be read, "
-               "or not merged into /tmp/merge_style.xml; is the disk full?";
+        return std::string(
+                   "the camera has no parameters: the style documents in /hd1/moduleConfig/sensorConfig could not "
+                   "be read, or not merged into ") +
+               sensorpaths::kMergedStyleFile + "; is the disk full?";
     case camera::Problem::noSchemeFile:
         return "factory values are in force, but " + subject + " could not be made; is the disk full?";
     case camera::Problem::noLanguages:
@@ -37,8 +41,8 @@ std::string failureText(const camera::Failure& failure)
     case camera::Problem::noThread:
         return "the system has no thread to give";
     case camera::Problem::boardFilesGone:
-        return "the board's files no longer name this camera (/mnt/mtd/code/factory_setting/machineinfo.ini, "
-               "/hd1/moduleConfig/moduleConfig.xml): the camera is down. It starts again as a new one";
+        return std::string("the board's files no longer name this camera (") + sensorpaths::kMachineInfoFile + ", " +
+               sensorpaths::kModuleConfigFile + "): the camera is down. It starts again as a new one";
     }
     return failure.what();
 }

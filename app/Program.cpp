@@ -92,7 +92,7 @@ int runInPrivateTree(Options options)
 {
     signal(SIGCHLD, SIG_DFL);   // ignored by whoever started this, no child would have an exit status
     umask(umask(0) | S_IWOTH);  // a folder in which everybody may put something is refused
-    const std::string wantedModel = options.model.value_or(modelNames().front());
+    const std::string wantedModel = options.model.value_or(kModelNames[0]);
     StateFolder state(options.stateFolder.empty() ? defaultStateFolder(wantedModel)
                                                   : absolutePath(options.stateFolder));
     options.model = state.chooseModel(options.model);

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "StringHandler.h"
+#include "app/Models.h"
 #include "benchmarks/Floor.h"
 
 namespace bench {
@@ -275,10 +276,10 @@ std::string largestModel()
     static const std::string model = [] {
         std::string largest;
         std::size_t length = 0;
-        for (const std::string& candidate : shippedModels())
+        for (const char* candidate : app::kModelNames)
         {
             const std::unique_ptr<BenchCamera> camera = shippedCamera(candidate);
-            const std::size_t size = readFile(kMergedFile).size();
+            const std::size_t size = readFile(kMergedStyleFile).size();
             largest = size > length ? candidate : largest;
             length = std::max(length, size);
         }
@@ -292,7 +293,7 @@ Scenario styleForUi()
     Scenario scenario{};
     scenario.camera = shippedCamera(largestModel());
     ISensorController& controller = scenario.camera->controller();
-    const std::string style = readFile(kMergedFile);
+    const std::string style = readFile(kMergedStyleFile);
     const RewriteScript rewrite(style);
     auto served = std::make_shared<TiXmlDocument>();
     parse(*served, controller.getUIStyleFile());
@@ -345,7 +346,7 @@ struct StartFloor
     std::size_t schemeBytes;
     int schemes;
 
-    explicit StartFloor(BenchCamera& camera) : documents(camera.documents()), merged(readFile(kMergedFile))
+    explicit StartFloor(BenchCamera& camera) : documents(camera.documents()), merged(readFile(kMergedStyleFile))
     {
         const std::vector<KeyVal> records = recordsOf(camera.controller(), 0);
         parse(*mergedTree, merged);
@@ -385,10 +386,10 @@ struct StartFloor
         TiXmlDocument diversity;
         parse(diversity, load(diversityFile(documents), documents.diversity.size(), 2));
         existenceTests(rules);
-        replaceFile(kMergedFile, print(*mergedTree));
+        replaceFile(kMergedStyleFile, print(*mergedTree));
         print(*mergedTree);
         existenceTest();
-        load(kMergedFile, merged.size(), 1);
+        load(kMergedStyleFile, merged.size(), 1);
     }
 
     void factoryValues() const

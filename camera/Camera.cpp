@@ -8,6 +8,7 @@
 #include "ModuleConfigureParser.h"
 #include "SensorFile.h"
 #include "SensorKeys.h"
+#include "SensorPaths.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
 #include "camera/Failure.h"
@@ -16,10 +17,12 @@
 #include "services/CommandNames.h"
 
 namespace camera {
+
+using sensorpaths::kMachineInfoFile;
+using sensorpaths::kModuleConfigFile;
+
 namespace {
 
-constexpr char kMachineInfoFile[] = "/mnt/mtd/code/factory_setting/machineinfo.ini";
-constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";
 constexpr u32 kDefaultFrameRate = 25;
 
 // Thresholds and times of day and night go out as records that hold their partners too.

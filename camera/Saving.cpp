@@ -1,5 +1,6 @@
 #include <stdexcept>
 
+#include "SensorPaths.h"
 #include "SysConfig.h"
 #include "camera/Failure.h"
 #include "camera/Operation.h"
@@ -96,7 +97,7 @@ void Camera::factoryReset()
     {
         if (readSchemeFile(scheme).empty())
         {
-            throw Failure(Problem::noSchemeFile, schemeFilePath(scheme));
+            throw Failure(Problem::noSchemeFile, sensorpaths::schemeFile(scheme));
         }
     }
 }

@@ -7,15 +7,16 @@
 #include <string>
 
 #include "KSFile.h"
+#include "SensorPaths.h"
 #include "base/SharedWord.h"
 #include "config/ConfigUnit.h"
 #include "diag/SensorTrace.h"
 
 using config::kSensorFile;
+using sensorpaths::kVersionFile;
 
 namespace {
 
-constexpr char kVersionFile[] = "/mnt/mtd/code/config_file/snsversion.cfg";
 constexpr unsigned char kReplace = KSFile::modeWrite | KSFile::modeTruncate;
 constexpr INT64 kLengthMax = INT_MAX;  // what KSFile can tell apart in its results
 

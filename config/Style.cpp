@@ -4,6 +4,7 @@
 #include <tinyxml.h>
 
 #include "SensorFile.h"
+#include "SensorPaths.h"
 #include "SysConfig.h"
 #include "base/Decimal.h"
 #include "config/ConfigUnit.h"
@@ -12,10 +13,9 @@
 #include "diag/SensorTrace.h"
 
 using config::kSensorFile;
+using sensorpaths::kMergedStyleFile;
 
 namespace {
-
-constexpr char kMergedFile[] = "/tmp/merge_style.xml";
 
 // The value of the first field found by the plain search, without its end; false if there is none.
 bool findDetailField(const char* detail, const char* name, const char*& value, std::size_t& length)
@@ -65,8 +65,8 @@ void applyOperations(TiXmlDocument* style, const TiXmlElement* operation)
 // serves a camera better than no parameters.
 int readBack(char*& style)
 {
-    const INT64 file_len = config::textLength(getFileLen(kMergedFile));
-    return config::makeRoom(style, file_len) ? config::readText(kMergedFile, style, file_len) : -1;
+    const INT64 file_len = config::textLength(getFileLen(kMergedStyleFile));
+    return config::makeRoom(style, file_len) ? config::readText(kMergedStyleFile, style, file_len) : -1;
 }
 
 bool equals(const char* text, const char* expected)
@@ -171,7 +171,7 @@ int mergeStyle(ModuleConfig* moduleConfig, char** ui_style, char* ui_styleDivers
             applyOperations(doc_style.document(), operation);
         }
     }
-    doc_style.SaveFile(kMergedFile);
+    doc_style.SaveFile(kMergedStyleFile);
     if (diag::enabled(diag::Kind::information))  // or the whole document would be printed for nothing
     {
         diag::trace(diag::Kind::information, DIAG_PLACE(kSensorFile), "%s\n", doc_style.getXmlString().c_str());

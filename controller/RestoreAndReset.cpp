@@ -17,16 +17,14 @@ using diag::Kind;
 
 namespace {
 
-constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";
-
 // The module configuration of this board as its files say. contract: std::out_of_range when they name none.
 ModuleConfigure moduleFromFiles()
 {
     MachineInfo machineInfo;
     SystemInfoParser::parseMachineInfo(kMachineInfoFile, machineInfo);
     std::vector<ModuleConfigure> modules;
-    ModuleConfigureParser::parse(kModuleConfigFile, machineInfo.getHardwareModel(), machineInfo.getHardwareCode(),
-                                 modules);
+    ModuleConfigureParser::parse(sensorpaths::kModuleConfigFile, machineInfo.getHardwareModel(),
+                                 machineInfo.getHardwareCode(), modules);
     return modules.at(0);
 }
 

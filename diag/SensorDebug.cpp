@@ -3,15 +3,17 @@
 #include <algorithm>
 
 #include "KSFile.h"
+#include "SensorPaths.h"
 #include "base/Decimal.h"
 #include "base/SharedWord.h"
+
+using sensorpaths::kDebugMarkerFile;
 
 int g_nDebugLevel = 1;
 bool g_bEnAssert = false;
 
 namespace {
 
-constexpr char kMarkerFile[] = "/mnt/mtd/sign/Debug.sign";
 constexpr int kDefaultLevel = 1;
 
 // In bytes; the two numbers need a few. A switch beyond that is ignored.
@@ -35,14 +37,14 @@ int takeNumber(char*& next, char* end, int missing)
 
 void updateDebugLevel()
 {
-    if (!KSFile::exists(kMarkerFile))
+    if (!KSFile::exists(kDebugMarkerFile))
     {
         base::sharedStore(g_nDebugLevel, kDefaultLevel);
         base::sharedStore(g_bEnAssert, false);
         return;
     }
     KSFile file;
-    if (!file.open(kMarkerFile, KSFile::modeRead))
+    if (!file.open(kDebugMarkerFile, KSFile::modeRead))
     {
         return;
     }

@@ -91,24 +91,4 @@ void replaceFile(const std::string& path, const std::string& content)
     }
 }
 
-std::optional<std::string> readFile(const std::string& path, std::size_t longest)
-try
-{
-    return camera::readFile(path, longest);
-}
-catch (const camera::Failure& failure)
-{
-    throw Failure(failureText(failure));
-}
-
-std::string readExistingFile(const std::string& path, std::size_t longest)
-try
-{
-    return camera::readExistingFile(path, longest);
-}
-catch (const camera::Failure& failure)
-{
-    throw Failure(failureText(failure));
-}
-
 }  // namespace app

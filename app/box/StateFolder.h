@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "app/box/Descriptor.h"
+#include "camera/Descriptor.h"
 
 // The folder that holds everything a camera writes. Host thread only.
 namespace app {
@@ -53,7 +53,7 @@ private:
 
     const std::string path_;
     const Kind kind_;
-    Descriptor lock_;
+    camera::Descriptor lock_;
 };
 
 }  // namespace app

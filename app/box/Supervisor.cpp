@@ -167,8 +167,8 @@ ReportLine::ReportLine()
     {
         throw Failure(systemError("cannot make a pair of sockets"));
     }
-    supervisorsEnd_ = Descriptor(ends[0]);
-    copysEnd_ = Descriptor(ends[1]);
+    supervisorsEnd_ = camera::Descriptor(ends[0]);
+    copysEnd_ = camera::Descriptor(ends[1]);
     const int on = 1;
     if (setsockopt(ends[0], SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0)
     {
@@ -178,7 +178,7 @@ ReportLine::ReportLine()
 
 int ReportLine::awaitReport()
 {
-    copysEnd_ = Descriptor();
+    copysEnd_ = camera::Descriptor();
     char byte = 0;
     iovec content = {&byte, sizeof byte};
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))] = {};
@@ -198,7 +198,7 @@ int ReportLine::awaitReport()
 
 bool ReportLine::report(int copysEnd)
 {
-    const Descriptor line(copysEnd);
+    const camera::Descriptor line(copysEnd);
     return send(copysEnd, ".", 1, MSG_NOSIGNAL) == 1;
 }
 

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "SensorPaths.h"
 #include "app/Failure.h"
 #include "app/cli/Commands.h"
 #include "app/cli/ScheduleChart.h"
@@ -148,7 +149,7 @@ Answer runTrace(Session&, const Words& arguments)
     {
         if (!camera::clearDebugLevel())
         {
-            return Answer::failure({ErrorCode::notWritten, systemError(camera::debugMarkerFile())});
+            return Answer::failure({ErrorCode::notWritten, systemError(sensorpaths::kDebugMarkerFile)});
         }
         answer.text = "trace off (level 1: assertions only)\n";
         answer.data = traceJson({});
@@ -161,7 +162,7 @@ Answer runTrace(Session&, const Words& arguments)
     }
     if (!camera::setDebugLevel(*level))
     {
-        return Answer::failure({ErrorCode::notWritten, systemError(camera::debugMarkerFile())});
+        return Answer::failure({ErrorCode::notWritten, systemError(sensorpaths::kDebugMarkerFile)});
     }
     answer.text = "trace level " + std::to_string(*level) + "\n";
     answer.data = traceJson(level);

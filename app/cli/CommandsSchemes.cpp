@@ -1,5 +1,6 @@
 #include <sys/ioctl.h>
 
+#include "SensorPaths.h"
 #include "app/cli/Commands.h"
 #include "app/cli/ScheduleChart.h"
 #include "app/cli/Session.h"
@@ -35,7 +36,7 @@ SchemeWindow windowOf(bool enabled, const TimeSpanOfDay& span)
 Answer changeWindow(Session& session, int scheme, const SchemeWindow& window)
 {
     const camera::WindowResult result = session.camera().setWindow(scheme, window);
-    const std::string file = camera::schemeFilePath(scheme);
+    const std::string file = sensorpaths::schemeFile(scheme);
     if (result.stored == camera::Stored::noRecord)
     {
         return Answer::failure({ErrorCode::notFound, file + " is missing or has no window; nothing was changed. "

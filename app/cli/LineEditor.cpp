@@ -12,8 +12,8 @@
 #include <cstdio>
 #include <cwchar>
 
-#include "app/Failure.h"
-#include "app/box/DiskFiles.h"
+#include "camera/Failure.h"
+#include "camera/TextFile.h"
 
 namespace app {
 namespace {
@@ -98,12 +98,12 @@ struct LineEditor::State
 void LineEditor::State::loadHistory()
 try
 {
-    if (readFile(historyFile, kHistoryMax))
+    if (camera::readFile(historyFile, kHistoryMax))
     {
         ::history(history, &event, H_LOAD, historyFile.c_str());
     }
 }
-catch (const Failure&)
+catch (const camera::Failure&)
 {
 }
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "app/Models.h"
 #include "tests/support/PrivateTree.h"
 #include "tests/unit/app/SensorcamRun.h"
 
@@ -246,7 +247,7 @@ TEST_F(SensorcamTest, AnotherModelOnTheSameFilesIsRefused)
 
 TEST_F(SensorcamTest, EveryModelStartsWithASchemeThatCanBeSaved)
 {
-    for (const char* model : {"fixed", "dome", "lpr", "fisheye"})
+    for (const char* model : app::kModelNames)
     {
         support::wipeTree();
         const Ended ended = execute({"status", "all", "style", "save"}, {"--json", "--model", model});
