@@ -72,6 +72,8 @@ public:
     int mode();
     // The scheme's record of this key; nothing when it has none.
     std::optional<int> schemeValue(int scheme, int key);
+    // What a factory reset would make of it; nothing when the schemes do not keep it.
+    std::optional<int> factoryValue(int key) { return schemeValue(schemeCount(), key); }
     // The current scheme's value of a key, or what the service holds; nothing when neither knows it. Unlike
     // read it reports nothing and leaves no trace in the recording.
     std::optional<int> peek(int key);
@@ -94,7 +96,8 @@ public:
 
     // ---- values of the scheme in force ---------------------------------------------------------------------
 
-    // Applies in order, up to the first that is refused: what came before it stays applied. remember: in the scheme in
+    // Applies in order, up to the first that is refused: what came before it stays applied. A schedule key is refused
+    // here when no window can have such a part. remember: in the scheme in
     // force, until it is saved. text: the same values as pair text, where the caller has it already.
     ApplyResult apply(const std::vector<Value>& values, bool remember = true, const std::string& text = "");
     // What apply would answer, as far as the service's limits tell; nothing is sent or changed.
@@ -154,6 +157,8 @@ private:
     std::vector<KeyResult> asked(const std::vector<Value>& values);
     void judge(ApplyResult& result, const std::vector<Value>& sent, bool remember);
     std::optional<std::size_t> refusedIndex(const ApplyResult& result, int key, const Refusal* refusal);
+    std::size_t firstSenseless(const std::vector<KeyResult>& keys) const;
+    void refuse(KeyResult& key, int status) const;
     KeyResult expected(KeyResult key, bool remembers) const;
     LensResult outcome(bool accepted, const services::OwnRefusals& own) const;
     bool oneShot(int key);

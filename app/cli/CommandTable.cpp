@@ -90,8 +90,13 @@ const std::vector<Command>& commands()
          runGet, completeKeys},
         {"set", "set KEY=VALUE ...", "apply values and remember them",
          "Values are applied in order. The first that is refused ends the list: what came before it stays applied,\n"
-         "what comes after it is not applied. 'save' makes the values permanent.\n",
+         "what comes after it is not applied. 'save' makes the values permanent.\n"
+         "VALUE is a number, or the label of a choice in any case: mirror=both, wb_mode='One push'. 'keys KEY' "
+         "lists\n"
+         "the labels.\n",
          runSet, completeAssignments},
+        {"default", "default KEY ...", "apply factory values and remember them",
+         "As 'set' with the values that a factory reset would bring.\n", runDefault, completeKeys},
         {"text", "text '(KEY,VALUE)...'", "apply pair text, as 'all' prints it",
          "The text goes to the library as it is. Keys are numbers.\n", runText, nullptr},
         {"all", "all", "the current scheme as pair text", "", runAll, nullptr},

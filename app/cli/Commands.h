@@ -42,6 +42,7 @@ Words completeKeys(Session& session, const Words& arguments);
 
 // CommandsSet.cpp
 Answer runSet(Session& session, const Words& arguments);
+Answer runDefault(Session& session, const Words& arguments);
 Answer runText(Session& session, const Words& arguments);
 Words completeAssignments(Session& session, const Words& arguments);
 

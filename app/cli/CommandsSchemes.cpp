@@ -1,3 +1,5 @@
+#include <sys/ioctl.h>
+
 #include "app/cli/Commands.h"
 #include "app/cli/ScheduleChart.h"
 #include "app/cli/Session.h"
@@ -8,6 +10,14 @@ namespace app {
 namespace {
 
 constexpr int kMinutesPerHour = 60;
+
+constexpr int kColumns = 80;  // where no terminal says how many it has
+
+int columnsOf(int terminal)
+{
+    winsize size = {};
+    return ioctl(terminal, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kColumns;
+}
 
 std::optional<int> schemeNumber(const std::string& text, int highest)
 {
@@ -78,7 +88,7 @@ Answer runSchemes(Session& session, const Words& arguments)
     }
     const camera::Schedule schedule = session.camera().schedule();
     Answer answer;
-    answer.text = drawSchedule(schedule);
+    answer.text = drawSchedule(schedule, columnsOf(session.output().answerDescriptor()));
     answer.data = toJson(schedule);
     return answer;
 }

@@ -38,23 +38,6 @@ std::string sharedBeginning(const Words& candidates)
     return shared;
 }
 
-// Those that begin with typed, in any case; for key names also without "KEY_".
-Words fitting(const Words& candidates, const std::string& typed)
-{
-    Words fits;
-    for (const std::string& candidate : candidates)
-    {
-        const std::string lower = toLower(candidate);
-        const std::string wanted = toLower(typed);
-        const bool bareKey = lower.rfind("key_", 0) == 0 && lower.rfind(wanted, 4) == 4;
-        if (lower.rfind(wanted, 0) == 0 || bareKey)
-        {
-            fits.push_back(candidate);
-        }
-    }
-    return fits;
-}
-
 std::string columnsOf(const Words& words)
 {
     std::string text = "\n";
@@ -77,10 +60,10 @@ std::string columnsOf(const Words& words)
 // What libedit's callbacks reach through its client data.
 struct LineEditor::State
 {
-    State(Session& theSession, Complete theComplete) : session(theSession), complete(std::move(theComplete)) {}
+    State(Session& theSession, Vocabulary theVocabulary) : session(theSession), vocabulary(std::move(theVocabulary)) {}
 
     Session& session;
-    const Complete complete;
+    const Vocabulary vocabulary;
     std::string historyFile;
     EditLine* edit = nullptr;
     History* history = nullptr;
@@ -225,15 +208,9 @@ unsigned char LineEditor::State::completeWord(EditLine* edit, int)
     State& state = of(edit);
     const LineInfo* line = el_line(edit);
     const std::string typed(line->buffer, line->cursor);
-    std::string error;
-    Words before = splitWords(typed, error).value_or(Words());
-    std::string word;
-    if (!typed.empty() && typed.back() != ' ' && !before.empty())
-    {
-        word = before.back();
-        before.pop_back();
-    }
-    const Words fits = fitting(state.complete(before), word);
+    const Completion completion = complete(typed, typed.size(), state.vocabulary);
+    const Words& fits = completion.candidates;
+    const std::string word = typed.substr(completion.begin);
     if (fits.empty())
     {
         return CC_REFRESH_BEEP;
@@ -254,8 +231,8 @@ unsigned char LineEditor::State::completeWord(EditLine* edit, int)
     return CC_REFRESH;
 }
 
-LineEditor::LineEditor(Session& session, const std::string& historyFile, Complete complete)
-    : state_(std::make_unique<State>(session, std::move(complete)))
+LineEditor::LineEditor(Session& session, const std::string& historyFile, Vocabulary vocabulary)
+    : state_(std::make_unique<State>(session, std::move(vocabulary)))
 {
     State& state = *state_;
     if (std::setlocale(LC_CTYPE, "") == nullptr || MB_CUR_MAX == 1)

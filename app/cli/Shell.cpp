@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include "app/Options.h"
-#include "app/cli/Commands.h"
 #include "app/cli/LineEditor.h"
 
 namespace app {
@@ -62,30 +61,11 @@ private:
     bool atEnd_ = false;
 };
 
-Words candidates(Session& session, const Words& before)
-{
-    if (before.empty())
-    {
-        Words names;
-        for (const Command& command : commands())
-        {
-            names.push_back(command.name);
-        }
-        return names;
-    }
-    const Command* command = findCommand(toLower(before.front()));
-    if (command == nullptr || command->complete == nullptr)
-    {
-        return {};
-    }
-    return command->complete(session, Words(before.begin() + 1, before.end()));
-}
-
 int runPrompt(Session& session, const std::string& historyFile)
 {
     session.run("status");
     session.print("'help' lists the commands, Tab completes, Ctrl-D ends the camera.\n");
-    LineEditor editor(session, historyFile, [&](const Words& before) { return candidates(session, before); });
+    LineEditor editor(session, historyFile, vocabularyOf(session));
     std::string line;
     while (!session.ended() && editor.read(line) == LineEditor::Result::line)
     {

@@ -53,6 +53,52 @@ TEST_F(SensorcamTest, ReloadGoesBackToWhatWasSaved)
     EXPECT_TRUE(has(ended.out, "\nKEY_BRIGHTNESS = 60\n")) << ended.out;
 }
 
+TEST_F(SensorcamTest, AChoiceIsSetByItsLabelAndAnsweredWithIt)
+{
+    const Ended ended = execute(
+        {"set MIRROR=both wb_mode='one push' brightness=60", "set mirror=3", "set mirror=off", "explain mirror"});
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_EQ(ended.out.find("KEY_MIRROR = 3 Both  (was 0 Off)\n"
+                             "KEY_WB_MODE = 7 One push  (was 0 Automatic)\n"
+                             "KEY_BRIGHTNESS = 60 %  (was 50)\n"
+                             "KEY_MIRROR = 3 Both  (unchanged, not sent again)\n"
+                             "KEY_MIRROR = 0 Off  (was 3 Both)\n"
+                             "KEY_MIRROR = 0 Off, of scheme 0\n"),
+              0u)
+        << ended.out;
+}
+
+TEST_F(SensorcamTest, DefaultBringsBackFactoryValuesOfSomeKeys)
+{
+    const Ended ended = execute({"set mirror=3 brightness=60 contrast=10", "save", "default mirror brightness",
+                                 "get mirror brightness contrast"});
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_TRUE(has(ended.out, "KEY_MIRROR = 0 Off  (was 3 Both)\nKEY_BRIGHTNESS = 50 %  (was 60)\n"
+                               "KEY_MIRROR = 0  Off\nKEY_BRIGHTNESS = 50\nKEY_CONTRAST = 10\n"))
+        << ended.out;
+    EXPECT_EQ(execute({"get mirror brightness"}).out, "KEY_MIRROR = 3  Both\nKEY_BRIGHTNESS = 60\n") << "not saved";
+    const json answer = documentsOf(execute({"default brightness"}, {"--json"}).out).at(0);
+    EXPECT_EQ(answer["values"][0]["value"], 50);
+    for (const char* line : {"default", "default nonsense", "default brightness 34", "default brightness nonsense"})
+    {
+        EXPECT_EQ(execute({line}).status, 1) << line;
+    }
+    EXPECT_EQ(execute({"get brightness"}).out, "KEY_BRIGHTNESS = 60\n");
+}
+
+TEST_F(SensorcamTest, WhatIsToldOfAWindowsPartsIsWhatASetTakes)
+{
+    EXPECT_TRUE(has(execute({"keys start_min"}).out, "0..59 min\n"));
+    const Ended ended = execute({"set scheme_start_min=75"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TRUE(has(ended.err, "KEY_SCHEME_START_MIN refused: 75 is not allowed; allowed: 0..59 min.\n")) << ended.err;
+    EXPECT_EQ(execute({"set scheme_end_hour=25"}).status, 1);
+    EXPECT_EQ(execute({"text '(8000,2)'"}).status, 1);
+    EXPECT_EQ(execute({"set scheme_enable=off scheme_end_hour=24 scheme_start_min=59"}).out,
+              "KEY_SCHEME_ENABLE = 0 Off  (was 1 On)\nKEY_SCHEME_END_HOUR = 24 h  (unchanged, not sent again)\n"
+              "KEY_SCHEME_START_MIN = 59 min  (was 0)\n");
+}
+
 TEST_F(SensorcamTest, AFactoryResetMakesANewCameraAndServesItsTextsAgain)
 {
     const Ended ended =
@@ -345,6 +391,24 @@ TEST_F(SensorcamTest, AtThePromptNumbersKeepTheirPointWhateverTheLocale)
     run.type("\x04");
     EXPECT_EQ(run.waitForEnd(), 0) << run.out;
     EXPECT_FALSE(has(run.out, ",50 lux")) << run.out;
+}
+
+TEST_F(SensorcamTest, APromptCompletesKeysAndTheLabelsOfTheirValues)
+{
+    SensorcamRun run({"shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    run.type("set mirr\tbo\twb_m\tone\t\n");
+    run.waitFor("KEY_MIRROR = 3 Both  (was 0 Off)");
+    run.waitFor("KEY_WB_MODE = 7 One push");
+    run.waitFor("camera> ");
+    run.type("set fix_shutter='1/2\t");
+    run.waitFor("fix_shutter='1/25 s'");
+    run.waitFor("fix_shutter='1/250 s'");
+    run.type("50\t\n");
+    run.waitFor("KEY_FIX_SHUTTER = 14 1/250 s");
+    run.waitFor("camera> ");
+    run.type("\x04");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
 }
 
 TEST_F(SensorcamTest, OnlySchemesWithAWindowAreOfferedForOne)

@@ -34,11 +34,11 @@ TEST_F(CameraSaving, AnUnsoundWindowIsRefusedWithItsCode)
 {
     bringUp();
     c().setMode(false);
-    c().apply({{KEY_SCHEME_START_HOUR, 25}});
+    c().apply({{KEY_SCHEME_START_HOUR, 24}, {KEY_SCHEME_START_MIN, 1}});
     const camera::SaveResult result = c().save();
     EXPECT_EQ(result.kind, camera::SaveResult::Kind::windowRefused);
     EXPECT_EQ(result.code, WINDOW_STARTS_TOO_LATE);
-    EXPECT_EQ(result.window.startHour, 25u);
+    EXPECT_EQ(result.window.startHour, 24u);
 }
 
 TEST_F(CameraSaving, TheDefaultSchemeHasNoFile)

@@ -93,7 +93,8 @@ TEST_F(CameraSchemes, OneValueThatIsNotAllowedKeepsAllFromBeingStored)
     EXPECT_EQ(result.keys[1].status, services::kOutOfRange);
     EXPECT_EQ(inFile(2, KEY_BRIGHTNESS), 50);
     EXPECT_EQ(c().schemeValue(2, KEY_BRIGHTNESS), 50);
-    EXPECT_EQ(c().setValues(2, {{KEY_SCHEME_END_HOUR, 25}}).check, WINDOW_ENDS_TOO_LATE);
+    EXPECT_EQ(c().setValues(2, {{KEY_SCHEME_END_MIN, 1}}).check, WINDOW_ENDS_TOO_LATE) << "24:01";
+    EXPECT_EQ(c().setValues(2, {{KEY_SCHEME_END_HOUR, 25}}).stored, Stored::valueRefused);
     EXPECT_EQ(c().setValues(2, {{999, 25}}).stored, Stored::valueRefused);
     EXPECT_EQ(c().setValues(4, {{KEY_BRIGHTNESS, 71}}).stored, Stored::noScheme);
 }
