@@ -81,7 +81,7 @@ LINES = [
     ("save", "no-file"),
     ("reload", ""),
     ("scheme 0", ""),
-    ("set scheme_start_hour=25", ""),
+    ("set scheme_start_hour=22 scheme_end_hour=6", ""),
     ("schemes", ""),
     ("save", "window-refused"),
     ("reload", ""),
