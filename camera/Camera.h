@@ -97,8 +97,8 @@ public:
     // ---- values of the scheme in force ---------------------------------------------------------------------
 
     // Applies in order, up to the first that is refused: what came before it stays applied. A schedule key is refused
-    // here when no window can have such a part. remember: in the scheme in
-    // force, until it is saved. text: the same values as pair text, where the caller has it already.
+    // here when no window can have such a part. remember: in the scheme in force, until it is saved. text: the same
+    // values as pair text, where the caller has it already.
     ApplyResult apply(const std::vector<Value>& values, bool remember = true, const std::string& text = "");
     // What apply would answer, as far as the service's limits tell; nothing is sent or changed.
     ApplyResult wouldApply(const std::vector<Value>& values);

@@ -98,7 +98,9 @@ const std::vector<Command>& commands()
         {"default", "default KEY ...", "apply factory values and remember them",
          "As 'set' with the values that a factory reset would bring.\n", runDefault, completeKeys},
         {"text", "text '(KEY,VALUE)...'", "apply pair text, as 'all' prints it",
-         "The text goes to the library as it is. Keys are numbers.\n", runText, nullptr},
+         "Keys and values are numbers. The text goes to the library as it is, unless it holds a part of a window that\n"
+         "'set' would refuse.\n",
+         runText, nullptr},
         {"all", "all", "the current scheme as pair text", "", runAll, nullptr},
         {"save", "save", "write the current scheme to its file",
          "Refused, with nothing written, when the scheme's time window is unsound:\n"

@@ -6,7 +6,7 @@
 #include "app/json/Error.h"
 #include "camera/KeyLimits.h"
 
-// Keys and their limits in words: for answers and explanations. Thread-safe.
+// Keys, their values and limits in words: for answers and explanations, and as people type them. Thread-safe.
 namespace app {
 
 // "KEY_BRIGHTNESS", or "key 999" for a number without a name.
