@@ -61,7 +61,7 @@ Answer runKeys(Session& session, const Words& arguments)
                       arguments.empty() ? allowedShort(session.camera().service(), row.key)
                                         : allowedText(session.camera().service(), row.key)});
         foreign = foreign || (value && !inScheme);
-        rows.push_back({row.key, value, inScheme, camera::parameterOfKey(session.camera().service(), row.key)});
+        rows.push_back({row.key, value, inScheme, camera::limitsOfKey(session.camera().service(), row.key)});
     }
     if (rows.empty())
     {
@@ -154,7 +154,7 @@ Answer runRestore(Session& session, const Words& arguments)
         const services::ImageService& service = session.camera().service();
         return Answer::failure({codeOf(result.status),
                                 keyTitle(*key) + " refused: " + reasonText(service, *key, result.value, result.status),
-                                *key, result.value, camera::parameterOfKey(service, *key)});
+                                *key, result.value, camera::limitsOfKey(service, *key)});
     }
     Answer answer;
     answer.text = keyTitle(*key) + " = " + valueText(session.camera().service(), *key, result.value) + " sent again\n";
