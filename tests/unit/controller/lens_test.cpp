@@ -69,9 +69,10 @@ TEST_F(Lens, ZoomStepsAreSingleCommands)
 {
     EXPECT_TRUE(c().zoomIn());
     EXPECT_TRUE(c().zoomOut());
-    EXPECT_EQ((std::vector<Sent>{{1569, 0, 1}, {1570, 0, 1}}), service_.all());
-    service_.answerStatus(1569, 0, -1);
-    service_.answerStatus(1570, 0, -1);
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_ZOOM_IN, IA_CMD_OPT_SET, 1}, {IA_CMD_ZOOM_OUT, IA_CMD_OPT_SET, 1}}),
+              service_.all());
+    service_.answerStatus(IA_CMD_ZOOM_IN, IA_CMD_OPT_SET, -1);
+    service_.answerStatus(IA_CMD_ZOOM_OUT, IA_CMD_OPT_SET, -1);
     EXPECT_FALSE(c().zoomIn());
     EXPECT_FALSE(c().zoomOut());
 }
@@ -150,12 +151,12 @@ INSTANTIATE_TEST_SUITE_P(Getters, LensGetter,
 
 TEST_F(Lens, FocusStatisticIsUnsigned)
 {
-    service_.answerValue(1648, 1, 0xFFFFFFF0U);
+    service_.answerValue(IA_CMD_AF_STATISTIC, IA_CMD_OPT_GET, 0xFFFFFFF0U);
     unsigned statistic = 0;
     EXPECT_TRUE(c().getAFStatistic(statistic));
     EXPECT_EQ(0xFFFFFFF0U, statistic);
     EXPECT_EQ(1, service_.calls().at(0).opt);
-    service_.answerStatus(1648, 1, -1);
+    service_.answerStatus(IA_CMD_AF_STATISTIC, IA_CMD_OPT_GET, -1);
     EXPECT_FALSE(c().getAFStatistic(statistic));
 }
 
@@ -169,7 +170,7 @@ class ZoomRatio : public Lens
 protected:
     int ratioAt(int position)
     {
-        service_.answerValue(1568, 1, static_cast<u32>(position));
+        service_.answerValue(IA_CMD_MZ_POSITION, IA_CMD_OPT_GET, static_cast<u32>(position));
         int read = -1;
         int ratio = -77;
         EXPECT_TRUE(c().getZoomValue(read, ratio));
@@ -232,7 +233,7 @@ TEST_F(ZoomRatio, NegativePositionsAreHugeOnes)
 
 TEST_F(ZoomRatio, FailureLeavesTheRatioAlone)
 {
-    service_.answerStatus(1568, 1, -1);
+    service_.answerStatus(IA_CMD_MZ_POSITION, IA_CMD_OPT_GET, -1);
     int position = 3;
     int ratio = -77;
     EXPECT_FALSE(c().getZoomValue(position, ratio));
@@ -254,7 +255,7 @@ TEST_F(Lens, CameraVersionIsTheServicesText)
 
 TEST_F(Lens, CameraVersionBufferIsZeroFilledAndFiftyBytes)
 {
-    service_.answer(2496, 1, [](u32, int, void* data) {
+    service_.answer(IA_CMD_CAMERA_VERSION, IA_CMD_OPT_GET, [](u32, int, void* data) {
         char* text = static_cast<char*>(data);
         for (int i = 0; i < 50; ++i)
         {
@@ -270,7 +271,7 @@ TEST_F(Lens, CameraVersionBufferIsZeroFilledAndFiftyBytes)
 
 TEST_F(Lens, CameraVersionWithoutTerminatorIsCut)
 {
-    service_.answer(2496, 1, [](u32, int, void* data) {
+    service_.answer(IA_CMD_CAMERA_VERSION, IA_CMD_OPT_GET, [](u32, int, void* data) {
         std::memset(data, 'v', 50);
         return 0;
     });
@@ -289,7 +290,7 @@ TEST_F(Lens, EmptyCameraVersionReplacesTheText)
 
 TEST_F(Lens, FailedCameraVersionLeavesTheText)
 {
-    service_.answer(2496, 1, [](u32, int, void* data) {
+    service_.answer(IA_CMD_CAMERA_VERSION, IA_CMD_OPT_GET, [](u32, int, void* data) {
         std::strcpy(static_cast<char*>(data), "half");
         return -1;
     });
