@@ -20,6 +20,11 @@ enum controller_flag_e : unsigned char
 
 static_assert(kBusyMask == 0x38 && kBulkMask == 0x39, "hosts that log the flag byte rely on these bits");
 
+inline bool isBusy(const std::atomic<unsigned char>& flags)
+{
+    return (flags & kBusyMask) != 0;
+}
+
 // Holds one bit up for a scope, or until it is lowered.
 class RaisedFlag
 {

@@ -13,11 +13,7 @@
 class GThread;
 class ModuleConfigure;
 class VideoStreamModule;
-struct SchemeWindow;
 struct ControllerProbe;  ///< the test suite's view of the members
-namespace diag {
-struct Place;
-}
 
 /// Owner of the camera's image-sensor and lens parameters. The host creates one.
 ///
@@ -218,38 +214,7 @@ public:
 private:
     friend struct ControllerProbe;
 
-    // ---- parts of the operations above, not exported ------------------------------------------------------
-
-    /// Null for an index without a scheme, and while there are no schemes.
-    SENSORDLL_LOCAL KeyVal* recordsOf(u32 scheme) const;
-    SENSORDLL_LOCAL KeyVal* findRecord(u32 scheme, u32 key) const;
-    /// All 0 for a scheme without such records.
-    SENSORDLL_LOCAL SchemeWindow windowOf(u32 scheme) const;
-
-    SENSORDLL_LOCAL bool isAlreadyHeld(const KeyVal& record);
-    /// False if the handler failed. It may change record.value.
-    SENSORDLL_LOCAL bool applyRecord(const diag::Place& place, u32 index, KeyVal& record);
-    SENSORDLL_LOCAL void rememberRecord(const diag::Place& place, u32 index, const KeyVal& record);
-
-    SENSORDLL_LOCAL void makeSchemes(const diag::Place& place);
-    SENSORDLL_LOCAL void dropOutdatedSchemeFiles(const diag::Place& place);
-    SENSORDLL_LOCAL void detectLpr();
-    SENSORDLL_LOCAL void loadSchemeFiles();
-    SENSORDLL_LOCAL void writeFactoryScheme(int scheme, char* file);
-    SENSORDLL_LOCAL void settleWdrVisibility();
-
-    SENSORDLL_LOCAL bool isBusy() const;
-    SENSORDLL_LOCAL void waitWhileBusy() const;
-    SENSORDLL_LOCAL void turnOrdinary(const diag::Place& place, int scheme);
-    SENSORDLL_LOCAL void turnScheduledLpr(const diag::Place& place, int scheme);
-    SENSORDLL_LOCAL void turnDayNightLpr();
-
-    SENSORDLL_LOCAL bool setValue(u32 cmd, int value);
-    SENSORDLL_LOCAL bool getValue(u32 cmd, int& value);
-    /// Sends the mode that accepts steps, then the step.
-    SENSORDLL_LOCAL bool step(u32 modeCmd, int mode, u32 stepCmd);
-    /// The current scheme's value, 0 if it lacks the key.
-    SENSORDLL_LOCAL u32 partnerValue(u32 key);
+    struct SENSORDLL_LOCAL Parts;  ///< of the operations above, for those that need the members
 
     KSMutex m_objMutex;
 
