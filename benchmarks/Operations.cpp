@@ -64,7 +64,7 @@ std::unique_ptr<BenchCamera> fullCamera()
 
 using SetOne = std::function<void(ISensorController& controller, u32 value)>;
 
-// A value that is another one at each call.
+// A different value at each call.
 Scenario changedValue(u32 key, SetOne set)
 {
     Scenario scenario{};

@@ -55,7 +55,7 @@ bool isNamePart(char c)
     return isNameStart(static_cast<Octet>(c)) || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == ':';
 }
 
-// digits are of the base, or there are none.
+// digits holds digits of the base and nothing else; without any the result is false.
 bool isCharacterNumber(std::string_view digits, int base)
 {
     std::uint32_t number = 0;
@@ -93,8 +93,8 @@ std::size_t leadingUtf8(std::string_view text)
     return i;
 }
 
-// The parser's way through a text without its tree: each function reads what the parser's counterpart reads and
-// leaves off where that one stops with an error. Oddities are the parser's.
+// Walks a text as the parser does, without building a tree: each function reads what its counterpart in the parser
+// reads, and returns false where that one stops with an error. The oddities are the parser's.
 class ShapeScan
 {
 public:
@@ -111,7 +111,7 @@ public:
     }
 
 private:
-    // Only the first one counts.
+    // Keeps the first fault only.
     void note(const char* reason, std::size_t position)
     {
         if (m_stShape.fault.reason == nullptr)
@@ -122,7 +122,7 @@ private:
 
     bool atEnd() const { return m_nPos >= m_text.size(); }
 
-    // 0 behind the end, as in a terminated text.
+    // NUL beyond the end, as in a terminated text.
     char at(std::size_t pos) const { return pos < m_text.size() ? m_text[pos] : '\0'; }
 
     bool isAt(std::string_view expected) const
@@ -200,7 +200,7 @@ private:
         return skipPast(">", 1);
     }
 
-    // An end that is missing is no error to the parser.
+    // To the parser a missing end is not an error.
     bool skipPast(std::string_view end, std::size_t headLength)
     {
         const std::size_t found = m_text.find(end, m_nPos + headLength);

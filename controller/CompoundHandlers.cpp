@@ -6,9 +6,9 @@
 
 using diag::Kind;
 
-// Handlers of parameters that need more than one command. A failure that is only reported does not stop a
-// handler; its result is that of the call it names last. For the keys handled here key and command number are
-// the same, so the command also finds the partner's value in the cache.
+// Handlers of parameters that need more than one command. A failed step that is only reported does not stop its
+// handler. For the keys handled here key and command number are the same, so the command also finds the partner's
+// value in the cache.
 
 namespace {
 

@@ -82,7 +82,7 @@ void ISensorController::Parts::turnScheduledLpr(ISensorController& self, const d
     }
     else
     {
-        // The day/night pair was sent with KEY_DN_MODE forced, so a difference to it says nothing: send all.
+        // The day/night pair was sent with KEY_DN_MODE forced, so a comparison with it would mislead: send everything.
         diag::reportUnless(self.switch_to(scheme, true) == SNS_SUCCESS, place,
                            "SNS_SUCCESS == switch_to(nScheme, true)", "nScheme(%d)\n", scheme);
     }

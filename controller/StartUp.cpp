@@ -59,7 +59,7 @@ bool isPlateCameraByFiles()
     return isPlateCamera(static_cast<u32>(deviceType.getDeviceTypeId()), g_stSysConf.moduleConfig.szDetail);
 }
 
-// Wide dynamic range needs two exposures a frame: at 50 and 60 frames per second there is no time for them.
+// Wide dynamic range needs two exposures per frame: at 50 and 60 frames per second there is no time for them.
 void settleWdrVisibility(const VideoStreamModule* video)
 {
     setshowWDRFalg(true);
@@ -121,7 +121,7 @@ void ISensorController::Parts::makeSchemes(ISensorController& self, const diag::
     diag::tracePlain(Kind::debug, "m_nKeyValNum(%d)\n", static_cast<int>(self.m_nKeyValSum));
 
     // Every scheme starts with the factory values, so that a scheme file that turns out short leaves sensible
-    // values behind its end.
+    // values past its end.
     const std::size_t arrays = static_cast<std::size_t>(g_stSysConf.nSchemeSum) + 1;
     KeyVal* const block = allocateSchemeBlock(arrays * self.m_nKeyValSum);
     self.m_ppUserKeyVal = new KeyVal*[arrays];

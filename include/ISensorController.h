@@ -25,11 +25,11 @@ struct ControllerProbe;  ///< the test suite's view of the members
 ///   Unlocked          takes no lock and works on the schemes in memory: safe beside the sensor thread and other
 ///                     calls, but not while resetParameters, init or uinit run
 /// Thread-safe operations that use the parameters are serialised by the one mutex. The sensor thread never takes
-/// it: it keeps clear of switches, reloads and resets by the busy bits of m_nFlags. The mutex is not recursive: while
-/// the image-adjust service or the video module is in a call, it may use of the controller only what takes no lock
-/// (everything under "image-adjust service and video module" and "lens and direct controls", getDNMode,
-/// parseSensorParameter and SensorCheck), on whatever thread it likes. Any other operation would lock the mutex a
-/// second time, or on another thread wait for the very call that waits for it.
+/// it: it keeps clear of switches, reloads and resets by the busy bits of m_nFlags. The mutex is not recursive: inside
+/// a call, the image-adjust service and the video module may use only those operations of the controller that take no
+/// lock (everything under "image-adjust service and video module" and "lens and direct controls", getDNMode,
+/// parseSensorParameter and SensorCheck), on any thread. Any other operation would lock the mutex a second time or, on
+/// another thread, wait for the very call that is waiting for it.
 class SENSORDLL_API ISensorController
 {
 public:
@@ -45,7 +45,7 @@ public:
     /// Reads configuration, style documents and scheme files, applies the first scheme and starts the thread;
     /// takes a little over a second. contract: always true; what failed is reported.
     bool init(const ModuleConfigure& p_objModuleConfigure);
-    /// Valid only after init. contract: g_stSysConf keeps its fields, though the texts that they name are gone.
+    /// Valid only after init. contract: g_stSysConf keeps its fields, though the texts they point to have been freed.
     void uinit();
 
     // ---- key-command map: unlocked -----------------------------------------------------------------------
@@ -88,7 +88,7 @@ public:
 
     // ---- sensor thread: unlocked -------------------------------------------------------------------------
 
-    /// One turn: a second's pause, then the switch that clock or day/night state ask for. Returns 0.
+    /// One turn: a second's pause, then the switch that the clock or the day/night state asks for. Returns 0.
     int sensorThread();
     /// The scheme that the clock selects; p_nSchedule 1 when one of the windows holds, else 0.
     /// contract: a window over midnight never holds. Always SNS_SUCCESS.
@@ -214,7 +214,8 @@ public:
 private:
     friend struct ControllerProbe;
 
-    struct SENSORDLL_LOCAL Parts;  ///< of the operations above, for those that need the members
+    /// Helpers of the operations above that need the members: controller/ControllerParts.h.
+    struct SENSORDLL_LOCAL Parts;
 
     KSMutex m_objMutex;
 
