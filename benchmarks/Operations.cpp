@@ -65,7 +65,7 @@ std::unique_ptr<BenchCamera> fullCamera()
 
 using SetOne = std::function<void(ISensorController& controller, u32 value)>;
 
-// A value that is another one at each call.
+// A different value at each call.
 Scenario changedValue(u32 key, SetOne set)
 {
     Scenario scenario{};
@@ -462,9 +462,7 @@ Scenario saving()
     return scenario;
 }
 
-constexpr double kListed = 1.15;
-constexpr double kRead = 1.2;
-constexpr double kDocument = 1.25;
+constexpr double kTarget = 1.25;  // of the floor; below it simple code is worth more than speed
 constexpr double kStartSeconds = 0.020;
 
 std::vector<Operation> makeOperations()
@@ -472,25 +470,25 @@ std::vector<Operation> makeOperations()
     constexpr Measure cpu = Measure::processorTime;
     constexpr Measure real = Measure::realTime;
     std::vector<Operation> all = {
-        {"text", "one changed value, by text", cpu, kListed, 0, 0,
+        {"text", "one changed value, by text", cpu, kTarget, 0, 0,
          [] { return changedValue(kFirstRow, byText(kFirstRow)); }},
-        {"number", "one changed value, by setParameter", cpu, kListed, 0, 0,
+        {"number", "one changed value, by setParameter", cpu, kTarget, 0, 0,
          [] { return changedValue(kFirstRow, byNumber(kFirstRow)); }},
-        {"last", "the same, last row of the map", cpu, kListed, 0, 0,
+        {"last", "the same, last row of the map", cpu, kTarget, 0, 0,
          [] { return changedValue(kLastRow, byNumber(kLastRow)); }},
-        {"unchanged", "one unchanged value, by text", cpu, kListed, 0, 0,
+        {"unchanged", "one unchanged value, by text", cpu, kTarget, 0, 0,
          [] { return unchangedValue(byText(kFirstRow)); }},
-        {"unchanged-last", "the same, last row of the map", cpu, kListed, 0, 0,
+        {"unchanged-last", "the same, last row of the map", cpu, kTarget, 0, 0,
          [] { return unchangedValue(byText(kLastRow)); }},
-        {"full", "full switch, 87 keys", cpu, kListed, 0, 0, [] { return switchOfAll(fullCamera(), true); }},
-        {"difference", "difference switch, 87 keys differ", cpu, kListed, 0, 0,
+        {"full", "full switch, 87 keys", cpu, kTarget, 0, 0, [] { return switchOfAll(fullCamera(), true); }},
+        {"difference", "difference switch, 87 keys differ", cpu, kTarget, 0, 0,
          [] { return switchOfAll(fullCamera(), false); }},
-        {"same", "difference switch, 87 keys, none differs", cpu, kListed, 0, 0, [] { return switchOfNone(); }},
-        {"all", "getAllParameters, 87 keys", cpu, kRead, 0, 0, [] { return readAll(); }},
-        {"twenty", "getParameters, 20 keys", cpu, kRead, 0, 0, [] { return readTwenty(); }},
-        {"style", "getUIStyleFile, largest shipped style", cpu, kDocument, 0, 0, [] { return styleForUi(); }},
-        {"start", "init, processor time", cpu, kDocument, 0, 0, [] { return startUp(); }},
-        {"start_real", "init, real time", real, kDocument, kStartSeconds, 0, [] { return startUp(); }},
+        {"same", "difference switch, 87 keys, none differs", cpu, kTarget, 0, 0, [] { return switchOfNone(); }},
+        {"all", "getAllParameters, 87 keys", cpu, kTarget, 0, 0, [] { return readAll(); }},
+        {"twenty", "getParameters, 20 keys", cpu, kTarget, 0, 0, [] { return readTwenty(); }},
+        {"style", "getUIStyleFile, largest shipped style", cpu, kTarget, 0, 0, [] { return styleForUi(); }},
+        {"start", "init, processor time", cpu, kTarget, 0, 0, [] { return startUp(); }},
+        {"start_real", "init, real time", real, kTarget, kStartSeconds, 0, [] { return startUp(); }},
         {"flush", "flush, processor time", cpu, 0, 0, 0, [] { return saving(); }},
         {"flush_real", "flush, real time", real, 0, 0, 0, [] { return saving(); }},
     };

@@ -42,7 +42,7 @@ void clearRest(SysConfig& sysConf)
     sysConf.szUIStyle = nullptr;
 }
 
-// The report goes under place.
+// The report carries place.
 u32 schemesOf(const char* detail, const diag::Place& place)
 {
     u32 schemes = kSchemesDefault;
@@ -70,7 +70,7 @@ int loadText(const std::string& fileName, char*& text)
     {
         return -1;
     }
-    // contract: the length is asked a second time. The file may have grown since.
+    // contract: the length is asked for a second time. The file may have grown since.
     const INT64 length = config::textLength(getFileLen(fileName.c_str()));
     return config::readText(fileName.c_str(), text, std::min(room, length));
 }

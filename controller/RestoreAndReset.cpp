@@ -1,7 +1,6 @@
 #include <cstdio>
 #include <vector>
 
-#include "ISensorController.h"
 #include "MachineInfo.h"
 #include "ModuleConfigure.h"
 #include "ModuleConfigureParser.h"
@@ -10,6 +9,7 @@
 #include "SystemInfoParser.h"
 #include "base/SharedWord.h"
 #include "controller/ControllerFlags.h"
+#include "controller/ControllerParts.h"
 #include "controller/ControllerUnit.h"
 #include "sy_system.h"
 
@@ -52,7 +52,7 @@ int ISensorController::restore(int p_nKey)
 {
     const ControllerLock lock(m_objMutex, __LINE__);
     diag::tracePlain(Kind::debug, "p_nKey(%d)\n", p_nKey);
-    if (const KeyVal* const stored = findRecord(m_nCurScheme, p_nKey))
+    if (const KeyVal* const stored = Parts::findRecord(*this, m_nCurScheme, p_nKey))
     {
         KeyVal record = {stored->key, base::sharedLoad(stored->value)};  // a handler may change it
         return setParameters(&record, 1, false);

@@ -125,7 +125,7 @@ void reportExpression(const Place& place, const char* expression)
     logger.writeLog(row.prefix, formatted(kFailed, expression).c_str());
 }
 
-// The report's second half: the extra message, which is empty where there is none and still a record.
+// The report's second half: the extra message. Without one an empty record is written.
 void reportDetail(const std::string& detail)
 {
     if (!enabled(Kind::assertion))

@@ -19,8 +19,8 @@ public:
     /// host::clock's. An empty text makes a record too; a record longer than maxSize is cut to it.
     /// A missing directory is made (one level). The record's bytes; -1 when it could not be written, and then
     /// nothing of it is in the file. While somebody keeps the log locked a record waits 100 ms of real time and is then
-    /// lost; the next ones of this process are lost without a wait, until one finds the lock free. It writes a record
-    /// before itself that counts them: "lost records: 3, the log was locked".
+    /// lost; the next ones of this process are lost without a wait, until one finds the lock free. That one first
+    /// writes a record that counts them: "lost records: 3, the log was locked".
     int writeLog(const char* prefix, const char* text);
 
 private:

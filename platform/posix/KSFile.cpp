@@ -14,7 +14,7 @@
 namespace {
 
 constexpr std::size_t kReadAhead = 512;
-constexpr std::size_t kLineMax = 64 * 1024;                    // nobody's line, but some damaged file's
+constexpr std::size_t kLineMax = 64 * 1024;                    // only a damaged file has a longer one
 constexpr std::size_t kReadMax = 1u << 30;                     // the kernel gives no more than just below 2 GiB at once
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;  // a named pipe must not hold up a camera
 
@@ -42,7 +42,7 @@ int openInPlace(const char* path, int flags)
     return handle;
 }
 
-// A rename asks for the right to write the directory, not for the right to write the file that goes.
+// A rename needs the right to write to the directory, not to the file that it replaces.
 bool mayWrite(const std::string& path)
 {
     return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
@@ -116,7 +116,7 @@ int KSFile::read(char* buffer, unsigned int count)
     std::size_t done = std::min<std::size_t>(count, buffer_.size() - bufferPosition_);
     std::memcpy(buffer, buffer_.data() + bufferPosition_, done);
     bufferPosition_ += done;
-    // A short read is the end: what a second one gave might be of other contents.
+    // A short read is the end: a second one might return bytes of newer contents.
     for (bool isAtEnd = false; done < count && !isAtEnd;)
     {
         const std::size_t wanted = std::min(count - done, kReadMax);

@@ -33,8 +33,8 @@ constexpr int kMoved = -3;
 // What this process knows of the lock on a log, for all its loggers and threads.
 struct LogLock
 {
-    std::atomic<bool> isKept{false};       // a record was lost to it, and nobody saw it free since
-    std::atomic<unsigned> lostRecords{0};  // that the log does not tell of yet
+    std::atomic<bool> isKept{false};       // a record was lost, and nobody has found the lock free since
+    std::atomic<unsigned> lostRecords{0};  // not yet reported in the log
 };
 
 LogLock& lockOf(const std::string& path)
@@ -81,14 +81,14 @@ private:
     const int handle_;
 };
 
-// Drops what a full disk let in of a record. False when not everything could be written.
+// Writes the whole record; on a disk without room for it, none of it. False when not everything could be written.
 bool appendWhole(int handle, off_t oldSize, const std::string& record)
 {
     const ssize_t put = host::uninterrupted([&] { return write(handle, record.data(), record.size()); });
     const bool isWhole = put == static_cast<ssize_t>(record.size());
     if (put > 0 && !isWhole && ftruncate(handle, oldSize) != 0)
     {
-        // The part stays. It has no line end: the next record begins behind it.
+        // The part stays. It has no line end: the next record begins right after it.
     }
     return isWhole;
 }
@@ -127,7 +127,7 @@ catch (...)
 
 struct KSLogger::Turn
 {
-    // How long it may still wait, from the first question on.
+    // How long the record may still wait; its time begins with the first call.
     std::chrono::nanoseconds left()
     {
         const auto now = std::chrono::steady_clock::now();
@@ -186,7 +186,7 @@ bool KSLogger::tellOfLost(const char* prefix, Turn& turn) const
     return written != kLocked;
 }
 
-// The record's bytes, kFailed, or kLocked when others kept the log from it to the end of its turn.
+// The record's bytes, kFailed, or kLocked when the log stayed locked for as long as a record waits.
 int KSLogger::append(const std::string& record, Turn& turn) const
 {
     for (auto pause = kFirstPause;; pause = std::min(2 * pause, kLongestPause))

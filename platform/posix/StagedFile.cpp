@@ -13,7 +13,7 @@
 namespace host {
 namespace {
 
-constexpr int kNames = 10;     // more writers of one file at the same time than there can be
+constexpr int kNames = 10;     // more than ever write one file at the same time
 constexpr int kAttempts = 10;  // a writer and a clean-up can cross each other, not again and again
 constexpr int kLinksMax = 40;  // as many as the kernel follows
 
@@ -34,7 +34,7 @@ std::string folderOf(const std::string& path)
     return path.substr(0, path.rfind('/') + 1);
 }
 
-// True when the name is free now. A writer that lives holds the lock.
+// True when the name is free now. A living writer holds the lock.
 bool removeLeftover(const std::string& staged)
 {
     const int handle =
@@ -49,7 +49,7 @@ bool removeLeftover(const std::string& staged)
     return isFree;
 }
 
-// -1 when the name is taken, with errno EEXIST, or nothing can be created.
+// -1 when the name is taken, with errno EEXIST, or when nothing can be created.
 int createUnder(const std::string& staged, int access)
 {
     for (int attempt = 0; attempt < kAttempts; ++attempt)
@@ -157,7 +157,7 @@ bool commitStaged(int handle, const std::string& staged, const std::string& targ
         }
         return false;
     }
-    // EINVAL: a file system that has nothing to bring to a disk.
+    // EINVAL: a file system without a disk to sync to.
     const bool isOnDisk = uninterrupted([=] { return fsync(folder); }) == 0 || errno == EINVAL;
     close(folder);
     return isOnDisk;

@@ -166,7 +166,7 @@ TEST_F(BashCompletion, OffersTheOptionsAndSubcommandsOfTheProgram)
         }
     }
     EXPECT_EQ(candidates({""}), words);
-    EXPECT_EQ(candidates({"--model", ""}), app::modelNames());
+    EXPECT_EQ(candidates({"--model", ""}), app::Words(std::begin(app::kModelNames), std::end(app::kModelNames)));
     EXPECT_EQ(candidates({"--model", "=", "d"}), app::Words{"dome"});
     EXPECT_EQ(candidates({"--model", "dome", "sh"}), app::Words{"shell"});
 }

@@ -4,7 +4,6 @@
 
 using support::outputOf;
 using support::Sent;
-using support::setDebug;
 
 namespace {
 
@@ -243,99 +242,15 @@ TEST_F(ZoomRatio, FailureLeavesTheRatioAlone)
 
 // ---- the rest --------------------------------------------------------------------------------------------------
 
-TEST_F(Lens, CameraVersionIsTheServicesText)
-{
-    service_.setCameraVersion("sensor 1.2.3");
-    std::string version = "old";
-    EXPECT_TRUE(c().getCameraVerInf(version));
-    EXPECT_EQ("sensor 1.2.3", version);
-    EXPECT_EQ(2496U, service_.calls().at(0).cmd);
-    EXPECT_EQ(1, service_.calls().at(0).opt);
-}
-
-TEST_F(Lens, CameraVersionBufferIsZeroFilledAndFiftyBytes)
-{
-    service_.answer(IA_CMD_CAMERA_VERSION, IA_CMD_OPT_GET, [](u32, int, void* data) {
-        char* text = static_cast<char*>(data);
-        for (int i = 0; i < 50; ++i)
-        {
-            EXPECT_EQ('\0', text[i]) << i;
-        }
-        std::memset(text, 'v', 49);
-        return 0;
-    });
-    std::string version;
-    EXPECT_TRUE(c().getCameraVerInf(version));
-    EXPECT_EQ(std::string(49, 'v'), version);
-}
-
-TEST_F(Lens, CameraVersionWithoutTerminatorIsCut)
-{
-    service_.answer(IA_CMD_CAMERA_VERSION, IA_CMD_OPT_GET, [](u32, int, void* data) {
-        std::memset(data, 'v', 50);
-        return 0;
-    });
-    std::string version;
-    EXPECT_TRUE(c().getCameraVerInf(version));
-    EXPECT_EQ(49U, version.size());
-}
-
-TEST_F(Lens, EmptyCameraVersionReplacesTheText)
-{
-    service_.setCameraVersion("");
-    std::string version = "old";
-    EXPECT_TRUE(c().getCameraVerInf(version));
-    EXPECT_EQ("", version);
-}
-
-TEST_F(Lens, FailedCameraVersionLeavesTheText)
-{
-    service_.answer(IA_CMD_CAMERA_VERSION, IA_CMD_OPT_GET, [](u32, int, void* data) {
-        std::strcpy(static_cast<char*>(data), "half");
-        return -1;
-    });
-    std::string version = "old";
-    EXPECT_FALSE(c().getCameraVerInf(version));
-    EXPECT_EQ("old", version);
-}
-
-TEST_F(Lens, SensorTypeIsTheHostsModuleId)
-{
-    bringUp();
-    EXPECT_EQ(7, c().getSensorType());
-    EXPECT_TRUE(service_.calls().empty());
-}
-
-TEST_F(Lens, SensorStatusIsTrueOnceInitHasFinishedAndEverAfter)
-{
-    EXPECT_FALSE(c().getSensorStatus());
-    bringUp();
-    EXPECT_TRUE(c().getSensorStatus());
-    c().uinit();
-    initialised_ = false;
-    EXPECT_TRUE(c().getSensorStatus());
-}
-
-TEST_F(Lens, DebugMessageDoesNothing)
-{
-    setDebug(9);
-    EXPECT_EQ("", outputOf([&] { c().printDebugMsg(); }));
-    EXPECT_TRUE(service_.calls().empty());
-}
-
 TEST_F(Lens, TakesNoLock)
 {
     ControllerProbe::mutex(c()).Lock("test", __LINE__);
     int value = 0;
     unsigned statistic = 0;
-    std::string text;
     EXPECT_TRUE(c().focusFar() && c().focusNear() && c().irisUp() && c().irisDown() && c().zoomIn() && c().zoomOut());
     EXPECT_TRUE(c().setZoomValue(1) && c().getZoomValue(value, value) && c().setPTZRunState(1));
     EXPECT_TRUE(c().setFocusValue(1) && c().getFocusValue(value) && c().setFocusMode(1) && c().getFocusMode(value));
-    EXPECT_TRUE(c().getAFStatistic(statistic) && c().getWDR(value) && c().getCameraVerInf(text));
-    c().getSensorType();
-    c().getSensorStatus();
-    c().printDebugMsg();
+    EXPECT_TRUE(c().getAFStatistic(statistic) && c().getWDR(value));
     ControllerProbe::mutex(c()).Unlock("test", __LINE__);
 }
 
