@@ -50,12 +50,12 @@ bool removeLeftover(const std::string& staged)
 }
 
 // -1 when the name is taken, with errno EEXIST, or when nothing can be created.
-int createUnder(const std::string& staged, int access)
+int createUnder(const std::string& staged, int access, mode_t mode)
 {
     for (int attempt = 0; attempt < kAttempts; ++attempt)
     {
         const int handle =
-            uninterrupted([&] { return open(staged.c_str(), access | O_CREAT | O_EXCL | O_CLOEXEC, 0644); });
+            uninterrupted([&] { return open(staged.c_str(), access | O_CREAT | O_EXCL | O_CLOEXEC, mode); });
         if (handle >= 0)
         {
             const bool isMine = tryLock(handle);
@@ -89,12 +89,10 @@ int createUnder(const std::string& staged, int access)
     return -1;
 }
 
-// The target's, where there is one.
-void takeOwnerAndMode(int handle, const std::string& target)
+void takeOwnerAndMode(int handle, const struct stat& old)
 {
-    struct stat old = {};
     struct stat mine = {};
-    if (stat(target.c_str(), &old) != 0 || fstat(handle, &mine) != 0)
+    if (fstat(handle, &mine) != 0)
     {
         return;
     }
@@ -121,10 +119,14 @@ bool replace(int handle, const std::string& staged, const std::string& target)
 
 int createStaged(const std::string& target, int access, std::string& staged)
 {
+    // What replaces a file gets that one's mode once it is locked: until then nobody else may open it, or they could
+    // lock it first. Only the kernel knows the umask, which a new file's mode depends on.
+    struct stat old = {};
+    const bool isReplacement = stat(target.c_str(), &old) == 0;
     for (int name = 0; name < kNames; ++name)
     {
         staged = nameOfStaged(target, name);
-        const int handle = createUnder(staged, access);
+        const int handle = createUnder(staged, access, isReplacement ? 0600 : 0644);
         if (handle >= 0)
         {
             for (int other = 0; other < kNames; ++other)
@@ -134,7 +136,10 @@ int createStaged(const std::string& target, int access, std::string& staged)
                     removeLeftover(nameOfStaged(target, other));
                 }
             }
-            takeOwnerAndMode(handle, target);
+            if (isReplacement)
+            {
+                takeOwnerAndMode(handle, old);
+            }
             return handle;
         }
         if (errno != EEXIST)
