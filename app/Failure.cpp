@@ -1,9 +1,12 @@
 #include "app/Failure.h"
 
+#include <unistd.h>
+
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <nlohmann/json.hpp>
+
+#include "app/Output.h"
 
 namespace app {
 
@@ -44,19 +47,21 @@ std::string failureText(const camera::Failure& failure)
 
 void reportFailure(const std::string& text, bool json)
 {
-    if (!json)
+    Answers answers(STDOUT_FILENO);
+    if (json)
+    {
+        const nlohmann::ordered_json document = {{"ok", false}, {"error", text}};
+        answers.print(document.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+    }
+    if (!json || answers.broken())
     {
         notice(text);
-        return;
     }
-    const nlohmann::ordered_json document = {{"ok", false}, {"error", text}};
-    std::printf("%s\n", document.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
-    std::fflush(stdout);
 }
 
 void notice(const std::string& text)
 {
-    std::fprintf(stderr, "sensorcam: %s\n", text.c_str());
+    writeAll(STDERR_FILENO, printable("sensorcam: " + text + "\n"));
 }
 
 std::string systemError(const std::string& what)

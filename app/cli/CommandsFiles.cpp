@@ -36,6 +36,30 @@ void waitForFirstScheme(Session& session)
     }
 }
 
+// The last lines, 40 or as many as are asked for.
+Answer endOf(const char* command, const std::vector<std::string>& lines, const std::string& ifEmpty,
+             const Words& arguments)
+{
+    const std::optional<int> wanted = arguments.empty() ? kLogLines : parseInt(arguments[0]);
+    if (arguments.size() > 1 || !wanted || *wanted < 0)
+    {
+        return wrongUsage(command);
+    }
+    const std::size_t count = std::min(lines.size(), static_cast<std::size_t>(*wanted));
+    Answer answer;
+    answer.data["lines"] = Json::array();
+    for (auto line = lines.end() - static_cast<std::ptrdiff_t>(count); line != lines.end(); ++line)
+    {
+        answer.text += *line + "\n";
+        answer.data["lines"].push_back(*line);
+    }
+    if (lines.empty())
+    {
+        answer.text = ifEmpty;
+    }
+    return answer;
+}
+
 }  // namespace
 
 Answer runSave(Session& session, const Words& arguments)
@@ -166,25 +190,18 @@ Answer runTrace(Session&, const Words& arguments)
 
 Answer runLog(Session&, const Words& arguments)
 {
-    const std::optional<int> wanted = arguments.empty() ? kLogLines : parseInt(arguments[0]);
-    if (arguments.size() > 1 || !wanted || *wanted < 0)
-    {
-        return wrongUsage("log");
-    }
-    const std::vector<std::string> lines = camera::errorLog();
-    const std::size_t count = std::min(lines.size(), static_cast<std::size_t>(*wanted));
-    Answer answer;
-    answer.data["lines"] = Json::array();
-    for (auto line = lines.end() - static_cast<std::ptrdiff_t>(count); line != lines.end(); ++line)
-    {
-        answer.text += *line + "\n";
-        answer.data["lines"].push_back(*line);
-    }
-    if (lines.empty())
-    {
-        answer.text = "the error log is empty\n";
-    }
-    return answer;
+    return endOf("log", camera::errorLog(), "the error log is empty\n", arguments);
+}
+
+Answer runOutput(Session& session, const Words& arguments)
+{
+    session.showLibrary();
+    const auto kept = session.output().kept();
+    const std::deque<std::string> lines = kept.value_or(std::deque<std::string>());
+    return endOf("output", {lines.begin(), lines.end()},
+                 kept ? "the library has printed nothing\n"
+                      : "no lines are kept back here: they are shown as they come\n",
+                 arguments);
 }
 
 Answer runStyle(Session& session, const Words& arguments)

@@ -89,6 +89,7 @@ const std::vector<Example> kExamples = {
     {"log", ""},
     {"style", ""},
     {"language", ""},
+    {"output", ""},
     {"quit", ""},
 };
 
