@@ -232,11 +232,12 @@ Answer runQuit(Session& session, const Words& arguments)
     {
         return wrongUsage("quit");
     }
-    if (session.interactive() && !discards && !session.isRepeated())
+    if (session.interactive() && !discards)
     {
         const std::string unsaved = unsavedText(session.camera());
-        if (!unsaved.empty())
+        if (unsaved != session.toldLoss() && !unsaved.empty())
         {
+            session.toldLoss() = unsaved;
             return Answer::failure("these values are not saved:\n" + unsaved +
                                    "'save' keeps those of the scheme in force; 'quit' again gives them up");
         }

@@ -34,8 +34,10 @@ bool Session::run(const std::string& line)
     }
     const std::string name = toLower(words->front());
     const Command* command = findCommand(name);
-    repeated_ = name == last_;
-    last_ = name;
+    if (command == nullptr || command->run != runQuit)
+    {
+        toldLoss_.clear();
+    }
     if (command == nullptr)
     {
         printAnswer(name, Answer::failure("there is no command " + name + "; 'help' lists the commands"));

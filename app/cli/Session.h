@@ -41,8 +41,8 @@ public:
     bool ended();
     void quit() { quit_ = true; }
 
-    // While a command runs: whether it was given twice, with no other between.
-    bool isRepeated() const { return repeated_; }
+    // What quit has just said would be lost; empty when another command has run since.
+    std::string& toldLoss() { return toldLoss_; }
 
     // Waits that span of real time, showing what the library prints. False when the person interrupted or the
     // program is to end.
@@ -67,8 +67,7 @@ private:
     const bool json_;
     const bool interactive_;
     bool quit_ = false;
-    std::string last_;  // command
-    bool repeated_ = false;
+    std::string toldLoss_;
 };
 
 }  // namespace app

@@ -286,7 +286,10 @@ TEST_F(SensorcamTest, AtThePromptQuitAndCtrlDSayFirstWhatIsNotSaved)
         run.type(std::string(line) + "\n");
         run.waitFor("\ncamera> ");
     }
-    for (const char* leave : {"quit\n", "\x04"})
+    run.type("quit now\n");
+    run.waitFor("usage: quit [--discard]");
+    run.waitFor("camera> ");
+    for (const char* leave : {"quit\n", "exit\n", "\x04"})
     {
         run.type(leave);
         run.waitFor(kNotSaved);
