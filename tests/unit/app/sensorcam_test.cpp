@@ -478,25 +478,29 @@ private:
     int ends_[2];
 };
 
-TEST_F(SensorcamTest, InPlaceTooACameraThatWaitsForAReaderIsKilledAtTheLimit)
+// In place, with a standard error that nobody reads: the status after SIGTERM, sent when this has been answered.
+int statusAfterSigterm(const std::vector<std::string>& commands, const std::string& answered)
 {
-    ASSERT_EQ(execute({"status"}).status, 0);
+    EXPECT_EQ(execute({"status"}).status, 0);
     const StuckPipe pipe;
-    std::vector<std::string> words = {"/bin/bash",
-                                      "-c",
-                                      "exec \"$0\" \"$@\" 2>&" + pipe.number(),
-                                      support::kSensorcam,
-                                      "--in-place",
-                                      "--speed",
-                                      "20",
-                                      "exec",
-                                      "trace 7",
-                                      "reload",
-                                      "watch"};
+    std::vector<std::string> words = {
+        "/bin/bash", "-c",  "exec \"$0\" \"$@\" 2>&" + pipe.number(), support::kSensorcam, "--in-place", "--speed",
+        "20",        "exec"};
+    words.insert(words.end(), commands.begin(), commands.end());
     SensorcamRun run(SensorcamRun::Command{words});
-    run.waitFor("trace level 7");
+    run.waitFor(answered);
     run.sendSignal(SIGTERM);
-    EXPECT_EQ(run.waitForEnd(), 128 + SIGKILL);
+    return run.waitForEnd();
+}
+
+TEST_F(SensorcamTest, InPlaceACameraWhoseLibraryLinesNobodyReadsIsKilledAtTheLimit)
+{
+    EXPECT_EQ(statusAfterSigterm({"trace 7", "reload", "watch"}, "trace level 7"), 128 + SIGKILL);
+}
+
+TEST_F(SensorcamTest, InPlaceACameraWhoseLastWordsNobodyReadsIsKilledAtTheLimit)
+{
+    EXPECT_EQ(statusAfterSigterm({"watch", "status"}, "watching"), 128 + SIGKILL);
 }
 
 TEST_F(SensorcamTest, CtrlCAtThePromptDropsTheWholeLineWhereverTheCursorIs)
