@@ -55,7 +55,9 @@ void EndLimit::begin(int signal)
 void EndLimit::watch() const
 {
     pollfd waits[] = {{over_.number(), POLLIN, 0}, {begun_.number(), POLLIN, 0}, {pending_.number(), POLLIN, 0}};
-    poll(waits, 3, -1);
+    while (poll(waits, 3, -1) < 0)
+    {
+    }
     const auto limit = std::chrono::milliseconds(kEndLimit).count();
     if (poll(waits, 1, static_cast<int>(limit)) == 0)
     {
