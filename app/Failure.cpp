@@ -1,10 +1,12 @@
 #include "app/Failure.h"
 
+#include <unistd.h>
+
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include "SensorPaths.h"
+#include "app/Output.h"
 
 namespace app {
 
@@ -49,19 +51,21 @@ std::string failureText(const camera::Failure& failure)
 
 void reportFailure(const std::string& text, bool json, ErrorCode code)
 {
-    if (!json)
+    Answers answers(STDOUT_FILENO);
+    if (json)
+    {
+        const Json document = {{"ok", false}, {"error", toJson(Error{code, text})}};
+        answers.print(jsonLine(document));
+    }
+    if (!json || answers.broken())
     {
         notice(text);
-        return;
     }
-    const Json document = {{"ok", false}, {"error", toJson(Error{code, text})}};
-    std::printf("%s", jsonLine(document).c_str());
-    std::fflush(stdout);
 }
 
 void notice(const std::string& text)
 {
-    std::fprintf(stderr, "sensorcam: %s\n", text.c_str());
+    writeAll(STDERR_FILENO, printable("sensorcam: " + text + "\n"));
 }
 
 std::string systemError(const std::string& what)

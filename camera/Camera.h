@@ -108,6 +108,8 @@ public:
     // ---- saving --------------------------------------------------------------------------------------------
 
     SaveResult save();
+    // What would be lost if the camera ended now: values of schemes that their files hold otherwise.
+    std::vector<UnsavedValue> unsaved();
     // The scheme in force as it was saved last.
     ReloadResult reload();
     // Factory reset; the texts for user interfaces are filled in again, the scheme is -1 until the scheduler's turn.

@@ -53,6 +53,26 @@ SaveResult Camera::save()
     }
 }
 
+std::vector<UnsavedValue> Camera::unsaved()
+{
+    const Gate::Pass pass(gate_);
+    std::vector<UnsavedValue> values;
+    for (int scheme = 0; scheme < schemeCount(); ++scheme)
+    {
+        for (const KeyVal& record : readSchemeFile(scheme))
+        {
+            const auto key = static_cast<int>(record.key);
+            const auto saved = static_cast<int>(record.value);
+            const std::optional<int> value = schemeValue(scheme, key);
+            if (value && *value != saved)
+            {
+                values.push_back({scheme, key, *value, saved});
+            }
+        }
+    }
+    return values;
+}
+
 ReloadResult Camera::reload()
 {
     const Change change(*this);

@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "app/Failure.h"
-#include "app/box/LibraryOutput.h"
+#include "app/Output.h"
 
 namespace app {
 namespace {

@@ -77,11 +77,11 @@ StateFolder::StateFolder(const std::string& path, Kind kind) : path_(path), kind
 {
     makeFolders(path_);
     requireSafe();
-    takeLock();
     if (kind_ == Kind::chosen)
     {
         requireOwnFiles(path_);
     }
+    takeLock();
 }
 
 void StateFolder::requireSafe() const

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "app/EndSignals.h"
 #include "app/Failure.h"
 #include "app/Options.h"
 
@@ -21,18 +22,7 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr auto kEndLimit = std::chrono::seconds(10);  // an orderly end takes a turn of the scheduler, a second
-constexpr timespec kLook = {0, 200 * 1000 * 1000};    // how often the limit is looked at
-
-sigset_t endSignals()
-{
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGHUP);
-    return set;
-}
+constexpr timespec kLook = {0, 200 * 1000 * 1000};  // how often the limit is looked at
 
 // What somebody left open in this process would lead out of the private tree.
 void inheritOnly(const std::vector<int>& descriptors)

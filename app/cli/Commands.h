@@ -52,6 +52,7 @@ Answer runReload(Session& session, const Words& arguments);
 Answer runReset(Session& session, const Words& arguments);
 Answer runTrace(Session& session, const Words& arguments);
 Answer runLog(Session& session, const Words& arguments);
+Answer runOutput(Session& session, const Words& arguments);
 Answer runStyle(Session& session, const Words& arguments);
 Answer runLanguage(Session& session, const Words& arguments);
 

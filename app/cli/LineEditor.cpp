@@ -70,6 +70,7 @@ struct LineEditor::State
     HistEvent event;
     std::FILE* terminal = nullptr;  // answers and the edited line go the same way
     winsize size = {};
+    bool terminalGone = false;
 
     static State& of(EditLine* edit)
     {
@@ -90,8 +91,7 @@ struct LineEditor::State
     void saveHistory();
     bool waitForInput();
     void lookAtSize();
-    // An interrupt with an empty line ends the camera; otherwise it gives up the line.
-    bool giveUpLine();
+    void giveUpLine();
 };
 
 // A file that libedit cannot read in a moment is no history.
@@ -134,19 +134,15 @@ void LineEditor::State::lookAtSize()
     }
 }
 
-bool LineEditor::State::giveUpLine()
+void LineEditor::State::giveUpLine()
 {
     const LineInfoW* line = el_wline(edit);
-    if (line->lastchar == line->buffer || !session.signals().takeInterrupt())
-    {
-        return false;
-    }
-    session.print("^C\n");
+    const bool isEmpty = line->lastchar == line->buffer;
+    session.answers().print(isEmpty ? "^C\n'quit' or Ctrl-D ends the camera.\n" : "^C\n");
     // Only what is left of the cursor can be deleted; both calls count characters.
     el_cursor(edit, static_cast<int>(line->lastchar - line->cursor));
     el_deletestr(edit, static_cast<int>(line->lastchar - line->buffer));
     el_set(edit, EL_REFRESH);
-    return true;
 }
 
 // False when the program is to end.
@@ -154,9 +150,13 @@ bool LineEditor::State::waitForInput()
 {
     while (true)
     {
-        if (session.ended() && !giveUpLine())
+        if (session.ended())
         {
             return false;
+        }
+        if (session.signals().takeInterrupt())
+        {
+            giveUpLine();
         }
         pollfd waits[] = {{STDIN_FILENO, POLLIN, 0},
                           {session.signals().descriptor(), POLLIN, 0},
@@ -169,7 +169,7 @@ bool LineEditor::State::waitForInput()
         const std::string lines = session.output().takeArrived();
         if (!lines.empty())
         {
-            session.print(kClearLine + lines);
+            session.answers().write(kClearLine + lines);
             el_set(edit, EL_REFRESH);
         }
         if (waits[0].revents != 0)
@@ -188,6 +188,7 @@ int LineEditor::State::nextCharacter(EditLine* edit, wchar_t* character)
         char byte = 0;
         if (::read(STDIN_FILENO, &byte, 1) != 1)
         {
+            state.terminalGone = true;
             return 0;
         }
         const std::size_t used = std::mbrtowc(character, &byte, 1, &shift);
@@ -223,7 +224,7 @@ unsigned char LineEditor::State::completeWord(EditLine* edit, int)
     }
     if (fits.size() > 1 && toLower(insertion) == toLower(word))
     {
-        state.session.print(columnsOf(fits));
+        state.session.answers().print(columnsOf(fits));
         return CC_REDISPLAY;
     }
     el_deletestr(edit, static_cast<int>(word.size()));
@@ -240,7 +241,7 @@ LineEditor::LineEditor(Session& session, const std::string& historyFile, Vocabul
         std::setlocale(LC_CTYPE, "C.UTF-8");
     }
     state.historyFile = historyFile;
-    state.terminal = fdopen(dup(session.output().answerDescriptor()), "w");
+    state.terminal = fdopen(dup(session.answers().descriptor()), "w");
     state.edit = el_init("sensorcam", stdin, state.terminal, stderr);
     state.history = history_init();
     history(state.history, &state.event, H_SETSIZE, kHistoryLines);
@@ -277,10 +278,16 @@ LineEditor::Result LineEditor::read(std::string& text)
     // Before the prompt appears: what is typed at the sight of it must find the editor.
     el_set(state_->edit, EL_PREP_TERM, 1);
     const char* line = el_gets(state_->edit, &count);
-    if (line == nullptr || count <= 0 || state_->session.ended())
+    if (state_->session.ended() || state_->terminalGone)
     {
-        state_->session.print("\n");
+        state_->session.answers().print("\n");
         return Result::end;
+    }
+    if (line == nullptr || count <= 0)
+    {
+        text = "quit";  // Ctrl-D
+        state_->session.answers().print(text + "\n");
+        return Result::line;
     }
     text.assign(line, static_cast<std::size_t>(count));
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))

@@ -21,8 +21,8 @@ public:
 
     enum class Result
     {
-        line,  // text holds it
-        end,   // end of input, or the program is to end
+        line,  // text holds it; Ctrl-D is "quit"
+        end,   // the terminal has gone, or the program is to end
     };
 
     Result read(std::string& text);

@@ -95,6 +95,7 @@ const std::vector<Example> kExamples = {
     {"log", ""},
     {"style", ""},
     {"language", ""},
+    {"output", ""},
     {"quit", ""},
 };
 

@@ -127,6 +127,9 @@ LINES = [
     ("reset", ""),
     ("reset now", "wrong-usage"),
     ("explain", ""),
+    ("output", ""),
+    ("output 3", ""),
+    ("output now", "wrong-usage"),
     ("quit now", "wrong-usage"),
     ("quit", ""),
 ]

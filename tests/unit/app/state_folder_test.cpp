@@ -111,6 +111,18 @@ TEST_F(StateFolderTest, ALinkInPlaceOfAFileOrFolderOfTheCameraIsRefused)
     }
 }
 
+TEST_F(StateFolderTest, AFolderThatIsRefusedIsLeftAsItIs)
+{
+    std::filesystem::create_directories("/tmp/camera");
+    std::filesystem::create_symlink("/tmp/elsewhere", "/tmp/camera/x");
+    EXPECT_NE(failureOf([] { const app::StateFolder state("/tmp/camera"); }), "");
+    EXPECT_FALSE(std::filesystem::exists("/tmp/camera/lock"));
+    support::writeFile("/tmp/camera/lock", "12345\n");
+    EXPECT_NE(failureOf([] { const app::StateFolder state("/tmp/camera"); }), "");
+    EXPECT_EQ(support::readFile("/tmp/camera/lock"), "12345\n");
+    std::filesystem::remove("/tmp/camera/x");
+}
+
 TEST_F(StateFolderTest, AFolderThatIsRefusedIsNotLocked)
 {
     std::filesystem::create_directories("/tmp/camera");

@@ -162,6 +162,37 @@ TEST_F(CameraSaving, WhatWouldBeCorrectedMeanwhileIsNoLostSave)
     EXPECT_NE(pairs.find("(49," + std::to_string(RoundingService::kTo) + ")"), std::string::npos) << pairs;
 }
 
+std::vector<std::vector<int>> unsavedOf(camera::Camera& camera)
+{
+    std::vector<std::vector<int>> values;
+    for (const camera::UnsavedValue& value : camera.unsaved())
+    {
+        values.push_back({value.scheme, value.key, value.value, value.saved});
+    }
+    return values;
+}
+
+TEST_F(CameraSaving, UnsavedAreTheValuesThatTheFilesOfTheirSchemesHoldOtherwise)
+{
+    using Values = std::vector<std::vector<int>>;
+    bringUp();
+    EXPECT_EQ(unsavedOf(c()), Values());
+    c().setMode(false);
+    c().apply({{KEY_BRIGHTNESS, 61}});
+    c().apply({{KEY_CONTRAST, 62}}, false);
+    c().setScheme(1);
+    c().apply({{KEY_BRIGHTNESS, 63}});
+    EXPECT_EQ(unsavedOf(c()), (Values{{0, KEY_BRIGHTNESS, 61, 50}, {1, KEY_BRIGHTNESS, 63, 50}}));
+    c().save();
+    EXPECT_EQ(unsavedOf(c()), (Values{{0, KEY_BRIGHTNESS, 61, 50}}));
+    c().setScheme(0);
+    c().apply({{KEY_BRIGHTNESS, 50}});
+    EXPECT_EQ(unsavedOf(c()), Values()) << "as it was saved";
+    c().setScheme(c().schemeCount());
+    c().apply({{KEY_BRIGHTNESS, 64}});
+    EXPECT_EQ(unsavedOf(c()), Values()) << "the default scheme has no file";
+}
+
 TEST_F(CameraSaving, ReloadingTakesUnsavedValuesBack)
 {
     bringUp();
