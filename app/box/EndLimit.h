@@ -3,7 +3,7 @@
 #include <chrono>
 #include <thread>
 
-#include "app/box/Descriptor.h"
+#include "camera/Descriptor.h"
 
 namespace app {
 
@@ -29,9 +29,9 @@ private:
     void watch() const;
 
     const bool atPrompt_;
-    const Descriptor pending_;
-    const Descriptor begun_;
-    const Descriptor over_;
+    const camera::Descriptor pending_;
+    const camera::Descriptor begun_;
+    const camera::Descriptor over_;
     std::thread watcher_;
 };
 

@@ -89,7 +89,7 @@ Answer runSchemes(Session& session, const Words& arguments)
     }
     const camera::Schedule schedule = session.camera().schedule();
     Answer answer;
-    answer.text = drawSchedule(schedule, columnsOf(session.output().answerDescriptor()));
+    answer.text = drawSchedule(schedule, columnsOf(session.answers().descriptor()));
     answer.data = toJson(schedule);
     return answer;
 }

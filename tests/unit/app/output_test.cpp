@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "app/Options.h"
-#include "app/box/Descriptor.h"
+#include "camera/Descriptor.h"
 
 namespace {
 
@@ -60,7 +60,7 @@ TEST(Printable, EscapesBytesThatAreNoUtf8OneByOne)
 
 TEST(Answers, ThatCannotBeWrittenAreToldOnceAndMakeTheStatus)
 {
-    const app::Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    const camera::Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
     app::Answers answers(full.number());
     EXPECT_EQ(answers.status(app::kExitOk), app::kExitOk);
     testing::internal::CaptureStderr();
@@ -79,7 +79,7 @@ TEST(Answers, WhoseReaderHasGoneEndQuietlyAsIfBySigpipe)
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     close(ends[0]);
-    const app::Descriptor pipe(ends[1]);
+    const camera::Descriptor pipe(ends[1]);
     app::Answers answers(pipe.number());
     testing::internal::CaptureStderr();
     answers.print("one\n");

@@ -652,7 +652,7 @@ TEST_F(SensorcamTest, APromptCompletesKeysAndTheLabelsOfTheirValues)
     run.type("50\t\n");
     run.waitFor("KEY_FIX_SHUTTER = 14 1/250 s");
     run.waitFor("camera> ");
-    run.type("\x04");
+    run.type("quit --discard\n");
     EXPECT_EQ(run.waitForEnd(), 0) << run.out;
 }
 
