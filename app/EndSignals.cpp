@@ -1,6 +1,5 @@
 #include "app/EndSignals.h"
 
-#include <signal.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -8,13 +7,19 @@
 
 namespace app {
 
-EndSignals::EndSignals()
+sigset_t endSignals()
 {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGINT);
     sigaddset(&set, SIGTERM);
     sigaddset(&set, SIGHUP);
+    return set;
+}
+
+EndSignals::EndSignals(EndLimit* limit) : limit_(limit)
+{
+    const sigset_t set = endSignals();
     descriptor_ = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
     if (descriptor_ < 0)
     {
@@ -36,6 +41,10 @@ void EndSignals::takeIn()
         if (received_ == 0 || received_ == SIGINT)
         {
             received_ = static_cast<int>(info.ssi_signo);
+            if (limit_ != nullptr)
+            {
+                limit_->begin(received_);
+            }
         }
     }
 }

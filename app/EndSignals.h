@@ -1,13 +1,21 @@
 #pragma once
 
+#include <signal.h>
+
+#include "app/box/EndLimit.h"
+
 namespace app {
 
-// SIGINT, SIGTERM and SIGHUP as something to wait for. They must be blocked (blockEndSignals).
+// Those that end a camera in order: SIGINT, SIGTERM and SIGHUP.
+sigset_t endSignals();
+
+// Those as something to wait for. They must be blocked (blockEndSignals).
 // Host thread only.
 class EndSignals
 {
 public:
-    EndSignals();
+    // limit: is told what is taken in; may be null, must outlive this.
+    explicit EndSignals(EndLimit* limit = nullptr);
     ~EndSignals();
     EndSignals(const EndSignals&) = delete;
     EndSignals& operator=(const EndSignals&) = delete;
@@ -25,6 +33,7 @@ public:
 private:
     void takeIn();
 
+    EndLimit* const limit_;
     int descriptor_;
     int received_ = 0;
 };

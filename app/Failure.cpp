@@ -1,8 +1,12 @@
 #include "app/Failure.h"
 
+#include <unistd.h>
+
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
+
+#include "SensorPaths.h"
+#include "app/Output.h"
 
 namespace app {
 
@@ -18,8 +22,10 @@ std::string failureText(const camera::Failure& failure)
     case camera::Problem::noModule:
         return subject + " names sensor module " + failure.detail() + ", which does not exist";
     case camera::Problem::noParameters:
-        return "the camera has no parameters: the style documents in /hd1/moduleConfig/sensorConfig could not be read, "
-               "or not merged into /tmp/merge_style.xml; is the disk full?";
+        return std::string(
+                   "the camera has no parameters: the style documents in /hd1/moduleConfig/sensorConfig could not "
+                   "be read, or not merged into ") +
+               sensorpaths::kMergedStyleFile + "; is the disk full?";
     case camera::Problem::noSchemeFile:
         return "factory values are in force, but " + subject + " could not be made; is the disk full?";
     case camera::Problem::noLanguages:
@@ -34,28 +40,32 @@ std::string failureText(const camera::Failure& failure)
         return "cannot read " + subject + ": it is longer than " + failure.detail() + " bytes";
     case camera::Problem::unreadable:
         return "cannot read " + subject + ": " + failure.detail();
+    case camera::Problem::noThread:
+        return "the system has no thread to give";
     case camera::Problem::boardFilesGone:
-        return "the board's files no longer name this camera (/mnt/mtd/code/factory_setting/machineinfo.ini, "
-               "/hd1/moduleConfig/moduleConfig.xml): the camera is down. It starts again as a new one";
+        return std::string("the board's files no longer name this camera (") + sensorpaths::kMachineInfoFile + ", " +
+               sensorpaths::kModuleConfigFile + "): the camera is down. It starts again as a new one";
     }
     return failure.what();
 }
 
 void reportFailure(const std::string& text, bool json, ErrorCode code)
 {
-    if (!json)
+    Answers answers(STDOUT_FILENO);
+    if (json)
+    {
+        const Json document = {{"ok", false}, {"error", toJson(Error{code, text})}};
+        answers.print(jsonLine(document));
+    }
+    if (!json || answers.broken())
     {
         notice(text);
-        return;
     }
-    const Json document = {{"ok", false}, {"error", toJson(Error{code, text})}};
-    std::printf("%s", jsonLine(document).c_str());
-    std::fflush(stdout);
 }
 
 void notice(const std::string& text)
 {
-    std::fprintf(stderr, "sensorcam: %s\n", text.c_str());
+    writeAll(STDERR_FILENO, printable("sensorcam: " + text + "\n"));
 }
 
 std::string systemError(const std::string& what)

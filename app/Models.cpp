@@ -1,25 +1,19 @@
 #include "app/Models.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace app {
 
-const std::vector<std::string>& modelNames()
-{
-    static const std::vector<std::string> names = {"fixed", "dome", "lpr", "fisheye"};
-    return names;
-}
-
 bool isModelName(const std::string& name)
 {
-    const std::vector<std::string>& names = modelNames();
-    return std::find(names.begin(), names.end(), name) != names.end();
+    return std::find(std::begin(kModelNames), std::end(kModelNames), name) != std::end(kModelNames);
 }
 
 std::string modelList()
 {
     std::string list;
-    for (const std::string& name : modelNames())
+    for (const std::string name : kModelNames)
     {
         list += (list.empty() ? "" : ", ") + name;
     }

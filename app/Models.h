@@ -1,13 +1,12 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 // The camera models whose documents are shipped (share/models/<name>).
 namespace app {
 
 // Names as --model takes them; the first is the one that is started when none is named.
-const std::vector<std::string>& modelNames();
+constexpr const char* kModelNames[] = {"fixed", "dome", "lpr", "fisheye"};
 
 bool isModelName(const std::string& name);
 

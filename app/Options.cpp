@@ -1,12 +1,15 @@
 #include "app/Options.h"
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstring>
-#include <iostream>
+#include <sstream>
 
 #include "app/Failure.h"
 #include "app/Models.h"
+#include "app/Output.h"
 #include "app/box/StateFolder.h"
 #include "app/cli/Parsing.h"
 
@@ -33,8 +36,8 @@ constexpr char kFooter[] =
     "Files: a camera lives below its state folder, by default ${XDG_STATE_HOME:-~/.local/state}/sensorcam/<model>.\n"
     "Nothing outside of it is touched. Delete the folder and the camera is new.\n"
     "\n"
-    "Exit status: 0 success, 1 a command failed, 2 wrong usage, 3 the camera could not be started, 128+n ended by\n"
-    "signal n.\n";
+    "Exit status: 0 success, 1 a command failed or its answer could not be written, 2 wrong usage, 3 the camera could\n"
+    "not be started, 128+n ended by signal n. 141 (SIGPIPE): whoever read the answers has gone.\n";
 
 std::string checkSpeed(const std::string& text)
 {
@@ -87,6 +90,7 @@ void addOptions(CLI::App& cli, Options& options, RawOptions& raw)
         ->check(checkTime)
         ->type_name("HH:MM");
     cli.add_flag("--json", options.json, "Answer with JSON, one document a command, and print nothing else");
+    cli.add_flag("--verbose", options.verbose, "Show at the prompt what the library prints, as it prints it");
     cli.add_flag("--in-place", options.inPlace,
                  "Use the real /mnt/mtd, /hd1 and /tmp instead of a private tree: for a board, or for a container "
                  "that is thrown away. Documents that are there already are kept")
@@ -125,7 +129,11 @@ std::optional<Options> readOptions(int argc, char** argv, int& status)
     }
     catch (const CLI::Success& asked)
     {
-        status = cli.exit(asked);
+        std::ostringstream text;
+        status = cli.exit(asked, text, text);
+        Answers answers(STDOUT_FILENO);
+        answers.print(text.str());
+        status = answers.status(status);
         return std::nullopt;
     }
     catch (const CLI::ParseError& error)
@@ -172,6 +180,10 @@ std::vector<std::string> insideArguments(const Options& options, int lockDescrip
     if (options.json)
     {
         arguments.push_back("--json");
+    }
+    if (options.verbose)
+    {
+        arguments.push_back("--verbose");
     }
     arguments.push_back(options.isShell ? "shell" : "exec");
     if (!options.isShell)

@@ -11,7 +11,7 @@ namespace app {
 enum ExitStatus
 {
     kExitOk = 0,
-    kExitCommandFailed = 1,
+    kExitCommandFailed = 1,  // or its answer could not be written
     kExitUsage = 2,
     kExitNoCamera = 3,  // the camera could not be started
 };
@@ -23,6 +23,7 @@ struct Options
     double speed = 1.0;                // camera seconds in a real second
     std::optional<int> startMinutes;   // time of day to start at; nothing: the real one
     bool json = false;
+    bool verbose = false;  // the library's lines are not kept back at the prompt
     bool inPlace = false;
     bool isShell = true;
     std::vector<std::string> commands;  // of exec, a command line each

@@ -26,9 +26,19 @@ namespace {
 // On a board the camera's own state lies beside the library's files.
 constexpr char kInPlaceState[] = "/mnt/mtd/sensorcam";
 
-LibraryOutput::Way libraryWay(const Options& options)
+LibraryOutput::Way libraryWay(const Options& options, bool interactive)
 {
-    return options.isShell && !options.json ? LibraryOutput::Way::collected : LibraryOutput::Way::standardError;
+    using Way = LibraryOutput::Way;
+    if (!options.isShell || options.json)
+    {
+        return Way::standardError;
+    }
+    return interactive && !options.verbose ? Way::keptBack : Way::collected;
+}
+
+bool hasPrompt(const Options& options)
+{
+    return options.isShell && isInteractive(STDOUT_FILENO, options.json);
 }
 
 // The documents' folder of the running program, on the real machine.
@@ -42,22 +52,29 @@ int runCamera(const Options& options, const std::string& share, const std::strin
 {
     blockEndSignals();
     signal(SIGPIPE, SIG_IGN);
-    EndSignals signals;
-    LibraryOutput output(libraryWay(options));
-    const bool interactive = options.isShell && isInteractive(output.answerDescriptor(), options.json);
+    const bool interactive = hasPrompt(options);
+    std::optional<EndLimit> limit;  // in the private tree it is the supervisor's
+    if (options.inPlace)
+    {
+        limit.emplace(interactive);
+    }
+    EndSignals signals(limit ? &*limit : nullptr);
+    LibraryOutput output(libraryWay(options, interactive));
     int status = kExitOk;
+    try
     {
         camera::Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace}, service());
         Session session(camera, output, signals, options.json, interactive);
-        session.print(output.take());
+        session.showLibrary();
         status = options.isShell ? runShell(session, stateFolder + "/history") : session.runAll(options.commands);
     }
-    // What the library said at its end.
-    if (!writeAll(output.answerDescriptor(), output.take()))
+    catch (...)
     {
-        status = kExitCommandFailed;
+        output.answers().write(output.takeAll());  // it may say why
+        throw;
     }
-    return signals.received() != 0 ? 128 + signals.received() : status;
+    output.answers().write(output.take());  // what the library said at its end
+    return signals.received() != 0 ? 128 + signals.received() : output.answers().status(status);
 }
 
 void announceFirstStart(const StateFolder& state, const std::string& model)
@@ -92,7 +109,7 @@ int runInPrivateTree(Options options)
 {
     signal(SIGCHLD, SIG_DFL);   // ignored by whoever started this, no child would have an exit status
     umask(umask(0) | S_IWOTH);  // a folder in which everybody may put something is refused
-    const std::string wantedModel = options.model.value_or(modelNames().front());
+    const std::string wantedModel = options.model.value_or(kModelNames[0]);
     StateFolder state(options.stateFolder.empty() ? defaultStateFolder(wantedModel)
                                                   : absolutePath(options.stateFolder));
     options.model = state.chooseModel(options.model);
@@ -100,8 +117,7 @@ int runInPrivateTree(Options options)
     ReportLine line;
     const std::vector<std::string> arguments = insideArguments(options, state.lockDescriptor(), line.copysEnd());
     return superviseCamera(sandboxCommand(state.path(), programFile(), arguments), line,
-                           {state.lockDescriptor(), line.copysEnd()},
-                           options.isShell && isInteractive(STDOUT_FILENO, options.json));
+                           {state.lockDescriptor(), line.copysEnd()}, hasPrompt(options));
 }
 
 // Outside of the private tree the copy would work on the machine's own files.

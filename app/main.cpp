@@ -9,14 +9,15 @@
 
 namespace {
 
-// A missing one would be given to the first file that is opened, and answers would go there.
+// A missing one would be given to the first file that is opened, and answers would go there. Writing to standard output
+// fails as if it were still missing.
 void fillStandardDescriptors()
 {
     for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
     {
         if (fcntl(descriptor, F_GETFD) < 0)
         {
-            [[maybe_unused]] const int lowest = open("/dev/null", O_RDWR);
+            [[maybe_unused]] const int lowest = open("/dev/null", descriptor == STDERR_FILENO ? O_WRONLY : O_RDONLY);
         }
     }
 }

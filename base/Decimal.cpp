@@ -18,7 +18,7 @@ bool isDigit(char c)
 
 int decimal(const char* text)
 {
-    // Nearly every text is a few digits with nothing before them: no call of the C library for those.
+    // Nearly every text is a few digits with nothing before them, which need no call of the C library.
     int value = 0;
     int digits = 0;
     for (; digits < kDigitsThatFit && isDigit(text[digits]); ++digits)

@@ -2,7 +2,7 @@
 
 // Atomic access to words that must keep a plain type: exported globals and the values of the schemes, which the
 // host's threads and the sensor thread share without a lock. Relaxed order: a reader sees the old value or the
-// new one, and draws no conclusion about other words.
+// new one, and learns nothing about other words.
 namespace base {
 
 template <typename Word>
@@ -17,7 +17,7 @@ void sharedStore(Word& word, Word value)
     __atomic_store_n(&word, value, __ATOMIC_RELAXED);
 }
 
-// Stores value unless somebody has changed the word since it was read as seen.
+// Stores value unless the word has changed since seen was read from it.
 template <typename Word>
 void sharedReplace(Word& word, Word seen, Word value)
 {

@@ -14,18 +14,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kShare[] = SENSORDLL_SOURCE_DIR "/share/";
-constexpr char kStyleFolder[] = "/hd1/moduleConfig/sensorConfig/style/";
-constexpr char kDiversityFolder[] = "/hd1/moduleConfig/sensorConfig/styleDiversity/";
-constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";
-
-const char* const kFolders[] = {
-    "/mnt/mtd/code/config_file",
-    "/mnt/mtd/code/factory_setting",
-    "/mnt/mtd/sign",
-    "/mnt/mtd/log",
-    kStyleFolder,
-    kDiversityFolder,
-};
 
 [[noreturn]] void fail(const std::string& message)
 {
@@ -40,8 +28,8 @@ void emptyTree()
         fail("not inside the private file tree: nothing is touched");
     }
     fs::remove_all("/mnt/mtd");
-    fs::remove_all("/hd1/moduleConfig");
-    fs::remove(kMergedFile);
+    fs::remove_all(kModuleFolder);
+    fs::remove(kMergedStyleFile);
     for (const char* folder : kFolders)
     {
         fs::create_directories(folder);
@@ -70,11 +58,6 @@ std::string parameterElement(u32 key)
 
 }  // namespace
 
-std::string schemeFile(int scheme)
-{
-    return "/mnt/mtd/code/config_file/sensor" + std::to_string(scheme) + ".cfg";
-}
-
 std::string readFile(const std::string& path)
 {
     std::ifstream stream(path, std::ios::binary);
@@ -94,12 +77,6 @@ void writeFile(const std::string& path, const std::string& bytes)
     {
         fail("cannot write " + path);
     }
-}
-
-const std::vector<std::string>& shippedModels()
-{
-    static const std::vector<std::string> models = {"fixed", "dome", "lpr", "fisheye"};
-    return models;
 }
 
 Documents shipped(const std::string& model)
@@ -141,12 +118,12 @@ Documents generated(const std::vector<u32>& keys)
 
 std::string styleFile(const Documents& documents)
 {
-    return std::string(kStyleFolder) + (documents.isDome ? "Style_dome.xml" : "Style.xml");
+    return documents.isDome ? kDomeStyleFile : kStyleFile;
 }
 
 std::string diversityFile(const Documents& documents)
 {
-    return std::string(kDiversityFolder) + (documents.isDome ? "StyleDiversity_dome.xml" : "StyleDiversity.xml");
+    return documents.isDome ? kDomeDiversityFile : kDiversityFile;
 }
 
 // ---- clock ---------------------------------------------------------------------------------------------------

@@ -5,18 +5,14 @@
 #include <vector>
 
 #include "HostPlatform.h"
+#include "SensorPaths.h"
 #include "sensordll.h"
 
 // A camera on the real library: documents in the private file tree, a service and a video module that cost nothing,
 // no marker file, and a clock without pauses.
 namespace bench {
 
-constexpr char kMarkerFile[] = "/mnt/mtd/sign/Debug.sign";
-constexpr char kMachineInfoFile[] = "/mnt/mtd/code/factory_setting/machineinfo.ini";
-constexpr char kVersionFile[] = "/mnt/mtd/code/config_file/snsversion.cfg";
-constexpr char kMergedFile[] = "/tmp/merge_style.xml";
-
-std::string schemeFile(int scheme);
+using namespace sensorpaths;
 
 // Whole files; a failure ends the program.
 std::string readFile(const std::string& path);
@@ -32,7 +28,6 @@ struct Documents
     bool isDome;  // which of the two pairs of documents the library reads
 };
 
-const std::vector<std::string>& shippedModels();
 Documents shipped(const std::string& model);
 
 // One tab with the five schedule keys and then these, in this order.

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "app/Service.h"
 #include "services/CommandNames.h"
-#include "services/sim/Service.h"
 #include "tests/support/ServiceDouble.h"
 
 namespace bench {
@@ -73,7 +73,8 @@ bool operator==(const ServiceCall& left, const ServiceCall& right)
 
 void answerAsModule(int moduleId)
 {
-    sim::Service module;
+    services::Journal& module = app::service();
+    services::setServiceInForce(&g_service);  // asking for the camera's own has put that in force
     module.setModule(moduleId);
     module.call(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, &g_commands);
     for (int i = 0; i < g_commands.cmd_cnt; ++i)

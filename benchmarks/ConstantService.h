@@ -19,7 +19,8 @@ bool operator==(const ServiceCall& left, const ServiceCall& right);
 // The image-adjust service that costs next to nothing, so that a ratio shows the library and not the service: it
 // accepts every value, corrects none, keeps none, and answers from tables that were filled before the measurement.
 
-// The dynamic commands and their allowed values are from now on those of this sensor module. Not while a camera runs.
+// The dynamic commands and their allowed values are from now on those of this sensor module, as the camera's own service
+// has them. Not while a camera runs.
 void answerAsModule(int moduleId);
 
 // From now on there are no dynamic commands. Not while a camera runs.

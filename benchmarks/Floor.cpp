@@ -131,9 +131,9 @@ int linesOfRewrite(const TiXmlDocument& document, u32 cmd)
 
 void existenceTest()
 {
-    if (access(kMarkerFile, F_OK) == 0)
+    if (access(kDebugMarkerFile, F_OK) == 0)
     {
-        std::fprintf(stderr, "%s must not exist here\n", kMarkerFile);
+        std::fprintf(stderr, "%s must not exist here\n", kDebugMarkerFile);
         std::abort();
     }
 }

@@ -65,7 +65,7 @@ void measureExistenceTest(benchmark::State& state)
 {
     for (auto _ : state)
     {
-        benchmark::DoNotOptimize(KSFile::exists(bench::kMarkerFile));
+        benchmark::DoNotOptimize(KSFile::exists(bench::kDebugMarkerFile));
     }
 }
 

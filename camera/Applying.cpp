@@ -141,6 +141,24 @@ void Camera::judge(ApplyResult& result, const std::vector<Value>& sent, bool rem
     }
 }
 
+// The library would store any number as a part of a window.
+std::size_t Camera::firstSenseless(const std::vector<KeyResult>& keys) const
+{
+    const auto found = std::find_if(keys.begin(), keys.end(), [this](const KeyResult& key) {
+        const KeyName* const row = findKey(key.key);
+        return row != nullptr && row->onlyStored && expected(key, true).outcome == Outcome::refused;
+    });
+    return static_cast<std::size_t>(found - keys.begin());
+}
+
+void Camera::refuse(KeyResult& key, int status) const
+{
+    key.outcome = Outcome::refused;
+    key.now = key.before.value_or(key.asked);
+    key.status = status;
+    key.allowed = limitsOfKey(service_, key.key);
+}
+
 ApplyResult Camera::apply(const std::vector<Value>& values, bool remember, const std::string& text)
 {
     const Change change(*this);
@@ -150,11 +168,14 @@ ApplyResult Camera::apply(const std::vector<Value>& values, bool remember, const
         return {currentScheme(), keepsValues(), {}, {}, {}, {}, most};
     }
     std::vector<KeyResult> keys = asked(values);
+    const std::size_t reached = firstSenseless(keys);
+    const bool all = reached == keys.size();
+    const std::vector<Value> sent(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(reached));
     const services::OwnRefusals own;
-    const int failed = controller_.setParameters(text.empty() ? pairsOf(values) : text, remember);
+    const int failed = controller_.setParameters(all && !text.empty() ? text : pairsOf(sent), remember);
     ApplyResult result = {currentScheme(), remember && keepsValues(), std::move(keys), {}, {}, refusalsOf(own), 0};
     // The result of a refusal is minus the key, so for key 0 that of a success.
-    const bool sentZero = std::any_of(values.begin(), values.end(), [](const Value& entry) { return entry.key == 0; });
+    const bool sentZero = std::any_of(sent.begin(), sent.end(), [](const Value& entry) { return entry.key == 0; });
     if (failed != 0 || (sentZero && lastRefusal(result.refusals, 0) != nullptr))
     {
         const int key = static_cast<int>(0U - static_cast<u32>(failed));
@@ -163,12 +184,14 @@ ApplyResult Camera::apply(const std::vector<Value>& values, bool remember, const
         result.refused = refusedIndex(result, key, refusal);
         if (result.refused)
         {
-            KeyResult& entry = result.keys[*result.refused];
-            entry.outcome = Outcome::refused;
-            entry.now = entry.before.value_or(entry.asked);
-            entry.status = refusal != nullptr ? refusal->status : services::kDone;
-            entry.allowed = parameterOfKey(service_, key);
+            refuse(result.keys[*result.refused], refusal != nullptr ? refusal->status : services::kDone);
         }
+    }
+    else if (!all)
+    {
+        result.refused = reached;
+        result.refusedKey = result.keys[reached].key;
+        refuse(result.keys[reached], services::kOutOfRange);
     }
     judge(result, change.sets(), remember);
     tellRemembered(result.keys);
@@ -191,7 +214,7 @@ KeyResult Camera::expected(KeyResult key, bool remembers) const
     if (key.status != services::kDone)
     {
         key.outcome = row != nullptr && row->refusalIsPassedOver ? Outcome::heldBack : Outcome::refused;
-        key.allowed = parameterOfKey(service_, key.key);
+        key.allowed = limitsOfKey(service_, key.key);
         return key;
     }
     key.outcome = key.now != key.asked      ? Outcome::corrected

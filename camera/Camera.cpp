@@ -8,17 +8,21 @@
 #include "ModuleConfigureParser.h"
 #include "SensorFile.h"
 #include "SensorKeys.h"
+#include "SensorPaths.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
 #include "camera/Failure.h"
 #include "camera/KeyNames.h"
+#include "camera/Operation.h"
 #include "services/CommandNames.h"
 
 namespace camera {
+
+using sensorpaths::kMachineInfoFile;
+using sensorpaths::kModuleConfigFile;
+
 namespace {
 
-constexpr char kMachineInfoFile[] = "/mnt/mtd/code/factory_setting/machineinfo.ini";
-constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";
 constexpr u32 kDefaultFrameRate = 25;
 
 // Thresholds and times of day and night go out as records that hold their partners too.
@@ -67,10 +71,19 @@ Camera::Camera(const Setup& setup, services::Journal& service)
     });
     toldNight_ = night();
     look();
-    watcher_.start();
+    if (!watcher_.start())
+    {
+        shutDown();
+        throw Failure(Problem::noThread);
+    }
 }
 
 Camera::~Camera()
+{
+    shutDown();
+}
+
+void Camera::shutDown()
 {
     watcher_.stop();
     if (up_)
@@ -174,7 +187,7 @@ std::optional<int> Camera::read(int key)
 
 std::string Camera::pairText()
 {
-    const Gate::Pass pass(gate_);
+    const Change change(*this);  // what is corrected is corrected in the scheme too
     std::string pairs;
     controller_.getAllParameters(pairs);
     return pairs;

@@ -48,8 +48,8 @@ public:
         bool systemClock = false;         // without speed and start, follow the system's clock as a board does
     };
 
-    // Takes a second of the camera's time. Throws Failure when the board's files name no camera, or when no
-    // parameters come out of the style documents. One at a time.
+    // Takes a second of the camera's time. Throws Failure when the board's files name no camera, when no parameters
+    // come out of the style documents, or when the system has no thread for it. One at a time.
     // service: the one in force; must outlive the camera.
     Camera(const Setup& setup, services::Journal& service);
     // No operation may be running.
@@ -72,6 +72,8 @@ public:
     int mode();
     // The scheme's record of this key; nothing when it has none.
     std::optional<int> schemeValue(int scheme, int key);
+    // What a factory reset would make of it; nothing when the schemes do not keep it.
+    std::optional<int> factoryValue(int key) { return schemeValue(schemeCount(), key); }
     // The current scheme's value of a key, or what the service holds; nothing when neither knows it. Unlike
     // read it reports nothing and leaves no trace in the recording.
     std::optional<int> peek(int key);
@@ -94,8 +96,9 @@ public:
 
     // ---- values of the scheme in force ---------------------------------------------------------------------
 
-    // Applies in order, up to the first that is refused: what came before it stays applied. remember: in the scheme in
-    // force, until it is saved. text: the same values as pair text, where the caller has it already.
+    // Applies in order, up to the first that is refused: what came before it stays applied. A schedule key is refused
+    // here when no window can have such a part. remember: in the scheme in force, until it is saved. text: the same
+    // values as pair text, where the caller has it already.
     ApplyResult apply(const std::vector<Value>& values, bool remember = true, const std::string& text = "");
     // What apply would answer, as far as the service's limits tell; nothing is sent or changed.
     ApplyResult wouldApply(const std::vector<Value>& values);
@@ -105,6 +108,8 @@ public:
     // ---- saving --------------------------------------------------------------------------------------------
 
     SaveResult save();
+    // What would be lost if the camera ended now: values of schemes that their files hold otherwise.
+    std::vector<UnsavedValue> unsaved();
     // The scheme in force as it was saved last.
     ReloadResult reload();
     // Factory reset; the texts for user interfaces are filled in again, the scheme is -1 until the scheduler's turn.
@@ -146,21 +151,25 @@ private:
     class Doing;
     class Manual;
 
+    void shutDown();
     void startClock();
     ModuleConfigure boardConfiguration() const;
     bool hasParameters();
     bool fileHolds(int scheme, std::size_t& count);
+    std::optional<int> factoryValue(int scheme, int key);
     bool keepsValues();
     std::vector<KeyResult> asked(const std::vector<Value>& values);
     void judge(ApplyResult& result, const std::vector<Value>& sent, bool remember);
     std::optional<std::size_t> refusedIndex(const ApplyResult& result, int key, const Refusal* refusal);
+    std::size_t firstSenseless(const std::vector<KeyResult>& keys) const;
+    void refuse(KeyResult& key, int status) const;
     KeyResult expected(KeyResult key, bool remembers) const;
     LensResult outcome(bool accepted, const services::OwnRefusals& own) const;
     bool oneShot(int key);
     void remember(int scheme, const std::vector<Value>& values);
     ValuesResult storable(int scheme, const std::vector<Value>& values);
     void bringIn(int scheme, ValuesResult& result);
-    void sendFrameRate();
+    void sendFrameRate(const Change& change);
     void tell(Event event);
     void tellScheme(Why why);
     void tellSaved(int scheme);

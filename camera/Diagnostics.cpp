@@ -6,13 +6,15 @@
 
 #include "KSFile.h"
 #include "SensorDebug.h"
+#include "SensorPaths.h"
 #include "camera/TextFile.h"
 
 namespace camera {
 namespace {
 
-constexpr char kMarkerFile[] = "/mnt/mtd/sign/Debug.sign";
-constexpr char kErrorLog[] = "/mnt/mtd/log/SensorError.log";
+using sensorpaths::kDebugMarkerFile;
+using sensorpaths::kErrorLogFile;
+
 constexpr std::size_t kMarkerMax = 4096;      // bytes; two numbers
 constexpr std::size_t kLogMax = 1024 * 1024;  // bytes; the library begins a new one much earlier
 
@@ -31,14 +33,9 @@ std::vector<std::string> linesOf(const std::string& path, std::size_t longest)
 
 }  // namespace
 
-const char* debugMarkerFile()
-{
-    return kMarkerFile;
-}
-
 std::optional<int> debugLevel()
 {
-    if (!readFile(kMarkerFile, kMarkerMax))
+    if (!readFile(kDebugMarkerFile, kMarkerMax))
     {
         return std::nullopt;
     }
@@ -49,17 +46,17 @@ std::optional<int> debugLevel()
 bool setDebugLevel(int level)
 {
     const std::lock_guard<std::mutex> lock(writing);
-    const std::vector<std::string> lines = linesOf(kMarkerFile, kMarkerMax);
+    const std::vector<std::string> lines = linesOf(kDebugMarkerFile, kMarkerMax);
     const std::string text = std::to_string(level) + "\n" + (lines.size() > 1 ? lines[1] + "\n" : "");
     KSFile file;
-    return file.open(kMarkerFile, KSFile::modeWrite | KSFile::modeTruncate) &&
+    return file.open(kDebugMarkerFile, KSFile::modeWrite | KSFile::modeTruncate) &&
            file.write(text.data(), static_cast<unsigned>(text.size())) >= 0 && file.close();
 }
 
 bool clearDebugLevel()
 {
     const std::lock_guard<std::mutex> lock(writing);
-    return std::remove(kMarkerFile) == 0 || !KSFile::exists(kMarkerFile);
+    return std::remove(kDebugMarkerFile) == 0 || !KSFile::exists(kDebugMarkerFile);
 }
 
 std::vector<std::string> errorLog()
@@ -67,7 +64,7 @@ std::vector<std::string> errorLog()
     std::vector<std::string> lines;
     for (const char* suffix : {".2", ".1", ""})
     {
-        const std::vector<std::string> more = linesOf(kErrorLog + std::string(suffix), kLogMax);
+        const std::vector<std::string> more = linesOf(kErrorLogFile + std::string(suffix), kLogMax);
         lines.insert(lines.end(), more.begin(), more.end());
     }
     return lines;

@@ -8,10 +8,8 @@
 // that can be read.
 namespace camera {
 
-// The marker file that the library looks at before every message.
-const char* debugMarkerFile();
-
-// The level as the library reads it from the file; nothing without one, which is level 1: assertions only.
+// The level as the library reads it from the marker file, at which it looks before every message; nothing without one,
+// which is level 1: assertions only.
 std::optional<int> debugLevel();
 
 // The assertion switch in the file's second line is kept. False, with errno, when the file could not be written.

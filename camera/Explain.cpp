@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "FactoryScheme.h"
 #include "camera/Camera.h"
 #include "camera/KeyNames.h"
 #include "camera/SchemeFile.h"
@@ -56,11 +57,26 @@ Explanation Camera::explain()
     return camera::explain(schedule());
 }
 
+// Nothing for a key that the schemes lack.
+std::optional<int> Camera::factoryValue(int scheme, int key)
+{
+    std::optional<int> value = schemeValue(schemeCount(), key);
+    for (const KeyVal& change : factoryChanges(schedule().byDayAndNight, scheme))
+    {
+        if (value && change.key == static_cast<u32>(key))
+        {
+            value = static_cast<int>(change.value);
+        }
+    }
+    return value;
+}
+
 KeyExplanation Camera::explainKey(int key)
 {
     const Gate::Pass pass(gate_);
     const Explanation scheme = explain();
     const std::optional<int> stored = schemeValue(scheme.scheme, key);
+    const KeyName* const row = findKey(key);
     const auto parameter = parameterOfKey(service_, key);
     const auto onSensor = parameter ? std::optional<int>(parameter->value) : std::nullopt;
     using Source = KeyExplanation::Source;
@@ -70,11 +86,11 @@ KeyExplanation Camera::explainKey(int key)
                                   : onSensor ? Source::sensor
                                              : Source::nowhere,
                                   std::nullopt,
-                                  schemeValue(schemeCount(), key),
+                                  factoryValue(scheme.scheme, key),
                                   onSensor,
                                   {},
                                   parameter,
-                                  findKey(key) != nullptr && findKey(key)->neverInBulk,
+                                  row != nullptr && row->neverInBulk && key != KEY_SENSOR_FPS,
                                   scheme};
     for (const KeyVal& record : readSchemeFile(scheme.scheme))
     {

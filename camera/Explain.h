@@ -44,11 +44,11 @@ struct KeyExplanation
     std::optional<int> value;
     Source source;
     std::optional<int> saved;                   // in the file of the scheme in force; a reload would bring it back
-    std::optional<int> factory;                 // a factory reset would
+    std::optional<int> factory;                 // a factory reset would bring this to the scheme in force
     std::optional<int> onSensor;                // what the service holds
     std::vector<std::optional<int>> inSchemes;  // 0, 1, … and the default scheme: a switch would bring theirs
     std::optional<services::ParameterState> allowed;
-    bool neverInBulk;  // no switch, reload or reset sends it
+    bool neverInBulk;  // no switch, reload or reset brings it to the sensor
     Explanation scheme;
 };
 

@@ -18,6 +18,7 @@ enum class Problem
     noPlainFile,     // subject: a folder, a device, a named pipe
     tooLong,         // subject: the file; detail: the most bytes that it may have
     unreadable,      // subject: the file; detail: what the system says
+    noThread,        // the system has none to give
     boardFilesGone,  // a factory reset found no camera in the board's files: it is down
 };
 

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "KestraTime.h"
 #include "SensorKeys.h"
 #include "camera/Operation.h"
@@ -11,8 +13,7 @@ constexpr long kLookSeconds = 1;  // as often as the scheduler chooses
 
 }  // namespace
 
-// Called with changing_ held, inside the gate.
-void Camera::sendFrameRate()
+void Camera::sendFrameRate(const Change& change)
 {
     const int scheme = currentScheme();
     const std::optional<int> wanted = schemeValue(scheme, KEY_SENSOR_FPS);
@@ -24,8 +25,10 @@ void Camera::sendFrameRate()
     }
     const services::OwnRefusals own;
     controller_.restore(KEY_SENSOR_FPS);
-    const auto now = parameterOfKey(service_, KEY_SENSOR_FPS);
-    if (own.list().empty() && now && now->value != *wanted)
+    // What the sensor holds now says nothing: it may have rounded.
+    const bool wasSent = std::any_of(change.sets().begin(), change.sets().end(),
+                                     [](const Value& set) { return set.key == KEY_SENSOR_FPS; });
+    if (!wasSent && own.list().empty())
     {
         frameRateScheme_ = -1;  // a switch was under way: once more at the next look
     }
@@ -42,7 +45,7 @@ void Camera::look()
     tellWhatHappened();
     if (currentScheme() != frameRateScheme_)
     {
-        sendFrameRate();
+        sendFrameRate(change);
     }
 }
 

@@ -1,9 +1,32 @@
 #include "camera/KeyLimits.h"
 
+#include "SensorKeys.h"
 #include "camera/KeyNames.h"
 #include "services/CommandNames.h"
 
 namespace camera {
+namespace {
+
+// The documents give these keys the same limits, for pages.
+services::ParameterState scheduleLimits(int key)
+{
+    using services::Kind;
+    switch (key)
+    {
+    case KEY_SCHEME_ENABLE:
+        return {{}, "Window", "", Kind::choice, {0, 1, 1, 0, {0, 1}}, {{0, "Off"}, {1, "On"}}, 0};
+    case KEY_SCHEME_START_HOUR:
+        return {{}, "Window start, hour", "h", Kind::range, {0, 24, 1, 0, {}}, {}, 0};
+    case KEY_SCHEME_END_HOUR:
+        return {{}, "Window end, hour", "h", Kind::range, {0, 24, 1, 24, {}}, {}, 0};
+    case KEY_SCHEME_START_MIN:
+        return {{}, "Window start, minute", "min", Kind::range, {0, 59, 1, 0, {}}, {}, 0};
+    default:
+        return {{}, "Window end, minute", "min", Kind::range, {0, 59, 1, 0, {}}, {}, 0};
+    }
+}
+
+}  // namespace
 
 std::optional<services::ParameterState> parameterOfKey(const services::ImageService& service, int key)
 {
@@ -15,15 +38,17 @@ std::optional<services::ParameterState> parameterOfKey(const services::ImageServ
     return service.parameter(static_cast<ia_cmd_e>(row->command));
 }
 
-int verdict(const services::ImageService& service, int key, int value)
+std::optional<services::ParameterState> limitsOfKey(const services::ImageService& service, int key)
 {
     const KeyName* row = findKey(key);
-    if (row != nullptr && row->onlyStored)
-    {
-        return services::kDone;
-    }
+    return row != nullptr && row->onlyStored ? scheduleLimits(key) : parameterOfKey(service, key);
+}
+
+int verdict(const services::ImageService& service, int key, int value)
+{
     // A key without a row goes to the service with its number as the command.
-    const auto state = service.parameter(static_cast<ia_cmd_e>(row != nullptr ? row->command : static_cast<u32>(key)));
+    const auto state =
+        findKey(key) != nullptr ? limitsOfKey(service, key) : service.parameter(static_cast<ia_cmd_e>(key));
     if (!state)
     {
         return services::kUnknownCommand;

@@ -15,7 +15,7 @@ struct KeyName
     bool refusalIsPassedOver;  // what the service says to it is reported, the video module's answer counts
 };
 
-// All 87, in the order of the table.
+// All, in the order of the table.
 const std::vector<KeyName>& keyNames();
 
 // Null when the number names no parameter.

@@ -118,6 +118,14 @@ struct SaveResult
     std::size_t values;   // saved
 };
 
+struct UnsavedValue
+{
+    int scheme;
+    int key;
+    int value;
+    int saved;
+};
+
 struct ReloadResult
 {
     enum class Kind

@@ -1,5 +1,6 @@
 #include <stdexcept>
 
+#include "SensorPaths.h"
 #include "SysConfig.h"
 #include "camera/Failure.h"
 #include "camera/Operation.h"
@@ -25,25 +26,51 @@ bool Camera::fileHolds(int scheme, std::size_t& count)
 SaveResult Camera::save()
 {
     const Change change(*this);
-    const int scheme = currentScheme();
-    if (scheme < 0 || scheme >= schemeCount())
+    for (;;)
     {
-        return {SaveResult::Kind::noFile, scheme, 0, {}, 0};
-    }
-    const int code = controller_.flush();
-    if (code != 0)
-    {
+        const int scheme = currentScheme();
+        if (scheme < 0 || scheme >= schemeCount())
+        {
+            return {SaveResult::Kind::noFile, scheme, 0, {}, 0};
+        }
+        const int code = controller_.flush();
+        std::size_t count = 0;
+        if (code == 0 && fileHolds(scheme, count))
+        {
+            tellSaved(scheme);
+            return {SaveResult::Kind::saved, scheme, code, {}, count};
+        }
+        if (currentScheme() != scheme)
+        {
+            continue;  // the clock switched, so flush may have judged and saved the next scheme
+        }
+        if (code == 0)
+        {
+            return {SaveResult::Kind::notWritten, scheme, code, {}, count};
+        }
         const SchemeWindow window = schedule().windows[static_cast<std::size_t>(scheme)];
         return {SaveResult::Kind::windowRefused, scheme, code, window, 0};
     }
-    std::size_t count = 0;
-    // A switch by the clock in between makes the comparison meaningless.
-    const bool isLost = currentScheme() == scheme && !fileHolds(scheme, count);
-    if (!isLost)
+}
+
+std::vector<UnsavedValue> Camera::unsaved()
+{
+    const Gate::Pass pass(gate_);
+    std::vector<UnsavedValue> values;
+    for (int scheme = 0; scheme < schemeCount(); ++scheme)
     {
-        tellSaved(scheme);
+        for (const KeyVal& record : readSchemeFile(scheme))
+        {
+            const auto key = static_cast<int>(record.key);
+            const auto saved = static_cast<int>(record.value);
+            const std::optional<int> value = schemeValue(scheme, key);
+            if (value && *value != saved)
+            {
+                values.push_back({scheme, key, *value, saved});
+            }
+        }
     }
-    return {isLost ? SaveResult::Kind::notWritten : SaveResult::Kind::saved, scheme, code, {}, count};
+    return values;
 }
 
 ReloadResult Camera::reload()
@@ -55,7 +82,7 @@ ReloadResult Camera::reload()
         return {ReloadResult::Kind::noFile, scheme};
     }
     const bool accepted = controller_.resetToLastParameters();
-    sendFrameRate();
+    sendFrameRate(change);
     return {accepted ? ReloadResult::Kind::reloaded : ReloadResult::Kind::refused, scheme};
 }
 
@@ -90,7 +117,7 @@ void Camera::factoryReset()
     {
         if (readSchemeFile(scheme).empty())
         {
-            throw Failure(Problem::noSchemeFile, schemeFilePath(scheme));
+            throw Failure(Problem::noSchemeFile, sensorpaths::schemeFile(scheme));
         }
     }
 }

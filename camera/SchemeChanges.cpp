@@ -115,7 +115,7 @@ SchemeResult Camera::setScheme(int scheme)
     const bool automatic = mode() != 0;
     controller_.setParamScheme(scheme);
     tellScheme(automatic ? Why::againstTheClock : Why::manual);
-    sendFrameRate();
+    sendFrameRate(change);
     return {true, scheme, automatic};
 }
 
@@ -196,10 +196,12 @@ void Camera::bringIn(int scheme, ValuesResult& result)
     for (KeyResult& key : result.keys)
     {
         const services::OwnRefusals own;
-        if (controller_.setParameter(key.key, key.now, true) != 0)
+        const bool isRefused = controller_.setParameter(key.key, key.now, true) != 0;
+        if (isRefused || !own.list().empty())
         {
-            key.outcome = Outcome::refused;
+            key.outcome = isRefused ? Outcome::refused : Outcome::heldBack;
             key.status = own.list().empty() ? services::kDone : own.list().back().status;
+            key.allowed = parameterOfKey(service_, key.key);
             result.stored = Stored::sensorRefused;
         }
     }

@@ -4,6 +4,7 @@
 
 #include "KSFile.h"
 #include "SensorFile.h"
+#include "SensorPaths.h"
 
 namespace camera {
 namespace {
@@ -17,14 +18,9 @@ bool sameRecord(const KeyVal& left, const KeyVal& right)
 
 }  // namespace
 
-std::string schemeFilePath(int scheme)
-{
-    return "/mnt/mtd/code/config_file/sensor" + std::to_string(scheme) + ".cfg";
-}
-
 std::vector<KeyVal> readSchemeFile(int scheme)
 {
-    std::string path = schemeFilePath(scheme);
+    std::string path = sensorpaths::schemeFile(scheme);
     if (!KSFile::exists(path.c_str()))
     {
         return {};
@@ -41,7 +37,7 @@ std::vector<KeyVal> readSchemeFile(int scheme)
 
 bool writeSchemeFile(int scheme, std::vector<KeyVal> records)
 {
-    std::string path = schemeFilePath(scheme);
+    std::string path = sensorpaths::schemeFile(scheme);
     keyValToFile(path.data(), records.data(), static_cast<u32>(records.size()));
     // The result says nothing: it is success whatever happened.
     const std::vector<KeyVal> written = readSchemeFile(scheme);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <string>
 #include <vector>
 
 #include "KeyVal.h"
@@ -8,9 +7,6 @@
 // The file of one scheme, read and written with the library's own functions. Readers on any thread, since a file is
 // replaced as a whole; writers one at a time.
 namespace camera {
-
-// "/mnt/mtd/code/config_file/sensor2.cfg", in the camera's tree.
-std::string schemeFilePath(int scheme);
 
 // All records; empty when the file is missing, is not a whole number of records long, or longer than a scheme can be.
 std::vector<KeyVal> readSchemeFile(int scheme);

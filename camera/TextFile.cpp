@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "camera/Descriptor.h"
 #include "camera/Failure.h"
 
 namespace camera {
@@ -28,26 +29,6 @@ void requireReadable(const std::string& path, const struct stat& facts, std::siz
 {
     throw Failure(Problem::unreadable, path, std::strerror(errno));
 }
-
-class Descriptor
-{
-public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor()
-    {
-        if (number_ >= 0)
-        {
-            close(number_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int number() const { return number_; }
-
-private:
-    const int number_;
-};
 
 }  // namespace
 

@@ -4,9 +4,11 @@
 #include <optional>
 #include <string>
 
+#include "XmlGuard.h"
+
 namespace camera {
 
-constexpr std::size_t kDocumentMax = 4 * 1024 * 1024;  // bytes; what is longer does not get through to the XML parser
+constexpr std::size_t kDocumentMax = host::kXmlSizeMax;  // bytes; what is longer does not get to the XML parser
 
 // The whole file; nothing when there is none. Throws Failure when it is no plain file, or longer than that many bytes:
 // neither a named pipe nor an endless file holds the caller up. Reentrant.

@@ -9,8 +9,6 @@ namespace config {
 constexpr char kSensorFile[] = "SensorFile";
 constexpr char kSensor[] = "sensor";
 
-constexpr char kMachineInfoFile[] = "/mnt/mtd/code/factory_setting/machineinfo.ini";
-
 // Parameters that a style may describe: records in every array that is handed to getFctData, and in the
 // controller's scratch array. The key-command map has 87 rows.
 constexpr u32 kKeyValCapacity = 100;

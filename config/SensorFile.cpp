@@ -7,19 +7,20 @@
 #include <string>
 
 #include "KSFile.h"
+#include "SensorPaths.h"
 #include "base/SharedWord.h"
 #include "config/ConfigUnit.h"
 #include "diag/SensorTrace.h"
 
 using config::kSensorFile;
+using sensorpaths::kVersionFile;
 
 namespace {
 
-constexpr char kVersionFile[] = "/mnt/mtd/code/config_file/snsversion.cfg";
 constexpr unsigned char kReplace = KSFile::modeWrite | KSFile::modeTruncate;
-constexpr INT64 kLengthMax = INT_MAX;  // what KSFile can tell apart in its results
+constexpr INT64 kLengthMax = INT_MAX;  // the largest count that KSFile can return
 
-// contract: all that is read or written of a length
+// contract: only the low 32 bits of a length are read or written
 unsigned int lowWord(INT64 length)
 {
     return static_cast<unsigned int>(length);
@@ -89,7 +90,7 @@ INT64 getFileLen(const char* file_name)
     KSFile file;
     diag::reportUnless(file.open(file_name, KSFile::modeRead), DIAG_PLACE_AT(kSensorFile, 19), "file.open(file_name)",
                        "file_name(%s)", file_name);  // contract: no line end
-    return file.getLength();                         // contract: asked of a file that is not open, too
+    return file.getLength();                         // contract: also asked of a file that is not open
 }
 
 int loadFromFile(const char* file_name, char* data, INT64 file_len)

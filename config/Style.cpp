@@ -4,6 +4,7 @@
 #include <tinyxml.h>
 
 #include "SensorFile.h"
+#include "SensorPaths.h"
 #include "SysConfig.h"
 #include "base/Decimal.h"
 #include "config/ConfigUnit.h"
@@ -12,10 +13,9 @@
 #include "diag/SensorTrace.h"
 
 using config::kSensorFile;
+using sensorpaths::kMergedStyleFile;
 
 namespace {
-
-constexpr char kMergedFile[] = "/tmp/merge_style.xml";
 
 // The value of the first field found by the plain search, without its end; false if there is none.
 bool findDetailField(const char* detail, const char* name, const char*& value, std::size_t& length)
@@ -33,7 +33,7 @@ bool findDetailField(const char* detail, const char* name, const char*& value, s
     return true;
 }
 
-// One attribute that fits is enough. The traces go under the merge's name.
+// One attribute that matches is enough. The traces carry the merge's name.
 bool ruleApplies(const TiXmlElement& rule, const char* detail, const diag::Place& place)
 {
     for (const TiXmlAttribute* attribute = rule.FirstAttribute(); attribute != nullptr; attribute = attribute->Next())
@@ -41,7 +41,7 @@ bool ruleApplies(const TiXmlElement& rule, const char* detail, const diag::Place
         diag::trace(diag::Kind::debug, place, "modi_attr->Name()(%s), modi_attr->Value()(%s)\n", attribute->Name(),
                     attribute->Value());
         char value[sizeof(ModuleConfig::szDetail)] = {};  // no value is longer than the text it stands in
-        // contract: a plain search, so that an empty detail value and a leading part of a listed value fit too
+        // contract: a plain search, so that an empty detail value and a leading part of a listed value match too
         if (getDetailFieldToStr(detail, attribute->Name(), value) == 0 &&
             std::strstr(attribute->Value(), value) != nullptr)
         {
@@ -65,8 +65,8 @@ void applyOperations(TiXmlDocument* style, const TiXmlElement* operation)
 // serves a camera better than no parameters.
 int readBack(char*& style)
 {
-    const INT64 file_len = config::textLength(getFileLen(kMergedFile));
-    return config::makeRoom(style, file_len) ? config::readText(kMergedFile, style, file_len) : -1;
+    const INT64 file_len = config::textLength(getFileLen(kMergedStyleFile));
+    return config::makeRoom(style, file_len) ? config::readText(kMergedStyleFile, style, file_len) : -1;
 }
 
 bool equals(const char* text, const char* expected)
@@ -171,8 +171,8 @@ int mergeStyle(ModuleConfig* moduleConfig, char** ui_style, char* ui_styleDivers
             applyOperations(doc_style.document(), operation);
         }
     }
-    doc_style.SaveFile(kMergedFile);
-    if (diag::enabled(diag::Kind::information))  // or the whole document would be printed for nothing
+    doc_style.SaveFile(kMergedStyleFile);
+    if (diag::enabled(diag::Kind::information))  // otherwise the document would be turned into text for nothing
     {
         diag::trace(diag::Kind::information, DIAG_PLACE(kSensorFile), "%s\n", doc_style.getXmlString().c_str());
     }

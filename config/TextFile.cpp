@@ -11,7 +11,7 @@
 namespace config {
 namespace {
 
-constexpr INT64 kRoomMax = PTRDIFF_MAX - 1;  // and a terminator: no object is larger, and on 32 bits INT64 is
+constexpr INT64 kRoomMax = PTRDIFF_MAX - 1;  // with a terminator the largest object; on 32 bits INT64 goes beyond
 
 }  // namespace
 

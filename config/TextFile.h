@@ -2,15 +2,15 @@
 
 #include "SensorTypes.h"
 
-// Whole text documents in memory that their user frees (malloc). Reentrant.
+// Whole text documents in malloc memory, which the caller frees. Reentrant.
 namespace config {
 
 // The length as it is, or -1 for one that no document has: negative, or above kXmlBytesMax. A host's file class
 // may report anything.
 INT64 textLength(INT64 fileLength);
 
-// Puts zeroed room for length bytes and a terminator in text's stead, an empty text for a negative length. False
-// without memory: text is then empty, or null if it was.
+// Replaces text by zeroed room for length bytes and a terminator; by an empty text for a negative length. False
+// without memory: text is then empty, or null if it was null before.
 bool makeRoom(char*& text, INT64 length);
 
 // Reads length bytes into room made for at least as many. What loadFromFile returned; text is empty if that is

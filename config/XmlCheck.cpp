@@ -5,7 +5,6 @@
 #include <cctype>
 #include <charconv>
 #include <cstdint>
-#include <cstring>
 
 namespace config {
 namespace {
@@ -14,31 +13,14 @@ using Octet = unsigned char;
 
 constexpr Octet kAlphaFrom = 127;  // the parser takes every byte from here on for a letter
 
-// The length of the ASCII characters at the start of the text, as far as whole words of it show them.
-std::size_t leadingAscii(std::string_view text)
+bool isAscii(Octet octet)
 {
-    using Word = std::uint64_t;
-    constexpr Word kLow = 0x0101010101010101u;
-    constexpr Word kHigh = kLow << 7;
-    std::size_t length = 0;
-    for (Word word; length + sizeof word <= text.size(); length += sizeof word)
-    {
-        std::memcpy(&word, text.data() + length, sizeof word);
-        if (((word | (word - kLow)) & kHigh) != 0)  // a byte above 127, or one that is 0
-        {
-            break;
-        }
-    }
-    return length;
+    return octet != 0 && octet < 0x80;
 }
 
-// Bytes that a character with this lead byte has; 0 for a byte that cannot lead.
+// Bytes of a character beyond ASCII with this lead byte; 0 for a byte that cannot lead one.
 std::size_t lengthByLead(Octet lead)
 {
-    if (lead < 0x80)
-    {
-        return lead == 0 ? 0 : 1;
-    }
     if (lead < 0xC2 || lead > 0xF4)
     {
         return 0;
@@ -54,35 +36,26 @@ bool secondFits(Octet lead, Octet second)
     return low <= second && second <= high;
 }
 
-// The parser asks the C library about every byte. What that says of ASCII is the same in every locale and known
-// here; asking costs more than all the rest of the scan.
+// What isspace says, as the parser asks it of every byte. For ASCII the answer is the same in every locale and is given
+// here: a call of the C library for each byte would cost more than the rest of the scan.
 bool isBlank(char c)
 {
     const Octet octet = static_cast<Octet>(c);
     return c == ' ' || (octet >= '\t' && octet <= '\r') || (octet >= 0x80 && std::isspace(octet) != 0);
 }
 
-constexpr bool isNameStart(Octet octet)
+bool isNameStart(Octet octet)
 {
     const bool isLetter = (octet >= 'a' && octet <= 'z') || (octet >= 'A' && octet <= 'Z');
     return isLetter || octet == '_' || octet >= kAlphaFrom;
 }
 
-constexpr std::array<bool, 256> nameParts()
+bool isNamePart(char c)
 {
-    std::array<bool, 256> parts = {};
-    for (int octet = 0; octet < 256; ++octet)
-    {
-        const bool isDigit = octet >= '0' && octet <= '9';
-        parts[octet] =
-            isNameStart(static_cast<Octet>(octet)) || isDigit || octet == '-' || octet == '.' || octet == ':';
-    }
-    return parts;
+    return isNameStart(static_cast<Octet>(c)) || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == ':';
 }
 
-constexpr std::array<bool, 256> kNameParts = nameParts();
-
-// digits are of the base, or there are none.
+// digits holds digits of the base and nothing else; without any the result is false.
 bool isCharacterNumber(std::string_view digits, int base)
 {
     std::uint32_t number = 0;
@@ -94,16 +67,17 @@ bool isCharacterNumber(std::string_view digits, int base)
 // The length of the strict UTF-8 at the start of the text.
 std::size_t leadingUtf8(std::string_view text)
 {
-    std::size_t i = leadingAscii(text);
+    std::size_t i = 0;
     while (i < text.size())
     {
         const Octet lead = static_cast<Octet>(text[i]);
-        const std::size_t length = lengthByLead(lead);
-        if (length == 0 || length > text.size() - i)
+        if (isAscii(lead))
         {
-            return i;
+            ++i;
+            continue;
         }
-        if (length > 1 && !secondFits(lead, static_cast<Octet>(text[i + 1])))
+        const std::size_t length = lengthByLead(lead);
+        if (length == 0 || length > text.size() - i || !secondFits(lead, static_cast<Octet>(text[i + 1])))
         {
             return i;
         }
@@ -115,13 +89,12 @@ std::size_t leadingUtf8(std::string_view text)
             }
         }
         i += length;
-        i += length == 1 ? 0 : leadingAscii(text.substr(i));
     }
     return i;
 }
 
-// The parser's way through a text without its tree: each function reads what the parser's counterpart reads and
-// leaves off where that one stops with an error. Oddities are the parser's.
+// Walks a text as the parser does, without building a tree: each function reads what its counterpart in the parser
+// reads, and returns false where that one stops with an error. The oddities are the parser's.
 class ShapeScan
 {
 public:
@@ -138,7 +111,7 @@ public:
     }
 
 private:
-    // Only the first one counts.
+    // Keeps the first fault only.
     void note(const char* reason, std::size_t position)
     {
         if (m_stShape.fault.reason == nullptr)
@@ -149,7 +122,7 @@ private:
 
     bool atEnd() const { return m_nPos >= m_text.size(); }
 
-    // 0 behind the end, as in a terminated text.
+    // NUL beyond the end, as in a terminated text.
     char at(std::size_t pos) const { return pos < m_text.size() ? m_text[pos] : '\0'; }
 
     bool isAt(std::string_view expected) const
@@ -175,7 +148,7 @@ private:
     {
         for (;;)
         {
-            m_nPos = skipWhile(isBlank);
+            skipWhile(isBlank);
             if (!isAtSpecialBlank())
             {
                 return;
@@ -184,18 +157,13 @@ private:
         }
     }
 
-    // The position of the next byte that does not fit. A position of its own while it looks: bytes that are read
-    // might be a member's, so that a member would be written to memory for each of them.
     template <typename Fits>
-    std::size_t skipWhile(Fits fits) const
+    void skipWhile(Fits fits)
     {
-        const std::string_view text = m_text;
-        std::size_t pos = m_nPos;
-        while (pos < text.size() && fits(text[pos]))
+        while (!atEnd() && fits(m_text[m_nPos]))
         {
-            ++pos;
+            ++m_nPos;
         }
-        return pos;
     }
 
     bool node()
@@ -232,7 +200,7 @@ private:
         return skipPast(">", 1);
     }
 
-    // An end that is missing is no error to the parser.
+    // To the parser a missing end is not an error.
     bool skipPast(std::string_view end, std::size_t headLength)
     {
         const std::size_t found = m_text.find(end, m_nPos + headLength);
@@ -329,7 +297,7 @@ private:
         {
             return {};
         }
-        m_nPos = skipWhile([](char c) { return kNameParts[static_cast<Octet>(c)]; });
+        skipWhile(isNamePart);
         return m_text.substr(start, m_nPos - start);
     }
 
@@ -380,7 +348,7 @@ private:
     {
         for (;;)
         {
-            m_nPos = skipWhile([end](char c) { return c != end && c != '&'; });
+            skipWhile([end](char c) { return c != end && c != '&'; });
             if (atEnd() || m_text[m_nPos] == end)
             {
                 return !atEnd();

@@ -5,21 +5,21 @@
 
 #include <tinyxml.h>
 
-// An XML document of the library: read from memory, printed with four blanks a level, one node a line.
+// An XML document of the library: read from memory, printed with four blanks per level, one node per line.
 // Reentrant.
 class XmlDocument
 {
 public:
-    // What an error of the parser leaves.
+    // What remains of the document after an error of the parser.
     enum class OnError
     {
         empty,
-        keepPart,  // what was read up to there
+        keepPart,  // what was read before the error
     };
 
     // Replaces the document. False, with a warning of cause and place, when the text is refused before parsing (see
     // XmlCheck.h; null is refused too), which leaves it empty, or when the parser meets an error.
-    // A text without any element but with a comment or a declaration is no error.
+    // A text without any element but with a comment or a declaration is not an error.
     bool LoadMem(const char* text, TiXmlEncoding encoding, OnError onError = OnError::empty);
     bool LoadMem(const std::string& text, TiXmlEncoding encoding);
 
@@ -27,8 +27,8 @@ public:
     // likely for the indentation that was added.
     std::string getXmlString() const;
 
-    // Replaces the file whole or, when false, leaves it as it was. An empty name is false and creates nothing; a
-    // text that LoadMem would refuse and a file that cannot be written are false, with a warning.
+    // Replaces the whole file. False leaves it as it was: for an empty name, which creates nothing, and, with a
+    // warning, for a text that LoadMem would refuse and for a file that cannot be written.
     bool SaveFile(const char* path) const;
 
     // Null without an element.
@@ -37,7 +37,7 @@ public:
     TiXmlDocument* document();
 
 private:
-    // text is terminated, if it is no longer than what is accepted.
+    // text is terminated, unless it is longer than what is accepted.
     bool load(std::string_view text, TiXmlEncoding encoding, OnError onError);
 
     // Counts lines and columns if tabSize is not 0. False for an error of the parser.

@@ -6,6 +6,7 @@
 #include "MachineInfo.h"
 #include "ModuleConfigure.h"
 #include "SensorFile.h"
+#include "SensorPaths.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
 #include "base/SharedWord.h"
@@ -13,15 +14,12 @@
 #include "config/TextFile.h"
 #include "diag/SensorTrace.h"
 
-using config::kMachineInfoFile;
 using config::kSensor;
 
 SysConfig g_stSysConf;
 
 namespace {
 
-constexpr char kStyleFolder[] = "/hd1/moduleConfig/sensorConfig/style/";
-constexpr char kDiversityFolder[] = "/hd1/moduleConfig/sensorConfig/styleDiversity/";
 constexpr char kUnknownName[] = "xxx";  // contract: both names, always
 constexpr u32 kSchemesDefault = 4;
 constexpr u32 kSchemesMax = 65535;  // with 87 parameters each, their arrays take 46 MB of a camera's memory
@@ -44,7 +42,7 @@ void clearRest(SysConfig& sysConf)
     sysConf.szUIStyle = nullptr;
 }
 
-// The report goes under place.
+// The report carries place.
 u32 schemesOf(const char* detail, const diag::Place& place)
 {
     u32 schemes = kSchemesDefault;
@@ -72,7 +70,7 @@ int loadText(const std::string& fileName, char*& text)
     {
         return -1;
     }
-    // contract: the length is asked a second time. The file may have grown since.
+    // contract: the length is asked for a second time. The file may have grown since.
     const INT64 length = config::textLength(getFileLen(fileName.c_str()));
     return config::readText(fileName.c_str(), text, std::min(room, length));
 }
@@ -88,7 +86,8 @@ int initSysConf(const ModuleConfigure& p_objModuleConfigure, SysConfig* p_stSysC
     base::sharedStore(p_stSysConf->nSchemeSum, schemesOf(p_stSysConf->moduleConfig.szDetail, DIAG_PLACE(kSensor)));
 
     MachineInfo machineInfo;
-    diag::reportUnless(SystemInfoParser::parseMachineInfo(kMachineInfoFile, machineInfo), DIAG_PLACE_AT(kSensor, 141),
+    diag::reportUnless(SystemInfoParser::parseMachineInfo(sensorpaths::kMachineInfoFile, machineInfo),
+                       DIAG_PLACE_AT(kSensor, 141),
                        "SystemInfoParser::parseMachineInfo(\"/mnt/mtd/code/factory_setting/machineinfo.ini\", "
                        "machineInfo)");
     p_stSysConf->nDeviceType = static_cast<u32>(machineInfo.getDeviceType());
@@ -100,12 +99,11 @@ int initSysConf(const ModuleConfigure& p_objModuleConfigure, SysConfig* p_stSysC
                        "machineinfo, devicetype(%d) error, must be 1 or 4 or 8\n",  // contract: 9 is accepted too
                        static_cast<int>(p_stSysConf->nDeviceType));
 
-    const std::string styleFile = std::string(kStyleFolder) + (isDomeStyle ? "Style_dome.xml" : "Style.xml");
+    const std::string styleFile = isDomeStyle ? sensorpaths::kDomeStyleFile : sensorpaths::kStyleFile;
     diag::reportUnless(loadText(styleFile, p_stSysConf->szUIStyle) > 0, DIAG_PLACE_AT(kSensor, 158),
                        "loadFromFile(strStyleFileName.c_str(), p_stSysConf->szUIStyle, "
                        "getFileLen(strStyleFileName.c_str())) > 0");
-    const std::string diversityFile =
-        std::string(kDiversityFolder) + (isDomeStyle ? "StyleDiversity_dome.xml" : "StyleDiversity.xml");
+    const std::string diversityFile = isDomeStyle ? sensorpaths::kDomeDiversityFile : sensorpaths::kDiversityFile;
     char* diversity = nullptr;
     diag::reportUnless(loadText(diversityFile, diversity) > 0, DIAG_PLACE_AT(kSensor, 170),
                        "loadFromFile(strStyleDivFileName.c_str(), ui_styleDiversity, "

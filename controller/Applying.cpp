@@ -1,8 +1,8 @@
 #include <cstring>
 
-#include "ISensorController.h"
 #include "base/SharedWord.h"
 #include "controller/ControllerFlags.h"
+#include "controller/ControllerParts.h"
 #include "controller/ControllerUnit.h"
 #include "controller/ServiceWord.h"
 #include "ia_ioctrl.h"
@@ -31,24 +31,24 @@ keycmd rowForUnknownKey(u32 key)
 
 }  // namespace
 
-bool ISensorController::isAlreadyHeld(const KeyVal& record)
+bool ISensorController::Parts::isAlreadyHeld(ISensorController& self, const KeyVal& record)
 {
-    if (!isKeyValNewest(record))
+    if (!self.isKeyValNewest(record))
     {
         return false;
     }
     diag::tracePlain(Kind::debug,
                      "ignore, (%u,%u) is newest, m_nFlags.switching_flag(%d), m_nLastScheme(%d), "
                      "m_nCurScheme(%d)!!!\n",
-                     record.key, record.value, (m_nFlags & kSwitchingFlag) != 0 ? 1 : 0, m_nLastScheme.load(),
-                     m_nCurScheme.load());
+                     record.key, record.value, (self.m_nFlags & kSwitchingFlag) != 0 ? 1 : 0, self.m_nLastScheme.load(),
+                     self.m_nCurScheme.load());
     return true;
 }
 
-bool ISensorController::applyRecord(const diag::Place& place, u32 index, KeyVal& record)
+bool ISensorController::Parts::applyRecord(ISensorController& self, const diag::Place& place, u32 index, KeyVal& record)
 {
     keycmd row;
-    const bool known = findFromKeyCmdMap(m_pKeyCmdMap, record.key, row) != -1;
+    const bool known = self.findFromKeyCmdMap(self.m_pKeyCmdMap, record.key, row) != -1;
     diag::reportUnless(known, place, "-1 != findFromKeyCmdMap(m_pKeyCmdMap, p_pKeyval[i].key, stKeyCmdTmp)",
                        "p_pKeyval[%u].key(%u)", index, record.key);
     if (!known)
@@ -60,7 +60,7 @@ bool ISensorController::applyRecord(const diag::Place& place, u32 index, KeyVal&
                      row.szKeyName, static_cast<int>(record.key), static_cast<int>(record.value), row.szHandlerName,
                      static_cast<int>(row.cmd));
     ServiceWord word(record.value);
-    const int status = (this->*row.handler)(row.cmd, IA_CMD_OPT_SET, word.data());
+    const int status = (self.*row.handler)(row.cmd, IA_CMD_OPT_SET, word.data());
     record.value = word.value();
     if (status == SNS_SUCCESS)
     {
@@ -75,17 +75,18 @@ bool ISensorController::applyRecord(const diag::Place& place, u32 index, KeyVal&
     return false;
 }
 
-void ISensorController::rememberRecord(const diag::Place& place, u32 index, const KeyVal& record)
+void ISensorController::Parts::rememberRecord(ISensorController& self, const diag::Place& place, u32 index,
+                                              const KeyVal& record)
 {
-    const int scheme = m_nCurScheme;
+    const int scheme = self.m_nCurScheme;
     const u32 key = base::sharedLoad(record.key);
-    if (findRecord(scheme, key) == &record)
+    if (findRecord(self, scheme, key) == &record)
     {
         // A switch applies the scheme's own records. Storing would lose what another thread sets meanwhile.
         return;
     }
     const u32 value = base::sharedLoad(record.value);
-    if (setKeyValToCache(scheme, key, value, false) == -1)
+    if (self.setKeyValToCache(scheme, key, value, false) == -1)
     {
         diag::trace(Kind::debug, place,
                     "SET_KEY_VAL FAILED, m_nCurScheme(%d), p_pKeyval[%d].key(%d), p_pKeyval[%d].value(%d),  maybe "
@@ -103,14 +104,14 @@ int ISensorController::setParameters(KeyVal* p_pKeyval, unsigned int p_nKeyvalNu
         // The array may be a scheme that other threads write: handlers get a copy.
         KeyVal record = {base::sharedLoad(p_pKeyval[i].key), base::sharedLoad(p_pKeyval[i].value)};
         const bool stored = isScheduleKey(record.key);
-        if (p_bCache ? isAlreadyHeld(record) : stored)
+        if (p_bCache ? Parts::isAlreadyHeld(*this, record) : stored)
         {
             continue;
         }
         if (!stored)
         {
             const u32 given = record.value;
-            const bool applied = applyRecord(place, i, record);
+            const bool applied = Parts::applyRecord(*this, place, i, record);
             if (record.value != given)
             {
                 base::sharedReplace(p_pKeyval[i].value, given, record.value);
@@ -123,7 +124,7 @@ int ISensorController::setParameters(KeyVal* p_pKeyval, unsigned int p_nKeyvalNu
         }
         if (p_bCache)
         {
-            rememberRecord(place, i, p_pKeyval[i]);
+            Parts::rememberRecord(*this, place, i, p_pKeyval[i]);
         }
     }
     return SNS_SUCCESS;
@@ -145,7 +146,7 @@ int ISensorController::switch_to(int p_nScheme, bool p_bFull)
     m_nCurScheme = p_nScheme;
     const RaisedFlag switching(m_nFlags, kSwitchingFlag);
     // An index without a scheme is current now and has nothing to apply.
-    if (KeyVal* const records = recordsOf(p_nScheme))
+    if (KeyVal* const records = Parts::recordsOf(*this, p_nScheme))
     {
         if (p_bFull)
         {

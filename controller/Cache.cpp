@@ -1,7 +1,7 @@
-#include "ISensorController.h"
 #include "SysConfig.h"
 #include "base/SharedWord.h"
 #include "controller/ControllerFlags.h"
+#include "controller/ControllerParts.h"
 #include "controller/ControllerUnit.h"
 #include "keyval/KeyValSearch.h"
 
@@ -14,19 +14,19 @@ u32 schemeSum()
 
 }  // namespace
 
-KeyVal* ISensorController::recordsOf(u32 scheme) const
+KeyVal* ISensorController::Parts::recordsOf(const ISensorController& self, u32 scheme)
 {
-    return m_ppUserKeyVal != nullptr && scheme <= schemeSum() ? m_ppUserKeyVal[scheme] : nullptr;
+    return self.m_ppUserKeyVal != nullptr && scheme <= schemeSum() ? self.m_ppUserKeyVal[scheme] : nullptr;
 }
 
-KeyVal* ISensorController::findRecord(u32 scheme, u32 key) const
+KeyVal* ISensorController::Parts::findRecord(const ISensorController& self, u32 scheme, u32 key)
 {
-    KeyVal* const records = recordsOf(scheme);
+    KeyVal* const records = recordsOf(self, scheme);
     if (records == nullptr)
     {
         return nullptr;
     }
-    const int position = findKey(records, m_nKeyValSum, key);
+    const int position = findKey(records, self.m_nKeyValSum, key);
     return position == -1 ? nullptr : records + position;
 }
 
@@ -36,7 +36,7 @@ int ISensorController::setKeyValToCache(unsigned int p_nScheme, unsigned int p_n
     {
         return -2;
     }
-    KeyVal* const record = findRecord(p_nScheme, p_nKey);
+    KeyVal* const record = Parts::findRecord(*this, p_nScheme, p_nKey);
     if (record == nullptr)
     {
         return -1;
@@ -54,7 +54,7 @@ int ISensorController::getKeyValFromCache(unsigned int p_nScheme, unsigned int p
         diag::tracePlain(diag::Kind::debug, "can not find val, invalid sheme(%d) \n", static_cast<int>(p_nScheme));
         return -1;
     }
-    const KeyVal* const record = findRecord(p_nScheme, p_nKey);
+    const KeyVal* const record = Parts::findRecord(*this, p_nScheme, p_nKey);
     if (record == nullptr)
     {
         return -1;

@@ -6,9 +6,9 @@
 
 using diag::Kind;
 
-// Handlers of parameters that need more than one command. A failure that is only reported does not stop a
-// handler; its result is that of the call it names last. For the keys handled here key and command number are
-// the same, so the command also finds the partner's value in the cache.
+// Handlers of parameters that need more than one command. A failed step that is only reported does not stop its
+// handler. For the keys handled here key and command number are the same, so the command also finds the partner's
+// value in the cache.
 
 namespace {
 
@@ -39,14 +39,15 @@ u32 mirrorInView(u32 mirror, u32 corridor)
     return mirror == kMirrorFirst ? kMirrorSecond : kMirrorFirst;
 }
 
-}  // namespace
-
-u32 ISensorController::partnerValue(u32 key)
+// The scheme's value, 0 if it lacks the key.
+u32 partnerValue(ISensorController& controller, int scheme, u32 key)
 {
     u32 value = 0;
-    getKeyValFromCache(m_nCurScheme, key, value);
+    controller.getKeyValFromCache(scheme, key, value);
     return value;
 }
+
+}  // namespace
 
 int ISensorController::doHwdr(u32 p_nKey, u32 p_nDir, void* p_pVal)
 {
@@ -80,7 +81,7 @@ int ISensorController::doDIS(u32 p_nKey, u32 p_nDir, void* p_pVal)
 int ISensorController::doMirror(u32 p_nKey, u32 p_nDir, void* p_pVal)
 {
     const u32 received = wordAt(p_pVal);
-    const u32 nBeaway = partnerValue(KEY_BEAWAY);
+    const u32 nBeaway = partnerValue(*this, m_nCurScheme, KEY_BEAWAY);
     u32 nMirror = mirrorInView(received, nBeaway);
     diag::trace(Kind::debug, CONTROLLER_PLACE, "nMirror(%u --> %u), nBeaway:%u\n", received, nMirror, nBeaway);
     diag::reportUnless(notifyToVideo(p_nKey, nMirror) == SNS_SUCCESS, CONTROLLER_PLACE,
@@ -91,7 +92,7 @@ int ISensorController::doMirror(u32 p_nKey, u32 p_nDir, void* p_pVal)
 int ISensorController::doBeaway(u32 p_nKey, u32 p_nDir, void* p_pVal)
 {
     u32 nBeaway = wordAt(p_pVal);
-    const u32 nMirror = mirrorInView(partnerValue(KEY_MIRROR), nBeaway);
+    const u32 nMirror = mirrorInView(partnerValue(*this, m_nCurScheme, KEY_MIRROR), nBeaway);
     // contract: the service is sent no mirror value here, only the video module learns it
     diag::reportUnless(notifyToVideo(IA_CMD_UI_MIRROR, nMirror) == SNS_SUCCESS, CONTROLLER_PLACE,
                        "SNS_SUCCESS == notifyToVideo(IA_CMD_UI_MIRROR, nMirror)");
@@ -103,8 +104,8 @@ int ISensorController::doBeaway(u32 p_nKey, u32 p_nDir, void* p_pVal)
 int ISensorController::doDNThr(u32 p_nKey, u32 p_nDir, void* p_pVal)
 {
     dn_thr_st record = {};
-    record.d2n_thr = p_nKey == KEY_DTN_THR ? wordAt(p_pVal) : partnerValue(KEY_DTN_THR);
-    record.n2d_thr = p_nKey == KEY_DTN_THR ? partnerValue(KEY_NTD_THR) : wordAt(p_pVal);
+    record.d2n_thr = p_nKey == KEY_DTN_THR ? wordAt(p_pVal) : partnerValue(*this, m_nCurScheme, KEY_DTN_THR);
+    record.n2d_thr = p_nKey == KEY_DTN_THR ? partnerValue(*this, m_nCurScheme, KEY_NTD_THR) : wordAt(p_pVal);
     diag::tracePlain(Kind::debug, "m_nCurScheme(%u) dn_thr_st.d2n_thr(%u) dn_thr_st.n2d_thr(%u)\n",
                      static_cast<u32>(m_nCurScheme.load()), record.d2n_thr, record.n2d_thr);
     const int status = doIaCmd(p_nKey, p_nDir, &record);
@@ -117,7 +118,7 @@ int ISensorController::doDNTime(u32 p_nKey, u32 p_nDir, void* p_pVal)
     // contract: any other command counts as KEY_NTD_M
     const bool known = p_nKey == KEY_DTN_H || p_nKey == KEY_DTN_M || p_nKey == KEY_NTD_H;
     const u32 own = known ? p_nKey : static_cast<u32>(KEY_NTD_M);
-    const auto valueOf = [&](u32 key) { return key == own ? wordAt(p_pVal) : partnerValue(key); };
+    const auto valueOf = [&](u32 key) { return key == own ? wordAt(p_pVal) : partnerValue(*this, m_nCurScheme, key); };
     dn_time_st record = {};
     record.d2n_hour = valueOf(KEY_DTN_H);
     record.d2n_min = valueOf(KEY_DTN_M);

@@ -8,7 +8,7 @@ enum controller_flag_e : unsigned char
 {
     kInitialising = 1 << 0,
     kStopping = 1 << 1,
-    kInitialised = 1 << 2,    // never cleared again but by the next init
+    kInitialised = 1 << 2,    // cleared only by the next init
     kResetFlag = 1 << 3,      // factory reset running
     kReloadFlag = 1 << 4,     // reload of the last saved parameters running
     kSwitchingFlag = 1 << 5,  // a scheme is being applied
@@ -19,6 +19,11 @@ enum controller_flag_e : unsigned char
 };
 
 static_assert(kBusyMask == 0x38 && kBulkMask == 0x39, "hosts that log the flag byte rely on these bits");
+
+inline bool isBusy(const std::atomic<unsigned char>& flags)
+{
+    return (flags & kBusyMask) != 0;
+}
 
 // Holds one bit up for a scope, or until it is lowered.
 class RaisedFlag

@@ -3,6 +3,7 @@
 #include "KSMutex.h"
 #include "KeyVal.h"
 #include "SensorKeys.h"
+#include "SensorPaths.h"
 #include "config/ConfigUnit.h"
 #include "diag/SensorTrace.h"
 
@@ -10,9 +11,6 @@
 
 // All of them report under this unit.
 constexpr char kControllerUnit[] = "ISensorController";
-
-// printf format, scheme number. on disk: never rename.
-constexpr char kSchemeFile[] = "/mnt/mtd/code/config_file/sensor%d.cfg";
 
 // contract: wide on purpose, every file that begins with "sensor" in every folder that begins with "config".
 constexpr char kRemoveSchemeFiles[] = "rm -rf /mnt/mtd/code/config*/sensor*";
@@ -22,7 +20,8 @@ constexpr int kNoScheme = -1;
 constexpr int kScheduledMode = 1;  // the clock chooses the scheme; 0 is manual
 
 using config::kKeyValCapacity;
-using config::kMachineInfoFile;
+using sensorpaths::kMachineInfoFile;
+using sensorpaths::kSchemeFile;
 
 // The first five records of every scheme, found by position and never by key.
 // on disk: never renumber.

@@ -61,7 +61,7 @@ bool ISensorController::getCmdExecStatus(int cmd, int& status)
 
 void ISensorController::setVideoStreamModule(const VideoStreamModule* p_pVideoStreamModule)
 {
-    // The only cast: hosts hand the module over as const, while telling it something is not a const operation.
+    // The only cast: hosts pass the module as const, but notifyParam is not a const operation.
     m_pVideoStreamModule = const_cast<VideoStreamModule*>(p_pVideoStreamModule);
 }
 

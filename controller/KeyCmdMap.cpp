@@ -15,7 +15,7 @@ u32 g_nKeyCmdNum = 100;
 
 namespace {
 
-// The handlers and, behind them, their absence.
+// All handlers. HandlerIndex and kHandlers add an entry for keys without one.
 #define SNS_HANDLERS(HANDLER) \
     HANDLER(doIaCmd)          \
     HANDLER(doIaCmd_User)     \
@@ -47,7 +47,7 @@ constexpr HandlerRow kHandlers[] = {
 };
 #undef SNS_HANDLERS
 
-// Numbers alone: addresses would have to be relocated at every start, three a row.
+// Numbers only: addresses would have to be relocated at every start, three per row.
 struct TableRow
 {
     std::uint16_t key;
@@ -61,7 +61,7 @@ constexpr TableRow kTable[] = {
 #include "SensorKeys.def"
 };
 
-// The names of the rows' keys, one behind the other, terminated each.
+// The key names of the rows, one after the other, each with its terminator.
 constexpr char kKeyNames[] =
 #define SNS_KEY(name, key, ia, cmd, handler) #name "\0"
 #define SNS_STORED_KEY(name, key) #name "\0"

@@ -1,9 +1,6 @@
 #include <iterator>
 
 #include "ISensorController.h"
-#include "SysConfig.h"
-#include "base/SharedWord.h"
-#include "controller/ControllerFlags.h"
 #include "ia_ioctrl.h"
 
 namespace {
@@ -35,56 +32,57 @@ void zoomRatio(u32 position, int& ratio)
     }
 }
 
+bool setValue(ISensorController& controller, u32 cmd, int value)
+{
+    return controller.doIaCmd(cmd, IA_CMD_OPT_SET, &value) == SNS_SUCCESS;
+}
+
+bool getValue(ISensorController& controller, u32 cmd, int& value)
+{
+    return controller.doIaCmd(cmd, IA_CMD_OPT_GET, &value) == SNS_SUCCESS;
+}
+
+// Sends the mode that accepts steps, then the step.
+bool step(ISensorController& controller, u32 modeCmd, int mode, u32 stepCmd)
+{
+    return setValue(controller, modeCmd, mode) && setValue(controller, stepCmd, kOneStep);
+}
+
 }  // namespace
-
-bool ISensorController::setValue(u32 cmd, int value)
-{
-    return doIaCmd(cmd, IA_CMD_OPT_SET, &value) == SNS_SUCCESS;
-}
-
-bool ISensorController::getValue(u32 cmd, int& value)
-{
-    return doIaCmd(cmd, IA_CMD_OPT_GET, &value) == SNS_SUCCESS;
-}
-
-bool ISensorController::step(u32 modeCmd, int mode, u32 stepCmd)
-{
-    return setValue(modeCmd, mode) && setValue(stepCmd, kOneStep);
-}
 
 bool ISensorController::focusFar()
 {
-    return step(IA_CMD_AUTO_FOCUS_MODE, kFocusModeForSteps, IA_CMD_FOCUS_FAR);
+    return step(*this, IA_CMD_AUTO_FOCUS_MODE, kFocusModeForSteps, IA_CMD_FOCUS_FAR);
 }
 
 bool ISensorController::focusNear()
 {
-    return step(IA_CMD_AUTO_FOCUS_MODE, kFocusModeForSteps, IA_CMD_FOCUS_NEAR);
+    return step(*this, IA_CMD_AUTO_FOCUS_MODE, kFocusModeForSteps, IA_CMD_FOCUS_NEAR);
 }
 
 bool ISensorController::irisUp()
 {
-    return step(IA_CMD_EXPOSE_MODE, kExposureModeForSteps, IA_CMD_IRIS_UP);
+    return step(*this, IA_CMD_EXPOSE_MODE, kExposureModeForSteps, IA_CMD_IRIS_UP);
 }
 
 bool ISensorController::irisDown()
 {
-    return step(IA_CMD_EXPOSE_MODE, kExposureModeForSteps, IA_CMD_IRIS_DOWN);
+    return step(*this, IA_CMD_EXPOSE_MODE, kExposureModeForSteps, IA_CMD_IRIS_DOWN);
 }
 
 bool ISensorController::zoomIn()
 {
-    return setValue(IA_CMD_ZOOM_IN, kOneStep);
+    return setValue(*this, IA_CMD_ZOOM_IN, kOneStep);
 }
 
 bool ISensorController::zoomOut()
 {
-    return setValue(IA_CMD_ZOOM_OUT, kOneStep);
+    return setValue(*this, IA_CMD_ZOOM_OUT, kOneStep);
 }
 
 bool ISensorController::getZoomValue(int& p_nPosition, int& p_nRatio)
 {
-    if (!getValue(IA_CMD_MZ_POSITION, p_nPosition))
+    if (!getValue(*this, IA_CMD_MZ_POSITION, p_nPosition))
     {
         return false;
     }
@@ -94,32 +92,32 @@ bool ISensorController::getZoomValue(int& p_nPosition, int& p_nRatio)
 
 bool ISensorController::setZoomValue(int p_nPosition)
 {
-    return setValue(IA_CMD_MZ_POSITION, p_nPosition);
+    return setValue(*this, IA_CMD_MZ_POSITION, p_nPosition);
 }
 
 bool ISensorController::setPTZRunState(int p_nState)
 {
-    return setValue(IA_CMD_PTZ_RUN_STATE, p_nState);
+    return setValue(*this, IA_CMD_PTZ_RUN_STATE, p_nState);
 }
 
 bool ISensorController::setFocusValue(int p_nPosition)
 {
-    return setValue(IA_CMD_MF_POSITION, p_nPosition);
+    return setValue(*this, IA_CMD_MF_POSITION, p_nPosition);
 }
 
 bool ISensorController::getFocusValue(int& p_nPosition)
 {
-    return getValue(IA_CMD_MF_POSITION, p_nPosition);
+    return getValue(*this, IA_CMD_MF_POSITION, p_nPosition);
 }
 
 bool ISensorController::setFocusMode(int p_nMode)
 {
-    return setValue(IA_CMD_AUTO_FOCUS_MODE, p_nMode);
+    return setValue(*this, IA_CMD_AUTO_FOCUS_MODE, p_nMode);
 }
 
 bool ISensorController::getFocusMode(int& p_nMode)
 {
-    return getValue(IA_CMD_AUTO_FOCUS_MODE, p_nMode);
+    return getValue(*this, IA_CMD_AUTO_FOCUS_MODE, p_nMode);
 }
 
 bool ISensorController::getAFStatistic(unsigned& p_nStatistic)
@@ -129,29 +127,5 @@ bool ISensorController::getAFStatistic(unsigned& p_nStatistic)
 
 bool ISensorController::getWDR(int& p_nMode)
 {
-    return getValue(IA_CMD_WDR_MODE, p_nMode);
+    return getValue(*this, IA_CMD_WDR_MODE, p_nMode);
 }
-
-int ISensorController::getSensorType()
-{
-    return base::sharedLoad(g_stSysConf.moduleConfig.nModuleId);
-}
-
-bool ISensorController::getSensorStatus()
-{
-    return (m_nFlags & kInitialised) != 0;
-}
-
-bool ISensorController::getCameraVerInf(std::string& p_strVersion)
-{
-    char text[kCameraVersionSize] = {};
-    if (doIaCmd(IA_CMD_CAMERA_VERSION, IA_CMD_OPT_GET, text) != SNS_SUCCESS)
-    {
-        return false;
-    }
-    text[kCameraVersionSize - 1] = '\0';  // a service may have forgotten it
-    p_strVersion = text;
-    return true;
-}
-
-void ISensorController::printDebugMsg() {}

@@ -1,7 +1,6 @@
 #include <cstdio>
 #include <vector>
 
-#include "ISensorController.h"
 #include "MachineInfo.h"
 #include "ModuleConfigure.h"
 #include "ModuleConfigureParser.h"
@@ -10,6 +9,7 @@
 #include "SystemInfoParser.h"
 #include "base/SharedWord.h"
 #include "controller/ControllerFlags.h"
+#include "controller/ControllerParts.h"
 #include "controller/ControllerUnit.h"
 #include "sy_system.h"
 
@@ -17,16 +17,14 @@ using diag::Kind;
 
 namespace {
 
-constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";
-
 // The module configuration of this board as its files say. contract: std::out_of_range when they name none.
 ModuleConfigure moduleFromFiles()
 {
     MachineInfo machineInfo;
     SystemInfoParser::parseMachineInfo(kMachineInfoFile, machineInfo);
     std::vector<ModuleConfigure> modules;
-    ModuleConfigureParser::parse(kModuleConfigFile, machineInfo.getHardwareModel(), machineInfo.getHardwareCode(),
-                                 modules);
+    ModuleConfigureParser::parse(sensorpaths::kModuleConfigFile, machineInfo.getHardwareModel(),
+                                 machineInfo.getHardwareCode(), modules);
     return modules.at(0);
 }
 
@@ -54,7 +52,7 @@ int ISensorController::restore(int p_nKey)
 {
     const ControllerLock lock(m_objMutex, __LINE__);
     diag::tracePlain(Kind::debug, "p_nKey(%d)\n", p_nKey);
-    if (const KeyVal* const stored = findRecord(m_nCurScheme, p_nKey))
+    if (const KeyVal* const stored = Parts::findRecord(*this, m_nCurScheme, p_nKey))
     {
         KeyVal record = {stored->key, base::sharedLoad(stored->value)};  // a handler may change it
         return setParameters(&record, 1, false);

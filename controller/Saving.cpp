@@ -1,10 +1,9 @@
 #include <cstdio>
 
-#include "ISensorController.h"
-#include "SchemeWindow.h"
 #include "SensorFile.h"
 #include "SysConfig.h"
 #include "base/SharedWord.h"
+#include "controller/ControllerParts.h"
 #include "controller/ControllerUnit.h"
 
 using diag::Kind;
@@ -31,10 +30,10 @@ void traceRefusal(const diag::Place& place, const SchemeWindow& window, window_c
 
 }  // namespace
 
-SchemeWindow ISensorController::windowOf(u32 scheme) const
+SchemeWindow ISensorController::Parts::windowOf(const ISensorController& self, u32 scheme)
 {
-    const KeyVal* const records = recordsOf(scheme);
-    if (records == nullptr || m_nKeyValSum < kScheduleRecords)
+    const KeyVal* const records = recordsOf(self, scheme);
+    if (records == nullptr || self.m_nKeyValSum < kScheduleRecords)
     {
         return {};
     }
@@ -59,14 +58,14 @@ int ISensorController::flush()
     char file[sizeof(kSchemeFile) + 16];
     const int scheme = m_nCurScheme;
     std::snprintf(file, sizeof(file), kSchemeFile, scheme);
-    KeyVal* const records = recordsOf(scheme);
+    KeyVal* const records = Parts::recordsOf(*this, scheme);
     // Null if somebody switched to no scheme since the test above.
     return records == nullptr ? static_cast<int>(SNS_SUCCESS) : keyValToFile(file, records, m_nKeyValSum);
 }
 
 int ISensorController::paramCheck()
 {
-    const SchemeWindow window = windowOf(m_nCurScheme);
+    const SchemeWindow window = Parts::windowOf(*this, m_nCurScheme);
     const window_check_e check = windowCheck(window);
     traceRefusal(CONTROLLER_PLACE, window, check);
     return check;

@@ -16,17 +16,17 @@ constexpr long kBusyWaitMicroseconds = 500000;
 // A hundred looks a second cost nothing.
 constexpr std::chrono::milliseconds kLeastPause(10);
 
-}  // namespace
-
 // Called with the mutex held: other host calls wait as well, until the busy bits are clear.
-void ISensorController::waitWhileBusy() const
+void waitWhileBusy(const std::atomic<unsigned char>& flags)
 {
-    while (isBusy())
+    while (isBusy(flags))
     {
         KestraTime::wait(KestraTime(0, kBusyWaitMicroseconds));
         std::this_thread::sleep_for(kLeastPause);
     }
 }
+
+}  // namespace
 
 bool ISensorController::setParamScheme(int p_nScheme)
 {
@@ -34,7 +34,7 @@ bool ISensorController::setParamScheme(int p_nScheme)
     // contract: reported, not refused
     diag::reportUnless(p_nScheme >= 0 && static_cast<u32>(p_nScheme) <= g_stSysConf.nSchemeSum, CONTROLLER_PLACE,
                        "p_nScheme >= 0 && (u32)p_nScheme <= g_stSysConf.nSchemeSum", "p_nScheme(%d)\n", p_nScheme);
-    waitWhileBusy();
+    waitWhileBusy(m_nFlags);
     return switch_to(p_nScheme, false) == SNS_SUCCESS;
 }
 
@@ -51,7 +51,7 @@ bool ISensorController::setParamMode(int p_nMode)
     // contract: reported, not refused
     diag::reportUnless(p_nMode == 0 || p_nMode == 1, CONTROLLER_PLACE, "0 == p_nMode || 1 == p_nMode", "p_nMode(%d)\n",
                        p_nMode);
-    waitWhileBusy();
+    waitWhileBusy(m_nFlags);
     m_nParamMode = p_nMode;
     return true;
 }

@@ -1,10 +1,9 @@
-#include "ISensorController.h"
 #include "KSDeviceTime.h"
 #include "KestraTime.h"
-#include "SchemeWindow.h"
 #include "SysConfig.h"
 #include "base/SharedWord.h"
 #include "controller/ControllerFlags.h"
+#include "controller/ControllerParts.h"
 #include "controller/ControllerUnit.h"
 #include "ia_ioctrl.h"
 
@@ -23,11 +22,6 @@ enum schedule_e
 };
 
 }  // namespace
-
-bool ISensorController::isBusy() const
-{
-    return (m_nFlags & kBusyMask) != 0;
-}
 
 // One turn. Takes no lock: the busy bits are the handshake with the host's callers. Testing them and raising
 // switching_flag are two steps; the narrow race between them is accepted.
@@ -49,63 +43,63 @@ int ISensorController::sensorThread()
                        "nScheme(%d)\n", scheme);
     if (!m_bLPR)
     {
-        turnOrdinary(place, scheme);
+        Parts::turnOrdinary(*this, place, scheme);
     }
     else if (schedule == kInsideWindow)
     {
-        turnScheduledLpr(place, scheme);
+        Parts::turnScheduledLpr(*this, place, scheme);
     }
     else
     {
-        turnDayNightLpr();
+        Parts::turnDayNightLpr(*this);
     }
     return 0;
 }
 
-void ISensorController::turnOrdinary(const diag::Place& place, int scheme)
+void ISensorController::Parts::turnOrdinary(ISensorController& self, const diag::Place& place, int scheme)
 {
-    if (scheme == m_nCurScheme || isBusy())
+    if (scheme == self.m_nCurScheme || isBusy(self.m_nFlags))
     {
         return;
     }
     diag::trace(Kind::debug, place, "SCHEME: auto switch_to(%d)\n", scheme);
-    diag::reportUnless(switch_to(scheme, false) == SNS_SUCCESS, place, "SNS_SUCCESS == switch_to(nScheme)",
+    diag::reportUnless(self.switch_to(scheme, false) == SNS_SUCCESS, place, "SNS_SUCCESS == switch_to(nScheme)",
                        "nScheme(%d)\n", scheme);
 }
 
-void ISensorController::turnScheduledLpr(const diag::Place& place, int scheme)
+void ISensorController::Parts::turnScheduledLpr(ISensorController& self, const diag::Place& place, int scheme)
 {
-    const bool wasInside = m_nLastSchedule == kInsideWindow;
-    if ((wasInside && scheme == m_nCurScheme) || isBusy())
+    const bool wasInside = self.m_nLastSchedule == kInsideWindow;
+    if ((wasInside && scheme == self.m_nCurScheme) || isBusy(self.m_nFlags))
     {
         return;
     }
     diag::trace(Kind::debug, place, "SCHEME: auto switch_to(%d)\n", scheme);
     if (wasInside)
     {
-        diag::reportUnless(switch_to(scheme, false) == SNS_SUCCESS, place, "SNS_SUCCESS == switch_to(nScheme)",
+        diag::reportUnless(self.switch_to(scheme, false) == SNS_SUCCESS, place, "SNS_SUCCESS == switch_to(nScheme)",
                            "nScheme(%d)\n", scheme);
     }
     else
     {
-        // The day/night pair was sent with KEY_DN_MODE forced, so a difference to it says nothing: send all.
-        diag::reportUnless(switch_to(scheme, true) == SNS_SUCCESS, place, "SNS_SUCCESS == switch_to(nScheme, true)",
-                           "nScheme(%d)\n", scheme);
+        // The day/night pair was sent with KEY_DN_MODE forced, so a comparison with it would mislead: send everything.
+        diag::reportUnless(self.switch_to(scheme, true) == SNS_SUCCESS, place,
+                           "SNS_SUCCESS == switch_to(nScheme, true)", "nScheme(%d)\n", scheme);
     }
-    m_nLastSchedule = kInsideWindow;
+    self.m_nLastSchedule = kInsideWindow;
 }
 
-void ISensorController::turnDayNightLpr()
+void ISensorController::Parts::turnDayNightLpr(ISensorController& self)
 {
     int mode = 0;
-    getDNMode(mode);  // a failed reading counts as day
+    self.getDNMode(mode);  // a failed reading counts as day
     const int scheme = mode != 0 ? kNightScheme : kDayScheme;
-    if ((m_nLastSchedule == kOutsideWindows && scheme == m_nCurScheme) || isBusy())
+    if ((self.m_nLastSchedule == kOutsideWindows && scheme == self.m_nCurScheme) || isBusy(self.m_nFlags))
     {
         return;
     }
-    LPR_switch_to(scheme);
-    m_nLastSchedule = kOutsideWindows;
+    self.LPR_switch_to(scheme);
+    self.m_nLastSchedule = kOutsideWindows;
 }
 
 int ISensorController::judgeCurScheme(int& p_nScheme, int& p_nSchedule)
@@ -118,7 +112,7 @@ int ISensorController::judgeCurScheme(int& p_nScheme, int& p_nSchedule)
     p_nScheme = static_cast<int>(schemes);
     for (u32 i = 0; i < schemes; ++i)
     {
-        if (windowHolds(windowOf(i), hour, minute))
+        if (windowHolds(Parts::windowOf(*this, i), hour, minute))
         {
             p_nScheme = static_cast<int>(i);
             p_nSchedule = kInsideWindow;
@@ -133,7 +127,7 @@ int ISensorController::LPR_switch_to(int p_nScheme)
     const RaisedFlag switching(m_nFlags, kSwitchingFlag);
     m_nLastScheme = m_nCurScheme.load();
     m_nCurScheme = p_nScheme;
-    if (const KeyVal* const records = recordsOf(p_nScheme))
+    if (const KeyVal* const records = Parts::recordsOf(*this, p_nScheme))
     {
         bool modeSeen = false;
         for (u32 i = 0; i < m_nKeyValSum; ++i)
@@ -151,7 +145,7 @@ int ISensorController::LPR_switch_to(int p_nScheme)
 bool ISensorController::getDNMode(int& p_nMode)
 {
     int mode = 0;
-    if (!getValue(IA_CMD_DN_STATE, mode))
+    if (doIaCmd(IA_CMD_DN_STATE, IA_CMD_OPT_GET, &mode) != SNS_SUCCESS)
     {
         return false;
     }

@@ -2,8 +2,8 @@
 
 #include "ia_ioctrl.h"
 
-// The data of a command that somebody named by its number. It is one word, but the number may be that of a command
-// with a longer record: the service then reads zeroes behind the word, and has room for its answer there.
+// The data of a command whose number came from a caller. It is one word, but the number may belong to a command with a
+// longer record: the service then reads zeroes after the word, and has room there for its answer.
 class ServiceWord
 {
 public:

@@ -4,8 +4,8 @@
 
 #include "AVStreamParam.h"
 #include "DeviceType.h"
+#include "FactoryScheme.h"
 #include "GThread.h"
-#include "ISensorController.h"
 #include "KSFile.h"
 #include "MachineInfo.h"
 #include "SensorFile.h"
@@ -15,19 +15,15 @@
 #include "VideoStreamModule.h"
 #include "base/SharedWord.h"
 #include "controller/ControllerFlags.h"
+#include "controller/ControllerParts.h"
 #include "controller/ControllerUnit.h"
 #include "controller/KeyCmdMap.h"
+#include "keyval/KeyValSearch.h"
 #include "sy_system.h"
 
 using diag::Kind;
 
 namespace {
-
-// What a licence-plate camera's scheme 1, its night scheme, starts with.
-constexpr int kLprNightScheme = 1;
-constexpr KeyVal kLprNightValues[] = {
-    {KEY_DN_MODE, 0}, {KEY_MAX_SHUTTER, 18}, {KEY_METER_AREA, 1}, {KEY_IR_MODE, 2}, {KEY_IR_MANUAL_STRG_NEAR, 40},
-};
 
 // contract: the block that holds all schemes is never released; hosts keep pointers into it beyond uinit.
 __attribute__((noinline)) KeyVal* allocateSchemeBlock(std::size_t records)
@@ -35,14 +31,42 @@ __attribute__((noinline)) KeyVal* allocateSchemeBlock(std::size_t records)
     return new KeyVal[records]();
 }
 
-void setFirst(KeyVal* records, u32 count, const KeyVal& wanted)
+void dropOutdatedSchemeFiles(const diag::Place& place, u32 version)
 {
-    for (u32 i = 0; i < count; ++i)
+    u32 stored = 0;
+    if (getVersion(&stored) == SNS_SUCCESS && stored == version)
     {
-        if (records[i].key == wanted.key)
+        return;
+    }
+    diag::warn(place,
+               "check the sensor version,   local(%u) --> libsensordll.so(%u), source the cmd: rm -rf "
+               "/mnt/mtd/code/config*/sensor*\n",
+               stored, version);
+    sy_system(kRemoveSchemeFiles, kRemoveLimitSeconds);
+}
+
+bool isPlateCameraByFiles()
+{
+    MachineInfo machineInfo;
+    SystemInfoParser::parseMachineInfo(kMachineInfoFile, machineInfo);
+    DeviceType deviceType;
+    deviceType.setDeviceTypeId(machineInfo.getDeviceType());
+    return isPlateCamera(static_cast<u32>(deviceType.getDeviceTypeId()), g_stSysConf.moduleConfig.szDetail);
+}
+
+// Wide dynamic range needs two exposures per frame: at 50 and 60 frames per second there is no time for them.
+void settleWdrVisibility(const VideoStreamModule* video)
+{
+    setshowWDRFalg(true);
+    if (video == nullptr)
+    {
+        return;
+    }
+    for (const AVStreamParam& stream : video->getStreamParams())
+    {
+        if (stream.getFrameRate() == 50 || stream.getFrameRate() == 60)
         {
-            records[i].value = wanted.value;
-            return;
+            setshowWDRFalg(false);
         }
     }
 }
@@ -56,10 +80,13 @@ bool ISensorController::init(const ModuleConfigure& p_objModuleConfigure)
 
     diag::reportUnless(initSysConf(p_objModuleConfigure, &g_stSysConf) == SNS_SUCCESS, CONTROLLER_PLACE,
                        "SNS_SUCCESS == initSysConf(p_objModuleConfigure, &g_stSysConf)");
-    makeSchemes(CONTROLLER_PLACE);
-    dropOutdatedSchemeFiles(CONTROLLER_PLACE);
-    detectLpr();
-    loadSchemeFiles();
+    Parts::makeSchemes(*this, CONTROLLER_PLACE);
+    dropOutdatedSchemeFiles(CONTROLLER_PLACE, m_nVersion);
+    if (isPlateCameraByFiles())
+    {
+        m_bLPR = true;  // contract: never taken back, not by the init of a factory reset either
+    }
+    Parts::loadSchemeFiles(*this);
     diag::reportUnless(setVersion(m_nVersion) == SNS_SUCCESS, CONTROLLER_PLACE, "SNS_SUCCESS == setVersion(m_nVersion)",
                        "m_nVersion(%d)\n", static_cast<int>(m_nVersion));
 
@@ -73,63 +100,36 @@ bool ISensorController::init(const ModuleConfigure& p_objModuleConfigure)
 
     initialising.lower();
     m_nFlags |= kInitialised;
-    settleWdrVisibility();
+    settleWdrVisibility(m_pVideoStreamModule);
     diag::tracePlain(Kind::debug, "ISensorController::initSensor  success\n");
     return true;  // contract: always true
 }
 
-void ISensorController::makeSchemes(const diag::Place& place)
+void ISensorController::Parts::makeSchemes(ISensorController& self, const diag::Place& place)
 {
-    m_pFctKeyVal = new KeyVal[kKeyValCapacity]();
-    m_pstKeyValBuf = new KeyVal[kKeyValCapacity]();
-    const int result = getFctData(g_stSysConf.szUIStyle, m_pFctKeyVal, &m_nKeyValSum);
+    self.m_pFctKeyVal = new KeyVal[kKeyValCapacity]();
+    self.m_pstKeyValBuf = new KeyVal[kKeyValCapacity]();
+    const int result = getFctData(g_stSysConf.szUIStyle, self.m_pFctKeyVal, &self.m_nKeyValSum);
     diag::reportUnless(result == SNS_SUCCESS, place,
                        "SNS_SUCCESS == getFctData(g_stSysConf.szUIStyle, m_pFctKeyVal, &m_nKeyValSum)",
-                       "m_nKeyValSum(%d)\n", static_cast<int>(m_nKeyValSum));
-    diag::tracePlain(Kind::debug, "m_nKeyValNum(%d)\n", static_cast<int>(m_nKeyValSum));
+                       "m_nKeyValSum(%d)\n", static_cast<int>(self.m_nKeyValSum));
+    diag::tracePlain(Kind::debug, "m_nKeyValNum(%d)\n", static_cast<int>(self.m_nKeyValSum));
 
     // Every scheme starts with the factory values, so that a scheme file that turns out short leaves sensible
-    // values behind its end.
+    // values past its end.
     const std::size_t arrays = static_cast<std::size_t>(g_stSysConf.nSchemeSum) + 1;
-    KeyVal* const block = allocateSchemeBlock(arrays * m_nKeyValSum);
-    m_ppUserKeyVal = new KeyVal*[arrays];
+    KeyVal* const block = allocateSchemeBlock(arrays * self.m_nKeyValSum);
+    self.m_ppUserKeyVal = new KeyVal*[arrays];
     for (std::size_t i = 0; i < arrays; ++i)
     {
-        m_ppUserKeyVal[i] = block + i * m_nKeyValSum;
-        std::memcpy(m_ppUserKeyVal[i], m_pFctKeyVal, m_nKeyValSum * sizeof(KeyVal));
+        self.m_ppUserKeyVal[i] = block + i * self.m_nKeyValSum;
+        std::memcpy(self.m_ppUserKeyVal[i], self.m_pFctKeyVal, self.m_nKeyValSum * sizeof(KeyVal));
     }
-    delete[] m_pFctKeyVal;
-    m_pFctKeyVal = m_ppUserKeyVal[arrays - 1];
+    delete[] self.m_pFctKeyVal;
+    self.m_pFctKeyVal = self.m_ppUserKeyVal[arrays - 1];
 }
 
-void ISensorController::dropOutdatedSchemeFiles(const diag::Place& place)
-{
-    u32 stored = 0;
-    if (getVersion(&stored) == SNS_SUCCESS && stored == m_nVersion)
-    {
-        return;
-    }
-    diag::warn(place,
-               "check the sensor version,   local(%u) --> libsensordll.so(%u), source the cmd: rm -rf "
-               "/mnt/mtd/code/config*/sensor*\n",
-               stored, m_nVersion);
-    sy_system(kRemoveSchemeFiles, kRemoveLimitSeconds);
-}
-
-void ISensorController::detectLpr()
-{
-    MachineInfo machineInfo;
-    SystemInfoParser::parseMachineInfo(kMachineInfoFile, machineInfo);
-    DeviceType deviceType;
-    deviceType.setDeviceTypeId(machineInfo.getDeviceType());
-    if (isPlateCamera(static_cast<u32>(deviceType.getDeviceTypeId()), g_stSysConf.moduleConfig.szDetail))
-    {
-        // contract: never taken back, not by the init of a factory reset either
-        m_bLPR = true;
-    }
-}
-
-void ISensorController::loadSchemeFiles()
+void ISensorController::Parts::loadSchemeFiles(ISensorController& self)
 {
     for (u32 i = 0; i < g_stSysConf.nSchemeSum; ++i)
     {
@@ -137,51 +137,28 @@ void ISensorController::loadSchemeFiles()
         std::snprintf(file, sizeof(file), kSchemeFile, static_cast<int>(i));
         if (!KSFile::exists(file))
         {
-            writeFactoryScheme(static_cast<int>(i), file);
+            writeFactoryScheme(self, static_cast<int>(i), file);
         }
-        keyValFromFile(file, m_ppUserKeyVal[i], m_nKeyValSum);
+        keyValFromFile(file, self.m_ppUserKeyVal[i], self.m_nKeyValSum);
     }
 }
 
-void ISensorController::writeFactoryScheme(int scheme, char* file)
+void ISensorController::Parts::writeFactoryScheme(ISensorController& self, int scheme, char* file)
 {
-    const u32 factory = g_stSysConf.nSchemeSum;
-    if (!m_bLPR && scheme == 0)
+    std::memcpy(self.m_pstKeyValBuf, self.m_pFctKeyVal, self.m_nKeyValSum * sizeof(KeyVal));
+    for (const KeyVal& wanted : factoryChanges(self.m_bLPR, scheme))
     {
-        // An ordinary camera starts with scheme 0 enabled; the factory entry itself stays disabled.
-        setKeyValToCache(factory, KEY_SCHEME_ENABLE, 1, true);
-        keyValToFile(file, m_pFctKeyVal, m_nKeyValSum);
-        setKeyValToCache(factory, KEY_SCHEME_ENABLE, 0, true);
-        return;
-    }
-    if (m_bLPR && scheme == kLprNightScheme)
-    {
-        std::memcpy(m_pstKeyValBuf, m_pFctKeyVal, m_nKeyValSum * sizeof(KeyVal));
-        for (const KeyVal& wanted : kLprNightValues)
+        const int position = findKey(self.m_pstKeyValBuf, self.m_nKeyValSum, wanted.key);
+        if (position != -1)
         {
-            setFirst(m_pstKeyValBuf, m_nKeyValSum, wanted);
+            self.m_pstKeyValBuf[position].value = wanted.value;
         }
-        keyValToFile(file, m_pstKeyValBuf, m_nKeyValSum);
-        return;
     }
-    keyValToFile(file, m_pFctKeyVal, m_nKeyValSum);
-}
-
-// Wide dynamic range needs two exposures a frame: at 50 and 60 frames per second there is no time for them.
-void ISensorController::settleWdrVisibility()
-{
-    setshowWDRFalg(true);
-    const VideoStreamModule* const video = m_pVideoStreamModule;
-    if (video == nullptr)
+    keyValToFile(file, self.m_pstKeyValBuf, self.m_nKeyValSum);
+    if (!self.m_bLPR && scheme == 0)
     {
-        return;
-    }
-    for (const AVStreamParam& stream : video->getStreamParams())
-    {
-        if (stream.getFrameRate() == 50 || stream.getFrameRate() == 60)
-        {
-            setshowWDRFalg(false);
-        }
+        // contract: the default scheme is disabled from here on, whatever the style document says
+        self.setKeyValToCache(g_stSysConf.nSchemeSum, KEY_SCHEME_ENABLE, 0, true);
     }
 }
 

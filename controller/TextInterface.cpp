@@ -1,9 +1,9 @@
 #include <cstdio>
 
-#include "ISensorController.h"
 #include "SensorKeyVal.h"
 #include "StringHandler.h"
 #include "base/Decimal.h"
+#include "controller/ControllerParts.h"
 #include "controller/ControllerUnit.h"
 #include "controller/ServiceWord.h"
 #include "ia_ioctrl.h"
@@ -31,7 +31,7 @@ bool ISensorController::getAllParameters(std::string& p_strPairs)
 {
     const ControllerLock lock(m_objMutex, __LINE__);
     const int scheme = m_nCurScheme;
-    if (KeyVal* const records = recordsOf(scheme))
+    if (KeyVal* const records = Parts::recordsOf(*this, scheme))
     {
         diag::reportUnless(keyval_correct(records, m_nKeyValSum) == SNS_SUCCESS, CONTROLLER_PLACE,
                            "SNS_SUCCESS == keyval_correct(m_ppUserKeyVal[m_nCurScheme], m_nKeyValSum)",

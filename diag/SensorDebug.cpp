@@ -3,21 +3,23 @@
 #include <algorithm>
 
 #include "KSFile.h"
+#include "SensorPaths.h"
 #include "base/Decimal.h"
 #include "base/SharedWord.h"
+
+using sensorpaths::kDebugMarkerFile;
 
 int g_nDebugLevel = 1;
 bool g_bEnAssert = false;
 
 namespace {
 
-constexpr char kMarkerFile[] = "/mnt/mtd/sign/Debug.sign";
 constexpr int kDefaultLevel = 1;
 
-// In bytes; the two numbers need a few. A switch beyond that is ignored.
+// In bytes; the two numbers take a few. A switch that lies beyond is ignored.
 constexpr unsigned int kMarkerMax = 1024;
 
-// The number in the line at next, or missing if the line is empty; next goes on behind the line. *end may be written.
+// The number on the line at next, or missing if the line is empty. Moves next to the line after it; may write to *end.
 int takeNumber(char*& next, char* end, int missing)
 {
     char* const line = next;
@@ -35,18 +37,18 @@ int takeNumber(char*& next, char* end, int missing)
 
 void updateDebugLevel()
 {
-    if (!KSFile::exists(kMarkerFile))
+    if (!KSFile::exists(kDebugMarkerFile))
     {
         base::sharedStore(g_nDebugLevel, kDefaultLevel);
         base::sharedStore(g_bEnAssert, false);
         return;
     }
     KSFile file;
-    if (!file.open(kMarkerFile, KSFile::modeRead))
+    if (!file.open(kDebugMarkerFile, KSFile::modeRead))
     {
         return;
     }
-    // One read: two of a file that somebody rewrites could make a switch of a level.
+    // A single read: if the file were rewritten between two, digits of the new level could be taken for the switch.
     char text[kMarkerMax + 1];
     char* next = text;
     char* const end = text + std::max(file.read(text, kMarkerMax), 0);

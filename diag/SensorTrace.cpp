@@ -8,12 +8,12 @@
 #include <string>
 
 #include "KSLogger.h"
+#include "SensorPaths.h"
 #include "base/SharedWord.h"
 
 namespace diag {
 namespace {
 
-constexpr char kErrorLog[] = "/mnt/mtd/log/SensorError.log";
 constexpr int kErrorLogSize = 10240;
 constexpr int kErrorLogCount = 3;
 constexpr char kReset[] = "\033[0m";
@@ -95,7 +95,7 @@ __attribute__((format(printf, 1, 2))) std::string formatted(const char* format, 
 
 void openErrorLog(KSLogger& logger)
 {
-    logger.init(kErrorLog, kErrorLogSize, kErrorLogCount);
+    logger.init(sensorpaths::kErrorLogFile, kErrorLogSize, kErrorLogCount);
 }
 
 __attribute__((format(printf, 4, 0))) void traceInColour(const KindRow& row, int colour, const Place& place,
@@ -125,7 +125,7 @@ void reportExpression(const Place& place, const char* expression)
     logger.writeLog(row.prefix, formatted(kFailed, expression).c_str());
 }
 
-// The report's second half: the extra message, which is empty where there is none and still a record.
+// The report's second half: the extra message. Without one an empty record is written.
 void reportDetail(const std::string& detail)
 {
     if (!enabled(Kind::assertion))

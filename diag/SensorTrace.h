@@ -23,7 +23,7 @@ enum class Kind
 // controller's files report under one name. line is data where readers of the log rely on it, else __LINE__.
 struct Place
 {
-    // Not an aggregate: compilers keep aggregates of addresses as data, to be relocated at every start, one a report.
+    // Not an aggregate: compilers would keep one as data for each report, with addresses to relocate at every start.
     constexpr Place(const char* sourceUnit, const char* functionName, const char* fullSignature, int lineNumber)
         : unit(sourceUnit),
           function(functionName),
@@ -40,7 +40,7 @@ struct Place
 
 // All texts are printf formats.
 
-// Level above the kind's threshold, freshly read.
+// True if the level, read anew, is above the kind's threshold.
 bool enabled(Kind kind);
 
 // Header line with the place, then the message, in the kind's colours.

@@ -13,11 +13,9 @@ namespace fuzz {
 void emptyCamera()
 {
     fs::remove_all("/mnt/mtd");
-    fs::remove_all("/hd1/moduleConfig");
-    fs::remove_all("/tmp/merge_style.xml");
-    for (const char* folder :
-         {"/mnt/mtd/code/config_file", "/mnt/mtd/code/factory_setting", "/mnt/mtd/sign", "/mnt/mtd/log",
-          "/hd1/moduleConfig/sensorConfig/style", "/hd1/moduleConfig/sensorConfig/styleDiversity"})
+    fs::remove_all(kModuleFolder);
+    fs::remove_all(kMergedStyleFile);
+    for (const char* folder : kFolders)
     {
         fs::create_directories(folder);
     }

@@ -3,8 +3,12 @@
 #include <string>
 #include <string_view>
 
+#include "SensorPaths.h"
+
 // The camera's files inside the private tree. A failure to write ends the program: the input is not to blame.
 namespace fuzz {
+
+using namespace sensorpaths;
 
 // Makes the camera's folders, empty.
 void emptyCamera();

@@ -14,12 +14,12 @@
 #include "SensorKeys.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
-#include "fuzz/CameraTree.h"
 #include "fuzz/DetailField.h"
 #include "fuzz/HostStandIns.h"
 #include "fuzz/Require.h"
 #include "fuzz/TextParts.h"
 #include "tests/support/ControllerProbe.h"
+#include "tests/support/KeyRows.h"
 
 namespace fs = std::filesystem;
 
@@ -138,11 +138,6 @@ bool asksForTooManySchemes(const std::string& detail)
     }
     const u32 schemes = static_cast<u32>(decimalOf(value));
     return schemes > kSchemesEnough && schemes <= kSchemesMax;
-}
-
-std::string schemeFile(int scheme)
-{
-    return std::string(kConfigFolder) + "/sensor" + std::to_string(scheme) + ".cfg";
 }
 
 std::vector<KeyVal> recordsOnDisk(const std::string& file)
@@ -284,7 +279,8 @@ void CameraUnderTest::requireSound() const
 void CameraUnderTest::requireStarted(const Disk& before, bool keepsFiles) const
 {
     requireSound();
-    FUZZ_REQUIRE(g_nKeyCmdNum == 87 && g_pKeyCmdMap == ControllerProbe::keyCmdMap(*controller_));
+    FUZZ_REQUIRE(g_nKeyCmdNum == std::size(support::kKeyRows) &&
+                 g_pKeyCmdMap == ControllerProbe::keyCmdMap(*controller_));
     if (!fs::is_directory(kConfigFolder))
     {
         return;

@@ -11,6 +11,7 @@
 #include "ISensorController.h"
 #include "ModuleConfigure.h"
 #include "VideoStreamModule.h"
+#include "fuzz/CameraTree.h"
 
 inline bool operator==(const KeyVal& left, const KeyVal& right)
 {
@@ -19,20 +20,8 @@ inline bool operator==(const KeyVal& left, const KeyVal& right)
 
 namespace fuzz {
 
-constexpr char kConfigFolder[] = "/mnt/mtd/code/config_file";
-constexpr char kVersionFile[] = "/mnt/mtd/code/config_file/snsversion.cfg";
-constexpr char kMachineInfoFile[] = "/mnt/mtd/code/factory_setting/machineinfo.ini";
-constexpr char kMarkerFile[] = "/mnt/mtd/sign/Debug.sign";
-constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";
-constexpr char kStyleFile[] = "/hd1/moduleConfig/sensorConfig/style/Style.xml";
-constexpr char kDomeStyleFile[] = "/hd1/moduleConfig/sensorConfig/style/Style_dome.xml";
-constexpr char kDiversityFile[] = "/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity.xml";
-constexpr char kDomeDiversityFile[] = "/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity_dome.xml";
-
 // More than 16 schemes cost time, 65535 of them half a minute for each start, and show nothing new.
 bool asksForTooManySchemes(const std::string& detail);
-
-std::string schemeFile(int scheme);
 
 // The whole records of a scheme file, as many as there are.
 std::vector<KeyVal> recordsOnDisk(const std::string& file);

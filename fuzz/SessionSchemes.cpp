@@ -5,7 +5,6 @@
 
 #include "SensorFlags.h"
 #include "SensorKeys.h"
-#include "fuzz/CameraTree.h"
 #include "fuzz/HostStandIns.h"
 #include "fuzz/Require.h"
 #include "fuzz/TextParts.h"

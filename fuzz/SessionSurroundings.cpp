@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "fuzz/CameraTree.h"
 #include "fuzz/HostStandIns.h"
 #include "fuzz/Require.h"
 #include "fuzz/TextParts.h"
@@ -28,7 +27,7 @@ std::string fileNumber(int number)
     case 8:
         return kDiversityFile;
     case 9:
-        return "/tmp/merge_style.xml";
+        return kMergedStyleFile;
     case 10:
         return std::string(kConfigFolder) + "/sensor0.cfg.new";
     default:
@@ -85,7 +84,7 @@ void Session::setRefusals(std::string_view words)
 // Never the assertion switch: a report would end the process, as it should.
 void Session::setDebugLevel(std::string_view words)
 {
-    writeFile(kMarkerFile, std::to_string(takeNumber(words, 1)) + "\n");
+    writeFile(kDebugMarkerFile, std::to_string(takeNumber(words, 1)) + "\n");
 }
 
 // Deeds: 0 new bytes, 1 cut to a length, 2 gone, 3 a folder in its place, 4 the configuration folder is gone,

@@ -4,7 +4,6 @@
 
 #include "ModuleConfigure.h"
 #include "SensorFlags.h"
-#include "fuzz/CameraTree.h"
 #include "fuzz/CameraUnderTest.h"
 #include "fuzz/DetailField.h"
 #include "fuzz/HostStandIns.h"

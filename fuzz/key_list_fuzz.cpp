@@ -31,9 +31,9 @@ ISensorController& camera()
     static ISensorController* const controller = [] {
         host::setClock(std::make_shared<host::ManualClock>(12, 0));
         fuzz::emptyCamera();
-        fuzz::writeFile("/mnt/mtd/code/factory_setting/machineinfo.ini", "DeviceType=1\n");
-        fuzz::writeFile("/hd1/moduleConfig/sensorConfig/style/Style.xml", kStyle);
-        fuzz::writeFile("/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity.xml", "<None/>");
+        fuzz::writeFile(fuzz::kMachineInfoFile, "DeviceType=1\n");
+        fuzz::writeFile(fuzz::kStyleFile, kStyle);
+        fuzz::writeFile(fuzz::kDiversityFile, "<None/>");
         const fuzz::ScriptedService service("", fuzz::ScriptedService::Mood::fickle);
         auto* made = new ISensorController();
         made->init(ModuleConfigure());

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr char kMarkerFile[] = "/mnt/mtd/sign/Debug.sign";
+using fuzz::kDebugMarkerFile;
 
 // By definition: what "\n" ends, and what is left behind the last one; "\r" before it does not count.
 std::vector<std::string> linesOf(const std::string& bytes)
@@ -41,7 +41,7 @@ int numberIn(const std::vector<std::string>& lines, std::size_t index, int missi
 void requireLines(const std::string& bytes, const std::vector<std::string>& lines)
 {
     KSFile file;
-    FUZZ_REQUIRE(file.open(kMarkerFile, KSFile::modeRead));
+    FUZZ_REQUIRE(file.open(kDebugMarkerFile, KSFile::modeRead));
     FUZZ_REQUIRE(file.getLength() == static_cast<INT64>(bytes.size()));
     std::string line;
     for (std::size_t i = 0; i < lines.size() / 2; ++i)
@@ -66,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     static_cast<void>(isReady);
     const std::string bytes(reinterpret_cast<const char*>(data), size);
     const std::vector<std::string> lines = linesOf(bytes);
-    fuzz::writeFile(kMarkerFile, bytes);
+    fuzz::writeFile(kDebugMarkerFile, bytes);
     updateDebugLevel();
     FUZZ_REQUIRE(g_nDebugLevel == numberIn(lines, 0, 1));
     FUZZ_REQUIRE(g_bEnAssert == (numberIn(lines, 1, 0) != 0));

@@ -17,9 +17,10 @@
 
 namespace {
 
-constexpr char kFolder[] = "/mnt/mtd/code/config_file";
-constexpr char kSchemeFile[] = "/mnt/mtd/code/config_file/sensor0.cfg";
-constexpr char kVersionFile[] = "/mnt/mtd/code/config_file/snsversion.cfg";
+using fuzz::kConfigFolder;
+using fuzz::kVersionFile;
+
+const std::string kFile = fuzz::schemeFile(0);
 constexpr int kRecordsMax = 200;
 constexpr int kLengthMax = 8192;
 
@@ -35,8 +36,8 @@ namespace fs = std::filesystem;
 
 void emptyFolder()
 {
-    fs::remove_all(kFolder);
-    fs::create_directories(kFolder);
+    fs::remove_all(kConfigFolder);
+    fs::create_directories(kConfigFolder);
 }
 
 // A scheme unlike any other, in a block of just its size.
@@ -58,11 +59,11 @@ std::string bytesOf(const KeyVal* records, std::size_t count)
 // What the file lacks stays as it was.
 void requireRead(const std::string& bytes, std::size_t count)
 {
-    fuzz::writeFile(kSchemeFile, bytes);
+    fuzz::writeFile(kFile, bytes);
     const std::unique_ptr<KeyVal[]> records = scheme(count);
     std::string expected = bytesOf(records.get(), count);
     expected.replace(0, std::min(bytes.size(), expected.size()), bytes, 0, expected.size());
-    std::string name = kSchemeFile;
+    std::string name = kFile;
     FUZZ_REQUIRE(keyValFromFile(name.data(), records.get(), static_cast<u32>(count)) == SNS_SUCCESS);
     FUZZ_REQUIRE(bytesOf(records.get(), count) == expected);
 }
@@ -72,23 +73,23 @@ void putInTheWay(Obstacle obstacle)
     emptyFolder();
     if (obstacle == Obstacle::folderInPlace)
     {
-        fs::create_directories(std::string(kSchemeFile) + "/inside");
+        fs::create_directories(kFile + "/inside");
     }
     if (obstacle == Obstacle::noFolder)
     {
-        fs::remove_all(kFolder);
+        fs::remove_all(kConfigFolder);
     }
     if (obstacle == Obstacle::leftover)
     {
-        fuzz::writeFile(std::string(kSchemeFile) + ".new", "torn");
-        fuzz::writeFile(std::string(kSchemeFile) + ".new3", "torn");
-        fuzz::writeFile(kSchemeFile, "old");
+        fuzz::writeFile(kFile + ".new", "torn");
+        fuzz::writeFile(kFile + ".new3", "torn");
+        fuzz::writeFile(kFile, "old");
     }
 }
 
 std::size_t filesInFolder()
 {
-    return static_cast<std::size_t>(std::distance(fs::directory_iterator(kFolder), fs::directory_iterator()));
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator(kConfigFolder), fs::directory_iterator()));
 }
 
 void requireWritten(std::size_t count, Obstacle obstacle)
@@ -96,16 +97,16 @@ void requireWritten(std::size_t count, Obstacle obstacle)
     putInTheWay(obstacle);
     const std::unique_ptr<KeyVal[]> records = scheme(count);
     const std::string before = bytesOf(records.get(), count);
-    std::string name = kSchemeFile;
+    std::string name = kFile;
     FUZZ_REQUIRE(keyValToFile(name.data(), records.get(), static_cast<u32>(count)) == SNS_SUCCESS);
     FUZZ_REQUIRE(bytesOf(records.get(), count) == before);
-    FUZZ_REQUIRE(fs::exists(kFolder) == (obstacle != Obstacle::noFolder));
+    FUZZ_REQUIRE(fs::exists(kConfigFolder) == (obstacle != Obstacle::noFolder));
     if (obstacle == Obstacle::none || obstacle == Obstacle::leftover)
     {
-        FUZZ_REQUIRE(fuzz::readFile(kSchemeFile) == before);
+        FUZZ_REQUIRE(fuzz::readFile(kFile) == before);
     }
     FUZZ_REQUIRE(obstacle == Obstacle::noFolder || filesInFolder() == 1);
-    FUZZ_REQUIRE(obstacle != Obstacle::folderInPlace || fs::exists(std::string(kSchemeFile) + "/inside"));
+    FUZZ_REQUIRE(obstacle != Obstacle::folderInPlace || fs::exists(kFile + "/inside"));
 }
 
 void requireVersion(const std::string& bytes, int number)
@@ -129,16 +130,16 @@ void requireWholeFile(const std::string& bytes, INT64 length)
 {
     const u32 low = static_cast<u32>(length);
     const bool isTried = length >= 0 && low <= INT_MAX;
-    fuzz::writeFile(kSchemeFile, bytes);
-    FUZZ_REQUIRE(getFileLen(kSchemeFile) == static_cast<INT64>(bytes.size()));
+    fuzz::writeFile(kFile, bytes);
+    FUZZ_REQUIRE(getFileLen(kFile.c_str()) == static_cast<INT64>(bytes.size()));
     const std::size_t room = isTried ? low : 0;
     const std::unique_ptr<char[]> data(new char[room]());
     const bool isThere = isTried && room <= bytes.size();
-    FUZZ_REQUIRE(loadFromFile(kSchemeFile, data.get(), length) == (isThere && length == low ? length : -1));
+    FUZZ_REQUIRE(loadFromFile(kFile.c_str(), data.get(), length) == (isThere && length == low ? length : -1));
     FUZZ_REQUIRE(!isThere || bytes.compare(0, room, data.get(), room) == 0);
-    std::string name = kSchemeFile;
+    std::string name = kFile;
     FUZZ_REQUIRE(saveToFile(name.data(), data.get(), length) == (isTried ? static_cast<int>(low) : -1));
-    FUZZ_REQUIRE(fuzz::readFile(kSchemeFile) == (isTried ? std::string(data.get(), room) : bytes));
+    FUZZ_REQUIRE(fuzz::readFile(kFile) == (isTried ? std::string(data.get(), room) : bytes));
 }
 
 }  // namespace

@@ -19,7 +19,7 @@
 
 namespace {
 
-constexpr char kMergedFile[] = "/tmp/merge_style.xml";
+using fuzz::kMergedStyleFile;
 
 // A tab and all below it.
 struct Tab
@@ -138,10 +138,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::string detail = std::string(parts[0].c_str()).substr(0, sizeof(ModuleConfig::szDetail) - 1);
     const std::string style = parts[1].c_str();
     const std::string rules = parts[2].c_str();
-    fuzz::writeFile(kMergedFile, "<Left><By/></Left><An/><Earlier/><Merge/>");
+    fuzz::writeFile(kMergedStyleFile, "<Left><By/></Left><An/><Earlier/><Merge/>");
     const std::string result = merged(detail, style, rules);
 
-    FUZZ_REQUIRE(result == fuzz::readFile(kMergedFile));
+    FUZZ_REQUIRE(result == fuzz::readFile(kMergedStyleFile));
     FUZZ_REQUIRE(config::isSafeXml(result));
     TiXmlDocument before;
     TiXmlDocument diversity;

@@ -12,6 +12,9 @@
 
 namespace {
 
+static_assert(config::kXmlBytesMax == host::kXmlSizeMax && config::kXmlAttributesMax == host::kXmlAttributesMax,
+              "a document that the library reads is not too large for the host, and the other way round");
+
 // One character, or nothing if the bytes are none in their shortest form.
 std::string encoded(std::uint32_t character)
 {

@@ -13,11 +13,7 @@
 class GThread;
 class ModuleConfigure;
 class VideoStreamModule;
-struct SchemeWindow;
 struct ControllerProbe;  ///< the test suite's view of the members
-namespace diag {
-struct Place;
-}
 
 /// Owner of the camera's image-sensor and lens parameters. The host creates one.
 ///
@@ -29,11 +25,11 @@ struct Place;
 ///   Unlocked          takes no lock and works on the schemes in memory: safe beside the sensor thread and other
 ///                     calls, but not while resetParameters, init or uinit run
 /// Thread-safe operations that use the parameters are serialised by the one mutex. The sensor thread never takes
-/// it: it keeps clear of switches, reloads and resets by the busy bits of m_nFlags. The mutex is not recursive: while
-/// the image-adjust service or the video module is in a call, it may use of the controller only what takes no lock
-/// (everything under "image-adjust service and video module" and "lens and direct controls", getDNMode,
-/// parseSensorParameter and SensorCheck), on whatever thread it likes. Any other operation would lock the mutex a
-/// second time, or on another thread wait for the very call that waits for it.
+/// it: it keeps clear of switches, reloads and resets by the busy bits of m_nFlags. The mutex is not recursive: inside
+/// a call, the image-adjust service and the video module may use only those operations of the controller that take no
+/// lock (everything under "image-adjust service and video module" and "lens and direct controls", getDNMode,
+/// parseSensorParameter and SensorCheck), on any thread. Any other operation would lock the mutex a second time or, on
+/// another thread, wait for the very call that is waiting for it.
 class SENSORDLL_API ISensorController
 {
 public:
@@ -49,7 +45,7 @@ public:
     /// Reads configuration, style documents and scheme files, applies the first scheme and starts the thread;
     /// takes a little over a second. contract: always true; what failed is reported.
     bool init(const ModuleConfigure& p_objModuleConfigure);
-    /// Valid only after init. contract: g_stSysConf keeps its fields, though the texts that they name are gone.
+    /// Valid only after init. contract: g_stSysConf keeps its fields, though the texts they point to have been freed.
     void uinit();
 
     // ---- key-command map: unlocked -----------------------------------------------------------------------
@@ -92,7 +88,7 @@ public:
 
     // ---- sensor thread: unlocked -------------------------------------------------------------------------
 
-    /// One turn: a second's pause, then the switch that clock or day/night state ask for. Returns 0.
+    /// One turn: a second's pause, then the switch that the clock or the day/night state asks for. Returns 0.
     int sensorThread();
     /// The scheme that the clock selects; p_nSchedule 1 when one of the windows holds, else 0.
     /// contract: a window over midnight never holds. Always SNS_SUCCESS.
@@ -218,38 +214,8 @@ public:
 private:
     friend struct ControllerProbe;
 
-    // ---- parts of the operations above, not exported ------------------------------------------------------
-
-    /// Null for an index without a scheme, and while there are no schemes.
-    SENSORDLL_LOCAL KeyVal* recordsOf(u32 scheme) const;
-    SENSORDLL_LOCAL KeyVal* findRecord(u32 scheme, u32 key) const;
-    /// All 0 for a scheme without such records.
-    SENSORDLL_LOCAL SchemeWindow windowOf(u32 scheme) const;
-
-    SENSORDLL_LOCAL bool isAlreadyHeld(const KeyVal& record);
-    /// False if the handler failed. It may change record.value.
-    SENSORDLL_LOCAL bool applyRecord(const diag::Place& place, u32 index, KeyVal& record);
-    SENSORDLL_LOCAL void rememberRecord(const diag::Place& place, u32 index, const KeyVal& record);
-
-    SENSORDLL_LOCAL void makeSchemes(const diag::Place& place);
-    SENSORDLL_LOCAL void dropOutdatedSchemeFiles(const diag::Place& place);
-    SENSORDLL_LOCAL void detectLpr();
-    SENSORDLL_LOCAL void loadSchemeFiles();
-    SENSORDLL_LOCAL void writeFactoryScheme(int scheme, char* file);
-    SENSORDLL_LOCAL void settleWdrVisibility();
-
-    SENSORDLL_LOCAL bool isBusy() const;
-    SENSORDLL_LOCAL void waitWhileBusy() const;
-    SENSORDLL_LOCAL void turnOrdinary(const diag::Place& place, int scheme);
-    SENSORDLL_LOCAL void turnScheduledLpr(const diag::Place& place, int scheme);
-    SENSORDLL_LOCAL void turnDayNightLpr();
-
-    SENSORDLL_LOCAL bool setValue(u32 cmd, int value);
-    SENSORDLL_LOCAL bool getValue(u32 cmd, int& value);
-    /// Sends the mode that accepts steps, then the step.
-    SENSORDLL_LOCAL bool step(u32 modeCmd, int mode, u32 stepCmd);
-    /// The current scheme's value, 0 if it lacks the key.
-    SENSORDLL_LOCAL u32 partnerValue(u32 key);
+    /// Helpers of the operations above that need the members: controller/ControllerParts.h.
+    struct SENSORDLL_LOCAL Parts;
 
     KSMutex m_objMutex;
 

@@ -2,11 +2,12 @@
 
 #include "SensorTypes.h"
 
-/// The one rule of the daily windows. Header only, so nothing is exported; all functions are reentrant.
+/// The rule of the daily windows, for everybody who needs it. Header only, so nothing is exported; all functions are
+/// reentrant.
 ///
 /// A time of day is compared as hour x 100 + minute, unsigned.
-/// contract: half-open, and it does not wrap past midnight, so 22:00 to 06:00 never holds; loose on purpose, minutes are
-/// not checked, so 10:75 lies between 10:59 and 11:00.
+/// contract: half-open, and it does not wrap past midnight, so 22:00 to 06:00 never holds; loose on purpose, minutes
+/// are not checked, so 10:75 lies between 10:59 and 11:00.
 
 /// A scheme's window, as its first five records hold it.
 struct SchemeWindow
@@ -18,7 +19,7 @@ struct SchemeWindow
     u32 endMinute;
 };
 
-/// What windowCheck answers, and with it paramCheck and flush.
+/// The result of windowCheck, and so of paramCheck and flush.
 enum window_check_e
 {
     WINDOW_SOUND = 0,

@@ -4,7 +4,7 @@
 
 /// Messages print when the level is above their threshold: assertion -1, warning 3, error and debug 5,
 /// information 6. 1 until a marker file says otherwise.
-/// Plain words by contract; the library reads and writes them atomically.
+/// Plain types by contract; the library reads and writes them atomically.
 extern SENSORDLL_API int g_nDebugLevel;
 
 /// True: a failed assertion ends the process after it has been reported.

@@ -11,21 +11,21 @@ class TiXmlElement;
 struct ModuleConfig;
 
 // ---- whole files -----------------------------------------------------------------------------------------
-/// Reentrant; two calls on the same file are for the caller to keep apart. A written file replaces its
-/// predecessor whole or not at all (KSFile).
+/// Reentrant; the caller keeps calls on the same file apart. A written file replaces its predecessor whole or not
+/// at all (KSFile).
 
 /// Length in bytes; 0, with a report, for a file that cannot be opened.
 SENSORDLL_API INT64 getFileLen(const char* file_name);
 
 /// Reads exactly file_len bytes. The count, or -1 if the file cannot be opened or is shorter; data may then hold
-/// a part. The buffer is not terminated. contract: of a file_len of 2^32 and above its low 32 bits are read, and the
+/// a part. The buffer is not terminated. contract: of a file_len of 2^32 or more the low 32 bits are read, and the
 /// result is -1. Nothing is opened for a negative one.
 SENSORDLL_API int loadFromFile(const char* file_name, char* data, INT64 file_len);
 
 /// Replaces the file by file_len bytes of data. The count that KSFile::write returned; a count other than
 /// file_len is reported. A short one leaves the old file. -1, with a report, also when the file could not be put in
-/// its place at the end, and for a negative file_len: nothing is opened then. contract: of a file_len of 2^32 and
-/// above the low 32 bits are written, reported, and returned.
+/// its place at the end, and for a negative file_len: nothing is opened then. contract: of a file_len of 2^32 or
+/// more the low 32 bits are written, reported, and returned.
 SENSORDLL_API int saveToFile(char* file_name, char* data, INT64 file_len);
 
 /// Scheme files: p_nKeyValNum records of 8 bytes, nothing else (docs/FORMAT.md).
@@ -51,13 +51,13 @@ SENSORDLL_API int getDetailFieldToStr(const char* detail, const char* name, char
 SENSORDLL_API int updateStyleTab(TiXmlDocument* doc_style, const char* operation, const char* tab_key,
                                  const TiXmlElement* new_tab);
 
-/// Takes node out of its parent and frees it. -1 if an argument is null; 0 without a change when node has no
+/// Removes node from its parent and frees it. -1 if an argument is null; 0 without a change when node has no
 /// parent element.
 SENSORDLL_API int DeleteNode(TiXmlElement* root, TiXmlElement* node);
 
 /// Applies the rules of a diversity document that fit the module's detail text to *ui_style (malloc, replaced by
-/// realloc) by way of "/tmp/merge_style.xml": what stands there if it cannot be saved, an earlier merge perhaps.
-/// contract: of a document that breaks off with an error what stands before it is used; always SNS_SUCCESS.
+/// realloc) by way of "/tmp/merge_style.xml". If that file cannot be saved, whatever it holds is used, perhaps an
+/// earlier merge. contract: of a document with an error the part before it is used; always SNS_SUCCESS.
 /// Host thread only: one merge at a time.
 SENSORDLL_API int mergeStyle(ModuleConfig* moduleConfig, char** ui_style, char* ui_styleDiversity);
 
@@ -73,8 +73,9 @@ SENSORDLL_API int style2KeyVal(TiXmlElement* element, KeyVal* p_pKeyVal, u32* p_
 
 // ---- dynamic parameters: reentrant -------------------------------------------------------------------------
 
-/// The style rewritten to what the image-adjust service supports, as text. A parameter whose allowed values the
-/// service does not tell stays as it is. contract: a style that does not parse gives an empty text; always SNS_SUCCESS.
+/// The style rewritten to what the image-adjust service supports, as text. A parameter for which the
+/// service gives no allowed values stays as it is. contract: a style that does not parse gives an empty text; always
+/// SNS_SUCCESS.
 SENSORDLL_API int getDnaStyle(const char* szStyle, std::string& strOut);
 
 /// Applies one command's default and allowed values to the elements with that id. -1 when a choice item lacks

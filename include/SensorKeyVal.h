@@ -5,7 +5,7 @@
 #include "KeyVal.h"
 #include "sensordll_export.h"
 
-/// Pair text: items "(key,value)", signed decimals, one behind the other. All functions are reentrant.
+/// Pair text: items "(key,value)", signed decimals, one after the other. All functions are reentrant.
 
 /// Appends n records to p_strText; the text is not cleared first.
 SENSORDLL_API void keyval_st2str(std::string& p_strText, const KeyVal* p_pKeyval, u32 p_nKeyvalNum);

@@ -7,7 +7,7 @@
 
 class ModuleConfigure;
 
-/// What the host's ModuleConfigure said, as the library keeps it.
+/// The library's copy of the host's ModuleConfigure.
 struct ModuleConfig
 {
     int nModuleId;

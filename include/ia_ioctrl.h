@@ -13,7 +13,7 @@ enum ia_cmd_e : u32
 #define SNS_STORED_KEY(name, key)
 #include "SensorKeys.def"
 
-    /// Commands that the library passes by itself.
+    /// Commands that no key of the map stands for.
     IA_CMD_DN_STATE = 0x99,                   ///< get: current day/night state, 0 = day
     IA_CMD_PTZ_RUN_STATE = 0x660,             ///< set: pan/tilt/zoom run state
     IA_CMD_AF_STATISTIC = 0x670,              ///< get: auto-focus statistic, unsigned
@@ -92,6 +92,6 @@ static_assert(sizeof(ia_sensor_check_st) == 16, "layout shared with the service"
 /// Applies, reads or describes one command; opt is an ia_cmd_opt_e. Defined by the host.
 /// Returns 0 on success, anything else is a failure (the library's traces single out -1, -4 and -5).
 /// Thread-safe by contract: called from the host's threads and from "SensorThread" at the same time, often under the
-/// controller's mutex, so it must not call back into the controller, but for what takes no lock (ISensorController.h).
+/// controller's mutex, so it may call back only operations of the controller that take no lock (ISensorController.h).
 /// Visible in hosts that hide their symbols by default, too: the library finds it when it is loaded.
 extern "C" SENSORDLL_API int ia_ioctrl(ia_cmd_e cmd, int opt, void* data);

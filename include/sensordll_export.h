@@ -3,5 +3,5 @@
 /// The library is built with hidden visibility: what carries SENSORDLL_API is its whole interface.
 #define SENSORDLL_API __attribute__((visibility("default")))
 
-/// A private member of an exported class, kept out of the interface.
+/// For a type nested in an exported class: not part of the interface.
 #define SENSORDLL_LOCAL __attribute__((visibility("hidden")))

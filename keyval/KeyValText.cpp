@@ -60,8 +60,8 @@ void readItem(std::string_view item, int& key, int& value)
     }
 }
 
-// The text of an item. contract: a ")" right before the "(" gives nothing, one further before it the whole rest,
-// because the length is computed in unsigned arithmetic.
+// The text of an item. contract: the length is computed in unsigned arithmetic, so a ")" directly before the "(" gives
+// an empty item, and one further before it the whole rest of the text.
 std::string_view itemText(std::string_view text, std::size_t open, std::size_t close)
 {
     return text.substr(open, static_cast<u32>(close - open + 1));

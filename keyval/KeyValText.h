@@ -4,6 +4,6 @@
 
 #include "KeyVal.h"
 
-// keyval_str2st with a bound: stops when p_nCapacity records are filled, the rest of the text is left unread.
-// Time grows with the length of the text alone, whatever it holds. Reentrant.
+// keyval_str2st with a bound: stops when p_nCapacity records are filled and leaves the rest of the text unread.
+// Takes time in proportion to the length of the text, whatever it holds. Reentrant.
 void keyvalFromText(const std::string& p_strText, KeyVal* p_pKeyval, u32 p_nCapacity, u32& p_nKeyvalNum);

@@ -16,6 +16,10 @@ namespace {
 namespace fs = std::filesystem;
 using Arguments = std::vector<std::string>;
 
+constexpr const char* kSystemFolders[] = {
+#include "app/box/SystemFolders.def"
+};
+
 const char* const kPrivateFolders[] = {"/mnt", "/hd1", "/tmp"};
 
 // Of the machine's settings what a program needs to run and to write to a terminal.
@@ -36,7 +40,7 @@ void append(Arguments& list, const Arguments& more)
 void addSystem(Arguments& list)
 {
     append(list, {"--ro-bind", "/usr", "/usr"});
-    for (const char* folder : {"/bin", "/sbin", "/lib", "/lib32", "/lib64", "/libx32"})
+    for (const char* folder : kSystemFolders)
     {
         if (fs::is_symlink(folder))
         {

@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "app/Failure.h"
-#include "app/box/LibraryOutput.h"
+#include "app/Output.h"
 
 namespace app {
 namespace {
@@ -89,26 +89,6 @@ void replaceFile(const std::string& path, const std::string& content)
     {
         throw Failure("cannot write " + path);
     }
-}
-
-std::optional<std::string> readFile(const std::string& path, std::size_t longest)
-try
-{
-    return camera::readFile(path, longest);
-}
-catch (const camera::Failure& failure)
-{
-    throw Failure(failureText(failure));
-}
-
-std::string readExistingFile(const std::string& path, std::size_t longest)
-try
-{
-    return camera::readExistingFile(path, longest);
-}
-catch (const camera::Failure& failure)
-{
-    throw Failure(failureText(failure));
 }
 
 }  // namespace app

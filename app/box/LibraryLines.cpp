@@ -1,5 +1,7 @@
 #include "app/box/LibraryLines.h"
 
+#include "app/Output.h"
+
 namespace app {
 namespace {
 
@@ -27,11 +29,11 @@ std::string LibraryLines::feed(const std::string& bytes)
 
 void LibraryLines::take(char c, std::string& lines)
 {
-    if (!sequence_.empty())
+    if (!sequence_.empty() && goesOnWith(c))
     {
-        endSequence(c);
+        return;
     }
-    else if (c == kEscape)
+    if (c == kEscape)
     {
         sequence_ = c;
     }
@@ -43,31 +45,44 @@ void LibraryLines::take(char c, std::string& lines)
     else if (c != '\r')
     {
         visible_ = true;
-        line_ += c;
+        text_ += c;
     }
 }
 
-void LibraryLines::endSequence(char c)
+// Only a colour is one: "\033[31m". What turns out to be anything else is text.
+bool LibraryLines::goesOnWith(char c)
 {
-    sequence_ += c;
-    const bool goesOn = c == '[' || c == ';' || (c >= '0' && c <= '9');
-    if (goesOn)
+    const bool isColour = sequence_.size() == 1 ? c == '[' : c == ';' || c == 'm' || (c >= '0' && c <= '9');
+    if (!isColour)
     {
-        return;
+        visible_ = true;
+        text_ += sequence_;
+        sequence_.clear();
+        return false;
     }
+    sequence_ += c;
     if (c == 'm')
     {
         colours_ = sequence_ == kReset ? "" : colours_ + sequence_;
         if (colour_)
         {
+            takeText();
             line_ = visible_ ? line_ + sequence_ : colours_;
         }
+        sequence_.clear();
     }
-    sequence_.clear();
+    return true;
+}
+
+void LibraryLines::takeText()
+{
+    line_ += printable(text_);
+    text_.clear();
 }
 
 std::string LibraryLines::finished()
 {
+    takeText();
     const std::string line = mark_ + line_ + (colour_ ? kReset : "") + "\n";
     // The next line begins in the colour that this one ended in.
     line_ = colour_ ? colours_ : "";

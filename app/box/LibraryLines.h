@@ -4,13 +4,13 @@
 
 namespace app {
 
-// Turns what the library prints (colour sequences, lines, pieces of lines) into whole lines behind a mark.
+// Turns what the library prints (colour sequences, lines, pieces of lines) into whole printable lines behind a mark.
 // Reentrant.
 class LibraryLines
 {
 public:
     // mark: what each line begins with; may be empty.
-    // colour: keep the library's colours and dim the mark; otherwise leave all sequences out.
+    // colour: keep the library's colours and dim the mark; otherwise leave them out.
     LibraryLines(const std::string& mark, bool colour);
 
     // Takes in bytes; returns the lines that they completed, each with its line end.
@@ -21,15 +21,17 @@ public:
 
 private:
     void take(char c, std::string& lines);
-    void endSequence(char c);
+    bool goesOnWith(char c);
+    void takeText();
     std::string finished();
 
     const std::string mark_;
     const bool colour_;
-    std::string colours_;  // sequences in force, "" after a reset
-    std::string line_;
+    std::string colours_;   // sequences in force, "" after a reset
+    std::string line_;      // printable, with colours
+    std::string text_;      // what follows in it, as it came
     std::string sequence_;  // an escape sequence that has begun
-    bool visible_ = false;  // line_ holds more than sequences
+    bool visible_ = false;  // there is more than sequences
 };
 
 }  // namespace app

@@ -1,7 +1,6 @@
 #include "app/box/LibraryOutput.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -17,6 +16,7 @@
 namespace app {
 namespace {
 
+constexpr char kLineMark[] = "  | ";
 constexpr char kMark = '\0';  // the library prints text; a zero byte in the stream is ours
 
 // A failed assertion of the library ends the process; its report must come out first.
@@ -25,46 +25,25 @@ std::atomic<bool> drained{false};
 constexpr timespec kDrainLook = {0, 1000 * 1000};
 constexpr int kDrainLooks = 1000;  // a second
 
-bool isTerminal(int descriptor)
+bool inColour(LibraryOutput::Way way)
 {
-    return isatty(descriptor) != 0;
+    return way != LibraryOutput::Way::keptBack &&
+           isatty(way == LibraryOutput::Way::collected ? STDOUT_FILENO : STDERR_FILENO) != 0;
 }
 
 }  // namespace
 
-bool writeAll(int descriptor, const std::string& text)
-{
-    std::size_t written = 0;
-    while (written < text.size())
-    {
-        const ssize_t count = write(descriptor, text.data() + written, text.size() - written);
-        if (count > 0)
-        {
-            written += static_cast<std::size_t>(count);
-        }
-        else if (errno == EAGAIN)
-        {
-            pollfd room = {descriptor, POLLOUT, 0};
-            poll(&room, 1, -1);
-        }
-        else if (errno != EINTR)
-        {
-            return false;
-        }
-    }
-    return true;
-}
-
 LibraryOutput::LibraryOutput(Way way)
     : way_(way),
-      lines_(way == Way::collected ? "  | " : "", isTerminal(way == Way::collected ? STDOUT_FILENO : STDERR_FILENO))
+      answers_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)),
+      lines_(way == Way::standardError ? "" : kLineMark, inColour(way)),
+      kept_(kLineMark)
 {
     std::fflush(stdout);
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    answers_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     arrived_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     int ends[2];
-    if (answers_ < 0 || arrived_ < 0 || pipe2(ends, O_CLOEXEC) != 0)
+    if (answers_.descriptor() < 0 || arrived_ < 0 || pipe2(ends, O_CLOEXEC) != 0)
     {
         throw Failure(systemError("standard output cannot be used"));
     }
@@ -88,10 +67,10 @@ LibraryOutput::~LibraryOutput()
     // A mark wakes the reader, even if a program that the library started still holds the pipe.
     writeAll(STDOUT_FILENO, std::string(1, kMark));
     reader_.join();
-    dup2(answers_, STDOUT_FILENO);
+    dup2(answers_.descriptor(), STDOUT_FILENO);
     close(pipe_);
     close(arrived_);
-    close(answers_);
+    close(answers_.descriptor());
 }
 
 // Only calls that are allowed in a signal handler; afterwards the process ends as it would have.
@@ -125,7 +104,7 @@ void LibraryOutput::readAll()
         const bool hasMark = bytes.find(kMark) != std::string::npos;
         if (aborting)
         {
-            writeAll(way_ == Way::collected ? answers_ : STDERR_FILENO, ready_);
+            writeAll(way_ == Way::standardError ? STDERR_FILENO : answers_.descriptor(), ready_);
             ready_.clear();
             drained = hasMark;
         }
@@ -138,19 +117,23 @@ void LibraryOutput::readAll()
 
 void LibraryOutput::takeIn(const std::string& bytes)
 {
+    std::string lines;
     std::size_t begin = 0;
     for (std::size_t mark = bytes.find(kMark); mark != std::string::npos; mark = bytes.find(kMark, begin))
     {
-        ready_ += lines_.feed(bytes.substr(begin, mark - begin));
-        ready_ += lines_.flush();
+        lines += lines_.feed(bytes.substr(begin, mark - begin));
+        lines += lines_.flush();
         begin = mark + 1;
         ++marksSeen_;
     }
-    ready_ += lines_.feed(bytes.substr(begin));
+    lines += lines_.feed(bytes.substr(begin));
     if (way_ == Way::standardError)
     {
-        writeAll(STDERR_FILENO, ready_);
-        ready_.clear();
+        writeAll(STDERR_FILENO, lines);
+    }
+    else
+    {
+        ready_ += way_ == Way::keptBack ? kept_.take(lines) : lines;
     }
     synced_.notify_all();
     if (!ready_.empty())
@@ -170,6 +153,23 @@ std::string LibraryOutput::take()
         synced_.wait(lock, [&] { return static_cast<int>(marksSeen_ - wanted) >= 0; });
     }
     return takeArrived();
+}
+
+std::string LibraryOutput::takeAll()
+{
+    const std::string shown = take();
+    std::string all;
+    for (const std::string& line : kept().value_or(std::deque<std::string>()))
+    {
+        all += kLineMark + line + "\n";
+    }
+    return all.empty() ? shown : all;
+}
+
+std::optional<std::deque<std::string>> LibraryOutput::kept()
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return way_ == Way::keptBack ? std::make_optional(kept_.lines()) : std::nullopt;
 }
 
 std::string LibraryOutput::takeArrived()

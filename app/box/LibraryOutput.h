@@ -1,16 +1,17 @@
 #pragma once
 
 #include <condition_variable>
+#include <deque>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
+#include "app/Output.h"
+#include "app/box/KeptLines.h"
 #include "app/box/LibraryLines.h"
 
 namespace app {
-
-// Writes everything, waiting while there is no room. False when nobody reads it any more. Thread-safe.
-bool writeAll(int descriptor, const std::string& text);
 
 // Keeps what the library prints on standard output apart from the program's own answers, as whole lines.
 // Host thread only; the library may print from any thread. One object at a time.
@@ -21,6 +22,7 @@ public:
     {
         standardError,  // the lines go to standard error as they come
         collected,      // the lines, set off by "  | ", are there to be shown between the answers
+        keptBack,       // of the lines, set off likewise, only reports are to be shown; the others can be asked for
     };
 
     // Throws Failure.
@@ -30,17 +32,23 @@ public:
     LibraryOutput(const LibraryOutput&) = delete;
     LibraryOutput& operator=(const LibraryOutput&) = delete;
 
-    // What standard output was: where answers go.
-    int answerDescriptor() const { return answers_; }
+    // To what standard output was.
+    Answers& answers() { return answers_; }
 
     // For poll: readable when collected lines wait.
     int descriptor() const { return arrived_; }
 
-    // Waits until all that the library has printed so far has been taken in, a begun line completed. The collected
-    // lines, or, on the way to standard error, nothing: they are there.
+    // Waits until all that the library has printed so far has been taken in, a begun line completed. The lines to be
+    // shown; on the way to standard error none: they are there.
     std::string take();
 
-    // Collected lines that have arrived; does not wait.
+    // The same, or where lines are kept back all of those.
+    std::string takeAll();
+
+    // Without their mark, oldest first; nothing where no lines are kept back.
+    std::optional<std::deque<std::string>> kept();
+
+    // Lines to be shown that have arrived; does not wait.
     std::string takeArrived();
 
 private:
@@ -49,7 +57,7 @@ private:
     static void onAbort(int signal);
 
     const Way way_;
-    int answers_ = -1;
+    Answers answers_;
     int arrived_ = -1;
     int pipe_ = -1;
     std::thread reader_;
@@ -58,6 +66,7 @@ private:
     std::condition_variable synced_;
     // Guarded by mutex_.
     LibraryLines lines_;
+    KeptLines kept_;
     std::string ready_;
     unsigned marksSeen_ = 0;
     bool stopping_ = false;

@@ -36,19 +36,9 @@ const char* kindOf(mode_t mode)
     }
 }
 
-// Whoever chose the name must not write on a terminal with it.
-std::string printable(std::string path)
-{
-    for (char& letter : path)
-    {
-        letter = static_cast<unsigned char>(letter) < ' ' || letter == '\x7f' ? '?' : letter;
-    }
-    return path;
-}
-
 [[noreturn]] void refuse(const std::string& path, const std::string& why)
 {
-    throw Failure(printable(path) + " " + why);
+    throw Failure(path + " " + why);
 }
 
 void requireOwn(const std::string& path, const struct stat& facts)
@@ -81,7 +71,12 @@ public:
         struct stat facts;
         if (!folder || fstat(descriptor, &facts) != 0)
         {
-            throw Failure(systemError("cannot look into " + printable(path)));
+            throw Failure(systemError("cannot look into " + path));
+        }
+        if ((facts.st_mode & S_IWGRP) != 0 && facts.st_uid != geteuid())
+        {
+            refuse(path,
+                   "is another user's folder, in which a group may put something; take that right away (chmod g-w)");
         }
         if ((facts.st_mode & S_IWOTH) != 0)
         {
@@ -103,7 +98,7 @@ public:
         }
         if (errno != 0)
         {
-            throw Failure(systemError("cannot look into " + printable(path)));
+            throw Failure(systemError("cannot look into " + path));
         }
     }
 
@@ -121,7 +116,7 @@ private:
             {
                 return;  // gone meanwhile
             }
-            throw Failure(systemError("cannot look at " + printable(path)));
+            throw Failure(systemError("cannot look at " + path));
         }
         requireOwn(path, facts);
         if (S_ISDIR(facts.st_mode))
@@ -129,7 +124,7 @@ private:
             const int below = openat(folder, name.c_str(), kFolderFlags | O_NOFOLLOW);
             if (below < 0)
             {
-                throw Failure(systemError("cannot look into " + printable(path)));
+                throw Failure(systemError("cannot look into " + path));
             }
             into(below, path, depth + 1);
         }

@@ -7,8 +7,8 @@ namespace app {
 
 // Throws Failure unless all below folder, at any depth, is a file or folder of this user's that leads nowhere else:
 // neither a symbolic link nor one of several names of a file, neither a named pipe nor a socket nor a device, of no
-// other owner. Nor may everybody put something into the folder or one of those in it, and it may be neither deeper nor
-// fuller than a camera's can be.
+// other owner. Nor may everybody put something into the folder or one of those in it, or a group if the folder is
+// another user's, and it may be neither deeper nor fuller than a camera's can be.
 void requireOwnFiles(const std::string& folder);
 
 // The same of one file or folder. Nothing to say of one that is missing.

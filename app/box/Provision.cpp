@@ -2,34 +2,26 @@
 
 #include <filesystem>
 
+#include "SensorPaths.h"
 #include "app/Failure.h"
 #include "app/box/DiskFiles.h"
+#include "camera/TextFile.h"
 
 namespace app {
 namespace {
 
 namespace fs = std::filesystem;
 
-const char* const kFolders[] = {
-    "/mnt/mtd/code/config_file",
-    "/mnt/mtd/code/factory_setting",
-    "/mnt/mtd/sign",
-    "/mnt/mtd/log",
-    "/hd1/moduleConfig/sensorConfig/style",
-    "/hd1/moduleConfig/sensorConfig/styleDiversity",
-    "/tmp",
-};
-
 bool holds(const fs::path& file, const std::string& content)
 {
     std::error_code error;
     return fs::is_regular_file(file, error) && fs::file_size(file, error) == content.size() &&
-           readFile(file.string(), content.size()) == content;
+           camera::readFile(file.string(), content.size()) == content;
 }
 
 void copyDocument(const fs::path& source, const fs::path& target, Documents documents)
 {
-    const std::string content = readExistingFile(source.string(), kDocumentMax);
+    const std::string content = camera::readExistingFile(source.string(), camera::kDocumentMax);
     if (documents == Documents::keepExisting ? fs::exists(target) : holds(target, content))
     {
         return;
@@ -57,17 +49,16 @@ void copyFolder(const fs::path& source, const fs::path& target, Documents docume
 
 void provision(const std::string& share, const std::string& model, const std::string& root, Documents documents)
 {
-    for (const char* folder : kFolders)
+    makeFolders(root + "/tmp");
+    for (const char* folder : sensorpaths::kFolders)
     {
         makeFolders(root + folder);
     }
     const fs::path from = share;
-    const fs::path factory = root + "/mnt/mtd/code/factory_setting";
-    const fs::path config = root + "/hd1/moduleConfig";
-    copyDocument(from / "models" / model / "machineinfo.ini", factory / "machineinfo.ini", documents);
-    copyDocument(from / "models" / model / "moduleConfig.xml", config / "moduleConfig.xml", documents);
-    copyFolder(from / "style", config / "sensorConfig/style", documents);
-    copyFolder(from / "styleDiversity", config / "sensorConfig/styleDiversity", documents);
+    copyDocument(from / "models" / model / "machineinfo.ini", root + sensorpaths::kMachineInfoFile, documents);
+    copyDocument(from / "models" / model / "moduleConfig.xml", root + sensorpaths::kModuleConfigFile, documents);
+    copyFolder(from / "style", root + sensorpaths::kStyleFolder, documents);
+    copyFolder(from / "styleDiversity", root + sensorpaths::kDiversityFolder, documents);
 }
 
 std::string programFile()

@@ -14,6 +14,7 @@
 #include "app/Models.h"
 #include "app/box/DiskFiles.h"
 #include "app/box/OwnFiles.h"
+#include "camera/TextFile.h"
 
 namespace app {
 namespace {
@@ -76,11 +77,11 @@ StateFolder::StateFolder(const std::string& path, Kind kind) : path_(path), kind
 {
     makeFolders(path_);
     requireSafe();
-    takeLock();
     if (kind_ == Kind::chosen)
     {
         requireOwnFiles(path_);
     }
+    takeLock();
 }
 
 void StateFolder::requireSafe() const
@@ -109,7 +110,7 @@ void StateFolder::takeLock()
 {
     const std::string file = path_ + "/" + kLockFile;
     // Whoever may read it may lock it, and keep the camera from starting.
-    lock_ = Descriptor(open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+    lock_ = camera::Descriptor(open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
     if (lock_.number() < 0)
     {
         throw Failure(systemError("cannot write in the state folder " + path_));
@@ -131,7 +132,7 @@ void StateFolder::takeLock()
 
 std::optional<std::string> StateFolder::model() const
 {
-    const std::string name = firstLineOf(readFile(path_ + "/" + kModelFile, kModelFileMax).value_or(""));
+    const std::string name = firstLineOf(camera::readFile(path_ + "/" + kModelFile, kModelFileMax).value_or(""));
     return name.empty() ? std::nullopt : std::optional<std::string>(name);
 }
 
@@ -147,7 +148,7 @@ std::string StateFolder::chooseModel(const std::optional<std::string>& wanted) c
         throw Failure(path_ + " holds a " + modelTitle(*remembered) + "; a " + modelTitle(*wanted) + " needs " +
                       (kind_ == Kind::chosen ? "a folder of its own (--state DIR)" : "a board of its own"));
     }
-    return wanted ? *wanted : remembered.value_or(modelNames().front());
+    return wanted ? *wanted : remembered.value_or(kModelNames[0]);
 }
 
 void StateFolder::rememberModel(const std::string& model)

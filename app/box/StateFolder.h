@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "app/box/Descriptor.h"
+#include "camera/Descriptor.h"
 
 // The folder that holds everything a camera writes. Host thread only.
 namespace app {
@@ -25,7 +25,7 @@ public:
         ofBoard,  // the only one there can be
     };
 
-    // Makes the folder when it is missing and takes the lock. Throws Failure when another camera has it, when it
+    // Makes the folder when it is missing, looks at what it holds, and takes the lock. Throws Failure when another camera has it, when it
     // cannot be written, and when using it could touch something else: it belongs to another user (root excepted), is
     // the root of the file tree, or holds what requireOwnFiles refuses; on a board only the program's own files count.
     explicit StateFolder(const std::string& path, Kind kind = Kind::chosen);
@@ -53,7 +53,7 @@ private:
 
     const std::string path_;
     const Kind kind_;
-    Descriptor lock_;
+    camera::Descriptor lock_;
 };
 
 }  // namespace app

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "app/EndSignals.h"
 #include "app/Failure.h"
 #include "app/Options.h"
 
@@ -21,18 +22,7 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr auto kEndLimit = std::chrono::seconds(10);  // an orderly end takes a turn of the scheduler, a second
-constexpr timespec kLook = {0, 200 * 1000 * 1000};    // how often the limit is looked at
-
-sigset_t endSignals()
-{
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGHUP);
-    return set;
-}
+constexpr timespec kLook = {0, 200 * 1000 * 1000};  // how often the limit is looked at
 
 // What somebody left open in this process would lead out of the private tree.
 void inheritOnly(const std::vector<int>& descriptors)
@@ -167,8 +157,8 @@ ReportLine::ReportLine()
     {
         throw Failure(systemError("cannot make a pair of sockets"));
     }
-    supervisorsEnd_ = Descriptor(ends[0]);
-    copysEnd_ = Descriptor(ends[1]);
+    supervisorsEnd_ = camera::Descriptor(ends[0]);
+    copysEnd_ = camera::Descriptor(ends[1]);
     const int on = 1;
     if (setsockopt(ends[0], SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0)
     {
@@ -178,7 +168,7 @@ ReportLine::ReportLine()
 
 int ReportLine::awaitReport()
 {
-    copysEnd_ = Descriptor();
+    copysEnd_ = camera::Descriptor();
     char byte = 0;
     iovec content = {&byte, sizeof byte};
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))] = {};
@@ -198,7 +188,7 @@ int ReportLine::awaitReport()
 
 bool ReportLine::report(int copysEnd)
 {
-    const Descriptor line(copysEnd);
+    const camera::Descriptor line(copysEnd);
     return send(copysEnd, ".", 1, MSG_NOSIGNAL) == 1;
 }
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "app/box/Descriptor.h"
+#include "camera/Descriptor.h"
 
 // Starting the copy of the program in the private tree and staying beside it. Host thread only.
 namespace app {
@@ -29,8 +29,8 @@ public:
     static bool report(int copysEnd);
 
 private:
-    Descriptor supervisorsEnd_;
-    Descriptor copysEnd_;
+    camera::Descriptor supervisorsEnd_;
+    camera::Descriptor copysEnd_;
 };
 
 // Runs command (see sandboxCommand), whose program inherits the standard descriptors and those named, nothing else,

@@ -1,6 +1,8 @@
 #include <algorithm>
+#include <map>
 
 #include "app/cli/Commands.h"
+#include "app/cli/KeyText.h"
 #include "app/cli/Session.h"
 
 namespace app {
@@ -63,6 +65,11 @@ Words completeLanguages(Session& session, const Words& arguments)
     return completeWords(arguments, 0, words);
 }
 
+Words completeQuit(Session&, const Words& arguments)
+{
+    return completeWords(arguments, 0, {"--discard"});
+}
+
 Words completeHelp(Session&, const Words& arguments)
 {
     Words words;
@@ -71,6 +78,22 @@ Words completeHelp(Session&, const Words& arguments)
         words.push_back(command.name);
     }
     return completeWords(arguments, 0, words);
+}
+
+// A line for each scheme; empty when there is nothing to lose.
+std::string unsavedText(camera::Camera& camera)
+{
+    std::map<int, std::string> lines;
+    for (const camera::UnsavedValue& unsaved : camera.unsaved())
+    {
+        lines[unsaved.scheme] += " " + keyTitle(unsaved.key) + "=" + std::to_string(unsaved.value);
+    }
+    std::string text;
+    for (const auto& [scheme, values] : lines)
+    {
+        text += "  scheme " + std::to_string(scheme) + ":" + values + "\n";
+    }
+    return text;
 }
 
 }  // namespace
@@ -90,10 +113,17 @@ const std::vector<Command>& commands()
          runGet, completeKeys},
         {"set", "set KEY=VALUE ...", "apply values and remember them",
          "Values are applied in order. The first that is refused ends the list: what came before it stays applied,\n"
-         "what comes after it is not applied. 'save' makes the values permanent.\n",
+         "what comes after it is not applied. 'save' makes the values permanent.\n"
+         "VALUE is a number, or the label of a choice in any case: mirror=both, wb_mode='One push'. 'keys KEY' "
+         "lists\n"
+         "the labels.\n",
          runSet, completeAssignments},
+        {"default", "default KEY ...", "apply factory values and remember them",
+         "As 'set' with the values that a factory reset would bring.\n", runDefault, completeKeys},
         {"text", "text '(KEY,VALUE)...'", "apply pair text, as 'all' prints it",
-         "The text goes to the library as it is. Keys are numbers.\n", runText, nullptr},
+         "Keys and values are numbers. The text goes to the library as it is, unless it holds a part of a window that\n"
+         "'set' would refuse.\n",
+         runText, nullptr},
         {"all", "all", "the current scheme as pair text", "", runAll, nullptr},
         {"save", "save", "write the current scheme to its file",
          "Refused, with nothing written, when the scheme's time window is unsound:\n"
@@ -143,7 +173,14 @@ const std::vector<Command>& commands()
         {"style", "style", "the style document as user interfaces get it", "", runStyle, nullptr},
         {"language", "language [ID]", "user-interface texts; without ID the languages", "", runLanguage,
          completeLanguages},
-        {"quit", "quit", "end the camera", "", runQuit, nullptr},
+        {"output", "output [LINES]", "what the library printed, the last 40 lines",
+         "At the prompt the library's lines are kept back, the last thousand of them; of a warning, an error or a "
+         "failed\n"
+         "assertion one line is shown. With --verbose all are shown as they come, and none is kept.\n",
+         runOutput, nullptr},
+        {"quit", "quit [--discard]", "end the camera",
+         "At the prompt values that are not saved are told first; 'quit' again, or 'quit --discard', gives them up.\n",
+         runQuit, completeQuit},
     };
     return table;
 }
@@ -198,9 +235,21 @@ Answer runHelp(Session&, const Words& arguments)
 
 Answer runQuit(Session& session, const Words& arguments)
 {
-    if (!arguments.empty())
+    const bool discards = arguments == Words{"--discard"};
+    if (!arguments.empty() && !discards)
     {
         return wrongUsage("quit");
+    }
+    if (session.interactive() && !discards)
+    {
+        const std::string unsaved = unsavedText(session.camera());
+        if (unsaved != session.toldLoss() && !unsaved.empty())
+        {
+            session.toldLoss() = unsaved;
+            return Answer::failure(
+                {ErrorCode::notRun, "these values are not saved:\n" + unsaved +
+                                        "'save' keeps those of the scheme in force; 'quit' again gives them up"});
+        }
     }
     session.quit();
     return {};

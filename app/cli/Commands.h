@@ -42,6 +42,7 @@ Words completeKeys(Session& session, const Words& arguments);
 
 // CommandsSet.cpp
 Answer runSet(Session& session, const Words& arguments);
+Answer runDefault(Session& session, const Words& arguments);
 Answer runText(Session& session, const Words& arguments);
 Words completeAssignments(Session& session, const Words& arguments);
 
@@ -51,6 +52,7 @@ Answer runReload(Session& session, const Words& arguments);
 Answer runReset(Session& session, const Words& arguments);
 Answer runTrace(Session& session, const Words& arguments);
 Answer runLog(Session& session, const Words& arguments);
+Answer runOutput(Session& session, const Words& arguments);
 Answer runStyle(Session& session, const Words& arguments);
 Answer runLanguage(Session& session, const Words& arguments);
 

@@ -47,14 +47,16 @@ Answer explainScheme(Session& session)
     return answer;
 }
 
-std::string sourceText(const camera::KeyExplanation& key, const std::string& scheme)
+std::string sourceText(const services::ImageService& service, const camera::KeyExplanation& key,
+                       const std::string& scheme)
 {
     using Source = camera::KeyExplanation::Source;
     const bool isUnsaved = key.saved && key.saved != key.value;
     switch (key.source)
     {
     case Source::scheme:
-        return "of " + scheme + (isUnsaved ? ", not saved: 'reload' brings back " + std::to_string(*key.saved) : "");
+        return "of " + scheme +
+               (isUnsaved ? ", not saved: 'reload' brings back " + valueText(service, key.key, *key.saved) : "");
     case Source::sensor:
         return "the sensor's present value: the schemes of this model do not keep it";
     case Source::nowhere:
@@ -64,7 +66,7 @@ std::string sourceText(const camera::KeyExplanation& key, const std::string& sch
 }
 
 // What would make another value of it.
-std::string changesText(const camera::KeyExplanation& key)
+std::string changesText(const services::ImageService& service, const camera::KeyExplanation& key)
 {
     const int count = static_cast<int>(key.inSchemes.size()) - 1;
     std::string text;
@@ -73,12 +75,12 @@ std::string changesText(const camera::KeyExplanation& key)
         const std::optional<int>& value = key.inSchemes[static_cast<std::size_t>(scheme)];
         if (scheme != key.scheme.scheme && value && value != key.value)
         {
-            text += "  " + schemeName(scheme, count) + ": " + std::to_string(*value) + "\n";
+            text += "  " + schemeName(scheme, count) + ": " + valueText(service, key.key, *value) + "\n";
         }
     }
     if (key.factory && key.factory != key.value)
     {
-        text += "  'reset': " + std::to_string(*key.factory) + "\n";
+        text += "  'reset': " + valueText(service, key.key, *key.factory) + "\n";
     }
     return text.empty() ? text : "it would change with\n" + text;
 }
@@ -87,15 +89,16 @@ Answer explainOne(Session& session, int number)
 {
     const camera::KeyExplanation key = session.camera().explainKey(number);
     const std::string scheme = schemeName(key.scheme.scheme, session.camera().schemeCount());
-    const std::string allowed = allowedText(session.camera().service(), number);
+    const services::ImageService& service = session.camera().service();
+    const std::string allowed = allowedText(service, number);
     Answer answer;
-    answer.text = keyTitle(number) + (key.value ? " = " + std::to_string(*key.value) + ", " : ": ") +
-                  sourceText(key, scheme) + "\n";
+    answer.text = keyTitle(number) + (key.value ? " = " + valueText(service, number, *key.value) + ", " : ": ") +
+                  sourceText(service, key, scheme) + "\n";
     if (key.onSensor && key.value && key.onSensor != key.value)
     {
-        answer.text += "the sensor has " + std::to_string(*key.onSensor) + "\n";
+        answer.text += "the sensor has " + valueText(service, number, *key.onSensor) + "\n";
     }
-    answer.text += (allowed.empty() ? "" : "allowed: " + allowed + "\n") + changesText(key);
+    answer.text += (allowed.empty() ? "" : "allowed: " + allowed + "\n") + changesText(service, key);
     if (key.neverInBulk)
     {
         answer.text += "the library does not send it when a scheme is switched, reloaded or reset\n";

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "SensorPaths.h"
 #include "app/Failure.h"
 #include "app/cli/Commands.h"
 #include "app/cli/ScheduleChart.h"
@@ -35,6 +36,30 @@ void waitForFirstScheme(Session& session)
     for (int i = 0; i < kLooks && session.camera().currentScheme() < 0 && session.pause(kLook); ++i)
     {
     }
+}
+
+// The last lines, 40 or as many as are asked for.
+Answer endOf(const char* command, const std::vector<std::string>& lines, const std::string& ifEmpty,
+             const Words& arguments)
+{
+    const std::optional<int> wanted = arguments.empty() ? kLogLines : parseInt(arguments[0]);
+    if (arguments.size() > 1 || !wanted || *wanted < 0)
+    {
+        return wrongUsage(command);
+    }
+    const std::size_t count = std::min(lines.size(), static_cast<std::size_t>(*wanted));
+    const std::vector<std::string> last(lines.end() - static_cast<std::ptrdiff_t>(count), lines.end());
+    Answer answer;
+    for (const std::string& line : last)
+    {
+        answer.text += line + "\n";
+    }
+    answer.data = logJson(last);
+    if (lines.empty())
+    {
+        answer.text = ifEmpty;
+    }
+    return answer;
 }
 
 }  // namespace
@@ -148,7 +173,7 @@ Answer runTrace(Session&, const Words& arguments)
     {
         if (!camera::clearDebugLevel())
         {
-            return Answer::failure({ErrorCode::notWritten, systemError(camera::debugMarkerFile())});
+            return Answer::failure({ErrorCode::notWritten, systemError(sensorpaths::kDebugMarkerFile)});
         }
         answer.text = "trace off (level 1: assertions only)\n";
         answer.data = traceJson({});
@@ -161,7 +186,7 @@ Answer runTrace(Session&, const Words& arguments)
     }
     if (!camera::setDebugLevel(*level))
     {
-        return Answer::failure({ErrorCode::notWritten, systemError(camera::debugMarkerFile())});
+        return Answer::failure({ErrorCode::notWritten, systemError(sensorpaths::kDebugMarkerFile)});
     }
     answer.text = "trace level " + std::to_string(*level) + "\n";
     answer.data = traceJson(level);
@@ -170,25 +195,18 @@ Answer runTrace(Session&, const Words& arguments)
 
 Answer runLog(Session&, const Words& arguments)
 {
-    const std::optional<int> wanted = arguments.empty() ? kLogLines : parseInt(arguments[0]);
-    if (arguments.size() > 1 || !wanted || *wanted < 0)
-    {
-        return wrongUsage("log");
-    }
-    const std::vector<std::string> all = camera::errorLog();
-    const std::size_t count = std::min(all.size(), static_cast<std::size_t>(*wanted));
-    const std::vector<std::string> lines(all.end() - static_cast<std::ptrdiff_t>(count), all.end());
-    Answer answer;
-    for (const std::string& line : lines)
-    {
-        answer.text += line + "\n";
-    }
-    answer.data = logJson(lines);
-    if (all.empty())
-    {
-        answer.text = "the error log is empty\n";
-    }
-    return answer;
+    return endOf("log", camera::errorLog(), "the error log is empty\n", arguments);
+}
+
+Answer runOutput(Session& session, const Words& arguments)
+{
+    session.showLibrary();
+    const auto kept = session.output().kept();
+    const std::deque<std::string> lines = kept.value_or(std::deque<std::string>());
+    return endOf("output", {lines.begin(), lines.end()},
+                 kept ? "the library has printed nothing\n"
+                      : "no lines are kept back here: they are shown as they come\n",
+                 arguments);
 }
 
 Answer runStyle(Session& session, const Words& arguments)

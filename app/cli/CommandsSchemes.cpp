@@ -1,3 +1,6 @@
+#include <sys/ioctl.h>
+
+#include "SensorPaths.h"
 #include "app/cli/Commands.h"
 #include "app/cli/ScheduleChart.h"
 #include "app/cli/Session.h"
@@ -8,6 +11,14 @@ namespace app {
 namespace {
 
 constexpr int kMinutesPerHour = 60;
+
+constexpr int kColumns = 80;  // where no terminal says how many it has
+
+int columnsOf(int terminal)
+{
+    winsize size = {};
+    return ioctl(terminal, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kColumns;
+}
 
 std::optional<int> schemeNumber(const std::string& text, int highest)
 {
@@ -25,7 +36,7 @@ SchemeWindow windowOf(bool enabled, const TimeSpanOfDay& span)
 Answer changeWindow(Session& session, int scheme, const SchemeWindow& window)
 {
     const camera::WindowResult result = session.camera().setWindow(scheme, window);
-    const std::string file = camera::schemeFilePath(scheme);
+    const std::string file = sensorpaths::schemeFile(scheme);
     if (result.stored == camera::Stored::noRecord)
     {
         return Answer::failure({ErrorCode::notFound, file + " is missing or has no window; nothing was changed. "
@@ -78,7 +89,7 @@ Answer runSchemes(Session& session, const Words& arguments)
     }
     const camera::Schedule schedule = session.camera().schedule();
     Answer answer;
-    answer.text = drawSchedule(schedule);
+    answer.text = drawSchedule(schedule, columnsOf(session.answers().descriptor()));
     answer.data = toJson(schedule);
     return answer;
 }

@@ -52,7 +52,7 @@ std::string appliedLine(Session& session, const camera::ApplyResult& result, con
     std::string line = keyTitle(key.key) + " = " + std::to_string(key.now) + (label.empty() ? "" : " " + label);
     if (key.now != key.asked)
     {
-        line += "  (asked for " + std::to_string(key.asked) + ")";
+        line += "  (asked for " + valueText(session.camera().service(), key.key, key.asked) + ")";
     }
     else if (key.outcome == camera::Outcome::unchanged)
     {
@@ -64,7 +64,7 @@ std::string appliedLine(Session& session, const camera::ApplyResult& result, con
     }
     else if (key.before)
     {
-        line += "  (was " + std::to_string(*key.before) + ")";
+        line += "  (was " + valueText(session.camera().service(), key.key, *key.before) + ")";
     }
     return line + "\n";
 }
@@ -97,22 +97,31 @@ Answer applied(Session& session, const camera::ApplyResult& result)
     return answer;
 }
 
-Answer applyPairs(Session& session, const std::string& pairText)
+// text: the same as pair text, where that is what was typed.
+Answer apply(Session& session, const std::vector<camera::Value>& values, const std::string& text = "")
 {
-    std::string error;
-    const std::optional<std::vector<camera::Value>> pairs = parsePairs(pairText, error);
-    if (!pairs)
-    {
-        return Answer::failure({ErrorCode::badDocument, error + "; nothing was applied"});
-    }
-    const camera::ApplyResult result = session.camera().apply(*pairs, true, pairText);
+    const camera::ApplyResult result = session.camera().apply(values, true, text);
     if (result.tooMany != 0)
     {
         return Answer::failure({ErrorCode::tooManyValues,
-                                std::to_string(pairs->size()) + " values are too many at once, this camera takes " +
+                                std::to_string(values.size()) + " values are too many at once, this camera takes " +
                                     std::to_string(result.tooMany) + "; nothing was applied"});
     }
     return result.ok() ? applied(session, result) : refused(session, result);
+}
+
+// Of values that a person lists a key at a time: one that comes twice is a mistake.
+Answer applyOnce(Session& session, const std::vector<camera::Value>& values)
+{
+    for (auto entry = values.begin(); entry != values.end(); ++entry)
+    {
+        if (std::any_of(values.begin(), entry, [&](const camera::Value& other) { return other.key == entry->key; }))
+        {
+            return Answer::failure(
+                {ErrorCode::wrongUsage, keyTitle(entry->key) + " is given twice; nothing was applied", entry->key});
+        }
+    }
+    return apply(session, values);
 }
 
 }  // namespace
@@ -123,41 +132,42 @@ Answer runSet(Session& session, const Words& arguments)
     {
         return wrongUsage("set");
     }
-    std::string pairText;
-    std::vector<int> keys;
+    Error error = {};
+    const auto values = parseAssignments(session.camera().service(), arguments, error);
+    if (!values)
+    {
+        error.message += "; nothing was applied";
+        return Answer::failure(error);
+    }
+    return applyOnce(session, *values);
+}
+
+Answer runDefault(Session& session, const Words& arguments)
+{
+    if (arguments.empty())
+    {
+        return wrongUsage("default");
+    }
+    std::vector<camera::Value> values;
     for (const std::string& argument : arguments)
     {
-        const std::optional<Assignment> assignment = parseAssignment(argument);
-        if (!assignment)
-        {
-            return Answer::failure({ErrorCode::wrongUsage, argument + " is no KEY=VALUE; nothing was applied"});
-        }
         std::string error;
-        const std::optional<int> key = parseKey(assignment->key, error);
+        const std::optional<int> key = parseKey(argument, error);
         if (!key)
         {
             return Answer::failure({ErrorCode::unknownKey, error + "; nothing was applied"});
         }
-        const std::optional<int> value = parseInt(assignment->value);
-        if (!value)
+        const std::optional<int> factory = session.camera().factoryValue(*key);
+        if (!factory)
         {
-            const services::ImageService& service = session.camera().service();
-            return Answer::failure({ErrorCode::badValue,
-                                    keyTitle(*key) + ": " + assignment->value + " is no number; allowed: " +
-                                        allowedText(service, *key) + "; nothing was applied",
-                                    *key,
-                                    {},
-                                    camera::parameterOfKey(service, *key)});
+            return Answer::failure({ErrorCode::noValue,
+                                    keyTitle(*key) + " has no factory value: the schemes of this camera do not keep "
+                                                     "it; nothing was applied",
+                                    *key});
         }
-        if (std::find(keys.begin(), keys.end(), *key) != keys.end())
-        {
-            return Answer::failure(
-                {ErrorCode::wrongUsage, keyTitle(*key) + " is given twice; nothing was applied", *key});
-        }
-        keys.push_back(*key);
-        pairText += "(" + std::to_string(*key) + "," + std::to_string(*value) + ")";
+        values.push_back({*key, *factory});
     }
-    return applyPairs(session, pairText);
+    return applyOnce(session, values);
 }
 
 Answer runText(Session& session, const Words& arguments)
@@ -166,7 +176,10 @@ Answer runText(Session& session, const Words& arguments)
     {
         return wrongUsage("text");
     }
-    return applyPairs(session, arguments[0]);
+    std::string error;
+    const std::optional<std::vector<camera::Value>> pairs = parsePairs(arguments[0], error);
+    return pairs ? apply(session, *pairs, arguments[0])
+                 : Answer::failure({ErrorCode::badDocument, error + "; nothing was applied"});
 }
 
 Words completeAssignments(Session&, const Words&)

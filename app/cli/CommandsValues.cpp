@@ -14,13 +14,10 @@ bool matches(const camera::KeyName& row, const std::string& wanted)
 
 std::string valueLine(Session& session, int key, int value)
 {
-    const std::optional<services::ParameterState> state = camera::parameterOfKey(session.camera().service(), key);
-    const camera::KeyName* const row = camera::findKey(key);
-    const bool isStored = row != nullptr && row->onlyStored;
-    const bool isChoice = (state && !state->allowed.items.empty()) || isStored;
-    const std::string label = isChoice              ? valueNote(session.camera().service(), key, value)
-                              : !state && !isStored ? "(kept only: this camera has no such parameter)"
-                                                    : "";
+    const std::optional<services::ParameterState> limits = camera::limitsOfKey(session.camera().service(), key);
+    const std::string label = !limits                         ? "(kept only: this camera has no such parameter)"
+                              : limits->allowed.items.empty() ? ""
+                                                              : valueNote(session.camera().service(), key, value);
     return keyTitle(key) + " = " + std::to_string(value) + (label.empty() ? "" : "  " + label) + "\n";
 }
 
@@ -64,7 +61,7 @@ Answer runKeys(Session& session, const Words& arguments)
                       arguments.empty() ? allowedShort(session.camera().service(), row.key)
                                         : allowedText(session.camera().service(), row.key)});
         foreign = foreign || (value && !inScheme);
-        rows.push_back({row.key, value, inScheme, camera::parameterOfKey(session.camera().service(), row.key)});
+        rows.push_back({row.key, value, inScheme, camera::limitsOfKey(session.camera().service(), row.key)});
     }
     if (rows.empty())
     {
@@ -157,10 +154,10 @@ Answer runRestore(Session& session, const Words& arguments)
         const services::ImageService& service = session.camera().service();
         return Answer::failure({codeOf(result.status),
                                 keyTitle(*key) + " refused: " + reasonText(service, *key, result.value, result.status),
-                                *key, result.value, camera::parameterOfKey(service, *key)});
+                                *key, result.value, camera::limitsOfKey(service, *key)});
     }
     Answer answer;
-    answer.text = keyTitle(*key) + " = " + std::to_string(result.value) + " sent again\n";
+    answer.text = keyTitle(*key) + " = " + valueText(session.camera().service(), *key, result.value) + " sent again\n";
     answer.data = valueJson(*key, result.value);
     return answer;
 }

@@ -1,6 +1,5 @@
 #include "app/cli/KeyText.h"
 
-#include "SensorKeys.h"
 #include "camera/KeyNames.h"
 
 namespace app {
@@ -8,23 +7,7 @@ namespace {
 
 constexpr std::size_t kShortList = 4;  // what fits in a line of a table
 
-// Schedule keys never reach the service; this is what their window rules make of them. Any other key the device lacks.
-std::string scheduleText(int key)
-{
-    switch (key)
-    {
-    case KEY_SCHEME_ENABLE:
-        return "0 Off, 1 On";
-    case KEY_SCHEME_START_HOUR:
-    case KEY_SCHEME_END_HOUR:
-        return "0..24 h";
-    case KEY_SCHEME_START_MIN:
-    case KEY_SCHEME_END_MIN:
-        return "0..59 min";
-    default:
-        return "nothing, this camera has no such parameter";
-    }
-}
+constexpr char kNothing[] = "nothing, this camera has no such parameter";
 
 std::string withUnit(const std::string& text, const std::string& unit)
 {
@@ -47,10 +30,10 @@ std::string keyTitle(int key)
 
 std::string allowedText(const services::ImageService& service, int key)
 {
-    const std::optional<services::ParameterState> state = camera::parameterOfKey(service, key);
+    const std::optional<services::ParameterState> state = camera::limitsOfKey(service, key);
     if (!state)
     {
-        return scheduleText(key);
+        return kNothing;
     }
     if (state->kind == services::Kind::action)
     {
@@ -72,7 +55,7 @@ std::string allowedText(const services::ImageService& service, int key)
 
 std::string allowedShort(const services::ImageService& service, int key)
 {
-    const std::optional<services::ParameterState> state = camera::parameterOfKey(service, key);
+    const std::optional<services::ParameterState> state = camera::limitsOfKey(service, key);
     if (!state || state->kind == services::Kind::action || state->allowed.items.size() <= kShortList)
     {
         return allowedText(service, key);
@@ -83,16 +66,92 @@ std::string allowedShort(const services::ImageService& service, int key)
 
 std::string valueNote(const services::ImageService& service, int key, int value)
 {
-    if (key == KEY_SCHEME_ENABLE)
-    {
-        return value == 0 ? "Off" : "On";
-    }
-    const std::optional<services::ParameterState> state = camera::parameterOfKey(service, key);
+    const std::optional<services::ParameterState> state = camera::limitsOfKey(service, key);
     if (!state)
     {
         return "";
     }
     return state->kind == services::Kind::choice ? state->labelOf(value) : state->unit;
+}
+
+std::string valueText(const services::ImageService& service, int key, int value)
+{
+    const std::optional<services::ParameterState> state = camera::limitsOfKey(service, key);
+    return state ? itemText(*state, value) : std::to_string(value);
+}
+
+Words valueWords(const services::ImageService& service, int key)
+{
+    Words words;
+    const std::optional<services::ParameterState> state = camera::limitsOfKey(service, key);
+    for (int value : state ? state->allowed.items : std::vector<int>())
+    {
+        const std::string label = state->labelOf(value);
+        Error error = {};
+        words.push_back(parseValue(service, key, label, error) == value ? label : std::to_string(value));
+    }
+    return words;
+}
+
+std::optional<int> parseValue(const services::ImageService& service, int key, const std::string& text, Error& error)
+{
+    if (const std::optional<int> number = parseInt(text))
+    {
+        return number;
+    }
+    const std::optional<services::ParameterState> state = camera::limitsOfKey(service, key);
+    const std::vector<int> choices = state ? state->allowed.items : std::vector<int>();
+    std::vector<int> meant;
+    for (int value : choices)
+    {
+        if (!text.empty() && toLower(state->labelOf(value)) == toLower(text))
+        {
+            meant.push_back(value);
+        }
+    }
+    if (meant.size() == 1)
+    {
+        return meant.front();
+    }
+    error = {ErrorCode::badValue,
+             keyTitle(key) + ": " + text +
+                 (choices.empty() ? " is not a number"
+                  : meant.empty() ? " is none of its values"
+                                  : " stands for more than one value, so give its number") +
+                 "; allowed: " + allowedText(service, key),
+             key,
+             {},
+             state};
+    return std::nullopt;
+}
+
+std::optional<std::vector<camera::Value>> parseAssignments(const services::ImageService& service,
+                                                           const Words& arguments, Error& error)
+{
+    std::vector<camera::Value> values;
+    for (const std::string& argument : arguments)
+    {
+        const std::optional<Assignment> assignment = parseAssignment(argument);
+        if (!assignment)
+        {
+            error = {ErrorCode::wrongUsage, argument + " is not KEY=VALUE"};
+            return std::nullopt;
+        }
+        std::string unknown;
+        const std::optional<int> key = parseKey(assignment->key, unknown);
+        if (!key)
+        {
+            error = {ErrorCode::unknownKey, unknown};
+            return std::nullopt;
+        }
+        const std::optional<int> value = parseValue(service, *key, assignment->value, error);
+        if (!value)
+        {
+            return std::nullopt;
+        }
+        values.push_back({*key, *value});
+    }
+    return values;
 }
 
 std::string reasonText(const services::ImageService& service, int key, int value, int status)

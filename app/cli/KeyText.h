@@ -2,15 +2,17 @@
 
 #include <string>
 
+#include "app/cli/Parsing.h"
+#include "app/json/Error.h"
 #include "camera/KeyLimits.h"
 
-// Keys and their limits in words: for answers and explanations. Thread-safe.
+// Keys, their values and limits in words: for answers and explanations, and as people type them. Thread-safe.
 namespace app {
 
 // "KEY_BRIGHTNESS", or "key 999" for a number without a name.
 std::string keyTitle(int key);
 
-// "0..100 %", "0 Off, 1 On", "0..24 h" for a schedule hour, "nothing, ..." when the device has no such parameter.
+// "0..100 %", "0 Off, 1 On", "nothing, ..." when the device has no such parameter.
 std::string allowedText(const services::ImageService& service, int key);
 
 // As above, of many choices only the first and the last.
@@ -18,6 +20,21 @@ std::string allowedShort(const services::ImageService& service, int key);
 
 // "Off" for a choice, "%" for a number with a unit, else empty.
 std::string valueNote(const services::ImageService& service, int key, int value);
+
+// "3 Both" for a choice, else the number alone.
+std::string valueText(const services::ImageService& service, int key, int value);
+
+// What may be typed for a key's value: the labels of its choices, or their numbers where a label says too little.
+// Nothing for a range.
+Words valueWords(const services::ImageService& service, int key);
+
+// The value that a person means: a number, whatever the key allows, or the label of a choice that is allowed, in any
+// case. Nothing, with what is allowed in error, when it is neither or several have that label.
+std::optional<int> parseValue(const services::ImageService& service, int key, const std::string& text, Error& error);
+
+// "KEY=VALUE" each. Nothing, with the reason in error, when one cannot be read.
+std::optional<std::vector<camera::Value>> parseAssignments(const services::ImageService& service,
+                                                           const Words& arguments, Error& error);
 
 // Why the service says no: "300 is not among 0..100 %", "the lens is being reset".
 std::string reasonText(const services::ImageService& service, int key, int value, int status);

@@ -12,8 +12,8 @@
 #include <cstdio>
 #include <cwchar>
 
-#include "app/Failure.h"
-#include "app/box/DiskFiles.h"
+#include "camera/Failure.h"
+#include "camera/TextFile.h"
 
 namespace app {
 namespace {
@@ -38,23 +38,6 @@ std::string sharedBeginning(const Words& candidates)
     return shared;
 }
 
-// Those that begin with typed, in any case; for key names also without "KEY_".
-Words fitting(const Words& candidates, const std::string& typed)
-{
-    Words fits;
-    for (const std::string& candidate : candidates)
-    {
-        const std::string lower = toLower(candidate);
-        const std::string wanted = toLower(typed);
-        const bool bareKey = lower.rfind("key_", 0) == 0 && lower.rfind(wanted, 4) == 4;
-        if (lower.rfind(wanted, 0) == 0 || bareKey)
-        {
-            fits.push_back(candidate);
-        }
-    }
-    return fits;
-}
-
 std::string columnsOf(const Words& words)
 {
     std::string text = "\n";
@@ -77,16 +60,17 @@ std::string columnsOf(const Words& words)
 // What libedit's callbacks reach through its client data.
 struct LineEditor::State
 {
-    State(Session& theSession, Complete theComplete) : session(theSession), complete(std::move(theComplete)) {}
+    State(Session& theSession, Vocabulary theVocabulary) : session(theSession), vocabulary(std::move(theVocabulary)) {}
 
     Session& session;
-    const Complete complete;
+    const Vocabulary vocabulary;
     std::string historyFile;
     EditLine* edit = nullptr;
     History* history = nullptr;
     HistEvent event;
     std::FILE* terminal = nullptr;  // answers and the edited line go the same way
     winsize size = {};
+    bool terminalGone = false;
 
     static State& of(EditLine* edit)
     {
@@ -107,20 +91,19 @@ struct LineEditor::State
     void saveHistory();
     bool waitForInput();
     void lookAtSize();
-    // An interrupt with an empty line ends the camera; otherwise it gives up the line.
-    bool giveUpLine();
+    void giveUpLine();
 };
 
 // A file that libedit cannot read in a moment is no history.
 void LineEditor::State::loadHistory()
 try
 {
-    if (readFile(historyFile, kHistoryMax))
+    if (camera::readFile(historyFile, kHistoryMax))
     {
         ::history(history, &event, H_LOAD, historyFile.c_str());
     }
 }
-catch (const Failure&)
+catch (const camera::Failure&)
 {
 }
 
@@ -151,19 +134,15 @@ void LineEditor::State::lookAtSize()
     }
 }
 
-bool LineEditor::State::giveUpLine()
+void LineEditor::State::giveUpLine()
 {
     const LineInfoW* line = el_wline(edit);
-    if (line->lastchar == line->buffer || !session.signals().takeInterrupt())
-    {
-        return false;
-    }
-    session.print("^C\n");
+    const bool isEmpty = line->lastchar == line->buffer;
+    session.answers().print(isEmpty ? "^C\n'quit' or Ctrl-D ends the camera.\n" : "^C\n");
     // Only what is left of the cursor can be deleted; both calls count characters.
     el_cursor(edit, static_cast<int>(line->lastchar - line->cursor));
     el_deletestr(edit, static_cast<int>(line->lastchar - line->buffer));
     el_set(edit, EL_REFRESH);
-    return true;
 }
 
 // False when the program is to end.
@@ -171,9 +150,13 @@ bool LineEditor::State::waitForInput()
 {
     while (true)
     {
-        if (session.ended() && !giveUpLine())
+        if (session.ended())
         {
             return false;
+        }
+        if (session.signals().takeInterrupt())
+        {
+            giveUpLine();
         }
         pollfd waits[] = {{STDIN_FILENO, POLLIN, 0},
                           {session.signals().descriptor(), POLLIN, 0},
@@ -186,7 +169,7 @@ bool LineEditor::State::waitForInput()
         const std::string lines = session.output().takeArrived();
         if (!lines.empty())
         {
-            session.print(kClearLine + lines);
+            session.answers().write(kClearLine + lines);
             el_set(edit, EL_REFRESH);
         }
         if (waits[0].revents != 0)
@@ -205,6 +188,7 @@ int LineEditor::State::nextCharacter(EditLine* edit, wchar_t* character)
         char byte = 0;
         if (::read(STDIN_FILENO, &byte, 1) != 1)
         {
+            state.terminalGone = true;
             return 0;
         }
         const std::size_t used = std::mbrtowc(character, &byte, 1, &shift);
@@ -225,15 +209,9 @@ unsigned char LineEditor::State::completeWord(EditLine* edit, int)
     State& state = of(edit);
     const LineInfo* line = el_line(edit);
     const std::string typed(line->buffer, line->cursor);
-    std::string error;
-    Words before = splitWords(typed, error).value_or(Words());
-    std::string word;
-    if (!typed.empty() && typed.back() != ' ' && !before.empty())
-    {
-        word = before.back();
-        before.pop_back();
-    }
-    const Words fits = fitting(state.complete(before), word);
+    const Completion completion = complete(typed, typed.size(), state.vocabulary);
+    const Words& fits = completion.candidates;
+    const std::string word = typed.substr(completion.begin);
     if (fits.empty())
     {
         return CC_REFRESH_BEEP;
@@ -246,7 +224,7 @@ unsigned char LineEditor::State::completeWord(EditLine* edit, int)
     }
     if (fits.size() > 1 && toLower(insertion) == toLower(word))
     {
-        state.session.print(columnsOf(fits));
+        state.session.answers().print(columnsOf(fits));
         return CC_REDISPLAY;
     }
     el_deletestr(edit, static_cast<int>(word.size()));
@@ -254,8 +232,8 @@ unsigned char LineEditor::State::completeWord(EditLine* edit, int)
     return CC_REFRESH;
 }
 
-LineEditor::LineEditor(Session& session, const std::string& historyFile, Complete complete)
-    : state_(std::make_unique<State>(session, std::move(complete)))
+LineEditor::LineEditor(Session& session, const std::string& historyFile, Vocabulary vocabulary)
+    : state_(std::make_unique<State>(session, std::move(vocabulary)))
 {
     State& state = *state_;
     if (std::setlocale(LC_CTYPE, "") == nullptr || MB_CUR_MAX == 1)
@@ -263,7 +241,7 @@ LineEditor::LineEditor(Session& session, const std::string& historyFile, Complet
         std::setlocale(LC_CTYPE, "C.UTF-8");
     }
     state.historyFile = historyFile;
-    state.terminal = fdopen(dup(session.output().answerDescriptor()), "w");
+    state.terminal = fdopen(dup(session.answers().descriptor()), "w");
     state.edit = el_init("sensorcam", stdin, state.terminal, stderr);
     state.history = history_init();
     history(state.history, &state.event, H_SETSIZE, kHistoryLines);
@@ -300,10 +278,16 @@ LineEditor::Result LineEditor::read(std::string& text)
     // Before the prompt appears: what is typed at the sight of it must find the editor.
     el_set(state_->edit, EL_PREP_TERM, 1);
     const char* line = el_gets(state_->edit, &count);
-    if (line == nullptr || count <= 0 || state_->session.ended())
+    if (state_->session.ended() || state_->terminalGone)
     {
-        state_->session.print("\n");
+        state_->session.answers().print("\n");
         return Result::end;
+    }
+    if (line == nullptr || count <= 0)
+    {
+        text = "quit";  // Ctrl-D
+        state_->session.answers().print(text + "\n");
+        return Result::line;
     }
     text.assign(line, static_cast<std::size_t>(count));
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))

@@ -1,11 +1,9 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
-#include "app/cli/Parsing.h"
+#include "app/cli/Completion.h"
 #include "app/cli/Session.h"
 
 namespace app {
@@ -15,19 +13,16 @@ namespace app {
 class LineEditor
 {
 public:
-    // Candidates for the word that is being typed, after the words before it.
-    using Complete = std::function<Words(const Words& before)>;
-
     // historyFile: read now, written at the end; a file that cannot be written does no harm.
-    LineEditor(Session& session, const std::string& historyFile, Complete complete);
+    LineEditor(Session& session, const std::string& historyFile, Vocabulary vocabulary);
     ~LineEditor();
     LineEditor(const LineEditor&) = delete;
     LineEditor& operator=(const LineEditor&) = delete;
 
     enum class Result
     {
-        line,  // text holds it
-        end,   // end of input, or the program is to end
+        line,  // text holds it; Ctrl-D is "quit"
+        end,   // the terminal has gone, or the program is to end
     };
 
     Result read(std::string& text);

@@ -35,6 +35,15 @@ bool allDigits(const std::string& text)
     return !text.empty();
 }
 
+std::size_t skipBlanks(const std::string& text, std::size_t position)
+{
+    while (position < text.size() && isBlank(text[position]))
+    {
+        ++position;
+    }
+    return position;
+}
+
 // Reads one word beginning at position, quotes removed. False when a quotation is not closed.
 bool readWord(const std::string& line, std::size_t& position, std::string& word)
 {
@@ -104,16 +113,8 @@ std::optional<Words> splitWords(const std::string& line, std::string& error)
 {
     Words words;
     std::size_t position = 0;
-    while (true)
+    while ((position = skipBlanks(line, position)) < line.size())
     {
-        while (position < line.size() && isBlank(line[position]))
-        {
-            ++position;
-        }
-        if (position == line.size())
-        {
-            return words;
-        }
         std::string word;
         if (!readWord(line, position, word))
         {
@@ -122,6 +123,39 @@ std::optional<Words> splitWords(const std::string& line, std::string& error)
         }
         words.push_back(word);
     }
+    return words;
+}
+
+TypedLine splitTyped(const std::string& typed)
+{
+    Words before;
+    std::size_t position = 0;
+    while (true)
+    {
+        const std::size_t begin = skipBlanks(typed, position);
+        std::string word;
+        position = begin;
+        readWord(typed, position, word);
+        if (position == typed.size())
+        {
+            return {before, word, begin};
+        }
+        before.push_back(word);
+    }
+}
+
+std::string quotedWord(const std::string& word)
+{
+    if (!word.empty() && word.find_first_of(" \t\r\n'\"\\") == std::string::npos)
+    {
+        return word;
+    }
+    std::string quoted = "'";
+    for (char c : word)
+    {
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return quoted + "'";
 }
 
 std::optional<int> parseInt(const std::string& text)

@@ -15,6 +15,20 @@ using Words = std::vector<std::string>;
 // it is (not inside '…'). Nothing, with a reason in error, when a quotation is not closed.
 std::optional<Words> splitWords(const std::string& line, std::string& error);
 
+// A line that is being typed, up to the cursor.
+struct TypedLine
+{
+    Words before;       // complete words
+    std::string word;   // the one that is being typed, without its quotation marks
+    std::size_t begin;  // where that one begins in the line
+};
+
+// As above; a quotation may be open.
+TypedLine splitTyped(const std::string& typed);
+
+// The word as splitWords reads it back: in quotation marks where it needs them.
+std::string quotedWord(const std::string& word);
+
 // A whole decimal number with an optional sign, within 32 signed bits; nothing else around it.
 std::optional<int> parseInt(const std::string& text);
 

@@ -25,7 +25,7 @@ bool Session::run(const std::string& line)
     const std::optional<Words> words = splitWords(line, error);
     if (!words)
     {
-        printAnswer("", Answer::failure({ErrorCode::wrongUsage, error}));
+        refuse(error);
         return false;
     }
     if (words->empty() || words->front()[0] == '#')
@@ -34,6 +34,10 @@ bool Session::run(const std::string& line)
     }
     const std::string name = toLower(words->front());
     const Command* command = findCommand(name);
+    if (command == nullptr || command->run != runQuit)
+    {
+        toldLoss_.clear();
+    }
     if (command == nullptr)
     {
         printAnswer(name, Answer::failure({ErrorCode::unknownCommand,
@@ -43,6 +47,11 @@ bool Session::run(const std::string& line)
     const Answer answer = answerOf(*command, Words(words->begin() + 1, words->end()));
     printAnswer(command->name, answer);
     return answer.ok();
+}
+
+void Session::refuse(const std::string& error)
+{
+    printAnswer("", Answer::failure({ErrorCode::wrongUsage, error}));
 }
 
 // The camera is up: what goes wrong from here on is the command's failure.
@@ -72,7 +81,7 @@ int Session::runAll(const std::vector<std::string>& lines)
             if (json_)
             {
                 const Answer skipped = Answer::failure({ErrorCode::notRun, "not run: " + line});
-                print(jsonDocument(line.substr(0, line.find(' ')), skipped));
+                answers().print(jsonDocument(line.substr(0, line.find(' ')), skipped));
             }
             else
             {
@@ -80,18 +89,19 @@ int Session::runAll(const std::vector<std::string>& lines)
             }
             continue;
         }
-        failed = !run(line);
-        if (quit_)
+        failed = !run(line) || answers().broken();
+        if (quit_ || answers().readerGone())
         {
             break;
         }
     }
-    return failed || broken_ ? kExitCommandFailed : kExitOk;
+    return failed ? kExitCommandFailed : kExitOk;
 }
 
 bool Session::ended()
 {
-    return quit_ || broken_ || signals_.received() != 0;
+    const int signal = signals_.received();
+    return quit_ || answers().broken() || (signal != 0 && !(signal == SIGINT && interactive_));
 }
 
 bool Session::pause(std::chrono::microseconds span)
@@ -99,7 +109,7 @@ bool Session::pause(std::chrono::microseconds span)
     const auto end = std::chrono::steady_clock::now() + span;
     while (true)
     {
-        if (ended())
+        if (ended() || signals_.received() != 0)
         {
             return false;
         }
@@ -113,14 +123,14 @@ bool Session::pause(std::chrono::microseconds span)
                                 static_cast<long>(nanoseconds % 1000000000)};
         pollfd waits[] = {{signals_.descriptor(), POLLIN, 0}, {output_.descriptor(), POLLIN, 0}};
         ppoll(waits, 2, &limit, nullptr);
-        print(output_.takeArrived());
+        answers().write(output_.takeArrived());
     }
 }
 
 void Session::printPart(const std::string& command, const Answer& part)
 {
     showLibrary();
-    print(json_ ? jsonDocument(command, part) : part.text);
+    answers().print(json_ ? jsonDocument(command, part) : part.text);
 }
 
 void Session::printAnswer(const std::string& command, const Answer& answer)
@@ -128,10 +138,10 @@ void Session::printAnswer(const std::string& command, const Answer& answer)
     showLibrary();
     if (json_)
     {
-        print(jsonDocument(command, answer));
+        answers().print(jsonDocument(command, answer));
         return;
     }
-    print(answer.text);
+    answers().print(answer.text);
     if (!answer.ok())
     {
         notice(answer.error->message);
@@ -140,12 +150,7 @@ void Session::printAnswer(const std::string& command, const Answer& answer)
 
 void Session::showLibrary()
 {
-    print(output_.take());
-}
-
-void Session::print(const std::string& text)
-{
-    broken_ = broken_ || !writeAll(output_.answerDescriptor(), text);
+    answers().write(output_.take());
 }
 
 }  // namespace app

@@ -25,6 +25,9 @@ public:
     // also by an exception.
     bool run(const std::string& line);
 
+    // The answer to a line that cannot be run.
+    void refuse(const std::string& error);
+
     // The lines of exec, one after the other up to the first that fails. The exit status.
     int runAll(const std::vector<std::string>& lines);
 
@@ -34,9 +37,12 @@ public:
     bool json() const { return json_; }
     bool interactive() const { return interactive_; }
 
-    // True after quit, after a signal that ends the program, and when nobody reads the answers any more.
+    // True after quit, after a signal that ends the program, and when answers cannot be written any more.
     bool ended();
     void quit() { quit_ = true; }
+
+    // What quit has just said would be lost; empty when another command has run since.
+    std::string& toldLoss() { return toldLoss_; }
 
     // Waits that span of real time, showing what the library prints. False when the person interrupted or the
     // program is to end.
@@ -45,13 +51,15 @@ public:
     // Prints a part of a longer answer at once.
     void printPart(const std::string& command, const Answer& part);
 
-    // Bytes to where answers go.
-    void print(const std::string& text);
+    // Waits for what the library has printed so far and prints what is to be shown of it.
+    void showLibrary();
+
+    // To where answers go.
+    Answers& answers() { return output_.answers(); }
 
 private:
     Answer answerOf(const Command& command, const std::vector<std::string>& arguments);
     void printAnswer(const std::string& command, const Answer& answer);
-    void showLibrary();
 
     camera::Camera& camera_;
     LibraryOutput& output_;
@@ -59,7 +67,7 @@ private:
     const bool json_;
     const bool interactive_;
     bool quit_ = false;
-    bool broken_ = false;  // answers can no longer be written
+    std::string toldLoss_;
 };
 
 }  // namespace app

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include "app/Options.h"
-#include "app/cli/Commands.h"
 #include "app/cli/LineEditor.h"
 
 namespace app {
@@ -44,7 +43,7 @@ private:
         while (!session_.ended())
         {
             poll(waits, 3, -1);
-            session_.print(session_.output().takeArrived());
+            session_.answers().write(session_.output().takeArrived());
             if (waits[0].revents != 0)
             {
                 char buffer[4096];
@@ -62,34 +61,20 @@ private:
     bool atEnd_ = false;
 };
 
-Words candidates(Session& session, const Words& before)
-{
-    if (before.empty())
-    {
-        Words names;
-        for (const Command& command : commands())
-        {
-            names.push_back(command.name);
-        }
-        return names;
-    }
-    const Command* command = findCommand(toLower(before.front()));
-    if (command == nullptr || command->complete == nullptr)
-    {
-        return {};
-    }
-    return command->complete(session, Words(before.begin() + 1, before.end()));
-}
-
 int runPrompt(Session& session, const std::string& historyFile)
 {
+    if (session.signals().received() != 0)
+    {
+        return kExitOk;  // interrupted before there was anything else to interrupt
+    }
     session.run("status");
-    session.print("'help' lists the commands, Tab completes, Ctrl-D ends the camera.\n");
-    LineEditor editor(session, historyFile, [&](const Words& before) { return candidates(session, before); });
+    session.answers().print("'help' lists the commands, Tab completes, Ctrl-D ends the camera.\n");
+    LineEditor editor(session, historyFile, vocabularyOf(session));
     std::string line;
     while (!session.ended() && editor.read(line) == LineEditor::Result::line)
     {
         session.run(line);
+        session.signals().takeInterrupt();  // it was meant for the command
     }
     return kExitOk;
 }
@@ -99,8 +84,14 @@ int runLines(Session& session)
     PlainReader reader(session);
     std::string line;
     bool failed = false;
-    while (!session.ended() && reader.read(line))
+    for (int number = 1; !session.ended() && reader.read(line); ++number)
     {
+        if (line.find('\0') != std::string::npos)
+        {
+            session.refuse("line " + std::to_string(number) + " holds a zero byte, so it is no text; not run");
+            failed = true;
+            continue;
+        }
         failed = !session.run(line) || failed;
     }
     return failed ? kExitCommandFailed : kExitOk;

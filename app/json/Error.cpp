@@ -102,6 +102,7 @@ ErrorCode codeOf(camera::Problem problem)
     case camera::Problem::noBoard:
     case camera::Problem::noModule:
     case camera::Problem::boardFilesGone:
+    case camera::Problem::noThread:
         break;
     }
     return ErrorCode::noCamera;

@@ -42,8 +42,8 @@ enum class ErrorCode
 
 struct Error
 {
-    ErrorCode code;
-    std::string message;                                   // in the front end's words; a sentence, or several lines
+    ErrorCode code = ErrorCode::internal;
+    std::string message = {};                              // in the front end's words; a sentence, or several lines
     std::optional<int> key = {};                           // of several the first
     std::optional<int> value = {};                         // that was refused
     std::optional<services::ParameterState> allowed = {};  // what the device allows instead

@@ -129,6 +129,48 @@ const char* whyWord(camera::Why why)
     return "";
 }
 
+const char* storedWord(camera::Stored stored)
+{
+    switch (stored)
+    {
+    case camera::Stored::done:
+        return "done";
+    case camera::Stored::noScheme:
+        return "noScheme";
+    case camera::Stored::windowRefused:
+        return "windowRefused";
+    case camera::Stored::valueRefused:
+        return "valueRefused";
+    case camera::Stored::noRecord:
+        return "noRecord";
+    case camera::Stored::notWritten:
+        return "notWritten";
+    case camera::Stored::sensorRefused:
+        return "sensorRefused";
+    }
+    return "";
+}
+
+const char* eventWord(camera::Event::Kind kind)
+{
+    switch (kind)
+    {
+    case camera::Event::Kind::values:
+        return "values";
+    case camera::Event::Kind::scheme:
+        return "scheme";
+    case camera::Event::Kind::mode:
+        return "mode";
+    case camera::Event::Kind::night:
+        return "night";
+    case camera::Event::Kind::saved:
+        return "saved";
+    case camera::Event::Kind::reset:
+        return "reset";
+    }
+    return "";
+}
+
 // The value in force is known only of a key that was neither refused nor passed by.
 Json keyResultJson(const camera::KeyResult& key)
 {
@@ -221,7 +263,11 @@ Json toJson(const camera::ApplyResult& result)
 {
     Json json = schemeJson(result.scheme);
     json["schemeKeepsValues"] = result.schemeKeepsValues;
-    json["values"] = keyResultsJson(result.keys);
+    json["values"] = Json::array();
+    for (const camera::KeyResult& key : result.keys)
+    {
+        json["values"].push_back(keyResultJson(key));
+    }
     json["refusals"] = Json::array();
     for (const camera::Refusal& refusal : result.refusals)
     {
@@ -232,14 +278,18 @@ Json toJson(const camera::ApplyResult& result)
     return json;
 }
 
-Json keyResultsJson(const std::vector<camera::KeyResult>& keys)
+Json toJson(const camera::ValuesResult& result)
 {
-    Json list = Json::array();
-    for (const camera::KeyResult& key : keys)
+    Json json = {{"stored", storedWord(result.stored)}, {"values", Json::array()}};
+    for (const camera::KeyResult& key : result.keys)
     {
-        list.push_back(keyResultJson(key));
+        json["values"].push_back(keyResultJson(key));
     }
-    return list;
+    if (result.check != WINDOW_SOUND)
+    {
+        json["check"] = result.check;
+    }
+    return json;
 }
 
 Json toJson(const camera::KeyExplanation& explanation)
@@ -408,13 +458,13 @@ Json toJson(const camera::LensState& lens)
     return json;
 }
 
+// ---- what happens -------------------------------------------------------------------------------------------
+
 Json toJson(const camera::Event& event)
 {
-    Json json = schemeJson(event.scheme);
-    if (!event.by.empty())
-    {
-        json["by"] = event.by;
-    }
+    Json json = {{"number", event.number}, {"event", eventWord(event.kind)}};
+    putText(json, "by", event.by);
+    json.update(schemeJson(event.scheme));
     switch (event.kind)
     {
     case camera::Event::Kind::values:

@@ -36,7 +36,7 @@ struct KeyRow
 Json toJson(const std::vector<KeyRow>& rows);
 
 Json toJson(const camera::ApplyResult& result);
-Json keyResultsJson(const std::vector<camera::KeyResult>& keys);
+Json toJson(const camera::ValuesResult& result);
 Json toJson(const camera::KeyExplanation& explanation);
 
 // ---- schemes ------------------------------------------------------------------------------------------------
@@ -82,7 +82,8 @@ Json toJson(const Status& status);
 Json lightJson(std::optional<double> lux, bool night);
 Json toJson(const camera::LensState& lens);
 
-// What has happened.
+// ---- what happens -------------------------------------------------------------------------------------------
+
 Json toJson(const camera::Event& event);
 
 // ---- documents and diagnostics ------------------------------------------------------------------------------

@@ -1,5 +1,6 @@
 #include "app/web/Answers.h"
 
+#include "app/cli/KeyText.h"
 #include "app/cli/Parsing.h"
 
 namespace web {
@@ -82,12 +83,14 @@ int valueOf(const Call& call, int key, const app::Json& json)
     {
         return *number;
     }
-    const std::optional<services::ParameterState> state = camera::parameterOfKey(call.camera.service(), key);
-    app::Error error = {ErrorCode::badValue,
-                        "key " + std::to_string(key) + ": " + json.dump() + " is not a whole number"};
-    error.key = key;
-    error.allowed = state;
-    throw Refused(error);
+    app::Error error = {};
+    const std::string text = json.is_string() ? json.get<std::string>() : json.dump();
+    const std::optional<int> meant = app::parseValue(call.camera.service(), key, text, error);
+    if (!meant || !json.is_string())
+    {
+        throw Refused(error);
+    }
+    return *meant;
 }
 
 }  // namespace

@@ -10,28 +10,8 @@
 namespace web {
 namespace {
 
-const char* nameOfKind(camera::Event::Kind kind)
-{
-    switch (kind)
-    {
-    case camera::Event::Kind::values:
-        return "values";
-    case camera::Event::Kind::scheme:
-        return "scheme";
-    case camera::Event::Kind::mode:
-        return "mode";
-    case camera::Event::Kind::night:
-        return "night";
-    case camera::Event::Kind::saved:
-        return "saved";
-    case camera::Event::Kind::reset:
-        return "reset";
-    }
-    return "";
-}
-
 // As it goes over the line. JSON has no line ends in it.
-std::string eventText(const std::string& id, const char* name, const app::Json& data)
+std::string eventText(const std::string& id, const std::string& name, const app::Json& data)
 {
     return "id: " + id + "\nevent: " + name + "\ndata: " + app::jsonLine(data) + "\n";
 }
@@ -100,11 +80,12 @@ EventLog::~EventLog()
 
 void EventLog::add(const camera::Event& event)
 {
+    const app::Json json = app::toJson(event);
     std::vector<std::shared_ptr<Reader>> readers;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         ++last_;
-        kept_.push_back({last_, eventText(nameOf(last_), nameOfKind(event.kind), app::toJson(event))});
+        kept_.push_back({last_, eventText(nameOf(last_), json["event"], json)});
         if (kept_.size() > kKept)
         {
             kept_.pop_front();

@@ -17,6 +17,7 @@ const std::vector<Route>& routes()
         {"PATCH", "/api/parameters", kChange, patchParameters, "Apply values in order; ?keep=false does not remember them, ?dry-run=true only tells what would happen", "keyValues", "set"},
         {"GET",   "/api/parameters/{key}", kRead, getParameter, "One key: where its value comes from, what would change it", nullptr, "explainKey"},
         {"POST",  "/api/parameters/{key}/restore", kChange, restoreParameter, "Send the scheme's value to the sensor again", nullptr, "value"},
+        {"POST",  "/api/parameters/{key}/default", kChange, defaultParameter, "Apply the factory value", nullptr, "set"},
         {"GET",   "/api/scheme", kRead, getScheme, "The scheme in force", nullptr, "schemeInForce"},
         {"PUT",   "/api/scheme", kChange, putScheme, "Put a scheme in force; the last is the default scheme", "newScheme", "scheme"},
         {"GET",   "/api/mode", kRead, getMode, "Whether the clock chooses the scheme", nullptr, "mode"},

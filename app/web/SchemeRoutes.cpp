@@ -136,7 +136,7 @@ Response putOneScheme(const Call& call)
     if (result.stored == camera::Stored::done)
     {
         app::Json json = app::schemeJson(scheme);
-        json["values"] = app::keyResultsJson(result.keys);
+        json.update(app::toJson(result));
         return jsonResponse(json);
     }
     if (result.stored == camera::Stored::windowRefused)

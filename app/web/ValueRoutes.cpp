@@ -91,4 +91,17 @@ Response restoreParameter(const Call& call)
     return jsonResponse(app::valueJson(key, result.value));
 }
 
+Response defaultParameter(const Call& call)
+{
+    const int key = keyOf(call.parts[0]);
+    const std::optional<int> factory = call.camera.factoryValue(key);
+    if (!factory)
+    {
+        return errorResponse(
+            {ErrorCode::noValue, app::keyTitle(key) + " has no factory value: the schemes do not keep it", key});
+    }
+    const camera::ApplyResult result = call.camera.apply({{key, *factory}});
+    return result.ok() ? jsonResponse(app::toJson(result)) : refusedValues(call, result);
+}
+
 }  // namespace web

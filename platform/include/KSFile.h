@@ -12,7 +12,7 @@ typedef long long INT64;
 /// A file opened with modeTruncate is staged: it is written beside its target, as "<target>.new", and takes the
 /// target's place at close, on the disk for good, if every write was complete. Until then, and after any failure,
 /// a crash or a power cut, the target is the old file, whole; close names the one exception. Staged files left by a
-/// crash are taken away when the target is written next.
+/// crash are removed when the target is written next.
 class SENSORPLATFORM_API KSFile
 {
 public:
@@ -35,10 +35,10 @@ public:
     /// False if the file cannot be opened (missing, a directory, no such directory, no right) or the mode makes
     /// no sense; the object is then not open. An object that is open is released first, as by destruction.
     /// A staged file keeps the mode bits of the one it replaces; a new one has 0644 less the umask. A link is
-    /// followed, also to a file that is yet to be made; what is no regular file (a device) is written directly, and
-    /// is not opened with modeRead alone: it may have no end.
-    /// Staging needs a file system with flock, and false is the answer of one without: it could not tell what a
-    /// crash left from another writer's work.
+    /// followed, also to a file that is yet to be made; anything but a regular file, such as a device, is written
+    /// directly and not opened with modeRead alone: it may have no end.
+    /// Staging needs a file system with flock. On one without, open is false: what a crash left could not be told from
+    /// another writer's work.
     bool open(const char* path, unsigned char mode = modeRead);
 
     /// The bytes read, fewer than count only at the end of the file or where its disk fails; -1 on failure, when not
@@ -62,12 +62,12 @@ public:
     int getFileHandle() const;
 
     /// The next line without its "\n" or "\r\n"; the last one may lack it. A line longer than 64 KiB is cut and the
-    /// last. False, with an empty line, behind the last line, on failure and when not open. Lines are read ahead: two
-    /// of them may be of different contents if somebody rewrites the file.
+    /// last one. False, with an empty line, after the last line, on failure and when not open. Lines are read ahead:
+    /// two of them may be of different contents if somebody rewrites the file.
     bool ReadOneLine(std::string& line);
 
     /// Whether there is anything at path. True also when that cannot be found out, on a disk that fails or in a
-    /// folder that may not be searched: whoever believes that a file is missing will make it anew.
+    /// folder that may not be searched: a caller that takes a file for missing would make it anew.
     static bool exists(const char* path);
 
 private:
@@ -78,7 +78,7 @@ private:
 
     int handle_ = -1;
     bool writeFailed_ = false;
-    bool wasCut_ = false;  ///< A line was; ReadOneLine is at its end.
+    bool wasCut_ = false;  ///< A line was cut: ReadOneLine has no more.
 
     /// Empty unless staged.
     std::string target_;

@@ -18,18 +18,19 @@ public:
     /// One record: "2026-11-20 08:00:00 prefix text" and a line end, unless the text brings its own. The time is
     /// host::clock's. An empty text makes a record too; a record longer than maxSize is cut to it.
     /// A missing directory is made (one level). The record's bytes; -1 when it could not be written, and then
-    /// nothing of it is in the file. While somebody keeps the log locked a record waits 100 ms of real time and is then
-    /// lost; the next ones of this process are lost without a wait, until one finds the lock free. It writes a record
-    /// before itself that counts them: "lost records: 3, the log was locked".
+    /// nothing of it is in the file. While somebody keeps the log locked a record waits and is then lost; the next ones
+    /// of this process are lost without a wait, until one finds the lock free. It writes a record before itself that
+    /// counts them: "lost records: 3, the log was locked". A thread waits for logs 100 ms of real time in ten seconds.
     int writeLog(const char* prefix, const char* text);
 
 private:
-    struct Turn;  ///< The lock on the log, and how long a record may wait for it.
+    struct Lock;
 
+    static Lock& lockOf(const std::string& path);
     std::string makeRecord(const char* prefix, const char* text) const;
-    bool tellOfLost(const char* prefix, Turn& turn) const;
-    int append(const std::string& record, Turn& turn) const;
-    int tryToAppend(const std::string& record, Turn& turn) const;
+    bool tellOfLost(const char* prefix, Lock& lock) const;
+    int append(const std::string& record, Lock& lock) const;
+    int tryToAppend(const std::string& record, Lock& lock) const;
     bool rotate() const;
     std::string rotatedName(int number) const;
 

@@ -19,9 +19,9 @@ class SENSORPLATFORM_API ModuleConfigureParser
 {
 public:
     /// modules receives the entries whose two attributes equal model and code, in document order; an entry whose
-    /// ModuleId is no decimal int is passed over, a missing Detail or Parameters is empty text.
+    /// ModuleId is not a decimal int is skipped, a missing Detail or Parameters is empty text.
     /// False, with modules empty, for a file that cannot be read and for a document that is not well-formed UTF-8
-    /// XML of at most 4 MiB and 64 levels with the root above. No match is no failure. Thread-safe.
+    /// XML of at most 4 MiB and 64 levels with the root above. No match is not a failure. Thread-safe.
     static bool parse(const std::string& path, const std::string& model, const std::string& code,
                       std::vector<ModuleConfigure>& modules);
 };

@@ -14,7 +14,7 @@ class MachineInfo;
 ///   HardwareCode=A1
 /// @endcode
 /// Blanks around names and values, "\r\n", unknown names and lines without "=" do no harm. A name that comes again
-/// replaces the value, a DeviceType that is no decimal int does not.
+/// replaces the value, a DeviceType that is not a decimal int does not.
 class SENSORPLATFORM_API SystemInfoParser
 {
 public:

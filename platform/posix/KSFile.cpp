@@ -14,17 +14,27 @@
 namespace {
 
 constexpr std::size_t kReadAhead = 512;
-constexpr std::size_t kLineMax = 64 * 1024;                    // nobody's line, but some damaged file's
+constexpr std::size_t kLineMax = 64 * 1024;                    // only a damaged file has a longer one
 constexpr std::size_t kReadMax = 1u << 30;                     // the kernel gives no more than just below 2 GiB at once
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;  // a named pipe must not hold up a camera
 
-// -1 with nothing to open for a directory, and for a device that would be read alone: it may have no end.
+// Not a directory, and not a device that would be read alone: it may have no end.
+bool mayBeOpened(const struct stat& status, int flags)
+{
+    return flags == O_RDONLY ? S_ISREG(status.st_mode) : !S_ISDIR(status.st_mode);
+}
+
+// -1 for what may not be opened. Asked before, since opening a device does something, and after, since it may be another
+// file by then.
 int openInPlace(const char* path, int flags)
 {
-    const int handle = host::uninterrupted([=] { return open(path, flags | kOpenFlags, 0644); });
     struct stat status = {};
-    if (handle >= 0 &&
-        (fstat(handle, &status) != 0 || S_ISDIR(status.st_mode) || (flags == O_RDONLY && !S_ISREG(status.st_mode))))
+    if (stat(path, &status) == 0 && !mayBeOpened(status, flags))
+    {
+        return -1;
+    }
+    const int handle = host::uninterrupted([=] { return open(path, flags | kOpenFlags, 0644); });
+    if (handle >= 0 && (fstat(handle, &status) != 0 || !mayBeOpened(status, flags)))
     {
         close(handle);
         return -1;
@@ -32,7 +42,7 @@ int openInPlace(const char* path, int flags)
     return handle;
 }
 
-// A rename asks for the right to write the directory, not for the right to write the file that goes.
+// A rename needs the right to write to the directory, not to the file that it replaces.
 bool mayWrite(const std::string& path)
 {
     return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
@@ -106,7 +116,7 @@ int KSFile::read(char* buffer, unsigned int count)
     std::size_t done = std::min<std::size_t>(count, buffer_.size() - bufferPosition_);
     std::memcpy(buffer, buffer_.data() + bufferPosition_, done);
     bufferPosition_ += done;
-    // A short read is the end: what a second one gave might be of other contents.
+    // A short read is the end: a second one might return bytes of newer contents.
     for (bool isAtEnd = false; done < count && !isAtEnd;)
     {
         const std::size_t wanted = std::min(count - done, kReadMax);

@@ -21,28 +21,44 @@
 
 namespace {
 
-constexpr std::chrono::milliseconds kPatience{100};  // whoever reports may hold a camera's mutex
+// Whoever reports may hold a camera's mutex, and a report is several records: a thread waits for logs so long in all,
+// until its patience has returned.
+constexpr std::chrono::milliseconds kPatience{100};
+constexpr std::chrono::seconds kPatienceReturns{10};
 constexpr std::chrono::microseconds kFirstPause{100};
 constexpr std::chrono::microseconds kLongestPause{5000};
+constexpr int kTriesOfMoved = 10;  // others rotate a log now and then, not again and again
 
 // What writing a record came to, unless it is the record's bytes.
 constexpr int kFailed = -1;
 constexpr int kLocked = -2;
 constexpr int kMoved = -3;
 
-// What this process knows of the lock on a log, for all its loggers and threads.
-struct LogLock
+using SteadyTime = std::chrono::steady_clock::time_point;
+
+// What a thread has waited, for all logs, since its patience was whole.
+struct Waited
 {
-    std::atomic<bool> isKept{false};       // a record was lost to it, and nobody saw it free since
-    std::atomic<unsigned> lostRecords{0};  // that the log does not tell of yet
+    SteadyTime since = SteadyTime::min();
+    std::chrono::nanoseconds span{0};
 };
 
-LogLock& lockOf(const std::string& path)
+// False when this thread has no patience left.
+bool waitForLog(std::chrono::nanoseconds pause)
 {
-    static std::mutex mutex;
-    static auto& locks = *new std::map<std::string, LogLock>;  // for loggers that outlive the program's statics
-    const std::lock_guard<std::mutex> guard(mutex);
-    return locks[path];
+    static thread_local Waited waited;
+    const SteadyTime begin = std::chrono::steady_clock::now();
+    if (waited.since < begin - kPatienceReturns)
+    {
+        waited = {begin, std::chrono::nanoseconds(0)};
+    }
+    if (waited.span >= kPatience)
+    {
+        return false;
+    }
+    std::this_thread::sleep_for(std::min<std::chrono::nanoseconds>(pause, kPatience - waited.span));
+    waited.span += std::chrono::steady_clock::now() - begin;
+    return true;
 }
 
 int openLog(const std::string& path)
@@ -81,14 +97,14 @@ private:
     const int handle_;
 };
 
-// Drops what a full disk let in of a record. False when not everything could be written.
+// Writes the whole record; on a disk without room for it, none of it. False when not everything could be written.
 bool appendWhole(int handle, off_t oldSize, const std::string& record)
 {
     const ssize_t put = host::uninterrupted([&] { return write(handle, record.data(), record.size()); });
     const bool isWhole = put == static_cast<ssize_t>(record.size());
     if (put > 0 && !isWhole && ftruncate(handle, oldSize) != 0)
     {
-        // The part stays. It has no line end: the next record begins behind it.
+        // The part stays. It has no line end: the next record begins right after it.
     }
     return isWhole;
 }
@@ -110,6 +126,21 @@ void cutRecord(std::string& record, std::size_t size)
 
 }  // namespace
 
+// What this process knows of the lock on a log, for all its loggers and threads.
+struct KSLogger::Lock
+{
+    std::atomic<bool> isKept{false};       // a record was lost to it, and nobody saw it free since
+    std::atomic<unsigned> lostRecords{0};  // that the log does not tell of yet
+};
+
+KSLogger::Lock& KSLogger::lockOf(const std::string& path)
+{
+    static std::mutex mutex;
+    static auto& locks = *new std::map<std::string, Lock>;  // for loggers that outlive the program's statics
+    const std::lock_guard<std::mutex> guard(mutex);
+    return locks[path];
+}
+
 bool KSLogger::init(const char* path, int maxSize, int count)
 try
 {
@@ -125,22 +156,6 @@ catch (...)
     return false;
 }
 
-struct KSLogger::Turn
-{
-    // How long it may still wait, from the first question on.
-    std::chrono::nanoseconds left()
-    {
-        const auto now = std::chrono::steady_clock::now();
-        end = isWaiting ? end : now + kPatience;
-        isWaiting = true;
-        return end - now;
-    }
-
-    LogLock& lock;
-    bool isWaiting = false;
-    std::chrono::steady_clock::time_point end{};
-};
-
 int KSLogger::writeLog(const char* prefix, const char* text)
 try
 {
@@ -150,11 +165,11 @@ try
     }
     const char* const start = prefix != nullptr ? prefix : "";
     const std::string record = makeRecord(start, text != nullptr ? text : "");
-    Turn turn{lockOf(path_)};
-    const int written = tellOfLost(start, turn) ? append(record, turn) : kLocked;
+    Lock& lock = lockOf(path_);
+    const int written = tellOfLost(start, lock) ? append(record, lock) : kLocked;
     if (written == kLocked)
     {
-        ++turn.lock.lostRecords;
+        ++lock.lostRecords;
         return kFailed;
     }
     return written;
@@ -165,52 +180,55 @@ catch (...)
 }
 
 // False when this record is lost to the lock too.
-bool KSLogger::tellOfLost(const char* prefix, Turn& turn) const
+bool KSLogger::tellOfLost(const char* prefix, Lock& lock) const
 {
-    unsigned lost = turn.lock.lostRecords;
+    unsigned lost = lock.lostRecords;
     if (lost == 0)
     {
         return true;
     }
     const std::string text = "lost records: " + std::to_string(lost) + ", the log was locked";
     const std::string record = makeRecord(prefix, text.c_str());
-    if (!turn.lock.lostRecords.compare_exchange_strong(lost, 0))
+    if (!lock.lostRecords.compare_exchange_strong(lost, 0))
     {
         return true;  // another thread is about to tell of them
     }
-    const int written = append(record, turn);
+    const int written = append(record, lock);
     if (written < 0)
     {
-        turn.lock.lostRecords += lost;
+        lock.lostRecords += lost;
     }
     return written != kLocked;
 }
 
-// The record's bytes, kFailed, or kLocked when others kept the log from it to the end of its turn.
-int KSLogger::append(const std::string& record, Turn& turn) const
+// The record's bytes, kFailed, or kLocked when others kept the log from it.
+int KSLogger::append(const std::string& record, Lock& lock) const
 {
-    for (auto pause = kFirstPause;; pause = std::min(2 * pause, kLongestPause))
+    auto pause = kFirstPause;
+    for (int moves = 0; moves < kTriesOfMoved;)
     {
-        const int written = tryToAppend(record, turn);
-        if (written != kLocked && written != kMoved)
+        const int written = tryToAppend(record, lock);
+        if (written == kMoved)
+        {
+            ++moves;
+            continue;
+        }
+        if (written != kLocked)
         {
             return written;
         }
-        const std::chrono::nanoseconds left = turn.left();
-        if ((written == kLocked && turn.lock.isKept) || left <= left.zero())
+        if (lock.isKept || !waitForLog(pause))
         {
-            turn.lock.isKept = true;
+            lock.isKept = true;
             return kLocked;
         }
-        if (written == kLocked)
-        {
-            std::this_thread::sleep_for(std::min<std::chrono::nanoseconds>(pause, left));
-        }
+        pause = std::min(2 * pause, kLongestPause);
     }
+    return kFailed;
 }
 
 // The record's bytes, kFailed, kLocked, or kMoved when the log is another file now.
-int KSLogger::tryToAppend(const std::string& record, Turn& turn) const
+int KSLogger::tryToAppend(const std::string& record, Lock& lock) const
 try
 {
     const OpenLog log(path_);
@@ -223,7 +241,7 @@ try
     {
         return errno == EWOULDBLOCK ? kLocked : kFailed;
     }
-    turn.lock.isKept = false;
+    lock.isKept = false;
     if (!host::isStillAt(handle, path_))
     {
         return kMoved;

@@ -13,7 +13,7 @@
 namespace host {
 namespace {
 
-constexpr int kNames = 10;     // more writers of one file at the same time than there can be
+constexpr int kNames = 10;     // more than ever write one file at the same time
 constexpr int kAttempts = 10;  // a writer and a clean-up can cross each other, not again and again
 constexpr int kLinksMax = 40;  // as many as the kernel follows
 
@@ -34,7 +34,7 @@ std::string folderOf(const std::string& path)
     return path.substr(0, path.rfind('/') + 1);
 }
 
-// True when the name is free now. A writer that lives holds the lock.
+// True when the name is free now. A living writer holds the lock.
 bool removeLeftover(const std::string& staged)
 {
     const int handle =
@@ -49,13 +49,13 @@ bool removeLeftover(const std::string& staged)
     return isFree;
 }
 
-// -1 when the name is taken, with errno EEXIST, or nothing can be created.
-int createUnder(const std::string& staged, int access)
+// -1 when the name is taken, with errno EEXIST, or when nothing can be created.
+int createUnder(const std::string& staged, int access, mode_t mode)
 {
     for (int attempt = 0; attempt < kAttempts; ++attempt)
     {
         const int handle =
-            uninterrupted([&] { return open(staged.c_str(), access | O_CREAT | O_EXCL | O_CLOEXEC, 0644); });
+            uninterrupted([&] { return open(staged.c_str(), access | O_CREAT | O_EXCL | O_CLOEXEC, mode); });
         if (handle >= 0)
         {
             const bool isMine = tryLock(handle);
@@ -89,12 +89,10 @@ int createUnder(const std::string& staged, int access)
     return -1;
 }
 
-// The target's, where there is one.
-void takeOwnerAndMode(int handle, const std::string& target)
+void takeOwnerAndMode(int handle, const struct stat& old)
 {
-    struct stat old = {};
     struct stat mine = {};
-    if (stat(target.c_str(), &old) != 0 || fstat(handle, &mine) != 0)
+    if (fstat(handle, &mine) != 0)
     {
         return;
     }
@@ -121,10 +119,14 @@ bool replace(int handle, const std::string& staged, const std::string& target)
 
 int createStaged(const std::string& target, int access, std::string& staged)
 {
+    // What replaces a file gets that one's mode once it is locked: until then nobody else may open it, or they could
+    // lock it first. Only the kernel knows the umask, which a new file's mode depends on.
+    struct stat old = {};
+    const bool isReplacement = stat(target.c_str(), &old) == 0;
     for (int name = 0; name < kNames; ++name)
     {
         staged = nameOfStaged(target, name);
-        const int handle = createUnder(staged, access);
+        const int handle = createUnder(staged, access, isReplacement ? 0600 : 0644);
         if (handle >= 0)
         {
             for (int other = 0; other < kNames; ++other)
@@ -134,7 +136,10 @@ int createStaged(const std::string& target, int access, std::string& staged)
                     removeLeftover(nameOfStaged(target, other));
                 }
             }
-            takeOwnerAndMode(handle, target);
+            if (isReplacement)
+            {
+                takeOwnerAndMode(handle, old);
+            }
             return handle;
         }
         if (errno != EEXIST)
@@ -157,7 +162,7 @@ bool commitStaged(int handle, const std::string& staged, const std::string& targ
         }
         return false;
     }
-    // EINVAL: a file system that has nothing to bring to a disk.
+    // EINVAL: a file system without a disk to sync to.
     const bool isOnDisk = uninterrupted([=] { return fsync(folder); }) == 0 || errno == EINVAL;
     close(folder);
     return isOnDisk;

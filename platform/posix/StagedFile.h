@@ -5,7 +5,7 @@
 namespace host {
 
 // Creates and locks a file beside target and puts its path into staged. What crashed writers left under any of its
-// names goes; a name that a living writer holds does not, and the next one is taken. target is no link.
+// names goes; a name that a living writer holds does not, and the next one is taken. target is not a link.
 // access: O_WRONLY or O_RDWR. -1 with errno on failure, also on a file system without locks; nothing is left then.
 // The lock ends when the descriptor is closed.
 int createStaged(const std::string& target, int access, std::string& staged);

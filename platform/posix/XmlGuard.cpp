@@ -246,8 +246,8 @@ private:
         return true;
     }
 
-    // TinyXML takes everything up to the next ";" for the digits, tags and quotes as well, and makes bytes that are
-    // no UTF-8 of a number that is no character.
+    // TinyXML takes everything up to the next ";" for the digits, tags and quotes as well, and turns a number that is
+    // not a character into bytes that are not UTF-8.
     bool hasOnlyCharacterReferences(std::size_t begin, std::size_t end) const
     {
         const std::string_view part = upTo(end);
@@ -308,7 +308,7 @@ private:
         return isHere;
     }
 
-    // To look for something in: in the whole text each search would go on to its end.
+    // The text up to a position: a search in it cannot run on to the end of the whole text.
     std::string_view upTo(std::size_t end) const { return std::string_view(text_).substr(0, end); }
 
     bool skipTo(const char* mark)

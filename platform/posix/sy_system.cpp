@@ -31,8 +31,8 @@ namespace {
 
 constexpr std::chrono::milliseconds kGrace{300};  // for an orderly end between SIGTERM and SIGKILL
 
-// Nothing above 2 is for the command. Without closefrom what another thread opens at this moment, and does not mark
-// close-on-exec, gets through.
+// The command gets no descriptor above 2. Without closefrom, one that another thread opens at this moment and does not
+// mark close-on-exec gets through.
 void closeAboveTwo(posix_spawn_file_actions_t& actions)
 {
 #ifdef SY_SYSTEM_HAS_CLOSEFROM

@@ -3,16 +3,19 @@
 #include "ModuleConfigureParser.h"
 #include "SensorFile.h"
 #include "SensorKeys.h"
+#include "SensorPaths.h"
 #include "SysConfig.h"
 #include "SystemInfoParser.h"
 #include "services/checks/Commands.h"
 #include "services/checks/Parts.h"
 
 namespace portcheck {
+
+using sensorpaths::kMachineInfoFile;
+using sensorpaths::kModuleConfigFile;
+
 namespace {
 
-constexpr char kMachineInfoFile[] = "/mnt/mtd/code/factory_setting/machineinfo.ini";
-constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";
 constexpr u32 kFactoryMax = 100;  // getFctData fills no more
 
 constexpr char kMachineInfo[] = "the machine information names a device type";

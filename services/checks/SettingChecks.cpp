@@ -2,6 +2,7 @@
 #include <array>
 #include <climits>
 #include <map>
+#include <optional>
 #include <thread>
 
 #include "SensorKeys.h"
@@ -83,7 +84,8 @@ struct Found
 struct State
 {
     std::vector<Found> found;
-    std::vector<std::string> unreadable;  // they could not be put back, so they are not set
+    std::vector<std::string> unreadable;    // they could not be put back, so they are not set
+    std::optional<Found> focusAfterSwitch;  // what would move the lens without --lens; nothing when it is off already
     u32 focusMode = kManualFocus;
     u32 exposeMode = kManualExposure;
 };
@@ -109,6 +111,10 @@ std::string readState(Watch& watch, bool withLens, State& state)
         Words words;
         if (command.movesLens && !withLens)
         {
+            if (command.cmd == IA_CMD_DN_AF_MODE && readWords(watch, command, words) && words[0] != 0)
+            {
+                state.focusAfterSwitch = Found{&command, words};
+            }
             continue;
         }
         if (!readWords(watch, command, words))
@@ -127,6 +133,18 @@ std::string readState(Watch& watch, bool withLens, State& state)
         }
     }
     return state.found.empty() ? "none can" : "";
+}
+
+std::string switchFocusOff(Watch& watch, const State& state)
+{
+    Findings findings;
+    const Command& command = *state.focusAfterSwitch->command;
+    const int status = setWords(watch, command, Words{}, findings);
+    if (status != 0)
+    {
+        findings.add(describe(command.cmd, IA_CMD_OPT_SET) + " is refused with " + std::to_string(status));
+    }
+    return findings.text();
 }
 
 std::string checkSameAgain(Watch& watch, const State& state)
@@ -309,7 +327,29 @@ std::string putBack(Watch& watch, const State& state)
     return different;
 }
 
+// The focus last: day and night are then as they were.
+std::string putAllBack(Watch& watch, const State& state)
+{
+    const std::string different = putBack(watch, state);
+    if (!state.focusAfterSwitch)
+    {
+        return different;
+    }
+    Findings findings;
+    if (!different.empty())
+    {
+        findings.add(different);
+    }
+    const Found& found = *state.focusAfterSwitch;
+    if (setWords(watch, *found.command, found.words, findings) != 0)
+    {
+        findings.add(std::string(found.command->name) + " could not be put back");
+    }
+    return findings.text();
+}
+
 constexpr char kReadable[] = "parameters can be read, so that they can be put back";
+constexpr char kFocusOff[] = "focusing after a change of day and night can be switched off";
 constexpr char kSameAgain[] = "a set writes nothing behind its record";
 constexpr char kFactory[] = "every factory value is accepted";
 constexpr char kRefusal[] = "a refused set leaves the old value in force";
@@ -355,6 +395,11 @@ void checkSetting(Report& report, const Options& options, const Factory& factory
     {
         report.leaveOut("zoom, focus and iris are set too", "not told to, --lens");
     }
+    if (state->focusAfterSwitch &&
+        !report.check(kFocusOff, [=](Watch& watch) { return switchFocusOff(watch, *state); }))
+    {
+        return;
+    }
     report.check(kSameAgain, [=](Watch& watch) { return checkSameAgain(watch, *state); });
     if (factory != nullptr)
     {
@@ -367,7 +412,7 @@ void checkSetting(Report& report, const Options& options, const Factory& factory
     report.check(kRefusal, [=](Watch& watch) { return checkRefusals(watch, *state); });
     report.check(kNull, [=](Watch& watch) { return checkSetNull(watch, *state); });
     report.check(kUnknown, checkSetUnknown);
-    report.check(kPutBack, [=](Watch& watch) { return putBack(watch, *state); });
+    report.check(kPutBack, [=](Watch& watch) { return putAllBack(watch, *state); });
 }
 
 }  // namespace portcheck

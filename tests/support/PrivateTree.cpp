@@ -17,11 +17,6 @@ namespace fs = std::filesystem;
 
 constexpr size_t kTimeStampLength = 20;  // "2026-11-20 08:00:00 "
 
-const char* const kFolders[] = {
-    kConfigFolder,  "/mnt/mtd/code/factory_setting",        "/mnt/mtd/sign",
-    "/mnt/mtd/log", "/hd1/moduleConfig/sensorConfig/style", "/hd1/moduleConfig/sensorConfig/styleDiversity",
-};
-
 // While it lives, this thread is the host that lays out files, and not what is tested.
 class FixtureMark
 {
@@ -49,17 +44,12 @@ void requirePrivateTree()
 
 }  // namespace
 
-std::string schemeFile(int scheme)
-{
-    return std::string(kConfigFolder) + "/sensor" + std::to_string(scheme) + ".cfg";
-}
-
 void wipeTree()
 {
     requirePrivateTree();
     const FixtureMark mark;
     fs::remove_all("/mnt/mtd");
-    fs::remove_all("/hd1/moduleConfig");
+    fs::remove_all(kModuleFolder);
     fs::remove(kMergedStyleFile);
     for (const char* folder : kFolders)
     {

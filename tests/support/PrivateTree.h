@@ -6,23 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "SensorPaths.h"
+
 // The camera's file system as a test sees it. Every path here is one of the library's own absolute paths, which
 // lie in the private tree (Sandbox.h); outside of it everything below ends the program.
 namespace support {
 
-constexpr char kConfigFolder[] = "/mnt/mtd/code/config_file";
-constexpr char kVersionFile[] = "/mnt/mtd/code/config_file/snsversion.cfg";
-constexpr char kMachineInfoFile[] = "/mnt/mtd/code/factory_setting/machineinfo.ini";
-constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";
-constexpr char kStyleFile[] = "/hd1/moduleConfig/sensorConfig/style/Style.xml";
-constexpr char kDomeStyleFile[] = "/hd1/moduleConfig/sensorConfig/style/Style_dome.xml";
-constexpr char kDiversityFile[] = "/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity.xml";
-constexpr char kDomeDiversityFile[] = "/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity_dome.xml";
-constexpr char kMergedStyleFile[] = "/tmp/merge_style.xml";
-constexpr char kDebugMarkerFile[] = "/mnt/mtd/sign/Debug.sign";
-constexpr char kErrorLogFile[] = "/mnt/mtd/log/SensorError.log";
-
-std::string schemeFile(int scheme);
+using namespace sensorpaths;
 
 // Empties and recreates the camera's folders, and removes what the library leaves in /tmp.
 void wipeTree();

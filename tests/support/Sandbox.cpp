@@ -26,6 +26,10 @@ constexpr char kStartedFile[] = "/tmp/private-tree.started";
 constexpr int kCannotRun = 127;
 constexpr unsigned kCapSysAdmin = 21;  // bit of CapEff in /proc/self/status
 
+constexpr const char* kSystemFolders[] = {
+#include "app/box/SystemFolders.def"
+};
+
 const char* const kPrivateFolders[] = {"mnt", "hd1", "tmp"};
 
 // Empty unless the tests are built for another processor than this machine's.
@@ -137,7 +141,7 @@ private:
 void addSystemFolders(std::vector<std::string>& arguments)
 {
     arguments.insert(arguments.end(), {"--ro-bind", "/usr", "/usr", "--ro-bind", "/etc", "/etc"});
-    for (const char* folder : {"/bin", "/sbin", "/lib", "/lib32", "/lib64", "/libx32"})
+    for (const char* folder : kSystemFolders)
     {
         // An emulator may show a board's folder of that name, which is no link.
         std::error_code noLink;

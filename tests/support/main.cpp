@@ -54,7 +54,8 @@ int main(int argc, char** argv)
 {
     if (!onlyLists(argc, argv) && !support::insidePrivateTree())
     {
-        return support::runInPrivateTree(argv);
+        // In memory: to wait for a disk at every sync would take longer than the tests themselves.
+        return support::runInPrivateTree(argv, {{}, true});
     }
     testing::InitGoogleMock(&argc, argv);
     testing::UnitTest::GetInstance()->listeners().Append(new FailuresInSight);

@@ -1,8 +1,8 @@
+#include "tests/support/Callers.h"
 #include "tests/support/Simulator.h"
 #include "tests/system/SystemCamera.h"
 
-#include <atomic>
-#include <thread>
+#include <optional>
 
 using namespace support;
 using namespace std::chrono_literals;
@@ -29,42 +29,13 @@ protected:
             c().setParamMode(1);
         }
         support::simulator().setDaylight();
-        running_ = true;
-        pusher_ = std::thread([this] {
-            while (running_)
-            {
-                clock_->advance(20min);
-                std::this_thread::yield();
-            }
-        });
+        pusher_.emplace([this] { clock_->advance(20min); });
     }
 
     void TearDown() override
     {
-        running_ = false;
-        if (pusher_.joinable())
-        {
-            pusher_.join();
-        }
+        pusher_.reset();
         SystemCamera::TearDown();
-    }
-
-    void runCallers(const std::function<void(int caller, int round)>& call)
-    {
-        std::vector<std::thread> callers;
-        for (int caller = 0; caller < kCallers; ++caller)
-        {
-            callers.emplace_back([&call, caller] {
-                for (int round = 0; round < kRounds; ++round)
-                {
-                    call(caller, round);
-                }
-            });
-        }
-        for (std::thread& caller : callers)
-        {
-            caller.join();
-        }
     }
 
     void everything(int caller, int round)
@@ -91,29 +62,28 @@ protected:
         c().getCameraVerInf(text);
     }
 
-    std::atomic<bool> running_{false};
-    std::thread pusher_;
+    std::optional<Repeated> pusher_;
 };
 
 TEST_F(SystemConcurrency, ManyCallersWhileTheScheduleSwitches)
 {
     CapturedOutput quiet;
     begin(kFixed);
-    runCallers([&](int caller, int round) { everything(caller, round); });
+    runCallers(kCallers, kRounds, [&](int caller, int round) { everything(caller, round); });
 }
 
 TEST_F(SystemConcurrency, ManyCallersWhileDayAndNightSwitch)
 {
     CapturedOutput quiet;
     begin(kPlate);
-    runCallers([&](int caller, int round) { everything(caller, round); });
+    runCallers(kCallers, kRounds, [&](int caller, int round) { everything(caller, round); });
 }
 
 TEST_F(SystemConcurrency, FactoryResetsInBetween)
 {
     CapturedOutput quiet;
     begin(kPlate);
-    runCallers([&](int caller, int round) {
+    runCallers(kCallers, kRounds, [&](int caller, int round) {
         if (caller == 0 && round % 10 == 0)
         {
             EXPECT_TRUE(c().resetParameters());
@@ -121,17 +91,6 @@ TEST_F(SystemConcurrency, FactoryResetsInBetween)
         everything(caller, round);
     });
     EXPECT_EQ(static_cast<u32>(kPlate.schemes), g_stSysConf.nSchemeSum);
-}
-
-TEST_F(SystemConcurrency, SchemesAndModesByManyCallers)
-{
-    CapturedOutput quiet;
-    begin(kDome);
-    runCallers([&](int caller, int round) {
-        EXPECT_TRUE(c().setParamMode(round & 1));
-        EXPECT_TRUE(c().setParamScheme((caller + round) % 9));
-        c().setParameter(KEY_SATURATION, round, true);
-    });
 }
 
 }  // namespace

@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "HostPlatform.h"
+#include "SensorPaths.h"
 #include "sensordll.h"
 #include "services/RecordingVideo.h"
 #include "tests/support/Simulator.h"
@@ -32,11 +33,8 @@ namespace {
 
 using support::traceMark;
 
-constexpr char kConfigFolder[] = "/mnt/mtd/code/config_file/";
-constexpr char kMachineInfoFile[] = "/mnt/mtd/code/factory_setting/machineinfo.ini";
-constexpr char kModuleConfigFile[] = "/hd1/moduleConfig/moduleConfig.xml";
-constexpr char kLogFolder[] = "/mnt/mtd/log";
-constexpr char kErrorLog[] = "/mnt/mtd/log/SensorError.log";
+using namespace sensorpaths;
+
 constexpr std::uintmax_t kErrorLogSize = 10240;
 constexpr int kErrorLogCount = 3;
 constexpr char kFiller[] = "/mnt/filler";
@@ -293,7 +291,7 @@ bool resetToFactory(CrashCamera& camera)
 ino_t logFile()
 {
     struct stat status = {};
-    return stat(kErrorLog, &status) == 0 ? status.st_ino : 0;
+    return stat(kErrorLogFile, &status) == 0 ? status.st_ino : 0;
 }
 
 // Reports until the log has been rotated and some more; settings are saved in between.
@@ -349,10 +347,10 @@ void addFiles(const CrashCamera& camera, Answer& answer)
     std::vector<std::string> files;
     for (int i = 0; i < camera.schemes(); ++i)
     {
-        files.push_back(contentOf(kConfigFolder + ("sensor" + std::to_string(i)) + ".cfg"));
+        files.push_back(contentOf(schemeFile(i)));
     }
     answer.add("files", listed(files));
-    answer.add("version", contentOf(std::string(kConfigFolder) + "snsversion.cfg"));
+    answer.add("version", contentOf(kVersionFile));
 }
 
 // What broken saves of the scheme that was saved last have left, and logs beyond their limits.

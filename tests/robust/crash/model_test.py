@@ -9,7 +9,8 @@ sys.dont_write_bytecode = True
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
 from crashlib.disk import Blobs, Disk, File  # noqa: E402
-from crashlib.recording import Recording, scheme_file  # noqa: E402
+from crashlib.paths import scheme_file  # noqa: E402
+from crashlib.recording import Recording  # noqa: E402
 from crashlib.trace import Event  # noqa: E402
 
 OLD, NEW = b"old " * 200, b"new " * 200

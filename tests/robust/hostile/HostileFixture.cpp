@@ -57,9 +57,9 @@ void HostileFixture::SetUp()
     // The shutter's control has its choices below it; the items are no parameters.
     const std::string choices = "<Item index=\"1\"/><Item index=\"2\"/><Item index=\"3\"/><Item index=\"4\"/>";
     files_.extraElements = "<Combo id=\"50\" value=\"2\">" + choices + "</Combo>";
-    service_.setDynamicCommands({50, 96});
-    service_.setAllowedValues(50, 3, {1, 2, 3});
-    service_.setAllowedValues(96, 0, {});
+    service_.setDynamicCommands({IA_CMD_FIX_SHUTTER, IA_CMD_METER_AREA});
+    service_.setAllowedValues(IA_CMD_FIX_SHUTTER, 3, {1, 2, 3});
+    service_.setAllowedValues(IA_CMD_METER_AREA, 0, {});
 }
 
 void HostileFixture::TearDown()

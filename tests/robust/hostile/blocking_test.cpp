@@ -97,7 +97,8 @@ TEST_F(Blocked, SetterThatWaitedSwitchesFromWhereTheThreadWent)
     EXPECT_TRUE(setter.ends());
     EXPECT_EQ(2, current());
     EXPECT_EQ(1, ControllerProbe::lastScheme(c()));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 20}, {34, 0, 30}}), service_.sets());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 20}, {IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 30}}),
+              service_.sets());
     expectWorks();
 }
 

@@ -84,9 +84,10 @@ std::vector<Reading> readings()
         {"dayNightState", [](C& c, Guarded& g) { return c.getDNMode(g.value); }, 42},
         {"executionStatus", [](C& c, Guarded& g) { return c.getCmdExecStatus(1616, g.value); }, kSpoilt},
         {"parameterOutsideTheScheme", [](C& c, Guarded& g) { return c.getParameter(KEY_GAMMA, g.value); }, kSpoilt},
-        {"commandList", [](C& c, Guarded& g) { return c.getParameter(4112, g.value); }, kSpoilt},
-        {"versionText", [](C& c, Guarded& g) { return c.getParameter(2496, g.value); }, kSpoilt},
-        {"sensorCheck", [](C& c, Guarded& g) { return c.getParameter(2816, g.value); }, kSpoilt},
+        {"commandList", [](C& c, Guarded& g) { return c.getParameter(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, g.value); },
+         kSpoilt},
+        {"versionText", [](C& c, Guarded& g) { return c.getParameter(IA_CMD_CAMERA_VERSION, g.value); }, kSpoilt},
+        {"sensorCheck", [](C& c, Guarded& g) { return c.getParameter(IA_CMD_SENSOR_CHECK, g.value); }, kSpoilt},
     };
 }
 
@@ -137,14 +138,14 @@ TEST_F(WrongAnswer, RecordsReadByAKeyListGiveTheirFirstWords)
 TEST_F(WrongAnswer, ReadingHandsTheServiceTheCallersWordAndZeroes)
 {
     int value = 42;
-    EXPECT_TRUE(c().getParameter(2816, value));
+    EXPECT_TRUE(c().getParameter(IA_CMD_SENSOR_CHECK, value));
     EXPECT_EQ((std::vector<u32>{42, 0, 0, 0}), service_.calls().back().words);
 }
 
 TEST_F(WrongAnswer, RecordCommandSetAsAParameterIsGivenZeroesBehindTheValue)
 {
     service_.clearCalls();
-    outputOf([&] { EXPECT_EQ(0, c().setParameter(2816, 7, true)); });
+    outputOf([&] { EXPECT_EQ(0, c().setParameter(IA_CMD_SENSOR_CHECK, 7, true)); });
     outputOf([&] { EXPECT_EQ(0, c().setParameters("(2816,8)(34,9)", false)); });
     const std::vector<ServiceCall> calls = service_.calls();
     ASSERT_EQ(3U, calls.size());
@@ -214,12 +215,12 @@ class WrongValue : public WrongAnswer, public testing::WithParamInterface<int>
 
 TEST_P(WrongValue, OfACorrectionIsShownAndKeptAsItIs)
 {
-    service_.setDynamicCommands({34});
-    service_.answerValue(34, IA_CMD_OPT_CORRECT_PARAM, static_cast<u32>(GetParam()));
+    service_.setDynamicCommands({IA_CMD_BRIGHTNESS});
+    service_.answerValue(IA_CMD_BRIGHTNESS, IA_CMD_OPT_CORRECT_PARAM, static_cast<u32>(GetParam()));
     std::string pairs;
     EXPECT_TRUE(c().getAllParameters(pairs));
     EXPECT_NE(std::string::npos, pairs.find("(34," + std::to_string(GetParam()) + ")"));
-    EXPECT_EQ(static_cast<u32>(GetParam()), valueOf(0, 34));
+    EXPECT_EQ(static_cast<u32>(GetParam()), valueOf(0, KEY_BRIGHTNESS));
     expectWorks();
 }
 
@@ -241,9 +242,9 @@ TEST_P(WrongValue, OfACorrectedWindowIsRefusedByFlushAndLeavesTheFile)
 
 TEST_P(WrongValue, AsADefaultBecomesTheFactoryValue)
 {
-    service_.setAllowedValues(96, GetParam(), {GetParam()});
+    service_.setAllowedValues(IA_CMD_METER_AREA, GetParam(), {GetParam()});
     outputOf([&] { EXPECT_TRUE(c().resetParameters()); });
-    EXPECT_EQ(static_cast<u32>(GetParam()), valueOf(3, 96));
+    EXPECT_EQ(static_cast<u32>(GetParam()), valueOf(3, KEY_METER_AREA));
     EXPECT_EQ(bytesOf(scheme(3)), readFile(schemeFile(2)));
     expectWorks();
 }

@@ -4,6 +4,7 @@
 // docs/PORTING.md shows the part between the two lines "sample".
 
 #include <HostPlatform.h>
+#include <SensorPaths.h>
 #include <sensordll.h>
 
 #include <atomic>
@@ -69,18 +70,18 @@ const char* bringUp(ISensorController& camera, VideoStreamModule& video)
 {
     MachineInfo machine;
     std::vector<ModuleConfigure> modules;
-    if (!SystemInfoParser::parseMachineInfo("/mnt/mtd/code/factory_setting/machineinfo.ini", machine))
+    if (!SystemInfoParser::parseMachineInfo(sensorpaths::kMachineInfoFile, machine))
     {
         return "no machine information";
     }
-    if (!ModuleConfigureParser::parse("/hd1/moduleConfig/moduleConfig.xml", machine.getHardwareModel(),
+    if (!ModuleConfigureParser::parse(sensorpaths::kModuleConfigFile, machine.getHardwareModel(),
                                       machine.getHardwareCode(), modules) ||
         modules.empty())  // a board that is not listed is no failure of the parser
     {
         return "no module configuration for this board";
     }
-    if (!hasContent("/hd1/moduleConfig/sensorConfig/style/Style.xml") ||  // a dome has names of its own
-        !hasContent("/hd1/moduleConfig/sensorConfig/styleDiversity/StyleDiversity.xml"))
+    if (!hasContent(sensorpaths::kStyleFile) ||  // a dome has names of its own
+        !hasContent(sensorpaths::kDiversityFile))
     {
         return "no documents";
     }

@@ -1,5 +1,8 @@
 #include "tests/shipped/documents/ShippedModel.h"
 
+#include <filesystem>
+
+#include "app/Models.h"
 #include "services/sim/ParameterTable.h"
 
 namespace documents {
@@ -79,6 +82,22 @@ TEST_P(ModelFiles, StreamsRunAtARateThatOffersWideDynamicRange)
 }
 
 INSTANTIATE_TEST_SUITE_P(Shipped, ModelFiles, testing::ValuesIn(kModels), NameOfModel());
+
+TEST(Models, AreThoseThatACameraCanBeStartedAs)
+{
+    std::set<std::string> folders;
+    for (const auto& entry : std::filesystem::directory_iterator(sharePath("models")))
+    {
+        folders.insert(entry.path().filename());
+    }
+    EXPECT_EQ(folders, std::set<std::string>(std::begin(app::kModelNames), std::end(app::kModelNames)));
+    std::set<std::string> looked;
+    for (const Model& model : kModels)
+    {
+        looked.insert(model.name);
+    }
+    EXPECT_EQ(looked, folders);
+}
 
 TEST(Models, UseAtLeastTwoSensorModules)
 {

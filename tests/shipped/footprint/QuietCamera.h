@@ -74,7 +74,7 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    // Lays out a shipped model's documents: fixed, dome, lpr or fisheye.
+    // Lays out a shipped model's documents.
     static void install(const std::string& model);
     // The module of the installed documents.
     static ModuleConfigure module();

@@ -1,8 +1,10 @@
 #include <cstring>
 #include <functional>
+#include <iterator>
 
 #include "tests/shipped/footprint/CountingAllocator.h"
 #include "tests/shipped/footprint/QuietCamera.h"
+#include "tests/support/KeyRows.h"
 
 // What a camera does every second, and with every value that a host sets, asks for no memory: nothing fragments the
 // heap of a camera that runs for years. All of it at debug level 1 and without a report: printing a message formats it,
@@ -157,7 +159,7 @@ protected:
 TEST_F(SetParameter, AllocatesNothingForAChangedValueOfAnyKey)
 {
     start("fixed");
-    int rows = 0;
+    std::size_t rows = 0;
     forEachRow([&](const keycmd& row) {
         unsigned int value = 0;
         c().getKeyValFromCache(0, row.key, value);
@@ -166,7 +168,7 @@ TEST_F(SetParameter, AllocatesNothingForAChangedValueOfAnyKey)
         EXPECT_EQ(isStored(row) ? 0 : 1, outcome.sent) << row.szKeyName;
         ++rows;
     });
-    EXPECT_EQ(87, rows);
+    EXPECT_EQ(std::size(support::kKeyRows), rows);
 }
 
 TEST_F(SetParameter, AllocatesNothingForAnUnchangedValueOfAnyKey)

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "app/Models.h"
 #include "tests/shipped/footprint/CountingAllocator.h"
 #include "tests/shipped/footprint/QuietCamera.h"
 
@@ -42,7 +43,7 @@ TEST_P(HeapAfterInit, StaysWithinThreeStyleTextsAnd64Kilobytes)
                 style, peak);
 }
 
-INSTANTIATE_TEST_SUITE_P(Shipped, HeapAfterInit, testing::Values("fixed", "dome", "lpr", "fisheye"),
+INSTANTIATE_TEST_SUITE_P(Shipped, HeapAfterInit, testing::ValuesIn(app::kModelNames),
                          [](const testing::TestParamInfo<const char*>& instance) { return instance.param; });
 
 }  // namespace

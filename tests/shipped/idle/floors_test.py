@@ -10,9 +10,8 @@ import collections
 import re
 import sys
 
-from system_calls import fail, trace
+from system_calls import MARKER, fail, trace
 
-MARKER = '"/mnt/mtd/sign/Debug.sign"'
 BEGIN = re.compile(r'access\("/(figure|floor)/([^/"]+)/(\d+)"')
 END = 'access("/end"'
 WITH_FILES = ("style", "start", "start_real", "flush", "flush_real")  # they print, read or write

@@ -8,13 +8,12 @@ idle_test.py <idle_camera> <model> <existence tests a turn>
 import re
 import sys
 
-from system_calls import fail, trace
+from system_calls import MARKER, fail, trace
 
 TURNS = 4
 SETTLING = 2  # turns in which a switch may still be made
 LEAVING = 1  # in which the camera is told to go down
 CALLS_MAX = 2
-MARKER = '"/mnt/mtd/sign/Debug.sign"'
 DEADLINE = re.compile(r"\{tv_sec=(\d+), tv_nsec=(\d+)\}")
 
 

@@ -10,6 +10,7 @@ import tempfile
 # where the call was interrupted by another thread's line, both halves. The order is that of the calls' beginnings.
 Call = collections.namedtuple("Call", "thread name text")
 
+MARKER = '"/mnt/mtd/sign/Debug.sign"'  # what every message looks for
 BEGUN = " <unfinished ...>"
 RESUMED = re.compile(r"<\.\.\. \w+ resumed>")
 

@@ -31,18 +31,8 @@ build_by_own_class() { compile_hidden "$source"/{main,OwnLogger}.cpp; }
 
 # A window of the whole day: the first scheme is in force whenever this runs.
 write_camera_files() {
-    local factory=$1/mnt/mtd/code/factory_setting modules=$1/hd1/moduleConfig
-    local documents=$modules/sensorConfig
-    mkdir -p "$factory" "$1"/mnt/mtd/{code/config_file,log} "$documents"/style{,Diversity}
-    printf 'DeviceType=1\nHardwareModel=consumer\nHardwareCode=1\n' >"$factory/machineinfo.ini"
-    cat >"$modules/moduleConfig.xml" <<'XML'
-<ModuleConfigs>
-    <ModuleConfig hardwareModel="consumer" hardwareCode="1">
-        <ModuleId>1</ModuleId><Detail>(max_scheme=2)</Detail><Parameters></Parameters>
-    </ModuleConfig>
-</ModuleConfigs>
-XML
-    cat >"$documents/style/Style.xml" <<'XML'
+    write_board "$1" consumer
+    cat >"$1/hd1/moduleConfig/sensorConfig/style/Style.xml" <<'XML'
 <Style>
     <tab key="schedule">
         <switch id="8000" value="0"/>
@@ -57,7 +47,6 @@ XML
     </tab>
 </Style>
 XML
-    printf '<Rule model="other"/>\n' >"$documents/styleDiversity/StyleDiversity.xml"
 }
 
 rm -rf "$work"

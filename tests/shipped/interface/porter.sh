@@ -25,17 +25,7 @@ XML
 }
 
 write_documents() {
-    local factory=$work/tree/mnt/mtd/code/factory_setting modules=$work/tree/hd1/moduleConfig
-    mkdir -p "$factory" "$work/tree/mnt/mtd/log" "$modules/sensorConfig"/style{,Diversity}
-    printf 'DeviceType=1\nHardwareModel=porter\nHardwareCode=1\n' >"$factory/machineinfo.ini"
-    cat >"$modules/moduleConfig.xml" <<'XML'
-<ModuleConfigs>
-    <ModuleConfig hardwareModel="porter" hardwareCode="1">
-        <ModuleId>1</ModuleId><Detail>(max_scheme=2)</Detail><Parameters></Parameters>
-    </ModuleConfig>
-</ModuleConfigs>
-XML
-    printf '<Rule model="other"/>\n' >"$modules/sensorConfig/styleDiversity/StyleDiversity.xml"
+    write_board "$work/tree" porter
     write_style 50
 }
 

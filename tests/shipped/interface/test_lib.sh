@@ -27,18 +27,34 @@ expect_no_match() {
 private_tree() {
     local tree=$1 readable=$2
     shift 2
-    local links=() name options=()
-    for name in bin sbin lib lib32 lib64 libx32; do
-        if [ -L "/$name" ]; then
-            links+=(--symlink "usr/$name" "/$name")
+    local links=() folder options=()
+    while read -r folder; do
+        if [ -L "$folder" ]; then
+            links+=(--symlink "usr$folder" "$folder")
         else
-            links+=(--ro-bind-try "/$name" "/$name")
+            links+=(--ro-bind-try "$folder" "$folder")
         fi
-    done
+    done < <(sed -n 's/^"\(.*\)",$/\1/p' "$(dirname -- "${BASH_SOURCE[0]}")/../../../app/box/SystemFolders.def")
     # A container's root often may not mount outside of a user namespace of its own.
     bwrap --ro-bind / / true 2>/dev/null || options=(--unshare-user)
     mkdir -p "$tree"/{mnt,hd1,tmp}
     bwrap "${options[@]}" --ro-bind /usr /usr "${links[@]}" --ro-bind /etc /etc --dev-bind /dev /dev \
         --bind /proc /proc --bind "$tree/mnt" /mnt --bind "$tree/hd1" /hd1 --bind "$tree/tmp" /tmp \
         --ro-bind "$readable" "$readable" --die-with-parent --chdir / -- "$@"
+}
+
+# A board's files but for its style, and a diversity document that changes nothing.
+# write_board <tree> <hardware model>
+write_board() {
+    local factory=$1/mnt/mtd/code/factory_setting modules=$1/hd1/moduleConfig
+    mkdir -p "$factory" "$1"/mnt/mtd/{code/config_file,log} "$modules/sensorConfig"/style{,Diversity}
+    printf 'DeviceType=1\nHardwareModel=%s\nHardwareCode=1\n' "$2" >"$factory/machineinfo.ini"
+    cat >"$modules/moduleConfig.xml" <<XML
+<ModuleConfigs>
+    <ModuleConfig hardwareModel="$2" hardwareCode="1">
+        <ModuleId>1</ModuleId><Detail>(max_scheme=2)</Detail><Parameters></Parameters>
+    </ModuleConfig>
+</ModuleConfigs>
+XML
+    printf '<Rule model="other"/>\n' >"$modules/sensorConfig/styleDiversity/StyleDiversity.xml"
 }

@@ -49,10 +49,10 @@ inline void PrintTo(User user, std::ostream* out)
     *out << nameOf(user);
 }
 
-// Words to put before a command: it runs as that user and is killed, with status 137, when it hangs.
-inline std::vector<std::string> asUser(User user, std::vector<std::string> command)
+// Words to put before a command: it runs as that user and is killed, with status 137, after these seconds.
+inline std::vector<std::string> asUser(User user, std::vector<std::string> command, int seconds = 60)
 {
-    std::vector<std::string> words = {"/usr/bin/timeout", "--signal=KILL", "60"};
+    std::vector<std::string> words = {"/usr/bin/timeout", "--signal=KILL", std::to_string(seconds)};
     if (user == User::ordinary)
     {
         const std::string number = std::to_string(kOrdinaryUser);

@@ -56,7 +56,12 @@ const std::vector<Example> kExamples = {
     {"set brightness=7 mirror=1 fix_shutter=8 mz_position=30", ""},
     {"set brightness=11", "11 is not allowed; allowed: 0..10"},
     {"set contrast=7", "KEY_CONTRAST refused: this camera has no such parameter"},
-    {"set contrast=much", "KEY_CONTRAST: much is no number; allowed: nothing, this camera has no such parameter"},
+    {"set contrast=much", "KEY_CONTRAST: much is not a number; allowed: nothing, this camera has no such parameter"},
+    {"set mirror=on fix_shutter='1/100 S'", ""},
+    {"set mirror=both", "KEY_MIRROR: both is none of its values; allowed: 0 Off, 1 On"},
+    {"default mirror", ""},
+    {"default brightness", "KEY_BRIGHTNESS refused: 50 is not allowed; allowed: 0..10"},
+    {"default 999", "key 999 has no factory value: the schemes of this camera do not keep it; nothing was applied"},
     {"text '(34,6)'", ""},
     {"text '(2353,6)'", "this camera has no such parameter"},
     {"all", ""},
@@ -90,6 +95,7 @@ const std::vector<Example> kExamples = {
     {"log", ""},
     {"style", ""},
     {"language", ""},
+    {"output", ""},
     {"quit", ""},
 };
 

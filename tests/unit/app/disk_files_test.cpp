@@ -30,38 +30,6 @@ std::string failureOf(const std::function<void()>& body)
     return "";
 }
 
-TEST_F(DiskFilesTest, AFileIsReadWhole)
-{
-    const std::string content = std::string(100000, 'x') + '\0' + "y";
-    support::writeFile(kFile, content);
-    EXPECT_EQ(app::readFile(kFile, content.size()), content);
-    EXPECT_EQ(app::readExistingFile(kFile, content.size()), content);
-}
-
-TEST_F(DiskFilesTest, AMissingFileIsNothingOrAFailure)
-{
-    EXPECT_FALSE(app::readFile(kFile, 10));
-    EXPECT_EQ(failureOf([] { app::readExistingFile(kFile, 10); }), "cannot read /mnt/mtd/file: there is no such file");
-}
-
-TEST_F(DiskFilesTest, AFileThatIsTooLongIsNotRead)
-{
-    support::writeFile(kFile, "12345678901");
-    EXPECT_EQ(failureOf([] { app::readFile(kFile, 10); }), "cannot read /mnt/mtd/file: it is longer than 10 bytes");
-    fs::resize_file(kFile, std::uintmax_t{1} << 42);
-    EXPECT_NE(failureOf([] { app::readFile(kFile, app::kDocumentMax); }), "");
-}
-
-TEST_F(DiskFilesTest, WhatIsNoPlainFileIsNotRead)
-{
-    ASSERT_EQ(mkfifo(kFile, 0600), 0);
-    for (const char* path : {kFile, "/mnt/mtd/log", "/dev/zero"})
-    {
-        EXPECT_EQ(failureOf([&] { app::readFile(path, 10); }),
-                  "cannot read " + std::string(path) + ": it is no plain file");
-    }
-}
-
 TEST_F(DiskFilesTest, WhateverStandsInPlaceOfTheStagedFileIsReplacedAndNotFollowed)
 {
     const std::string staged = std::string(kFile) + ".new";

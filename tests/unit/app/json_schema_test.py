@@ -45,6 +45,13 @@ LINES = [
     ("set 999=1", "not-on-device"),
     ("set 153=1", "read-only"),  # day or night, by the command's number
     ("set iris_up=1", "wrong-mode"),
+    ("set mirror=both", ""),
+    ("set mirror=sideways", "bad-value"),
+    ("default", "wrong-usage"),
+    ("default mirror brightness", ""),
+    ("default mirror mirror", "wrong-usage"),
+    ("default nonsense", "unknown-key"),
+    ("default 999", "no-value"),
     ("text '(34,61)(2353,40)'", ""),
     ("text '(34'", "bad-document"),
     ("text '" + "(34,60)" * 200 + "'", "too-many-values"),
@@ -81,7 +88,7 @@ LINES = [
     ("save", "no-file"),
     ("reload", ""),
     ("scheme 0", ""),
-    ("set scheme_start_hour=25", ""),
+    ("set scheme_start_hour=22 scheme_end_hour=6", ""),
     ("schemes", ""),
     ("save", "window-refused"),
     ("reload", ""),
@@ -120,6 +127,9 @@ LINES = [
     ("reset", ""),
     ("reset now", "wrong-usage"),
     ("explain", ""),
+    ("output", ""),
+    ("output 3", ""),
+    ("output now", "wrong-usage"),
     ("quit now", "wrong-usage"),
     ("quit", ""),
 ]
@@ -332,6 +342,15 @@ class Answers(unittest.TestCase):
                         changed = copy.deepcopy(document)
                         at(changed, place)[name] = other
                         self.assertFalse(check.is_valid(changed), f"{kind} {name}: {other!r}")
+
+    def test_the_examples_of_the_schema_are_valid_and_hold_every_member(self):
+        for name in ("event", "storedValues"):
+            definition = SCHEMA["$defs"][name]
+            for example in definition["examples"]:
+                self.assertTrue(validator(name).is_valid(example), example)
+                self.assertFalse(validator(name).is_valid({**example, "stray": 1}), example)
+            members = {member for example in definition["examples"] for member in example}
+            self.assertEqual(members, set(definition["properties"]))
 
     def test_a_success_with_an_error_and_a_failure_without_one_are_invalid(self):
         error = {"code": "internal", "message": "m", "hint": "h"}

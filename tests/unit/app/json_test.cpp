@@ -133,7 +133,7 @@ TEST(JsonResults, EveryOutcomeReasonAndSourceHasAWordOfTheSchema)
     {
         reasons.push_back(app::toJson(camera::Explanation{0, static_cast<camera::Why>(i), {}})["why"]);
     }
-    EXPECT_EQ(definitions["explainScheme"]["properties"]["why"]["enum"], reasons);
+    EXPECT_EQ(definitions["why"]["enum"], reasons);
     app::Json sources = app::Json::array();
     for (int i = 0; i <= static_cast<int>(camera::KeyExplanation::Source::nowhere); ++i)
     {
@@ -150,6 +150,44 @@ TEST(JsonResults, EveryOutcomeReasonAndSourceHasAWordOfTheSchema)
         kinds.push_back(app::toJson(state)["kind"]);
     }
     EXPECT_EQ(definitions["allowed"]["properties"]["kind"]["enum"], kinds);
+}
+
+TEST(JsonResults, EventsAreAsInTheExamplesOfTheSchema)
+{
+    using Kind = camera::Event::Kind;
+    camera::Event events[] = {{Kind::values, "ann"}, {Kind::scheme, ""}, {Kind::mode, ""},
+                              {Kind::night, ""},     {Kind::saved, ""},  {Kind::reset, ""}};
+    const int schemes[] = {0, 1, 1, 1, 2, -1};
+    app::Json documents = app::Json::array();
+    for (std::size_t i = 0; i < std::size(events); ++i)
+    {
+        events[i].number = i + 1;
+        events[i].scheme = schemes[i];
+        events[i].values = {{KEY_BRIGHTNESS, 60}};
+        events[i].why = camera::Why::window;
+        events[i].night = true;
+        documents.push_back(app::toJson(events[i]));
+    }
+    const app::Json definition = app::Json::parse(support::readFile(kSchema))["$defs"]["event"];
+    EXPECT_EQ(definition["examples"].dump(), documents.dump());
+    EXPECT_EQ(definition["properties"]["event"]["enum"].size(), std::size(events));
+}
+
+TEST(JsonResults, StoredValuesAreAsInTheExamplesOfTheSchema)
+{
+    const app::Json definition = app::Json::parse(support::readFile(kSchema))["$defs"]["storedValues"];
+    const camera::ValuesResult refused = {camera::Stored::valueRefused,
+                                          WINDOW_SOUND,
+                                          {{34, 300, 50, 50, camera::Outcome::refused, services::kOutOfRange, {}}}};
+    EXPECT_EQ(definition["examples"][0].dump(), app::toJson(refused).dump());
+    const camera::ValuesResult window = {camera::Stored::windowRefused, WINDOW_NOT_FORWARD, {}};
+    EXPECT_EQ(definition["examples"][1].dump(), app::toJson(window).dump());
+    app::Json words = app::Json::array();
+    for (int i = 0; i <= static_cast<int>(camera::Stored::sensorRefused); ++i)
+    {
+        words.push_back(app::toJson(camera::ValuesResult{static_cast<camera::Stored>(i), WINDOW_SOUND, {}})["stored"]);
+    }
+    EXPECT_EQ(definition["properties"]["stored"]["enum"], words);
 }
 
 TEST(JsonResults, ASchemeThatLacksAKeyIsLeftOutOfItsValues)

@@ -19,6 +19,20 @@ TEST(LibraryLines, WithoutColourAllSequencesAreLeftOut)
     EXPECT_EQ(lines.flush(), "") << "a reset alone is no line";
 }
 
+TEST(LibraryLines, OnlyColoursAreSequencesAndAllElseThatCouldSteerATerminalIsEscaped)
+{
+    for (const bool colour : {false, true})
+    {
+        app::LibraryLines lines("", colour);
+        const std::string end = colour ? "\033[0m\n" : "\n";
+        EXPECT_EQ(lines.feed("a\033[2Jb\n"), "a\\x1b[2Jb" + end);
+        EXPECT_EQ(lines.feed("\033]0;title\007\n"), "\\x1b]0;title\\x07" + end);
+        EXPECT_EQ(lines.feed("\033\033[31mx\033[0m\n"), (colour ? "\\x1b\033[31mx\033[0m" : "\\x1bx") + end);
+        EXPECT_EQ(lines.feed("\033[31\n"), "\\x1b[31" + end);
+        EXPECT_EQ(lines.feed("\xc3\xa4 \xff \xc2\x9b\n"), "\xc3\xa4 \\xff \\u009b" + end);
+    }
+}
+
 TEST(LibraryLines, WithColourEveryLineIsColouredAndReset)
 {
     app::LibraryLines lines("  | ", true);

@@ -2,40 +2,12 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <unistd.h>
-
-#include <thread>
 #include <unistd.h>
 
 #include <cstdio>
 #include <thread>
 
 namespace {
-
-TEST(WriteAll, WaitsForRoomAndLosesNothing)
-{
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
-    const std::string text(1000 * 1000, 'x');
-    std::string arrived;
-    std::thread reader([&] {
-        char buffer[4096];
-        while (arrived.size() < text.size())
-        {
-            pollfd more = {ends[0], POLLIN, 0};
-            poll(&more, 1, -1);
-            const ssize_t count = read(ends[0], buffer, sizeof buffer);
-            arrived.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
-        }
-    });
-    EXPECT_TRUE(app::writeAll(ends[1], text));
-    reader.join();
-    EXPECT_EQ(arrived, text);
-    close(ends[0]);
-    close(ends[1]);
-    EXPECT_FALSE(app::writeAll(ends[1], text));
-}
 
 using app::LibraryOutput;
 
@@ -82,6 +54,26 @@ TEST(LibraryOutput, TakesFromSeveralThreads)
     EXPECT_EQ(text.size(), 1000 * (std::string("  | other\n").size() + std::string("  | own\n").size()));
 }
 
+TEST(LibraryOutput, KeepsLinesBackAndShowsReportsInOneLineEach)
+{
+    LibraryOutput output(LibraryOutput::Way::keptBack);
+    std::printf("one\n\033[0m\033[31m[sensor assert] file:x\nfailed\n\033[0mtwo");
+    EXPECT_EQ(output.take(), "  | [sensor assert] file:x failed\n");
+    EXPECT_EQ(output.take(), "");
+    EXPECT_EQ(output.kept(), (std::deque<std::string>{"one", "[sensor assert] file:x", "failed", "two"}));
+    EXPECT_EQ(output.takeAll(), "  | one\n  | [sensor assert] file:x\n  | failed\n  | two\n");
+}
+
+TEST(LibraryOutput, WithoutKeepingLinesBackAllThereAreIsWhatWasNotTaken)
+{
+    LibraryOutput output(LibraryOutput::Way::collected);
+    std::printf("one\n");
+    output.take();
+    std::printf("two\n");
+    EXPECT_EQ(output.takeAll(), "  | two\n");
+    EXPECT_FALSE(output.kept());
+}
+
 TEST(LibraryOutput, GivesStandardOutputBack)
 {
     int ends[2];
@@ -92,7 +84,7 @@ TEST(LibraryOutput, GivesStandardOutputBack)
     {
         LibraryOutput output(LibraryOutput::Way::collected);
         std::printf("the library's\n");
-        ASSERT_EQ(write(output.answerDescriptor(), "answer\n", 7), 7);
+        output.answers().print("answer\n");
     }
     std::printf("later\n");
     std::fflush(stdout);

@@ -71,7 +71,8 @@ TEST(Options, HelpAndVersionEndWithSuccess)
 
 TEST(Options, TheCopyInsideGetsTheSameOnes)
 {
-    std::optional<app::Options> outer = read({"--speed", "0.5", "--at", "7:05", "--json", "exec", "set a=1", "--get"});
+    std::optional<app::Options> outer =
+        read({"--speed", "0.5", "--at", "7:05", "--json", "--verbose", "exec", "set a=1", "--get"});
     ASSERT_TRUE(outer);
     outer->model = "dome";
     const std::optional<app::Options> inner = read(app::insideArguments(*outer, 7, 8));
@@ -83,6 +84,7 @@ TEST(Options, TheCopyInsideGetsTheSameOnes)
     EXPECT_EQ(inner->speed, 0.5);
     EXPECT_EQ(inner->startMinutes, 425);
     EXPECT_TRUE(inner->json);
+    EXPECT_TRUE(inner->verbose);
     EXPECT_EQ(inner->commands, outer->commands);
 }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace {
 
 app::Words split(const std::string& line)
@@ -35,6 +37,28 @@ TEST(CommandLine, AnOpenQuotationIsAMistake)
     std::string error;
     EXPECT_FALSE(app::splitWords("get 'x", error));
     EXPECT_NE(error.find("get 'x"), std::string::npos);
+}
+
+TEST(CommandLine, WhatIsTypedEndsInTheWordAtTheCursor)
+{
+    const auto typed = [](const std::string& line) {
+        const app::TypedLine read = app::splitTyped(line);
+        return std::make_tuple(read.before, read.word, read.begin);
+    };
+    EXPECT_EQ(typed(""), std::make_tuple(app::Words(), "", 0u));
+    EXPECT_EQ(typed("set 'a b' c"), std::make_tuple(app::Words{"set", "a b"}, "c", 10u));
+    EXPECT_EQ(typed("set a "), std::make_tuple(app::Words{"set", "a"}, "", 6u));
+    EXPECT_EQ(typed("set x='a b"), std::make_tuple(app::Words{"set"}, "x=a b", 4u));
+}
+
+TEST(CommandLine, AQuotedWordIsReadBackAsItWas)
+{
+    EXPECT_EQ(app::quotedWord("Both"), "Both");
+    EXPECT_EQ(app::quotedWord("1/25 s"), "'1/25 s'");
+    for (const char* word : {"", "a b", "it's", "\"x\"", "back\\slash", "'", "tab\t"})
+    {
+        EXPECT_EQ(split(app::quotedWord(word)), app::Words{word});
+    }
 }
 
 TEST(Numbers, AreWholeAndWithin32Bits)

@@ -20,6 +20,7 @@ using support::Victims;
 
 constexpr char kHome[] = "/tmp/home";
 constexpr char kState[] = "/tmp/home/state";
+constexpr int kRefusalSeconds = 5;  // what is promised; a sanitized build takes a fifth of one on a busy machine
 
 const char* const kFolders[] = {
     "mnt",
@@ -85,11 +86,11 @@ protected:
         support::PrivateTreeTest::TearDown();
     }
 
-    int run(const std::vector<std::string>& commands)
+    int run(const std::vector<std::string>& commands, int seconds = 60)
     {
         std::vector<std::string> words = {support::kSensorcam, "--state", kState, "--speed", "20", "exec"};
         words.insert(words.end(), commands.begin(), commands.end());
-        SensorcamRun sensorcam(SensorcamRun::Command{support::asUser(GetParam(), words)});
+        SensorcamRun sensorcam(SensorcamRun::Command{support::asUser(GetParam(), words, seconds)});
         const int status = sensorcam.end();
         out_ = sensorcam.out;
         errors_ = sensorcam.err;
@@ -106,7 +107,7 @@ protected:
             fs::rename(path, aside);
         }
         plant(path, victim);
-        const int status = run({"reset"});
+        const int status = run({"reset"}, kRefusalSeconds);
         EXPECT_EQ(status, 3) << path << "\n" << errors_;
         EXPECT_TRUE(has(errors_, "sensorcam: " + path + " ")) << path << "\n" << errors_;
         EXPECT_EQ(victims_.state(), before_) << path;
@@ -183,6 +184,16 @@ TEST_P(PlantedFilesTest, SecondNamesOfOtherFilesAreRefused)
     expectRefusalEverywhere(plant, "");
 }
 
+TEST_P(PlantedFilesTest, ANameDoesNotReachTheTerminalAsAnOrder)
+{
+    const std::string link = std::string(kState) + "/\x1b[2Jx";
+    fs::create_symlink("/nowhere", link);
+    support::giveTo(GetParam(), link);
+    EXPECT_EQ(run({"status"}), 3);
+    EXPECT_TRUE(has(errors_, "sensorcam: " + std::string(kState) + "/\\x1b[2Jx is a symbolic link")) << errors_;
+    EXPECT_FALSE(has(errors_, "\x1b")) << errors_;
+}
+
 // Only root can make them.
 using PlantedByRootTest = PlantedFilesTest;
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(PlantedByRootTest);
@@ -212,6 +223,21 @@ TEST_P(PlantedByRootTest, FilesAndFoldersOfOtherUsersAreRefused)
     expectRefusalEverywhere(plant, "");
 }
 
+// A state folder may be root's.
+using RootsFolderTest = PlantedFilesTest;
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(RootsFolderTest);
+
+TEST_P(RootsFolderTest, IsRefusedWhenAGroupMayPutSomethingIntoIt)
+{
+    ASSERT_EQ(chown(kState, 0, support::kOrdinaryUser), 0);
+    fs::permissions(kState, fs::perms{0775});
+    EXPECT_EQ(run({"status"}), 3);
+    EXPECT_TRUE(has(errors_, std::string("sensorcam: ") + kState + " is another user's folder, in which a group"))
+        << errors_;
+    fs::permissions(kState, fs::perms{0755});
+    EXPECT_EQ(run({"get brightness"}), 0) << errors_;
+}
+
 std::string nameOfUser(const testing::TestParamInfo<User>& info)
 {
     return support::nameOf(info.param);
@@ -220,6 +246,10 @@ std::string nameOfUser(const testing::TestParamInfo<User>& info)
 INSTANTIATE_TEST_SUITE_P(As, PlantedFilesTest, testing::ValuesIn(support::users()), nameOfUser);
 INSTANTIATE_TEST_SUITE_P(As, PlantedByRootTest,
                          testing::ValuesIn(support::users().size() > 1 ? support::users() : std::vector<User>{}),
+                         nameOfUser);
+INSTANTIATE_TEST_SUITE_P(As, RootsFolderTest,
+                         testing::ValuesIn(support::users().size() > 1 ? std::vector<User>{User::ordinary}
+                                                                       : std::vector<User>{}),
                          nameOfUser);
 
 }  // namespace

@@ -59,6 +59,8 @@ expect "the status of a command that failed comes through" 1 $?
 expect "to somebody too who has no wish to hear of children" 1 $?
 camera one exec status >/dev/full
 expect "answers that nobody gets are a failure" 1 $?
+expect "with the reason" "sensorcam: answers cannot be written to standard output: No space left on device" \
+    "$(cat "$work/errors")"
 camera one --model dome exec status >/dev/null
 expect "another model on the same folder is refused" 3 $?
 
@@ -150,7 +152,9 @@ expect "--inside outside of the private tree is refused" 3 $?
 
 # Closed standard descriptors: answers must not land in the first file that is opened.
 camera two exec status >&- <&-
-expect "without standard input and output it runs" 0 $?
+expect "without standard output answers are a failure" 1 $?
+expect "with the reason too" "sensorcam: answers cannot be written to standard output: Bad file descriptor" \
+    "$(cat "$work/errors")"
 expect "and the lock file holds the process only" 1 "$(wc -l <"$work/two/lock")"
 
 # As on a full disk: the merged style document cannot be written.

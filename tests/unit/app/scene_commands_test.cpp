@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/KeyRows.h"
 #include "tests/support/PrivateTree.h"
 #include "tests/unit/app/SensorcamRun.h"
 
@@ -144,7 +146,7 @@ TEST_F(SceneCommandsTest, RestoreSendsAStoredValueAgain)
 TEST_F(SceneCommandsTest, KeysAndHelpListEverything)
 {
     const Ended ended = execute({"keys"}, {"--json"});
-    EXPECT_EQ(lastDocument(ended.out)["keys"].size(), 87u);
+    EXPECT_EQ(lastDocument(ended.out)["keys"].size(), std::size(support::kKeyRows));
     const Ended help = execute({"help", "help window"});
     EXPECT_EQ(help.status, 0);
     for (const char* name :

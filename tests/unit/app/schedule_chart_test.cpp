@@ -72,6 +72,112 @@ TEST(ScheduleChart, FitsIntoEightyColumnsAtAnyTime)
     }
 }
 
+// What a licence-plate camera has to say is the longest.
+camera::Schedule longest()
+{
+    camera::Schedule day = schedule({window(true, 8, 30, 18, 0), window(false, 22, 0, 6, 0)});
+    day.byDayAndNight = true;
+    day.automatic = false;
+    day.minutes = 9 * 60 + 5;
+    return day;
+}
+
+TEST(ScheduleChart, DrawsHalfHoursInEightyColumns)
+{
+    EXPECT_EQ(app::drawSchedule(longest()), R"(time 09:05, mode manual (the clock chooses nothing), scheme 0 in force
+
+             00    03    06    09    12    15    18    21    24
+  scheme 0   .................###################............  08:30-18:00 on
+  scheme 1   ................................................  22:00-06:00 off
+  by clock   *****************0000000000000000000************
+                               ^ 09:05
+
+  # window on   - window off   d default scheme   * day or night chooses
+  Where windows overlap, the lowest scheme wins.
+  Outside all windows: scheme 0 by day, 1 by night, sent with KEY_DN_MODE 0.
+
+by the clock:
+  00:00-08:30  scheme 0 by day, scheme 1 by night
+  08:30-18:00  scheme 0
+  18:00-24:00  scheme 0 by day, scheme 1 by night
+! scheme 1 can never hold: its window 22:00-06:00 does not end after its start.
+  No window runs over midnight; use two schemes, up to 24:00 and from 00:00.
+)");
+}
+
+TEST(ScheduleChart, DrawsHoursInFortyColumns)
+{
+    EXPECT_EQ(app::drawSchedule(longest(), 40), R"(time 09:05, mode manual (the clock
+  chooses nothing), scheme 0 in force
+
+             00 03 06 09 12 15 18 21 24
+  scheme 0   ........##########......
+             08:30-18:00 on
+  scheme 1   ........................
+             22:00-06:00 off
+  by clock   *********000000000******
+                      ^ 09:05
+
+  # window on   - window off
+  d default scheme
+  * day or night chooses
+  Where windows overlap, the lowest
+  scheme wins.
+  Outside all windows: scheme 0 by day,
+  1 by night, sent with KEY_DN_MODE 0.
+
+by the clock:
+  00:00-08:30  scheme 0 by day, scheme 1
+               by night
+  08:30-18:00  scheme 0
+  18:00-24:00  scheme 0 by day, scheme 1
+               by night
+! scheme 1 can never hold: its window
+  22:00-06:00 does not end after its
+  start.
+  No window runs over midnight; use two
+  schemes, up to 24:00 and from 00:00.
+)");
+}
+
+TEST(ScheduleChart, ListsTheWindowsWhereItHasNoRoom)
+{
+    camera::Schedule day = schedule({window(true, 8, 0, 18, 0), window(false, 0, 0, 24, 0)});
+    EXPECT_EQ(app::drawSchedule(day, 39), R"(time 00:00, mode auto, scheme 0 in
+  force
+
+The chart needs a terminal of 40
+columns.
+  scheme 0   08:00-18:00 on
+  scheme 1   00:00-24:00 off
+  Where windows overlap, the lowest
+  scheme wins.
+
+by the clock:
+  00:00-08:00  the default scheme (2)
+  08:00-18:00  scheme 0
+  18:00-24:00  the default scheme (2)
+)");
+}
+
+TEST(ScheduleChart, FitsIntoAnyWidth)
+{
+    camera::Schedule day = longest();
+    day.windows.push_back(window(true, 24, 30, 24, 0));
+    for (int width = 28; width < 120; ++width)
+    {
+        for (day.minutes = 0; day.minutes < 1440; day.minutes += 30)
+        {
+            std::size_t length = 0;
+            for (char c : app::drawSchedule(day, width))
+            {
+                length = c == '\n' ? 0 : length + 1;
+                ASSERT_LE(length, static_cast<std::size_t>(width)) << day.minutes;
+            }
+        }
+    }
+}
+
 TEST(ScheduleChart, SaysWhyAWindowCanNeverHold)
 {
     const struct

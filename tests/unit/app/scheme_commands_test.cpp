@@ -89,14 +89,25 @@ TEST_F(SchemeCommandsTest, ASaveThatCannotBeWrittenIsAFailure)
     EXPECT_EQ(lastDocument(execute({"get brightness"}, {"--json"}).out)["values"][0]["value"], 50);
 }
 
+TEST_F(SchemeCommandsTest, TheChartIsAsWideAsTheTerminal)
+{
+    const std::string line =
+        std::string("stty cols 40 && exec ") + support::kSensorcam + " --in-place --speed 20 exec schemes";
+    support::SensorcamRun run(support::SensorcamRun::Command{{"/bin/sh", "-c", line}},
+                              support::SensorcamRun::Terminal::pseudo);
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+    EXPECT_TRUE(has(run.out, "             00 03 06 09 12 15 18 21 24\r\n")) << run.out;
+    EXPECT_TRUE(has(execute({"schemes"}).out, "00    03    06")) << "no terminal";
+}
+
 TEST_F(SchemeCommandsTest, SaveExplainsARefusedWindow)
 {
     const struct
     {
         const char* set;
         const char* code;
-    } cases[] = {{"set scheme_start_hour=25", "code 505"},
-                 {"set scheme_end_hour=25", "code 506"},
+    } cases[] = {{"set scheme_start_hour=24 scheme_start_min=1", "code 505"},
+                 {"set scheme_end_hour=24 scheme_end_min=1", "code 506"},
                  {"set scheme_start_hour=22 scheme_end_hour=6", "code 507"}};
     for (const auto& entry : cases)
     {

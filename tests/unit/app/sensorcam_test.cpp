@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "app/Models.h"
 #include "tests/support/PrivateTree.h"
 #include "tests/unit/app/SensorcamRun.h"
 
@@ -51,6 +52,52 @@ TEST_F(SensorcamTest, ReloadGoesBackToWhatWasSaved)
     EXPECT_EQ(ended.status, 0) << ended.err;
     EXPECT_TRUE(has(ended.out, "KEY_BRIGHTNESS = 70 %  (was 60)")) << ended.out;
     EXPECT_TRUE(has(ended.out, "\nKEY_BRIGHTNESS = 60\n")) << ended.out;
+}
+
+TEST_F(SensorcamTest, AChoiceIsSetByItsLabelAndAnsweredWithIt)
+{
+    const Ended ended = execute(
+        {"set MIRROR=both wb_mode='one push' brightness=60", "set mirror=3", "set mirror=off", "explain mirror"});
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_EQ(ended.out.find("KEY_MIRROR = 3 Both  (was 0 Off)\n"
+                             "KEY_WB_MODE = 7 One push  (was 0 Automatic)\n"
+                             "KEY_BRIGHTNESS = 60 %  (was 50)\n"
+                             "KEY_MIRROR = 3 Both  (unchanged, not sent again)\n"
+                             "KEY_MIRROR = 0 Off  (was 3 Both)\n"
+                             "KEY_MIRROR = 0 Off, of scheme 0\n"),
+              0u)
+        << ended.out;
+}
+
+TEST_F(SensorcamTest, DefaultBringsBackFactoryValuesOfSomeKeys)
+{
+    const Ended ended = execute({"set mirror=3 brightness=60 contrast=10", "save", "default mirror brightness",
+                                 "get mirror brightness contrast"});
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_TRUE(has(ended.out, "KEY_MIRROR = 0 Off  (was 3 Both)\nKEY_BRIGHTNESS = 50 %  (was 60)\n"
+                               "KEY_MIRROR = 0  Off\nKEY_BRIGHTNESS = 50\nKEY_CONTRAST = 10\n"))
+        << ended.out;
+    EXPECT_EQ(execute({"get mirror brightness"}).out, "KEY_MIRROR = 3  Both\nKEY_BRIGHTNESS = 60\n") << "not saved";
+    const json answer = documentsOf(execute({"default brightness"}, {"--json"}).out).at(0);
+    EXPECT_EQ(answer["values"][0]["value"], 50);
+    for (const char* line : {"default", "default nonsense", "default brightness 34", "default brightness nonsense"})
+    {
+        EXPECT_EQ(execute({line}).status, 1) << line;
+    }
+    EXPECT_EQ(execute({"get brightness"}).out, "KEY_BRIGHTNESS = 60\n");
+}
+
+TEST_F(SensorcamTest, WhatIsToldOfAWindowsPartsIsWhatASetTakes)
+{
+    EXPECT_TRUE(has(execute({"keys start_min"}).out, "0..59 min\n"));
+    const Ended ended = execute({"set scheme_start_min=75"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TRUE(has(ended.err, "KEY_SCHEME_START_MIN refused: 75 is not allowed; allowed: 0..59 min.\n")) << ended.err;
+    EXPECT_EQ(execute({"set scheme_end_hour=25"}).status, 1);
+    EXPECT_EQ(execute({"text '(8000,2)'"}).status, 1);
+    EXPECT_EQ(execute({"set scheme_enable=off scheme_end_hour=24 scheme_start_min=59"}).out,
+              "KEY_SCHEME_ENABLE = 0 Off  (was 1 On)\nKEY_SCHEME_END_HOUR = 24 h  (unchanged, not sent again)\n"
+              "KEY_SCHEME_START_MIN = 59 min  (was 0)\n");
 }
 
 TEST_F(SensorcamTest, AFactoryResetMakesANewCameraAndServesItsTextsAgain)
@@ -200,7 +247,7 @@ TEST_F(SensorcamTest, AnotherModelOnTheSameFilesIsRefused)
 
 TEST_F(SensorcamTest, EveryModelStartsWithASchemeThatCanBeSaved)
 {
-    for (const char* model : {"fixed", "dome", "lpr", "fisheye"})
+    for (const char* model : app::kModelNames)
     {
         support::wipeTree();
         const Ended ended = execute({"status", "all", "style", "save"}, {"--json", "--model", model});
@@ -239,7 +286,14 @@ TEST_F(SensorcamTest, APromptOffersEditingCompletionAndSetsTheLibraryOff)
     EXPECT_TRUE(has(support::readFile("/mnt/mtd/sensorcam/history"), "get"));
 }
 
-TEST_F(SensorcamTest, AtThePromptCtrlCEndsAWatchThenALineThenTheCamera)
+void leave(SensorcamRun& run)
+{
+    run.waitFor("camera> ");
+    run.type("\x04");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+}
+
+TEST_F(SensorcamTest, AtThePromptCtrlCEndsAWatchThenALineAndNeverTheCamera)
 {
     SensorcamRun run({"shell"}, SensorcamRun::Terminal::pseudo);
     run.waitFor("camera> ");
@@ -255,8 +309,245 @@ TEST_F(SensorcamTest, AtThePromptCtrlCEndsAWatchThenALineThenTheCamera)
     run.type("get contrast\n");
     run.waitFor("KEY_CONTRAST = 50");
     run.waitFor("camera> ");
-    run.type("\x03");
-    EXPECT_EQ(run.waitForEnd(), 128 + SIGINT);
+    for (int i = 0; i < 2; ++i)
+    {
+        run.type("\x03");
+        run.waitFor("^C\r\n'quit' or Ctrl-D ends the camera.\r\n");
+        run.waitFor("camera> ");
+    }
+    run.type("\x04");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+}
+
+constexpr char kNotSaved[] = "sensorcam: these values are not saved:\r\n"
+                             "  scheme 0: KEY_BRIGHTNESS=60 KEY_CONTRAST=10\r\n"
+                             "  scheme 1: KEY_BRIGHTNESS=70\r\n"
+                             "'save' keeps those of the scheme in force; 'quit' again gives them up\r\n";
+
+TEST_F(SensorcamTest, AtThePromptQuitAndCtrlDSayFirstWhatIsNotSaved)
+{
+    SensorcamRun run({"shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    for (const char* line : {"set contrast=10 brightness=60", "mode manual", "scheme 1", "set brightness=70"})
+    {
+        run.type(std::string(line) + "\n");
+        run.waitFor("\ncamera> ");
+    }
+    run.type("quit now\n");
+    run.waitFor("usage: quit [--discard]");
+    run.waitFor("camera> ");
+    for (const char* leave : {"quit\n", "exit\n", "\x04"})
+    {
+        run.type(leave);
+        run.waitFor(kNotSaved);
+        run.waitFor("camera> ");
+        run.type("get brightness\n");
+        run.waitFor("KEY_BRIGHTNESS = 70");
+        run.waitFor("camera> ");
+    }
+    run.type("quit\n");
+    run.waitFor(kNotSaved);
+    run.waitFor("camera> ");
+    run.type("\x04");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+}
+
+TEST_F(SensorcamTest, AtThePromptQuitGivesUpWhatIsNotSavedWhenItIsToldTo)
+{
+    SensorcamRun run({"shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    run.type("set brightness=60\n");
+    run.waitFor("(was 50)");
+    run.waitFor("camera> ");
+    run.type("quit --discard\n");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+    EXPECT_FALSE(has(run.out, "not saved")) << run.out;
+    EXPECT_EQ(execute({"get brightness"}).out, "KEY_BRIGHTNESS = 50\n");
+}
+
+TEST_F(SensorcamTest, AtThePromptQuitAsksNothingWhenAllIsSaved)
+{
+    SensorcamRun run({"shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    run.type("set brightness=60\n");
+    run.waitFor("(was 50)");
+    run.waitFor("camera> ");
+    run.type("save\n");
+    run.waitFor("scheme 0 saved");
+    run.waitFor("camera> ");
+    run.type("quit\n");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
+}
+
+TEST_F(SensorcamTest, AScriptQuitsWithoutBeingAsked)
+{
+    const Ended ended = support::runToEnd({"shell"}, "set brightness=60\nquit\nget brightness\n");
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_EQ(ended.out, "KEY_BRIGHTNESS = 60 %  (was 50)\n");
+}
+
+TEST_F(SensorcamTest, APromptKeepsTheLibrarysLinesBackButForReports)
+{
+    SensorcamRun run({"--model", "lpr", "shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    EXPECT_FALSE(has(run.out, "  | ")) << run.out;
+    run.type("output\n");
+    run.waitFor("\ndnaCmdList.cmd_list[0] = dnaParamList.items_cnt(18)\r\n");
+    run.waitFor("camera> ");
+    run.type("get 999\n");
+    run.waitFor("\n  | [sensor assert] file:ISensorController fun:getParameter line:101 SNS_SUCCESS == "
+                "doIaCmd(p_nKey, IA_CMD_OPT_GET, &p_nVal)   ~~~Assertion failed.\r\nsensorcam: key 999");
+    run.waitFor("camera> ");
+    run.type("output 1\n");
+    run.waitFor("output 1\r\nget key(999) val from 2a err\r\n");
+    leave(run);
+}
+
+TEST_F(SensorcamTest, AVerbosePromptShowsTheLibrarysLinesAsTheyCome)
+{
+    SensorcamRun run({"--verbose", "--model", "lpr", "shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("dnaCmdList.cmd_list[0] = dnaParamList.items_cnt(18)");
+    run.waitFor("model    lpr");
+    run.waitFor("camera> ");
+    run.type("output\n");
+    run.waitFor("no lines are kept back here");
+    leave(run);
+}
+
+TEST_F(SensorcamTest, WhatTheLibrarySaidOfAFailedStartIsNotLost)
+{
+    ASSERT_EQ(execute({"status"}).status, 0);
+    support::writeFile("/mnt/mtd/sign/Debug.sign", "6\n");
+    support::writeFile(support::kStyleFile, "no document");
+    SensorcamRun prompt({"shell"}, SensorcamRun::Terminal::pseudo);
+    EXPECT_EQ(prompt.waitForEnd(), 3);
+    const std::size_t said = prompt.out.find("  | open file:" + std::string(support::kStyleFile));
+    EXPECT_LT(said, prompt.out.find("sensorcam: the camera has no parameters")) << prompt.out;
+    const Ended script = support::runToEnd({"shell"});
+    EXPECT_EQ(script.status, 3);
+    EXPECT_TRUE(has(script.out, "  | open file:" + std::string(support::kStyleFile))) << script.out;
+}
+
+TEST_F(SensorcamTest, WhatCouldSteerATerminalIsEscaped)
+{
+    const Ended text = execute({"get \x1b[2J\xc2\x9b\xff\xc3\xa4"});
+    EXPECT_TRUE(has(text.err, "\\x1b[2J\\u009b\\xff\xc3\xa4")) << text.err;
+    EXPECT_FALSE(has(text.err, "\x1b")) << text.err;
+    const Ended document = execute({"x\x7f\xc2\x9b"}, {"--json"});
+    EXPECT_TRUE(has(document.out, "{\"command\":\"x\\u007f\\u009b\",")) << document.out;
+    EXPECT_EQ(documentsOf(document.out).at(0)["command"], "x\x7f\xc2\x9b");
+    const Ended usage = support::runToEnd({"--speed", "\x1b[2J", "shell"});
+    EXPECT_TRUE(has(usage.err, "\\x1b[2J is no speed")) << usage.err;
+}
+
+TEST_F(SensorcamTest, ALineOfAScriptThatHoldsAZeroByteIsNotRun)
+{
+    const std::string script = std::string("get brightness\nset contrast=1") + '\0' + "0\nget contrast\n" + '\0';
+    const Ended ended = support::runToEnd({"shell"}, script);
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.out, "KEY_BRIGHTNESS = 50\nKEY_CONTRAST = 50\n");
+    EXPECT_TRUE(has(ended.err, "sensorcam: line 2 holds a zero byte, so it is no text; not run\n"
+                               "sensorcam: line 4 holds a zero byte, so it is no text; not run\n"))
+        << ended.err;
+}
+
+// As a shell starts it: sensorcam's arguments follow.
+Ended runByShell(const std::string& how, const std::vector<std::string>& arguments)
+{
+    std::vector<std::string> words = {"/bin/bash", "-c", how, support::kSensorcam, "--in-place", "--speed", "20"};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    SensorcamRun run(SensorcamRun::Command{words});
+    const int status = run.end();
+    return {status, run.out, run.err};
+}
+
+TEST_F(SensorcamTest, AnswersThatCannotBeWrittenAreAFailure)
+{
+    ASSERT_EQ(execute({"status"}).status, 0);
+    for (const auto& [how, reason] : {std::pair{"exec \"$0\" \"$@\" >/dev/full", "No space left on device"},
+                                      std::pair{"exec \"$0\" \"$@\" >&-", "Bad file descriptor"}})
+    {
+        const std::string told =
+            std::string("sensorcam: answers cannot be written to standard output: ") + reason + "\n";
+        const Ended exec = runByShell(how, {"exec", "get brightness", "set brightness=60", "save"});
+        EXPECT_EQ(exec.status, 1) << how;
+        EXPECT_EQ(exec.err, told + "sensorcam: not run: set brightness=60\nsensorcam: not run: save\n");
+        const Ended usage = runByShell(how, {"--json", "exec"});
+        EXPECT_EQ(usage.status, 2) << how;
+        EXPECT_TRUE(has(usage.err, told + "sensorcam: COMMAND is required")) << usage.err;
+        const Ended help = runByShell(how, {"--help"});
+        EXPECT_EQ(help.status, 1) << how;
+        EXPECT_EQ(help.err, told);
+        const Ended quiet = runByShell(how, {"exec", "quit"});
+        EXPECT_EQ(quiet.status, 0) << "there was nothing to write";
+    }
+    EXPECT_EQ(execute({"get brightness"}).out, "KEY_BRIGHTNESS = 50\n");
+}
+
+TEST_F(SensorcamTest, AReaderThatHasGoneEndsItQuietlyAsSigpipeWould)
+{
+    ASSERT_EQ(execute({"status"}).status, 0);
+    const std::string how = "\"$0\" \"$@\" | true; exit \"${PIPESTATUS[0]}\"";
+    for (int i = 0; i < 2; ++i)
+    {
+        // 'true' has ended before the first answer: the camera's start takes longer.
+        const Ended ended = runByShell(how, {"exec", "watch 60", "set brightness=60", "save"});
+        EXPECT_EQ(ended.status, 128 + SIGPIPE);
+        EXPECT_EQ(ended.err, "");
+    }
+    EXPECT_EQ(execute({"get brightness"}).out, "KEY_BRIGHTNESS = 50\n");
+}
+
+// A pipe that holds as much as it can and is not read.
+class StuckPipe
+{
+public:
+    StuckPipe()
+    {
+        EXPECT_EQ(pipe2(ends_, O_NONBLOCK), 0);
+        const std::string much(4096, 'x');
+        while (write(ends_[1], much.data(), much.size()) > 0)
+        {
+        }
+        fcntl(ends_[1], F_SETFL, 0);
+    }
+    ~StuckPipe()
+    {
+        close(ends_[0]);
+        close(ends_[1]);
+    }
+    StuckPipe(const StuckPipe&) = delete;
+    StuckPipe& operator=(const StuckPipe&) = delete;
+
+    std::string number() const { return std::to_string(ends_[1]); }
+
+private:
+    int ends_[2];
+};
+
+// In place, with a standard error that nobody reads: the status after SIGTERM, sent when this has been answered.
+int statusAfterSigterm(const std::vector<std::string>& commands, const std::string& answered)
+{
+    EXPECT_EQ(execute({"status"}).status, 0);
+    const StuckPipe pipe;
+    std::vector<std::string> words = {
+        "/bin/bash", "-c",  "exec \"$0\" \"$@\" 2>&" + pipe.number(), support::kSensorcam, "--in-place", "--speed",
+        "20",        "exec"};
+    words.insert(words.end(), commands.begin(), commands.end());
+    SensorcamRun run(SensorcamRun::Command{words});
+    run.waitFor(answered);
+    run.sendSignal(SIGTERM);
+    return run.waitForEnd();
+}
+
+TEST_F(SensorcamTest, InPlaceACameraWhoseLibraryLinesNobodyReadsIsKilledAtTheLimit)
+{
+    EXPECT_EQ(statusAfterSigterm({"trace 7", "reload", "watch"}, "trace level 7"), 128 + SIGKILL);
+}
+
+TEST_F(SensorcamTest, InPlaceACameraWhoseLastWordsNobodyReadsIsKilledAtTheLimit)
+{
+    EXPECT_EQ(statusAfterSigterm({"watch", "status"}, "watching"), 128 + SIGKILL);
 }
 
 TEST_F(SensorcamTest, CtrlCAtThePromptDropsTheWholeLineWhereverTheCursorIs)
@@ -345,6 +636,24 @@ TEST_F(SensorcamTest, AtThePromptNumbersKeepTheirPointWhateverTheLocale)
     run.type("\x04");
     EXPECT_EQ(run.waitForEnd(), 0) << run.out;
     EXPECT_FALSE(has(run.out, ",50 lux")) << run.out;
+}
+
+TEST_F(SensorcamTest, APromptCompletesKeysAndTheLabelsOfTheirValues)
+{
+    SensorcamRun run({"shell"}, SensorcamRun::Terminal::pseudo);
+    run.waitFor("camera> ");
+    run.type("set mirr\tbo\twb_m\tone\t\n");
+    run.waitFor("KEY_MIRROR = 3 Both  (was 0 Off)");
+    run.waitFor("KEY_WB_MODE = 7 One push");
+    run.waitFor("camera> ");
+    run.type("set fix_shutter='1/2\t");
+    run.waitFor("fix_shutter='1/25 s'");
+    run.waitFor("fix_shutter='1/250 s'");
+    run.type("50\t\n");
+    run.waitFor("KEY_FIX_SHUTTER = 14 1/250 s");
+    run.waitFor("camera> ");
+    run.type("quit --discard\n");
+    EXPECT_EQ(run.waitForEnd(), 0) << run.out;
 }
 
 TEST_F(SensorcamTest, OnlySchemesWithAWindowAreOfferedForOne)

@@ -1,6 +1,7 @@
 #include <future>
 
 #include "SensorFlags.h"
+#include "camera/KeyNames.h"
 #include "camera/SchemeFile.h"
 #include "tests/unit/camera/CameraFixture.h"
 
@@ -116,6 +117,7 @@ TEST_F(CameraApplying, ADryRunAnswersTheSameAndSendsNothing)
         {{KEY_BRIGHTNESS, 61}, {KEY_CONTRAST, 50}, {KEY_SCHEME_START_HOUR, 7}},
         {{KEY_BRIGHTNESS, 62}, {KEY_BRIGHTNESS, 62}, {KEY_CONTRAST, 101}, {KEY_SATURATION, 1}},
         {{999999, 1}, {KEY_BRIGHTNESS, 63}},
+        {{KEY_BRIGHTNESS, 64}, {KEY_SCHEME_START_MIN, 75}, {KEY_CONTRAST, 51}},
     };
     for (const std::vector<camera::Value>& list : lists)
     {
@@ -129,6 +131,66 @@ TEST_F(CameraApplying, ADryRunAnswersTheSameAndSendsNothing)
         EXPECT_EQ(planned.refused, done.refused);
         EXPECT_EQ(planned.ok(), done.ok());
     }
+}
+
+TEST_F(CameraApplying, APartThatNoWindowCanHaveEndsTheList)
+{
+    begin();
+    const camera::ApplyResult result = c().apply({{KEY_BRIGHTNESS, 61}, {KEY_SCHEME_START_MIN, 75}});
+    EXPECT_EQ(outcomes(result), (Outcomes{Outcome::applied, Outcome::refused}));
+    EXPECT_EQ(result.refusedKey, KEY_SCHEME_START_MIN);
+    EXPECT_EQ(result.keys[1].status, services::kOutOfRange);
+    ASSERT_TRUE(result.keys[1].allowed);
+    EXPECT_EQ(result.keys[1].allowed->allowed.maximum, 59);
+    EXPECT_EQ(c().schemeValue(0, KEY_SCHEME_START_MIN), 0);
+    EXPECT_EQ(c().apply({{KEY_SCHEME_END_HOUR, 24}, {KEY_SCHEME_END_MIN, 59}}).refused, std::nullopt);
+    EXPECT_EQ(c().apply({{KEY_SCHEME_START_HOUR, 25}, {KEY_BRIGHTNESS, 62}}).refused, 0u);
+    EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 61);
+}
+
+// The window comes from a scheme file that another program wrote.
+TEST_F(CameraApplying, APartThatIsHeldAlreadyIsUnchangedWhateverItIs)
+{
+    installModel("fixed");
+    start();
+    std::vector<KeyVal> records = camera::readSchemeFile(0);
+    ASSERT_EQ(records.at(2).key, static_cast<u32>(KEY_SCHEME_START_MIN));
+    records[2].value = 75;
+    ASSERT_TRUE(camera::writeSchemeFile(0, records));
+    start();
+    c().setMode(false);
+    c().setScheme(0);
+    EXPECT_EQ(outcomes(c().apply({{KEY_SCHEME_START_MIN, 75}})), Outcomes{Outcome::unchanged});
+}
+
+TEST_F(CameraApplying, NothingBeyondTheToldLimitsOfAnyKeyIsTaken)
+{
+    begin();
+    for (const camera::KeyName& row : camera::keyNames())
+    {
+        const auto limits = camera::limitsOfKey(c().service(), row.key);
+        if (!limits)
+        {
+            continue;
+        }
+        for (const int value : {limits->allowed.minimum - 1, limits->allowed.maximum + 1})
+        {
+            const Outcome outcome = c().apply({{row.key, value}}).keys.at(0).outcome;
+            EXPECT_EQ(outcome, row.refusalIsPassedOver ? Outcome::heldBack : Outcome::refused) << row.name << value;
+        }
+    }
+}
+
+TEST_F(CameraApplying, TheFactoryValueIsWhatAResetWouldMakeOfAKey)
+{
+    begin();
+    c().apply({{KEY_BRIGHTNESS, 61}});
+    c().save();
+    EXPECT_EQ(c().factoryValue(KEY_BRIGHTNESS), 50);
+    EXPECT_EQ(c().factoryValue(KEY_SCHEME_END_HOUR), 24);
+    EXPECT_EQ(c().factoryValue(999999), std::nullopt);
+    EXPECT_EQ(outcomes(c().apply({{KEY_BRIGHTNESS, *c().factoryValue(KEY_BRIGHTNESS)}})), Outcomes{Outcome::applied});
+    EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 50);
 }
 
 TEST_F(CameraApplying, MoreThanTheLibraryTakesAtOnceIsNotApplied)

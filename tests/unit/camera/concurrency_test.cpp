@@ -1,7 +1,8 @@
 #include <atomic>
 #include <functional>
-#include <thread>
+#include <optional>
 
+#include "tests/support/Callers.h"
 #include "tests/unit/camera/CameraFixture.h"
 
 using namespace support;
@@ -23,42 +24,13 @@ protected:
         c().setValues(1, {{KEY_BRIGHTNESS, 41}, {KEY_SENSOR_FPS, 50}});
         c().setWindow(0, {true, 0, 0, 6, 0});
         c().setWindow(1, {true, 6, 0, 18, 0});
-        running_ = true;
-        pusher_ = std::thread([this] {
-            while (running_)
-            {
-                clock_->advance(3h);
-                std::this_thread::yield();
-            }
-        });
+        pusher_.emplace([this] { clock_->advance(3h); });
     }
 
     void TearDown() override
     {
-        running_ = false;
-        if (pusher_.joinable())
-        {
-            pusher_.join();
-        }
+        pusher_.reset();
         CameraTest::TearDown();
-    }
-
-    static void runCallers(const std::function<void(int caller, int round)>& call)
-    {
-        std::vector<std::thread> callers;
-        for (int caller = 0; caller < kCallers; ++caller)
-        {
-            callers.emplace_back([&call, caller] {
-                for (int round = 0; round < kRounds; ++round)
-                {
-                    call(caller, round);
-                }
-            });
-        }
-        for (std::thread& caller : callers)
-        {
-            caller.join();
-        }
     }
 
     // Every operation but the factory reset, each caller beginning elsewhere.
@@ -110,28 +82,27 @@ protected:
         }
     }
 
-    std::atomic<bool> running_{false};
     std::atomic<int> heard_{0};
-    std::thread pusher_;
+    std::optional<Repeated> pusher_;
 };
 
 TEST_F(CameraConcurrency, EightCallersBesideASwitchingSensorThread)
 {
     begin("fixed");
-    runCallers([&](int caller, int round) { everything(caller, round); });
+    runCallers(kCallers, kRounds, [&](int caller, int round) { everything(caller, round); });
 }
 
 TEST_F(CameraConcurrency, EightCallersWhileDayAndNightSwitch)
 {
     simulator().setDaylight();
     begin("lpr");
-    runCallers([&](int caller, int round) { everything(caller, round); });
+    runCallers(kCallers, kRounds, [&](int caller, int round) { everything(caller, round); });
 }
 
 TEST_F(CameraConcurrency, FactoryResetsInBetween)
 {
     begin("fixed");
-    runCallers([&](int caller, int round) {
+    runCallers(kCallers, kRounds, [&](int caller, int round) {
         if (caller == 0 && round % 10 == 0)
         {
             EXPECT_NO_THROW(c().factoryReset());
@@ -147,7 +118,7 @@ TEST_F(CameraConcurrency, EachCallerGetsItsOwnRefusals)
     c().setMode(false);
     c().setScheme(0);
     const int keys[] = {KEY_BRIGHTNESS, KEY_CONTRAST, KEY_SATURATION, KEY_SHARPNESS};
-    runCallers([&](int caller, int round) {
+    runCallers(kCallers, kRounds, [&](int caller, int round) {
         const int key = keys[caller % 4];
         const int value = 1000 + caller * 100 + round;
         const camera::ApplyResult result = c().apply({{key, value}});

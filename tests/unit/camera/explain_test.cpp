@@ -85,11 +85,52 @@ TEST_F(ExplainKey, TellsKeysThatOnlyTheSensorOrNobodyKnows)
 {
     bringUp();
     EXPECT_EQ(c().explainKey(KEY_SCHEME_ENABLE).onSensor, std::nullopt);
-    EXPECT_EQ(c().explainKey(KEY_SENSOR_FPS).neverInBulk, true);
+    EXPECT_TRUE(c().explainKey(KEY_ZOOM_IN).neverInBulk);
+    EXPECT_FALSE(c().explainKey(KEY_SENSOR_FPS).neverInBulk);
     EXPECT_EQ(c().explainKey(999).source, KeyExplanation::Source::nowhere);
     const KeyExplanation zoom = c().explainKey(KEY_MZ_POSITION);
     EXPECT_EQ(zoom.source,
               c().schemeValue(0, KEY_MZ_POSITION) ? KeyExplanation::Source::scheme : KeyExplanation::Source::sensor);
+}
+
+TEST_F(ExplainKey, TellsTheFactoryValueOfTheSchemeInForce)
+{
+    bringUp();
+    c().setMode(false);
+    const auto factory = [this](int scheme) {
+        c().setScheme(scheme);
+        return c().explainKey(KEY_SCHEME_ENABLE).factory;
+    };
+    EXPECT_EQ(factory(0), 1);
+    EXPECT_EQ(factory(1), 0);
+    EXPECT_EQ(factory(c().schemeCount()), 0);
+}
+
+TEST_F(ExplainKey, TellsTheNightValuesOfALicencePlateCamera)
+{
+    bringUp("lpr");
+    c().setMode(false);
+    std::vector<std::optional<int>> before[2];
+    const int keys[] = {KEY_SCHEME_ENABLE, KEY_DN_MODE,    KEY_MAX_SHUTTER,        KEY_METER_AREA,
+                        KEY_IR_MODE,       KEY_BRIGHTNESS, KEY_IR_MANUAL_STRG_NEAR};
+    for (const int scheme : {0, 1})
+    {
+        c().setScheme(scheme);
+        for (const int key : keys)
+        {
+            before[scheme].push_back(c().explainKey(key).factory);
+        }
+    }
+    EXPECT_EQ(before[1][2], 18);
+    EXPECT_NE(before[0][2], 18);
+    c().factoryReset();
+    for (const int scheme : {0, 1})
+    {
+        for (std::size_t i = 0; i < std::size(keys); ++i)
+        {
+            EXPECT_EQ(before[scheme][i], c().schemeValue(scheme, keys[i])) << scheme << " " << keys[i];
+        }
+    }
 }
 
 }  // namespace

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <set>
 #include <string>
 
 #include "SensorKeys.h"
+#include "tests/support/KeyRows.h"
 
 namespace {
 
@@ -21,9 +23,9 @@ TEST(KeyNames, CoverEveryParameterOnce)
         stored += row.onlyStored ? 1 : 0;
         EXPECT_EQ(row.onlyStored, row.command == 0) << row.name;
     }
-    EXPECT_EQ(camera::keyNames().size(), 87u);
-    EXPECT_EQ(keys.size(), 87u);
-    EXPECT_EQ(names.size(), 87u);
+    EXPECT_EQ(camera::keyNames().size(), std::size(support::kKeyRows));
+    EXPECT_EQ(keys.size(), std::size(support::kKeyRows));
+    EXPECT_EQ(names.size(), std::size(support::kKeyRows));
     EXPECT_EQ(stored, 5);
 }
 

@@ -1,13 +1,99 @@
+#include <dlfcn.h>
+
+#include <functional>
+#include <future>
+#include <thread>
+
 #include "camera/Diagnostics.h"
 #include "camera/Failure.h"
+#include "camera/SchemeFile.h"
+#include "tests/support/ServiceDouble.h"
 #include "tests/unit/camera/CameraFixture.h"
 
 using namespace support;
 
 namespace {
 
+// What happens in front of a save and behind it.
+std::function<void()> beforeFlush;
+std::function<void()> afterFlush;
+
+}  // namespace
+
+// In place of the library's: the camera that is tested calls this one.
+int ISensorController::flush()
+{
+    using Call = int (*)(ISensorController*);
+    static const auto real = reinterpret_cast<Call>(dlsym(RTLD_NEXT, "_ZN17ISensorController5flushEv"));
+    if (beforeFlush)
+    {
+        const auto once = beforeFlush;  // which may take itself off
+        once();
+    }
+    const int result = real(this);
+    if (afterFlush)
+    {
+        const auto once = afterFlush;
+        once();
+    }
+    return result;
+}
+
+namespace {
+
 class CameraSaving : public CameraTest
 {
+protected:
+    void TearDown() override
+    {
+        beforeFlush = nullptr;
+        afterFlush = nullptr;
+        CameraTest::TearDown();
+    }
+
+    // By the clock, while a change holds the camera's own thread back.
+    void switchTo(int hour, int minute)
+    {
+        clock_->setTimeOfDay(hour, minute);
+        clock_->advance(std::chrono::seconds(1));
+        EXPECT_TRUE(clock_->waitForSleepers(1, kBound));
+    }
+
+    static std::optional<int> brightnessInFile(int scheme)
+    {
+        for (const KeyVal& record : camera::readSchemeFile(scheme))
+        {
+            if (record.key == KEY_BRIGHTNESS)
+            {
+                return static_cast<int>(record.value);
+            }
+        }
+        return std::nullopt;
+    }
+};
+
+// Corrects one shutter to another.
+class RoundingService : public services::Wrapper
+{
+public:
+    static constexpr int kCorrected = 10;
+    static constexpr int kTo = 9;
+
+    explicit RoundingService(services::ImageService& inner) : Wrapper(inner) {}
+
+    int call(ia_cmd_e cmd, int opt, void* data) override
+    {
+        if (cmd != IA_CMD_MAX_SHUTTER || opt != IA_CMD_OPT_CORRECT_PARAM)
+        {
+            return Wrapper::call(cmd, opt, data);
+        }
+        u32& word = *static_cast<u32*>(data);
+        word = word == kCorrected ? kTo : word;
+        return services::kDone;
+    }
+
+private:
+    InForce inForce_{*this};
 };
 
 TEST_F(CameraSaving, SavedValuesAreThereAfterARestart)
@@ -22,6 +108,91 @@ TEST_F(CameraSaving, SavedValuesAreThereAfterARestart)
     EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 61);
 }
 
+// A switch by the clock, behind which another scheme is saved than the one that was in force at first.
+TEST_F(CameraSaving, TheSchemeThatIsSaidToBeSavedIsTheOneThatWas)
+{
+    bringUp();
+    c().setWindow(1, {true, 13, 0, 14, 0});
+    c().setWindow(0, {true, 0, 0, 13, 0});
+    c().apply({{KEY_BRIGHTNESS, 61}});
+    beforeFlush = [this] {
+        beforeFlush = nullptr;
+        switchTo(13, 30);
+    };
+    const camera::SaveResult result = c().save();
+    EXPECT_EQ(result.kind, camera::SaveResult::Kind::saved);
+    EXPECT_EQ(result.scheme, 1);
+    EXPECT_EQ(c().schemeValue(0, KEY_BRIGHTNESS), 61);
+    EXPECT_EQ(brightnessInFile(0), 50);
+}
+
+TEST_F(CameraSaving, ASwitchBehindTheSavingTakesNothingBack)
+{
+    bringUp();
+    c().setWindow(1, {true, 13, 0, 14, 0});
+    c().setWindow(0, {true, 0, 0, 13, 0});
+    c().apply({{KEY_BRIGHTNESS, 61}});
+    afterFlush = [this] {
+        afterFlush = nullptr;
+        switchTo(13, 30);
+    };
+    const camera::SaveResult result = c().save();
+    EXPECT_EQ(result.kind, camera::SaveResult::Kind::saved);
+    EXPECT_EQ(result.scheme, 0);
+    EXPECT_EQ(brightnessInFile(0), 61);
+}
+
+// Reading as pair text corrects what the scheme in force holds.
+TEST_F(CameraSaving, WhatWouldBeCorrectedMeanwhileIsNoLostSave)
+{
+    constexpr int kChances = 10000;  // for a reader that nobody holds back
+    const RoundingService rounding(journal());
+    bringUp();
+    c().apply({{KEY_MAX_SHUTTER, RoundingService::kCorrected}});
+    std::future<std::string> reader;
+    afterFlush = [&] {
+        reader = std::async(std::launch::async, [this] { return c().pairText(); });
+        for (int i = 0; i < kChances; ++i)
+        {
+            std::this_thread::yield();
+        }
+    };
+    EXPECT_EQ(c().save().kind, camera::SaveResult::Kind::saved);
+    const std::string pairs = reader.get();
+    EXPECT_NE(pairs.find("(49," + std::to_string(RoundingService::kTo) + ")"), std::string::npos) << pairs;
+}
+
+std::vector<std::vector<int>> unsavedOf(camera::Camera& camera)
+{
+    std::vector<std::vector<int>> values;
+    for (const camera::UnsavedValue& value : camera.unsaved())
+    {
+        values.push_back({value.scheme, value.key, value.value, value.saved});
+    }
+    return values;
+}
+
+TEST_F(CameraSaving, UnsavedAreTheValuesThatTheFilesOfTheirSchemesHoldOtherwise)
+{
+    using Values = std::vector<std::vector<int>>;
+    bringUp();
+    EXPECT_EQ(unsavedOf(c()), Values());
+    c().setMode(false);
+    c().apply({{KEY_BRIGHTNESS, 61}});
+    c().apply({{KEY_CONTRAST, 62}}, false);
+    c().setScheme(1);
+    c().apply({{KEY_BRIGHTNESS, 63}});
+    EXPECT_EQ(unsavedOf(c()), (Values{{0, KEY_BRIGHTNESS, 61, 50}, {1, KEY_BRIGHTNESS, 63, 50}}));
+    c().save();
+    EXPECT_EQ(unsavedOf(c()), (Values{{0, KEY_BRIGHTNESS, 61, 50}}));
+    c().setScheme(0);
+    c().apply({{KEY_BRIGHTNESS, 50}});
+    EXPECT_EQ(unsavedOf(c()), Values()) << "as it was saved";
+    c().setScheme(c().schemeCount());
+    c().apply({{KEY_BRIGHTNESS, 64}});
+    EXPECT_EQ(unsavedOf(c()), Values()) << "the default scheme has no file";
+}
+
 TEST_F(CameraSaving, ReloadingTakesUnsavedValuesBack)
 {
     bringUp();
@@ -34,11 +205,11 @@ TEST_F(CameraSaving, AnUnsoundWindowIsRefusedWithItsCode)
 {
     bringUp();
     c().setMode(false);
-    c().apply({{KEY_SCHEME_START_HOUR, 25}});
+    c().apply({{KEY_SCHEME_START_HOUR, 24}, {KEY_SCHEME_START_MIN, 1}});
     const camera::SaveResult result = c().save();
     EXPECT_EQ(result.kind, camera::SaveResult::Kind::windowRefused);
     EXPECT_EQ(result.code, WINDOW_STARTS_TOO_LATE);
-    EXPECT_EQ(result.window.startHour, 25u);
+    EXPECT_EQ(result.window.startHour, 24u);
 }
 
 TEST_F(CameraSaving, TheDefaultSchemeHasNoFile)

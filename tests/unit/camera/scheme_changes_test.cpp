@@ -1,4 +1,5 @@
 #include "camera/SchemeFile.h"
+#include "tests/support/ServiceDouble.h"
 #include "tests/unit/camera/CameraFixture.h"
 
 using namespace support;
@@ -93,9 +94,37 @@ TEST_F(CameraSchemes, OneValueThatIsNotAllowedKeepsAllFromBeingStored)
     EXPECT_EQ(result.keys[1].status, services::kOutOfRange);
     EXPECT_EQ(inFile(2, KEY_BRIGHTNESS), 50);
     EXPECT_EQ(c().schemeValue(2, KEY_BRIGHTNESS), 50);
-    EXPECT_EQ(c().setValues(2, {{KEY_SCHEME_END_HOUR, 25}}).check, WINDOW_ENDS_TOO_LATE);
+    EXPECT_EQ(c().setValues(2, {{KEY_SCHEME_END_MIN, 1}}).check, WINDOW_ENDS_TOO_LATE) << "24:01";
+    EXPECT_EQ(c().setValues(2, {{KEY_SCHEME_END_HOUR, 25}}).stored, Stored::valueRefused);
     EXPECT_EQ(c().setValues(2, {{999, 25}}).stored, Stored::valueRefused);
     EXPECT_EQ(c().setValues(4, {{KEY_BRIGHTNESS, 71}}).stored, Stored::noScheme);
+}
+
+TEST_F(CameraSchemes, AValueOfTheSchemeInForceThatTheSensorRefusesIsStoredAllTheSame)
+{
+    bringUp();
+    const int direction = *c().peek(KEY_CAP_OFF_ADJ_DIRECTION) == 0 ? 1 : 0;
+    for (const ia_cmd_e command : {IA_CMD_CAP_OFF_ADJ_DIRECTION, IA_CMD_BRIGHTNESS})
+    {
+        services::FailureRule rule;
+        rule.cmd = command;
+        rule.opt = IA_CMD_OPT_SET;
+        rule.status = services::kLensBusy;
+        failures().add(rule);
+    }
+    const camera::ValuesResult result =
+        c().setValues(0, {{KEY_CAP_OFF_ADJ_DIRECTION, direction}, {KEY_BRIGHTNESS, 71}, {KEY_CONTRAST, 72}});
+    EXPECT_EQ(result.stored, Stored::sensorRefused);
+    ASSERT_EQ(result.keys.size(), 3u);
+    EXPECT_EQ(result.keys[0].outcome, Outcome::heldBack);  // the library goes on as if the sensor had it
+    EXPECT_EQ(result.keys[1].outcome, Outcome::refused);
+    EXPECT_EQ(result.keys[2].outcome, Outcome::applied);
+    for (const std::size_t i : {0, 1})
+    {
+        EXPECT_EQ(result.keys[i].status, services::kLensBusy);
+        EXPECT_TRUE(result.keys[i].allowed);
+    }
+    EXPECT_EQ(inFile(0, KEY_CAP_OFF_ADJ_DIRECTION), direction);
 }
 
 TEST_F(CameraSchemes, ASchemeChosenByHandHoldsUntilTheClockChooses)
@@ -176,6 +205,42 @@ TEST_F(CameraSchemes, AFrameRateThatTheSensorHasAlreadyIsNotSentAgain)
     {
         EXPECT_NE(call.cmd, IA_CMD_SENSOR_FPS);
     }
+}
+
+// Takes one frame rate for another, as a sensor does that has few.
+class RoundingService : public services::Wrapper
+{
+public:
+    explicit RoundingService(services::ImageService& inner) : Wrapper(inner) {}
+
+    int call(ia_cmd_e cmd, int opt, void* data) override
+    {
+        u32 rounded = 25;
+        const bool isRounded = cmd == IA_CMD_SENSOR_FPS && opt == IA_CMD_OPT_SET;
+        return Wrapper::call(cmd, opt, isRounded ? &rounded : data);
+    }
+
+private:
+    InForce inForce_{*this};
+};
+
+TEST_F(CameraSchemes, AFrameRateThatTheSensorRoundsIsSentOnce)
+{
+    const RoundingService rounding(journal());
+    bringUp();
+    c().setValues(1, {{KEY_SENSOR_FPS, 50}});
+    c().setMode(false);
+    journal().clearCalls();
+    c().setScheme(1);
+    turnAt(12, 0);
+    turnAt(12, 0);
+    int sets = 0;
+    for (const services::Call& call : journal().calls())
+    {
+        sets += call.cmd == IA_CMD_SENSOR_FPS && call.opt == IA_CMD_OPT_SET ? 1 : 0;
+    }
+    EXPECT_EQ(sets, 1);
+    EXPECT_EQ(applied(IA_CMD_SENSOR_FPS), 25);
 }
 
 }  // namespace

@@ -60,8 +60,8 @@ protected:
     {
         PrivateTreeTest::SetUp();
         std::strcpy(m_stModule.szDetail, "(model=A1)");
-        m_service.setDynamicCommands({49});
-        m_service.setAllowedValues(49, 7, {});
+        m_service.setDynamicCommands({IA_CMD_MAX_SHUTTER});
+        m_service.setAllowedValues(IA_CMD_MAX_SHUTTER, 7, {});
     }
 
     void TearDown() override

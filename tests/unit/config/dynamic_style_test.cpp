@@ -86,10 +86,10 @@ TEST_F(DynamicStyle, OnlyAllowedItemsStayAndTheDefaultIsPreselected)
 
 TEST_F(DynamicStyle, ControlsInsideARemovedItemGoWithItAndThoseInsideAKeptOneAreRewritten)
 {
-    m_service.setDynamicCommands({768, 144, 34});
-    m_service.setAllowedValues(768, 2, {2});
-    m_service.setAllowedValues(144, 7, {});
-    m_service.setAllowedValues(34, 9, {});
+    m_service.setDynamicCommands({IA_CMD_WB_MODE, IA_CMD_DN_MODE, IA_CMD_BRIGHTNESS});
+    m_service.setAllowedValues(IA_CMD_WB_MODE, 2, {2});
+    m_service.setAllowedValues(IA_CMD_DN_MODE, 7, {});
+    m_service.setAllowedValues(IA_CMD_BRIGHTNESS, 9, {});
     rewrite("<S><P id=\"768\" value=\"1\">"
             "<I index=\"1\"><P id=\"144\" value=\"0\"/><P id=\"34\" value=\"0\"/></I>"
             "<I index=\"2\"><P id=\"144\" value=\"0\"/></I>"
@@ -101,9 +101,9 @@ TEST_F(DynamicStyle, ControlsInsideARemovedItemGoWithItAndThoseInsideAKeptOneAre
 
 TEST_F(DynamicStyle, TheOnlyControlInsideARemovedItemIsNotLookedAtAgain)
 {
-    m_service.setDynamicCommands({768, 144});
-    m_service.setAllowedValues(768, 2, {2});
-    m_service.setAllowedValues(144, 7, {});
+    m_service.setDynamicCommands({IA_CMD_WB_MODE, IA_CMD_DN_MODE});
+    m_service.setAllowedValues(IA_CMD_WB_MODE, 2, {2});
+    m_service.setAllowedValues(IA_CMD_DN_MODE, 7, {});
     rewrite("<S><P id=\"768\" value=\"1\"><I index=\"1\"><P id=\"144\" value=\"0\"/></I></P></S>");
     EXPECT_EQ(printed("<S><P id=\"768\" value=\"2\"/></S>"), m_strStyle);
 }
@@ -130,8 +130,8 @@ TEST_F(DynamicStyle, NoAllowedValuesRemoveEveryItem)
 
 TEST_F(DynamicStyle, NegativeItemCountRemovesEveryItem)
 {
-    m_service.setDynamicCommands({2368});
-    m_service.answer(2368, IA_CMD_OPT_GET_PARAM_RNAGE, [](u32, int, void* data) {
+    m_service.setDynamicCommands({IA_CMD_WDR_MODE});
+    m_service.answer(IA_CMD_WDR_MODE, IA_CMD_OPT_GET_PARAM_RNAGE, [](u32, int, void* data) {
         static_cast<ia_dynamic_params_attr_st*>(data)->items_cnt = -1;
         return SNS_SUCCESS;
     });
@@ -157,7 +157,7 @@ TEST_F(DynamicStyle, CommandCountAboveSixteenIsCutToTheList)
 {
     m_service.setDynamicCommands(std::vector<u32>(17, 2368));
     EXPECT_EQ("", rewrite("<S/>"));
-    EXPECT_EQ(16U, m_service.count(2368, IA_CMD_OPT_GET_PARAM_RNAGE));
+    EXPECT_EQ(16U, m_service.count(IA_CMD_WDR_MODE, IA_CMD_OPT_GET_PARAM_RNAGE));
 }
 
 TEST_F(DynamicStyle, NegativeCommandCountAsksForNothing)
@@ -169,9 +169,9 @@ TEST_F(DynamicStyle, NegativeCommandCountAsksForNothing)
 
 TEST_F(DynamicStyle, RecordsAreZeroBeforeTheServiceFillsThem)
 {
-    m_service.setDynamicCommands({2368, 2369});
-    m_service.setAllowedValues(2368, 7, {1, 2, 3});
-    m_service.answer(2369, IA_CMD_OPT_GET_PARAM_RNAGE, [](u32, int, void* data) {
+    m_service.setDynamicCommands({IA_CMD_WDR_MODE, IA_CMD_WDR_STRG});
+    m_service.setAllowedValues(IA_CMD_WDR_MODE, 7, {1, 2, 3});
+    m_service.answer(IA_CMD_WDR_STRG, IA_CMD_OPT_GET_PARAM_RNAGE, [](u32, int, void* data) {
         const ia_dynamic_params_attr_st zero = {};
         EXPECT_EQ(0, std::memcmp(&zero, data, sizeof zero));
         return SNS_SUCCESS;
@@ -181,7 +181,7 @@ TEST_F(DynamicStyle, RecordsAreZeroBeforeTheServiceFillsThem)
 
 TEST_F(DynamicStyle, FailedListIsReportedAndWhatItHoldsIsUsed)
 {
-    m_service.setAllowedValues(2368, 5, {});
+    m_service.setAllowedValues(IA_CMD_WDR_MODE, 5, {});
     m_service.answer(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, [](u32, int, void* data) {
         auto* list = static_cast<ia_dynamic_params_cmds_st*>(data);
         list->cmd_cnt = 1;
@@ -194,7 +194,7 @@ TEST_F(DynamicStyle, FailedListIsReportedAndWhatItHoldsIsUsed)
 
 TEST_F(DynamicStyle, FailedRangeIsReportedAndLeavesTheParameterAsTheDocumentHasIt)
 {
-    m_service.setDynamicCommands({2368, 49, 2369});
+    m_service.setDynamicCommands({IA_CMD_WDR_MODE, IA_CMD_MAX_SHUTTER, IA_CMD_WDR_STRG});
     for (const u32 cmd : {2368U, 49U})
     {
         m_service.answer(cmd, IA_CMD_OPT_GET_PARAM_RNAGE, [](u32, int, void* data) {
@@ -202,7 +202,7 @@ TEST_F(DynamicStyle, FailedRangeIsReportedAndLeavesTheParameterAsTheDocumentHasI
             return -1;
         });
     }
-    m_service.setAllowedValues(2369, 9, {2});
+    m_service.setAllowedValues(IA_CMD_WDR_STRG, 9, {2});
     expectReports(kFiles,
                   rewrite("<S>" + control(2368, 1, {0, 1}) + control(49, 3, {3}) + control(2369, 1, {1, 2}) + "</S>"),
                   {{"getDnaStyle", kRangeExpression}, {"getDnaStyle", kRangeExpression}});
@@ -212,7 +212,7 @@ TEST_F(DynamicStyle, FailedRangeIsReportedAndLeavesTheParameterAsTheDocumentHasI
 
 TEST_F(DynamicStyle, ItemWithoutIndexStopsThatCommandWithAReport)
 {
-    m_service.setDynamicCommands({2368, 2369, 2370});
+    m_service.setDynamicCommands({IA_CMD_WDR_MODE, IA_CMD_WDR_STRG, IA_CMD_WDR_BRACKET});
     for (const u32 cmd : {2368U, 2369U, 2370U})
     {
         m_service.setAllowedValues(cmd, 9, {1});
@@ -384,8 +384,8 @@ TEST_F(DynamicStyle, RootWithIdZeroStays)
 
 TEST_F(DynamicStyle, TracesFromLevelSixOn)
 {
-    m_service.setDynamicCommands({2368, 77});
-    m_service.setAllowedValues(2368, -2, {0});
+    m_service.setDynamicCommands({IA_CMD_WDR_MODE, 77});
+    m_service.setAllowedValues(IA_CMD_WDR_MODE, -2, {0});
     const std::string style = "<S><P id='2368' value='1'><I index='0'/><I index='4x'/></P></S>";
     setDebug(5);
     EXPECT_EQ("", rewrite(style));

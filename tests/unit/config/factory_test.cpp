@@ -104,8 +104,8 @@ TEST_F(FactoryData, DuplicateIdsAreSeparateRecords)
 
 TEST_F(FactoryData, ValuesComeFromTheStyleAdaptedToTheService)
 {
-    m_service.setDynamicCommands({2368});
-    m_service.setAllowedValues(2368, 2, {0, 2});
+    m_service.setDynamicCommands({IA_CMD_WDR_MODE});
+    m_service.setAllowedValues(IA_CMD_WDR_MODE, 2, {0, 2});
     read("<S><P id='2368' value='1'><I index='0'/><I index='1'/><I index='2'/></P></S>");
     EXPECT_THAT(m_records, ElementsAre(KeyVal{2368, 2}));
 }

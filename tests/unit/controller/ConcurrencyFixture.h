@@ -1,7 +1,9 @@
 #pragma once
 
+#include <optional>
 #include <set>
 
+#include "tests/support/Callers.h"
 #include "tests/support/ControllerFixture.h"
 
 namespace support {
@@ -25,50 +27,17 @@ protected:
         setValue(2, KEY_BRIGHTNESS, 30);
         setWindow(1, true, 18, 0, 22, 0);
         startThread();
-        pushing_ = true;
-        pusher_ = std::thread([this] {
-            int hour = 0;
-            while (pushing_)
-            {
-                hour = (hour + 7) % 24;
-                clock_->setTimeOfDay(hour, 0);
-                clock_->advance(std::chrono::seconds(1));
-                std::this_thread::yield();
-            }
+        pusher_.emplace([this, hour = 0]() mutable {
+            hour = (hour + 7) % 24;
+            clock_->setTimeOfDay(hour, 0);
+            clock_->advance(std::chrono::seconds(1));
         });
     }
 
     void TearDown() override
     {
-        stopPushing();
+        pusher_.reset();
         ControllerFixture::TearDown();
-    }
-
-    void stopPushing()
-    {
-        pushing_ = false;
-        if (pusher_.joinable())
-        {
-            pusher_.join();
-        }
-    }
-
-    void runCallers(const std::function<void(int caller, int round)>& call)
-    {
-        std::vector<std::thread> callers;
-        for (int caller = 0; caller < kCallers; ++caller)
-        {
-            callers.emplace_back([&call, caller] {
-                for (int round = 0; round < kRounds; ++round)
-                {
-                    call(caller, round);
-                }
-            });
-        }
-        for (std::thread& caller : callers)
-        {
-            caller.join();
-        }
     }
 
     // Three different schemes come by, or the bound is over.
@@ -83,8 +52,7 @@ protected:
         });
     }
 
-    std::atomic<bool> pushing_{false};
-    std::thread pusher_;
+    std::optional<Repeated> pusher_;
 };
 
 }  // namespace support

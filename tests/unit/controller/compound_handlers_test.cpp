@@ -82,26 +82,28 @@ TEST_F(CompoundHandlers, WideDynamicRangeThatIsNotOfferedIsStoredAsZero)
 
 TEST_F(CompoundHandlers, WideDynamicRangeGivesTheVideoModulesAnswerForTheKey)
 {
-    video_.answerStatus(2370, -9);
+    video_.answerStatus(IA_CMD_WDR_BRACKET, -9);
     EXPECT_EQ(0, handleValue(&ISensorController::doHwdr, 2368, 2));
-    video_.answerStatus(2368, -3);
+    video_.answerStatus(IA_CMD_WDR_MODE, -3);
     EXPECT_EQ(-3, handleValue(&ISensorController::doHwdr, 2368, 2));
-    EXPECT_EQ(2U, service_.count(2368, 0));
+    EXPECT_EQ(2U, service_.count(IA_CMD_WDR_MODE, IA_CMD_OPT_SET));
 }
 
 TEST_F(CompoundHandlers, WideDynamicRangeOnlyReportsTheServicesFailure)
 {
-    service_.answerStatus(2368, 0, -1);
+    service_.answerStatus(IA_CMD_WDR_MODE, IA_CMD_OPT_SET, -1);
     const std::string output = outputOf([&] { EXPECT_EQ(0, handleValue(&ISensorController::doHwdr, 2368, 2)); });
     EXPECT_TRUE(saysOnly(output, asserted(kController, "doHwdr", "SNS_SUCCESS == doIaCmd(p_nKey, p_nDir, p_pVal)")));
-    EXPECT_EQ((Notifications{{2370, 0}, {2368, 2}, {2370, 1}}), video_.notifications());
+    EXPECT_EQ((Notifications{{IA_CMD_WDR_BRACKET, 0}, {IA_CMD_WDR_MODE, 2}, {IA_CMD_WDR_BRACKET, 1}}),
+              video_.notifications());
 }
 
 TEST_F(CompoundHandlers, WideDynamicRangeTellsTheVideoModuleWhatTheServiceWasAskedFor)
 {
-    service_.answerValue(2368, 0, 1);
+    service_.answerValue(IA_CMD_WDR_MODE, IA_CMD_OPT_SET, 1);
     EXPECT_EQ(0, handleValue(&ISensorController::doHwdr, 2368, 2));
-    EXPECT_EQ((Notifications{{2370, 0}, {2368, 2}, {2370, 1}}), video_.notifications());
+    EXPECT_EQ((Notifications{{IA_CMD_WDR_BRACKET, 0}, {IA_CMD_WDR_MODE, 2}, {IA_CMD_WDR_BRACKET, 1}}),
+              video_.notifications());
 }
 
 TEST_F(CompoundHandlers, ShowFlagIsReachableThroughMemberFunctionAndGlobal)
@@ -131,19 +133,19 @@ TEST_F(CompoundHandlers, CaptureOffsetTellsTheServiceThenTheVideoModule)
 
 TEST_F(CompoundHandlers, CaptureOffsetReportsTheServiceAndGivesTheVideoModulesAnswer)
 {
-    service_.answerStatus(2432, 0, -1);
+    service_.answerStatus(IA_CMD_CAP_OFF_ADJ_DIRECTION, IA_CMD_OPT_SET, -1);
     const std::string output = outputOf([&] { EXPECT_EQ(0, handleValue(&ISensorController::doImageAdjust, 2432, 5)); });
     EXPECT_TRUE(
         saysOnly(output, asserted(kController, "doImageAdjust", "SNS_SUCCESS == doIaCmd(p_nKey, p_nDir, p_pVal)")));
-    video_.answerStatus(2432, -8);
+    video_.answerStatus(IA_CMD_CAP_OFF_ADJ_DIRECTION, -8);
     outputOf([&] { EXPECT_EQ(-8, handleValue(&ISensorController::doImageAdjust, 2432, 5)); });
 }
 
 TEST_F(CompoundHandlers, CaptureOffsetTellsTheVideoModuleWhatTheServiceMadeOfIt)
 {
-    service_.answerValue(2432, 0, 4);
+    service_.answerValue(IA_CMD_CAP_OFF_ADJ_DIRECTION, IA_CMD_OPT_SET, 4);
     EXPECT_EQ(0, handleValue(&ISensorController::doImageAdjust, 2432, 5));
-    EXPECT_EQ((Notifications{{2432, 4}}), video_.notifications());
+    EXPECT_EQ((Notifications{{IA_CMD_CAP_OFF_ADJ_DIRECTION, 4}}), video_.notifications());
 }
 
 TEST_F(CompoundHandlers, AntiShakeTellsTheVideoModuleFirst)
@@ -154,8 +156,8 @@ TEST_F(CompoundHandlers, AntiShakeTellsTheVideoModuleFirst)
 
 TEST_F(CompoundHandlers, AntiShakeReportsTheVideoModuleAndGivesTheServicesAnswer)
 {
-    video_.answerStatus(2416, -8);
-    service_.answerStatus(2416, 0, -2);
+    video_.answerStatus(IA_CMD_ANTI_SHAKE_SWITCH, -8);
+    service_.answerStatus(IA_CMD_ANTI_SHAKE_SWITCH, IA_CMD_OPT_SET, -2);
     const std::string output = outputOf([&] { EXPECT_EQ(-2, handleValue(&ISensorController::doDIS, 2416, 1)); });
     EXPECT_TRUE(
         saysOnly(output, asserted(kController, "doDIS", "SNS_SUCCESS == notifyToVideo(p_nKey, *(u32*)p_pVal)")));
@@ -194,13 +196,13 @@ TEST_F(CompoundHandlers, MirrorKeepsTheUsersValueInTheScheme)
     setValue(0, KEY_BEAWAY, 1);
     EXPECT_EQ(0, c().setParameter(KEY_MIRROR, 2, true));
     EXPECT_EQ(2U, valueOf(0, KEY_MIRROR));
-    EXPECT_EQ(1U, service_.stored(2384));
+    EXPECT_EQ(1U, service_.stored(IA_CMD_UI_MIRROR));
 }
 
 TEST_F(CompoundHandlers, MirrorReportsTheVideoModuleAndGivesTheServicesAnswer)
 {
-    video_.answerStatus(2384, -8);
-    service_.answerStatus(2384, 0, -2);
+    video_.answerStatus(IA_CMD_UI_MIRROR, -8);
+    service_.answerStatus(IA_CMD_UI_MIRROR, IA_CMD_OPT_SET, -2);
     const std::string output = outputOf([&] { EXPECT_EQ(-2, handleValue(&ISensorController::doMirror, 2384, 1)); });
     EXPECT_TRUE(saysOnly(output, asserted(kController, "doMirror", "SNS_SUCCESS == notifyToVideo(p_nKey, nMirror)")));
 }
@@ -220,7 +222,7 @@ TEST_F(CompoundHandlers, MissingPartnersCountAsZero)
 {
     makeCurrent(-1);
     handleValue(&ISensorController::doMirror, 2384, 1);
-    EXPECT_EQ(1U, service_.stored(2384));
+    EXPECT_EQ(1U, service_.stored(IA_CMD_UI_MIRROR));
     EXPECT_EQ((Sequence{"video 2384 0", "video 2385 1", "service 2385 1"}),
               sequenceOf([&] { handleValue(&ISensorController::doBeaway, 2385, 1); }));
 }
@@ -236,14 +238,14 @@ TEST_F(CompoundHandlers, CorridorViewTellsTheFittingMirrorValueFirst)
         EXPECT_EQ((Sequence{"video 2384 " + std::to_string(mirror), "video 2385 0", "service 2385 0"}),
                   sequenceOf([&] { EXPECT_EQ(0, handleValue(&ISensorController::doBeaway, 2385, 0)); }));
     }
-    EXPECT_EQ(0U, service_.count(2384, 0));
+    EXPECT_EQ(0U, service_.count(IA_CMD_UI_MIRROR, IA_CMD_OPT_SET));
 }
 
 TEST_F(CompoundHandlers, CorridorViewReportsBothNotifications)
 {
-    video_.answerStatus(2384, -8);
-    video_.answerStatus(2385, -8);
-    service_.answerStatus(2385, 0, -2);
+    video_.answerStatus(IA_CMD_UI_MIRROR, -8);
+    video_.answerStatus(IA_CMD_BEAWAY, -8);
+    service_.answerStatus(IA_CMD_BEAWAY, IA_CMD_OPT_SET, -2);
     const std::string output = outputOf([&] { EXPECT_EQ(-2, handleValue(&ISensorController::doBeaway, 2385, 1)); });
     EXPECT_TRUE(
         saysOnly(output, asserted(kController, "doBeaway", "SNS_SUCCESS == notifyToVideo(IA_CMD_UI_MIRROR, nMirror)") +
@@ -282,12 +284,12 @@ TEST_F(CompoundHandlers, ThresholdWithoutPartnerSendsZeroForIt)
 
 TEST_F(CompoundHandlers, ThresholdGivesTheServicesAnswerButDuringAReload)
 {
-    service_.answerStatus(145, 0, -5);
+    service_.answerStatus(IA_CMD_DTN_THR, IA_CMD_OPT_SET, -5);
     EXPECT_EQ(-5, handleValue(&ISensorController::doDNThr, 145, 33));
     setFlags(kInitialisedBit | kReloadBit);
     EXPECT_EQ(0, handleValue(&ISensorController::doDNThr, 145, 33));
     setFlags(kInitialisedBit);
-    EXPECT_EQ(2U, service_.count(145, 0));
+    EXPECT_EQ(2U, service_.count(IA_CMD_DTN_THR, IA_CMD_OPT_SET));
 }
 
 TEST_F(CompoundHandlers, ThresholdsArePrintedPlainAboveLevelFive)
@@ -322,7 +324,7 @@ TEST_F(CompoundHandlers, EachSwitchTimeIsSentWithItsThreeStoredPartners)
 
 TEST_F(CompoundHandlers, AnyOtherCommandCountsAsTheLastTime)
 {
-    service_.answer(4000, 0, [](u32, int, void* data) {
+    service_.answer(4000, IA_CMD_OPT_SET, [](u32, int, void* data) {
         const auto* times = static_cast<dn_time_st*>(data);
         EXPECT_EQ(18U, times->d2n_hour);
         EXPECT_EQ(30U, times->d2n_min);
@@ -331,7 +333,7 @@ TEST_F(CompoundHandlers, AnyOtherCommandCountsAsTheLastTime)
         return -3;
     });
     EXPECT_EQ(-3, handleValue(&ISensorController::doDNTime, 4000, 9));
-    EXPECT_EQ(1U, service_.count(4000, 0));
+    EXPECT_EQ(1U, service_.count(4000, IA_CMD_OPT_SET));
 }
 
 TEST_F(CompoundHandlers, SwitchTimeWithoutPartnersSendsZeroForThem)
@@ -343,7 +345,7 @@ TEST_F(CompoundHandlers, SwitchTimeWithoutPartnersSendsZeroForThem)
 
 TEST_F(CompoundHandlers, SwitchTimeGivesTheServicesAnswerDuringAReloadToo)
 {
-    service_.answerStatus(149, 0, -5);
+    service_.answerStatus(IA_CMD_DTN_H, IA_CMD_OPT_SET, -5);
     setFlags(kInitialisedBit | kReloadBit);
     EXPECT_EQ(-5, handleValue(&ISensorController::doDNTime, 149, 9));
     setFlags(kInitialisedBit);

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
+using support::kCallers;
 using support::kInitialisedBit;
+using support::kRounds;
 using support::outputOf;
+using support::runCallers;
 
 namespace {
 
@@ -18,7 +21,7 @@ TEST_F(Concurrency, ThreadSwitchesThroughTheSchemesByItself)
 
 TEST_F(Concurrency, SettersAndGettersBesideASwitchingThread)
 {
-    runCallers([&](int caller, int round) {
+    runCallers(kCallers, kRounds, [&](int caller, int round) {
         EXPECT_EQ(0, c().setParameter(KEY_CONTRAST, caller * 1000 + round, true));
         int value = -1;
         EXPECT_TRUE(c().getParameter(KEY_CONTRAST, value));
@@ -29,9 +32,9 @@ TEST_F(Concurrency, SettersAndGettersBesideASwitchingThread)
 
 TEST_F(Concurrency, TextInterfaceBesideASwitchingThread)
 {
-    service_.setDynamicCommands({49, 34});
+    service_.setDynamicCommands({IA_CMD_MAX_SHUTTER, IA_CMD_BRIGHTNESS});
     const size_t sum = ControllerProbe::keyValSum(c());
-    runCallers([&](int, int) {
+    runCallers(kCallers, kRounds, [&](int, int) {
         std::string all;
         EXPECT_TRUE(c().getAllParameters(all));
         EXPECT_TRUE(all.empty() || static_cast<size_t>(std::count(all.begin(), all.end(), '(')) == sum);
@@ -47,7 +50,7 @@ TEST_F(Concurrency, TextInterfaceBesideASwitchingThread)
 
 TEST_F(Concurrency, SchemesAndModesByManyCallers)
 {
-    runCallers([&](int caller, int round) {
+    runCallers(kCallers, kRounds, [&](int caller, int round) {
         EXPECT_TRUE(c().setParamScheme((caller + round) % 4));
         EXPECT_TRUE(c().setParamMode(round & 1));
         int value = -9;
@@ -61,7 +64,7 @@ TEST_F(Concurrency, SchemesAndModesByManyCallers)
 TEST_F(Concurrency, RestoreReloadAndFlushBesideASwitchingThread)
 {
     outputOf([&] {
-        runCallers([&](int caller, int round) {
+        runCallers(kCallers, kRounds, [&](int caller, int round) {
             switch ((caller + round) % 4)
             {
             case 0:
@@ -80,14 +83,14 @@ TEST_F(Concurrency, RestoreReloadAndFlushBesideASwitchingThread)
             }
         });
     });
-    stopPushing();
+    pusher_.reset();
     stopThread();
     EXPECT_EQ(kInitialisedBit, flags());
 }
 
 TEST_F(Concurrency, HandlersWithPartnersBesideASwitchingThread)
 {
-    runCallers([&](int caller, int round) {
+    runCallers(kCallers, kRounds, [&](int caller, int round) {
         c().setParameter(KEY_MIRROR, round % 3, true);
         c().setParameter(KEY_BEAWAY, caller & 1, true);
         c().setParameter(KEY_DTN_THR, round, true);
@@ -99,7 +102,7 @@ TEST_F(Concurrency, HandlersWithPartnersBesideASwitchingThread)
 
 TEST_F(Concurrency, DirectControlsBesideASwitchingThread)
 {
-    runCallers([&](int, int round) {
+    runCallers(kCallers, kRounds, [&](int, int round) {
         int position = 0;
         int ratio = 0;
         unsigned statistic = 0;
@@ -119,10 +122,10 @@ TEST_F(Concurrency, DirectControlsBesideASwitchingThread)
 
 TEST_F(Concurrency, DocumentsBesideASwitchingThread)
 {
-    service_.setDynamicCommands({49});
-    service_.setAllowedValues(49, 3, {1, 3});
+    service_.setDynamicCommands({IA_CMD_MAX_SHUTTER});
+    service_.setAllowedValues(IA_CMD_MAX_SHUTTER, 3, {1, 3});
     outputOf([&] {
-        runCallers([&](int, int) {
+        runCallers(kCallers, kRounds, [&](int, int) {
             const std::string style = c().getUIStyleFile();
             EXPECT_EQ(0U, style.find("<?xml"));
             EXPECT_NE(std::string::npos, style.rfind("</Style>"));
@@ -133,7 +136,7 @@ TEST_F(Concurrency, DocumentsBesideASwitchingThread)
 
 TEST_F(Concurrency, UnlockedOperationsBesideASwitchingThread)
 {
-    runCallers([&](int caller, int round) {
+    runCallers(kCallers, kRounds, [&](int caller, int round) {
         u32 value = 0;
         c().setKeyValToCache(static_cast<u32>(caller), KEY_SATURATION, static_cast<u32>(round), true);
         c().getKeyValFromCache(static_cast<u32>(caller), KEY_SATURATION, value);
@@ -153,7 +156,7 @@ TEST_F(Concurrency, UnlockedOperationsBesideASwitchingThread)
 TEST_F(Concurrency, VideoModuleCanBeExchangedWhileParametersAreApplied)
 {
     support::FakeVideo other;
-    runCallers([&](int caller, int round) {
+    runCallers(kCallers, kRounds, [&](int caller, int round) {
         if (caller == 0)
         {
             c().setVideoStreamModule(round % 3 == 0 ? nullptr : round % 3 == 1 ? &other : &video_);
@@ -169,7 +172,7 @@ TEST_F(Concurrency, VideoModuleCanBeExchangedWhileParametersAreApplied)
 TEST_F(Concurrency, LevelChangesWhileEverybodyTalks)
 {
     outputOf([&] {
-        runCallers([&](int caller, int round) {
+        runCallers(kCallers, kRounds, [&](int caller, int round) {
             if (caller == 0)
             {
                 support::setDebug(round % 8);

@@ -54,7 +54,7 @@ TEST_F(ConcurrentRestart, FactoryResetBetweenCallsOfOthers)
             caller.join();
         }
     });
-    stopPushing();
+    pusher_.reset();
     stopThread();
     EXPECT_EQ(kInitialisedBit, flags());
     EXPECT_EQ(3U, g_stSysConf.nSchemeSum);
@@ -100,7 +100,7 @@ TEST_F(PlateConcurrency, DayNightSwitchesBesideHostCalls)
     files_.deviceType = support::kLprDevice;
     bringUp();
     std::atomic<u32> state{0};
-    service_.answer(153, 1, [&](u32, int, void* data) {
+    service_.answer(IA_CMD_DN_STATE, IA_CMD_OPT_GET, [&](u32, int, void* data) {
         *static_cast<u32*>(data) = state.fetch_add(1) / 3 % 2;
         return 0;
     });

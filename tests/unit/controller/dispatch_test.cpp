@@ -36,19 +36,19 @@ TEST_F(Dispatch, CommandGoesToTheServiceUnchangedAndItsStatusComesBack)
 {
     for (const int status : {0, -1, -4, 3})
     {
-        service_.answerStatus(2353, 0, status);
+        service_.answerStatus(IA_CMD_CONTRAST, IA_CMD_OPT_SET, status);
         u32 value = 7;
         EXPECT_EQ(status, c().doIaCmd(2353, 0, &value));
         EXPECT_EQ(7U, value);
     }
     EXPECT_EQ(4U, service_.calls().size());
-    EXPECT_EQ((Sent{2353, 0, 7}), service_.all().front());
+    EXPECT_EQ((Sent{IA_CMD_CONTRAST, IA_CMD_OPT_SET, 7}), service_.all().front());
 }
 
 TEST_F(Dispatch, CommandWithoutDataIsTracedAsZero)
 {
     setDebug(6);
-    service_.answer(34, 0, [](u32, int, void* data) {
+    service_.answer(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, [](u32, int, void* data) {
         EXPECT_EQ(nullptr, data);
         return 0;
     });
@@ -71,7 +71,7 @@ TEST_F(Dispatch, EveryOptionIsPassedOn)
 
 TEST_F(Dispatch, GetWritesTheServicesValue)
 {
-    service_.store(34, 99);
+    service_.store(IA_CMD_BRIGHTNESS, 99);
     u32 value = 7;
     EXPECT_EQ(0, c().doIaCmd(34, 1, &value));
     EXPECT_EQ(99U, value);
@@ -89,7 +89,7 @@ TEST_F(Dispatch, EveryCommandPrintsOneBeginAndOneEndAboveLevelFive)
 
 TEST_F(Dispatch, EndShowsTheValueThatTheServiceReturned)
 {
-    service_.answerValue(34, 1, static_cast<u32>(-9));
+    service_.answerValue(IA_CMD_BRIGHTNESS, IA_CMD_OPT_GET, static_cast<u32>(-9));
     setDebug(6);
     u32 value = 7;
     EXPECT_TRUE(saysOnly(outputOf([&] { c().doIaCmd(34, 1, &value); }),
@@ -98,7 +98,7 @@ TEST_F(Dispatch, EndShowsTheValueThatTheServiceReturned)
 
 TEST_F(Dispatch, FailureIsTracedLikeSuccessAndReportsNothing)
 {
-    service_.answerStatus(34, 0, -1);
+    service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, -1);
     setDebug(6);
     u32 value = 7;
     EXPECT_TRUE(
@@ -119,7 +119,7 @@ TEST_F(Dispatch, LevelIsReadAgainBeforeTheEnd)
 TEST_F(Dispatch, UserCommandActsLikeTheOrdinaryOne)
 {
     setDebug(6);
-    service_.answerStatus(1539, 0, -4);
+    service_.answerStatus(IA_CMD_AUTO_FOCUS_ONCE, IA_CMD_OPT_SET, -4);
     u32 value = 1;
     EXPECT_TRUE(saysOnly(outputOf([&] { EXPECT_EQ(-4, c().doIaCmd_User(1539, 0, &value)); }),
                          traceOf(1539, 0, 1, "begin") + traceOf(1539, 0, 1, "end")));
@@ -127,7 +127,7 @@ TEST_F(Dispatch, UserCommandActsLikeTheOrdinaryOne)
 
 TEST_F(Dispatch, UserCommandIsIgnoredDuringBulkApplication)
 {
-    service_.answerStatus(1539, 0, -4);
+    service_.answerStatus(IA_CMD_AUTO_FOCUS_ONCE, IA_CMD_OPT_SET, -4);
     u32 value = 1;
     for (const unsigned char bit : {kInitialisingBit, kResetBit, kReloadBit, kSwitchingBit})
     {
@@ -236,10 +236,11 @@ TEST_F(Dispatch, FreshObjectHasNoVideoModule)
 
 TEST_F(Dispatch, NotificationGoesToTheModuleAndItsStatusComesBack)
 {
-    video_.answerStatus(2384, -6);
+    video_.answerStatus(IA_CMD_UI_MIRROR, -6);
     EXPECT_EQ(-6, c().notifyToVideo(2384, 3));
     EXPECT_EQ(0, c().notifyToVideo(2385, -1));
-    EXPECT_EQ((std::vector<support::FakeVideo::Notification>{{2384, 3}, {2385, -1}}), video_.notifications());
+    EXPECT_EQ((std::vector<support::FakeVideo::Notification>{{IA_CMD_UI_MIRROR, 3}, {IA_CMD_BEAWAY, -1}}),
+              video_.notifications());
 }
 
 TEST_F(Dispatch, ModuleCanBeReplaced)

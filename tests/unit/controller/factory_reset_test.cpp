@@ -110,7 +110,7 @@ TEST_F(FactoryReset, SwitchesToTheDefaultSchemeFirst)
 {
     setValue(0, KEY_BRIGHTNESS, 10);
     reset();
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 50}}), setsOfThisThread());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 50}}), setsOfThisThread());
 }
 
 TEST_F(FactoryReset, ResetFlagIsUpAllTheTime)
@@ -301,7 +301,7 @@ TEST_F(FactoryReset, IsTracedAboveLevelFive)
 TEST_F(FactoryReset, FailingParameterIsReportedAndTheResetGoesOn)
 {
     setValue(0, KEY_BRIGHTNESS, 10);
-    service_.answerStatus(34, 0, -1);
+    service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, -1);
     const std::string output = outputOf([&] { EXPECT_TRUE(reset()); });
     EXPECT_TRUE(says(output, "SNS_SUCCESS == setParameters(m_ppUserKeyVal[m_nCurScheme], m_nKeyValSum, true)"));
     EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));

@@ -1,5 +1,6 @@
 #include "tests/support/ControllerFixture.h"
 
+#include <iterator>
 #include <set>
 
 #include "keycmd.h"
@@ -145,8 +146,6 @@ const Row kRows[] = {
     {"KEY_DN_AF_MODE", 2560, 2560, kIaCmd},
 };
 
-static_assert(sizeof(kRows) / sizeof(kRows[0]) == 87, "rows of the map");
-
 class KeyCmdMap : public support::ControllerFixture
 {
 protected:
@@ -172,9 +171,9 @@ TEST_F(KeyCmdMap, HasRoomForAHundredRowsBeforeTheFirstInit)
     EXPECT_EQ(nullptr, kMapAtStart);
 }
 
-TEST_F(KeyCmdMap, HasEightySevenRowsAfterInit)
+TEST_F(KeyCmdMap, HasTheRowsWrittenDownAfterInit)
 {
-    EXPECT_EQ(87U, g_nKeyCmdNum);
+    EXPECT_EQ(std::size(kRows), g_nKeyCmdNum);
 }
 
 TEST_F(KeyCmdMap, IsReachableThroughTheGlobal)
@@ -185,7 +184,7 @@ TEST_F(KeyCmdMap, IsReachableThroughTheGlobal)
 
 TEST_F(KeyCmdMap, EveryRowIsAsWrittenDown)
 {
-    for (size_t i = 0; i < 87; ++i)
+    for (size_t i = 0; i < std::size(kRows); ++i)
     {
         SCOPED_TRACE(i);
         const HandlerRow& handler = kHandlers.at(kRows[i].handler);
@@ -202,7 +201,7 @@ TEST_F(KeyCmdMap, HandlersHaveTheirNumberOfRows)
     for (const auto& [handler, row] : kHandlers)
     {
         int rows = 0;
-        for (size_t i = 0; i < 87; ++i)
+        for (size_t i = 0; i < std::size(kRows); ++i)
         {
             rows += map()[i].handler == row.handler ? 1 : 0;
         }
@@ -213,7 +212,7 @@ TEST_F(KeyCmdMap, HandlersHaveTheirNumberOfRows)
 TEST_F(KeyCmdMap, KeyNumbersAreUnique)
 {
     std::set<u32> keys;
-    for (size_t i = 0; i < 87; ++i)
+    for (size_t i = 0; i < std::size(kRows); ++i)
     {
         EXPECT_TRUE(keys.insert(map()[i].key).second) << map()[i].key;
     }
@@ -221,7 +220,7 @@ TEST_F(KeyCmdMap, KeyNumbersAreUnique)
 
 TEST_F(KeyCmdMap, EveryKeyIsFoundInItsRow)
 {
-    for (size_t i = 0; i < 87; ++i)
+    for (size_t i = 0; i < std::size(kRows); ++i)
     {
         keycmd row{};
         EXPECT_EQ(static_cast<int>(i), c().findFromKeyCmdMap(map(), kRows[i].key, row));
@@ -285,7 +284,7 @@ TEST_F(KeyCmdMap, EveryKeyReachesTheServiceAsItsCommandAndScheduleKeysDoNot)
 
 TEST_F(KeyCmdMap, FirstMatchOfTheGivenMapWins)
 {
-    std::vector<keycmd> own(87);
+    std::vector<keycmd> own(std::size(kRows));
     own[3].key = 34;
     own[3].cmd = 1;
     own[5].key = 34;
@@ -315,9 +314,9 @@ TEST_F(KeyCmdMap, HitPrintsNothing)
 TEST_F(KeyCmdMap, IsBuiltAgainByTheNextInit)
 {
     bringUp();
-    EXPECT_EQ(87U, g_nKeyCmdNum);
+    EXPECT_EQ(std::size(kRows), g_nKeyCmdNum);
     EXPECT_EQ(map(), g_pKeyCmdMap);
-    EXPECT_EQ(2560U, map()[86].key);
+    EXPECT_EQ(2560U, map()[std::size(kRows) - 1].key);
 }
 
 }  // namespace

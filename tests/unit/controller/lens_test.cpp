@@ -4,7 +4,6 @@
 
 using support::outputOf;
 using support::Sent;
-using support::setDebug;
 
 namespace {
 
@@ -69,9 +68,10 @@ TEST_F(Lens, ZoomStepsAreSingleCommands)
 {
     EXPECT_TRUE(c().zoomIn());
     EXPECT_TRUE(c().zoomOut());
-    EXPECT_EQ((std::vector<Sent>{{1569, 0, 1}, {1570, 0, 1}}), service_.all());
-    service_.answerStatus(1569, 0, -1);
-    service_.answerStatus(1570, 0, -1);
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_ZOOM_IN, IA_CMD_OPT_SET, 1}, {IA_CMD_ZOOM_OUT, IA_CMD_OPT_SET, 1}}),
+              service_.all());
+    service_.answerStatus(IA_CMD_ZOOM_IN, IA_CMD_OPT_SET, -1);
+    service_.answerStatus(IA_CMD_ZOOM_OUT, IA_CMD_OPT_SET, -1);
     EXPECT_FALSE(c().zoomIn());
     EXPECT_FALSE(c().zoomOut());
 }
@@ -150,12 +150,12 @@ INSTANTIATE_TEST_SUITE_P(Getters, LensGetter,
 
 TEST_F(Lens, FocusStatisticIsUnsigned)
 {
-    service_.answerValue(1648, 1, 0xFFFFFFF0U);
+    service_.answerValue(IA_CMD_AF_STATISTIC, IA_CMD_OPT_GET, 0xFFFFFFF0U);
     unsigned statistic = 0;
     EXPECT_TRUE(c().getAFStatistic(statistic));
     EXPECT_EQ(0xFFFFFFF0U, statistic);
     EXPECT_EQ(1, service_.calls().at(0).opt);
-    service_.answerStatus(1648, 1, -1);
+    service_.answerStatus(IA_CMD_AF_STATISTIC, IA_CMD_OPT_GET, -1);
     EXPECT_FALSE(c().getAFStatistic(statistic));
 }
 
@@ -169,7 +169,7 @@ class ZoomRatio : public Lens
 protected:
     int ratioAt(int position)
     {
-        service_.answerValue(1568, 1, static_cast<u32>(position));
+        service_.answerValue(IA_CMD_MZ_POSITION, IA_CMD_OPT_GET, static_cast<u32>(position));
         int read = -1;
         int ratio = -77;
         EXPECT_TRUE(c().getZoomValue(read, ratio));
@@ -232,7 +232,7 @@ TEST_F(ZoomRatio, NegativePositionsAreHugeOnes)
 
 TEST_F(ZoomRatio, FailureLeavesTheRatioAlone)
 {
-    service_.answerStatus(1568, 1, -1);
+    service_.answerStatus(IA_CMD_MZ_POSITION, IA_CMD_OPT_GET, -1);
     int position = 3;
     int ratio = -77;
     EXPECT_FALSE(c().getZoomValue(position, ratio));
@@ -242,99 +242,15 @@ TEST_F(ZoomRatio, FailureLeavesTheRatioAlone)
 
 // ---- the rest --------------------------------------------------------------------------------------------------
 
-TEST_F(Lens, CameraVersionIsTheServicesText)
-{
-    service_.setCameraVersion("sensor 1.2.3");
-    std::string version = "old";
-    EXPECT_TRUE(c().getCameraVerInf(version));
-    EXPECT_EQ("sensor 1.2.3", version);
-    EXPECT_EQ(2496U, service_.calls().at(0).cmd);
-    EXPECT_EQ(1, service_.calls().at(0).opt);
-}
-
-TEST_F(Lens, CameraVersionBufferIsZeroFilledAndFiftyBytes)
-{
-    service_.answer(2496, 1, [](u32, int, void* data) {
-        char* text = static_cast<char*>(data);
-        for (int i = 0; i < 50; ++i)
-        {
-            EXPECT_EQ('\0', text[i]) << i;
-        }
-        std::memset(text, 'v', 49);
-        return 0;
-    });
-    std::string version;
-    EXPECT_TRUE(c().getCameraVerInf(version));
-    EXPECT_EQ(std::string(49, 'v'), version);
-}
-
-TEST_F(Lens, CameraVersionWithoutTerminatorIsCut)
-{
-    service_.answer(2496, 1, [](u32, int, void* data) {
-        std::memset(data, 'v', 50);
-        return 0;
-    });
-    std::string version;
-    EXPECT_TRUE(c().getCameraVerInf(version));
-    EXPECT_EQ(49U, version.size());
-}
-
-TEST_F(Lens, EmptyCameraVersionReplacesTheText)
-{
-    service_.setCameraVersion("");
-    std::string version = "old";
-    EXPECT_TRUE(c().getCameraVerInf(version));
-    EXPECT_EQ("", version);
-}
-
-TEST_F(Lens, FailedCameraVersionLeavesTheText)
-{
-    service_.answer(2496, 1, [](u32, int, void* data) {
-        std::strcpy(static_cast<char*>(data), "half");
-        return -1;
-    });
-    std::string version = "old";
-    EXPECT_FALSE(c().getCameraVerInf(version));
-    EXPECT_EQ("old", version);
-}
-
-TEST_F(Lens, SensorTypeIsTheHostsModuleId)
-{
-    bringUp();
-    EXPECT_EQ(7, c().getSensorType());
-    EXPECT_TRUE(service_.calls().empty());
-}
-
-TEST_F(Lens, SensorStatusIsTrueOnceInitHasFinishedAndEverAfter)
-{
-    EXPECT_FALSE(c().getSensorStatus());
-    bringUp();
-    EXPECT_TRUE(c().getSensorStatus());
-    c().uinit();
-    initialised_ = false;
-    EXPECT_TRUE(c().getSensorStatus());
-}
-
-TEST_F(Lens, DebugMessageDoesNothing)
-{
-    setDebug(9);
-    EXPECT_EQ("", outputOf([&] { c().printDebugMsg(); }));
-    EXPECT_TRUE(service_.calls().empty());
-}
-
 TEST_F(Lens, TakesNoLock)
 {
     ControllerProbe::mutex(c()).Lock("test", __LINE__);
     int value = 0;
     unsigned statistic = 0;
-    std::string text;
     EXPECT_TRUE(c().focusFar() && c().focusNear() && c().irisUp() && c().irisDown() && c().zoomIn() && c().zoomOut());
     EXPECT_TRUE(c().setZoomValue(1) && c().getZoomValue(value, value) && c().setPTZRunState(1));
     EXPECT_TRUE(c().setFocusValue(1) && c().getFocusValue(value) && c().setFocusMode(1) && c().getFocusMode(value));
-    EXPECT_TRUE(c().getAFStatistic(statistic) && c().getWDR(value) && c().getCameraVerInf(text));
-    c().getSensorType();
-    c().getSensorStatus();
-    c().printDebugMsg();
+    EXPECT_TRUE(c().getAFStatistic(statistic) && c().getWDR(value));
     ControllerProbe::mutex(c()).Unlock("test", __LINE__);
 }
 

@@ -56,7 +56,7 @@ TEST_F(ParameterApplication, EmptyListSucceedsWithoutLookingAtIt)
 TEST_F(ParameterApplication, ChangedValueIsSentAndRemembered)
 {
     EXPECT_EQ(0, apply({{KEY_BRIGHTNESS, 60}}, true));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 60}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 60}}), service_.all());
     EXPECT_EQ(60U, valueOf(0, KEY_BRIGHTNESS));
     EXPECT_EQ(50U, valueOf(1, KEY_BRIGHTNESS));
 }
@@ -70,13 +70,19 @@ TEST_F(ParameterApplication, ValueThatTheSchemeHoldsIsNotSentAgain)
 TEST_F(ParameterApplication, WithoutCacheTheSameValueIsSentAgainAndNothingIsRemembered)
 {
     EXPECT_EQ(0, apply({{KEY_BRIGHTNESS, 50}, {KEY_SATURATION, 9}}, false));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 50}, {2337, 0, 9}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 50}, {IA_CMD_SATURATION, IA_CMD_OPT_SET, 9}}),
+              service_.all());
     EXPECT_EQ(51U, valueOf(0, KEY_SATURATION));
 }
 
 TEST_F(ParameterApplication, ScheduleKeysAreStoredAndNeverSentWithCache)
 {
-    EXPECT_EQ(0, apply({{8000, 0}, {8001, 1}, {8002, 2}, {8003, 3}, {8004, 4}}, true));
+    EXPECT_EQ(0, apply({{KEY_SCHEME_ENABLE, 0},
+                        {KEY_SCHEME_START_HOUR, 1},
+                        {KEY_SCHEME_START_MIN, 2},
+                        {KEY_SCHEME_END_HOUR, 3},
+                        {KEY_SCHEME_END_MIN, 4}},
+                       true));
     EXPECT_TRUE(service_.calls().empty());
     for (u32 i = 0; i < 5; ++i)
     {
@@ -86,22 +92,31 @@ TEST_F(ParameterApplication, ScheduleKeysAreStoredAndNeverSentWithCache)
 
 TEST_F(ParameterApplication, ScheduleKeysAreSkippedWithoutCache)
 {
-    EXPECT_EQ(0, apply({{8000, 9}, {8001, 9}, {8002, 9}, {8003, 9}, {8004, 9}}, false));
+    EXPECT_EQ(0, apply({{KEY_SCHEME_ENABLE, 9},
+                        {KEY_SCHEME_START_HOUR, 9},
+                        {KEY_SCHEME_START_MIN, 9},
+                        {KEY_SCHEME_END_HOUR, 9},
+                        {KEY_SCHEME_END_MIN, 9}},
+                       false));
     EXPECT_TRUE(service_.calls().empty());
-    EXPECT_EQ(1U, valueOf(0, 8000));
-    EXPECT_EQ(8U, valueOf(0, 8001));
+    EXPECT_EQ(1U, valueOf(0, KEY_SCHEME_ENABLE));
+    EXPECT_EQ(8U, valueOf(0, KEY_SCHEME_START_HOUR));
 }
 
 TEST_F(ParameterApplication, NeighboursOfTheScheduleKeysAreOrdinaryUnknownKeys)
 {
     outputOf([&] { EXPECT_EQ(0, apply({{7999, 1}, {8005, 2}}, false)); });
-    EXPECT_EQ((std::vector<Sent>{{7999, 0, 1}, {8005, 0, 2}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{7999, IA_CMD_OPT_SET, 1}, {8005, IA_CMD_OPT_SET, 2}}), service_.all());
 }
 
 TEST_F(ParameterApplication, RecordsAreAppliedInOrder)
 {
     EXPECT_EQ(0, apply({{KEY_CONTRAST, 1}, {KEY_BRIGHTNESS, 2}, {KEY_SATURATION, 3}, {KEY_BRIGHTNESS, 4}}, true));
-    EXPECT_EQ((std::vector<Sent>{{2353, 0, 1}, {34, 0, 2}, {2337, 0, 3}, {34, 0, 4}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_CONTRAST, IA_CMD_OPT_SET, 1},
+                                 {IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 2},
+                                 {IA_CMD_SATURATION, IA_CMD_OPT_SET, 3},
+                                 {IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 4}}),
+              service_.all());
     EXPECT_EQ(4U, valueOf(0, KEY_BRIGHTNESS));
 }
 
@@ -113,12 +128,15 @@ TEST_F(ParameterApplication, CommandComesFromTheMapAndNotFromTheKey)
 
 TEST_F(ParameterApplication, FailureStopsTheListAndGivesMinusItsKey)
 {
-    service_.answerStatus(2353, 0, -7);
+    service_.answerStatus(IA_CMD_CONTRAST, IA_CMD_OPT_SET, -7);
     EXPECT_EQ(
         -2353,
         apply({{KEY_BRIGHTNESS, 1}, {KEY_SATURATION, 2}, {KEY_CONTRAST, 3}, {KEY_SHARPNESS, 4}, {KEY_EXPOSE_MODE, 5}},
               true));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 1}, {2337, 0, 2}, {2353, 0, 3}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 1},
+                                 {IA_CMD_SATURATION, IA_CMD_OPT_SET, 2},
+                                 {IA_CMD_CONTRAST, IA_CMD_OPT_SET, 3}}),
+              service_.all());
     EXPECT_EQ(1U, valueOf(0, KEY_BRIGHTNESS));
     EXPECT_EQ(2U, valueOf(0, KEY_SATURATION));
     EXPECT_EQ(52U, valueOf(0, KEY_CONTRAST));
@@ -128,7 +146,7 @@ TEST_F(ParameterApplication, FailureStopsTheListAndGivesMinusItsKey)
 
 TEST_F(ParameterApplication, PositiveFailureCodesCountToo)
 {
-    service_.answerStatus(34, 0, 3);
+    service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 3);
     EXPECT_EQ(-34, apply({{KEY_BRIGHTNESS, 1}}, false));
 }
 
@@ -144,7 +162,7 @@ TEST_F(ParameterApplication, UnknownKeyIsReportedAndSentWithItsNumberAsTheComman
     EXPECT_TRUE(saysOnly(output, asserted(kController, "setParameters",
                                           "-1 != findFromKeyCmdMap(m_pKeyCmdMap, p_pKeyval[i].key, stKeyCmdTmp)",
                                           "p_pKeyval[1].key(4711)")));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 60}, {4711, 0, 5}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 60}, {4711, IA_CMD_OPT_SET, 5}}), service_.all());
 }
 
 TEST_F(ParameterApplication, UnknownKeyIsSentInBulkToo)
@@ -152,7 +170,7 @@ TEST_F(ParameterApplication, UnknownKeyIsSentInBulkToo)
     setFlags(support::kInitialisedBit | support::kSwitchingBit);
     outputOf([&] { EXPECT_EQ(0, apply({{4711, 5}}, false)); });
     setFlags(support::kInitialisedBit);
-    EXPECT_EQ((std::vector<Sent>{{4711, 0, 5}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{4711, IA_CMD_OPT_SET, 5}}), service_.all());
 }
 
 TEST_F(ParameterApplication, UnknownKeyPrintsItsSubstituteRow)
@@ -170,7 +188,7 @@ TEST_F(ParameterApplication, UnknownKeyPrintsItsSubstituteRow)
 
 TEST_F(ParameterApplication, UnknownKeyThatFailsGivesMinusItsNumber)
 {
-    service_.answerStatus(4711, 0, -2);
+    service_.answerStatus(4711, IA_CMD_OPT_SET, -2);
     outputOf([&] { EXPECT_EQ(-4711, apply({{4711, 5}}, true)); });
 }
 
@@ -184,9 +202,9 @@ TEST_F(ParameterApplication, RefusedKeyWhoseNegativeDoesNotExistGivesItself)
 
 TEST_F(ParameterApplication, RefusedKeyZeroEndsTheListAndLooksLikeSuccess)
 {
-    service_.answerStatus(0, 0, -2);
+    service_.answerStatus(0, IA_CMD_OPT_SET, -2);
     outputOf([&] { EXPECT_EQ(0, apply({{KEY_CONTRAST, 9}, {0, 5}, {KEY_BRIGHTNESS, 60}}, true)); });
-    EXPECT_EQ((std::vector<Sent>{{2353, 0, 9}, {0, 0, 5}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_CONTRAST, IA_CMD_OPT_SET, 9}, {0, IA_CMD_OPT_SET, 5}}), service_.all());
     EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
 }
 
@@ -246,7 +264,7 @@ TEST_F(ParameterApplication, FailuresMinusOneFourAndFiveArePrintedAsErrors)
     setDebug(6);
     for (const int status : {-1, -4, -5})
     {
-        service_.answerStatus(34, 0, status);
+        service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, status);
         EXPECT_TRUE(saysOnly(outputOf([&] {
                                  EXPECT_EQ(-34, apply({{KEY_BRIGHTNESS, 60}}, false));
                              }),
@@ -264,7 +282,7 @@ TEST_F(ParameterApplication, OtherFailuresAreNotPrinted)
     setDebug(6);
     for (const int status : {-2, -3, -6, 1})
     {
-        service_.answerStatus(34, 0, status);
+        service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, status);
         EXPECT_TRUE(
             saysOnly(outputOf([&] {
                          EXPECT_EQ(-34, apply({{KEY_BRIGHTNESS, 60}}, false));
@@ -276,7 +294,7 @@ TEST_F(ParameterApplication, OtherFailuresAreNotPrinted)
 TEST_F(ParameterApplication, FailuresArePrintedOnlyAboveLevelFive)
 {
     setDebug(5);
-    service_.answerStatus(34, 0, -1);
+    service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, -1);
     EXPECT_EQ("", outputOf([&] { apply({{KEY_BRIGHTNESS, 60}}, false); }));
 }
 
@@ -284,7 +302,7 @@ TEST_F(ParameterApplication, ValueThatTheSchemeCannotHoldIsAppliedAndReportedAbo
 {
     setDebug(5);
     EXPECT_EQ("", outputOf([&] { EXPECT_EQ(0, apply({{KEY_GAMMA, 4}}, true)); }));
-    EXPECT_EQ((std::vector<Sent>{{2528, 0, 4}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_GAMMA, IA_CMD_OPT_SET, 4}}), service_.all());
     setDebug(6);
     EXPECT_TRUE(saysOnly(outputOf([&] {
                              EXPECT_EQ(0, apply({{KEY_GAMMA, 4}}, true));
@@ -312,7 +330,7 @@ TEST_F(ParameterApplication, ScheduleKeyThatCannotBeStoredIsReportedLikeAnyOther
     ControllerProbe::userKeyVal(c())[0][4].key = 4712;
     setDebug(6);
     EXPECT_TRUE(saysOnly(outputOf([&] {
-                             EXPECT_EQ(0, apply({{8004, 4}}, true));
+                             EXPECT_EQ(0, apply({{KEY_SCHEME_END_MIN, 4}}, true));
                          }),
                          traced("dbg", kController, "setParameters",
                                 "SET_KEY_VAL FAILED, m_nCurScheme(0), p_pKeyval[0].key(8004), "
@@ -322,9 +340,9 @@ TEST_F(ParameterApplication, ScheduleKeyThatCannotBeStoredIsReportedLikeAnyOther
 TEST_F(ParameterApplication, WithoutASchemeEverythingIsSentAndNothingStored)
 {
     makeCurrent(-1);
-    EXPECT_EQ(0, apply({{KEY_BRIGHTNESS, 50}, {8001, 3}}, true));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 50}}), service_.all());
-    EXPECT_EQ(8U, valueOf(0, 8001));
+    EXPECT_EQ(0, apply({{KEY_BRIGHTNESS, 50}, {KEY_SCHEME_START_HOUR, 3}}, true));
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 50}}), service_.all());
+    EXPECT_EQ(8U, valueOf(0, KEY_SCHEME_START_HOUR));
 }
 
 TEST_F(ParameterApplication, ValueThatTheHandlerChangedIsWhatTheArrayAndTheSchemeHold)
@@ -341,7 +359,7 @@ TEST_F(ParameterApplication, ValueThatTheHandlerChangedIsWhatTheArrayAndTheSchem
 TEST_F(ParameterApplication, ValueThatTheArrayTookMeanwhileIsTheOneThatIsRemembered)
 {
     KeyVal record = {KEY_BRIGHTNESS, 60};
-    service_.answer(34, 0, [&](u32, int, void* data) {
+    service_.answer(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, [&](u32, int, void* data) {
         *static_cast<u32*>(data) = 7;
         record.value = 61;
         return 0;
@@ -356,10 +374,10 @@ TEST_F(ParameterApplication, SingleParameterGoesTheSameWay)
     EXPECT_EQ(0, c().setParameter(KEY_BRIGHTNESS, 60, true));
     EXPECT_EQ(60U, valueOf(0, KEY_BRIGHTNESS));
     EXPECT_EQ(0, c().setParameter(KEY_BRIGHTNESS, 60, true));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 60}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 60}}), service_.all());
     EXPECT_EQ(0, c().setParameter(KEY_BRIGHTNESS, 61, false));
     EXPECT_EQ(60U, valueOf(0, KEY_BRIGHTNESS));
-    service_.answerStatus(34, 0, -1);
+    service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, -1);
     EXPECT_EQ(-34, c().setParameter(KEY_BRIGHTNESS, 62, true));
     EXPECT_EQ(60U, valueOf(0, KEY_BRIGHTNESS));
 }
@@ -399,10 +417,10 @@ TEST_F(ParameterApplication, SingleParameterWaitsForTheMutexAndListDoesNot)
     EXPECT_EQ(0, apply({{KEY_BRIGHTNESS, 60}}, true));
     support::WaitingCall waiting([&] { c().setParameter(KEY_SATURATION, 1, true); });
     EXPECT_TRUE(waiting.waitsFor(ControllerProbe::mutex(c())));
-    EXPECT_EQ(0U, service_.count(2337, 0));
+    EXPECT_EQ(0U, service_.count(IA_CMD_SATURATION, IA_CMD_OPT_SET));
     ControllerProbe::mutex(c()).Unlock("test", __LINE__);
     waiting.join();
-    EXPECT_EQ(1U, service_.count(2337, 0));
+    EXPECT_EQ(1U, service_.count(IA_CMD_SATURATION, IA_CMD_OPT_SET));
 }
 
 }  // namespace

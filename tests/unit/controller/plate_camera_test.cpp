@@ -95,7 +95,7 @@ TEST_F(PlateCamera, DayNightSwitchSendsTheWholeSchemeWithDayNightModeZero)
     night();
     turn();
     EXPECT_EQ(wholeScheme(), service_.sets().size());
-    EXPECT_EQ(1U, service_.count(144, 0));
+    EXPECT_EQ(1U, service_.count(IA_CMD_DN_MODE, IA_CMD_OPT_SET));
     for (const Sent& sent : service_.sets())
     {
         if (sent.cmd == 144)
@@ -114,7 +114,7 @@ TEST_F(PlateCamera, EnteringAWindowSendsEverythingWithTheSchemesOwnMode)
     EXPECT_EQ(2, current());
     EXPECT_EQ(1, lastSchedule());
     EXPECT_EQ(wholeScheme(), service_.sets().size());
-    EXPECT_EQ(2U, service_.stored(144));
+    EXPECT_EQ(2U, service_.stored(IA_CMD_DN_MODE));
     EXPECT_EQ(0U, service_.count(kDayNightState, 1));
 }
 
@@ -145,12 +145,12 @@ TEST_F(PlateCamera, StartingInsideAWindowReportsNoFailureAsASwitchByDifferenceDo
     support::writeFile(support::schemeFile(2), support::bytesOf(scheme(2)));
     construct();
     ASSERT_EQ(255, lastSchedule());
-    service_.answerStatus(34, 0, -7);
+    service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, -7);
     EXPECT_EQ("", outputOf([&] {
                   EXPECT_TRUE(initialise());
                   stopThread();
               }));
-    EXPECT_EQ(1U, service_.count(34, 0));
+    EXPECT_EQ(1U, service_.count(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET));
     EXPECT_EQ(2, current());
     EXPECT_EQ(1, lastSchedule());
 }
@@ -166,7 +166,7 @@ TEST_F(PlateCamera, FromWindowToWindowSendsOnlyWhatDiffers)
     setTime(13, 0);
     turn();
     EXPECT_EQ(0, current());
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 10}}), service_.sets());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 10}}), service_.sets());
     EXPECT_EQ(1, lastSchedule());
 }
 
@@ -191,7 +191,7 @@ TEST_F(PlateCamera, LeavingAllWindowsSwitchesByTheStateEvenToTheCurrentScheme)
     EXPECT_EQ(0, current());
     EXPECT_EQ(0, lastSchedule());
     EXPECT_EQ(wholeScheme(), service_.sets().size());
-    EXPECT_EQ(0U, service_.stored(144));
+    EXPECT_EQ(0U, service_.stored(IA_CMD_DN_MODE));
 }
 
 TEST_F(PlateCamera, LeavingAllWindowsAtNightGoesToSchemeOne)
@@ -274,7 +274,7 @@ TEST_F(PlateCamera, DayNightSwitchByHandRaisesTheFlagAndReturnsZero)
         seen = flags();
         seenCurrent = current();
     });
-    service_.answerStatus(34, 0, -7);
+    service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, -7);
     EXPECT_EQ("", outputOf([&] { EXPECT_EQ(0, c().LPR_switch_to(1)); }));
     EXPECT_EQ(kInitialisedBit | kSwitchingBit, seen);
     EXPECT_EQ(1, seenCurrent);
@@ -287,21 +287,22 @@ TEST_F(PlateCamera, DayNightSwitchWithoutTheModeKeyAppliesTheSchemeUnchanged)
 {
     bringDown();
     support::wipeTree();
-    files_.parameters = {{34, 50}};
+    files_.parameters = {{KEY_BRIGHTNESS, 50}};
     bringUp();
     EXPECT_EQ(0, c().LPR_switch_to(1));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 50}}), service_.sets());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 50}}), service_.sets());
 }
 
 TEST_F(PlateCamera, OnlyTheFirstModeRecordIsForcedToZero)
 {
     bringDown();
     support::wipeTree();
-    files_.parameters = {{144, 1}, {144, 5}};
+    files_.parameters = {{KEY_DN_MODE, 1}, {KEY_DN_MODE, 5}};
     bringUp();
     setValue(1, KEY_DN_MODE, 3);
     c().LPR_switch_to(1);
-    EXPECT_EQ((std::vector<Sent>{{144, 0, 0}, {144, 0, 5}}), service_.sets());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_DN_MODE, IA_CMD_OPT_SET, 0}, {IA_CMD_DN_MODE, IA_CMD_OPT_SET, 5}}),
+              service_.sets());
 }
 
 TEST_F(PlateCamera, DayNightSwitchToAnIndexWithoutASchemeAppliesNothing)

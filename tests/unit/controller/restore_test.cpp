@@ -34,7 +34,7 @@ protected:
 TEST_F(Restore, SendsTheStoredValueAgain)
 {
     EXPECT_EQ(0, c().restore(KEY_BRIGHTNESS));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 50}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 50}}), service_.all());
     EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
 }
 
@@ -45,18 +45,19 @@ TEST_F(Restore, TakesTheValueOfTheCurrentScheme)
     EXPECT_EQ(0, c().restore(KEY_BRIGHTNESS));
     makeCurrent(3);
     EXPECT_EQ(0, c().restore(KEY_BRIGHTNESS));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 70}, {34, 0, 50}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 70}, {IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 50}}),
+              service_.all());
 }
 
 TEST_F(Restore, ScheduleKeyIsFoundAndSkipped)
 {
-    EXPECT_EQ(0, c().restore(8001));
+    EXPECT_EQ(0, c().restore(KEY_SCHEME_START_HOUR));
     EXPECT_TRUE(service_.calls().empty());
 }
 
 TEST_F(Restore, FailureGivesMinusTheKey)
 {
-    service_.answerStatus(34, 0, -3);
+    service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, -3);
     EXPECT_EQ(-34, c().restore(KEY_BRIGHTNESS));
 }
 
@@ -66,15 +67,15 @@ TEST_F(Restore, StoredValueThatTheHandlerRefusesStays)
     setValue(0, KEY_WDR_MODE, 1);
     EXPECT_EQ(0, c().restore(KEY_WDR_MODE));
     EXPECT_EQ(1U, valueOf(0, KEY_WDR_MODE));
-    EXPECT_EQ(0U, service_.count(2368, 0));
+    EXPECT_EQ(0U, service_.count(IA_CMD_WDR_MODE, IA_CMD_OPT_SET));
     setshowWDRFalg(true);
     EXPECT_EQ(0, c().restore(KEY_WDR_MODE));
-    EXPECT_EQ((std::vector<Sent>{{2368, 0, 1}}), service_.sets());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_WDR_MODE, IA_CMD_OPT_SET, 1}}), service_.sets());
 }
 
 TEST_F(Restore, StoredValueThatTheServiceChangesStays)
 {
-    service_.answerValue(34, 0, 7);
+    service_.answerValue(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 7);
     EXPECT_EQ(0, c().restore(KEY_BRIGHTNESS));
     EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
 }
@@ -118,19 +119,20 @@ TEST_F(Restore, KeyIsPrintedAboveLevelFive)
 TEST_F(Restore, ExposureAndFocusModeInThisOrder)
 {
     EXPECT_TRUE(c().restoreAeMode());
-    EXPECT_EQ((std::vector<Sent>{{16, 0, 0}, {1536, 0, 2}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_EXPOSE_MODE, IA_CMD_OPT_SET, 0}, {IA_CMD_AUTO_FOCUS_MODE, IA_CMD_OPT_SET, 2}}),
+              service_.all());
 }
 
 TEST_F(Restore, FailedExposureModeKeepsFocusModeUntouched)
 {
-    service_.answerStatus(16, 0, -1);
+    service_.answerStatus(IA_CMD_EXPOSE_MODE, IA_CMD_OPT_SET, -1);
     EXPECT_FALSE(c().restoreAeMode());
-    EXPECT_EQ(0U, service_.count(1536, 0));
+    EXPECT_EQ(0U, service_.count(IA_CMD_AUTO_FOCUS_MODE, IA_CMD_OPT_SET));
 }
 
 TEST_F(Restore, FailedFocusModeIsAFailure)
 {
-    service_.answerStatus(1536, 0, -1);
+    service_.answerStatus(IA_CMD_AUTO_FOCUS_MODE, IA_CMD_OPT_SET, -1);
     EXPECT_FALSE(c().restoreAeMode());
 }
 
@@ -143,12 +145,12 @@ class Reload : public Restore
 TEST_F(Reload, PutsTheFilesValuesBack)
 {
     c().setParameter(KEY_BRIGHTNESS, 60, true);
-    c().setParameter(8001, 9, true);
+    c().setParameter(KEY_SCHEME_START_HOUR, 9, true);
     service_.clearCalls();
     EXPECT_EQ("", outputOf([&] { EXPECT_TRUE(c().resetToLastParameters()); }));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 50}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 50}}), service_.all());
     EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
-    EXPECT_EQ(8U, valueOf(0, 8001));
+    EXPECT_EQ(8U, valueOf(0, KEY_SCHEME_START_HOUR));
     EXPECT_EQ(kInitialisedBit, flags());
 }
 
@@ -211,7 +213,7 @@ TEST_F(Reload, WithoutAScheduledSchemeDoesNotWaitForTheMutex)
 TEST_F(Reload, FailureOfAParameterIsAFailure)
 {
     c().setParameter(KEY_BRIGHTNESS, 60, true);
-    service_.answerStatus(34, 0, -1);
+    service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, -1);
     EXPECT_FALSE(c().resetToLastParameters());
     EXPECT_EQ(kInitialisedBit, flags());
     EXPECT_EQ(60U, valueOf(0, KEY_BRIGHTNESS));
@@ -221,8 +223,8 @@ TEST_F(Reload, FailingThresholdDoesNotFailIt)
 {
     c().setParameter(KEY_DTN_THR, 31, true);
     c().setParameter(KEY_NTD_THR, 71, true);
-    service_.answerStatus(145, 0, -1);
-    service_.answerStatus(146, 0, -1);
+    service_.answerStatus(IA_CMD_DTN_THR, IA_CMD_OPT_SET, -1);
+    service_.answerStatus(IA_CMD_NTD_THR, IA_CMD_OPT_SET, -1);
     EXPECT_TRUE(c().resetToLastParameters());
     EXPECT_EQ(30U, valueOf(0, KEY_DTN_THR));
     EXPECT_EQ(70U, valueOf(0, KEY_NTD_THR));
@@ -262,7 +264,8 @@ TEST_F(Reload, ShortFileStillAppliesItsRecordsAndWhatTheScratchHeldBehindThem)
                                           "file_name(/mnt/mtd/code/config_file/sensor0.cfg) nSize(48) "
                                           "sizeof(KeyVal) = 8, p_nKeyValNum(29)\n",
                                           "54")));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 40}, {2353, 0, 52}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 40}, {IA_CMD_CONTRAST, IA_CMD_OPT_SET, 52}}),
+              service_.all());
 }
 
 TEST_F(Reload, IsTracedWithAnEmptyLineAboveLevelFive)

@@ -33,7 +33,7 @@ TEST_F(SchemeSwitch, BetweenSchemesThatDifferInBrightnessSendsBrightnessOnly)
 {
     setValue(1, KEY_BRIGHTNESS, 70);
     EXPECT_EQ(0, c().switch_to(1, false));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 70}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 70}}), service_.all());
     EXPECT_EQ(1, current());
     EXPECT_EQ(0, last());
     EXPECT_EQ(kInitialisedBit, flags());
@@ -60,8 +60,8 @@ TEST_F(SchemeSwitch, DifferentWindowsAreNotSent)
     setWindow(1, true, 1, 2, 3, 4);
     c().switch_to(1, false);
     EXPECT_TRUE(service_.calls().empty());
-    EXPECT_EQ(3U, valueOf(1, 8003));
-    EXPECT_EQ(18U, valueOf(0, 8003));
+    EXPECT_EQ(3U, valueOf(1, KEY_SCHEME_END_HOUR));
+    EXPECT_EQ(18U, valueOf(0, KEY_SCHEME_END_HOUR));
 }
 
 TEST_F(SchemeSwitch, FullSwitchSendsEveryParameterButTheScheduleAndOneShotActions)
@@ -95,7 +95,7 @@ TEST_F(SchemeSwitch, DefaultSchemeIsAScheme)
 {
     setValue(0, KEY_BRIGHTNESS, 10);
     EXPECT_EQ(0, c().switch_to(3, false));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 50}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 50}}), service_.all());
     EXPECT_EQ(3, current());
 }
 
@@ -126,7 +126,7 @@ TEST_F(SchemeSwitch, FailureIsReportedAndDoesNotUndoTheSwitch)
 {
     setValue(1, KEY_BRIGHTNESS, 70);
     setValue(1, KEY_SATURATION, 71);
-    service_.answerStatus(34, 0, -7);
+    service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, -7);
     const std::string output = outputOf([&] { EXPECT_EQ(0, c().switch_to(1, false)); });
     EXPECT_TRUE(
         saysOnly(output, asserted(kController, "switch_to",
@@ -134,12 +134,12 @@ TEST_F(SchemeSwitch, FailureIsReportedAndDoesNotUndoTheSwitch)
                                   "m_nCurScheme(1) m_nKeyValSum(29)\n")));
     EXPECT_EQ(1, current());
     EXPECT_EQ(kInitialisedBit, flags());
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 70}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 70}}), service_.all());
 }
 
 TEST_F(SchemeSwitch, FailureOfAFullSwitchIsIgnored)
 {
-    service_.answerStatus(34, 0, -7);
+    service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, -7);
     EXPECT_EQ("", outputOf([&] { EXPECT_EQ(0, c().switch_to(1, true)); }));
     EXPECT_EQ(1, current());
     EXPECT_EQ(kInitialisedBit, flags());
@@ -184,7 +184,7 @@ TEST_F(SchemeSwitch, WideDynamicRangeThatIsNotOfferedIsStoredAsZero)
     setValue(1, KEY_WDR_MODE, 2);
     c().switch_to(1, false);
     EXPECT_EQ(0U, valueOf(1, KEY_WDR_MODE));
-    EXPECT_EQ(0U, service_.count(2368, 0));
+    EXPECT_EQ(0U, service_.count(IA_CMD_WDR_MODE, IA_CMD_OPT_SET));
 }
 
 TEST_F(SchemeSwitch, FullSwitchStoresWideDynamicRangeAsZeroToo)
@@ -211,7 +211,7 @@ protected:
     void switchMeeting(const std::function<void()>& call, int status = 0, u32 value = 70)
     {
         std::atomic<bool> met{false};
-        service_.answer(34, 0, [&](u32, int, void* data) {
+        service_.answer(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, [&](u32, int, void* data) {
             if (met.exchange(true))
             {
                 return 0;
@@ -288,7 +288,7 @@ TEST_F(SchemeSwitch, SecondRecordOfAKeyIsRememberedInTheFirst)
     KeyVal* const records = ControllerProbe::userKeyVal(c())[1];
     records[6] = {KEY_BRIGHTNESS, 61};
     c().switch_to(1, false);
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 61}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 61}}), service_.all());
     EXPECT_EQ(61U, records[5].value);
 }
 

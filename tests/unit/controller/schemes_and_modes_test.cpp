@@ -83,7 +83,7 @@ TEST_F(SchemesAndModes, SchemeIsSwitchedByDifference)
 {
     setValue(2, KEY_BRIGHTNESS, 72);
     EXPECT_TRUE(c().setParamScheme(2));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 72}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 72}}), service_.all());
     int scheme = -5;
     EXPECT_TRUE(c().getParamScheme(scheme));
     EXPECT_EQ(2, scheme);
@@ -116,7 +116,7 @@ TEST_F(SchemesAndModes, OtherSchemesAreReportedAndSwitchedToAllTheSame)
 TEST_F(SchemesAndModes, FailureWhileSwitchingIsStillSuccess)
 {
     setValue(2, KEY_BRIGHTNESS, 72);
-    service_.answerStatus(34, 0, -7);
+    service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, -7);
     outputOf([&] { EXPECT_TRUE(c().setParamScheme(2)); });
     EXPECT_EQ(2, current());
 }

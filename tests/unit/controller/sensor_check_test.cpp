@@ -18,7 +18,7 @@ protected:
     {
         for (const int opt : {0, 1})
         {
-            service_.answer(2816, opt, [=](u32, int, void* data) {
+            service_.answer(IA_CMD_SENSOR_CHECK, opt, [=](u32, int, void* data) {
                 static_cast<ia_sensor_check_st*>(data)->result = result;
                 return status;
             });

@@ -56,7 +56,7 @@ TEST_F(SensorThread, SwitchesOnceWhenTheWindowEnds)
     turn();
     EXPECT_EQ(3, current());
     EXPECT_EQ(0, last());
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 50}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 50}}), service_.all());
     for (int i = 0; i < 5; ++i)
     {
         turn();
@@ -81,7 +81,7 @@ TEST_F(SensorThread, SwitchByTheClockSendsOnlyWhatDiffers)
     setTime(18, 30);
     turn();
     EXPECT_EQ(1, current());
-    EXPECT_EQ((std::vector<Sent>{{2337, 0, 9}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_SATURATION, IA_CMD_OPT_SET, 9}}), service_.all());
 }
 
 TEST_F(SensorThread, ManualModeNeverSwitches)
@@ -128,7 +128,7 @@ TEST_F(SensorThread, FailingSwitchIsNotTriedAgain)
 {
     bringUp();
     setValue(0, KEY_BRIGHTNESS, 10);
-    service_.answerStatus(34, 0, -7);
+    service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, -7);
     setTime(20, 0);
     outputOf([&] { turn(); });
     EXPECT_EQ(3, current());

@@ -91,7 +91,7 @@ TEST_F(StartUpPlate, PlateCamerasSecondSchemeHasNightValuesAndTheFirstIsNotEnabl
 
 TEST_F(StartUpPlate, PlateCameraWithoutTheNightKeysSkipsThem)
 {
-    files_.parameters = {{34, 50}, {144, 1}};
+    files_.parameters = {{KEY_BRIGHTNESS, 50}, {KEY_DN_MODE, 1}};
     useDevice(8, "(max_scheme=3)");
     EXPECT_EQ("", initOutput());
     EXPECT_EQ(7U, recordsOf(readFile(schemeFile(1))).size());
@@ -115,7 +115,7 @@ TEST_F(StartUpPlate, PlateCameraOfAHundredParametersUsesAllTheRoomAndNotMore)
 
 TEST_F(StartUpPlate, OnlyTheFirstRecordOfANightKeyIsChanged)
 {
-    files_.parameters = {{144, 1}, {144, 5}};
+    files_.parameters = {{KEY_DN_MODE, 1}, {KEY_DN_MODE, 5}};
     useDevice(8, "(max_scheme=3)");
     initOutput();
     const std::vector<KeyVal> stored = recordsOf(readFile(schemeFile(1)));

@@ -103,9 +103,9 @@ TEST_F(StartUp, FirstSchemeIsAppliedWholeBeforeInitReturns)
     initOutput();
     // 29 parameters without the schedule, the two one-shot actions; before that the list of dynamic commands.
     EXPECT_EQ(29U - 5U - 2U, service_.sets().size());
-    EXPECT_EQ(0U, service_.count(1539, 0));
+    EXPECT_EQ(0U, service_.count(IA_CMD_AUTO_FOCUS_ONCE, IA_CMD_OPT_SET));
     EXPECT_EQ(0U, service_.count(0x9A0, 0));
-    EXPECT_EQ(50U, service_.stored(34));
+    EXPECT_EQ(50U, service_.stored(IA_CMD_BRIGHTNESS));
 }
 
 TEST_F(StartUp, FirstTurnPausesOneSecondOnTheCallingThread)
@@ -346,7 +346,7 @@ TEST_F(StartUp, WideDynamicRangeIsSettledAfterTheFirstSchemeWasApplied)
 {
     setshowWDRFalg(false);
     initOutput();
-    EXPECT_EQ(0U, service_.count(2368, 0));
+    EXPECT_EQ(0U, service_.count(IA_CMD_WDR_MODE, IA_CMD_OPT_SET));
     EXPECT_TRUE(getshowWDRFalg());
 }
 

@@ -52,20 +52,22 @@ TEST_F(TextInterface, AllParametersAreAppended)
 
 TEST_F(TextInterface, AllParametersAreCorrectedByTheServiceInPlace)
 {
-    service_.setDynamicCommands({49, 96});
-    service_.answerValue(49, IA_CMD_OPT_CORRECT_PARAM, 7);
+    service_.setDynamicCommands({IA_CMD_MAX_SHUTTER, IA_CMD_METER_AREA});
+    service_.answerValue(IA_CMD_MAX_SHUTTER, IA_CMD_OPT_CORRECT_PARAM, 7);
     std::string text;
     EXPECT_TRUE(c().getAllParameters(text));
     EXPECT_EQ(7U, valueOf(0, KEY_MAX_SHUTTER));
     EXPECT_EQ(3U, valueOf(1, KEY_MAX_SHUTTER));
     EXPECT_TRUE(says(text, "(49,7)"));
-    EXPECT_EQ((std::vector<Sent>{{49, 3, 3}, {96, 3, 0}}), service_.sent(3));
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_MAX_SHUTTER, IA_CMD_OPT_CORRECT_PARAM, 3},
+                                 {IA_CMD_METER_AREA, IA_CMD_OPT_CORRECT_PARAM, 0}}),
+              service_.sent(IA_CMD_OPT_CORRECT_PARAM));
     EXPECT_TRUE(service_.sets().empty());
 }
 
 TEST_F(TextInterface, CorrectionThatTheSchemeHasNoRecordForIsReportedUnderItsOwnUnit)
 {
-    service_.setDynamicCommands({2528});
+    service_.setDynamicCommands({IA_CMD_GAMMA});
     std::string text;
     const std::string output = outputOf([&] { EXPECT_TRUE(c().getAllParameters(text)); });
     EXPECT_TRUE(saysOnly(output, asserted("SensorKeyVal", "keyval_correct", "-1 != index")));
@@ -164,7 +166,7 @@ TEST_F(TextInterface, TextThatIsNoNumberAsksForKeyZero)
     std::string pairs;
     EXPECT_TRUE(c().getParameters("(34,abc)", pairs));
     EXPECT_EQ("(34,50)(0,0)", pairs);
-    EXPECT_EQ((std::vector<Sent>{{0, 1, 0}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{0, IA_CMD_OPT_GET, 0}}), service_.all());
 }
 
 TEST_F(TextInterface, NumberEndsAtTheFirstOtherCharacter)
@@ -191,7 +193,7 @@ TEST_F(TextInterface, NegativeValuesAreWrittenWithTheirSign)
 
 TEST_F(TextInterface, KeyThatCannotBeReadIsLeftOut)
 {
-    service_.answerStatus(2528, 1, -1);
+    service_.answerStatus(IA_CMD_GAMMA, IA_CMD_OPT_GET, -1);
     std::string pairs;
     outputOf([&] { EXPECT_TRUE(c().getParameters("(34,2528,2337)", pairs)); });
     EXPECT_EQ("(34,50)(2337,51)", pairs);
@@ -199,7 +201,7 @@ TEST_F(TextInterface, KeyThatCannotBeReadIsLeftOut)
 
 TEST_F(TextInterface, AnswerIsClearedEvenWhenEveryKeyFails)
 {
-    service_.answerStatus(2528, 1, -1);
+    service_.answerStatus(IA_CMD_GAMMA, IA_CMD_OPT_GET, -1);
     std::string pairs = "old";
     outputOf([&] { EXPECT_TRUE(c().getParameters("(2528)", pairs)); });
     EXPECT_EQ("", pairs);
@@ -225,31 +227,33 @@ TEST_F(TextInterface, UnparsableKeyListIsPrintedWithoutColourAtEveryLevel)
 TEST_F(TextInterface, PairsAreAppliedAndStored)
 {
     EXPECT_EQ(0, c().setParameters("(34,60)(2337,51)(8001,9)", true));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 60}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 60}}), service_.all());
     EXPECT_EQ(60U, valueOf(0, KEY_BRIGHTNESS));
-    EXPECT_EQ(9U, valueOf(0, 8001));
+    EXPECT_EQ(9U, valueOf(0, KEY_SCHEME_START_HOUR));
 }
 
 TEST_F(TextInterface, PairsWithoutCacheAreAppliedAndNotStored)
 {
     EXPECT_EQ(0, c().setParameters("(34,60)(2337,51)(8001,9)", false));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 60}, {2337, 0, 51}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 60}, {IA_CMD_SATURATION, IA_CMD_OPT_SET, 51}}),
+              service_.all());
     EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
-    EXPECT_EQ(8U, valueOf(0, 8001));
+    EXPECT_EQ(8U, valueOf(0, KEY_SCHEME_START_HOUR));
 }
 
 TEST_F(TextInterface, ValueBeyondAWordIsAppliedAsTheLargestOne)
 {
     EXPECT_EQ(0, c().setParameters("(34,4294967300)", true));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 0x7FFFFFFF}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 0x7FFFFFFF}}), service_.all());
     EXPECT_EQ(0x7FFFFFFFU, valueOf(0, KEY_BRIGHTNESS));
 }
 
 TEST_F(TextInterface, FailureOfAPairGivesMinusItsKey)
 {
-    service_.answerStatus(2337, 0, -1);
+    service_.answerStatus(IA_CMD_SATURATION, IA_CMD_OPT_SET, -1);
     EXPECT_EQ(-2337, c().setParameters("(34,60)(2337,52)(2353,53)", true));
-    EXPECT_EQ((std::vector<Sent>{{34, 0, 60}, {2337, 0, 52}}), service_.all());
+    EXPECT_EQ((std::vector<Sent>{{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 60}, {IA_CMD_SATURATION, IA_CMD_OPT_SET, 52}}),
+              service_.all());
 }
 
 TEST_F(TextInterface, EmptyTextAppliesNothing)
@@ -279,7 +283,7 @@ TEST_F(TextInterface, StrayClosingParenthesesCountAsPairsAndAreDroppedToo)
     // Each closes the next opening parenthesis, however far behind it that is.
     const std::string stray(5000, ')');
     EXPECT_EQ(0, c().setParameters("(34,60)" + stray + "(34,61)", false));
-    std::vector<Sent> expected(ControllerProbe::keyValSum(c()), Sent{34, 0, 61});
+    std::vector<Sent> expected(ControllerProbe::keyValSum(c()), Sent{IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, 61});
     expected[0].value = 60;
     EXPECT_EQ(expected, service_.all());
     service_.clearCalls();
@@ -307,7 +311,7 @@ TEST_F(TextInterface, ParameterOfTheSchemeMakesNoCall)
 
 TEST_F(TextInterface, ParameterThatTheSchemeLacksIsReadFromTheService)
 {
-    service_.store(2528, 4);
+    service_.store(IA_CMD_GAMMA, 4);
     int value = 0;
     EXPECT_TRUE(c().getParameter(KEY_GAMMA, value));
     EXPECT_EQ(4, value);
@@ -325,7 +329,7 @@ TEST_F(TextInterface, ServiceIsAskedByKeyNumberAndNotByCommand)
 TEST_F(TextInterface, BeforeTheFirstSwitchEverythingIsReadFromTheService)
 {
     makeCurrent(-1);
-    service_.store(34, 99);
+    service_.store(IA_CMD_BRIGHTNESS, 99);
     int value = 0;
     EXPECT_TRUE(c().getParameter(KEY_BRIGHTNESS, value));
     EXPECT_EQ(99, value);
@@ -333,7 +337,7 @@ TEST_F(TextInterface, BeforeTheFirstSwitchEverythingIsReadFromTheService)
 
 TEST_F(TextInterface, ParameterThatCannotBeReadIsReportedAndLeavesTheMutexFree)
 {
-    service_.answerStatus(2528, 1, -1);
+    service_.answerStatus(IA_CMD_GAMMA, IA_CMD_OPT_GET, -1);
     int value = 5;
     for (int i = 0; i < 2; ++i)
     {
@@ -366,7 +370,7 @@ TEST_F(TextInterface, MirrorValueIsTheParameterOfTheMirrorKey)
 TEST_F(TextInterface, MirrorValueThatCannotBeReadIsAFailure)
 {
     makeCurrent(-1);
-    service_.answerStatus(2384, 1, -1);
+    service_.answerStatus(IA_CMD_UI_MIRROR, IA_CMD_OPT_GET, -1);
     int value = 0;
     outputOf([&] { EXPECT_FALSE(c().getMirrorValue(value)); });
 }

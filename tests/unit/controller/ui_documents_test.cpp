@@ -55,8 +55,8 @@ protected:
 
 TEST_F(UiDocuments, StyleIsAdaptedToTheService)
 {
-    service_.setDynamicCommands({2305});
-    service_.setAllowedValues(2305, 2, {0, 2});
+    service_.setDynamicCommands({IA_CMD_2D_NR_MODE});
+    service_.setAllowedValues(IA_CMD_2D_NR_MODE, 2, {0, 2});
     const std::string style = c().getUIStyleFile();
     EXPECT_TRUE(says(style, "<Combo id=\"2305\" value=\"2\">"));
     EXPECT_TRUE(says(style, "<Item index=\"0\" />"));
@@ -66,10 +66,10 @@ TEST_F(UiDocuments, StyleIsAdaptedToTheService)
 
 TEST_F(UiDocuments, StyleIsAdaptedAnewOnEveryCall)
 {
-    service_.setDynamicCommands({2305});
-    service_.setAllowedValues(2305, 2, {0, 2});
+    service_.setDynamicCommands({IA_CMD_2D_NR_MODE});
+    service_.setAllowedValues(IA_CMD_2D_NR_MODE, 2, {0, 2});
     c().getUIStyleFile();
-    service_.setAllowedValues(2305, 1, {0, 1});
+    service_.setAllowedValues(IA_CMD_2D_NR_MODE, 1, {0, 1});
     const std::string style = c().getUIStyleFile();
     EXPECT_TRUE(says(style, "<Combo id=\"2305\" value=\"1\">"));
     EXPECT_TRUE(says(style, "index=\"1\""));
@@ -118,8 +118,8 @@ TEST_F(UiDocuments, MoreThanSixteenDynamicCommandsReadNothingBeyondTheList)
 TEST_F(UiDocuments, MoreThanSixtyFourAllowedValuesReadNothingBeyondTheList)
 {
     std::vector<int> items(200, 0);
-    service_.setDynamicCommands({2305});
-    service_.setAllowedValues(2305, 0, items);
+    service_.setDynamicCommands({IA_CMD_2D_NR_MODE});
+    service_.setAllowedValues(IA_CMD_2D_NR_MODE, 0, items);
     const std::string style = c().getUIStyleFile();
     EXPECT_TRUE(says(style, "<Item index=\"0\" />"));
     EXPECT_EQ(0, timesSaid(style, "index=\"1\""));
@@ -127,7 +127,7 @@ TEST_F(UiDocuments, MoreThanSixtyFourAllowedValuesReadNothingBeyondTheList)
 
 TEST_F(UiDocuments, NegativeCountsAreEmptyLists)
 {
-    service_.answer(4112, 1, [](u32, int, void* data) {
+    service_.answer(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, [](u32, int, void* data) {
         static_cast<ia_dynamic_params_cmds_st*>(data)->cmd_cnt = -5;
         return 0;
     });

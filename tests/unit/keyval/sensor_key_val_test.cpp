@@ -1,5 +1,6 @@
 #include "SensorKeyVal.h"
 
+#include "SensorKeys.h"
 #include "tests/support/CameraFiles.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/FakeService.h"
@@ -39,26 +40,28 @@ protected:
     }
 
     support::FakeService m_service;
-    std::vector<KeyVal> m_records = {{34, 50}, {49, 9}, {50, 8}, {49, 7}};
+    std::vector<KeyVal> m_records = {
+        {KEY_BRIGHTNESS, 50}, {KEY_MAX_SHUTTER, 9}, {KEY_FIX_SHUTTER, 8}, {KEY_MAX_SHUTTER, 7}};
 };
 
 TEST_F(KeyValCorrect, ListedKeysTakeTheServicesValuesAndOthersStay)
 {
-    m_service.setDynamicCommands({50, 49});
+    m_service.setDynamicCommands({IA_CMD_FIX_SHUTTER, IA_CMD_MAX_SHUTTER});
     correctTo(49, 3);
     correctTo(50, 4);
     correctTo(34, 99);
     EXPECT_EQ("", correct());
     EXPECT_THAT(m_records, ElementsAre(KeyVal{34, 50}, KeyVal{49, 3}, KeyVal{50, 4}, KeyVal{49, 7}));
     EXPECT_THAT(m_service.all(), ElementsAre(support::Sent{IA_CMD_DYNAMIC_PARAMS_CMDS_GET, 1, 0},
-                                             support::Sent{50, 3, 8}, support::Sent{49, 3, 9}));
+                                             support::Sent{IA_CMD_FIX_SHUTTER, IA_CMD_OPT_CORRECT_PARAM, 8},
+                                             support::Sent{IA_CMD_MAX_SHUTTER, IA_CMD_OPT_CORRECT_PARAM, 9}));
 }
 
 TEST_F(KeyValCorrect, ServiceGetsACopyOfTheValue)
 {
-    m_service.setDynamicCommands({49});
+    m_service.setDynamicCommands({IA_CMD_MAX_SHUTTER});
     const void* shared = &m_records[1].value;
-    m_service.answer(49, IA_CMD_OPT_CORRECT_PARAM, [shared](u32, int, void* data) {
+    m_service.answer(IA_CMD_MAX_SHUTTER, IA_CMD_OPT_CORRECT_PARAM, [shared](u32, int, void* data) {
         EXPECT_NE(shared, data);
         return SNS_SUCCESS;
     });
@@ -95,7 +98,7 @@ TEST_F(KeyValCorrect, CountAboveSixteenIsCutToTheList)
 {
     m_service.setDynamicCommands(std::vector<u32>(17, 34));
     EXPECT_EQ("", correct());
-    EXPECT_EQ(16U, m_service.count(34, IA_CMD_OPT_CORRECT_PARAM));
+    EXPECT_EQ(16U, m_service.count(IA_CMD_BRIGHTNESS, IA_CMD_OPT_CORRECT_PARAM));
 }
 
 TEST_F(KeyValCorrect, FailedListIsReportedAndCorrectsNothing)
@@ -122,8 +125,8 @@ TEST_F(KeyValCorrect, ListThatAFailedCallFilledCorrectsNothing)
 
 TEST_F(KeyValCorrect, ValueThatWasSetMeanwhileStays)
 {
-    m_service.setDynamicCommands({49});
-    m_service.answer(49, IA_CMD_OPT_CORRECT_PARAM, [this](u32, int, void* data) {
+    m_service.setDynamicCommands({IA_CMD_MAX_SHUTTER});
+    m_service.answer(IA_CMD_MAX_SHUTTER, IA_CMD_OPT_CORRECT_PARAM, [this](u32, int, void* data) {
         m_records[1].value = 60;
         *static_cast<u32*>(data) = 3;
         return SNS_SUCCESS;
@@ -134,7 +137,7 @@ TEST_F(KeyValCorrect, ValueThatWasSetMeanwhileStays)
 
 TEST_F(KeyValCorrect, ListedKeyWithoutRecordIsReportedAndSkipped)
 {
-    m_service.setDynamicCommands({77, 49});
+    m_service.setDynamicCommands({77, IA_CMD_MAX_SHUTTER});
     correctTo(49, 3);
     expectReports(kKeyVals, correct(), {{"keyval_correct", "-1 != index"}});
     EXPECT_EQ(0U, m_service.count(77, IA_CMD_OPT_CORRECT_PARAM));
@@ -143,7 +146,7 @@ TEST_F(KeyValCorrect, ListedKeyWithoutRecordIsReportedAndSkipped)
 
 TEST_F(KeyValCorrect, NoRecordsReportEveryListedKey)
 {
-    m_service.setDynamicCommands({49, 50});
+    m_service.setDynamicCommands({IA_CMD_MAX_SHUTTER, IA_CMD_FIX_SHUTTER});
     m_records.clear();
     const std::string output = outputOf([] {
         KeyVal none = {};
@@ -154,7 +157,7 @@ TEST_F(KeyValCorrect, NoRecordsReportEveryListedKey)
 
 TEST_F(KeyValCorrect, FailedCorrectionIsReportedKeepsWhatTheServiceLeftAndGoesOn)
 {
-    m_service.setDynamicCommands({49, 50});
+    m_service.setDynamicCommands({IA_CMD_MAX_SHUTTER, IA_CMD_FIX_SHUTTER});
     correctTo(49, 5, -4);
     correctTo(50, 4);
     expectReports(kKeyVals, correct(), {{"keyval_correct", kCorrectExpression}});
@@ -171,7 +174,7 @@ TEST_F(KeyValCorrect, NullRecordsAreReportedAndSucceed)
 
 TEST_F(KeyValCorrect, TracesTheValueBeforeAndAfterFromLevelSixOn)
 {
-    m_service.setDynamicCommands({49});
+    m_service.setDynamicCommands({IA_CMD_MAX_SHUTTER});
     correctTo(49, static_cast<u32>(-3));
     setDebug(5);
     EXPECT_EQ("", correct());

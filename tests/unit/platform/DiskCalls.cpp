@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <utility>
 
 namespace {
 
@@ -23,6 +24,9 @@ std::vector<std::string> names;
 DiskCalls::Mishap mishap = DiskCalls::Mishap::none;
 std::size_t mishapAt = 0;
 int mishapError = 0;
+
+// Set while no other thread locks.
+std::function<void(int)> atEachLock;
 
 // False, with errno, when the call is to fail.
 bool goesOn(const char* name)
@@ -77,6 +81,10 @@ extern "C" __attribute__((visibility("default"))) int unlink(const char* path) n
 extern "C" int lockFile(int handle, int operation) noexcept __asm__("flock");
 extern "C" __attribute__((visibility("default"))) int lockFile(int handle, int operation) noexcept
 {
+    if (atEachLock)
+    {
+        atEachLock(handle);
+    }
     if (lockErrors > 0)
     {
         --lockErrors;
@@ -116,6 +124,16 @@ NoLocks::NoLocks(int error, int times)
 NoLocks::~NoLocks()
 {
     lockErrors = 0;
+}
+
+AtEachLock::AtEachLock(std::function<void(int)> work)
+{
+    atEachLock = std::move(work);
+}
+
+AtEachLock::~AtEachLock()
+{
+    atEachLock = nullptr;
 }
 
 }  // namespace platform_tests

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <climits>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,16 @@ public:
     ~NoLocks();
     NoLocks(const NoLocks&) = delete;
     NoLocks& operator=(const NoLocks&) = delete;
+};
+
+// Called at the start of every flock, on its thread, while it lives. One at a time.
+class AtEachLock
+{
+public:
+    explicit AtEachLock(std::function<void(int handle)> work);
+    ~AtEachLock();
+    AtEachLock(const AtEachLock&) = delete;
+    AtEachLock& operator=(const AtEachLock&) = delete;
 };
 
 }  // namespace platform_tests

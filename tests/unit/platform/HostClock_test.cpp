@@ -439,32 +439,40 @@ TEST(ScaledClock, SaysWhatASpeedMustBe)
 }
 
 // Each kind of reading on a thread of its own, and one kind of change: what one does must not order what another does.
+// All three go on at once, and each kind of reading comes once more behind the last change.
 template <typename Change>
 void readWhile(ManualClock& clock, Change change)
 {
-    constexpr int kReadings = 1000;
-    std::atomic<int> readings{0};
+    constexpr int kChanges = 1000;
+    std::atomic<int> reading{0};
+    std::atomic<bool> changes{true};
+    const auto goOn = [&](auto read) {
+        read();
+        reading.fetch_add(1, std::memory_order_relaxed);
+        while (changes.load(std::memory_order_relaxed))
+        {
+            read();
+        }
+        read();
+    };
     Joining monotonic([&] {
         Span last{0};
-        for (int i = 0; i < kReadings; ++i)
-        {
+        goOn([&] {
             const Span now = clock.monotonic();
             EXPECT_GE(now, last);
             last = now;
-            readings.fetch_add(1, std::memory_order_relaxed);
-        }
+        });
     });
-    Joining wall([&] {
-        for (int i = 0; i < kReadings; ++i)
-        {
-            EXPECT_EQ(clock.localTime().tm_mday, 1);
-            readings.fetch_add(1, std::memory_order_relaxed);
-        }
-    });
-    while (readings.load(std::memory_order_relaxed) < 2 * kReadings)
+    Joining wall([&] { goOn([&] { EXPECT_EQ(clock.localTime().tm_mday, 1); }); });
+    while (reading.load(std::memory_order_relaxed) < 2)
+    {
+        std::this_thread::yield();
+    }
+    for (int i = 0; i < kChanges; ++i)
     {
         change();
     }
+    changes.store(false, std::memory_order_relaxed);
 }
 
 TEST(ManualClock, IsReadWhileItMoves)

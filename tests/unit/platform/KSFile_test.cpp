@@ -1,6 +1,7 @@
 #include "KSFile.h"
 
 #include <fcntl.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -337,6 +338,21 @@ TEST_F(KSFileTest, AReadBeyondWhatALineReadAheadGoesOnInTheFile)
         EXPECT_EQ(bytes, rest + std::string(6000 - length, '-'));
         EXPECT_FALSE(file.ReadOneLine(line));
     }
+}
+
+// To open a device starts a tape or a watchdog; a pipe lets its writer go.
+TEST_F(KSFileTest, WhatIsNotReadIsNotOpenedForAMomentEither)
+{
+    ASSERT_EQ(mkfifo(kPath, 0600), 0);
+    const int events = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(events, 0);
+    ASSERT_GE(inotify_add_watch(events, kPath, IN_OPEN), 0);
+    KSFile file;
+    EXPECT_FALSE(file.open(kPath));
+    char event[sizeof(inotify_event) + NAME_MAX + 1];
+    EXPECT_EQ(read(events, event, sizeof event), -1);
+    EXPECT_EQ(errno, EAGAIN);
+    close(events);
 }
 
 }  // namespace

@@ -325,6 +325,14 @@ protected:
         KSLoggerTest::TearDown();
     }
 
+    // On a thread of its own, that has not waited yet.
+    static int logOnce(const char* prefix, const char* text, int maxSize = kRoomy, int count = 3)
+    {
+        int bytes = 0;
+        std::thread([&] { bytes = ::logOnce(prefix, text, maxSize, count); }).join();
+        return bytes;
+    }
+
     std::string before_;
 };
 
@@ -408,6 +416,24 @@ TEST_F(HeldKSLogger, OnceTheLockWasSeenFreeARecordWaitsAgain)
     }
 }
 
+// A report is several records: whoever lets the log go in between may not hold up each of them.
+TEST_F(HeldKSLogger, AThreadThatHasWaitedLongEnoughWaitsNoMoreAlthoughTheLockWasSeenFree)
+{
+    std::thread([&] {
+        const Waits waits;
+        for (int record = 0; record < 3; ++record)
+        {
+            {
+                const HeldLog held;
+                EXPECT_EQ(::logOnce("[p]", "lost"), -1);
+            }
+            EXPECT_GT(::logOnce("[p]", "written"), 0);
+        }
+        EXPECT_GT(waits.count(), 0);
+        EXPECT_LE(waits.sum(), kPatience);
+    }).join();
+}
+
 TEST_F(HeldKSLogger, WhoWaitsGivesUpWhenAnotherRecordIsLost)
 {
     const HeldLog held;
@@ -436,6 +462,23 @@ TEST_F(HeldKSLogger, ALogThatIsMovedAwayFromUnderItsLockIsMadeAgain)
     const Waits waits([] { ASSERT_EQ(rename(kLog, "/mnt/mtd/log/moved"), 0); });
     EXPECT_GT(logOnce("[p]", "second"), 0);
     EXPECT_EQ(readFile(kLog), std::string(kStamp) + "[p] second\n");
+}
+
+TEST_F(HeldKSLogger, ALogThatIsMovedAwayAtEachTryIsGivenUpSoonAndNobodyIsSaidToHaveLockedIt)
+{
+    int tries = 0;
+    {
+        const Waits waits;
+        const platform_tests::AtEachLock mover([&](int) {
+            ++tries;
+            EXPECT_EQ(rename(kLog, "/mnt/mtd/log/moved"), 0);
+        });
+        EXPECT_EQ(logOnce("[p]", "never"), -1);
+        EXPECT_EQ(waits.count(), 0);
+    }
+    EXPECT_EQ(tries, 10);
+    EXPECT_GT(logOnce("[p]", "next"), 0);
+    EXPECT_EQ(readFile(kLog), std::string(kStamp) + "[p] next\n");
 }
 
 TEST_F(HeldKSLogger, TheCountKeepsToTheLimitsToo)

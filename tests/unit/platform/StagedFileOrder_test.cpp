@@ -13,6 +13,7 @@
 
 namespace {
 
+using platform_tests::AtEachLock;
 using platform_tests::awaitChild;
 using platform_tests::DiskCalls;
 using platform_tests::NoLocks;
@@ -279,6 +280,25 @@ TEST_F(StagedFileOrderTest, AFileThatCannotBeLookedForCountsAsThere)
     ASSERT_EQ(chmod(kFolder, 0), 0);
     EXPECT_TRUE(asAnybody([] { return KSFile::exists(kPath); }));
     ASSERT_EQ(chmod(kFolder, 0755), 0);
+}
+
+// Whoever could open it before it is locked could lock it first, under every one of its names.
+TEST_F(StagedFileOrderTest, NobodyElseMayOpenAReplacementBeforeItIsLocked)
+{
+    struct stat status = {};
+    std::vector<mode_t> modes;
+    writeFile(kPath, "old");
+    ASSERT_EQ(chmod(kPath, 0644), 0);
+    {
+        const AtEachLock watch([&](int handle) {
+            EXPECT_EQ(fstat(handle, &status), 0);
+            modes.push_back(status.st_mode & 07777);
+        });
+        EXPECT_TRUE(save("new"));
+    }
+    EXPECT_EQ(modes, std::vector<mode_t>{0600});
+    ASSERT_EQ(stat(kPath, &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0644u);
 }
 
 // ---- links -------------------------------------------------------------------------------------------------

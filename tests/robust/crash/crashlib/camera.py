@@ -6,14 +6,9 @@ import os
 import struct
 import threading
 
-from crashlib.recording import CONFIG_FOLDER, VERSION_FILE, is_setting, scheme_file
+from crashlib.paths import DIVERSITIES, FOLDERS, MACHINE_INFO, MODULE_CONFIG, STYLES, VERSION_FILE, scheme_file
+from crashlib.recording import is_setting
 
-MODELS = ("fixed", "dome", "lpr", "fisheye")
-MACHINE_INFO = "/mnt/mtd/code/factory_setting/machineinfo.ini"
-MODULE_CONFIG = "/hd1/moduleConfig/moduleConfig.xml"
-STYLES = "/hd1/moduleConfig/sensorConfig/style"
-DIVERSITIES = "/hd1/moduleConfig/sensorConfig/styleDiversity"
-FOLDERS = (CONFIG_FOLDER, "/mnt/mtd/code/factory_setting", "/mnt/mtd/sign", "/mnt/mtd/log", STYLES, DIVERSITIES)
 RECORD = struct.Struct("<II")
 KEY_BRIGHTNESS, KEY_CONTRAST = 34, 2353
 

@@ -6,7 +6,8 @@ import re
 from dataclasses import dataclass
 
 from crashlib.camera import RECORD, bytes_of, described, packed
-from crashlib.recording import VERSION_FILE, is_setting, scheme_file
+from crashlib.paths import FACTORY_FOLDER, VERSION_FILE, scheme_file
+from crashlib.recording import is_setting
 
 KILLED = 128 + 9
 NO_DOCUMENTS = 3  # crash_camera: the host itself could not read which camera it is
@@ -16,7 +17,7 @@ WINDOW_REFUSED = 507
 ERRORS = ("ENOSPC", "EIO", "EROFS")
 
 _OPERATION = re.compile(r"^(\d+) (\S+) (\w+) (\S+)$", re.MULTILINE)
-_DOCUMENTS = ("/hd1/", "/mnt/mtd/code/factory_setting/", "/tmp/")  # the merged style lies in /tmp
+_DOCUMENTS = ("/hd1/", FACTORY_FOLDER + "/", "/tmp/")  # the merged style lies in /tmp
 _READING = ("access", "faccessat", "faccessat2", "open", "openat", "stat", "newfstatat", "statx", "fstat", "read",
             "pread64")
 

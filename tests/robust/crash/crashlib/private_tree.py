@@ -4,12 +4,14 @@ import base64
 import json
 import os
 import queue
+import re
 import shutil
 import subprocess
 import sys
 import tempfile
 import threading
 
+SYSTEM_FOLDERS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../../app/box/SystemFolders.def")
 ROOTS = ("/mnt", "/hd1", "/tmp")
 WORKER_FLAG = "--worker"
 STEP_LIMIT_SECONDS = 120
@@ -18,7 +20,9 @@ TREE_TOKEN = "crash-runner"
 
 def _system_folders():
     arguments = ["--ro-bind", "/usr", "/usr", "--ro-bind", "/etc", "/etc"]
-    for folder in ("/bin", "/sbin", "/lib", "/lib32", "/lib64", "/libx32"):
+    with open(SYSTEM_FOLDERS, encoding="ascii") as file:
+        folders = re.findall(r'^"(.+)",$', file.read(), re.MULTILINE)
+    for folder in folders:
         if os.path.islink(folder):
             arguments += ["--symlink", os.readlink(folder), folder]
         else:

@@ -3,6 +3,7 @@
 import posixpath
 
 from crashlib.disk import File
+from crashlib.paths import CONFIG_FOLDER, FACTORY_FOLDER, MODEL_FILE, MODULE_FOLDER
 
 
 class Recording:
@@ -307,15 +308,7 @@ class Timeline:
         return self._contents.setdefault(path, [self.ABSENT])
 
 
-CONFIG_FOLDER = "/mnt/mtd/code/config_file"
-VERSION_FILE = CONFIG_FOLDER + "/snsversion.cfg"
-MODEL_FILE = "/mnt/mtd/sensorcam/model"  # what a host remembers
-
-_DOCUMENT_FOLDERS = ("/hd1/moduleConfig/", "/mnt/mtd/code/factory_setting/")
-
-
-def scheme_file(scheme):
-    return f"{CONFIG_FOLDER}/sensor{scheme}.cfg"
+_DOCUMENT_FOLDERS = (MODULE_FOLDER + "/", FACTORY_FOLDER + "/")
 
 
 def is_kept(path):

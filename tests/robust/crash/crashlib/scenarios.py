@@ -4,10 +4,9 @@ import os
 from dataclasses import dataclass, field
 
 from crashlib.camera import documents, packed
+from crashlib.paths import CONFIG_FOLDER, ERROR_LOG, MODEL_FILE, VERSION_FILE, scheme_file
 from crashlib.private_tree import ROOTS, TREE_TOKEN
-from crashlib.recording import CONFIG_FOLDER, MODEL_FILE, VERSION_FILE, scheme_file
 
-ERROR_LOG = "/mnt/mtd/log/SensorError.log"
 LOG_LINE = b"2026-01-01 12:00:00 [sensor assert] an older record\n"
 NEARLY_FULL = 10100 // len(LOG_LINE)  # records, a few before the log is full
 HALF_A_FILE = bytes(300)

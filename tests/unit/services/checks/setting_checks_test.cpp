@@ -61,6 +61,64 @@ TEST_F(SettingChecks, MoveNoLensUntilTold)
     EXPECT_TRUE(std::none_of(all.begin(), all.end(), movesLens));
 }
 
+// A service that focuses when day and night change.
+class FocusingChecks : public SettingChecks
+{
+protected:
+    void SetUp() override
+    {
+        SettingChecks::SetUp();
+        set(IA_CMD_DN_AF_MODE, 1);
+        set(IA_CMD_DN_MODE, 0);
+        makeFactory({{KEY_DN_MODE, 1}});
+        script_.answerWith([this](ImageService& good, ia_cmd_e cmd, int opt, void* data) {
+            const int before = inForce().at(IA_CMD_DN_MODE);
+            const int status = good.call(cmd, opt, data);
+            switches_ += inForce().at(IA_CMD_DN_MODE) != before ? 1 : 0;
+            focused_ += inForce().at(IA_CMD_DN_MODE) != before && inForce().at(IA_CMD_DN_AF_MODE) != 0 ? 1 : 0;
+            return status;
+        });
+    }
+
+    int switches_ = 0;
+    int focused_ = 0;
+};
+
+TEST_F(FocusingChecks, MoveNoLensByAChangeOfDayAndNightEither)
+{
+    const std::map<u32, int> before = inForce();
+    EXPECT_THAT(report(), HasSubstr(" 0 failed"));
+    EXPECT_EQ(switches_, 2);
+    EXPECT_EQ(focused_, 0);
+    EXPECT_EQ(inForce(), before);
+}
+
+TEST_F(FocusingChecks, SetNothingWhereTheFocusCannotBeSwitchedOff)
+{
+    services::FailureRule rule{IA_CMD_DN_AF_MODE, IA_CMD_OPT_SET};
+    rule.status = services::kNotSupported;
+    failures_.add(rule);
+    EXPECT_THAT(report(), HasSubstr("FAILED    focusing after a change of day and night can be switched off: a set of "
+                                    "IA_CMD_DN_AF_MODE is refused with " +
+                                    std::to_string(services::kNotSupported) + "\n"));
+    EXPECT_EQ(sets().size(), 1u);
+}
+
+TEST_F(FocusingChecks, TellOfAFocusThatCannotBeSwitchedOnAgain)
+{
+    services::FailureRule rule{IA_CMD_DN_AF_MODE, IA_CMD_OPT_SET};
+    rule.after = 1;
+    failures_.add(rule);
+    EXPECT_THAT(report(), HasSubstr("in force again: IA_CMD_DN_AF_MODE could not be put back\n"));
+}
+
+TEST_F(FocusingChecks, FocusWhenTheyAreTold)
+{
+    options_.lens = true;
+    EXPECT_THAT(report(), HasSubstr(" 0 failed"));
+    EXPECT_GT(focused_, 0);
+}
+
 TEST_F(SettingChecks, PutBackWhatWasInForceThoughParametersLimitEachOtherAndMotorsTakeTheirTime)
 {
     options_.lens = true;

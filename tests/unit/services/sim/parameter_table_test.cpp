@@ -22,9 +22,10 @@ constexpr KeyRow kSentKeys[] = {
 #include "SensorKeys.def"
 };
 
+constexpr u32 kOtherCommands[] = {153, 1632, 1648, 2496, 2816, 4112};  // that the library sends by itself
+
 TEST(ParameterTable, HasARowForEveryKeyThatIsSent)
 {
-    EXPECT_EQ(82u, std::size(kSentKeys));
     for (const KeyRow& row : kSentKeys)
     {
         EXPECT_NE(nullptr, sim::findParameter(row.cmd)) << row.name;
@@ -34,7 +35,7 @@ TEST(ParameterTable, HasARowForEveryKeyThatIsSent)
 
 TEST(ParameterTable, HasARowForEveryCommandThatTheLibrarySendsByItself)
 {
-    for (const u32 cmd : {153u, 1632u, 1648u, 2496u, 2816u, 4112u})
+    for (const u32 cmd : kOtherCommands)
     {
         EXPECT_NE(nullptr, sim::findParameter(cmd)) << cmd;
         EXPECT_EQ(0u, services::keyOfCommand(cmd)) << cmd;
@@ -64,7 +65,7 @@ TEST(ParameterTable, NamesEveryCommandOnce)
         EXPECT_TRUE(names.insert(row.name).second) << row.name;
         EXPECT_STRNE("unknown", services::commandName(row.cmd));
     }
-    EXPECT_EQ(88u, sim::parameters().size());
+    EXPECT_EQ(std::size(kSentKeys) + std::size(kOtherCommands), sim::parameters().size());
 }
 
 TEST(ParameterTable, ListsChoicesInAscendingOrderWithALabelEach)

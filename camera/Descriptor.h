@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace app {
+namespace camera {
 
 // An open file that is closed with the object; -1 for none.
 class Descriptor
@@ -31,4 +31,4 @@ private:
     int number_;
 };
 
-}  // namespace app
+}  // namespace camera
