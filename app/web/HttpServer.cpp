@@ -118,7 +118,7 @@ private:
     const std::vector<ListenSocket> sockets_;
     Handler& handler_;
     const Limits limits_;
-    app::Descriptor ending_;
+    camera::Descriptor ending_;
     MHD_Daemon* daemon_ = nullptr;
 
     std::mutex mutex_;

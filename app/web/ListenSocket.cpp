@@ -22,9 +22,9 @@ constexpr int kBacklog = 128;
     throw std::runtime_error(what + ": " + std::strerror(error));
 }
 
-app::Descriptor openSocket(int family, const std::string& what)
+camera::Descriptor openSocket(int family, const std::string& what)
 {
-    app::Descriptor made(socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    camera::Descriptor made(socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (made.number() < 0)
     {
         fail(what);
@@ -57,7 +57,7 @@ void removeOld(const std::string& path, const sockaddr_un& address)
     {
         fail(path, EEXIST);
     }
-    const app::Descriptor probe = openSocket(AF_UNIX, path);
+    const camera::Descriptor probe = openSocket(AF_UNIX, path);
     if (connect(probe.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 || errno == EAGAIN)
     {
         fail(path, EADDRINUSE);
@@ -67,7 +67,7 @@ void removeOld(const std::string& path, const sockaddr_un& address)
 
 }  // namespace
 
-ListenSocket::ListenSocket(app::Descriptor socket, std::string path, int port)
+ListenSocket::ListenSocket(camera::Descriptor socket, std::string path, int port)
     : socket_(std::move(socket)),
       path_(std::move(path)),
       port_(port)
@@ -105,7 +105,7 @@ ListenSocket ListenSocket::onPort(const std::string& address, int port)
     {
         throw std::runtime_error(address + " is not a numeric address");
     }
-    app::Descriptor made = openSocket(storage.ss_family, name);
+    camera::Descriptor made = openSocket(storage.ss_family, name);
     const int on = 1;
     setsockopt(made.number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     auto* const plain = reinterpret_cast<sockaddr*>(&storage);
@@ -121,7 +121,7 @@ ListenSocket ListenSocket::atPath(const std::string& path, mode_t mode)
 {
     const sockaddr_un address = pathAddress(path);
     removeOld(path, address);
-    app::Descriptor made = openSocket(AF_UNIX, path);
+    camera::Descriptor made = openSocket(AF_UNIX, path);
     // Closed to others before it is there: bind makes the file with the socket's own mode.
     if (fchmod(made.number(), mode) != 0 ||
         bind(made.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "app/box/Descriptor.h"
+#include "camera/Descriptor.h"
 
 namespace web {
 
@@ -26,9 +26,9 @@ public:
     int port() const { return port_; }
 
 private:
-    ListenSocket(app::Descriptor socket, std::string path, int port);
+    ListenSocket(camera::Descriptor socket, std::string path, int port);
 
-    app::Descriptor socket_;
+    camera::Descriptor socket_;
     std::string path_;  // of a Unix socket
     int port_ = 0;
 };
