@@ -1,3 +1,5 @@
+#include "SensorPaths.h"
+#include "app/Failure.h"
 #include "app/json/Results.h"
 #include "app/web/Answers.h"
 #include "camera/Diagnostics.h"
@@ -74,7 +76,7 @@ Response putDiagnostics(const Call& call)
 {
     if (!camera::setDebugLevel(bodyNumber(call, "level")))
     {
-        return errorResponse({ErrorCode::notWritten, std::string(camera::debugMarkerFile()) + " could not be written"});
+        return errorResponse({ErrorCode::notWritten, app::systemError(sensorpaths::kDebugMarkerFile)});
     }
     return getDiagnostics(call);
 }

@@ -1,0 +1,279 @@
+#include "app/web/Api.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/unit/camera/CameraFixture.h"
+
+namespace web {
+namespace {
+
+using app::Json;
+
+// What a client gets for a request on the Unix socket, without a server between.
+class ApiTest : public support::CameraTest
+{
+protected:
+    void SetUp() override
+    {
+        CameraTest::SetUp();
+        bringUp();
+        c().setMode(false);
+        c().setScheme(0);
+        api_ = std::make_unique<Api>(c(), Api::Settings());
+    }
+    void TearDown() override
+    {
+        api_.reset();
+        CameraTest::TearDown();
+    }
+
+    Response ask(const std::string& method, const std::string& path, const Json& body = nullptr,
+                 std::map<std::string, std::string> headers = {})
+    {
+        Request request;
+        request.method = method;
+        request.path = path.substr(0, path.find('?'));
+        if (request.path.size() < path.size())
+        {
+            const std::string pair = path.substr(request.path.size() + 1);
+            request.query[pair.substr(0, pair.find('='))] = pair.substr(pair.find('=') + 1);
+        }
+        request.headers = std::move(headers);
+        request.peer.local = true;
+        if (!body.is_null())
+        {
+            request.headers.emplace("content-type", "application/json");
+            request.body = body.dump();
+        }
+        return api_->answer(request);
+    }
+
+    // The body of an answer that must have this status.
+    Json json(const std::string& method, const std::string& path, const Json& body = nullptr, int status = 200)
+    {
+        const Response response = ask(method, path, body);
+        EXPECT_EQ(response.status, status) << method << " " << path << "\n" << response.body;
+        EXPECT_EQ(response.type, status == 200 ? "application/json" : "application/problem+json");
+        return Json::parse(response.body, nullptr, false);
+    }
+
+    static std::string headerOf(const Response& response, const std::string& name)
+    {
+        for (const auto& [known, value] : response.headers)
+        {
+            if (known == name)
+            {
+                return value;
+            }
+        }
+        return "";
+    }
+
+    std::unique_ptr<Api> api_;
+};
+
+TEST_F(ApiTest, ValuesAreAppliedInOrderAndRemembered)
+{
+    const Json answer = json("PATCH", "/api/parameters", {{"brightness", 61}, {"KEY_MIRROR", "both"}, {"2353", 40}});
+    EXPECT_EQ(answer["values"][0]["outcome"], "applied");
+    EXPECT_EQ(answer["values"][1]["value"], 3);
+    EXPECT_EQ(answer["values"][2]["name"], "KEY_CONTRAST");
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 61);
+}
+
+TEST_F(ApiTest, ARefusedValueSaysWhatIsAllowedAndWhatWasApplied)
+{
+    const Json problem = json("PATCH", "/api/parameters", {{"brightness", 61}, {"contrast", 300}}, 422);
+    EXPECT_EQ(problem["code"], "refused-value");
+    EXPECT_EQ(problem["status"], 422);
+    EXPECT_EQ(problem["key"], KEY_CONTRAST);
+    EXPECT_EQ(problem["allowed"]["maximum"], 100);
+    EXPECT_EQ(problem["result"]["values"][0]["outcome"], "applied");
+}
+
+TEST_F(ApiTest, ADryRunChangesNothing)
+{
+    EXPECT_EQ(json("PATCH", "/api/parameters?dry-run=true", {{"brightness", 61}})["values"][0]["outcome"], "applied");
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50);
+}
+
+TEST_F(ApiTest, WhatIsNotKeptIsOnTheSensorAlone)
+{
+    json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}});
+    EXPECT_EQ(c().schemeValue(0, KEY_BRIGHTNESS), 50);
+    EXPECT_EQ(applied(IA_CMD_UI_BRIGHTNESS), 61);
+}
+
+TEST_F(ApiTest, BodiesThatAreNoListOfValuesAreRefusedAndChangeNothing)
+{
+    for (const char* body :
+         {"", "[]", "1", "{", "{}", "{\"brightness\":1.5}", "{\"brightness\":null}", "{\"brightness\":99999999999}",
+          "{\"brightness\":1,\"34\":2}", "{\"brightness\":\"much\"}", "{\"brightness\":{}}", "\xff"})
+    {
+        Request request;
+        request.method = "PATCH";
+        request.path = "/api/parameters";
+        request.peer.local = true;
+        request.headers["content-type"] = "application/json";
+        request.body = body;
+        EXPECT_EQ(api_->answer(request).status, 400) << body;
+    }
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50);
+}
+
+TEST_F(ApiTest, ADeepBodyIsRefused)
+{
+    Request request;
+    request.method = "PATCH";
+    request.path = "/api/parameters";
+    request.peer.local = true;
+    request.headers["content-type"] = "application/json";
+    request.body = "{\"brightness\":" + std::string(500'000, '[') + std::string(500'000, ']') + "}";
+    EXPECT_EQ(api_->answer(request).status, 400);
+}
+
+TEST_F(ApiTest, ABodyThatIsNotSaidToBeJsonIsRefused)
+{
+    const Response response = ask("PATCH", "/api/parameters", {{"brightness", 61}}, {{"content-type", "text/plain"}});
+    EXPECT_EQ(response.status, 415);
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50);
+}
+
+TEST_F(ApiTest, AKeyIsExplainedRestoredAndSetToItsFactoryValue)
+{
+    c().apply({{KEY_BRIGHTNESS, 61}});
+    const Json explained = json("GET", "/api/parameters/brightness");
+    EXPECT_EQ(explained["value"], 61);
+    EXPECT_EQ(explained["saved"], 50);
+    EXPECT_EQ(explained["factory"], 50);
+    EXPECT_EQ(json("POST", "/api/parameters/34/restore")["value"], 61);
+    json("POST", "/api/parameters/34/default");
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50);
+    EXPECT_EQ(json("GET", "/api/parameters/nonsense", nullptr, 404)["code"], "unknown-key");
+}
+
+TEST_F(ApiTest, SchemesAndModes)
+{
+    EXPECT_EQ(json("GET", "/api/scheme")["scheme"], 0);
+    EXPECT_EQ(json("PUT", "/api/scheme", {{"scheme", 2}})["scheme"], 2);
+    EXPECT_EQ(c().currentScheme(), 2);
+    EXPECT_EQ(json("PUT", "/api/scheme", {{"scheme", 9}}, 404)["code"], "unknown-scheme");
+    EXPECT_EQ(json("PUT", "/api/scheme", {{"scheme", "2"}}, 400)["code"], "bad-document");
+    EXPECT_EQ(json("GET", "/api/mode")["mode"], "manual");
+    EXPECT_EQ(json("PUT", "/api/mode", {{"mode", "auto"}})["mode"], "auto");
+    EXPECT_EQ(json("PUT", "/api/mode", {{"mode", "maybe"}}, 400)["code"], "bad-value");
+}
+
+TEST_F(ApiTest, ValuesOfAnotherSchemeAreStoredAndThoseInForceStay)
+{
+    const Json stored = json("PUT", "/api/schemes/1", {{"brightness", 70}});
+    EXPECT_EQ(stored["scheme"], 1);
+    EXPECT_EQ(c().schemeValue(1, KEY_BRIGHTNESS), 70);
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50);
+    EXPECT_EQ(json("GET", "/api/schemes/1")["scheme"], 1);
+    EXPECT_EQ(json("PUT", "/api/schemes/4", {{"brightness", 70}}, 404)["code"], "unknown-scheme");
+}
+
+TEST_F(ApiTest, AWindowIsSetAndARefusedOneSaysWhichTimeAndWhy)
+{
+    const Json window = json("PUT", "/api/schemes/1/window", {{"enabled", true}, {"from", "08:00"}, {"to", "24:00"}});
+    EXPECT_EQ(window["from"], "08:00");
+    EXPECT_EQ(window["to"], "24:00");
+    const Json refused =
+        json("PUT", "/api/schemes/1/window", {{"enabled", true}, {"from", "22:00"}, {"to", "06:00"}}, 422);
+    EXPECT_EQ(refused["code"], "window-refused");
+    EXPECT_EQ(refused["check"], 507);
+    EXPECT_EQ(refused["detail"], "the window of scheme 1: 22:00-06:00 does not start before it ends");
+    EXPECT_EQ(json("GET", "/api/schemes/1/window")["from"], "08:00");
+}
+
+TEST_F(ApiTest, SavesReloadsAndResets)
+{
+    c().apply({{KEY_BRIGHTNESS, 61}});
+    EXPECT_EQ(json("POST", "/api/save")["saved"], true);
+    c().apply({{KEY_BRIGHTNESS, 62}});
+    EXPECT_EQ(json("POST", "/api/reload")["reloaded"], true);
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 61);
+    json("POST", "/api/reset");
+    EXPECT_EQ(c().schemeValue(0, KEY_BRIGHTNESS), 50);
+}
+
+TEST_F(ApiTest, TheLensIsAskedAndMoved)
+{
+    EXPECT_TRUE(json("GET", "/api/lens").contains("zoom"));
+    json("PUT", "/api/lens", {{"focusMode", 2}});
+    json("POST", "/api/lens/focus-near");
+    EXPECT_EQ(json("POST", "/api/lens/sideways", nullptr, 404)["code"], "not-found");
+    EXPECT_EQ(json("PUT", "/api/lens", {{"zoom", 1}, {"focus", 1}}, 400)["code"], "bad-document");
+}
+
+TEST_F(ApiTest, DocumentsAreServedAsTheLibraryHasThem)
+{
+    const Response style = ask("GET", "/api/style");
+    EXPECT_EQ(style.type, "text/xml; charset=utf-8");
+    EXPECT_EQ(style.body, c().style());
+    EXPECT_EQ(ask("GET", "/api/language/0").body, c().texts(0).texts);
+    EXPECT_EQ(ask("GET", "/api/common/0").body, c().texts(0).common);
+    EXPECT_EQ(ask("GET", "/api/language/99").status, 404);
+}
+
+TEST_F(ApiTest, TheWorldOfASimulatedCameraCanBeChanged)
+{
+    EXPECT_DOUBLE_EQ(json("PUT", "/api/world", {{"light", 5}})["lux"].get<double>(), 5.0);
+    EXPECT_EQ(json("PUT", "/api/world", {{"gravity", 1}}, 400)["code"], "bad-document");
+    EXPECT_EQ(json("PUT", "/api/world", {{"light", "dark"}}, 400)["code"], "bad-document");
+}
+
+TEST_F(ApiTest, MethodsAndPathsThatAreNotThere)
+{
+    EXPECT_EQ(ask("GET", "/api/nothing").status, 404);
+    EXPECT_EQ(ask("GET", "/api/parameters/").status, 404);
+    const Response wrong = ask("DELETE", "/api/parameters");
+    EXPECT_EQ(wrong.status, 405);
+    EXPECT_EQ(headerOf(wrong, "Allow"), "GET, HEAD, PATCH, OPTIONS");
+    const Response options = ask("OPTIONS", "/api/scheme");
+    EXPECT_EQ(options.status, 204);
+    EXPECT_EQ(headerOf(options, "Allow"), "GET, HEAD, PUT, OPTIONS");
+    EXPECT_EQ(ask("HEAD", "/api/scheme").status, 200);
+}
+
+TEST_F(ApiTest, AnEditOfWhatSomebodyElseChangedMeanwhileIsRefused)
+{
+    const std::string revision = headerOf(ask("GET", "/api/parameters"), "ETag");
+    EXPECT_EQ(ask("PATCH", "/api/parameters", {{"brightness", 61}}, {{"if-match", revision}}).status, 200);
+    EXPECT_EQ(ask("PATCH", "/api/parameters", {{"brightness", 62}}, {{"if-match", revision}}).status, 412);
+    EXPECT_EQ(ask("PATCH", "/api/parameters", {{"brightness", 62}}, {{"if-match", "*"}}).status, 200);
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 62);
+}
+
+TEST_F(ApiTest, EventsTellWhoDidWhatAndComeAgainFromWhereAReaderStopped)
+{
+    const std::shared_ptr<Source> reader = ask("GET", "/api/events").source;
+    EXPECT_EQ(*reader->next(), "");
+    ask("PATCH", "/api/parameters", {{"brightness", 61}});
+    const std::string text = *reader->next();
+    EXPECT_NE(text.find("event: values\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("\"by\":\"socket\""), std::string::npos) << text;
+    const std::string id = text.substr(4, text.find('\n') - 4);
+    ask("PATCH", "/api/parameters", {{"brightness", 62}});
+    const std::string again = *ask("GET", "/api/events", nullptr, {{"last-event-id", id}}).source->next();
+    EXPECT_EQ(again, *reader->next());
+    const std::string lost = *ask("GET", "/api/events", nullptr, {{"last-event-id", "1-7"}}).source->next();
+    EXPECT_NE(lost.find("event: state\n"), std::string::npos) << lost;
+}
+
+TEST_F(ApiTest, EveryRouteIsDescribed)
+{
+    const Json document = json("GET", "/api/openapi.json");
+    EXPECT_EQ(document["openapi"], "3.1.0");
+    std::size_t operations = 0;
+    for (const Json& path : document["paths"])
+    {
+        operations += path.size();
+    }
+    EXPECT_EQ(operations, routes().size());
+    EXPECT_EQ(document.dump().find("$defs"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace web
