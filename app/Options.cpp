@@ -12,6 +12,7 @@
 #include "app/Output.h"
 #include "app/box/StateFolder.h"
 #include "app/cli/Parsing.h"
+#include "app/web/Guard.h"
 
 namespace app {
 namespace {
@@ -100,6 +101,27 @@ void addOptions(CLI::App& cli, Options& options, RawOptions& raw)
     cli.add_option("--supervisor-descriptor", options.supervisorDescriptor)->group("");
 }
 
+constexpr int kDefaultPort = 8080;
+
+CLI::App* addServe(CLI::App& cli, ServeOptions& serve)
+{
+    CLI::App* serving = cli.add_subcommand("serve", "Answer HTTP until a signal ends it");
+    serving->add_option("--port", serve.port, "TCP port; 8080 unless --socket is given, 0 for a free one")
+        ->check(CLI::Range(0, 65535))
+        ->type_name("N");
+    serving->add_option("--bind", serve.address, "Address of this machine's own: 127.0.0.1 (the default) or ::1")
+        ->default_val("127.0.0.1")
+        ->check([](const std::string& text) {
+            return web::isLoopback(text) ? "" : text + " would let other machines in; there is no password for them";
+        })
+        ->type_name("ADDRESS");
+    serving->add_option("--socket", serve.socket, "Path of a Unix socket, for whoever may open it")->type_name("PATH");
+    serving->add_option("--allow-origin", serve.origins, "Origin of a page that may use the camera: http://HOST:PORT")
+        ->type_name("ORIGIN");
+    serving->add_option("--descriptor", serve.descriptors)->group("");
+    return serving;
+}
+
 std::optional<Options> mistake(const std::string& text, bool json, int& status)
 {
     reportFailure(text + "\nTry: sensorcam --help", json, ErrorCode::wrongUsage);
@@ -123,6 +145,8 @@ std::optional<Options> readOptions(int argc, char** argv, int& status)
                                                 "first command that fails; 'help' lists the commands");
     exec->add_option("COMMAND", options.commands, "Command lines, as at the prompt")->required();
     exec->positionals_at_end();
+    ServeOptions serve;
+    CLI::App* serving = addServe(cli, serve);
     try
     {
         cli.parse(argc, argv);
@@ -153,7 +177,15 @@ std::optional<Options> readOptions(int argc, char** argv, int& status)
     {
         return mistake("--state / would be the machine itself; name a folder for the camera", options.json, status);
     }
-    options.isShell = !exec->parsed();
+    options.isShell = !exec->parsed() && !serving->parsed();
+    if (serving->parsed())
+    {
+        if (serve.socket.empty() && !serve.port && serve.descriptors.empty())
+        {
+            serve.port = kDefaultPort;
+        }
+        options.serve = serve;
+    }
     options.model = raw.model.empty() ? std::nullopt : std::optional<std::string>(raw.model);
     options.speed = raw.speed.empty() ? 1.0 : *parseNumber(raw.speed);
     options.startMinutes = raw.startTime.empty() ? std::nullopt : parseTimeOfDay(raw.startTime);
@@ -184,6 +216,19 @@ std::vector<std::string> insideArguments(const Options& options, int lockDescrip
     if (options.verbose)
     {
         arguments.push_back("--verbose");
+    }
+    if (options.serve)
+    {
+        arguments.push_back("serve");
+        for (const std::string& origin : options.serve->origins)
+        {
+            arguments.insert(arguments.end(), {"--allow-origin", origin});
+        }
+        for (const std::string& descriptor : options.serve->descriptors)
+        {
+            arguments.insert(arguments.end(), {"--descriptor", descriptor});
+        }
+        return arguments;
     }
     arguments.push_back(options.isShell ? "shell" : "exec");
     if (!options.isShell)

@@ -16,6 +16,16 @@ enum ExitStatus
     kExitNoCamera = 3,  // the camera could not be started
 };
 
+// Of "serve": where, and for whom.
+struct ServeOptions
+{
+    std::optional<int> port;
+    std::string address;                   // numeric
+    std::string socket;                    // path of a Unix socket; empty: none
+    std::vector<std::string> origins;      // of pages that may use the camera beside its own
+    std::vector<std::string> descriptors;  // for the copy inside: "DESCRIPTOR:PORT", port 0 for a Unix socket
+};
+
 struct Options
 {
     std::optional<std::string> model;  // nothing: what the state folder remembers, else the first model
@@ -26,6 +36,7 @@ struct Options
     bool verbose = false;  // the library's lines are not kept back at the prompt
     bool inPlace = false;
     bool isShell = true;
+    std::optional<ServeOptions> serve;
     std::vector<std::string> commands;  // of exec, a command line each
 
     // Set by sensorcam itself for the copy of it that runs in the private tree.
@@ -38,7 +49,7 @@ struct Options
 // has then been explained on standard error (with --json as a document on standard output).
 std::optional<Options> readOptions(int argc, char** argv, int& status);
 
-// The arguments that give the copy inside the same options, and the two descriptors that it inherits.
+// The arguments that give the copy inside the same options, and the descriptors that it inherits.
 std::vector<std::string> insideArguments(const Options& options, int lockDescriptor, int supervisorDescriptor);
 
 }  // namespace app

@@ -18,6 +18,7 @@
 #include "app/box/Supervisor.h"
 #include "app/cli/Session.h"
 #include "app/cli/Shell.h"
+#include "app/web/Serving.h"
 #include "camera/Camera.h"
 
 namespace app {
@@ -64,6 +65,10 @@ int runCamera(const Options& options, const std::string& share, const std::strin
     try
     {
         camera::Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace}, service());
+        if (options.serve)
+        {
+            web::serve(camera, *options.serve, web::openSockets(*options.serve), signals, output);
+        }
         Session session(camera, output, signals, options.json, interactive);
         session.showLibrary();
         status = options.isShell ? runShell(session, stateFolder + "/history") : session.runAll(options.commands);
@@ -115,9 +120,19 @@ int runInPrivateTree(Options options)
     options.model = state.chooseModel(options.model);
     prepare(state, *options.model, state.path(), Documents::refresh);
     ReportLine line;
+    std::vector<web::ListenSocket> sockets;
+    std::vector<int> inherited = {state.lockDescriptor(), line.copysEnd()};
+    if (options.serve)
+    {
+        sockets = web::openSockets(*options.serve);
+        options.serve->descriptors = web::descriptorTexts(sockets);
+    }
+    for (const web::ListenSocket& socket : sockets)
+    {
+        inherited.push_back(socket.descriptor());
+    }
     const std::vector<std::string> arguments = insideArguments(options, state.lockDescriptor(), line.copysEnd());
-    return superviseCamera(sandboxCommand(state.path(), programFile(), arguments), line,
-                           {state.lockDescriptor(), line.copysEnd()}, hasPrompt(options));
+    return superviseCamera(sandboxCommand(state.path(), programFile(), arguments), line, inherited, hasPrompt(options));
 }
 
 // Outside of the private tree the copy would work on the machine's own files.

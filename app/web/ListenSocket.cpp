@@ -1,6 +1,7 @@
 #include "app/web/ListenSocket.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -115,6 +116,12 @@ ListenSocket ListenSocket::onPort(const std::string& address, int port)
         fail(name);
     }
     return ListenSocket(std::move(made), "", ntohs(storage.ss_family == AF_INET ? four->sin_port : six->sin6_port));
+}
+
+ListenSocket ListenSocket::inherited(int descriptor, int port)
+{
+    fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    return ListenSocket(camera::Descriptor(descriptor), "", port);
 }
 
 ListenSocket ListenSocket::atPath(const std::string& path, mode_t mode)

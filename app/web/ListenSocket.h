@@ -18,18 +18,22 @@ public:
     // lies there, is refused. Removed with the object.
     static ListenSocket atPath(const std::string& path, mode_t mode);
 
+    // One that another process made for this one, which owns the descriptor from now on and leaves the path alone.
+    // port 0: a Unix socket.
+    static ListenSocket inherited(int descriptor, int port);
+
     ListenSocket(ListenSocket&&) = default;
     ~ListenSocket();
 
     int descriptor() const { return socket_.number(); }
-    bool isLocal() const { return !path_.empty(); }
+    bool isLocal() const { return port_ == 0; }
     int port() const { return port_; }
 
 private:
     ListenSocket(camera::Descriptor socket, std::string path, int port);
 
     camera::Descriptor socket_;
-    std::string path_;  // of a Unix socket
+    std::string path_;  // to be removed
     int port_ = 0;
 };
 
