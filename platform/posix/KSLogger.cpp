@@ -36,10 +36,10 @@ constexpr int kMoved = -3;
 
 using SteadyTime = std::chrono::steady_clock::time_point;
 
-// What a thread has waited, for all logs, since its patience was whole.
+// What a thread has waited, for all logs, since its patience was whole; it is whole again after a time without a wait.
 struct Waited
 {
-    SteadyTime since = SteadyTime::min();
+    SteadyTime last = SteadyTime::min();
     std::chrono::nanoseconds span{0};
 };
 
@@ -48,16 +48,17 @@ bool waitForLog(std::chrono::nanoseconds pause)
 {
     static thread_local Waited waited;
     const SteadyTime begin = std::chrono::steady_clock::now();
-    if (waited.since < begin - kPatienceReturns)
+    if (waited.last < begin - kPatienceReturns)
     {
-        waited = {begin, std::chrono::nanoseconds(0)};
+        waited.span = std::chrono::nanoseconds(0);
     }
     if (waited.span >= kPatience)
     {
         return false;
     }
     std::this_thread::sleep_for(std::min<std::chrono::nanoseconds>(pause, kPatience - waited.span));
-    waited.span += std::chrono::steady_clock::now() - begin;
+    waited.last = std::chrono::steady_clock::now();
+    waited.span += waited.last - begin;
     return true;
 }
 
