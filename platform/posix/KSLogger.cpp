@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <map>
@@ -253,7 +254,7 @@ try
         return kFailed;
     }
     const bool isFull = S_ISREG(status.st_mode) && status.st_size > 0 &&
-                        static_cast<std::size_t>(status.st_size) + record.size() > maxSize_;
+                        static_cast<std::uintmax_t>(status.st_size) + record.size() > maxSize_;
     if (isFull)
     {
         if (rotate())
