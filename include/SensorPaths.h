@@ -28,8 +28,7 @@ inline constexpr char kDomeDiversityFile[] = "/hd1/moduleConfig/sensorConfig/sty
 inline constexpr char kMergedStyleFile[] = "/tmp/merge_style.xml";
 
 inline constexpr char kVersionFile[] = "/mnt/mtd/code/config_file/snsversion.cfg";
-inline constexpr char kSchemeFile[] =
-    "/mnt/mtd/code/config_file/sensor%d.cfg";  ///< for printf, with the scheme's number
+inline constexpr char kSchemeFile[] = "/mnt/mtd/code/config_file/sensor%d.cfg";  ///< %d: the scheme's number
 inline constexpr char kErrorLogFile[] = "/mnt/mtd/log/SensorError.log";
 inline constexpr char kDebugMarkerFile[] = "/mnt/mtd/sign/Debug.sign";
 
