@@ -35,13 +35,13 @@ std::string failureText(const camera::Failure& failure)
     case camera::Problem::noFile:
         return "cannot read " + subject + ": there is no such file";
     case camera::Problem::noPlainFile:
-        return "cannot read " + subject + ": it is no plain file";
+        return "cannot read " + subject + ": it is not a regular file";
     case camera::Problem::tooLong:
         return "cannot read " + subject + ": it is longer than " + failure.detail() + " bytes";
     case camera::Problem::unreadable:
         return "cannot read " + subject + ": " + failure.detail();
     case camera::Problem::noThread:
-        return "the system has no thread to give";
+        return "the system cannot start another thread";
     case camera::Problem::boardFilesGone:
         return std::string("the board's files no longer name this camera (") + sensorpaths::kMachineInfoFile + ", " +
                sensorpaths::kModuleConfigFile + "): the camera is down. It starts again as a new one";

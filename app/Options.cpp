@@ -43,18 +43,18 @@ constexpr char kFooter[] =
 std::string checkSpeed(const std::string& text)
 {
     const std::optional<double> speed = parseNumber(text);
-    return speed && *speed >= kSlowest && *speed <= kFastest ? "" : text + " is no speed from 0.1 to 3600";
+    return speed && *speed >= kSlowest && *speed <= kFastest ? "" : text + " is not a speed from 0.1 to 3600";
 }
 
 std::string checkTime(const std::string& text)
 {
     const std::optional<int> minutes = parseTimeOfDay(text);
-    return minutes && *minutes < 24 * 60 ? "" : text + " is no time of day from 00:00 to 23:59";
+    return minutes && *minutes < 24 * 60 ? "" : text + " is not a time of day from 00:00 to 23:59";
 }
 
 std::string checkModel(const std::string& text)
 {
-    return isModelName(text) ? "" : text + " is no camera model; there are " + modelList();
+    return isModelName(text) ? "" : text + " is not a camera model; the models are " + modelList();
 }
 
 bool asksForJson(int argc, char** argv)

@@ -27,24 +27,26 @@ void fillStandardDescriptors()
 int main(int argc, char** argv)
 {
     fillStandardDescriptors();
-    int status = app::kExitOk;
-    const std::optional<app::Options> options = app::readOptions(argc, argv, status);
-    if (!options)
-    {
-        return status;
-    }
+    bool json = false;
     try
     {
+        int status = app::kExitOk;
+        const std::optional<app::Options> options = app::readOptions(argc, argv, status);
+        if (!options)
+        {
+            return status;
+        }
+        json = options->json;
         return app::runProgram(*options);
     }
     catch (const camera::Failure& failure)
     {
-        app::reportFailure(app::failureText(failure), options->json);
+        app::reportFailure(app::failureText(failure), json);
         return app::kExitNoCamera;
     }
     catch (const std::exception& error)
     {
-        app::reportFailure(error.what(), options->json);
+        app::reportFailure(error.what(), json);
         return app::kExitNoCamera;
     }
 }

@@ -72,8 +72,8 @@ public:
     int mode();
     // The scheme's record of this key; nothing when it has none.
     std::optional<int> schemeValue(int scheme, int key);
-    // What a factory reset would make of it; nothing when the schemes do not keep it.
-    std::optional<int> factoryValue(int key) { return schemeValue(schemeCount(), key); }
+    // What a factory reset would make of it in the scheme in force; nothing when the schemes do not keep it.
+    std::optional<int> factoryValue(int key) { return factoryValue(currentScheme(), key); }
     // The current scheme's value of a key, or what the service holds; nothing when neither knows it. Unlike
     // read it reports nothing and leaves no trace in the recording.
     std::optional<int> peek(int key);
@@ -157,6 +157,7 @@ private:
     bool hasParameters();
     bool fileHolds(int scheme, std::size_t& count);
     std::optional<int> factoryValue(int scheme, int key);
+    std::vector<Value> afterRestart(int scheme);
     bool keepsValues();
     std::vector<KeyResult> asked(const std::vector<Value>& values);
     void judge(ApplyResult& result, const std::vector<Value>& sent, bool remember);

@@ -82,14 +82,12 @@ KeyExplanation Camera::explainKey(int key)
     using Source = KeyExplanation::Source;
     KeyExplanation explanation = {key,
                                   stored ? stored : onSensor,
-                                  stored     ? Source::scheme
-                                  : onSensor ? Source::sensor
-                                             : Source::nowhere,
+                                  stored ? Source::scheme : onSensor ? Source::sensor : Source::nowhere,
                                   std::nullopt,
                                   factoryValue(scheme.scheme, key),
                                   onSensor,
                                   {},
-                                  parameter,
+                                  limitsOfKey(service_, key),
                                   row != nullptr && row->neverInBulk && key != KEY_SENSOR_FPS,
                                   scheme};
     for (const KeyVal& record : readSchemeFile(scheme.scheme))

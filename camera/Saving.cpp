@@ -3,6 +3,7 @@
 #include "SensorPaths.h"
 #include "SysConfig.h"
 #include "camera/Failure.h"
+#include "camera/KeyNames.h"
 #include "camera/Operation.h"
 #include "camera/SchemeFile.h"
 
@@ -53,20 +54,40 @@ SaveResult Camera::save()
     }
 }
 
+// What the next start finds: the scheme's file, or factory values in the place of a missing one.
+std::vector<Value> Camera::afterRestart(int scheme)
+{
+    std::vector<Value> values;
+    for (const KeyVal& record : readSchemeFile(scheme))
+    {
+        values.push_back({static_cast<int>(record.key), static_cast<int>(record.value)});
+    }
+    if (!values.empty())
+    {
+        return values;
+    }
+    for (const KeyName& row : keyNames())
+    {
+        if (const std::optional<int> factory = factoryValue(scheme, row.key))
+        {
+            values.push_back({row.key, *factory});
+        }
+    }
+    return values;
+}
+
 std::vector<UnsavedValue> Camera::unsaved()
 {
     const Gate::Pass pass(gate_);
     std::vector<UnsavedValue> values;
     for (int scheme = 0; scheme < schemeCount(); ++scheme)
     {
-        for (const KeyVal& record : readSchemeFile(scheme))
+        for (const Value& saved : afterRestart(scheme))
         {
-            const auto key = static_cast<int>(record.key);
-            const auto saved = static_cast<int>(record.value);
-            const std::optional<int> value = schemeValue(scheme, key);
-            if (value && *value != saved)
+            const std::optional<int> value = schemeValue(scheme, saved.key);
+            if (value && *value != saved.value)
             {
-                values.push_back({scheme, key, *value, saved});
+                values.push_back({scheme, saved.key, *value, saved.value});
             }
         }
     }

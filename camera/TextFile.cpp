@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 #include "camera/Descriptor.h"
@@ -19,7 +20,8 @@ void requireReadable(const std::string& path, const struct stat& facts, std::siz
     {
         throw Failure(Problem::noPlainFile, path);
     }
-    if (static_cast<std::size_t>(facts.st_size) > longest)
+    if (static_cast<std::uintmax_t>(facts.st_size) >
+        longest)  // a file may be longer than a std::size_t of 32 bits says
     {
         throw Failure(Problem::tooLong, path, std::to_string(longest));
     }
@@ -60,6 +62,10 @@ std::optional<std::string> readFile(const std::string& path, std::size_t longest
     if (count < 0)
     {
         fail(path);
+    }
+    if (content.size() > longest)  // it grew meanwhile
+    {
+        throw Failure(Problem::tooLong, path, std::to_string(longest));
     }
     return content;
 }

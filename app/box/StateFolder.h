@@ -25,9 +25,10 @@ public:
         ofBoard,  // the only one there can be
     };
 
-    // Makes the folder when it is missing, looks at what it holds, and takes the lock. Throws Failure when another camera has it, when it
-    // cannot be written, and when using it could touch something else: it belongs to another user (root excepted), is
-    // the root of the file tree, or holds what requireOwnFiles refuses; on a board only the program's own files count.
+    // Makes the folder when it is missing, looks at what it holds, and takes the lock. Throws Failure when another camera
+    // has it, when it cannot be written, and when using it could touch something else: it belongs to another user (root
+    // excepted), is the root of the file tree, or holds what requireOwnFiles refuses; on a board only the program's own
+    // files count.
     explicit StateFolder(const std::string& path, Kind kind = Kind::chosen);
     StateFolder(const StateFolder&) = delete;
     StateFolder& operator=(const StateFolder&) = delete;

@@ -179,8 +179,8 @@ const std::vector<Command>& commands()
          "assertion one line is shown. With --verbose all are shown as they come, and none is kept.\n",
          runOutput, nullptr},
         {"quit", "quit [--discard]", "end the camera",
-         "At the prompt values that are not saved are told first; 'quit' again, or 'quit --discard', gives them up.\n",
-         runQuit, completeQuit},
+         "At the prompt unsaved values are listed first; 'quit' again, or 'quit --discard', discards them.\n", runQuit,
+         completeQuit},
     };
     return table;
 }
@@ -248,7 +248,7 @@ Answer runQuit(Session& session, const Words& arguments)
             session.toldLoss() = unsaved;
             return Answer::failure(
                 {ErrorCode::notRun, "these values are not saved:\n" + unsaved +
-                                        "'save' keeps those of the scheme in force; 'quit' again gives them up"});
+                                        "'save' keeps those of the scheme in force; 'quit' again discards them"});
         }
     }
     session.quit();

@@ -27,11 +27,6 @@ std::string whyText(Session& session, camera::Why why)
     return "";
 }
 
-std::string nextName(int scheme, int schemeCount)
-{
-    return scheme == camera::kByDayAndNight ? "scheme 0 by day, scheme 1 by night" : schemeName(scheme, schemeCount);
-}
-
 Answer explainScheme(Session& session)
 {
     const camera::Explanation explanation = session.camera().explain();
@@ -42,7 +37,7 @@ Answer explainScheme(Session& session)
     if (explanation.untilMinutes)
     {
         const std::string until = formatTimeOfDay(*explanation.untilMinutes);
-        answer.text += "next by the clock: " + nextName(explanation.next, count) + " at " + until + "\n";
+        answer.text += "next by the clock: " + chosenName(explanation.next, count) + " at " + until + "\n";
     }
     return answer;
 }

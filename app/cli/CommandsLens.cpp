@@ -83,7 +83,7 @@ Answer outcome(Session& session, const camera::LensResult& result)
     const services::ImageService& service = session.camera().service();
     return Answer::failure({codeOf(last.status),
                             "the lens refused: " + reasonText(service, last.key, last.value, last.status), last.key,
-                            last.value, camera::parameterOfKey(service, last.key)});
+                            last.value, camera::limitsOfKey(service, last.key)});
 }
 
 Answer move(Session& session, camera::LensStep step)

@@ -1,4 +1,4 @@
-#include <cmath>
+#include <algorithm>
 
 #include "HostClock.h"
 #include "app/cli/Commands.h"
@@ -165,7 +165,7 @@ Answer runTime(Session& session, const Words& arguments)
         const std::optional<int> minutes = parseTimeOfDay(arguments[0]);
         if (!minutes || *minutes >= camera::kMinutesPerDay)
         {
-            return Answer::failure({ErrorCode::badValue, arguments[0] + " is no time of day from 00:00 to 23:59"});
+            return Answer::failure({ErrorCode::badValue, arguments[0] + " is not a time of day from 00:00 to 23:59"});
         }
         if (!session.camera().setTimeOfDay(*minutes))
         {

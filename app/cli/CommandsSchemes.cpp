@@ -5,7 +5,6 @@
 #include "app/cli/ScheduleChart.h"
 #include "app/cli/Session.h"
 #include "app/json/Results.h"
-#include "camera/SchemeFile.h"
 
 namespace app {
 namespace {
@@ -74,9 +73,19 @@ std::string windowProblem(const TimeSpanOfDay& span)
     const std::string end = formatTimeOfDay(span.endMinutes);
     const std::string why =
         "the window " + start + "-" + end + " can never hold and would be refused when saved (code 507): ";
-    return span.startMinutes == span.endMinutes
-               ? why + "it is empty"
-               : why + "a window does not run over midnight. Use two schemes, " + start + "-24:00 and 00:00-" + end;
+    if (span.startMinutes == span.endMinutes)
+    {
+        return why + "it is empty";
+    }
+    if (span.endMinutes == 0)
+    {
+        return why + "it ends before it starts. The end of the day is 24:00: " + start + "-24:00";
+    }
+    if (span.startMinutes == camera::kMinutesPerDay)
+    {
+        return why + "it ends before it starts. The beginning of the day is 00:00: 00:00-" + end;
+    }
+    return why + "a window does not run over midnight. Use two schemes, " + start + "-24:00 and 00:00-" + end;
 }
 
 }  // namespace
@@ -126,7 +135,7 @@ Answer runWindow(Session& session, const Words& arguments)
     }
     if (!span)
     {
-        return Answer::failure({ErrorCode::badValue, arguments[2] + " is no window HH:MM-HH:MM between 00:00 and "
+        return Answer::failure({ErrorCode::badValue, arguments[2] + " is not a window HH:MM-HH:MM between 00:00 and "
                                                                     "24:00; nothing was changed"});
     }
     if (!problem.empty())

@@ -36,7 +36,7 @@ std::optional<int> parseValue(const services::ImageService& service, int key, co
 std::optional<std::vector<camera::Value>> parseAssignments(const services::ImageService& service,
                                                            const Words& arguments, Error& error);
 
-// Why the service says no: "300 is not among 0..100 %", "the lens is being reset".
+// Why the service says no: "300 is not allowed; allowed: 0..100 %", "the lens is being reset; ...".
 std::string reasonText(const services::ImageService& service, int key, int value, int status);
 
 }  // namespace app

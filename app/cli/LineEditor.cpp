@@ -20,6 +20,7 @@ namespace {
 
 constexpr int kHistoryLines = 1000;
 constexpr std::size_t kHistoryMax = 1024 * 1024;  // bytes
+constexpr std::size_t kUnknownWidth = 80;         // columns, where the terminal does not say
 constexpr char kClearLine[] = "\r\033[K";
 
 // The beginning that all candidates share.
@@ -38,7 +39,7 @@ std::string sharedBeginning(const Words& candidates)
     return shared;
 }
 
-std::string columnsOf(const Words& words)
+std::string inColumns(const Words& words, std::size_t lineWidth)
 {
     std::string text = "\n";
     std::size_t width = 0;
@@ -46,7 +47,7 @@ std::string columnsOf(const Words& words)
     {
         width = std::max(width, word.size() + 2);
     }
-    const std::size_t perLine = std::max<std::size_t>(1, 80 / width);
+    const std::size_t perLine = std::max<std::size_t>(1, lineWidth / width);
     for (std::size_t i = 0; i < words.size(); ++i)
     {
         text += words[i] + std::string(width - words[i].size(), ' ');
@@ -217,14 +218,14 @@ unsigned char LineEditor::State::completeWord(EditLine* edit, int)
         return CC_REFRESH_BEEP;
     }
     const std::string shared = sharedBeginning(fits);
-    std::string insertion = shared.size() >= word.size() ? shared : word;
+    std::string insertion = fits.size() == 1 || shared.size() >= word.size() ? shared : word;
     if (fits.size() == 1 && insertion.back() != '=')
     {
         insertion += ' ';
     }
     if (fits.size() > 1 && toLower(insertion) == toLower(word))
     {
-        state.session.answers().print(columnsOf(fits));
+        state.session.answers().print(inColumns(fits, state.size.ws_col > 0 ? state.size.ws_col : kUnknownWidth));
         return CC_REDISPLAY;
     }
     el_deletestr(edit, static_cast<int>(word.size()));

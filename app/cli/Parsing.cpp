@@ -251,7 +251,7 @@ std::optional<int> parseKey(const std::string& text, std::string& error)
     {
         return number;
     }
-    error = number ? text + " is no key number; key numbers are above 0"
+    error = number ? text + " is not a key number; key numbers are above 0"
                    : "there is no key " + text + "; " + suggestion(bare);
     return std::nullopt;
 }
@@ -282,7 +282,7 @@ std::optional<std::vector<camera::Value>> parsePairs(const std::string& text, st
         const std::optional<camera::Value> pair = parsePair(item);
         if (!pair)
         {
-            error = "'" + item + "' is no pair (KEY,VALUE) of whole numbers";
+            error = "'" + item + "' is not a pair (KEY,VALUE) of whole numbers";
             return std::nullopt;
         }
         pairs.push_back(*pair);

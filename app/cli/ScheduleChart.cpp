@@ -124,6 +124,11 @@ char schemeSign(const camera::Schedule& schedule, int scheme)
     return scheme < 10 ? static_cast<char>('0' + scheme) : '+';
 }
 
+int countOf(const camera::Schedule& schedule)
+{
+    return static_cast<int>(schedule.windows.size());
+}
+
 std::string inForceRow(const Shape& shape, const camera::Schedule& schedule)
 {
     std::string line = label("by clock");
@@ -134,19 +139,14 @@ std::string inForceRow(const Shape& shape, const camera::Schedule& schedule)
     return line + "\n";
 }
 
-std::string titleOf(const camera::Schedule& schedule, int scheme)
-{
-    return scheme == camera::kByDayAndNight ? "scheme 0 by day, scheme 1 by night"
-                                            : schemeName(scheme, static_cast<int>(schedule.windows.size()));
-}
-
 std::string stretchList(const camera::Schedule& schedule, int width)
 {
     std::string list;
     for (const camera::Stretch& stretch : camera::stretchesOfDay(schedule))
     {
         const std::string span = formatTimeOfDay(stretch.startMinutes) + "-" + formatTimeOfDay(stretch.endMinutes);
-        list += prose("  " + span + "  ", titleOf(schedule, stretch.scheme), std::string(span.size() + 4, ' '), width);
+        list += prose("  " + span + "  ", chosenName(stretch.scheme, countOf(schedule)),
+                      std::string(span.size() + 4, ' '), width);
     }
     return list;
 }
@@ -191,8 +191,9 @@ std::string warnings(const camera::Schedule& schedule, int width)
 
 std::string headLine(const camera::Schedule& schedule, int width)
 {
-    const std::string scheme =
-        schedule.currentScheme < 0 ? "no scheme yet" : titleOf(schedule, schedule.currentScheme) + " in force";
+    const std::string scheme = schedule.currentScheme < 0
+                                   ? "no scheme yet"
+                                   : schemeName(schedule.currentScheme, countOf(schedule)) + " in force";
     const std::string mode = schedule.automatic ? "auto" : "manual (the clock chooses nothing)";
     return prose("", "time " + formatTimeOfDay(schedule.minutes) + ", mode " + mode + ", " + scheme, "  ", width);
 }
@@ -226,6 +227,11 @@ std::string listOfWindows(const camera::Schedule& schedule, int width)
 }
 
 }  // namespace
+
+std::string chosenName(int scheme, int schemeCount)
+{
+    return scheme == camera::kByDayAndNight ? "scheme 0 by day, scheme 1 by night" : schemeName(scheme, schemeCount);
+}
 
 std::string schemeName(int scheme, int schemeCount)
 {

@@ -9,6 +9,19 @@
 #include "app/cli/Commands.h"
 
 namespace app {
+namespace {
+
+// As its answer would name it; empty where none can be read.
+std::string commandOf(const std::string& line)
+{
+    std::string ignored;
+    const Words words = splitWords(line, ignored).value_or(Words());
+    const std::string name = words.empty() ? "" : toLower(words.front());
+    const Command* const command = findCommand(name);
+    return command == nullptr ? name : command->name;
+}
+
+}  // namespace
 
 Session::Session(camera::Camera& camera, LibraryOutput& output, EndSignals& signals, bool json, bool interactive)
     : camera_(camera),
@@ -81,7 +94,7 @@ int Session::runAll(const std::vector<std::string>& lines)
             if (json_)
             {
                 const Answer skipped = Answer::failure({ErrorCode::notRun, "not run: " + line});
-                answers().print(jsonDocument(line.substr(0, line.find(' ')), skipped));
+                answers().print(jsonDocument(commandOf(line), skipped));
             }
             else
             {

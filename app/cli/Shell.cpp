@@ -9,6 +9,8 @@
 namespace app {
 namespace {
 
+constexpr std::size_t kLineMax = 1 << 20;  // bytes; no command is nearly as long
+
 // Lines of standard input as they come, however they are cut into pieces.
 class PlainReader
 {
@@ -27,12 +29,16 @@ public:
                 pending_.erase(0, end == std::string::npos ? end : end + 1);
                 return true;
             }
-            if (atEnd_ || !fill())
+            isTooLong_ = pending_.size() > kLineMax;
+            if (atEnd_ || isTooLong_ || !fill())
             {
                 return false;
             }
         }
     }
+
+    // The line that did not end is lost, and what comes behind it with it.
+    bool isTooLong() const { return isTooLong_; }
 
 private:
     bool fill()
@@ -59,6 +65,7 @@ private:
     Session& session_;
     std::string pending_;
     bool atEnd_ = false;
+    bool isTooLong_ = false;
 };
 
 int runPrompt(Session& session, const std::string& historyFile)
@@ -88,11 +95,16 @@ int runLines(Session& session)
     {
         if (line.find('\0') != std::string::npos)
         {
-            session.refuse("line " + std::to_string(number) + " holds a zero byte, so it is no text; not run");
+            session.refuse("line " + std::to_string(number) + " holds a zero byte, so it is not text; not run");
             failed = true;
             continue;
         }
         failed = !session.run(line) || failed;
+    }
+    if (reader.isTooLong())
+    {
+        session.refuse("a line is longer than a mebibyte; neither it nor what follows was run");
+        failed = true;
     }
     return failed ? kExitCommandFailed : kExitOk;
 }

@@ -16,12 +16,12 @@ struct CodeRow
 };
 
 constexpr CodeRow kCodes[] = {
-    {ErrorCode::wrongUsage, "wrong-usage", "'help' and the command's name show the usage"},
+    {ErrorCode::wrongUsage, "wrong-usage", "'help' and the command's name, or sensorcam --help, show the usage"},
     {ErrorCode::unknownCommand, "unknown-command", "'help' lists the commands"},
     {ErrorCode::unknownKey, "unknown-key", "'keys' lists the keys"},
     {ErrorCode::unknownScheme, "unknown-scheme", "'schemes' lists the schemes"},
     {ErrorCode::badValue, "bad-value", "write the value in the form that the message names"},
-    {ErrorCode::badDocument, "bad-document", "correct the text; nothing of it was applied"},
+    {ErrorCode::badDocument, "bad-document", "correct the text; none of it was applied"},
     {ErrorCode::tooManyValues, "too-many-values", "send fewer values at once; nothing was applied"},
     {ErrorCode::refusedValue, "refused-value", "choose one of the allowed values"},
     {ErrorCode::notOnDevice, "not-on-device", "do without it: this camera does not have it"},
@@ -37,7 +37,8 @@ constexpr CodeRow kCodes[] = {
     {ErrorCode::notWritten, "not-written", "see whether the disk is full, then try again"},
     {ErrorCode::notSettable, "not-settable", "leave it as it is on this camera"},
     {ErrorCode::interrupted, "interrupted", "try again"},
-    {ErrorCode::notRun, "not-run", "something before it failed or ended the camera; run it again after that"},
+    {ErrorCode::notRun, "not-run",
+     "something before it failed, or the program was told to end; run it again after that"},
     {ErrorCode::noCamera, "no-camera", "remove the cause that the message names and start the camera again"},
     {ErrorCode::internal, "internal", "this is a mistake in the program: report it"},
 };

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstring>
 
@@ -31,6 +32,7 @@ int openInPlace(const char* path, int flags)
     struct stat status = {};
     if (stat(path, &status) == 0 && !mayBeOpened(status, flags))
     {
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
         return -1;
     }
     const int handle = host::uninterrupted([=] { return open(path, flags | kOpenFlags, 0644); });

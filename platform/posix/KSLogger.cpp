@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <map>
@@ -36,10 +37,10 @@ constexpr int kMoved = -3;
 
 using SteadyTime = std::chrono::steady_clock::time_point;
 
-// What a thread has waited, for all logs, since its patience was whole.
+// What a thread has waited, for all logs, since its patience was whole; it is whole again after a time without a wait.
 struct Waited
 {
-    SteadyTime since = SteadyTime::min();
+    SteadyTime last = SteadyTime::min();
     std::chrono::nanoseconds span{0};
 };
 
@@ -48,16 +49,17 @@ bool waitForLog(std::chrono::nanoseconds pause)
 {
     static thread_local Waited waited;
     const SteadyTime begin = std::chrono::steady_clock::now();
-    if (waited.since < begin - kPatienceReturns)
+    if (waited.last < begin - kPatienceReturns)
     {
-        waited = {begin, std::chrono::nanoseconds(0)};
+        waited.span = std::chrono::nanoseconds(0);
     }
     if (waited.span >= kPatience)
     {
         return false;
     }
     std::this_thread::sleep_for(std::min<std::chrono::nanoseconds>(pause, kPatience - waited.span));
-    waited.span += std::chrono::steady_clock::now() - begin;
+    waited.last = std::chrono::steady_clock::now();
+    waited.span += waited.last - begin;
     return true;
 }
 
@@ -252,7 +254,7 @@ try
         return kFailed;
     }
     const bool isFull = S_ISREG(status.st_mode) && status.st_size > 0 &&
-                        static_cast<std::size_t>(status.st_size) + record.size() > maxSize_;
+                        static_cast<std::uintmax_t>(status.st_size) + record.size() > maxSize_;
     if (isFull)
     {
         if (rotate())

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -225,6 +226,7 @@ std::string checkRecord(Watch& watch, const fs::path& folder)
 std::string checkTogether(Watch& watch, const fs::path& folder)
 {
     std::vector<std::thread> writers;
+    std::atomic<int> written{0};  // a record may be lost to the others' lock, and then writeLog says so
     for (int writer = 0; writer < kWriters; ++writer)
     {
         writers.emplace_back([&] {
@@ -233,7 +235,7 @@ std::string checkTogether(Watch& watch, const fs::path& folder)
                 const Step step(watch, "KSLogger::writeLog");
                 KSLogger logger;
                 logger.init((folder / "shared").c_str(), static_cast<int>(kLarge), 2);
-                logger.writeLog("[port]", "a record from one of several threads");
+                written += logger.writeLog("[port]", "a record from one of several threads") >= 0 ? 1 : 0;
             }
         });
     }
@@ -248,11 +250,13 @@ std::string checkTogether(Watch& watch, const fs::path& folder)
     {
         const std::size_t record = line.find("[port] a record from one of several threads");
         const bool isWhole = record != std::string::npos && line.find("[port]", record + 1) == std::string::npos;
-        ++(isWhole ? whole : torn);
+        const bool tellsOfLost = record == std::string::npos && line.find("lost records: ") != std::string::npos;
+        whole += isWhole ? 1 : 0;
+        torn += isWhole || tellsOfLost ? 0 : 1;
     }
-    return whole == kWriters * kRecords && torn == 0
+    return whole == written && whole > 0 && torn == 0
                ? ""
-               : std::to_string(whole) + " of " + std::to_string(kWriters * kRecords) + " records are whole";
+               : std::to_string(whole) + " of " + std::to_string(written) + " records are whole";
 }
 
 std::string checkLogSize(Watch& watch, const fs::path& folder)

@@ -137,14 +137,10 @@ std::string readState(Watch& watch, bool withLens, State& state)
 
 std::string switchFocusOff(Watch& watch, const State& state)
 {
-    Findings findings;
+    Findings overwritten;  // told when it is put back
     const Command& command = *state.focusAfterSwitch->command;
-    const int status = setWords(watch, command, Words{}, findings);
-    if (status != 0)
-    {
-        findings.add(describe(command.cmd, IA_CMD_OPT_SET) + " is refused with " + std::to_string(status));
-    }
-    return findings.text();
+    const int status = setWords(watch, command, Words{}, overwritten);
+    return status == 0 ? "" : describe(command.cmd, IA_CMD_OPT_SET) + " is refused with " + std::to_string(status);
 }
 
 std::string checkSameAgain(Watch& watch, const State& state)

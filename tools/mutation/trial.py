@@ -120,7 +120,7 @@ class Build:
     def command(self, tests, folder, *options):
         """Runs tests with what was linked below the folder; what was not is the tree's."""
         if tests == "texts":
-            interface = self.root / "tests" / "interface"
+            interface = self.root / "tests" / "shipped" / "interface"
             library = self._first(folder, "lib/libsensordll.so")
             return [interface / "report_texts.sh", library, interface / "report_texts.txt"]
         return [*self._cage(), self._first(folder, f"bin/{tests}_tests"), *options]

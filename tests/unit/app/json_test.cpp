@@ -56,12 +56,13 @@ TEST(JsonError, ACameraThatFailsHasACodeOfItsOwn)
 {
     using camera::Problem;
     const std::pair<Problem, const char*> rows[] = {
-        {Problem::machineInfo, "no-camera"},    {Problem::noBoard, "no-camera"},
-        {Problem::noModule, "no-camera"},       {Problem::boardFilesGone, "no-camera"},
-        {Problem::noParameters, "not-written"}, {Problem::noSchemeFile, "not-written"},
-        {Problem::noLanguages, "unreadable"},   {Problem::languageNumber, "unreadable"},
-        {Problem::noPlainFile, "unreadable"},   {Problem::tooLong, "unreadable"},
-        {Problem::unreadable, "unreadable"},    {Problem::noFile, "not-found"}};
+        {Problem::machineInfo, "no-camera"},     {Problem::noBoard, "no-camera"},
+        {Problem::noModule, "no-camera"},        {Problem::noThread, "no-camera"},
+        {Problem::boardFilesGone, "no-camera"},  {Problem::noParameters, "not-written"},
+        {Problem::noSchemeFile, "not-written"},  {Problem::noLanguages, "unreadable"},
+        {Problem::languageNumber, "unreadable"}, {Problem::noPlainFile, "unreadable"},
+        {Problem::tooLong, "unreadable"},        {Problem::unreadable, "unreadable"},
+        {Problem::noFile, "not-found"}};
     for (const auto& [problem, word] : rows)
     {
         EXPECT_STREQ(app::codeWord(app::codeOf(problem)), word) << static_cast<int>(problem);

@@ -144,7 +144,7 @@ TEST(Pairs, NothingIsReadOfTextWithAnythingElseInIt)
 {
     std::string error;
     EXPECT_FALSE(app::parsePairs("(34,60)(35", error));
-    EXPECT_EQ(error, "'(35' is no pair (KEY,VALUE) of whole numbers");
+    EXPECT_EQ(error, "'(35' is not a pair (KEY,VALUE) of whole numbers");
     EXPECT_FALSE(app::parsePairs("", error));
     EXPECT_EQ(error, "there is no pair (KEY,VALUE) in it");
     for (const char* text : {")", "(", "()", "(,)", "(34,)", "(34,1,2)", "((34,1)", "x(34,1)", "(34,99999999999)"})

@@ -189,7 +189,7 @@ TEST_F(SceneCommandsTest, PairTextThatCannotBeReadIsRefusedAsAWhole)
     {
         const Ended ended = execute({std::string("text '") + text + "'"});
         EXPECT_EQ(ended.status, 1) << text;
-        EXPECT_TRUE(has(ended.err, "is no pair (KEY,VALUE) of whole numbers; nothing was applied")) << ended.err;
+        EXPECT_TRUE(has(ended.err, "is not a pair (KEY,VALUE) of whole numbers; nothing was applied")) << ended.err;
     }
     EXPECT_TRUE(has(execute({"text ' '"}).err, "no pair (KEY,VALUE) in it"));
     EXPECT_EQ(execute({"get brightness"}).out, "KEY_BRIGHTNESS = 50\n");

@@ -59,6 +59,8 @@ TEST_F(SchemeCommandsTest, AWindowThatCannotBeSavedIsRefusedAndNothingChanges)
     const Ended ended = execute({"window 1 on 22:00-06:00"});
     EXPECT_TRUE(has(ended.err, "code 507")) << ended.err;
     EXPECT_TRUE(has(ended.err, "22:00-24:00 and 00:00-06:00")) << ended.err;
+    EXPECT_TRUE(has(execute({"window 1 on 22:00-00:00"}).err, "The end of the day is 24:00: 22:00-24:00"));
+    EXPECT_TRUE(has(execute({"window 1 on 24:00-06:00"}).err, "The beginning of the day is 00:00: 00:00-06:00"));
     const json schemes = lastDocument(execute({"schemes"}, {"--json"}).out)["schemes"];
     EXPECT_EQ(schemes[1]["from"], "00:00");
     EXPECT_EQ(schemes[1]["to"], "24:00");

@@ -322,7 +322,7 @@ TEST_F(SensorcamTest, AtThePromptCtrlCEndsAWatchThenALineAndNeverTheCamera)
 constexpr char kNotSaved[] = "sensorcam: these values are not saved:\r\n"
                              "  scheme 0: KEY_BRIGHTNESS=60 KEY_CONTRAST=10\r\n"
                              "  scheme 1: KEY_BRIGHTNESS=70\r\n"
-                             "'save' keeps those of the scheme in force; 'quit' again gives them up\r\n";
+                             "'save' keeps those of the scheme in force; 'quit' again discards them\r\n";
 
 TEST_F(SensorcamTest, AtThePromptQuitAndCtrlDSayFirstWhatIsNotSaved)
 {
@@ -437,7 +437,26 @@ TEST_F(SensorcamTest, WhatCouldSteerATerminalIsEscaped)
     EXPECT_TRUE(has(document.out, "{\"command\":\"x\\u007f\\u009b\",")) << document.out;
     EXPECT_EQ(documentsOf(document.out).at(0)["command"], "x\x7f\xc2\x9b");
     const Ended usage = support::runToEnd({"--speed", "\x1b[2J", "shell"});
-    EXPECT_TRUE(has(usage.err, "\\x1b[2J is no speed")) << usage.err;
+    EXPECT_TRUE(has(usage.err, "\\x1b[2J is not a speed")) << usage.err;
+}
+
+TEST_F(SensorcamTest, AScriptWithoutLineEndsIsGivenUpAfterAMebibyte)
+{
+    const Ended ended =
+        support::runToEnd({"shell"}, "get brightness\n" + std::string((1 << 20) + 5000, 'x') + "\nget contrast\n");
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.out, "KEY_BRIGHTNESS = 50\n");
+    EXPECT_TRUE(has(ended.err, "sensorcam: a line is longer than a mebibyte; neither it nor what follows was run\n"))
+        << ended.err;
+}
+
+TEST_F(SensorcamTest, AWorkingFolderThatIsGoneIsAnError)
+{
+    const std::string script = "mkdir /tmp/gone && cd /tmp/gone && rmdir /tmp/gone && exec " +
+                               std::string(support::kSensorcam) + " --state x exec status";
+    support::SensorcamRun run(support::SensorcamRun::Command{{"/bin/sh", "-c", script}});
+    EXPECT_EQ(run.end(), 3);
+    EXPECT_TRUE(has(run.err, "sensorcam: ")) << run.err;
 }
 
 TEST_F(SensorcamTest, ALineOfAScriptThatHoldsAZeroByteIsNotRun)
@@ -446,8 +465,8 @@ TEST_F(SensorcamTest, ALineOfAScriptThatHoldsAZeroByteIsNotRun)
     const Ended ended = support::runToEnd({"shell"}, script);
     EXPECT_EQ(ended.status, 1);
     EXPECT_EQ(ended.out, "KEY_BRIGHTNESS = 50\nKEY_CONTRAST = 50\n");
-    EXPECT_TRUE(has(ended.err, "sensorcam: line 2 holds a zero byte, so it is no text; not run\n"
-                               "sensorcam: line 4 holds a zero byte, so it is no text; not run\n"))
+    EXPECT_TRUE(has(ended.err, "sensorcam: line 2 holds a zero byte, so it is not text; not run\n"
+                               "sensorcam: line 4 holds a zero byte, so it is not text; not run\n"))
         << ended.err;
 }
 
@@ -651,6 +670,9 @@ TEST_F(SensorcamTest, APromptCompletesKeysAndTheLabelsOfTheirValues)
     run.waitFor("fix_shutter='1/250 s'");
     run.type("50\t\n");
     run.waitFor("KEY_FIX_SHUTTER = 14 1/250 s");
+    run.waitFor("camera> ");
+    run.type("set mirror='off\t\n");  // the mark goes when the word is whole without it
+    run.waitFor("KEY_MIRROR = 0 Off  (was 3 Both)");
     run.waitFor("camera> ");
     run.type("quit --discard\n");
     EXPECT_EQ(run.waitForEnd(), 0) << run.out;

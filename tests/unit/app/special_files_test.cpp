@@ -74,7 +74,7 @@ TEST_F(SpecialFilesTest, ATraceMarkerThatIsNoFileIsToldAndCanBeTakenAway)
     {
         const Ended ended = execute({command});
         EXPECT_EQ(ended.status, 1) << command;
-        EXPECT_TRUE(has(ended.err, "Debug.sign: it is no plain file")) << ended.err;
+        EXPECT_TRUE(has(ended.err, "Debug.sign: it is not a regular file")) << ended.err;
     }
     EXPECT_EQ(execute({"trace off"}).status, 0);
     EXPECT_FALSE(support::fileExists(support::kDebugMarkerFile));
@@ -84,7 +84,7 @@ TEST_F(SpecialFilesTest, AnErrorLogThatCannotBeReadIsTold)
 {
     ASSERT_EQ(execute({"status"}).status, 0);
     makePipe(support::kErrorLogFile);
-    EXPECT_TRUE(has(execute({"log"}).err, "SensorError.log: it is no plain file"));
+    EXPECT_TRUE(has(execute({"log"}).err, "SensorError.log: it is not a regular file"));
     fs::remove(support::kErrorLogFile);
     makeGiant(std::string(support::kErrorLogFile) + ".1");
     EXPECT_TRUE(has(execute({"log"}).err, "SensorError.log.1: it is longer than"));

@@ -188,6 +188,7 @@ TEST_F(CameraApplying, TheFactoryValueIsWhatAResetWouldMakeOfAKey)
     c().save();
     EXPECT_EQ(c().factoryValue(KEY_BRIGHTNESS), 50);
     EXPECT_EQ(c().factoryValue(KEY_SCHEME_END_HOUR), 24);
+    EXPECT_EQ(c().factoryValue(KEY_SCHEME_ENABLE), 1) << "of scheme 0, which a reset enables";
     EXPECT_EQ(c().factoryValue(999999), std::nullopt);
     EXPECT_EQ(outcomes(c().apply({{KEY_BRIGHTNESS, *c().factoryValue(KEY_BRIGHTNESS)}})), Outcomes{Outcome::applied});
     EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 50);

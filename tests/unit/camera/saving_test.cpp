@@ -4,6 +4,7 @@
 #include <future>
 #include <thread>
 
+#include "SensorPaths.h"
 #include "camera/Diagnostics.h"
 #include "camera/Failure.h"
 #include "camera/SchemeFile.h"
@@ -119,6 +120,7 @@ TEST_F(CameraSaving, TheSchemeThatIsSaidToBeSavedIsTheOneThatWas)
         beforeFlush = nullptr;
         switchTo(13, 30);
     };
+    ASSERT_TRUE(clock_->waitForSleepers(kSleepers, kBound));  // or the hour is set before anybody waits for it
     const camera::SaveResult result = c().save();
     EXPECT_EQ(result.kind, camera::SaveResult::Kind::saved);
     EXPECT_EQ(result.scheme, 1);
@@ -136,6 +138,7 @@ TEST_F(CameraSaving, ASwitchBehindTheSavingTakesNothingBack)
         afterFlush = nullptr;
         switchTo(13, 30);
     };
+    ASSERT_TRUE(clock_->waitForSleepers(kSleepers, kBound));  // or the hour is set before anybody waits for it
     const camera::SaveResult result = c().save();
     EXPECT_EQ(result.kind, camera::SaveResult::Kind::saved);
     EXPECT_EQ(result.scheme, 0);
@@ -170,6 +173,15 @@ std::vector<std::vector<int>> unsavedOf(camera::Camera& camera)
         values.push_back({value.scheme, value.key, value.value, value.saved});
     }
     return values;
+}
+
+TEST_F(CameraSaving, WithoutAFileWhatDiffersFromTheFactoryIsUnsaved)
+{
+    bringUp();
+    c().setMode(false);
+    c().apply({{KEY_BRIGHTNESS, 61}});
+    removeFile(sensorpaths::schemeFile(0));
+    EXPECT_EQ(unsavedOf(c()), (std::vector<std::vector<int>>{{0, KEY_BRIGHTNESS, 61, 50}}));
 }
 
 TEST_F(CameraSaving, UnsavedAreTheValuesThatTheFilesOfTheirSchemesHoldOtherwise)

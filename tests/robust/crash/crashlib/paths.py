@@ -6,7 +6,7 @@ import re
 _HEADER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../../include/SensorPaths.h")
 
 with open(_HEADER, encoding="ascii") as _header:
-    _PATHS = dict(re.findall(r'constexpr char k(\w+)\[\] = "(.+?)";', _header.read()))
+    _PATHS = dict(re.findall(r'constexpr char k(\w+)\[\]\s*=\s*"(.+?)";', _header.read()))
 
 CONFIG_FOLDER = _PATHS["ConfigFolder"]
 FACTORY_FOLDER = _PATHS["FactoryFolder"]
