@@ -101,7 +101,7 @@ TEST_F(ApiTest, WhatIsNotKeptIsOnTheSensorAlone)
 {
     json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}});
     EXPECT_EQ(c().schemeValue(0, KEY_BRIGHTNESS), 50);
-    EXPECT_EQ(applied(IA_CMD_UI_BRIGHTNESS), 61);
+    EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 61);
 }
 
 TEST_F(ApiTest, BodiesThatAreNoListOfValuesAreRefusedAndChangeNothing)
