@@ -7,13 +7,12 @@ using support::plain;
 namespace {
 
 // Records of the small camera in order: 0 to 4 the schedule, 5 brightness, 6 saturation.
-class Cache : public support::ControllerFixture
+class Cache : public support::UpFixture
 {
 protected:
     void SetUp() override
     {
-        ControllerFixture::SetUp();
-        bringUp();
+        UpFixture::SetUp();
         setValue(0, KEY_BRIGHTNESS, 10);
         setValue(1, KEY_BRIGHTNESS, 20);
     }

@@ -17,17 +17,10 @@ namespace {
 
 using Notifications = std::vector<support::FakeVideo::Notification>;
 
-class CompoundHandlers : public support::ControllerFixture
+class CompoundHandlers : public support::UpFixture
 {
 protected:
     using Handler = keycmd_handler;
-
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-        ASSERT_EQ(0, current());
-    }
 
     int handle(Handler handler, u32 cmd, u32& value) { return (c().*handler)(cmd, 0, &value); }
 
@@ -70,14 +63,6 @@ TEST_F(CompoundHandlers, WideDynamicRangeThatIsNotOfferedBecomesZeroInSilence)
     EXPECT_EQ(0U, value);
     EXPECT_TRUE(service_.calls().empty());
     EXPECT_TRUE(video_.notifications().empty());
-}
-
-TEST_F(CompoundHandlers, WideDynamicRangeThatIsNotOfferedIsStoredAsZero)
-{
-    setshowWDRFalg(false);
-    EXPECT_EQ(0, c().setParameter(KEY_WDR_MODE, 2, true));
-    EXPECT_EQ(0U, valueOf(0, KEY_WDR_MODE));
-    EXPECT_TRUE(service_.calls().empty());
 }
 
 TEST_F(CompoundHandlers, WideDynamicRangeGivesTheVideoModulesAnswerForTheKey)
@@ -299,13 +284,6 @@ TEST_F(CompoundHandlers, ThresholdsArePrintedPlainAboveLevelFive)
     setDebug(6);
     const std::string output = outputOf([&] { handleValue(&ISensorController::doDNThr, 145, 33); });
     EXPECT_EQ(0U, output.find(plain("m_nCurScheme(0) dn_thr_st.d2n_thr(33) dn_thr_st.n2d_thr(70)\n")));
-}
-
-TEST_F(CompoundHandlers, ThresholdReachedThroughTheKeySendsBoth)
-{
-    EXPECT_EQ(0, c().setParameter(KEY_NTD_THR, 77, true));
-    EXPECT_EQ((std::vector<u32>{30, 77}), lastWords());
-    EXPECT_EQ(77U, valueOf(0, KEY_NTD_THR));
 }
 
 // ---- day/night switch times ------------------------------------------------------------------------------------

@@ -228,12 +228,6 @@ TEST_F(Dispatch, WithoutVideoModuleEveryNotificationSucceeds)
     EXPECT_TRUE(video_.notifications().empty());
 }
 
-TEST_F(Dispatch, FreshObjectHasNoVideoModule)
-{
-    ISensorController fresh;
-    EXPECT_EQ(0, fresh.notifyToVideo(2384, 1));
-}
-
 TEST_F(Dispatch, NotificationGoesToTheModuleAndItsStatusComesBack)
 {
     video_.answerStatus(IA_CMD_UI_MIRROR, -6);

@@ -19,16 +19,9 @@ using support::writeFile;
 
 namespace {
 
-class FactoryReset : public support::ControllerFixture
+class FactoryReset : public support::UpFixture
 {
 protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-        ASSERT_EQ(0, current());
-    }
-
     std::string moduleConfig(const std::string& model, int id, const std::string& detail)
     {
         return "<ModuleConfig hardwareModel=\"" + model + "\" hardwareCode=\"C1\"><ModuleId>" + std::to_string(id) +
@@ -91,13 +84,6 @@ TEST_F(FactoryReset, RemovesTheSchemeFilesByOneShellCommandOfAtMostThirtySeconds
     EXPECT_EQ(30, support::shellCommands()[0].limitSeconds);
 }
 
-TEST_F(FactoryReset, ThreadRunsAfterwardsAndChoosesTheScheme)
-{
-    c().resetParameters();
-    ASSERT_TRUE(threadTurn());
-    EXPECT_EQ(0, current());
-}
-
 TEST_F(FactoryReset, FirstTurnInsideNeitherPausesNorSwitches)
 {
     const host::Span before = clock_->monotonic();
@@ -132,17 +118,6 @@ TEST_F(FactoryReset, ResetFlagIsUpAllTheTime)
     }
     // The last call is the new init's.
     EXPECT_EQ(kInitialisingBit, seen.back() & kInitialisingBit);
-}
-
-TEST_F(FactoryReset, DeletesEverySensorFileBelowEveryConfigFolder)
-{
-    writeFile("/mnt/mtd/code/config_old/sensor.txt", "x");
-    writeFile("/mnt/mtd/code/config_file/sensor7.cfg", "x");
-    writeFile("/mnt/mtd/code/config_file/other", "x");
-    reset();
-    EXPECT_FALSE(support::fileExists("/mnt/mtd/code/config_old/sensor.txt"));
-    EXPECT_EQ((std::vector<std::string>{"other", "sensor0.cfg", "sensor1.cfg", "sensor2.cfg", "snsversion.cfg"}),
-              support::filesIn(support::kConfigFolder));
 }
 
 TEST_F(FactoryReset, UsesTheSavedConfigurationUpToLevelFive)
@@ -212,20 +187,6 @@ TEST_F(FactoryReset, SensorStatusIsFalseUntilItsInitHasFinished)
     EXPECT_THAT(beforeInit, testing::AllOf(testing::Not(testing::IsEmpty()), testing::Each(true)));
     EXPECT_THAT(duringInit, testing::AllOf(testing::Not(testing::IsEmpty()), testing::Each(false)));
     EXPECT_TRUE(c().getSensorStatus());
-}
-
-TEST_F(FactoryReset, WithoutAModuleForThisBoardLevelSixIsARangeError)
-{
-    writeFile(support::kModuleConfigFile, "<ModuleConfigs>" + moduleConfig("M0", 98, "") + "</ModuleConfigs>");
-    setDebug(6);
-    // Nothing but destruction follows.
-    initialised_ = false;
-    outputOf([&] { EXPECT_THROW(c().resetParameters(), std::out_of_range); });
-    support::removeDebug();
-    // The mutex is free again.
-    int scheme = 0;
-    EXPECT_TRUE(c().getParamScheme(scheme));
-    EXPECT_EQ(-1, scheme);
 }
 
 TEST_F(FactoryReset, AfterARangeErrorOtherCallsFindNothingAndDoNoHarm)
@@ -307,16 +268,7 @@ TEST_F(FactoryReset, FailingParameterIsReportedAndTheResetGoesOn)
     EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
 }
 
-TEST_F(FactoryReset, WithARunningThreadDoesNotDeadlock)
-{
-    startThread();
-    ASSERT_TRUE(clock_->waitForSleepers(1, std::chrono::seconds(30)));
-    EXPECT_TRUE(c().resetParameters());
-    ASSERT_TRUE(threadTurn());
-    EXPECT_EQ(0, current());
-}
-
-TEST_F(FactoryReset, CanBeRepeated)
+TEST_F(FactoryReset, LeavesTheThreadRunningAndCanBeRepeated)
 {
     for (int i = 0; i < 3; ++i)
     {

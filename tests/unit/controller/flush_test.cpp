@@ -13,16 +13,9 @@ using support::traced;
 
 namespace {
 
-class Flush : public support::ControllerFixture
+class Flush : public support::UpFixture
 {
 protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-        ASSERT_EQ(0, current());
-    }
-
     static std::vector<std::string> schemeFiles()
     {
         return {readFile(schemeFile(0)), readFile(schemeFile(1)), readFile(schemeFile(2))};

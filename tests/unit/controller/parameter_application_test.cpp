@@ -2,8 +2,6 @@
 
 #include <csignal>
 
-#include "tests/support/WaitingCall.h"
-
 using support::asserted;
 using support::kController;
 using support::outputOf;
@@ -30,16 +28,9 @@ std::string iaTraces(int cmd, int dir, int before, int after)
            traced("dbg", kController, "doIaCmd", text + std::to_string(after) + " =====================end\n");
 }
 
-class ParameterApplication : public support::ControllerFixture
+class ParameterApplication : public support::UpFixture
 {
 protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-        ASSERT_EQ(0, current());
-    }
-
     int apply(std::vector<KeyVal> records, bool cache)
     {
         return c().setParameters(records.data(), static_cast<u32>(records.size()), cache);
@@ -411,16 +402,11 @@ TEST_F(ParameterApplicationDeathTest, UnknownKeyEndsTheProcessWhenAssertionsAreO
     EXPECT_EQ("p_pKeyval[0].key(4711)", records[2].text);
 }
 
-TEST_F(ParameterApplication, SingleParameterWaitsForTheMutexAndListDoesNot)
+TEST_F(ParameterApplication, ListTakesNoLock)
 {
     ControllerProbe::mutex(c()).Lock("test", __LINE__);
     EXPECT_EQ(0, apply({{KEY_BRIGHTNESS, 60}}, true));
-    support::WaitingCall waiting([&] { c().setParameter(KEY_SATURATION, 1, true); });
-    EXPECT_TRUE(waiting.waitsFor(ControllerProbe::mutex(c())));
-    EXPECT_EQ(0U, service_.count(IA_CMD_SATURATION, IA_CMD_OPT_SET));
     ControllerProbe::mutex(c()).Unlock("test", __LINE__);
-    waiting.join();
-    EXPECT_EQ(1U, service_.count(IA_CMD_SATURATION, IA_CMD_OPT_SET));
 }
 
 }  // namespace

@@ -29,11 +29,6 @@ protected:
         ASSERT_EQ(0, lastSchedule());
     }
 
-    void turn() { EXPECT_EQ(0, c().sensorThread()); }
-
-    int last() { return ControllerProbe::lastScheme(c()); }
-    int lastSchedule() { return ControllerProbe::lastSchedule(c()); }
-
     void night() { service_.answerValue(kDayNightState, 1, 1); }
     void day() { service_.answerValue(kDayNightState, 1, 0); }
 

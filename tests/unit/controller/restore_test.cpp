@@ -20,16 +20,7 @@ using support::writeFile;
 
 namespace {
 
-class Restore : public support::ControllerFixture
-{
-protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-        ASSERT_EQ(0, current());
-    }
-};
+using Restore = support::UpFixture;
 
 TEST_F(Restore, SendsTheStoredValueAgain)
 {
@@ -138,9 +129,7 @@ TEST_F(Restore, FailedFocusModeIsAFailure)
 
 // ---- reload ----------------------------------------------------------------------------------------------------
 
-class Reload : public Restore
-{
-};
+using Reload = support::UpFixture;
 
 TEST_F(Reload, PutsTheFilesValuesBack)
 {
@@ -188,16 +177,6 @@ TEST_F(Reload, RaisesItsFlagOnlyWhileApplying)
     c().resetToLastParameters();
     EXPECT_EQ(kInitialisedBit | kReloadBit, seen);
     EXPECT_EQ(kInitialisedBit, flags());
-}
-
-TEST_F(Reload, RaisesItsFlagOnlyWhenItHoldsTheMutex)
-{
-    KSMutex& mutex = ControllerProbe::mutex(c());
-    mutex.Lock("test", __LINE__);
-    support::WaitingCall waiting([&] { c().resetToLastParameters(); });
-    EXPECT_TRUE(waiting.waitsFor(mutex));
-    EXPECT_EQ(kInitialisedBit, flags());
-    mutex.Unlock("test", __LINE__);
 }
 
 TEST_F(Reload, WithoutAScheduledSchemeDoesNotWaitForTheMutex)

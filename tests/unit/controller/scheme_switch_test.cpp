@@ -16,18 +16,7 @@ using support::traced;
 
 namespace {
 
-class SchemeSwitch : public support::ControllerFixture
-{
-protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-        ASSERT_EQ(0, current());
-    }
-
-    int last() { return ControllerProbe::lastScheme(c()); }
-};
+using SchemeSwitch = support::UpFixture;
 
 TEST_F(SchemeSwitch, BetweenSchemesThatDifferInBrightnessSendsBrightnessOnly)
 {

@@ -43,15 +43,9 @@ private:
     std::atomic<long> slept_{0};
 };
 
-class SchemesAndModes : public support::ControllerFixture
+class SchemesAndModes : public support::UpFixture
 {
 protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-    }
-
     // Runs call on a thread of its own while the busy bit is up, and checks that it waits in half seconds.
     void expectWaitsInHalfSeconds(unsigned char bit, const std::function<void()>& call,
                                   const std::function<bool()>& happened)
@@ -87,7 +81,7 @@ TEST_F(SchemesAndModes, SchemeIsSwitchedByDifference)
     int scheme = -5;
     EXPECT_TRUE(c().getParamScheme(scheme));
     EXPECT_EQ(2, scheme);
-    EXPECT_EQ(0, ControllerProbe::lastScheme(c()));
+    EXPECT_EQ(0, last());
 }
 
 TEST_F(SchemesAndModes, DefaultSchemeIsValid)
@@ -158,10 +152,10 @@ TEST_F(SchemesAndModes, OtherModesAreReportedAndStoredAndActAsScheduled)
         EXPECT_TRUE(c().getParamMode(stored));
         EXPECT_EQ(mode, stored);
         setTime(20, 0);
-        c().sensorThread();
+        turn();
         EXPECT_EQ(3, current());
         setTime(12, 0);
-        c().sensorThread();
+        turn();
         EXPECT_EQ(0, current());
     }
 }
@@ -170,25 +164,16 @@ TEST_F(SchemesAndModes, HandPickedSchemeLastsInManualMode)
 {
     c().setParamMode(0);
     c().setParamScheme(2);
-    c().sensorThread();
+    turn();
     EXPECT_EQ(2, current());
 }
 
 TEST_F(SchemesAndModes, HandPickedSchemeIsUndoneByTheNextTurnInScheduledMode)
 {
     c().setParamScheme(2);
-    c().sensorThread();
+    turn();
     EXPECT_EQ(0, current());
-    EXPECT_EQ(2, ControllerProbe::lastScheme(c()));
-}
-
-TEST_F(SchemesAndModes, HandPickedSchemeIsUndoneByTheRunningThread)
-{
-    startThread();
-    ASSERT_TRUE(threadTurn());
-    c().setParamScheme(2);
-    ASSERT_TRUE(threadTurn());
-    EXPECT_EQ(0, current());
+    EXPECT_EQ(2, last());
 }
 
 TEST_F(SchemesAndModes, SchemeWaitsInHalfSecondsWhileAnyBusyBitIsUp)

@@ -5,15 +5,9 @@ using support::setDebug;
 
 namespace {
 
-class SensorCheck : public support::ControllerFixture
+class SensorCheck : public support::UpFixture
 {
 protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-    }
-
     void answer(int result, int status)
     {
         for (const int opt : {0, 1})

@@ -15,14 +15,7 @@ namespace {
 
 constexpr u32 kDayNightState = 153;
 
-class SensorThread : public support::ControllerFixture
-{
-protected:
-    void turn() { EXPECT_EQ(0, c().sensorThread()); }
-
-    int last() { return ControllerProbe::lastScheme(c()); }
-    int lastSchedule() { return ControllerProbe::lastSchedule(c()); }
-};
+using SensorThread = support::ControllerFixture;
 
 TEST_F(SensorThread, TurnPausesOneSecond)
 {
@@ -191,22 +184,6 @@ TEST_F(SensorThread, NoTurnBeginsAfterStop)
 }
 
 // ---- day/night state -------------------------------------------------------------------------------------------
-
-TEST_F(SensorThread, DayNightStateIsReadFromTheService)
-{
-    bringUp();
-    service_.answerValue(kDayNightState, 1, 1);
-    int mode = 0;
-    EXPECT_TRUE(c().getDNMode(mode));
-    EXPECT_EQ(1, mode);
-    ASSERT_EQ(1U, service_.calls().size());
-    EXPECT_EQ(153U, service_.calls()[0].cmd);
-    EXPECT_EQ(1, service_.calls()[0].opt);
-    service_.answerStatus(kDayNightState, 1, -1);
-    mode = 5;
-    EXPECT_FALSE(c().getDNMode(mode));
-    EXPECT_EQ(5, mode);
-}
 
 TEST_F(SensorThread, FailedDayNightReadingDoesNotReachTheCaller)
 {

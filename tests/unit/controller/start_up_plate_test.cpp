@@ -123,14 +123,6 @@ TEST_F(StartUpPlate, OnlyTheFirstRecordOfANightKeyIsChanged)
     EXPECT_EQ(5U, stored[6].value);
 }
 
-TEST_F(StartUpPlate, InfraredVariantOfAPlateCameraIsAnOrdinaryCamera)
-{
-    useDevice(8, "(max_scheme=3)(isInfrared=0)");
-    initOutput();
-    EXPECT_EQ(1U, storedValue(0, KEY_SCHEME_ENABLE));
-    EXPECT_EQ(1U, storedValue(1, KEY_DN_MODE));
-}
-
 TEST_F(StartUpPlate, PlateCameraWithItsFileKeepsIt)
 {
     useDevice(8, "(max_scheme=3)");

@@ -139,12 +139,6 @@ TEST_F(StartUp, InitialisingBitIsUpDuringInitAndInitialisedBitAfterIt)
     EXPECT_EQ(kInitialisedBit, flags());
 }
 
-TEST_F(StartUp, ThreadRunsAfterInit)
-{
-    bringUpRunning();
-    EXPECT_TRUE(threadTurn());
-}
-
 TEST_F(StartUp, ExistingFileIsTrusted)
 {
     initOutput();
@@ -233,15 +227,6 @@ TEST_F(StartUp, WithoutSchemesThereIsTheFactoryEntryTheMapAndTheThread)
     EXPECT_TRUE(threadTurn());
 }
 
-TEST_F(StartUp, WithoutDetailThereAreFourSchemes)
-{
-    detail_ = "(other=1)";
-    initOutput();
-    EXPECT_EQ(4U, g_stSysConf.nSchemeSum);
-    EXPECT_TRUE(support::fileExists(schemeFile(3)));
-    EXPECT_FALSE(support::fileExists(schemeFile(4)));
-}
-
 TEST_F(StartUp, StyleOfMoreThanAHundredParametersIsCutAndComesUp)
 {
     files_.parameters.assign(200, {34, 50});
@@ -280,21 +265,6 @@ TEST_F(StartUp, WithoutAnyFileReportsAndComesUp)
     EXPECT_TRUE(says(output, "SystemInfoParser::parseMachineInfo"));
     EXPECT_EQ(kInitialisedBit, flags());
     EXPECT_EQ(0U, Probe::keyValSum(c()));
-}
-
-TEST_F(StartUp, OverlongHostTextsAreCutAndTerminated)
-{
-    detail_ = "(max_scheme=2)" + std::string(5000, 'd');
-    construct();
-    ModuleConfigure configure = configuration();
-    configure.setParameters(std::string(5000, 'p'));
-    initialised_ = true;
-    EXPECT_TRUE(c().init(configure));
-    stopThread();
-    EXPECT_EQ(detail_.substr(0, 511), g_stSysConf.moduleConfig.szDetail);
-    EXPECT_EQ(std::string(255, 'p'), g_stSysConf.moduleConfig.szParameters);
-    EXPECT_EQ(2U, g_stSysConf.nSchemeSum);
-    EXPECT_EQ(0, current());
 }
 
 TEST_F(StartUp, DocumentsWithoutARootComeUpWithoutParameters)

@@ -17,15 +17,6 @@ class StartUpVersion : public support::StartUpFixture
 {
 };
 
-TEST_F(StartUpVersion, VersionEightKeepsTheSchemeFiles)
-{
-    initOutput();
-    c().setParameter(KEY_BRIGHTNESS, 60, true);
-    c().flush();
-    initOutput();
-    EXPECT_EQ(60U, valueOf(0, KEY_BRIGHTNESS));
-}
-
 TEST_F(StartUpVersion, OtherVersionOrNoneRemovesTheSchemeFilesAndMakesThemAgain)
 {
     for (const std::string& version : {std::string("\x07\0\0\0", 4), std::string("\x09\0\0\0", 4),

@@ -11,16 +11,9 @@ using support::setDebug;
 
 namespace {
 
-class TextInterface : public support::ControllerFixture
+class TextInterface : public support::UpFixture
 {
 protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-        ASSERT_EQ(0, current());
-    }
-
     std::string pairsOf(int index)
     {
         std::string text;
