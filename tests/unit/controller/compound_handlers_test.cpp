@@ -1,23 +1,12 @@
 #include "tests/support/ControllerFixture.h"
 
-using support::asserted;
-using support::kController;
-using support::kInitialisedBit;
-using support::kReloadBit;
-using support::outputOf;
-using support::plain;
-using support::says;
-using support::saysOnly;
-using support::Sent;
-using support::setDebug;
-using support::timesSaid;
-using support::traced;
+using namespace support;
 
 namespace {
 
-using Notifications = std::vector<support::FakeVideo::Notification>;
+using Notifications = std::vector<FakeVideo::Notification>;
 
-class CompoundHandlers : public support::UpFixture
+class CompoundHandlers : public UpFixture
 {
 protected:
     using Handler = keycmd_handler;
@@ -33,7 +22,7 @@ protected:
         const auto note = [&](const char* who, auto cmd, auto value) {
             sequence.push_back(who + std::to_string(cmd) + " " + std::to_string(value));
         };
-        service_.onCall([&](const support::ServiceCall& call) { note("service ", call.cmd, call.value()); });
+        service_.onCall([&](const ServiceCall& call) { note("service ", call.cmd, call.value()); });
         video_.onNotify([&](int cmd, int value) { note("video ", cmd, value); });
         body();
         service_.onCall(nullptr);
@@ -356,7 +345,7 @@ TEST_F(CompoundHandlers, PartnersComeFromTheNewSchemeDuringASwitch)
     setValue(1, KEY_NTD_THR, 88);
     c().switch_to(1, false);
     std::vector<std::vector<u32>> records;
-    for (const support::ServiceCall& call : service_.calls())
+    for (const ServiceCall& call : service_.calls())
     {
         records.push_back(call.words);
     }

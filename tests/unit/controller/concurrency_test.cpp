@@ -6,9 +6,7 @@
 
 #include "tests/support/Callers.h"
 
-using support::kInitialisedBit;
-using support::outputOf;
-using support::runCallers;
+using namespace support;
 
 namespace {
 
@@ -17,7 +15,7 @@ constexpr int kRounds = 60;
 
 // Nothing here looks at speed: every test runs a fixed amount of work on several threads, and checks what holds
 // in any order. Run them under a thread sanitizer too.
-class Concurrency : public support::UpFixture
+class Concurrency : public UpFixture
 {
 protected:
     // The sensor thread makes turns as fast as the clock is pushed, with the time going to and fro.
@@ -42,13 +40,13 @@ protected:
         ControllerFixture::TearDown();
     }
 
-    std::optional<support::Repeated> pusher_;
+    std::optional<Repeated> pusher_;
 };
 
 TEST_F(Concurrency, ThreadSwitchesThroughTheSchemesByItself)
 {
     std::set<int> seen;
-    EXPECT_TRUE(support::eventually([&] {
+    EXPECT_TRUE(eventually([&] {
         int scheme = 0;
         c().getParamScheme(scheme);
         seen.insert(scheme);
@@ -192,7 +190,7 @@ TEST_F(Concurrency, UnlockedOperationsBesideASwitchingThread)
 
 TEST_F(Concurrency, VideoModuleCanBeExchangedWhileParametersAreApplied)
 {
-    support::FakeVideo other;
+    FakeVideo other;
     runCallers(kCallers, kRounds, [&](int caller, int round) {
         if (caller == 0)
         {
@@ -212,14 +210,14 @@ TEST_F(Concurrency, LevelChangesWhileEverybodyTalks)
         runCallers(kCallers, kRounds, [&](int caller, int round) {
             if (caller == 0)
             {
-                support::setDebug(round % 8);
+                setDebug(round % 8);
             }
             else
             {
                 c().setParameter(KEY_CONTRAST, caller * 100 + round, true);
             }
         });
-        support::removeDebug();
+        removeDebug();
     });
 }
 
@@ -276,7 +274,7 @@ TEST_F(Concurrency, DayNightSwitchesBesideHostCalls)
         c().getAllParameters(text);
         c().setParamScheme((caller + round) % 4);
     });
-    EXPECT_TRUE(support::eventually([&] { return state > 12; }));
+    EXPECT_TRUE(eventually([&] { return state > 12; }));
     pusher_.reset();
     stopThread();
     EXPECT_EQ(kInitialisedBit, flags());

@@ -4,8 +4,7 @@
 
 #include "keycmd.h"
 
-using support::outputOf;
-using support::plain;
+using namespace support;
 
 namespace {
 
@@ -144,7 +143,7 @@ const Row kRows[] = {
     {"KEY_DN_AF_MODE", 2560, 2560, kIaCmd},
 };
 
-class KeyCmdMap : public support::UpFixture
+class KeyCmdMap : public UpFixture
 {
 protected:
     const keycmd* map() { return ControllerProbe::keyCmdMap(c()); }
@@ -235,15 +234,15 @@ TEST_F(KeyCmdMap, MissIsPrintedFromLevelSixOn)
     keycmd row{};
     const auto miss = [&] { c().findFromKeyCmdMap(map(), 4711, row); };
     EXPECT_EQ("", outputOf(miss));
-    support::setDebug(5);
+    setDebug(5);
     EXPECT_EQ("", outputOf(miss));
-    support::setDebug(6);
+    setDebug(6);
     EXPECT_EQ(plain("cand not find key-cmd while key=4711\n"), outputOf(miss));
 }
 
 TEST_F(KeyCmdMap, HitPrintsNothing)
 {
-    support::setDebug(9);
+    setDebug(9);
     keycmd row{};
     EXPECT_EQ("", outputOf([&] { c().findFromKeyCmdMap(map(), 34, row); }));
 }

@@ -2,15 +2,7 @@
 
 #include <csignal>
 
-using support::asserted;
-using support::kController;
-using support::outputOf;
-using support::plain;
-using support::says;
-using support::saysOnly;
-using support::Sent;
-using support::setDebug;
-using support::traced;
+using namespace support;
 
 namespace {
 
@@ -28,7 +20,7 @@ std::string iaTraces(int cmd, int dir, int before, int after)
            traced("dbg", kController, "doIaCmd", text + std::to_string(after) + " =====================end\n");
 }
 
-class ParameterApplication : public support::UpFixture
+class ParameterApplication : public UpFixture
 {
 protected:
     int apply(std::vector<KeyVal> records, bool cache)
@@ -158,9 +150,9 @@ TEST_F(ParameterApplication, UnknownKeyIsReportedAndSentWithItsNumberAsTheComman
 
 TEST_F(ParameterApplication, UnknownKeyIsSentInBulkToo)
 {
-    setFlags(support::kInitialisedBit | support::kSwitchingBit);
+    setFlags(kInitialisedBit | kSwitchingBit);
     outputOf([&] { EXPECT_EQ(0, apply({{4711, 5}}, false)); });
-    setFlags(support::kInitialisedBit);
+    setFlags(kInitialisedBit);
     EXPECT_EQ((std::vector<Sent>{{4711, IA_CMD_OPT_SET, 5}}), service_.all());
 }
 
@@ -213,24 +205,24 @@ TEST_F(ParameterApplication, NewestRecordIsPrintedFromLevelSixOn)
 TEST_F(ParameterApplication, NewestRecordDuringASwitchNamesTheFlag)
 {
     ControllerProbe::lastScheme(c()) = 1;
-    setFlags(support::kInitialisedBit | support::kSwitchingBit);
+    setFlags(kInitialisedBit | kSwitchingBit);
     setDebug(6);
     EXPECT_EQ(plain("ignore, (34,50) is newest, m_nFlags.switching_flag(1), m_nLastScheme(1), m_nCurScheme(0)!!!\n"),
               outputOf([&] {
                   apply({{KEY_BRIGHTNESS, 50}}, true);
               }));
-    setFlags(support::kInitialisedBit);
+    setFlags(kInitialisedBit);
 }
 
 TEST_F(ParameterApplication, NewestRecordDuringAReloadOrResetNamesNoSwitch)
 {
-    setFlags(support::kInitialisedBit | support::kReloadBit | support::kResetBit);
+    setFlags(kInitialisedBit | kReloadBit | kResetBit);
     setDebug(6);
     EXPECT_EQ(plain("ignore, (34,50) is newest, m_nFlags.switching_flag(0), m_nLastScheme(-1), m_nCurScheme(0)!!!\n"),
               outputOf([&] {
                   apply({{KEY_BRIGHTNESS, 50}}, true);
               }));
-    setFlags(support::kInitialisedBit);
+    setFlags(kInitialisedBit);
 }
 
 TEST_F(ParameterApplication, EverySetIsPrintedAboveLevelFive)
@@ -397,7 +389,7 @@ TEST_F(ParameterApplicationDeathTest, UnknownKeyEndsTheProcessWhenAssertionsAreO
     setDebug(1, 1);
     EXPECT_EXIT(apply({{4711, 5}}, false), testing::KilledBySignal(SIGABRT),
                 "ISensorController:[0-9]+: .*setParameters.*Assertion `bRet' failed");
-    const auto records = support::errorLog();
+    const auto records = errorLog();
     ASSERT_EQ(3U, records.size());
     EXPECT_EQ("p_pKeyval[0].key(4711)", records[2].text);
 }

@@ -5,15 +5,7 @@
 #include "GThread.h"
 #include "tests/support/WaitingCall.h"
 
-using support::asserted;
-using support::kController;
-using support::kInitialisedBit;
-using support::kReloadBit;
-using support::kResetBit;
-using support::kSwitchingBit;
-using support::outputOf;
-using support::saysOnly;
-using support::Sent;
+using namespace support;
 using namespace std::chrono_literals;
 
 namespace {
@@ -43,7 +35,7 @@ private:
     std::atomic<long> slept_{0};
 };
 
-class SchemesAndModes : public support::UpFixture
+class SchemesAndModes : public UpFixture
 {
 protected:
     // Runs call on a thread of its own while the busy bit is up, and checks that it waits in half seconds.
@@ -198,7 +190,7 @@ TEST_F(SchemesAndModes, ModeWaitsInHalfSecondsWhileAnyBusyBitIsUp)
 
 TEST_F(SchemesAndModes, OtherBitsAreNotWaitedFor)
 {
-    setFlags(support::kInitialisingBit | support::kStoppingBit | kInitialisedBit);
+    setFlags(kInitialisingBit | kStoppingBit | kInitialisedBit);
     const host::Span before = clock_->monotonic();
     EXPECT_TRUE(c().setParamScheme(2));
     EXPECT_TRUE(c().setParamMode(0));
@@ -208,10 +200,10 @@ TEST_F(SchemesAndModes, OtherBitsAreNotWaitedFor)
 
 TEST_F(SchemesAndModes, ReportComesBeforeTheWait)
 {
-    support::CapturedOutput output;
+    CapturedOutput output;
     const auto expectReportWhileWaiting = [&](const std::function<void()>& call, const std::string& report) {
         setFlags(kInitialisedBit | kReloadBit);
-        support::WaitingCall waiting(call);
+        WaitingCall waiting(call);
         EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
         EXPECT_TRUE(saysOnly(output.take(), report));
         setFlags(kInitialisedBit);
@@ -241,9 +233,9 @@ TEST_F(SchemesAndModes, WaitOnAThreadThatIsBeingStoppedDoesNotSpin)
             },
             "host", &GThread::emptyFun, &GThread::emptyFun);
         ASSERT_TRUE(host.start());
-        EXPECT_TRUE(support::eventually([&] { return clock->waits() > 0; }));
-        support::WaitingCall stopping([&] { EXPECT_TRUE(host.stop()); });
-        EXPECT_TRUE(support::eventually([&] { return clock->waits() > 20; }));
+        EXPECT_TRUE(eventually([&] { return clock->waits() > 0; }));
+        WaitingCall stopping([&] { EXPECT_TRUE(host.stop()); });
+        EXPECT_TRUE(eventually([&] { return clock->waits() > 20; }));
         setFlags(kInitialisedBit);
         EXPECT_TRUE(stopping.ends());
         EXPECT_GE(clock->slept(), clock->waits() / 2);  // not each: a busy machine may take the processor first
@@ -255,16 +247,16 @@ TEST_F(SchemesAndModes, WaitOnAThreadThatIsBeingStoppedDoesNotSpin)
 TEST_F(SchemesAndModes, WaitHoldsTheMutexAgainstOtherCalls)
 {
     setFlags(kInitialisedBit | kReloadBit);
-    support::WaitingCall setting([&] { c().setParamScheme(2); });
+    WaitingCall setting([&] { c().setParamScheme(2); });
     EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
     int seen = -5;
-    support::WaitingCall asking([&] { c().getParamScheme(seen); });
+    WaitingCall asking([&] { c().getParamScheme(seen); });
     EXPECT_TRUE(asking.waitsFor(ControllerProbe::mutex(c())));
     for (int i = 0; i < 5; ++i)
     {
         clock_->advance(500ms);
         EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
-        EXPECT_TRUE(support::isHeld(ControllerProbe::mutex(c())));
+        EXPECT_TRUE(isHeld(ControllerProbe::mutex(c())));
         EXPECT_FALSE(asking.done());
     }
     setFlags(kInitialisedBit);

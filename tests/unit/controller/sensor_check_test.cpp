@@ -1,11 +1,10 @@
 #include "tests/support/ControllerFixture.h"
 
-using support::outputOf;
-using support::setDebug;
+using namespace support;
 
 namespace {
 
-class SensorCheck : public support::UpFixture
+class SensorCheck : public UpFixture
 {
 protected:
     void answer(int result, int status)

@@ -1,21 +1,12 @@
 #include "tests/support/ControllerFixture.h"
 
-using support::kController;
-using support::kInitialisedBit;
-using support::kReloadBit;
-using support::kResetBit;
-using support::kSwitchingBit;
-using support::outputOf;
-using support::Sent;
-using support::setDebug;
-using support::timesSaid;
-using support::traced;
+using namespace support;
 
 namespace {
 
 constexpr u32 kDayNightState = 153;
 
-using SensorThread = support::ControllerFixture;
+using SensorThread = ControllerFixture;
 
 TEST_F(SensorThread, TurnPausesOneSecond)
 {
@@ -111,7 +102,7 @@ TEST_F(SensorThread, OtherBitsDoNotKeepTheTurnFromSwitching)
 {
     bringUp();
     setTime(20, 0);
-    setFlags(support::kInitialisingBit | support::kStoppingBit | kInitialisedBit);
+    setFlags(kInitialisingBit | kStoppingBit | kInitialisedBit);
     turn();
     EXPECT_EQ(3, current());
     setFlags(kInitialisedBit);

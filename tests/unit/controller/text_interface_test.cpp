@@ -1,17 +1,10 @@
 #include "tests/support/ControllerFixture.h"
 
-using support::asserted;
-using support::kController;
-using support::outputOf;
-using support::plain;
-using support::says;
-using support::saysOnly;
-using support::Sent;
-using support::setDebug;
+using namespace support;
 
 namespace {
 
-class TextInterface : public support::UpFixture
+class TextInterface : public UpFixture
 {
 protected:
     std::string pairsOf(int index)

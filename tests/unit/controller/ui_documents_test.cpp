@@ -1,16 +1,10 @@
 #include "tests/support/ControllerFixture.h"
 
-using support::kController;
-using support::outputOf;
-using support::says;
-using support::saysOnly;
-using support::setDebug;
-using support::timesSaid;
-using support::traced;
+using namespace support;
 
 namespace {
 
-class UiDocuments : public support::ControllerFixture
+class UiDocuments : public ControllerFixture
 {
 protected:
     void SetUp() override
