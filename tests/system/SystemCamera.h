@@ -70,13 +70,4 @@ protected:
     std::unique_ptr<ISensorController> controller_;
 };
 
-struct ModelName
-{
-    template <typename Info>
-    std::string operator()(const Info& instance) const
-    {
-        return instance.param.name;
-    }
-};
-
 }  // namespace support

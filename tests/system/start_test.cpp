@@ -1,4 +1,4 @@
-#include "tests/support/Simulator.h"
+#include "tests/support/TestName.h"
 #include "tests/system/SystemCamera.h"
 
 using namespace support;
@@ -51,7 +51,7 @@ TEST_P(EveryCamera, OnlyTheCurrentSchemeIsSaved)
     EXPECT_EQ(before, after);
 }
 
-INSTANTIATE_TEST_SUITE_P(Models, EveryCamera, testing::Values(kFixed, kDome, kPlate, kFisheye), ModelName());
+INSTANTIATE_TEST_SUITE_P(Models, EveryCamera, testing::Values(kFixed, kDome, kPlate, kFisheye), ByName());
 
 class Start : public SystemCamera
 {

@@ -253,8 +253,9 @@ TEST_P(CameraWithIris, TheIrisIsWhereItWasSavedAfterARestart)
     EXPECT_EQ(support::simulator().lens().iris, 40);
 }
 
-INSTANTIATE_TEST_SUITE_P(Shipped, StartedCamera, testing::ValuesIn(kModels), NameOfModel());
-INSTANTIATE_TEST_SUITE_P(Shipped, CameraWithIris, testing::Values(kModels[0], kModels[1], kModels[2]), NameOfModel());
+INSTANTIATE_TEST_SUITE_P(Shipped, StartedCamera, testing::ValuesIn(kModels), support::ByName());
+INSTANTIATE_TEST_SUITE_P(Shipped, CameraWithIris, testing::Values(kModels[0], kModels[1], kModels[2]),
+                         support::ByName());
 
 }  // namespace
 }  // namespace documents
