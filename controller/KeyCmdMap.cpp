@@ -118,7 +118,6 @@ constexpr bool namesFit()
     return *name == '\0';
 }
 
-static_assert(std::size(kTable) == kKeyCmdRows, "the map has 87 rows");
 static_assert(keysAreUnique(), "a key stands in the map once");
 static_assert(storedOnly() == kScheduleRecords, "only the schedule keys have no handler");
 static_assert(namesFit(), "names fit their fields, terminator included");

@@ -60,6 +60,8 @@ protected:
     unsigned char flags() { return ControllerProbe::flags(*controller_); }
     void setFlags(unsigned char bits) { ControllerProbe::flags(*controller_) = bits; }
     int current() { return ControllerProbe::curScheme(*controller_); }
+    int last() { return ControllerProbe::lastScheme(*controller_); }
+    int lastSchedule() { return ControllerProbe::lastSchedule(*controller_); }
     void makeCurrent(int scheme) { ControllerProbe::curScheme(*controller_) = scheme; }
 
     // A scheme's records in memory.
@@ -70,6 +72,8 @@ protected:
     void setWindow(int scheme, bool enabled, int startHour, int startMinute, int endHour, int endMinute);
 
     void setTime(int hour, int minute);
+    // One turn of the sensor thread, on this thread.
+    void turn() { EXPECT_EQ(0, controller_->sensorThread()); }
     // Lets the running sensor thread make one whole turn; false if it does not within half a minute.
     bool threadTurn();
 
@@ -80,6 +84,18 @@ protected:
     std::string detail_ = "(max_scheme=3)";
     std::unique_ptr<ISensorController> controller_;
     bool initialised_ = false;
+};
+
+// One that is up from the start, in scheme 0.
+class UpFixture : public ControllerFixture
+{
+protected:
+    void SetUp() override
+    {
+        ControllerFixture::SetUp();
+        bringUp();
+        ASSERT_EQ(0, current());
+    }
 };
 
 }  // namespace support

@@ -104,6 +104,16 @@ std::vector<std::string> filesIn(const std::string& folder)
     return names;
 }
 
+std::map<std::string, std::string> savedFiles()
+{
+    std::map<std::string, std::string> files;
+    for (const std::string& file : filesIn(kConfigFolder))
+    {
+        files[file] = readFile(std::string(kConfigFolder) + "/" + file);
+    }
+    return files;
+}
+
 void setDebug(int level, std::optional<int> assertSwitch)
 {
     // Renamed into place: a reader on another thread sees the old file or the new one.

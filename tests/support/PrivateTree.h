@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,6 +27,9 @@ std::string readFile(const std::string& path);
 
 // Names in a folder, sorted.
 std::vector<std::string> filesIn(const std::string& folder);
+
+// The scheme files and the version file by name.
+std::map<std::string, std::string> savedFiles();
 
 // The marker file's two lines. Without the second argument the file has one line.
 void setDebug(int level, std::optional<int> assertSwitch = std::nullopt);

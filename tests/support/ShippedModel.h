@@ -1,7 +1,11 @@
 #pragma once
 
-#include <string>
+#include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
+#include "HostPlatform.h"
 #include "tests/support/PrivateTree.h"
 
 namespace support {
@@ -21,6 +25,17 @@ inline void installModel(const std::string& model)
     writeFile(kDomeStyleFile, shared("style/Style_dome.xml"));
     writeFile(kDiversityFile, shared("styleDiversity/StyleDiversity.xml"));
     writeFile(kDomeDiversityFile, shared("styleDiversity/StyleDiversity_dome.xml"));
+}
+
+// The one module of the machine whose documents are laid out.
+inline ModuleConfigure installedModule()
+{
+    MachineInfo machine;
+    EXPECT_TRUE(SystemInfoParser::parseMachineInfo(kMachineInfoFile, machine));
+    std::vector<ModuleConfigure> modules;
+    EXPECT_TRUE(ModuleConfigureParser::parse(kModuleConfigFile, machine.getHardwareModel(), machine.getHardwareCode(),
+                                             modules));
+    return modules.at(0);
 }
 
 }  // namespace support

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -41,9 +40,7 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    // Lays out the model's documents. The file system is otherwise empty: a camera fresh from the factory.
-    void install(const Model& model);
-    // Power on: the service starts anew, then the library on whatever files there are.
+    // Power on, with the documents laid out (installModel): the service starts anew, then the library on whatever files there are.
     void start();
     // Power off in order.
     void stop();
@@ -51,17 +48,11 @@ protected:
 
     ISensorController& c() { return *controller_; }
     int scheme();
-    std::string allPairs();
-    // The pairs of allPairs by key.
+    // The scheme's values by key.
     std::map<int, int> allValues();
     int value(int key);
     // What the service holds for a command.
     int applied(u32 cmd);
-    // Words of the service's calls with option set for a command, oldest first.
-    std::vector<int> sent(u32 cmd);
-    // The calls that were refused, as text.
-    std::vector<std::string> refused();
-    std::vector<std::string> reports();
 
     // The library's; whoever records the test learns that what was saved must survive.
     int flush();
@@ -73,24 +64,10 @@ protected:
     void turnAt(int hour, int minute);
     // The clock moves on, and the sensor thread has made a whole turn since.
     void pass(host::Span span);
-    int minutesOfDay();
 
-    Model model_ = kFixed;
     services::RecordingVideo video_;
     std::shared_ptr<host::ManualClock> clock_;
     std::unique_ptr<ISensorController> controller_;
-};
-
-// "VC-BULLET" and so on come from the installed files.
-ModuleConfigure installedModule();
-
-struct ModelName
-{
-    template <typename Info>
-    std::string operator()(const Info& instance) const
-    {
-        return instance.param.name;
-    }
 };
 
 }  // namespace support

@@ -1,12 +1,6 @@
-#include "tests/support/Simulator.h"
 #include "tests/system/SystemCamera.h"
 
-#include <cstdlib>
-#include <cstring>
-#include <stdexcept>
-
 using namespace support;
-using namespace std::chrono_literals;
 
 namespace {
 
@@ -36,7 +30,7 @@ protected:
     void SetUp() override
     {
         SystemCamera::SetUp();
-        install(GetParam().model);
+        installModel(GetParam().model.name);
         start();
     }
 
@@ -53,8 +47,6 @@ protected:
         EXPECT_TRUE(c().resetParameters());
         removeDebug();
     }
-
-    UIFileEntry entry_{};  // must outlive uinit, which frees its texts
 };
 
 TEST_P(FactoryResetSystem, BringsBackEveryFactoryValueInEveryScheme)
@@ -82,73 +74,12 @@ TEST_P(FactoryResetSystem, BringsBackEveryFactoryValueInEveryScheme)
 
 TEST_P(FactoryResetSystem, FilesAreThoseOfAFirstStart)
 {
-    std::map<std::string, std::string> first;
-    for (const std::string& file : filesIn(kConfigFolder))
-    {
-        first[file] = readFile(std::string(kConfigFolder) + "/" + file);
-    }
+    const std::map<std::string, std::string> first = savedFiles();
     c().setParameter(KEY_BRIGHTNESS, 61, true);
     ASSERT_EQ(0, flush());
     writeFile(schemeFile(99), "left over");
     reset();
-    std::map<std::string, std::string> now;
-    for (const std::string& file : filesIn(kConfigFolder))
-    {
-        now[file] = readFile(std::string(kConfigFolder) + "/" + file);
-    }
-    EXPECT_EQ(first, now);
-}
-
-TEST_P(FactoryResetSystem, CameraRunsOnAfterwards)
-{
-    reset();
-    pass(1s);
-    EXPECT_EQ(0, scheme());
-    EXPECT_EQ(0, c().setParameter(KEY_BRIGHTNESS, 61, true));
-    EXPECT_EQ(61, applied(IA_CMD_BRIGHTNESS));
-    saveWindow(0, 8, 0, 18, 0);
-    turnAt(9, 0);
-    EXPECT_EQ(0, scheme());
-    EXPECT_EQ(installedModule().getModuleId(), c().getSensorType());
-}
-
-TEST_P(FactoryResetSystem, ListOfTextsMustBeFilledAgain)
-{
-    const auto fill = [&] {
-        entry_.nLanguageId = 3;
-        entry_.szCommonFile = strdup("common");
-        entry_.szLanguageFile = strdup("language");
-        g_stSysConf.pUIFiles = &entry_;
-        g_stSysConf.nUIFileSum = 1;
-    };
-    fill();
-    EXPECT_EQ("common", c().getUICommonFile(3));
-    reset();
-    EXPECT_EQ("", c().getUICommonFile(3));
-    fill();
-    EXPECT_EQ("language", c().getUILanguageFile(3));
-}
-
-TEST_P(FactoryResetSystem, ConfigurationComesFromTheFilesOnlyAboveLevelFive)
-{
-    std::string file = readFile(kModuleConfigFile);
-    const std::string before = "max_scheme=" + std::to_string(GetParam().model.schemes);
-    file.replace(file.find(before), before.size(), "max_scheme=3");
-    writeFile(kModuleConfigFile, file);
-    reset();
-    EXPECT_EQ(GetParam().level > 5 ? 3U : static_cast<u32>(GetParam().model.schemes), g_stSysConf.nSchemeSum);
-}
-
-TEST_P(FactoryResetSystem, SwitchesToTheDefaultSchemeOnTheWay)
-{
-    // The thread's own switches follow when the reset is over; this thread's are looked at.
-    c().setParamMode(0);
-    c().setParameter(KEY_BRIGHTNESS, 61, true);
-    support::journal().clearCalls();
-    reset();
-    const std::vector<int> words = sent(IA_CMD_BRIGHTNESS);
-    ASSERT_FALSE(words.empty());
-    EXPECT_EQ(50, words.front());
+    EXPECT_EQ(first, savedFiles());
 }
 
 INSTANTIATE_TEST_SUITE_P(Levels, FactoryResetSystem,
@@ -156,24 +87,5 @@ INSTANTIATE_TEST_SUITE_P(Levels, FactoryResetSystem,
                                          ResetCase{kDome, 6}, ResetCase{kPlate, 5}, ResetCase{kPlate, 7},
                                          ResetCase{kFisheye, 0}, ResetCase{kFisheye, 6}),
                          ResetCaseName());
-
-class FactoryResetFailure : public SystemCamera
-{
-};
-
-TEST_F(FactoryResetFailure, AboveLevelFiveAFileWithoutThisBoardIsARangeError)
-{
-    install(kFixed);
-    start();
-    writeFile(kModuleConfigFile, "<ModuleConfigs/>");
-    setDebug(6);
-    {
-        CapturedOutput quiet;
-        EXPECT_THROW(c().resetParameters(), std::out_of_range);
-    }
-    removeDebug();
-    // Only destruction is left: uinit has run.
-    controller_.reset();
-}
 
 }  // namespace

@@ -1,47 +1,33 @@
 #include "tests/robust/hostile/BlockingFixture.h"
 
 namespace support {
+namespace {
+
+template <typename Value>
+void asked(ISensorController& c, bool (ISensorController::*get)(Value&))
+{
+    Value value{};
+    (c.*get)(value);
+}
+
+}  // namespace
 
 std::vector<HostCall> callsWithoutLock()
 {
     using C = ISensorController;
     return {
-        {"getDNMode",
-         [](C& c) {
-             int mode = 0;
-             c.getDNMode(mode);
-         }},
+        {"getDNMode", [](C& c) { asked(c, &C::getDNMode); }},
         {"getZoomValue",
          [](C& c) {
              int position = 0;
              int ratio = 0;
              c.getZoomValue(position, ratio);
          }},
-        {"getFocusValue",
-         [](C& c) {
-             int position = 0;
-             c.getFocusValue(position);
-         }},
-        {"getFocusMode",
-         [](C& c) {
-             int mode = 0;
-             c.getFocusMode(mode);
-         }},
-        {"getAFStatistic",
-         [](C& c) {
-             unsigned statistic = 0;
-             c.getAFStatistic(statistic);
-         }},
-        {"getWDR",
-         [](C& c) {
-             int mode = 0;
-             c.getWDR(mode);
-         }},
-        {"getCameraVerInf",
-         [](C& c) {
-             std::string version;
-             c.getCameraVerInf(version);
-         }},
+        {"getFocusValue", [](C& c) { asked(c, &C::getFocusValue); }},
+        {"getFocusMode", [](C& c) { asked(c, &C::getFocusMode); }},
+        {"getAFStatistic", [](C& c) { asked(c, &C::getAFStatistic); }},
+        {"getWDR", [](C& c) { asked(c, &C::getWDR); }},
+        {"getCameraVerInf", [](C& c) { asked(c, &C::getCameraVerInf); }},
         {"getCmdExecStatus",
          [](C& c) {
              int status = 0;
@@ -86,24 +72,12 @@ std::vector<HostCall> callsWithLock()
         {"setParameter", [](C& c) { c.setParameter(KEY_CONTRAST, 77, true); }},
         {"setParametersFromText", [](C& c) { c.setParameters("(2353,78)(2337,79)", true); }},
         {"flush", [](C& c) { c.flush(); }},
-        {"getParamScheme",
-         [](C& c) {
-             int scheme = 0;
-             c.getParamScheme(scheme);
-         }},
-        {"getParamMode",
-         [](C& c) {
-             int mode = 0;
-             c.getParamMode(mode);
-         }},
+        {"getParamScheme", [](C& c) { asked(c, &C::getParamScheme); }},
+        {"getParamMode", [](C& c) { asked(c, &C::getParamMode); }},
         {"restore", [](C& c) { c.restore(KEY_CONTRAST); }},
         {"restoreAeMode", [](C& c) { c.restoreAeMode(); }},
         {"resetToLastParameters", [](C& c) { c.resetToLastParameters(); }},
-        {"getAllParameters",
-         [](C& c) {
-             std::string text;
-             c.getAllParameters(text);
-         }},
+        {"getAllParameters", [](C& c) { asked(c, &C::getAllParameters); }},
         {"getParameters",
          [](C& c) {
              std::string text;
@@ -114,11 +88,7 @@ std::vector<HostCall> callsWithLock()
              int value = 0;
              c.getParameter(KEY_GAMMA, value);
          }},
-        {"getMirrorValue",
-         [](C& c) {
-             int value = 0;
-             c.getMirrorValue(value);
-         }},
+        {"getMirrorValue", [](C& c) { asked(c, &C::getMirrorValue); }},
         {"getUIStyleFile", [](C& c) { c.getUIStyleFile(); }},
         {"getUICommonFile", [](C& c) { c.getUICommonFile(1); }},
         {"getUILanguageFile", [](C& c) { c.getUILanguageFile(1); }},

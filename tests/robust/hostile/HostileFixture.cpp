@@ -116,16 +116,6 @@ void HostileFixture::behave()
     service_.intercept(nullptr);
 }
 
-std::map<std::string, std::string> HostileFixture::savedFiles()
-{
-    std::map<std::string, std::string> files;
-    for (const std::string& file : filesIn(kConfigFolder))
-    {
-        files[file] = readFile(std::string(kConfigFolder) + "/" + file);
-    }
-    return files;
-}
-
 void HostileFixture::expectWorks()
 {
     behave();

@@ -42,9 +42,6 @@ protected:
     // A service that keeps its promises again.
     void behave();
 
-    // The scheme files and the version file by name.
-    static std::map<std::string, std::string> savedFiles();
-
     // The whole round with a good service: set, read, save, switch, reload, style, and a switch by the clock.
     void expectWorks();
 

@@ -249,23 +249,6 @@ TEST_P(WrongValue, AsADefaultBecomesTheFactoryValue)
     expectWorks();
 }
 
-TEST_P(WrongValue, OfTheDayNightStateIsNightUnlessZero)
-{
-    service_.answerValue(IA_CMD_DN_STATE, IA_CMD_OPT_GET, static_cast<u32>(GetParam()));
-    int mode = 42;
-    EXPECT_TRUE(c().getDNMode(mode));
-    EXPECT_EQ(GetParam(), mode);
-    ControllerProbe::lpr(c()) = true;
-    c().setParamMode(1);
-    setTime(23, 0);
-    EXPECT_TRUE(threadTurn() && threadTurn());
-    EXPECT_EQ(GetParam() == 0 ? 0 : 1, current());
-    stopThread();  // the kind of camera is the thread's to read
-    ControllerProbe::lpr(c()) = false;
-    startThread();
-    expectWorks();
-}
-
 std::string valueName(const testing::TestParamInfo<int>& value)
 {
     const std::string digits = std::to_string(value.param);
@@ -275,51 +258,6 @@ std::string valueName(const testing::TestParamInfo<int>& value)
 INSTANTIATE_TEST_SUITE_P(Values, WrongValue, testing::Values(INT_MIN, -1, 0, INT_MAX), valueName);
 
 // ---- texts ---------------------------------------------------------------------------------------------------
-
-TEST_F(WrongAnswer, VersionTextWithoutTerminatorIsCutAtFortyNineForManyCallersAtOnce)
-{
-    service_.answer(IA_CMD_CAMERA_VERSION, IA_CMD_OPT_GET, [](u32, int, void* data) {
-        std::memset(data, 'v', kCameraVersionSize);
-        return 0;
-    });
-    std::vector<std::thread> callers;
-    for (int i = 0; i < 4; ++i)
-    {
-        callers.emplace_back([this] {
-            for (int round = 0; round < 100; ++round)
-            {
-                std::string version = "before";
-                EXPECT_TRUE(c().getCameraVerInf(version));
-                EXPECT_EQ(std::string(kCameraVersionSize - 1, 'v'), version);
-            }
-        });
-    }
-    for (std::thread& caller : callers)
-    {
-        caller.join();
-    }
-    expectWorks();
-}
-
-TEST_F(WrongAnswer, VersionTextOfARefusingServiceNeverReachesTheCaller)
-{
-    fillRecords(kRefusal);
-    std::string version = "before";
-    EXPECT_FALSE(c().getCameraVerInf(version));
-    EXPECT_EQ("before", version);
-}
-
-TEST_F(WrongAnswer, SensorCheckThatFailsStillAnswersWithWhatTheServiceLeft)
-{
-    fillRecords(kRefusal);
-    std::string text = "(1,2,3)";
-    EXPECT_EQ(kRefusal, c().SensorCheck(text));
-    EXPECT_EQ(std::to_string(static_cast<int>(kGarbage)), text);
-    text = "(1,1,3)";
-    EXPECT_EQ(kRefusal, c().SensorCheck(text));
-    EXPECT_EQ("(1,1,3)", text);
-    expectWorks();
-}
 
 // ---- answers that change from call to call -------------------------------------------------------------------
 

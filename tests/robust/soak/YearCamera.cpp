@@ -12,6 +12,7 @@
 #include "SysConfig.h"
 #include "tests/robust/soak/ExactHeap.h"
 #include "tests/robust/soak/Shift.h"
+#include "tests/support/ShippedModel.h"
 #include "tests/support/Simulator.h"
 
 using namespace support;
@@ -112,7 +113,7 @@ void YearCamera::SetUp()
 {
     PrivateTreeTest::SetUp();
     quiet_ = std::make_unique<NoOutput>();
-    install();
+    installModel(GetParam().name);
     host::setClock(clock_);
     support::journal().setCapacity(0);
     support::simulator().setDaylight();
@@ -123,7 +124,7 @@ void YearCamera::SetUp()
     controller_ = std::make_unique<ISensorController>();
     controller_->setVideoStreamModule(&video_);
     clock_->openUntil(1);
-    ASSERT_TRUE(controller_->init(module()));
+    ASSERT_TRUE(controller_->init(installedModule()));
     layOutWindows();
 }
 
@@ -139,25 +140,6 @@ void YearCamera::TearDown()
     host::setClock(nullptr);
     quiet_.reset();
     PrivateTreeTest::TearDown();
-}
-
-void YearCamera::install()
-{
-    const std::string share = SENSORDLL_SOURCE_DIR "/share/";
-    const std::string model = share + "models/" + GetParam().name + "/";
-    fs::copy_file(model + "machineinfo.ini", kMachineInfoFile);
-    fs::copy_file(model + "moduleConfig.xml", kModuleConfigFile);
-    fs::copy_file(share + "style/Style.xml", kStyleFile);
-    fs::copy_file(share + "styleDiversity/StyleDiversity.xml", kDiversityFile);
-}
-
-ModuleConfigure YearCamera::module()
-{
-    MachineInfo machine;
-    SystemInfoParser::parseMachineInfo(kMachineInfoFile, machine);
-    std::vector<ModuleConfigure> modules;
-    ModuleConfigureParser::parse(kModuleConfigFile, machine.getHardwareModel(), machine.getHardwareCode(), modules);
-    return modules.at(0);
 }
 
 void YearCamera::layOutWindows()
@@ -176,7 +158,7 @@ void YearCamera::restart()
 {
     kept_.push_back(ControllerProbe::userKeyVal(*controller_)[0]);
     controller_->uinit();
-    EXPECT_TRUE(controller_->init(module()));
+    EXPECT_TRUE(controller_->init(installedModule()));
     ++restarts_;
 }
 

@@ -105,8 +105,6 @@ protected:
     std::vector<KeyVal*> kept_;  // a block for each uinit, oldest first
 
 private:
-    void install();
-    static ModuleConfigure module();
     // While no host thread is at work.
     void layOutWindows();
     void leadHour(class Shift& shift);

@@ -20,6 +20,7 @@
 #include "SensorFile.h"
 #include "SensorKeys.h"
 #include "SysConfig.h"
+#include "tests/support/TestName.h"
 
 // The documents under share as a camera reads them.
 namespace documents {
@@ -197,15 +198,6 @@ protected:
 
     std::unique_ptr<TiXmlDocument> style_;
     std::map<u32, const TiXmlElement*> byKey_;
-};
-
-struct NameOfModel
-{
-    template <typename Info>
-    std::string operator()(const Info& instance) const
-    {
-        return instance.param.name;
-    }
 };
 
 }  // namespace documents

@@ -81,7 +81,7 @@ TEST_P(ModelFiles, StreamsRunAtARateThatOffersWideDynamicRange)
     EXPECT_LT(rate, 50u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Shipped, ModelFiles, testing::ValuesIn(kModels), NameOfModel());
+INSTANTIATE_TEST_SUITE_P(Shipped, ModelFiles, testing::ValuesIn(kModels), support::ByName());
 
 TEST(Models, AreThoseThatACameraCanBeStartedAs)
 {

@@ -273,7 +273,7 @@ TEST_P(AgainstTheService, FactoryValuesAreAmongTheServedChoices)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Shipped, AgainstTheService, testing::ValuesIn(kModels), NameOfModel());
+INSTANTIATE_TEST_SUITE_P(Shipped, AgainstTheService, testing::ValuesIn(kModels), support::ByName());
 
 class LicencePlate : public AgainstTheService
 {
@@ -313,7 +313,7 @@ TEST_P(LicencePlate, FreezesPlatesByDayWithAShorterShutterThanByNight)
     EXPECT_GT(shutter->value, kNightShutter) << "greater indexes are shorter times";
 }
 
-INSTANTIATE_TEST_SUITE_P(Shipped, LicencePlate, testing::Values(kModels[2]), NameOfModel());
+INSTANTIATE_TEST_SUITE_P(Shipped, LicencePlate, testing::Values(kModels[2]), support::ByName());
 
 }  // namespace
 }  // namespace documents

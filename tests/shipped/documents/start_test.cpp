@@ -7,6 +7,7 @@
 #include "services/sim/Lens.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/PrivateTree.h"
+#include "tests/support/ShippedModel.h"
 #include "tests/support/Simulator.h"
 
 namespace documents {
@@ -21,13 +22,7 @@ protected:
     {
         PrivateTreeTest::SetUp();
         host::setClock(clock_);
-        const std::string folder = std::string("models/") + GetParam().name;
-        support::writeFile(support::kMachineInfoFile, readShared(folder + "/machineinfo.ini"));
-        support::writeFile(support::kModuleConfigFile, readShared(folder + "/moduleConfig.xml"));
-        const bool dome = GetParam().deviceType == DEVICE_TYPE_DOME;
-        support::writeFile(dome ? support::kDomeStyleFile : support::kStyleFile, readShared(GetParam().style));
-        support::writeFile(dome ? support::kDomeDiversityFile : support::kDiversityFile,
-                           readShared(GetParam().diversity));
+        support::installModel(GetParam().name);
         ASSERT_TRUE(support::simulator().setModule(moduleOf(GetParam()).getModuleId()));
         support::journal().clearCalls();
         controller_.setVideoStreamModule(&video_);
@@ -258,8 +253,9 @@ TEST_P(CameraWithIris, TheIrisIsWhereItWasSavedAfterARestart)
     EXPECT_EQ(support::simulator().lens().iris, 40);
 }
 
-INSTANTIATE_TEST_SUITE_P(Shipped, StartedCamera, testing::ValuesIn(kModels), NameOfModel());
-INSTANTIATE_TEST_SUITE_P(Shipped, CameraWithIris, testing::Values(kModels[0], kModels[1], kModels[2]), NameOfModel());
+INSTANTIATE_TEST_SUITE_P(Shipped, StartedCamera, testing::ValuesIn(kModels), support::ByName());
+INSTANTIATE_TEST_SUITE_P(Shipped, CameraWithIris, testing::Values(kModels[0], kModels[1], kModels[2]),
+                         support::ByName());
 
 }  // namespace
 }  // namespace documents

@@ -218,7 +218,7 @@ TEST_P(EveryModel, TellsThatWideDynamicRangeIsNotOfferedOnlyThen)
     setshowWDRFalg(before);
 }
 
-INSTANTIATE_TEST_SUITE_P(Shipped, EveryModel, testing::ValuesIn(kModels), NameOfModel());
+INSTANTIATE_TEST_SUITE_P(Shipped, EveryModel, testing::ValuesIn(kModels), support::ByName());
 
 TEST(Styles, UseEveryKeyOfTheMapOnOneModelOrAnother)
 {

@@ -3,15 +3,12 @@
 #include <chrono>
 #include <cstring>
 
+#include "tests/support/ShippedModel.h"
+
 namespace footprint {
 namespace {
 
 constexpr std::chrono::seconds kBound(60);
-
-std::string shared(const std::string& name)
-{
-    return support::readFile(SENSORDLL_SOURCE_DIR "/share/" + name);
-}
 
 }  // namespace
 
@@ -111,32 +108,12 @@ void QuietCamera::TearDown()
     PrivateTreeTest::TearDown();
 }
 
-void QuietCamera::install(const std::string& model)
-{
-    support::writeFile(support::kMachineInfoFile, shared("models/" + model + "/machineinfo.ini"));
-    support::writeFile(support::kModuleConfigFile, shared("models/" + model + "/moduleConfig.xml"));
-    support::writeFile(support::kStyleFile, shared("style/Style.xml"));
-    support::writeFile(support::kDomeStyleFile, shared("style/Style_dome.xml"));
-    support::writeFile(support::kDiversityFile, shared("styleDiversity/StyleDiversity.xml"));
-    support::writeFile(support::kDomeDiversityFile, shared("styleDiversity/StyleDiversity_dome.xml"));
-}
-
-ModuleConfigure QuietCamera::module()
-{
-    MachineInfo machine;
-    EXPECT_TRUE(SystemInfoParser::parseMachineInfo(support::kMachineInfoFile, machine));
-    std::vector<ModuleConfigure> modules;
-    EXPECT_TRUE(ModuleConfigureParser::parse(support::kModuleConfigFile, machine.getHardwareModel(),
-                                             machine.getHardwareCode(), modules));
-    return modules.at(0);
-}
-
 void QuietCamera::start(const std::string& model)
 {
-    install(model);
+    support::installModel(model);
     controller_ = std::make_unique<ISensorController>();
     controller_->setVideoStreamModule(&video_);
-    ASSERT_TRUE(controller_->init(module()));
+    ASSERT_TRUE(controller_->init(support::installedModule()));
     ASSERT_TRUE(clock_->passTurn());
 }
 

@@ -74,11 +74,7 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    // Lays out a shipped model's documents.
-    static void install(const std::string& model);
-    // The module of the installed documents.
-    static ModuleConfigure module();
-    // Installs, starts and lets the sensor thread come to its wait.
+    // Lays out a shipped model's documents, starts and lets the sensor thread come to its wait.
     void start(const std::string& model);
 
     ISensorController& c() { return *controller_; }

@@ -4,6 +4,7 @@
 #include "app/Models.h"
 #include "tests/shipped/footprint/CountingAllocator.h"
 #include "tests/shipped/footprint/QuietCamera.h"
+#include "tests/support/ShippedModel.h"
 
 using footprint::liveBytes;
 using footprint::peakBytes;
@@ -22,8 +23,8 @@ class HeapAfterInit : public QuietCamera, public testing::WithParamInterface<con
 // thread is an object of the host framework.
 TEST_P(HeapAfterInit, StaysWithinThreeStyleTextsAnd64Kilobytes)
 {
-    install(GetParam());
-    const ModuleConfigure configuration = module();
+    support::installModel(GetParam());
+    const ModuleConfigure configuration = support::installedModule();
     std::printf("%s\n", GetParam());  // standard output has its buffer now
     footprint::resetPeak();
     const std::size_t before = liveBytes();

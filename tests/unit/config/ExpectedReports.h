@@ -11,6 +11,19 @@
 // Reports as they must appear, on the console and in the error log.
 namespace support {
 
+// Expressions of reports that several tests expect.
+inline constexpr char kStyleParse[] = "doc_style.LoadMem(*ui_style, TIXML_ENCODING_UTF8)";
+inline constexpr char kDiversityParse[] = "doc_style_div.LoadMem(ui_styleDiversity, TIXML_ENCODING_UTF8)";
+inline constexpr char kNoRule[] = "NULL != (node_first = doc_style_div.RootElement())";
+inline constexpr char kReadBack[] = "loadFromFile(\"/tmp/merge_style.xml\", *ui_style, file_len) > 0";
+inline constexpr char kOpenRead[] = "file.open(file_name)";
+inline constexpr char kOpenReplace[] = "file.open(file_name, KSFile::modeWrite | KSFile::modeTruncate)";
+inline constexpr char kNoTab[] = "NULL != (tab_node = doc_style->RootElement()->FirstChildElement())";
+
+// A file in a folder that is not there, and a style of three tabs.
+inline constexpr char kNoFolder[] = "/mnt/mtd/nowhere/file";
+inline constexpr char kTabs[] = "<S><T key=\"a\" n=\"1\"/><T key=\"b\" n=\"2\"/><T key=\"c\" n=\"3\"/></S>";
+
 struct ExpectedReport
 {
     std::string function;

@@ -12,14 +12,7 @@
 #include <string>
 #include <vector>
 
-using support::expectReports;
-using support::kFiles;
-using support::outputOf;
-using support::plain;
-using support::says;
-using support::saysOnly;
-using support::setDebug;
-using support::traced;
+using namespace support;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
@@ -51,7 +44,7 @@ std::string printed(const std::string& text)
     return document.getXmlString();
 }
 
-class DynamicStyle : public support::PrivateTreeTest
+class DynamicStyle : public PrivateTreeTest
 {
 protected:
     void TearDown() override
@@ -73,7 +66,7 @@ protected:
         m_service.setAllowedValues(cmd, defaultValue, std::move(items));
     }
 
-    support::FakeService m_service;
+    FakeService m_service;
     std::string m_strStyle;
 };
 
@@ -248,7 +241,7 @@ TEST_F(DynamicStyle, BrokenStyleIsReportedAndCountsAsEmpty)
 TEST_F(DynamicStyle, CauseAndPlaceOfABrokenStyleAreToldFromLevelFourOn)
 {
     const std::string style = "<S>\n  <!-- \xFF -->\n</S>";
-    const std::string report = support::asserted(kFiles, "getDnaStyle", kParseExpression);
+    const std::string report = asserted(kFiles, "getDnaStyle", kParseExpression);
     setDebug(3);
     EXPECT_TRUE(saysOnly(rewrite(style), report));
     setDebug(4);
@@ -260,7 +253,7 @@ TEST_F(DynamicStyle, EmptyStyleIsReportedAndGivesAnEmptyText)
 {
     allow(49, 1, {1});
     const std::string output = rewrite("");
-    EXPECT_TRUE(saysOnly(output, support::asserted(kFiles, "getDnaStyle", kParseExpression) +
+    EXPECT_TRUE(saysOnly(output, asserted(kFiles, "getDnaStyle", kParseExpression) +
                                      "dnaCmdList.cmd_list[0] = dnaParamList.items_cnt(1)\n"
                                      " dnaParamList.item[0] = 1 nVal = 0 \n"));
     EXPECT_EQ("", m_strStyle);
@@ -276,8 +269,7 @@ TEST_F(DynamicStyle, NoStyleIsTreatedAsEmpty)
 TEST_F(DynamicStyle, StyleIsNotSavedAnywhere)
 {
     const auto folders = [] {
-        return std::vector<std::vector<std::string>>{support::filesIn("/tmp"), support::filesIn("/mnt/mtd/code"),
-                                                     support::filesIn(support::kConfigFolder)};
+        return std::vector<std::vector<std::string>>{filesIn("/tmp"), filesIn("/mnt/mtd/code"), filesIn(kConfigFolder)};
     };
     std::string style = "<S/>";
     std::string out;

@@ -11,9 +11,7 @@
 #include <string>
 #include <vector>
 
-using support::expectReports;
-using support::kFiles;
-using support::outputOf;
+using namespace support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -31,7 +29,7 @@ std::string parameters(int count)
     return text;
 }
 
-class FactoryData : public support::PrivateTreeTest
+class FactoryData : public PrivateTreeTest
 {
 protected:
     void TearDown() override
@@ -51,7 +49,7 @@ protected:
         return output;
     }
 
-    support::FakeService m_service;
+    FakeService m_service;
     std::vector<KeyVal> m_records;
 };
 
@@ -139,7 +137,7 @@ TEST_F(FactoryData, NoStyleIsTreatedAsEmpty)
     u32 count = 999;
     KeyVal record = {};
     const std::string output = outputOf([&] { EXPECT_EQ(SNS_SUCCESS, getFctData(nullptr, &record, &count)); });
-    EXPECT_EQ(2, support::timesSaid(output, "~~~Assertion failed."));
+    EXPECT_EQ(2, timesSaid(output, "~~~Assertion failed."));
     EXPECT_EQ(0U, count);
 }
 
@@ -158,9 +156,7 @@ TEST_F(FactoryData, SurplusIsReportedOnceAndLeftOut)
     EXPECT_EQ((KeyVal{99, static_cast<u32>(-99)}), m_records.back());
 }
 
-class StyleToKeyVal : public support::PrivateTreeTest
-{
-};
+using StyleToKeyVal = PrivateTreeTest;
 
 TEST_F(StyleToKeyVal, NullContributesNothing)
 {

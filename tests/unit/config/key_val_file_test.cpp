@@ -12,26 +12,18 @@
 #include <thread>
 #include <vector>
 
-using support::DiskFailure;
-using support::expectReports;
-using support::kFiles;
-using support::outputOf;
-using support::readFile;
-using support::writeFile;
+using namespace support;
 using testing::ElementsAre;
 
 namespace {
 
-constexpr char kOpenRead[] = "file.open(file_name)";
-constexpr char kOpenReplace[] = "file.open(file_name, KSFile::modeWrite | KSFile::modeTruncate)";
 constexpr char kReadSize[] = "nSize == sizeof(KeyVal)*p_nKeyValNum";
 constexpr char kWriteSize[] = "nSize == sizeof(KeyVal)*p_nKeyValSum";
-constexpr char kNoFolder[] = "/mnt/mtd/nowhere/file";
 
-class KeyValFile : public support::PrivateTreeTest
+class KeyValFile : public PrivateTreeTest
 {
 protected:
-    static std::string scheme() { return support::schemeFile(0); }
+    static std::string scheme() { return schemeFile(0); }
 
     static int readRecords(std::string fileName, std::vector<KeyVal>& records)
     {
@@ -62,7 +54,7 @@ TEST_F(KeyValFile, IsReadInSilenceWhenItHasTheRightSize)
 
 TEST_F(KeyValFile, LongerFileGivesItsFirstRecordsInSilence)
 {
-    writeFile(scheme(), support::bytesOf({{1, 2}, {3, 4}, {5, 6}}));
+    writeFile(scheme(), bytesOf({{1, 2}, {3, 4}, {5, 6}}));
     std::vector<KeyVal> records(2);
     EXPECT_EQ("", outputOf([&] { EXPECT_EQ(SNS_SUCCESS, readRecords(scheme(), records)); }));
     EXPECT_THAT(records, ElementsAre(KeyVal{1, 2}, KeyVal{3, 4}));
@@ -70,7 +62,7 @@ TEST_F(KeyValFile, LongerFileGivesItsFirstRecordsInSilence)
 
 TEST_F(KeyValFile, ShorterFileIsReportedAndLeavesTheTail)
 {
-    writeFile(scheme(), support::bytesOf({{1, 2}}));
+    writeFile(scheme(), bytesOf({{1, 2}}));
     std::vector<KeyVal> records = {{10, 20}, {30, 40}};
     const std::string output = outputOf([&] { EXPECT_EQ(SNS_SUCCESS, readRecords(scheme(), records)); });
     expectReports(kFiles, output,
@@ -81,14 +73,14 @@ TEST_F(KeyValFile, ShorterFileIsReportedAndLeavesTheTail)
 
 TEST_F(KeyValFile, BytesOfAPartialRecordAreStored)
 {
-    const std::string whole = support::bytesOf({{1, 2}, {3, 0x11223344U}});
+    const std::string whole = bytesOf({{1, 2}, {3, 0x11223344U}});
     for (size_t length = 9; length < 16; ++length)
     {
         writeFile(scheme(), whole.substr(0, length));
         std::vector<KeyVal> records = {{10, 20}, {0xAAAAAAAAU, 0xBBBBBBBBU}};
-        const std::string before = support::bytesOf(records);
+        const std::string before = bytesOf(records);
         outputOf([&] { EXPECT_EQ(SNS_SUCCESS, readRecords(scheme(), records)); });
-        EXPECT_EQ(whole.substr(0, length) + before.substr(length), support::bytesOf(records)) << length;
+        EXPECT_EQ(whole.substr(0, length) + before.substr(length), bytesOf(records)) << length;
     }
 }
 
@@ -173,7 +165,7 @@ TEST_F(KeyValFile, RecordsMayChangeWhileTheyAreWrittenAndRead)
     }
     isOver = true;
     other.join();
-    for (const KeyVal& record : support::recordsOf(readFile(scheme())))
+    for (const KeyVal& record : recordsOf(readFile(scheme())))
     {
         EXPECT_EQ(34U, record.key);
     }

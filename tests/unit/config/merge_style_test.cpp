@@ -10,27 +10,13 @@
 #include <cstring>
 #include <string>
 
-using support::expectReports;
-using support::kFiles;
-using support::outputOf;
-using support::readFile;
-using support::says;
-using support::saysOnly;
-using support::setDebug;
-using support::traced;
+using namespace support;
 
 namespace {
 
-constexpr char kStyleParse[] = "doc_style.LoadMem(*ui_style, TIXML_ENCODING_UTF8)";
-constexpr char kDiversityParse[] = "doc_style_div.LoadMem(ui_styleDiversity, TIXML_ENCODING_UTF8)";
-constexpr char kNoRule[] = "NULL != (node_first = doc_style_div.RootElement())";
 constexpr char kNoOperation[] = "NULL != (node_second = node_first->FirstChildElement())";
-constexpr char kNoTab[] = "NULL != (tab_node = doc_style->RootElement()->FirstChildElement())";
-constexpr char kReadBack[] = "loadFromFile(\"/tmp/merge_style.xml\", *ui_style, file_len) > 0";
-constexpr char kOpenRead[] = "file.open(file_name)";
-constexpr char kTabs[] = "<S><T key=\"a\" n=\"1\"/><T key=\"b\" n=\"2\"/><T key=\"c\" n=\"3\"/></S>";
 
-class MergeStyle : public support::PrivateTreeTest
+class MergeStyle : public PrivateTreeTest
 {
 protected:
     void TearDown() override
@@ -48,7 +34,7 @@ protected:
     std::string mergeOnAFailingDisk()
     {
         return outputOf([this] {
-            const support::DiskFailure failure;
+            const DiskFailure failure;
             char rules[] = "<Rule/>";
             EXPECT_EQ(SNS_SUCCESS, mergeStyle(&m_stModule, &m_szStyle, rules));
         });
@@ -108,7 +94,7 @@ TEST_F(MergeStyle, RulesAreAppliedInOrder)
 TEST_F(MergeStyle, ResultIsTheSavedFileWhichStays)
 {
     merge("<Rule/>");
-    EXPECT_EQ(readFile(support::kMergedStyleFile), m_szStyle);
+    EXPECT_EQ(readFile(kMergedStyleFile), m_szStyle);
     EXPECT_STREQ("<S>\n    <T key=\"a\" n=\"1\" />\n    <T key=\"b\" n=\"2\" />\n    <T key=\"c\" n=\"3\" />\n</S>\n",
                  m_szStyle);
 }
@@ -205,7 +191,7 @@ TEST_F(MergeStyle, EmptyStyleIsReportedAndStaysEmpty)
     expectReports(kFiles, merge("<Rule/>"),
                   {{"mergeStyle", kStyleParse, "", "140"}, {"mergeStyle", kReadBack, "", "190"}});
     EXPECT_STREQ("", m_szStyle);
-    EXPECT_EQ("", readFile(support::kMergedStyleFile));
+    EXPECT_EQ("", readFile(kMergedStyleFile));
 }
 
 TEST_F(MergeStyle, StyleRefusedBeforeParsingIsReportedAndBecomesEmpty)
@@ -285,24 +271,24 @@ TEST_F(MergeStyle, ShowsTheDocumentFromLevelSevenOn)
 TEST_F(MergeStyle, UnwritableFileIsReadBackAllTheSameWithItsReports)
 {
     // A folder in its place can be neither written nor read.
-    support::writeFile(std::string(support::kMergedStyleFile) + "/inside", "");
+    writeFile(std::string(kMergedStyleFile) + "/inside", "");
     expectReports(
         kFiles, merge("<Rule/>"),
         {{"getFileLen", kOpenRead, "file_name(/tmp/merge_style.xml)", "19"}, {"mergeStyle", kReadBack, "", "190"}});
     EXPECT_STREQ("", m_szStyle);
-    support::removeFile(std::string(support::kMergedStyleFile) + "/inside");
+    removeFile(std::string(kMergedStyleFile) + "/inside");
 }
 
 TEST_F(MergeStyle, AnEarlierMergeServesWhereThisOneCouldNotBeSaved)
 {
-    support::writeFile(support::kMergedStyleFile, "<Earlier><T key=\"old\"/></Earlier>");
+    writeFile(kMergedStyleFile, "<Earlier><T key=\"old\"/></Earlier>");
     EXPECT_EQ("", mergeOnAFailingDisk());
     EXPECT_STREQ("<Earlier><T key=\"old\"/></Earlier>", m_szStyle);
 }
 
 TEST_F(MergeStyle, ThatCouldNotBeSavedIsToldFromLevelFourOn)
 {
-    support::writeFile(support::kMergedStyleFile, "<Earlier/>");
+    writeFile(kMergedStyleFile, "<Earlier/>");
     setDebug(3);
     EXPECT_EQ("", mergeOnAFailingDisk());
     setDebug(4);
@@ -315,9 +301,9 @@ TEST_F(MergeStyle, ImpossibleLengthOfTheSavedFileLeavesAnEmptyStyle)
     for (const long long length : {-1LL, -2LL, (4LL << 20) + 1, 1LL << 40})
     {
         setStyle(kTabs);
-        support::removeFile(support::kErrorLogFile);
+        removeFile(kErrorLogFile);
         const std::string output = outputOf([this, length] {
-            const support::FileLengths lengths(length);
+            const FileLengths lengths(length);
             char rules[] = "<Rule/>";
             EXPECT_EQ(SNS_SUCCESS, mergeStyle(&m_stModule, &m_szStyle, rules));
         });
@@ -328,7 +314,7 @@ TEST_F(MergeStyle, ImpossibleLengthOfTheSavedFileLeavesAnEmptyStyle)
 
 TEST_F(MergeStyle, StyleThatWouldBeRefusedWhenReadAgainIsNotSaved)
 {
-    support::writeFile(support::kMergedStyleFile, "<Earlier/>");
+    writeFile(kMergedStyleFile, "<Earlier/>");
     // Short as it stands, but every line is indented by the depth of its element.
     std::string style = "<S>";
     std::string ends = "</S>";
@@ -344,7 +330,7 @@ TEST_F(MergeStyle, StyleThatWouldBeRefusedWhenReadAgainIsNotSaved)
     setStyle((style + ends).c_str());
     EXPECT_EQ("", merge("<Rule/>"));
     EXPECT_STREQ("<Earlier/>", m_szStyle);
-    EXPECT_EQ("<Earlier/>", readFile(support::kMergedStyleFile));
+    EXPECT_EQ("<Earlier/>", readFile(kMergedStyleFile));
     setStyle((style + ends).c_str());
     setDebug(4);
     EXPECT_TRUE(says(merge("<Rule/>"), "XML text refused: too large, line(<line>) column(<line>)\n"));

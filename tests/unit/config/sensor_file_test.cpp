@@ -12,28 +12,17 @@
 #include <cstring>
 #include <string>
 
-using support::DiskFailure;
-using support::expectReports;
-using support::fileExists;
-using support::kFiles;
-using support::outputOf;
-using support::readFile;
-using support::setDebug;
-using support::traced;
-using support::writeFile;
+using namespace support;
 using testing::ElementsAre;
 
 namespace {
 
-constexpr char kOpenRead[] = "file.open(file_name)";
-constexpr char kOpenReplace[] = "file.open(file_name, KSFile::modeWrite | KSFile::modeTruncate)";
 constexpr char kSaveSize[] = "file_len == (nSize=file.write(data, file_len))";
-constexpr char kNoFolder[] = "/mnt/mtd/nowhere/file";
 
-class SensorFileTest : public support::PrivateTreeTest
+class SensorFileTest : public PrivateTreeTest
 {
 protected:
-    static std::string scheme() { return support::schemeFile(0); }
+    static std::string scheme() { return schemeFile(0); }
 
     static int save(std::string fileName, std::string bytes, INT64 length)
     {
@@ -41,9 +30,7 @@ protected:
     }
 };
 
-class FileLength : public SensorFileTest
-{
-};
+using FileLength = SensorFileTest;
 
 TEST_F(FileLength, IsTheNumberOfBytes)
 {
@@ -79,7 +66,7 @@ TEST_F(LoadFromFile, FileShorterThanAskedFailsInSilence)
 TEST_F(LoadFromFile, MissingFileFailsInSilence)
 {
     EXPECT_EQ("", outputOf([this] { EXPECT_EQ(-1, loadFromFile(kNoFolder, m_strBuffer.data(), 4)); }));
-    EXPECT_FALSE(fileExists(support::kErrorLogFile));
+    EXPECT_FALSE(fileExists(kErrorLogFile));
 }
 
 TEST_F(LoadFromFile, NothingOfAnEmptyFileSucceedsWithZero)
@@ -138,14 +125,12 @@ TEST_F(LoadFromFile, TracesThePathOfAMissingFileAndOfAnImpossibleLengthToo)
     EXPECT_EQ(expected, outputOf([this] { loadFromFile(kNoFolder, m_strBuffer.data(), -4); }));
 }
 
-class SaveToFile : public SensorFileTest
-{
-};
+using SaveToFile = SensorFileTest;
 
 TEST_F(SaveToFile, EveryLengthIsTriedButANegativeOne)
 {
     const auto reportsFor = [](INT64 length) {
-        return support::timesSaid(outputOf([length] { EXPECT_EQ(-1, save(kNoFolder, "", length)); }), "fun:saveToFile");
+        return timesSaid(outputOf([length] { EXPECT_EQ(-1, save(kNoFolder, "", length)); }), "fun:saveToFile");
     };
     // Nothing is read of the data while there is no file.
     for (const INT64 length : {static_cast<INT64>(INT_MAX), 1LL << 31, 1LL << 32, LLONG_MAX})
@@ -161,7 +146,7 @@ TEST_F(SaveToFile, ReplacesTheWholeFile)
     writeFile(scheme(), "something longer");
     EXPECT_EQ("", outputOf([] { EXPECT_EQ(3, save(scheme(), "abc", 3)); }));
     EXPECT_EQ("abc", readFile(scheme()));
-    EXPECT_THAT(support::filesIn(support::kConfigFolder), ElementsAre("sensor0.cfg"));
+    EXPECT_THAT(filesIn(kConfigFolder), ElementsAre("sensor0.cfg"));
 }
 
 TEST_F(SaveToFile, NothingMakesAnEmptyFile)
@@ -183,7 +168,7 @@ TEST_F(SaveToFile, NegativeLengthIsReportedAndWritesNothing)
     writeFile(scheme(), "old");
     for (const int length : {-1, -3})
     {
-        support::removeFile(support::kErrorLogFile);
+        removeFile(kErrorLogFile);
         const std::string output = outputOf([length] { EXPECT_EQ(-1, save(scheme(), "abc", length)); });
         expectReports(kFiles, output, {{"saveToFile", kSaveSize, "file_len(" + std::to_string(length) + ")\n", "41"}});
     }
@@ -195,7 +180,7 @@ TEST_F(SaveToFile, LengthBeyondThirtyTwoBitsWritesItsLowBitsAndIsReported)
     for (const INT64 length : {4LL, 0LL})
     {
         writeFile(scheme(), "old");
-        support::removeFile(support::kErrorLogFile);
+        removeFile(kErrorLogFile);
         const std::string output =
             outputOf([length] { EXPECT_EQ(length, save(scheme(), "abcdef", (1LL << 32) + length)); });
         expectReports(kFiles, output, {{"saveToFile", kSaveSize, "file_len(" + std::to_string(length) + ")\n", "41"}});
@@ -208,7 +193,7 @@ TEST_F(SaveToFile, LengthWhoseLowBitsAreMinusOneIsNoSuccess)
     writeFile(scheme(), "old");
     for (const INT64 length : {0xFFFFFFFFLL, (1LL << 32) + 0xFFFFFFFFLL})
     {
-        support::removeFile(support::kErrorLogFile);
+        removeFile(kErrorLogFile);
         const std::string output = outputOf([length] { EXPECT_EQ(-1, save(scheme(), "abcd", length)); });
         expectReports(kFiles, output, {{"saveToFile", kSaveSize, "file_len(-1)\n", "41"}});
     }
@@ -273,13 +258,13 @@ TEST_F(LayoutVersion, IsReadBackAsWrittenInFourBytesLittleEndian)
     });
     EXPECT_EQ("", output);
     EXPECT_EQ(7U, m_nVersion);
-    EXPECT_EQ(std::string("\7\0\0\0", 4), readFile(support::kVersionFile));
+    EXPECT_EQ(std::string("\7\0\0\0", 4), readFile(kVersionFile));
 }
 
 TEST_F(LayoutVersion, EveryByteCounts)
 {
     EXPECT_EQ(0, setVersion(0xFEDCBA98U));
-    EXPECT_EQ("\x98\xBA\xDC\xFE", readFile(support::kVersionFile));
+    EXPECT_EQ("\x98\xBA\xDC\xFE", readFile(kVersionFile));
     EXPECT_EQ(0, getVersion(&m_nVersion));
     EXPECT_EQ(0xFEDCBA98U, m_nVersion);
 }
@@ -292,21 +277,21 @@ TEST_F(LayoutVersion, MissingFileFailsInSilence)
 
 TEST_F(LayoutVersion, ThreeBytesFailInSilence)
 {
-    writeFile(support::kVersionFile, "abc");
+    writeFile(kVersionFile, "abc");
     EXPECT_EQ("", outputOf([this] { EXPECT_EQ(-1, getVersion(&m_nVersion)); }));
     EXPECT_EQ(4711U, m_nVersion);
 }
 
 TEST_F(LayoutVersion, LongerFileGivesItsFirstFourBytes)
 {
-    writeFile(support::kVersionFile, std::string("\2\0\0\0xyz", 7));
+    writeFile(kVersionFile, std::string("\2\0\0\0xyz", 7));
     EXPECT_EQ(0, getVersion(&m_nVersion));
     EXPECT_EQ(2U, m_nVersion);
 }
 
 TEST_F(LayoutVersion, FolderThatCannotBeWrittenFailsWithReports)
 {
-    support::removeFile(support::kConfigFolder);
+    removeFile(kConfigFolder);
     const std::string output = outputOf([] { EXPECT_EQ(-1, setVersion(7)); });
     expectReports(kFiles, output,
                   {{"saveToFile", kOpenReplace, "file_name(/mnt/mtd/code/config_file/snsversion.cfg)\n", "40"},

@@ -14,12 +14,7 @@
 #include <filesystem>
 #include <string>
 
-using support::CameraFiles;
-using support::kConfiguration;
-using support::outputOf;
-using support::says;
-using support::saysOnly;
-using support::writeFile;
+using namespace support;
 
 namespace {
 
@@ -33,10 +28,6 @@ constexpr char kStyle[] = "loadFromFile(strStyleFileName.c_str(), p_stSysConf->s
                           "getFileLen(strStyleFileName.c_str())) > 0";
 constexpr char kDiversity[] = "loadFromFile(strStyleDivFileName.c_str(), ui_styleDiversity, "
                               "getFileLen(strStyleDivFileName.c_str())) > 0";
-constexpr char kStyleParse[] = "doc_style.LoadMem(*ui_style, TIXML_ENCODING_UTF8)";
-constexpr char kDiversityParse[] = "doc_style_div.LoadMem(ui_styleDiversity, TIXML_ENCODING_UTF8)";
-constexpr char kNoRule[] = "NULL != (node_first = doc_style_div.RootElement())";
-constexpr char kReadBack[] = "loadFromFile(\"/tmp/merge_style.xml\", *ui_style, file_len) > 0";
 
 std::string asserted(const std::string& expression, const std::string& detail, const std::string& line)
 {
@@ -45,15 +36,15 @@ std::string asserted(const std::string& expression, const std::string& detail, c
 
 std::string openFailed(const std::string& path)
 {
-    return support::asserted(support::kFiles, "getFileLen", "file.open(file_name)", "file_name(" + path + ")", "19");
+    return support::asserted(kFiles, "getFileLen", "file.open(file_name)", "file_name(" + path + ")", "19");
 }
 
 std::string mergeFailed(const std::string& expression, const std::string& line)
 {
-    return support::asserted(support::kFiles, "mergeStyle", expression, "", line);
+    return support::asserted(kFiles, "mergeStyle", expression, "", line);
 }
 
-class SysConfTest : public support::PrivateTreeTest
+class SysConfTest : public PrivateTreeTest
 {
 protected:
     void TearDown() override
@@ -67,7 +58,7 @@ protected:
         CameraFiles files;
         files.deviceType = deviceType;
         files.style = "<S><T key=\"raw\"/></S>";
-        support::writeCameraFiles(files);
+        writeCameraFiles(files);
     }
 
     std::string init()
@@ -90,7 +81,7 @@ protected:
 
 TEST_F(SysConfTest, RecordIsFilledFromModuleMachineAndStyle)
 {
-    setFiles(support::kCameraDevice);
+    setFiles(kCameraDevice);
     std::memset(static_cast<void*>(&m_stSysConf), 0x55, sizeof m_stSysConf);
     m_stSysConf.szUIStyle = nullptr;
     m_objModule.setModuleId(-17);
@@ -111,7 +102,7 @@ TEST_F(SysConfTest, RecordIsFilledFromModuleMachineAndStyle)
 
 TEST_F(SysConfTest, WhatTheRecordPointedAtBeforeIsLeftAlone)
 {
-    setFiles(support::kCameraDevice);
+    setFiles(kCameraDevice);
     char text[] = "not on the heap";
     UIFileEntry entry = {};
     m_stSysConf.szUIStyle = text;
@@ -126,7 +117,7 @@ TEST_F(SysConfTest, WhatTheRecordPointedAtBeforeIsLeftAlone)
 
 TEST_F(SysConfTest, TextsAreZeroBehindTheirEnd)
 {
-    setFiles(support::kCameraDevice);
+    setFiles(kCameraDevice);
     std::memset(&m_stSysConf.moduleConfig, 0x55, sizeof m_stSysConf.moduleConfig);
     m_objModule.setDetail("(a=1)");
     init();
@@ -139,7 +130,7 @@ TEST_F(SysConfTest, TextsAreZeroBehindTheirEnd)
 
 TEST_F(SysConfTest, LongTextsAreCutAndTerminated)
 {
-    setFiles(support::kCameraDevice);
+    setFiles(kCameraDevice);
     m_objModule.setDetail(std::string(1000, 'd'));
     m_objModule.setParameters(std::string(1000, 'p'));
     init();
@@ -149,7 +140,7 @@ TEST_F(SysConfTest, LongTextsAreCutAndTerminated)
 
 TEST_F(SysConfTest, TextsThatJustFitAreWhole)
 {
-    setFiles(support::kCameraDevice);
+    setFiles(kCameraDevice);
     m_objModule.setDetail(std::string(511, 'd'));
     m_objModule.setParameters(std::string(255, 'p'));
     init();
@@ -159,7 +150,7 @@ TEST_F(SysConfTest, TextsThatJustFitAreWhole)
 
 TEST_F(SysConfTest, NumberOfSchemesComesFromTheDetail)
 {
-    setFiles(support::kCameraDevice);
+    setFiles(kCameraDevice);
     EXPECT_EQ(2U, schemesFor("(max_scheme=2)"));
     EXPECT_EQ(0U, schemesFor("(max_scheme=0)"));
     EXPECT_EQ(1001U, schemesFor("(max_scheme=1001)"));
@@ -170,7 +161,7 @@ TEST_F(SysConfTest, NumberOfSchemesComesFromTheDetail)
 
 TEST_F(SysConfTest, NumberOfSchemesIsFourWhenTheFieldIsAbsentOrMalformed)
 {
-    setFiles(support::kCameraDevice);
+    setFiles(kCameraDevice);
     for (const char* detail : {"", "(model=A1)", "(max_scheme)", "(max_scheme=2"})
     {
         EXPECT_EQ(4U, schemesFor(detail)) << detail;
@@ -179,7 +170,7 @@ TEST_F(SysConfTest, NumberOfSchemesIsFourWhenTheFieldIsAbsentOrMalformed)
 
 TEST_F(SysConfTest, NumberOfSchemesThatNoCameraCanHoldIsFour)
 {
-    setFiles(support::kCameraDevice);
+    setFiles(kCameraDevice);
     for (const char* number : {"65536", "-1", "4294967295", "4294967294", "99999999999999999999", "-2147483648"})
     {
         EXPECT_EQ(4U, schemesFor("(max_scheme=" + std::string(number) + ")")) << number;
@@ -188,12 +179,12 @@ TEST_F(SysConfTest, NumberOfSchemesThatNoCameraCanHoldIsFour)
 
 TEST_F(SysConfTest, NumberOfSchemesThatNoCameraCanHoldIsReported)
 {
-    setFiles(support::kCameraDevice);
+    setFiles(kCameraDevice);
     m_objModule.setDetail("(max_scheme=65536)");
-    support::expectReports(kConfiguration, init(), {{"initSysConf", kSchemeSum, "max_scheme(65536)\n"}});
-    support::removeFile(support::kErrorLogFile);
+    expectReports(kConfiguration, init(), {{"initSysConf", kSchemeSum, "max_scheme(65536)\n"}});
+    removeFile(kErrorLogFile);
     m_objModule.setDetail("(max_scheme=-1)");
-    support::expectReports(kConfiguration, init(), {{"initSysConf", kSchemeSum, "max_scheme(4294967295)\n"}});
+    expectReports(kConfiguration, init(), {{"initSysConf", kSchemeSum, "max_scheme(4294967295)\n"}});
 }
 
 TEST_F(SysConfTest, StyleIsTheMergedDocument)
@@ -201,11 +192,11 @@ TEST_F(SysConfTest, StyleIsTheMergedDocument)
     CameraFiles files;
     files.style = "<S><T key=\"a\"/><T key=\"b\"/></S>";
     files.diversity = "<Rule model=\"A1\"><Delete tab_key=\"a\"/></Rule>";
-    support::writeCameraFiles(files);
+    writeCameraFiles(files);
     m_objModule.setDetail("(model=A1)");
     EXPECT_EQ("", init());
     EXPECT_STREQ("<S>\n    <T key=\"b\" />\n</S>\n", m_stSysConf.szUIStyle);
-    EXPECT_EQ(support::readFile(support::kMergedStyleFile), m_stSysConf.szUIStyle);
+    EXPECT_EQ(readFile(kMergedStyleFile), m_stSysConf.szUIStyle);
 }
 
 struct DeviceCase
@@ -227,11 +218,11 @@ class DeviceTypes : public SysConfTest, public testing::WithParamInterface<Devic
 
 TEST_P(DeviceTypes, DecideWhichDocumentsAreRead)
 {
-    writeFile(support::kMachineInfoFile, "DeviceType=" + std::to_string(GetParam().type) + "\n");
-    writeFile(support::kStyleFile, "<Fixed><T key=\"a\"/><T key=\"b\"/></Fixed>");
-    writeFile(support::kDiversityFile, "<R model=\"A1\"><Delete tab_key=\"a\"/></R>");
-    writeFile(support::kDomeStyleFile, "<Dome><T key=\"a\"/><T key=\"b\"/></Dome>");
-    writeFile(support::kDomeDiversityFile, "<R model=\"A1\"><Delete tab_key=\"b\"/></R>");
+    writeFile(kMachineInfoFile, "DeviceType=" + std::to_string(GetParam().type) + "\n");
+    writeFile(kStyleFile, "<Fixed><T key=\"a\"/><T key=\"b\"/></Fixed>");
+    writeFile(kDiversityFile, "<R model=\"A1\"><Delete tab_key=\"a\"/></R>");
+    writeFile(kDomeStyleFile, "<Dome><T key=\"a\"/><T key=\"b\"/></Dome>");
+    writeFile(kDomeDiversityFile, "<R model=\"A1\"><Delete tab_key=\"b\"/></R>");
     m_objModule.setDetail("(model=A1)");
     const std::string output = init();
     EXPECT_EQ(static_cast<u32>(GetParam().type), m_stSysConf.nDeviceType);
@@ -245,7 +236,7 @@ TEST_P(DeviceTypes, DecideWhichDocumentsAreRead)
     }
     const std::string detail =
         "machineinfo, devicetype(" + std::to_string(GetParam().type) + ") error, must be 1 or 4 or 8\n";
-    support::expectReports(kConfiguration, output, {{"initSysConf", kDeviceType, detail, "146"}});
+    expectReports(kConfiguration, output, {{"initSysConf", kDeviceType, detail, "146"}});
 }
 
 INSTANTIATE_TEST_SUITE_P(Types, DeviceTypes,
@@ -253,12 +244,12 @@ INSTANTIATE_TEST_SUITE_P(Types, DeviceTypes,
                                          DeviceCase{"LicencePlate", 8, true, false},
                                          DeviceCase{"Fisheye", 9, true, false}, DeviceCase{"Five", 5, false, true},
                                          DeviceCase{"Zero", 0, false, true}, DeviceCase{"Negative", -1, false, true}),
-                         support::ByName());
+                         ByName());
 
 TEST_F(SysConfTest, MissingFilesAreReportedOneByOneAndLeaveAnEmptyStyle)
 {
-    const std::string styleFile = support::kDomeStyleFile;
-    const std::string diversityFile = support::kDomeDiversityFile;
+    const std::string styleFile = kDomeStyleFile;
+    const std::string diversityFile = kDomeDiversityFile;
     EXPECT_EQ(asserted(kMachineInfo, "", "141") +
                   asserted(kDeviceType, "machineinfo, devicetype(0) error, must be 1 or 4 or 8\n", "146") +
                   openFailed(styleFile) + openFailed(styleFile) + asserted(kStyle, "", "158") +
@@ -273,22 +264,21 @@ TEST_F(SysConfTest, MissingFilesAreReportedOneByOneAndLeaveAnEmptyStyle)
 
 TEST_F(SysConfTest, ReportsAreLogged)
 {
-    setFiles(support::kCameraDevice);
-    support::removeFile(support::kMachineInfoFile);
-    writeFile(support::kDomeStyleFile, "<S/>");
-    writeFile(support::kDomeDiversityFile, "<R/>");
+    setFiles(kCameraDevice);
+    removeFile(kMachineInfoFile);
+    writeFile(kDomeStyleFile, "<S/>");
+    writeFile(kDomeDiversityFile, "<R/>");
     const std::string output = init();
-    support::expectReports(
-        kConfiguration, output,
-        {{"initSysConf", kMachineInfo, "", "141"},
-         {"initSysConf", kDeviceType, "machineinfo, devicetype(0) error, must be 1 or 4 or 8\n", "146"}});
+    expectReports(kConfiguration, output,
+                  {{"initSysConf", kMachineInfo, "", "141"},
+                   {"initSysConf", kDeviceType, "machineinfo, devicetype(0) error, must be 1 or 4 or 8\n", "146"}});
 }
 
 TEST_F(SysConfTest, EmptyDocumentsAreReported)
 {
-    setFiles(support::kCameraDevice);
-    writeFile(support::kStyleFile, "");
-    writeFile(support::kDiversityFile, "");
+    setFiles(kCameraDevice);
+    writeFile(kStyleFile, "");
+    writeFile(kDiversityFile, "");
     const std::string output = init();
     EXPECT_TRUE(says(output, asserted(kStyle, "", "158")));
     EXPECT_TRUE(says(output, asserted(kDiversity, "", "170")));
@@ -299,8 +289,8 @@ TEST_F(SysConfTest, NulEndsTheStyleAndWhatFollowsItIsNotSeen)
 {
     for (const std::string& end : {std::string(1, '\0'), std::string("\0<Hidden/>\xFF", 11)})
     {
-        setFiles(support::kCameraDevice);
-        writeFile(support::kStyleFile, "<S><T key=\"a\"/></S>" + end);
+        setFiles(kCameraDevice);
+        writeFile(kStyleFile, "<S><T key=\"a\"/></S>" + end);
         EXPECT_EQ("", init());
         EXPECT_STREQ("<S>\n    <T key=\"a\" />\n</S>\n", m_stSysConf.szUIStyle);
     }
@@ -308,36 +298,36 @@ TEST_F(SysConfTest, NulEndsTheStyleAndWhatFollowsItIsNotSeen)
 
 TEST_F(SysConfTest, NulInTheMiddleOfTheStyleLeavesThePartBeforeIt)
 {
-    setFiles(support::kCameraDevice);
-    writeFile(support::kStyleFile, std::string("<S><T key=\"a\"/>\0<T key=\"b\"/></S>", 32));
+    setFiles(kCameraDevice);
+    writeFile(kStyleFile, std::string("<S><T key=\"a\"/>\0<T key=\"b\"/></S>", 32));
     EXPECT_TRUE(saysOnly(init(), mergeFailed(kStyleParse, "140")));
     EXPECT_STREQ("<S>\n    <T key=\"a\" />\n</S>\n", m_stSysConf.szUIStyle);
 }
 
 TEST_F(SysConfTest, NulEndsTheDiversityAndWhatFollowsItIsNotSeen)
 {
-    setFiles(support::kCameraDevice);
-    writeFile(support::kStyleFile, "<S><T key=\"a\"/><T key=\"b\"/></S>");
+    setFiles(kCameraDevice);
+    writeFile(kStyleFile, "<S><T key=\"a\"/><T key=\"b\"/></S>");
     m_objModule.setDetail("(model=A1)");
-    writeFile(support::kDiversityFile, std::string("<R model=\"A1\"><Delete tab_key=\"a\"/></R>") + '\0' +
-                                           "<R model=\"A1\"><Delete tab_key=\"b\"/></R>");
+    writeFile(kDiversityFile, std::string("<R model=\"A1\"><Delete tab_key=\"a\"/></R>") + '\0' +
+                                  "<R model=\"A1\"><Delete tab_key=\"b\"/></R>");
     EXPECT_EQ("", init());
     EXPECT_STREQ("<S>\n    <T key=\"b\" />\n</S>\n", m_stSysConf.szUIStyle);
 }
 
 TEST_F(SysConfTest, StyleThatGrowsBetweenTheTwoLooksIsReadAsLongAsItWasAtTheFirst)
 {
-    setFiles(support::kCameraDevice);
+    setFiles(kCameraDevice);
     std::string style;
     std::string merged;
     for (int i = 0; i < 100; ++i)
     {
         style += "<A/>";
     }
-    writeFile(support::kStyleFile, style);
-    const support::GrowingFile growing(support::kStyleFile, 4);
-    const INT64 before = getFileLen(support::kStyleFile);
-    const INT64 grown = getFileLen(support::kStyleFile) - before;
+    writeFile(kStyleFile, style);
+    const GrowingFile growing(kStyleFile, 4);
+    const INT64 before = getFileLen(kStyleFile);
+    const INT64 grown = getFileLen(kStyleFile) - before;
     ASSERT_GT(grown, 0);
     EXPECT_EQ("", init());
     for (INT64 i = 0; i < before + 2 * grown; i += 4)
@@ -351,10 +341,10 @@ TEST_F(SysConfTest, DocumentsThatAreTooLongAreNotRead)
 {
     for (const unsigned long long length : {(4ULL << 20) + 1, 1ULL << 30, 1ULL << 40})
     {
-        setFiles(support::kCameraDevice);
+        setFiles(kCameraDevice);
         // All but the beginning is a hole, which takes no room on the disk.
-        std::filesystem::resize_file(support::kStyleFile, length);
-        std::filesystem::resize_file(support::kDiversityFile, length);
+        std::filesystem::resize_file(kStyleFile, length);
+        std::filesystem::resize_file(kDiversityFile, length);
         EXPECT_TRUE(saysOnly(init(), asserted(kStyle, "", "158") + asserted(kDiversity, "", "170") +
                                          mergeFailed(kStyleParse, "140") + mergeFailed(kDiversityParse, "141") +
                                          mergeFailed(kNoRule, "143") + mergeFailed(kReadBack, "190")));
@@ -364,16 +354,16 @@ TEST_F(SysConfTest, DocumentsThatAreTooLongAreNotRead)
 
 TEST_F(SysConfTest, LongestDocumentIsRead)
 {
-    setFiles(support::kCameraDevice);
-    writeFile(support::kStyleFile, "<S/>" + std::string((4U << 20) - 4, '\n'));
+    setFiles(kCameraDevice);
+    writeFile(kStyleFile, "<S/>" + std::string((4U << 20) - 4, '\n'));
     EXPECT_EQ("", init());
     EXPECT_STREQ("<S />\n", m_stSysConf.szUIStyle);
 }
 
 TEST_F(SysConfTest, NegativeLengthsReadNothing)
 {
-    setFiles(support::kCameraDevice);
-    const support::FileLengths lengths(-1);
+    setFiles(kCameraDevice);
+    const FileLengths lengths(-1);
     EXPECT_TRUE(saysOnly(init(), asserted(kStyle, "", "158") + asserted(kDiversity, "", "170") +
                                      mergeFailed(kStyleParse, "140") + mergeFailed(kDiversityParse, "141") +
                                      mergeFailed(kNoRule, "143") + mergeFailed(kReadBack, "190")));
@@ -382,13 +372,13 @@ TEST_F(SysConfTest, NegativeLengthsReadNothing)
 
 TEST_F(SysConfTest, TracesTheFilesItLoads)
 {
-    setFiles(support::kFisheyeDevice);
-    support::setDebug(6);
+    setFiles(kFisheyeDevice);
+    setDebug(6);
     const std::string output = init();
-    for (const char* file : {support::kStyleFile, support::kDiversityFile, support::kMergedStyleFile})
+    for (const char* file : {kStyleFile, kDiversityFile, kMergedStyleFile})
     {
-        EXPECT_EQ(1, support::timesSaid(output, support::traced("dbg", support::kFiles, "loadFromFile",
-                                                                "open file:" + std::string(file) + "\n", "27")))
+        EXPECT_EQ(
+            1, timesSaid(output, traced("dbg", kFiles, "loadFromFile", "open file:" + std::string(file) + "\n", "27")))
             << file;
     }
 }
@@ -428,7 +418,7 @@ TEST_F(SysConfTest, UninitWithoutEntriesLeavesTheArrayAlone)
 
 TEST_F(SysConfTest, GlobalRecordIsFilledLikeAnyOther)
 {
-    setFiles(support::kLprDevice);
+    setFiles(kLprDevice);
     m_objModule.setDetail("(max_scheme=3)");
     outputOf([this] { EXPECT_EQ(SNS_SUCCESS, initSysConf(m_objModule, &g_stSysConf)); });
     EXPECT_EQ(3U, g_stSysConf.nSchemeSum);

@@ -8,17 +8,12 @@
 #include <string>
 #include <vector>
 
-using support::expectReports;
-using support::kFiles;
-using support::outputOf;
+using namespace support;
 using testing::ElementsAre;
 
 namespace {
 
-constexpr char kNoTab[] = "NULL != (tab_node = doc_style->RootElement()->FirstChildElement())";
-constexpr char kTabs[] = "<S><T key=\"a\" n=\"1\"/><T key=\"b\" n=\"2\"/><T key=\"c\" n=\"3\"/></S>";
-
-class UpdateStyleTab : public support::PrivateTreeTest
+class UpdateStyleTab : public PrivateTreeTest
 {
 protected:
     std::string update(const char* operation, const char* tabKey, const char* newTab)

@@ -12,8 +12,7 @@
 using config::makeRoom;
 using config::readText;
 using config::textLength;
-using support::schemeFile;
-using support::writeFile;
+using namespace support;
 
 namespace {
 
@@ -29,7 +28,7 @@ TEST(TextLength, IsFromZeroToFourMebibytes)
     }
 }
 
-class TextFile : public support::PrivateTreeTest
+class TextFile : public PrivateTreeTest
 {
 protected:
     void TearDown() override

@@ -10,13 +10,11 @@
 
 #include <string>
 
-using support::fileExists;
-using support::readFile;
-using support::writeFile;
+using namespace support;
 
 namespace {
 
-class XmlDocumentTest : public support::PrivateTreeTest
+class XmlDocumentTest : public PrivateTreeTest
 {
 protected:
     bool load(const std::string& text) { return m_objDocument.LoadMem(text, TIXML_ENCODING_UTF8); }
@@ -103,8 +101,8 @@ TEST_F(XmlDocumentTest, ParseErrorLeavesItEmptyOrKeepsThePartBeforeIt)
 
 TEST_F(XmlDocumentTest, PartBeforeAnErrorIsTheSameWhereItIsTold)
 {
-    support::setDebug(4);
-    support::outputOf([this] {
+    setDebug(4);
+    outputOf([this] {
         EXPECT_FALSE(m_objDocument.LoadMem("<a>\n<b/></c></a>", TIXML_ENCODING_UTF8, XmlDocument::OnError::keepPart));
     });
     EXPECT_EQ("<a>\n    <b />\n</a>\n", m_objDocument.getXmlString());
@@ -129,15 +127,14 @@ class Refusal : public XmlDocumentTest, public testing::WithParamInterface<Refus
 TEST_P(Refusal, IsToldWithCauseAndPlaceFromLevelFourOn)
 {
     const auto loadText = [this] { EXPECT_FALSE(load(GetParam().text)); };
-    support::setDebug(3);
-    EXPECT_EQ("", support::outputOf(loadText));
-    EXPECT_TRUE(support::errorLog().empty());
-    support::setDebug(4);
+    setDebug(3);
+    EXPECT_EQ("", outputOf(loadText));
+    EXPECT_TRUE(errorLog().empty());
+    setDebug(4);
     const std::string message = std::string("XML text refused: ") + GetParam().cause;
-    EXPECT_TRUE(support::saysOnly(support::outputOf(loadText),
-                                  support::traced("warn", support::kFiles, "load", message + "\n")));
-    ASSERT_EQ(2U, support::errorLog().size());
-    EXPECT_EQ(message, support::errorLog()[1].text);
+    EXPECT_TRUE(saysOnly(outputOf(loadText), traced("warn", kFiles, "load", message + "\n")));
+    ASSERT_EQ(2U, errorLog().size());
+    EXPECT_EQ(message, errorLog()[1].text);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -151,7 +148,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedText{"OtherEndTag", "<a>\n  <b/></c></a>", "Error reading end tag., line(2) column(7)"},
         RefusedText{"AttributeWithoutValue", "<a>\n\n<b x></a>", "Error reading Attributes., line(3) column(5)"},
         RefusedText{"AttributeTwice", "<a>\n<b x='1' x='2'/></a>", "Error parsing Element., line(2) column(10)"}),
-    support::ByName());
+    ByName());
 
 TEST_F(XmlDocumentTest, TextRefusedBeforeParsingLeavesItEmpty)
 {
@@ -192,17 +189,17 @@ TEST_F(XmlDocumentTest, CommentAloneIsADocumentWithoutRoot)
 TEST_F(XmlDocumentTest, SavedFileHoldsThePrintedText)
 {
     load("<a><b/></a>");
-    writeFile(support::kMergedStyleFile, "an older and much longer text than what is saved now");
-    EXPECT_TRUE(m_objDocument.SaveFile(support::kMergedStyleFile));
-    EXPECT_EQ("<a>\n    <b />\n</a>\n", readFile(support::kMergedStyleFile));
-    EXPECT_FALSE(fileExists(std::string(support::kMergedStyleFile) + ".new"));
+    writeFile(kMergedStyleFile, "an older and much longer text than what is saved now");
+    EXPECT_TRUE(m_objDocument.SaveFile(kMergedStyleFile));
+    EXPECT_EQ("<a>\n    <b />\n</a>\n", readFile(kMergedStyleFile));
+    EXPECT_FALSE(fileExists(std::string(kMergedStyleFile) + ".new"));
 }
 
 TEST_F(XmlDocumentTest, EmptyDocumentSavesAnEmptyFile)
 {
-    writeFile(support::kMergedStyleFile, "old");
-    EXPECT_TRUE(m_objDocument.SaveFile(support::kMergedStyleFile));
-    EXPECT_EQ("", readFile(support::kMergedStyleFile));
+    writeFile(kMergedStyleFile, "old");
+    EXPECT_TRUE(m_objDocument.SaveFile(kMergedStyleFile));
+    EXPECT_EQ("", readFile(kMergedStyleFile));
 }
 
 TEST_F(XmlDocumentTest, EmptyNameSavesNothing)
@@ -236,18 +233,18 @@ std::string deepLines(int lines)
 
 TEST_F(XmlDocumentTest, TextThatPrintsTooLongIsNeitherPrintedNorSaved)
 {
-    writeFile(support::kMergedStyleFile, "old");
+    writeFile(kMergedStyleFile, "old");
     for (const std::string& text : {deepLines(3900), deepLines(1000000), "<a>" + std::string(4000000, '"') + "</a>"})
     {
         ASSERT_TRUE(load(text));
         EXPECT_EQ("", m_objDocument.getXmlString());
-        EXPECT_FALSE(m_objDocument.SaveFile(support::kMergedStyleFile));
-        EXPECT_EQ("old", readFile(support::kMergedStyleFile));
+        EXPECT_FALSE(m_objDocument.SaveFile(kMergedStyleFile));
+        EXPECT_EQ("old", readFile(kMergedStyleFile));
     }
     ASSERT_TRUE(load(deepLines(3800)));
-    EXPECT_TRUE(m_objDocument.SaveFile(support::kMergedStyleFile));
-    EXPECT_EQ(m_objDocument.getXmlString(), readFile(support::kMergedStyleFile));
-    EXPECT_TRUE(load(readFile(support::kMergedStyleFile)));
+    EXPECT_TRUE(m_objDocument.SaveFile(kMergedStyleFile));
+    EXPECT_EQ(m_objDocument.getXmlString(), readFile(kMergedStyleFile));
+    EXPECT_TRUE(load(readFile(kMergedStyleFile)));
 }
 
 TEST_F(XmlDocumentTest, TextMayPrintAsFourMebibytesAndNotAByteMore)
@@ -275,8 +272,8 @@ TEST_F(XmlDocumentTest, TextThatCouldNotBeReadAgainIsNeitherPrintedNorSaved)
     ASSERT_TRUE(load("<a/>"));
     m_objDocument.RootElement()->SetAttribute("x", "\xC3");
     EXPECT_EQ("", m_objDocument.getXmlString());
-    EXPECT_FALSE(m_objDocument.SaveFile(support::kMergedStyleFile));
-    EXPECT_FALSE(fileExists(support::kMergedStyleFile));
+    EXPECT_FALSE(m_objDocument.SaveFile(kMergedStyleFile));
+    EXPECT_FALSE(fileExists(kMergedStyleFile));
 }
 
 TEST_F(XmlDocumentTest, QuotedReferenceStaysQuotedOrIsNotPrinted)

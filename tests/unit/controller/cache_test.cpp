@@ -1,19 +1,16 @@
 #include "tests/support/ControllerFixture.h"
 
-using support::kSwitchingBit;
-using support::outputOf;
-using support::plain;
+using namespace support;
 
 namespace {
 
 // Records of the small camera in order: 0 to 4 the schedule, 5 brightness, 6 saturation.
-class Cache : public support::ControllerFixture
+class Cache : public UpFixture
 {
 protected:
     void SetUp() override
     {
-        ControllerFixture::SetUp();
-        bringUp();
+        UpFixture::SetUp();
         setValue(0, KEY_BRIGHTNESS, 10);
         setValue(1, KEY_BRIGHTNESS, 20);
     }
@@ -79,9 +76,9 @@ TEST_F(Cache, InvalidSchemeIsPrintedFromLevelSixOn)
 {
     u32 value = 0;
     const auto read = [&] { c().getKeyValFromCache(4, KEY_BRIGHTNESS, value); };
-    support::setDebug(5);
+    setDebug(5);
     EXPECT_EQ("", outputOf(read));
-    support::setDebug(6);
+    setDebug(6);
     EXPECT_EQ(plain("can not find val, invalid sheme(4) \n"), outputOf(read));
     EXPECT_EQ(plain("can not find val, invalid sheme(-1) \n"),
               outputOf([&] { c().getKeyValFromCache(static_cast<u32>(-1), KEY_BRIGHTNESS, value); }));
@@ -89,7 +86,7 @@ TEST_F(Cache, InvalidSchemeIsPrintedFromLevelSixOn)
 
 TEST_F(Cache, KeyThatASchemeLacksGivesMinusOneInSilence)
 {
-    support::setDebug(9);
+    setDebug(9);
     u32 value = 123;
     EXPECT_EQ("", outputOf([&] {
                   EXPECT_EQ(-1, c().getKeyValFromCache(0, KEY_GAMMA, value));

@@ -2,12 +2,11 @@
 
 #include "tests/support/ControllerFixture.h"
 
-using support::outputOf;
-using support::setDebug;
+using namespace support;
 
 namespace {
 
-class CameraInformation : public support::ControllerFixture
+class CameraInformation : public ControllerFixture
 {
 protected:
     void SetUp() override

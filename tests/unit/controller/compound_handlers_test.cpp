@@ -1,33 +1,15 @@
 #include "tests/support/ControllerFixture.h"
 
-using support::asserted;
-using support::kController;
-using support::kInitialisedBit;
-using support::kReloadBit;
-using support::outputOf;
-using support::plain;
-using support::says;
-using support::saysOnly;
-using support::Sent;
-using support::setDebug;
-using support::timesSaid;
-using support::traced;
+using namespace support;
 
 namespace {
 
-using Notifications = std::vector<support::FakeVideo::Notification>;
+using Notifications = std::vector<FakeVideo::Notification>;
 
-class CompoundHandlers : public support::ControllerFixture
+class CompoundHandlers : public UpFixture
 {
 protected:
     using Handler = keycmd_handler;
-
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-        ASSERT_EQ(0, current());
-    }
 
     int handle(Handler handler, u32 cmd, u32& value) { return (c().*handler)(cmd, 0, &value); }
 
@@ -40,7 +22,7 @@ protected:
         const auto note = [&](const char* who, auto cmd, auto value) {
             sequence.push_back(who + std::to_string(cmd) + " " + std::to_string(value));
         };
-        service_.onCall([&](const support::ServiceCall& call) { note("service ", call.cmd, call.value()); });
+        service_.onCall([&](const ServiceCall& call) { note("service ", call.cmd, call.value()); });
         video_.onNotify([&](int cmd, int value) { note("video ", cmd, value); });
         body();
         service_.onCall(nullptr);
@@ -70,14 +52,6 @@ TEST_F(CompoundHandlers, WideDynamicRangeThatIsNotOfferedBecomesZeroInSilence)
     EXPECT_EQ(0U, value);
     EXPECT_TRUE(service_.calls().empty());
     EXPECT_TRUE(video_.notifications().empty());
-}
-
-TEST_F(CompoundHandlers, WideDynamicRangeThatIsNotOfferedIsStoredAsZero)
-{
-    setshowWDRFalg(false);
-    EXPECT_EQ(0, c().setParameter(KEY_WDR_MODE, 2, true));
-    EXPECT_EQ(0U, valueOf(0, KEY_WDR_MODE));
-    EXPECT_TRUE(service_.calls().empty());
 }
 
 TEST_F(CompoundHandlers, WideDynamicRangeGivesTheVideoModulesAnswerForTheKey)
@@ -301,13 +275,6 @@ TEST_F(CompoundHandlers, ThresholdsArePrintedPlainAboveLevelFive)
     EXPECT_EQ(0U, output.find(plain("m_nCurScheme(0) dn_thr_st.d2n_thr(33) dn_thr_st.n2d_thr(70)\n")));
 }
 
-TEST_F(CompoundHandlers, ThresholdReachedThroughTheKeySendsBoth)
-{
-    EXPECT_EQ(0, c().setParameter(KEY_NTD_THR, 77, true));
-    EXPECT_EQ((std::vector<u32>{30, 77}), lastWords());
-    EXPECT_EQ(77U, valueOf(0, KEY_NTD_THR));
-}
-
 // ---- day/night switch times ------------------------------------------------------------------------------------
 
 TEST_F(CompoundHandlers, EachSwitchTimeIsSentWithItsThreeStoredPartners)
@@ -378,7 +345,7 @@ TEST_F(CompoundHandlers, PartnersComeFromTheNewSchemeDuringASwitch)
     setValue(1, KEY_NTD_THR, 88);
     c().switch_to(1, false);
     std::vector<std::vector<u32>> records;
-    for (const support::ServiceCall& call : service_.calls())
+    for (const ServiceCall& call : service_.calls())
     {
         records.push_back(call.words);
     }

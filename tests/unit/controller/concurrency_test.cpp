@@ -1,22 +1,57 @@
-#include "tests/unit/controller/ConcurrencyFixture.h"
+#include "tests/support/ControllerFixture.h"
 
 #include <algorithm>
+#include <optional>
+#include <set>
 
-using support::kCallers;
-using support::kInitialisedBit;
-using support::kRounds;
-using support::outputOf;
-using support::runCallers;
+#include "tests/support/Callers.h"
+
+using namespace support;
 
 namespace {
 
-class Concurrency : public support::ConcurrencyFixture
+constexpr int kCallers = 4;
+constexpr int kRounds = 60;
+
+// Nothing here looks at speed: every test runs a fixed amount of work on several threads, and checks what holds
+// in any order. Run them under a thread sanitizer too.
+class Concurrency : public UpFixture
 {
+protected:
+    // The sensor thread makes turns as fast as the clock is pushed, with the time going to and fro.
+    void SetUp() override
+    {
+        UpFixture::SetUp();
+        setValue(0, KEY_BRIGHTNESS, 10);
+        setValue(1, KEY_BRIGHTNESS, 20);
+        setValue(2, KEY_BRIGHTNESS, 30);
+        setWindow(1, true, 18, 0, 22, 0);
+        startThread();
+        pusher_.emplace([this, hour = 0]() mutable {
+            hour = (hour + 7) % 24;
+            clock_->setTimeOfDay(hour, 0);
+            clock_->advance(std::chrono::seconds(1));
+        });
+    }
+
+    void TearDown() override
+    {
+        pusher_.reset();
+        ControllerFixture::TearDown();
+    }
+
+    std::optional<Repeated> pusher_;
 };
 
 TEST_F(Concurrency, ThreadSwitchesThroughTheSchemesByItself)
 {
-    EXPECT_TRUE(threadSwitches());
+    std::set<int> seen;
+    EXPECT_TRUE(eventually([&] {
+        int scheme = 0;
+        c().getParamScheme(scheme);
+        seen.insert(scheme);
+        return seen.size() >= 3;
+    }));
 }
 
 TEST_F(Concurrency, SettersAndGettersBesideASwitchingThread)
@@ -155,7 +190,7 @@ TEST_F(Concurrency, UnlockedOperationsBesideASwitchingThread)
 
 TEST_F(Concurrency, VideoModuleCanBeExchangedWhileParametersAreApplied)
 {
-    support::FakeVideo other;
+    FakeVideo other;
     runCallers(kCallers, kRounds, [&](int caller, int round) {
         if (caller == 0)
         {
@@ -175,15 +210,74 @@ TEST_F(Concurrency, LevelChangesWhileEverybodyTalks)
         runCallers(kCallers, kRounds, [&](int caller, int round) {
             if (caller == 0)
             {
-                support::setDebug(round % 8);
+                setDebug(round % 8);
             }
             else
             {
                 c().setParameter(KEY_CONTRAST, caller * 100 + round, true);
             }
         });
-        support::removeDebug();
+        removeDebug();
     });
+}
+
+TEST_F(Concurrency, FactoryResetsBetweenCallsOfOthers)
+{
+    outputOf([&] {
+        runCallers(kCallers, kRounds, [&](int caller, int round) {
+            if (caller == 0 && round % 12 == 0)
+            {
+                EXPECT_TRUE(c().resetParameters());
+            }
+            std::string text;
+            int value = 0;
+            c().setParameter(KEY_CONTRAST, caller * 1000 + round, true);
+            c().setParameters("(34,5)(2337,6)", true);
+            c().getParameter(KEY_CONTRAST, value);
+            c().getAllParameters(text);
+            c().getParameters("(34,2337)", text);
+            c().restore(KEY_BRIGHTNESS);
+            c().resetToLastParameters();
+            c().flush();
+            c().getUIStyleFile();
+            c().getUICommonFile(1);
+            c().getParamScheme(value);
+            EXPECT_TRUE(c().setParamScheme(round % 4));
+            EXPECT_TRUE(c().setParamMode(1));
+            c().getSensorStatus();
+            c().getSensorType();
+        });
+    });
+    pusher_.reset();
+    stopThread();
+    EXPECT_EQ(kInitialisedBit, flags());
+    EXPECT_EQ(3U, g_stSysConf.nSchemeSum);
+    EXPECT_EQ(29U, ControllerProbe::keyValSum(c()));
+}
+
+TEST_F(Concurrency, DayNightSwitchesBesideHostCalls)
+{
+    pusher_.reset();
+    stopThread();
+    ControllerProbe::lpr(c()) = true;
+    std::atomic<u32> state{0};
+    service_.answer(IA_CMD_DN_STATE, IA_CMD_OPT_GET, [&](u32, int, void* data) {
+        *static_cast<u32*>(data) = state.fetch_add(1) / 3 % 2;
+        return 0;
+    });
+    setTime(0, 0);
+    startThread();
+    pusher_.emplace([this] { clock_->advance(std::chrono::seconds(1)); });
+    runCallers(kCallers, kRounds, [&](int caller, int round) {
+        c().setParameter(KEY_CONTRAST, round, true);
+        std::string text;
+        c().getAllParameters(text);
+        c().setParamScheme((caller + round) % 4);
+    });
+    EXPECT_TRUE(eventually([&] { return state > 12; }));
+    pusher_.reset();
+    stopThread();
+    EXPECT_EQ(kInitialisedBit, flags());
 }
 
 }  // namespace

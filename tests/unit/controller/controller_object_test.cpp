@@ -91,26 +91,6 @@ TEST_F(ControllerObject, DestructionStopsARunningThread)
     EXPECT_TRUE(hasEnded("SensorThread"));
 }
 
-TEST_F(ControllerObject, ThreadCallsTurnsOfThisObject)
-{
-    bringUpRunning();
-    ASSERT_EQ(0, current());
-    setTime(20, 0);
-    ASSERT_TRUE(threadTurn());
-    EXPECT_EQ(3, current());
-}
-
-TEST_F(ControllerObject, AnswersOfAFreshObject)
-{
-    ISensorController fresh;
-    int value = 5;
-    EXPECT_TRUE(fresh.getParamScheme(value));
-    EXPECT_EQ(-1, value);
-    EXPECT_TRUE(fresh.getParamMode(value));
-    EXPECT_EQ(1, value);
-    EXPECT_FALSE(fresh.getSensorStatus());
-}
-
 TEST_F(ControllerObject, TwoObjectsCanLiveBesideEachOther)
 {
     ISensorController first;

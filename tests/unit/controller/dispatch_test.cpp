@@ -1,17 +1,6 @@
 #include "tests/support/ControllerFixture.h"
 
-using support::kController;
-using support::kInitialisedBit;
-using support::kInitialisingBit;
-using support::kReloadBit;
-using support::kResetBit;
-using support::kStoppingBit;
-using support::kSwitchingBit;
-using support::outputOf;
-using support::saysOnly;
-using support::Sent;
-using support::setDebug;
-using support::traced;
+using namespace support;
 
 namespace {
 
@@ -22,7 +11,7 @@ std::string traceOf(int cmd, int dir, int value, const char* end)
                       " val:" + std::to_string(value) + " =====================" + end + "\n");
 }
 
-class Dispatch : public support::ControllerFixture
+class Dispatch : public ControllerFixture
 {
 protected:
     void SetUp() override
@@ -103,16 +92,16 @@ TEST_F(Dispatch, FailureIsTracedLikeSuccessAndReportsNothing)
     u32 value = 7;
     EXPECT_TRUE(
         saysOnly(outputOf([&] { c().doIaCmd(34, 0, &value); }), traceOf(34, 0, 7, "begin") + traceOf(34, 0, 7, "end")));
-    EXPECT_FALSE(support::fileExists(support::kErrorLogFile));
+    EXPECT_FALSE(fileExists(kErrorLogFile));
 }
 
 TEST_F(Dispatch, LevelIsReadAgainBeforeTheEnd)
 {
     setDebug(6);
-    service_.onCall([](const support::ServiceCall&) { support::removeDebug(); });
+    service_.onCall([](const ServiceCall&) { removeDebug(); });
     u32 value = 7;
     EXPECT_TRUE(saysOnly(outputOf([&] { c().doIaCmd(34, 0, &value); }), traceOf(34, 0, 7, "begin")));
-    service_.onCall([](const support::ServiceCall&) { setDebug(6); });
+    service_.onCall([](const ServiceCall&) { setDebug(6); });
     EXPECT_TRUE(saysOnly(outputOf([&] { c().doIaCmd(34, 0, &value); }), traceOf(34, 0, 7, "end")));
 }
 
@@ -215,9 +204,9 @@ TEST_F(Dispatch, ExecutionStatusPrintsItsCommandInSmallHexadecimalDigits)
 {
     setDebug(6);
     int status = 0;
-    EXPECT_TRUE(support::says(outputOf([&] { c().getCmdExecStatus(0x9A0, status); }),
-                              "=================  get exec status cmd(0x9a0)       value(0)   "
-                              "======================\n"));
+    EXPECT_TRUE(says(outputOf([&] { c().getCmdExecStatus(0x9A0, status); }),
+                     "=================  get exec status cmd(0x9a0)       value(0)   "
+                     "======================\n"));
 }
 
 TEST_F(Dispatch, WithoutVideoModuleEveryNotificationSucceeds)
@@ -228,24 +217,18 @@ TEST_F(Dispatch, WithoutVideoModuleEveryNotificationSucceeds)
     EXPECT_TRUE(video_.notifications().empty());
 }
 
-TEST_F(Dispatch, FreshObjectHasNoVideoModule)
-{
-    ISensorController fresh;
-    EXPECT_EQ(0, fresh.notifyToVideo(2384, 1));
-}
-
 TEST_F(Dispatch, NotificationGoesToTheModuleAndItsStatusComesBack)
 {
     video_.answerStatus(IA_CMD_UI_MIRROR, -6);
     EXPECT_EQ(-6, c().notifyToVideo(2384, 3));
     EXPECT_EQ(0, c().notifyToVideo(2385, -1));
-    EXPECT_EQ((std::vector<support::FakeVideo::Notification>{{IA_CMD_UI_MIRROR, 3}, {IA_CMD_BEAWAY, -1}}),
+    EXPECT_EQ((std::vector<FakeVideo::Notification>{{IA_CMD_UI_MIRROR, 3}, {IA_CMD_BEAWAY, -1}}),
               video_.notifications());
 }
 
 TEST_F(Dispatch, ModuleCanBeReplaced)
 {
-    support::FakeVideo other;
+    FakeVideo other;
     c().setVideoStreamModule(&other);
     c().notifyToVideo(1, 2);
     EXPECT_TRUE(video_.notifications().empty());

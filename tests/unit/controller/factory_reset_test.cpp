@@ -3,32 +3,13 @@
 #include "tests/support/WaitingCall.h"
 #include "tests/unit/controller/ShellCommands.h"
 
-using support::kController;
-using support::kInitialisedBit;
-using support::kInitialisingBit;
-using support::kResetBit;
-using support::outputOf;
-using support::readFile;
-using support::says;
-using support::schemeFile;
-using support::Sent;
-using support::setDebug;
-using support::timesSaid;
-using support::traced;
-using support::writeFile;
+using namespace support;
 
 namespace {
 
-class FactoryReset : public support::ControllerFixture
+class FactoryReset : public UpFixture
 {
 protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-        ASSERT_EQ(0, current());
-    }
-
     std::string moduleConfig(const std::string& model, int id, const std::string& detail)
     {
         return "<ModuleConfig hardwareModel=\"" + model + "\" hardwareCode=\"C1\"><ModuleId>" + std::to_string(id) +
@@ -47,7 +28,7 @@ protected:
     std::vector<Sent> setsOfThisThread()
     {
         std::vector<Sent> sets;
-        for (const support::ServiceCall& call : service_.calls())
+        for (const ServiceCall& call : service_.calls())
         {
             if (call.opt == IA_CMD_OPT_SET && call.thread == std::this_thread::get_id())
             {
@@ -74,7 +55,7 @@ TEST_F(FactoryReset, BringsBackTheStateOfAFirstStart)
     c().setParamMode(0);
     EXPECT_EQ("", outputOf([&] { EXPECT_TRUE(reset()); }));
     EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
-    EXPECT_EQ(50U, support::recordsOf(readFile(schemeFile(0)))[5].value);
+    EXPECT_EQ(50U, recordsOf(readFile(schemeFile(0)))[5].value);
     EXPECT_EQ(1U, valueOf(0, KEY_SCHEME_ENABLE));
     EXPECT_EQ(kInitialisedBit, flags());
     int mode = 0;
@@ -84,18 +65,11 @@ TEST_F(FactoryReset, BringsBackTheStateOfAFirstStart)
 
 TEST_F(FactoryReset, RemovesTheSchemeFilesByOneShellCommandOfAtMostThirtySeconds)
 {
-    support::forgetShellCommands();
+    forgetShellCommands();
     reset();
-    ASSERT_EQ(1U, support::shellCommands().size());
-    EXPECT_EQ("rm -rf /mnt/mtd/code/config*/sensor*", support::shellCommands()[0].text);
-    EXPECT_EQ(30, support::shellCommands()[0].limitSeconds);
-}
-
-TEST_F(FactoryReset, ThreadRunsAfterwardsAndChoosesTheScheme)
-{
-    c().resetParameters();
-    ASSERT_TRUE(threadTurn());
-    EXPECT_EQ(0, current());
+    ASSERT_EQ(1U, shellCommands().size());
+    EXPECT_EQ("rm -rf /mnt/mtd/code/config*/sensor*", shellCommands()[0].text);
+    EXPECT_EQ(30, shellCommands()[0].limitSeconds);
 }
 
 TEST_F(FactoryReset, FirstTurnInsideNeitherPausesNorSwitches)
@@ -118,7 +92,7 @@ TEST_F(FactoryReset, ResetFlagIsUpAllTheTime)
     setValue(0, KEY_BRIGHTNESS, 10);
     std::vector<unsigned char> seen;
     const std::thread::id self = std::this_thread::get_id();
-    service_.onCall([&](const support::ServiceCall& call) {
+    service_.onCall([&](const ServiceCall& call) {
         if (call.thread == self)
         {
             seen.push_back(flags());
@@ -134,21 +108,9 @@ TEST_F(FactoryReset, ResetFlagIsUpAllTheTime)
     EXPECT_EQ(kInitialisingBit, seen.back() & kInitialisingBit);
 }
 
-TEST_F(FactoryReset, DeletesEverySensorFileBelowEveryConfigFolder)
-{
-    writeFile("/mnt/mtd/code/config_old/sensor.txt", "x");
-    writeFile("/mnt/mtd/code/config_file/sensor7.cfg", "x");
-    writeFile("/mnt/mtd/code/config_file/other", "x");
-    reset();
-    EXPECT_FALSE(support::fileExists("/mnt/mtd/code/config_old/sensor.txt"));
-    EXPECT_EQ((std::vector<std::string>{"other", "sensor0.cfg", "sensor1.cfg", "sensor2.cfg", "snsversion.cfg"}),
-              support::filesIn(support::kConfigFolder));
-}
-
 TEST_F(FactoryReset, UsesTheSavedConfigurationUpToLevelFive)
 {
-    writeFile(support::kModuleConfigFile,
-              "<ModuleConfigs>" + moduleConfig("M1", 99, "(max_scheme=2)") + "</ModuleConfigs>");
+    writeFile(kModuleConfigFile, "<ModuleConfigs>" + moduleConfig("M1", 99, "(max_scheme=2)") + "</ModuleConfigs>");
     for (const int level : {1, 5})
     {
         setDebug(level);
@@ -162,9 +124,9 @@ TEST_F(FactoryReset, UsesTheSavedConfigurationUpToLevelFive)
 
 TEST_F(FactoryReset, ReadsTheConfigurationFilesFromLevelSixOn)
 {
-    writeFile(support::kModuleConfigFile, "<ModuleConfigs>" + moduleConfig("M0", 98, "(max_scheme=1)") +
-                                              moduleConfig("M1", 99, "(max_scheme=2)") +
-                                              moduleConfig("M1", 97, "(max_scheme=9)") + "</ModuleConfigs>");
+    writeFile(kModuleConfigFile, "<ModuleConfigs>" + moduleConfig("M0", 98, "(max_scheme=1)") +
+                                     moduleConfig("M1", 99, "(max_scheme=2)") +
+                                     moduleConfig("M1", 97, "(max_scheme=9)") + "</ModuleConfigs>");
     setDebug(6);
     outputOf([&] { EXPECT_TRUE(reset()); });
     EXPECT_EQ(99, c().getSensorType());
@@ -174,15 +136,14 @@ TEST_F(FactoryReset, ReadsTheConfigurationFilesFromLevelSixOn)
 
 TEST_F(FactoryReset, LooksAtTheLevelWhenEverythingIsReleased)
 {
-    writeFile(support::kModuleConfigFile,
-              "<ModuleConfigs>" + moduleConfig("M1", 99, "(max_scheme=3)") + "</ModuleConfigs>");
+    writeFile(kModuleConfigFile, "<ModuleConfigs>" + moduleConfig("M1", 99, "(max_scheme=3)") + "</ModuleConfigs>");
     const std::thread::id self = std::this_thread::get_id();
     const auto levelDuringTheSwitch = [&](const std::function<void()>& change) {
         stopThread();
         makeCurrent(0);
         setValue(0, KEY_BRIGHTNESS, 10);
-        service_.onCall([&, change](const support::ServiceCall& call) {
-            if (call.thread == self && (flags() & support::kSwitchingBit) != 0)
+        service_.onCall([&, change](const ServiceCall& call) {
+            if (call.thread == self && (flags() & kSwitchingBit) != 0)
             {
                 change();
             }
@@ -192,7 +153,7 @@ TEST_F(FactoryReset, LooksAtTheLevelWhenEverythingIsReleased)
     levelDuringTheSwitch([] { setDebug(6); });
     EXPECT_EQ(99, c().getSensorType());
     g_stSysConf.moduleConfig.nModuleId = 7;
-    levelDuringTheSwitch([] { support::removeDebug(); });
+    levelDuringTheSwitch([] { removeDebug(); });
     EXPECT_EQ(7, c().getSensorType());
 }
 
@@ -202,7 +163,7 @@ TEST_F(FactoryReset, SensorStatusIsFalseUntilItsInitHasFinished)
     const std::thread::id self = std::this_thread::get_id();
     std::vector<bool> beforeInit;
     std::vector<bool> duringInit;
-    service_.onCall([&](const support::ServiceCall& call) {
+    service_.onCall([&](const ServiceCall& call) {
         if (call.thread == self)
         {
             ((flags() & kInitialisingBit) != 0 ? duringInit : beforeInit).push_back(c().getSensorStatus());
@@ -214,23 +175,9 @@ TEST_F(FactoryReset, SensorStatusIsFalseUntilItsInitHasFinished)
     EXPECT_TRUE(c().getSensorStatus());
 }
 
-TEST_F(FactoryReset, WithoutAModuleForThisBoardLevelSixIsARangeError)
-{
-    writeFile(support::kModuleConfigFile, "<ModuleConfigs>" + moduleConfig("M0", 98, "") + "</ModuleConfigs>");
-    setDebug(6);
-    // Nothing but destruction follows.
-    initialised_ = false;
-    outputOf([&] { EXPECT_THROW(c().resetParameters(), std::out_of_range); });
-    support::removeDebug();
-    // The mutex is free again.
-    int scheme = 0;
-    EXPECT_TRUE(c().getParamScheme(scheme));
-    EXPECT_EQ(-1, scheme);
-}
-
 TEST_F(FactoryReset, AfterARangeErrorOtherCallsFindNothingAndDoNoHarm)
 {
-    writeFile(support::kModuleConfigFile, "<ModuleConfigs/>");
+    writeFile(kModuleConfigFile, "<ModuleConfigs/>");
     setDebug(6);
     UIFileEntry entry{};
     entry.nLanguageId = 1;
@@ -238,7 +185,7 @@ TEST_F(FactoryReset, AfterARangeErrorOtherCallsFindNothingAndDoNoHarm)
     entry.szLanguageFile = strdup("language");
     g_stSysConf.pUIFiles = &entry;
     g_stSysConf.nUIFileSum = 1;
-    support::CapturedOutput quiet;
+    CapturedOutput quiet;
     for (int i = 0; i < 2; ++i)
     {
         EXPECT_THROW(c().resetParameters(), std::out_of_range);
@@ -268,10 +215,10 @@ TEST_F(FactoryReset, AfterARangeErrorOtherCallsFindNothingAndDoNoHarm)
 
 TEST_F(FactoryReset, AfterARangeErrorANewInitBringsTheCameraUp)
 {
-    writeFile(support::kModuleConfigFile, "<ModuleConfigs/>");
+    writeFile(kModuleConfigFile, "<ModuleConfigs/>");
     setDebug(6);
     outputOf([&] { EXPECT_THROW(c().resetParameters(), std::out_of_range); });
-    support::removeDebug();
+    removeDebug();
     EXPECT_TRUE(initialise());
     stopThread();
     EXPECT_EQ(0, current());
@@ -286,11 +233,10 @@ TEST_F(FactoryReset, IsTracedAboveLevelFive)
 {
     setDebug(5);
     EXPECT_EQ("", outputOf([&] { reset(); }));
-    writeFile(support::kModuleConfigFile,
-              "<ModuleConfigs>" + moduleConfig("M1", 99, "(max_scheme=2)") + "</ModuleConfigs>");
+    writeFile(kModuleConfigFile, "<ModuleConfigs>" + moduleConfig("M1", 99, "(max_scheme=2)") + "</ModuleConfigs>");
     setDebug(6);
     makeCurrent(0);
-    support::CapturedOutput captured;
+    CapturedOutput captured;
     reset();
     const std::string output = captured.take();
     EXPECT_EQ(1, timesSaid(output, traced("dbg", kController, "resetParameters", "resetting\n")));
@@ -307,16 +253,7 @@ TEST_F(FactoryReset, FailingParameterIsReportedAndTheResetGoesOn)
     EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
 }
 
-TEST_F(FactoryReset, WithARunningThreadDoesNotDeadlock)
-{
-    startThread();
-    ASSERT_TRUE(clock_->waitForSleepers(1, std::chrono::seconds(30)));
-    EXPECT_TRUE(c().resetParameters());
-    ASSERT_TRUE(threadTurn());
-    EXPECT_EQ(0, current());
-}
-
-TEST_F(FactoryReset, CanBeRepeated)
+TEST_F(FactoryReset, LeavesTheThreadRunningAndCanBeRepeated)
 {
     for (int i = 0; i < 3; ++i)
     {
@@ -344,14 +281,14 @@ TEST_F(FactoryReset, OtherCallsWaitForItsEnd)
 {
     setValue(0, KEY_BRIGHTNESS, 10);
     int value = -1;
-    std::unique_ptr<support::WaitingCall> asking;
+    std::unique_ptr<WaitingCall> asking;
     std::atomic<bool> once{false};
-    service_.onCall([&](const support::ServiceCall&) {
+    service_.onCall([&](const ServiceCall&) {
         if (once.exchange(true))
         {
             return;
         }
-        asking = std::make_unique<support::WaitingCall>([&] { c().getParameter(KEY_SATURATION, value); });
+        asking = std::make_unique<WaitingCall>([&] { c().getParameter(KEY_SATURATION, value); });
         EXPECT_TRUE(asking->waitsFor(ControllerProbe::mutex(c())));
     });
     reset();

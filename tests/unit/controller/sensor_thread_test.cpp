@@ -1,28 +1,12 @@
 #include "tests/support/ControllerFixture.h"
 
-using support::kController;
-using support::kInitialisedBit;
-using support::kReloadBit;
-using support::kResetBit;
-using support::kSwitchingBit;
-using support::outputOf;
-using support::Sent;
-using support::setDebug;
-using support::timesSaid;
-using support::traced;
+using namespace support;
 
 namespace {
 
 constexpr u32 kDayNightState = 153;
 
-class SensorThread : public support::ControllerFixture
-{
-protected:
-    void turn() { EXPECT_EQ(0, c().sensorThread()); }
-
-    int last() { return ControllerProbe::lastScheme(c()); }
-    int lastSchedule() { return ControllerProbe::lastSchedule(c()); }
-};
+using SensorThread = ControllerFixture;
 
 TEST_F(SensorThread, TurnPausesOneSecond)
 {
@@ -118,7 +102,7 @@ TEST_F(SensorThread, OtherBitsDoNotKeepTheTurnFromSwitching)
 {
     bringUp();
     setTime(20, 0);
-    setFlags(support::kInitialisingBit | support::kStoppingBit | kInitialisedBit);
+    setFlags(kInitialisingBit | kStoppingBit | kInitialisedBit);
     turn();
     EXPECT_EQ(3, current());
     setFlags(kInitialisedBit);
@@ -191,22 +175,6 @@ TEST_F(SensorThread, NoTurnBeginsAfterStop)
 }
 
 // ---- day/night state -------------------------------------------------------------------------------------------
-
-TEST_F(SensorThread, DayNightStateIsReadFromTheService)
-{
-    bringUp();
-    service_.answerValue(kDayNightState, 1, 1);
-    int mode = 0;
-    EXPECT_TRUE(c().getDNMode(mode));
-    EXPECT_EQ(1, mode);
-    ASSERT_EQ(1U, service_.calls().size());
-    EXPECT_EQ(153U, service_.calls()[0].cmd);
-    EXPECT_EQ(1, service_.calls()[0].opt);
-    service_.answerStatus(kDayNightState, 1, -1);
-    mode = 5;
-    EXPECT_FALSE(c().getDNMode(mode));
-    EXPECT_EQ(5, mode);
-}
 
 TEST_F(SensorThread, FailedDayNightReadingDoesNotReachTheCaller)
 {

@@ -5,17 +5,11 @@
 #include "GThread.h"
 #include "keycmd.h"
 
-using support::asserted;
-using support::kController;
-using support::kInitialisedBit;
-using support::kStoppingBit;
-using support::outputOf;
+using namespace support;
 
 namespace {
 
-class ShutDown : public support::StartUpFixture
-{
-};
+using ShutDown = StartUpFixture;
 
 TEST_F(ShutDown, UninitReleasesAndResets)
 {
@@ -96,7 +90,7 @@ TEST_F(ShutDown, SensorStatusIsFalseDuringALaterInit)
     c().uinit();
     EXPECT_TRUE(c().getSensorStatus());
     std::vector<bool> status;
-    service_.onCall([&](const support::ServiceCall&) { status.push_back(c().getSensorStatus()); });
+    service_.onCall([&](const ServiceCall&) { status.push_back(c().getSensorStatus()); });
     EXPECT_TRUE(initialise());
     stopThread();
     EXPECT_THAT(status, testing::AllOf(testing::Not(testing::IsEmpty()), testing::Each(false)));
@@ -111,14 +105,14 @@ TEST_F(ShutDown, StoppingBitIsUpWhileTheLastTurnEnds)
     setTime(20, 0);
     std::atomic<bool> inTurn{false};
     std::atomic<bool> seen{false};
-    service_.onCall([&](const support::ServiceCall&) {
+    service_.onCall([&](const ServiceCall&) {
         inTurn = true;
-        seen = support::eventually([&] { return (flags() & kStoppingBit) != 0; });
+        seen = eventually([&] { return (flags() & kStoppingBit) != 0; });
     });
     startThread();
     ASSERT_TRUE(clock_->waitForSleepers(1, 30s));
     clock_->advance(1s);
-    ASSERT_TRUE(support::eventually([&] { return inTurn.load(); }));
+    ASSERT_TRUE(eventually([&] { return inTurn.load(); }));
     c().uinit();
     initialised_ = false;
     EXPECT_TRUE(seen);
@@ -144,12 +138,12 @@ TEST_F(ShutDown, ThreadThatCannotBeStoppedIsReportedAndTheReleaseContinues)
     Probe::sensorThread(c()) = &self;
     const std::string output = outputOf([&] {
         self.start();
-        EXPECT_TRUE(support::eventually([&] { return done.load(); }));
+        EXPECT_TRUE(eventually([&] { return done.load(); }));
         self.stop();
     });
     Probe::sensorThread(c()) = own;
     initialised_ = false;
-    EXPECT_TRUE(support::saysOnly(output, asserted(kController, "uinit", "m_pSensorThread->stop()")));
+    EXPECT_TRUE(saysOnly(output, asserted(kController, "uinit", "m_pSensorThread->stop()")));
     EXPECT_EQ(nullptr, Probe::userKeyVal(c()));
     EXPECT_EQ(kInitialisedBit, flags());
 }

@@ -1,15 +1,10 @@
 #include "tests/unit/controller/StartUpFixture.h"
 
-using support::readFile;
-using support::recordsOf;
-using support::schemeFile;
-using support::writeFile;
+using namespace support;
 
 namespace {
 
-class StartUpPlate : public support::StartUpFixture
-{
-};
+using StartUpPlate = StartUpFixture;
 
 TEST_F(StartUpPlate, PlateCameraIsTheDeviceTypeWithoutAnInfraredVariant)
 {
@@ -34,7 +29,7 @@ TEST_F(StartUpPlate, PlateCameraIsTheDeviceTypeWithoutAnInfraredVariant)
              Case{9, "(max_scheme=3)", false},
          })
     {
-        support::wipeTree();
+        wipeTree();
         useDevice(tried.type, tried.detail);
         initOutput();
         EXPECT_EQ(tried.lpr, Probe::lpr(c())) << tried.type << " " << tried.detail;
@@ -55,7 +50,7 @@ TEST_F(StartUpPlate, PlateCameraStaysOneWhateverALaterInitFinds)
                               Case{8, "(max_scheme=3)(isInfrared=1)"}, Case{4, "(max_scheme=3)(isInfrared=1)"}})
     {
         c().uinit();
-        support::wipeTree();
+        wipeTree();
         useDevice(tried.type, tried.detail);
         EXPECT_TRUE(initialise());
         stopThread();
@@ -109,7 +104,7 @@ TEST_F(StartUpPlate, PlateCameraOfAHundredParametersUsesAllTheRoomAndNotMore)
     initOutput();
     ASSERT_EQ(100U, Probe::keyValSum(c()));
     EXPECT_EQ(recordsOf(readFile(schemeFile(0))), recordsOf(readFile(schemeFile(1))));
-    support::outputOf([this] { c().LPR_switch_to(3); });  // AddressSanitizer finds nothing behind the last record
+    outputOf([this] { c().LPR_switch_to(3); });  // AddressSanitizer finds nothing behind the last record
     EXPECT_EQ(1094U, Probe::keyValBuf(c())[99].value);
 }
 
@@ -123,20 +118,12 @@ TEST_F(StartUpPlate, OnlyTheFirstRecordOfANightKeyIsChanged)
     EXPECT_EQ(5U, stored[6].value);
 }
 
-TEST_F(StartUpPlate, InfraredVariantOfAPlateCameraIsAnOrdinaryCamera)
-{
-    useDevice(8, "(max_scheme=3)(isInfrared=0)");
-    initOutput();
-    EXPECT_EQ(1U, storedValue(0, KEY_SCHEME_ENABLE));
-    EXPECT_EQ(1U, storedValue(1, KEY_DN_MODE));
-}
-
 TEST_F(StartUpPlate, PlateCameraWithItsFileKeepsIt)
 {
     useDevice(8, "(max_scheme=3)");
     initOutput();
     setValue(1, KEY_MAX_SHUTTER, 7);
-    writeFile(schemeFile(1), support::bytesOf(scheme(1)));
+    writeFile(schemeFile(1), bytesOf(scheme(1)));
     initOutput();
     EXPECT_EQ(7U, valueOf(1, KEY_MAX_SHUTTER));
 }

@@ -4,37 +4,24 @@
 
 #include "keycmd.h"
 
-using support::asserted;
-using support::kController;
-using support::kInitialisedBit;
-using support::kInitialisingBit;
-using support::outputOf;
-using support::plain;
-using support::readFile;
-using support::says;
-using support::schemeFile;
-using support::setDebug;
-using support::timesSaid;
-using support::writeFile;
+using namespace support;
 
 namespace {
 
-class StartUp : public support::StartUpFixture
-{
-};
+using StartUp = StartUpFixture;
 
 TEST_F(StartUp, FirstStartPrintsNothingAtTheUsualLevel)
 {
     EXPECT_EQ("", initOutput());
-    EXPECT_FALSE(support::fileExists(support::kErrorLogFile));
+    EXPECT_FALSE(fileExists(kErrorLogFile));
 }
 
 TEST_F(StartUp, FirstStartMakesSchemeFilesAndVersionFile)
 {
     initOutput();
     EXPECT_EQ((std::vector<std::string>{"sensor0.cfg", "sensor1.cfg", "sensor2.cfg", "snsversion.cfg"}),
-              support::filesIn(support::kConfigFolder));
-    EXPECT_EQ(std::string("\x08\0\0\0", 4), readFile(support::kVersionFile));
+              filesIn(kConfigFolder));
+    EXPECT_EQ(std::string("\x08\0\0\0", 4), readFile(kVersionFile));
 }
 
 TEST_F(StartUp, FirstStartSetsAllMembers)
@@ -66,11 +53,11 @@ TEST_F(StartUp, RecordsStandInTheOrderOfTheStyle)
 {
     initOutput();
     std::vector<KeyVal> expected;
-    for (const support::Parameter& parameter : files_.schedule)
+    for (const Parameter& parameter : files_.schedule)
     {
         expected.push_back({static_cast<u32>(parameter.id), static_cast<u32>(parameter.value)});
     }
-    for (const support::Parameter& parameter : files_.parameters)
+    for (const Parameter& parameter : files_.parameters)
     {
         expected.push_back({static_cast<u32>(parameter.id), static_cast<u32>(parameter.value)});
     }
@@ -113,7 +100,7 @@ TEST_F(StartUp, FirstTurnPausesOneSecondOnTheCallingThread)
     const host::Span before = clock_->monotonic();
     initOutput();
     EXPECT_EQ(std::chrono::seconds(1), clock_->monotonic() - before);
-    for (const support::ServiceCall& call : service_.calls())
+    for (const ServiceCall& call : service_.calls())
     {
         EXPECT_EQ(std::this_thread::get_id(), call.thread);
     }
@@ -129,7 +116,7 @@ TEST_F(StartUp, OutsideEveryWindowTheDefaultSchemeComesUp)
 TEST_F(StartUp, InitialisingBitIsUpDuringInitAndInitialisedBitAfterIt)
 {
     std::vector<unsigned char> seen;
-    service_.onCall([&](const support::ServiceCall&) { seen.push_back(flags()); });
+    service_.onCall([&](const ServiceCall&) { seen.push_back(flags()); });
     initOutput();
     ASSERT_FALSE(seen.empty());
     for (const unsigned char bits : seen)
@@ -139,17 +126,11 @@ TEST_F(StartUp, InitialisingBitIsUpDuringInitAndInitialisedBitAfterIt)
     EXPECT_EQ(kInitialisedBit, flags());
 }
 
-TEST_F(StartUp, ThreadRunsAfterInit)
-{
-    bringUpRunning();
-    EXPECT_TRUE(threadTurn());
-}
-
 TEST_F(StartUp, ExistingFileIsTrusted)
 {
     initOutput();
     setValue(1, KEY_BRIGHTNESS, 70);
-    writeFile(schemeFile(1), support::bytesOf(scheme(1)));
+    writeFile(schemeFile(1), bytesOf(scheme(1)));
     initOutput();
     EXPECT_EQ(70U, valueOf(1, KEY_BRIGHTNESS));
     EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
@@ -159,8 +140,8 @@ TEST_F(StartUp, MissingFileIsMadeAgainFromTheFactoryValues)
 {
     initOutput();
     setValue(1, KEY_BRIGHTNESS, 70);
-    writeFile(schemeFile(1), support::bytesOf(scheme(1)));
-    support::removeFile(schemeFile(2));
+    writeFile(schemeFile(1), bytesOf(scheme(1)));
+    removeFile(schemeFile(2));
     initOutput();
     EXPECT_EQ(70U, storedValue(1, KEY_BRIGHTNESS));
     EXPECT_EQ(50U, storedValue(2, KEY_BRIGHTNESS));
@@ -192,7 +173,7 @@ TEST_F(StartUp, LongerFileLoadsItsFirstRecords)
 
 TEST_F(StartUp, CountAndSuccessArePrintedAboveLevelFive)
 {
-    writeFile(support::kVersionFile, std::string("\x08\0\0\0", 4));
+    writeFile(kVersionFile, std::string("\x08\0\0\0", 4));
     setDebug(6);
     const std::string output = initOutput();
     EXPECT_EQ(1, timesSaid(output, plain("m_nKeyValNum(29)\n")));
@@ -225,21 +206,12 @@ TEST_F(StartUp, WithoutSchemesThereIsTheFactoryEntryTheMapAndTheThread)
 {
     detail_ = "(max_scheme=0)";
     bringUpRunning();
-    EXPECT_EQ((std::vector<std::string>{"snsversion.cfg"}), support::filesIn(support::kConfigFolder));
+    EXPECT_EQ((std::vector<std::string>{"snsversion.cfg"}), filesIn(kConfigFolder));
     EXPECT_EQ(Probe::fctKeyVal(c()), Probe::userKeyVal(c())[0]);
     EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
     EXPECT_EQ(87U, g_nKeyCmdNum);
     EXPECT_EQ(0, current());
     EXPECT_TRUE(threadTurn());
-}
-
-TEST_F(StartUp, WithoutDetailThereAreFourSchemes)
-{
-    detail_ = "(other=1)";
-    initOutput();
-    EXPECT_EQ(4U, g_stSysConf.nSchemeSum);
-    EXPECT_TRUE(support::fileExists(schemeFile(3)));
-    EXPECT_FALSE(support::fileExists(schemeFile(4)));
 }
 
 TEST_F(StartUp, StyleOfMoreThanAHundredParametersIsCutAndComesUp)
@@ -275,26 +247,11 @@ TEST_F(StartUp, EmptyStyleComesUpWithoutParameters)
 
 TEST_F(StartUp, WithoutAnyFileReportsAndComesUp)
 {
-    support::wipeTree();
+    wipeTree();
     const std::string output = initOutput();
     EXPECT_TRUE(says(output, "SystemInfoParser::parseMachineInfo"));
     EXPECT_EQ(kInitialisedBit, flags());
     EXPECT_EQ(0U, Probe::keyValSum(c()));
-}
-
-TEST_F(StartUp, OverlongHostTextsAreCutAndTerminated)
-{
-    detail_ = "(max_scheme=2)" + std::string(5000, 'd');
-    construct();
-    ModuleConfigure configure = configuration();
-    configure.setParameters(std::string(5000, 'p'));
-    initialised_ = true;
-    EXPECT_TRUE(c().init(configure));
-    stopThread();
-    EXPECT_EQ(detail_.substr(0, 511), g_stSysConf.moduleConfig.szDetail);
-    EXPECT_EQ(std::string(255, 'p'), g_stSysConf.moduleConfig.szParameters);
-    EXPECT_EQ(2U, g_stSysConf.nSchemeSum);
-    EXPECT_EQ(0, current());
 }
 
 TEST_F(StartUp, DocumentsWithoutARootComeUpWithoutParameters)

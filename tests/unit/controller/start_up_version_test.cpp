@@ -1,30 +1,11 @@
 #include "tests/unit/controller/ShellCommands.h"
 #include "tests/unit/controller/StartUpFixture.h"
 
-using support::asserted;
-using support::kController;
-using support::kInitialisedBit;
-using support::readFile;
-using support::says;
-using support::setDebug;
-using support::timesSaid;
-using support::traced;
-using support::writeFile;
+using namespace support;
 
 namespace {
 
-class StartUpVersion : public support::StartUpFixture
-{
-};
-
-TEST_F(StartUpVersion, VersionEightKeepsTheSchemeFiles)
-{
-    initOutput();
-    c().setParameter(KEY_BRIGHTNESS, 60, true);
-    c().flush();
-    initOutput();
-    EXPECT_EQ(60U, valueOf(0, KEY_BRIGHTNESS));
-}
+using StartUpVersion = StartUpFixture;
 
 TEST_F(StartUpVersion, OtherVersionOrNoneRemovesTheSchemeFilesAndMakesThemAgain)
 {
@@ -35,15 +16,15 @@ TEST_F(StartUpVersion, OtherVersionOrNoneRemovesTheSchemeFilesAndMakesThemAgain)
         c().setParameter(KEY_BRIGHTNESS, 60, true);
         c().flush();
         bringDown();
-        writeFile(support::kVersionFile, version);
+        writeFile(kVersionFile, version);
         initOutput();
         EXPECT_EQ(50U, valueOf(0, KEY_BRIGHTNESS));
         EXPECT_EQ(50U, storedValue(0, KEY_BRIGHTNESS));
-        EXPECT_EQ(std::string("\x08\0\0\0", 4), readFile(support::kVersionFile));
+        EXPECT_EQ(std::string("\x08\0\0\0", 4), readFile(kVersionFile));
     }
-    support::removeFile(support::kVersionFile);
+    removeFile(kVersionFile);
     initOutput();
-    EXPECT_EQ(std::string("\x08\0\0\0", 4), readFile(support::kVersionFile));
+    EXPECT_EQ(std::string("\x08\0\0\0", 4), readFile(kVersionFile));
 }
 
 TEST_F(StartUpVersion, OtherVersionRemovesEverySensorFileBelowEveryConfigFolderAndNothingElse)
@@ -55,31 +36,31 @@ TEST_F(StartUpVersion, OtherVersionRemovesEverySensorFileBelowEveryConfigFolderA
     writeFile("/mnt/mtd/code/config/mysensor", "x");
     writeFile("/mnt/mtd/code/myconfig/sensor0.cfg", "x");
     initOutput();
-    EXPECT_FALSE(support::fileExists("/mnt/mtd/code/config_file/sensor9.cfg"));
-    EXPECT_TRUE(support::fileExists("/mnt/mtd/code/config_file/other.cfg"));
-    EXPECT_FALSE(support::fileExists("/mnt/mtd/code/config_old/sensor.txt"));
-    EXPECT_FALSE(support::fileExists("/mnt/mtd/code/config/sensors"));
-    EXPECT_TRUE(support::fileExists("/mnt/mtd/code/config/mysensor"));
-    EXPECT_TRUE(support::fileExists("/mnt/mtd/code/myconfig/sensor0.cfg"));
+    EXPECT_FALSE(fileExists("/mnt/mtd/code/config_file/sensor9.cfg"));
+    EXPECT_TRUE(fileExists("/mnt/mtd/code/config_file/other.cfg"));
+    EXPECT_FALSE(fileExists("/mnt/mtd/code/config_old/sensor.txt"));
+    EXPECT_FALSE(fileExists("/mnt/mtd/code/config/sensors"));
+    EXPECT_TRUE(fileExists("/mnt/mtd/code/config/mysensor"));
+    EXPECT_TRUE(fileExists("/mnt/mtd/code/myconfig/sensor0.cfg"));
 }
 
 TEST_F(StartUpVersion, RemovalIsOneShellCommandOfAtMostThirtySeconds)
 {
-    support::forgetShellCommands();
+    forgetShellCommands();
     initOutput();
-    ASSERT_EQ(1U, support::shellCommands().size());
-    EXPECT_EQ("rm -rf /mnt/mtd/code/config*/sensor*", support::shellCommands()[0].text);
-    EXPECT_EQ(30, support::shellCommands()[0].limitSeconds);
+    ASSERT_EQ(1U, shellCommands().size());
+    EXPECT_EQ("rm -rf /mnt/mtd/code/config*/sensor*", shellCommands()[0].text);
+    EXPECT_EQ(30, shellCommands()[0].limitSeconds);
 }
 
 TEST_F(StartUpVersion, VersionEightRemovesNothing)
 {
-    writeFile(support::kVersionFile, std::string("\x08\0\0\0", 4));
+    writeFile(kVersionFile, std::string("\x08\0\0\0", 4));
     writeFile("/mnt/mtd/code/config_old/sensor.txt", "x");
-    support::forgetShellCommands();
+    forgetShellCommands();
     initOutput();
-    EXPECT_TRUE(support::fileExists("/mnt/mtd/code/config_old/sensor.txt"));
-    EXPECT_TRUE(support::shellCommands().empty());
+    EXPECT_TRUE(fileExists("/mnt/mtd/code/config_old/sensor.txt"));
+    EXPECT_TRUE(shellCommands().empty());
 }
 
 const char kVersionExpression[] = "check the sensor version,   local(7) --> libsensordll.so(8), source the cmd: rm -rf "
@@ -87,13 +68,13 @@ const char kVersionExpression[] = "check the sensor version,   local(7) --> libs
 
 TEST_F(StartUpVersion, OtherVersionWarnsAboveLevelThree)
 {
-    writeFile(support::kVersionFile, std::string("\x07\0\0\0", 4));
+    writeFile(kVersionFile, std::string("\x07\0\0\0", 4));
     setDebug(3);
     EXPECT_EQ("", initOutput());
-    writeFile(support::kVersionFile, std::string("\x07\0\0\0", 4));
+    writeFile(kVersionFile, std::string("\x07\0\0\0", 4));
     setDebug(4);
-    EXPECT_TRUE(support::saysOnly(initOutput(), traced("warn", kController, "init", kVersionExpression)));
-    const auto records = support::errorLog();
+    EXPECT_TRUE(saysOnly(initOutput(), traced("warn", kController, "init", kVersionExpression)));
+    const auto records = errorLog();
     ASSERT_EQ(2U, records.size());
     EXPECT_EQ("[sensor warn]", records[0].prefix);
     EXPECT_EQ("[sensor warn]", records[1].prefix);
@@ -109,14 +90,14 @@ TEST_F(StartUpVersion, MissingVersionWarnsWithZero)
 
 TEST_F(StartUpVersion, KnownVersionDoesNotWarn)
 {
-    writeFile(support::kVersionFile, std::string("\x08\0\0\0", 4));
+    writeFile(kVersionFile, std::string("\x08\0\0\0", 4));
     setDebug(4);
     EXPECT_EQ("", initOutput());
 }
 
 TEST_F(StartUpVersion, VersionThatCannotBeStoredIsReportedAndInitGoesOn)
 {
-    writeFile(std::string(support::kVersionFile) + "/inside", "");
+    writeFile(std::string(kVersionFile) + "/inside", "");
     const std::string output = initOutput();
     EXPECT_TRUE(
         says(output, asserted(kController, "init", "SNS_SUCCESS == setVersion(m_nVersion)", "m_nVersion(8)\n")));

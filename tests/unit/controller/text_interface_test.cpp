@@ -1,26 +1,12 @@
 #include "tests/support/ControllerFixture.h"
 
-using support::asserted;
-using support::kController;
-using support::outputOf;
-using support::plain;
-using support::says;
-using support::saysOnly;
-using support::Sent;
-using support::setDebug;
+using namespace support;
 
 namespace {
 
-class TextInterface : public support::ControllerFixture
+class TextInterface : public UpFixture
 {
 protected:
-    void SetUp() override
-    {
-        ControllerFixture::SetUp();
-        bringUp();
-        ASSERT_EQ(0, current());
-    }
-
     std::string pairsOf(int index)
     {
         std::string text;

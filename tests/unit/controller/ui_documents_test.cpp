@@ -1,16 +1,10 @@
 #include "tests/support/ControllerFixture.h"
 
-using support::kController;
-using support::outputOf;
-using support::says;
-using support::saysOnly;
-using support::setDebug;
-using support::timesSaid;
-using support::traced;
+using namespace support;
 
 namespace {
 
-class UiDocuments : public support::ControllerFixture
+class UiDocuments : public ControllerFixture
 {
 protected:
     void SetUp() override
@@ -76,14 +70,6 @@ TEST_F(UiDocuments, StyleIsAdaptedAnewOnEveryCall)
     EXPECT_EQ(0, timesSaid(style, "index=\"2\""));
 }
 
-TEST_F(UiDocuments, StyleWithoutDynamicCommandsIsTheMergedOne)
-{
-    setshowWDRFalg(false);
-    const std::string style = c().getUIStyleFile();
-    EXPECT_TRUE(says(style, "<Combo id=\"2305\" value=\"9\">"));
-    EXPECT_TRUE(says(style, "<Hidden id=\"0\" />"));
-}
-
 TEST_F(UiDocuments, HiddenElementIsRemovedWhileWideDynamicRangeIsOffered)
 {
     EXPECT_EQ(0, timesSaid(c().getUIStyleFile(), "Hidden"));
@@ -99,40 +85,6 @@ TEST_F(UiDocuments, StyleIsPrintedWithTheInformationHeaderAboveLevelSix)
     std::string style;
     const std::string output = outputOf([&] { style = c().getUIStyleFile(); });
     EXPECT_EQ(1, timesSaid(output, traced("info", kController, "getUIStyleFile", style + "\n")));
-}
-
-TEST_F(UiDocuments, MoreThanSixteenDynamicCommandsReadNothingBeyondTheList)
-{
-    std::vector<u32> commands;
-    for (u32 i = 0; i < 30; ++i)
-    {
-        commands.push_back(9000 + i);
-    }
-    service_.setDynamicCommands(commands);
-    c().getUIStyleFile();
-    EXPECT_EQ(16U, service_.sent(IA_CMD_OPT_GET_PARAM_RNAGE).size());
-    std::string text;
-    outputOf([&] { EXPECT_TRUE(c().getAllParameters(text)); });
-}
-
-TEST_F(UiDocuments, MoreThanSixtyFourAllowedValuesReadNothingBeyondTheList)
-{
-    std::vector<int> items(200, 0);
-    service_.setDynamicCommands({IA_CMD_2D_NR_MODE});
-    service_.setAllowedValues(IA_CMD_2D_NR_MODE, 0, items);
-    const std::string style = c().getUIStyleFile();
-    EXPECT_TRUE(says(style, "<Item index=\"0\" />"));
-    EXPECT_EQ(0, timesSaid(style, "index=\"1\""));
-}
-
-TEST_F(UiDocuments, NegativeCountsAreEmptyLists)
-{
-    service_.answer(IA_CMD_DYNAMIC_PARAMS_CMDS_GET, IA_CMD_OPT_GET, [](u32, int, void* data) {
-        static_cast<ia_dynamic_params_cmds_st*>(data)->cmd_cnt = -5;
-        return 0;
-    });
-    c().getUIStyleFile();
-    EXPECT_TRUE(service_.sent(IA_CMD_OPT_GET_PARAM_RNAGE).empty());
 }
 
 TEST_F(UiDocuments, TextsAreChosenByLanguage)

@@ -15,17 +15,14 @@
 #include "tests/unit/diag/MarkerReads.h"
 
 using diag_tests::MarkerReads;
-using support::setDebug;
-using support::writeFile;
+using namespace support;
 
 namespace {
 
 const int kLevelAtStart = g_nDebugLevel;
 const bool kAssertAtStart = g_bEnAssert;
 
-class DebugMarker : public support::PrivateTreeTest
-{
-};
+using DebugMarker = PrivateTreeTest;
 
 TEST_F(DebugMarker, TheGlobalsStartAtLevelOneWithAssertionsOff)
 {
@@ -37,7 +34,7 @@ TEST_F(DebugMarker, WithoutTheFileTheLevelIsOneAndAssertionsAreOff)
 {
     setDebug(7, 1);
     updateDebugLevel();
-    support::removeDebug();
+    removeDebug();
     updateDebugLevel();
     EXPECT_EQ(1, g_nDebugLevel);
     EXPECT_FALSE(g_bEnAssert);
@@ -56,13 +53,13 @@ void PrintTo(const MarkerText& marker, std::ostream* stream)
     *stream << marker.name;
 }
 
-class DebugMarkerText : public support::PrivateTreeTest, public testing::WithParamInterface<MarkerText>
+class DebugMarkerText : public PrivateTreeTest, public testing::WithParamInterface<MarkerText>
 {
 };
 
 TEST_P(DebugMarkerText, IsReadAsTwoDecimals)
 {
-    writeFile(support::kDebugMarkerFile, GetParam().text);
+    writeFile(kDebugMarkerFile, GetParam().text);
     updateDebugLevel();
     EXPECT_EQ(GetParam().level, g_nDebugLevel);
     EXPECT_EQ(GetParam().assertion, g_bEnAssert);
@@ -85,15 +82,15 @@ INSTANTIATE_TEST_SUITE_P(
         MarkerText{"NumbersBeyond32Bits", "4294967303\n4294967296\n", INT_MAX, true},
         MarkerText{"NumbersBeyond64Bits", "-18446744073709551617\n18446744073709551616\n", INT_MIN, true},
         MarkerText{"ThirdLineIsNotRead", "3\n0\n1\n", 3, false}),
-    support::ByName());
+    ByName());
 
 TEST_F(DebugMarker, AFileThatCannotBeOpenedChangesNothing)
 {
     setDebug(6, 1);
     updateDebugLevel();
-    support::removeDebug();
+    removeDebug();
     // It exists, and it cannot be opened by anybody.
-    support::writeFile(std::string(support::kDebugMarkerFile) + "/inside", "");
+    writeFile(std::string(kDebugMarkerFile) + "/inside", "");
     updateDebugLevel();
     EXPECT_EQ(6, g_nDebugLevel);
     EXPECT_TRUE(g_bEnAssert);
@@ -125,7 +122,7 @@ TEST_F(DebugMarker, LevelAndSwitchAreOfOneMomentHoweverTheFileIsRewrittenMeanwhi
     {
         for (const MarkerText& second : kMoments)
         {
-            support::writeFile(support::kDebugMarkerFile, "5\n0\n");
+            writeFile(kDebugMarkerFile, "5\n0\n");
             const MarkerReads reads({first.text, second.text, second.text});
             updateDebugLevel();
             EXPECT_EQ(g_nDebugLevel, first.level) << first.name << ", then " << second.name;
@@ -138,7 +135,7 @@ TEST_F(DebugMarker, LevelAndSwitchAreOfOneMomentHoweverTheFileIsRewrittenMeanwhi
 TEST_F(DebugMarker, SeveralWritersOfALevelNeverTurnTheSwitchOn)
 {
     constexpr int kReads = 5000;
-    support::writeFile(support::kDebugMarkerFile, "3\n");
+    writeFile(kDebugMarkerFile, "3\n");
     std::atomic<bool> done{false};
     std::vector<std::thread> writers;
     for (int writer = 0; writer < 3; ++writer)
@@ -146,7 +143,7 @@ TEST_F(DebugMarker, SeveralWritersOfALevelNeverTurnTheSwitchOn)
         writers.emplace_back([&] {
             while (!done)
             {
-                const int handle = open(support::kDebugMarkerFile, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+                const int handle = open(kDebugMarkerFile, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
                 EXPECT_EQ(write(handle, "3\n", 2), 2);
                 close(handle);
             }
@@ -175,7 +172,7 @@ TEST_F(DebugMarker, NothingIsReadBehindTheFirstKibibyte)
     for (const std::string& text :
          {"6" + blanks + "\n1\n", "6" + std::string(50000000, 'x') + "\n1\n", "6\n" + blanks + "1\n"})
     {
-        support::writeFile(support::kDebugMarkerFile, text);
+        writeFile(kDebugMarkerFile, text);
         const MarkerReads reads;
         updateDebugLevel();
         EXPECT_EQ(g_nDebugLevel, 6);
@@ -187,10 +184,10 @@ TEST_F(DebugMarker, NothingIsReadBehindTheFirstKibibyte)
 
 TEST_F(DebugMarker, TheLastByteOfTheFirstKibibyteCounts)
 {
-    support::writeFile(support::kDebugMarkerFile, "6\n" + std::string(kBytesMax - 3, ' ') + "1");
+    writeFile(kDebugMarkerFile, "6\n" + std::string(kBytesMax - 3, ' ') + "1");
     updateDebugLevel();
     EXPECT_TRUE(g_bEnAssert);
-    support::writeFile(support::kDebugMarkerFile, std::string(kBytesMax - 1, ' ') + "7\n1\n");
+    writeFile(kDebugMarkerFile, std::string(kBytesMax - 1, ' ') + "7\n1\n");
     updateDebugLevel();
     EXPECT_EQ(g_nDebugLevel, 7);
     EXPECT_FALSE(g_bEnAssert);
@@ -198,8 +195,8 @@ TEST_F(DebugMarker, TheLastByteOfTheFirstKibibyteCounts)
 
 TEST_F(DebugMarker, AHoleOfGigabytesIsNotReadThrough)
 {
-    support::writeFile(support::kDebugMarkerFile, "");
-    std::filesystem::resize_file(support::kDebugMarkerFile, 4LL << 30);
+    writeFile(kDebugMarkerFile, "");
+    std::filesystem::resize_file(kDebugMarkerFile, 4LL << 30);
     const MarkerReads reads;
     updateDebugLevel();
     EXPECT_EQ(g_nDebugLevel, 0);
@@ -211,16 +208,16 @@ TEST_F(DebugMarker, WhatIsNoFileIsNotReadAndChangesNothing)
 {
     setDebug(6, 1);
     updateDebugLevel();
-    support::removeDebug();
+    removeDebug();
     for (const char* device : {"/dev/zero", "/dev/urandom"})
     {
-        ASSERT_EQ(symlink(device, support::kDebugMarkerFile), 0);
+        ASSERT_EQ(symlink(device, kDebugMarkerFile), 0);
         const MarkerReads reads;
         updateDebugLevel();
         EXPECT_EQ(reads.calls(), 0);
-        support::removeDebug();
+        removeDebug();
     }
-    ASSERT_EQ(mkfifo(support::kDebugMarkerFile, 0600), 0);
+    ASSERT_EQ(mkfifo(kDebugMarkerFile, 0600), 0);
     updateDebugLevel();
     EXPECT_EQ(g_nDebugLevel, 6);
     EXPECT_TRUE(g_bEnAssert);

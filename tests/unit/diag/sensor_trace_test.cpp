@@ -12,14 +12,7 @@
 #include "tests/support/Reports.h"
 #include "tests/support/TestName.h"
 
-using support::asserted;
-using support::errorLog;
-using support::outputOf;
-using support::plain;
-using support::saysOnly;
-using support::setDebug;
-using support::timesSaid;
-using support::traced;
+using namespace support;
 
 namespace {
 
@@ -39,7 +32,7 @@ void PrintTo(const KindCase& kind, std::ostream* stream)
     *stream << kind.name;
 }
 
-class TraceKind : public support::PrivateTreeTest, public testing::WithParamInterface<KindCase>
+class TraceKind : public PrivateTreeTest, public testing::WithParamInterface<KindCase>
 {
 protected:
     std::string expected(const std::string& body) const { return std::string(GetParam().colour) + body + "\033[0m"; }
@@ -79,7 +72,7 @@ TEST_P(TraceKind, WritesNoLogRecord)
         diag::trace(GetParam().kind, kPlace, "text\n");
         diag::tracePlain(GetParam().kind, "text\n");
     });
-    EXPECT_FALSE(support::fileExists(support::kErrorLogFile));
+    EXPECT_FALSE(fileExists(kErrorLogFile));
 }
 
 constexpr char kWhite[] = "\033[0m\033[0m";
@@ -91,11 +84,18 @@ INSTANTIATE_TEST_SUITE_P(Kinds, TraceKind,
                                          KindCase{"Error", diag::Kind::error, "[sensor err]", 6, kWhite},
                                          KindCase{"Debug", diag::Kind::debug, "[sensor dbg]", 6, kWhite},
                                          KindCase{"Information", diag::Kind::information, "[sensor info]", 7, kWhite}),
-                         support::ByName());
+                         ByName());
 
-class Trace : public support::PrivateTreeTest
+using Trace = PrivateTreeTest;
+
+void sayOneOfEach()
 {
-};
+    diag::trace(diag::Kind::information, kPlace, "i\n");
+    diag::trace(diag::Kind::debug, kPlace, "d\n");
+    diag::trace(diag::Kind::error, kPlace, "e\n");
+    diag::warn(kPlace, "w\n");
+    diag::reportUnless(false, kPlace, "a");
+}
 
 TEST_F(Trace, InformationInMagentaHasColour35)
 {
@@ -121,13 +121,7 @@ TEST_F(Trace, PlaceOfTheCallNamesUnitFunctionAndLine)
 TEST_F(Trace, LevelSevenWithoutAssertionSwitchPrintsEveryKindAndEndsNothing)
 {
     setDebug(7);
-    const std::string output = outputOf([] {
-        diag::trace(diag::Kind::information, kPlace, "i\n");
-        diag::trace(diag::Kind::debug, kPlace, "d\n");
-        diag::trace(diag::Kind::error, kPlace, "e\n");
-        diag::warn(kPlace, "w\n");
-        diag::reportUnless(false, kPlace, "a");
-    });
+    const std::string output = outputOf(sayOneOfEach);
     EXPECT_EQ(traced("info", "SensorFile", "loadFromFile", "i\n", "27") +
                   traced("dbg", "SensorFile", "loadFromFile", "d\n", "27") +
                   traced("err", "SensorFile", "loadFromFile", "e\n", "27") +
@@ -138,13 +132,7 @@ TEST_F(Trace, LevelSevenWithoutAssertionSwitchPrintsEveryKindAndEndsNothing)
 
 TEST_F(Trace, WithoutMarkerFileOnlyAssertionReportsPrintAndLog)
 {
-    const std::string output = outputOf([] {
-        diag::trace(diag::Kind::information, kPlace, "i\n");
-        diag::trace(diag::Kind::debug, kPlace, "d\n");
-        diag::trace(diag::Kind::error, kPlace, "e\n");
-        diag::warn(kPlace, "w\n");
-        diag::reportUnless(false, kPlace, "a");
-    });
+    const std::string output = outputOf(sayOneOfEach);
     EXPECT_EQ(asserted("SensorFile", "loadFromFile", "a", "", "27"), output);
     EXPECT_EQ(3U, errorLog().size());
 }
@@ -155,7 +143,7 @@ TEST_F(Trace, ThresholdFollowsTheMarkerFileFromOneMessageToTheNext)
     EXPECT_EQ("", outputOf(say));
     setDebug(6);
     EXPECT_EQ(plain("x"), outputOf(say));
-    support::removeDebug();
+    removeDebug();
     EXPECT_EQ("", outputOf(say));
 }
 
@@ -211,7 +199,7 @@ TEST_F(Trace, WarningAtItsThresholdLeavesNoTrace)
 {
     setDebug(3);
     EXPECT_EQ("", outputOf([] { diag::warn(kPlace, "local(%u)\n", 7U); }));
-    EXPECT_FALSE(support::fileExists(support::kErrorLogFile));
+    EXPECT_FALSE(fileExists(kErrorLogFile));
 }
 
 TEST_F(Trace, MessagesOfSeveralThreadsStayInOnePiece)
@@ -236,15 +224,13 @@ TEST_F(Trace, MessagesOfSeveralThreadsStayInOnePiece)
     EXPECT_EQ(200, timesSaid(output, traced("dbg", "SensorFile", "loadFromFile", "message\n", "27")));
 }
 
-class AssertionReport : public support::PrivateTreeTest
-{
-};
+using AssertionReport = PrivateTreeTest;
 
 TEST_F(AssertionReport, PassedConditionIsSilent)
 {
     setDebug(9);
     EXPECT_EQ("", outputOf([] { EXPECT_TRUE(diag::reportUnless(true, kPlace, "1 == 1", "detail(%d)\n", 1)); }));
-    EXPECT_FALSE(support::fileExists(support::kErrorLogFile));
+    EXPECT_FALSE(fileExists(kErrorLogFile));
 }
 
 TEST_F(AssertionReport, PrintsExpressionAndDetailInRedAndGoesOn)
@@ -277,7 +263,7 @@ TEST_F(AssertionReport, WritesThreeLogRecords)
     outputOf([] { diag::reportUnless(false, kPlace, "-1 != nPos", "restore key(%d) failed\n", 9); });
     const auto records = errorLog();
     ASSERT_EQ(3U, records.size());
-    for (const support::LogRecord& record : records)
+    for (const LogRecord& record : records)
     {
         EXPECT_EQ("[sensor assert]", record.prefix);
     }
@@ -307,7 +293,7 @@ TEST_F(AssertionReport, NegativeLevelSilencesConsoleAndLog)
 {
     setDebug(-1);
     EXPECT_EQ("", outputOf([] { EXPECT_FALSE(diag::reportUnless(false, kPlace, "x", "detail\n")); }));
-    EXPECT_FALSE(support::fileExists(support::kErrorLogFile));
+    EXPECT_FALSE(fileExists(kErrorLogFile));
 }
 
 TEST_F(AssertionReport, LogRotatesAtTenKilobytesAndKeepsThreeFiles)
@@ -318,14 +304,14 @@ TEST_F(AssertionReport, LogRotatesAtTenKilobytesAndKeepsThreeFiles)
             diag::reportUnless(false, kPlace, "a fairly long expression, to fill the log", "detail(%d)\n", i);
         }
     });
-    const std::vector<std::string> files = support::filesIn("/mnt/mtd/log");
+    const std::vector<std::string> files = filesIn("/mnt/mtd/log");
     int logs = 0;
     for (const std::string& file : files)
     {
         if (file.rfind("SensorError.log", 0) == 0)
         {
             ++logs;
-            EXPECT_LE(support::readFile("/mnt/mtd/log/" + file).size(), 10240U) << file;
+            EXPECT_LE(readFile("/mnt/mtd/log/" + file).size(), 10240U) << file;
         }
     }
     EXPECT_EQ(3, logs);
@@ -334,7 +320,7 @@ TEST_F(AssertionReport, LogRotatesAtTenKilobytesAndKeepsThreeFiles)
 
 TEST_F(AssertionReport, UnwritableLogIsIgnored)
 {
-    support::writeFile(std::string(support::kErrorLogFile) + "/inside", "");
+    writeFile(std::string(kErrorLogFile) + "/inside", "");
     EXPECT_EQ(asserted("SensorFile", "loadFromFile", "x", "", "27"),
               outputOf([] { EXPECT_FALSE(diag::reportUnless(false, kPlace, "x")); }));
 }
@@ -343,7 +329,7 @@ TEST_F(AssertionReport, LogThatSomebodyKeepsLockedHoldsNobodyUpAndTellsHowManyRe
 {
     const auto report = [] { diag::reportUnless(false, kPlace, "x", "detail\n"); };
     outputOf(report);
-    const int reader = open(support::kErrorLogFile, O_RDONLY | O_CLOEXEC);
+    const int reader = open(kErrorLogFile, O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(0, flock(reader, LOCK_EX | LOCK_NB));
     EXPECT_EQ(asserted("SensorFile", "loadFromFile", "x", "detail\n", "27"), outputOf(report));
     close(reader);
@@ -355,9 +341,7 @@ TEST_F(AssertionReport, LogThatSomebodyKeepsLockedHoldsNobodyUpAndTellsHowManyRe
     EXPECT_EQ("detail", records[6].text);
 }
 
-class AssertionDeathTest : public support::PrivateTreeTest
-{
-};
+using AssertionDeathTest = PrivateTreeTest;
 
 TEST_F(AssertionDeathTest, SwitchEndsTheProcessWithPlaceAndSignatureAfterThreeRecords)
 {
@@ -374,7 +358,7 @@ TEST_F(AssertionDeathTest, SwitchEndsTheProcessEvenWhenTheLevelIsSilent)
 {
     setDebug(-1, 1);
     EXPECT_EXIT(diag::reportUnless(false, kPlace, "x"), testing::KilledBySignal(SIGABRT), "Assertion `bRet' failed");
-    EXPECT_FALSE(support::fileExists(support::kErrorLogFile));
+    EXPECT_FALSE(fileExists(kErrorLogFile));
 }
 
 TEST_F(AssertionDeathTest, PassedConditionEndsNothing)

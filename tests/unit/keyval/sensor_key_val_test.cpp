@@ -11,11 +11,7 @@
 #include <cstring>
 #include <vector>
 
-using support::expectReports;
-using support::kKeyVals;
-using support::outputOf;
-using support::setDebug;
-using support::traced;
+using namespace support;
 using testing::ElementsAre;
 
 namespace {
@@ -25,7 +21,7 @@ constexpr char kListExpression[] =
 constexpr char kCorrectExpression[] =
     "SNS_SUCCESS == ia_ioctrl((ia_cmd_e)p_pKeyval[index].key, IA_CMD_OPT_CORRECT_PARAM, &p_pKeyval[index].value)";
 
-class KeyValCorrect : public support::PrivateTreeTest
+class KeyValCorrect : public PrivateTreeTest
 {
 protected:
     void correctTo(u32 cmd, u32 value, int status = SNS_SUCCESS)
@@ -39,7 +35,7 @@ protected:
             [this] { EXPECT_EQ(SNS_SUCCESS, keyval_correct(m_records.data(), static_cast<u32>(m_records.size()))); });
     }
 
-    support::FakeService m_service;
+    FakeService m_service;
     std::vector<KeyVal> m_records = {
         {KEY_BRIGHTNESS, 50}, {KEY_MAX_SHUTTER, 9}, {KEY_FIX_SHUTTER, 8}, {KEY_MAX_SHUTTER, 7}};
 };
@@ -52,9 +48,9 @@ TEST_F(KeyValCorrect, ListedKeysTakeTheServicesValuesAndOthersStay)
     correctTo(34, 99);
     EXPECT_EQ("", correct());
     EXPECT_THAT(m_records, ElementsAre(KeyVal{34, 50}, KeyVal{49, 3}, KeyVal{50, 4}, KeyVal{49, 7}));
-    EXPECT_THAT(m_service.all(), ElementsAre(support::Sent{IA_CMD_DYNAMIC_PARAMS_CMDS_GET, 1, 0},
-                                             support::Sent{IA_CMD_FIX_SHUTTER, IA_CMD_OPT_CORRECT_PARAM, 8},
-                                             support::Sent{IA_CMD_MAX_SHUTTER, IA_CMD_OPT_CORRECT_PARAM, 9}));
+    EXPECT_THAT(m_service.all(), ElementsAre(Sent{IA_CMD_DYNAMIC_PARAMS_CMDS_GET, 1, 0},
+                                             Sent{IA_CMD_FIX_SHUTTER, IA_CMD_OPT_CORRECT_PARAM, 8},
+                                             Sent{IA_CMD_MAX_SHUTTER, IA_CMD_OPT_CORRECT_PARAM, 9}));
 }
 
 TEST_F(KeyValCorrect, ServiceGetsACopyOfTheValue)
@@ -180,9 +176,8 @@ TEST_F(KeyValCorrect, TracesTheValueBeforeAndAfterFromLevelSixOn)
     EXPECT_EQ("", correct());
     setDebug(6);
     m_records[1].value = 9;
-    EXPECT_TRUE(
-        support::saysOnly(correct(), traced("dbg", kKeyVals, "keyval_correct", "before correct: (49,9)\n") +
-                                         traced("dbg", kKeyVals, "keyval_correct", "after correct: (49,-3)\n")));
+    EXPECT_TRUE(saysOnly(correct(), traced("dbg", kKeyVals, "keyval_correct", "before correct: (49,9)\n") +
+                                        traced("dbg", kKeyVals, "keyval_correct", "after correct: (49,-3)\n")));
 }
 
 }  // namespace

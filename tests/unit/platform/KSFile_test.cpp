@@ -13,11 +13,9 @@
 
 namespace {
 
-using support::filesIn;
-using support::readFile;
-using support::writeFile;
+using namespace support;
 
-using KSFileTest = support::PrivateTreeTest;
+using KSFileTest = PrivateTreeTest;
 
 constexpr char kFolder[] = "/mnt/mtd/code/config_file";
 constexpr char kPath[] = "/mnt/mtd/code/config_file/some.txt";
@@ -137,7 +135,7 @@ TEST_F(KSFileTest, WhatIsNoFileIsNotOpenedForReading)
         EXPECT_FALSE(file.open(device)) << device;
         ASSERT_EQ(symlink(device, kPath), 0);
         EXPECT_FALSE(file.open(kPath)) << device;
-        support::removeFile(kPath);
+        removeFile(kPath);
     }
     ASSERT_EQ(mkfifo(kPath, 0600), 0);
     EXPECT_FALSE(file.open(kPath));

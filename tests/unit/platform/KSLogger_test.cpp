@@ -22,16 +22,14 @@
 namespace {
 
 using platform_tests::Waits;
-using support::filesIn;
-using support::readFile;
-using support::writeFile;
+using namespace support;
 
 constexpr char kFolder[] = "/mnt/mtd/log";
 constexpr char kLog[] = "/mnt/mtd/log/Some.log";
 constexpr char kStamp[] = "2026-01-01 08:00:00 ";
 constexpr int kRoomy = 1000000;
 
-class KSLoggerTest : public support::PrivateTreeTest
+class KSLoggerTest : public PrivateTreeTest
 {
 protected:
     KSLoggerTest() { host::setClock(std::make_shared<host::ManualClock>(8, 0)); }
@@ -51,7 +49,7 @@ std::vector<std::string> linesOfAll(int count)
     for (int number = count - 1; number >= 0; --number)
     {
         const std::string path = kLog + (number == 0 ? "" : "." + std::to_string(number));
-        if (!support::fileExists(path))
+        if (!fileExists(path))
         {
             continue;
         }
@@ -206,7 +204,7 @@ TEST_F(KSLoggerTest, ACutLeavesNoHalfCharacter)
     }
     for (int maxSize = 60; maxSize < 63; ++maxSize)
     {
-        support::removeFile(kLog);
+        removeFile(kLog);
         EXPECT_GT(logOnce("[p]", text.c_str(), maxSize), 0);
         const std::string bytes = readFile(kLog);
         EXPECT_EQ((bytes.size() - (sizeof kStamp - 1) - 5) % 3, 0u) << maxSize;
@@ -241,10 +239,10 @@ TEST_F(KSLoggerTest, MakesAMissingFolderOneLevelDeep)
     KSLogger logger;
     ASSERT_TRUE(logger.init("/mnt/mtd/fresh/Some.log", kRoomy, 3));
     EXPECT_GT(logger.writeLog("[p]", "x"), 0);
-    EXPECT_TRUE(support::fileExists("/mnt/mtd/fresh/Some.log"));
+    EXPECT_TRUE(fileExists("/mnt/mtd/fresh/Some.log"));
     ASSERT_TRUE(logger.init("/mnt/mtd/no/such/Some.log", kRoomy, 3));
     EXPECT_EQ(logger.writeLog("[p]", "x"), -1);
-    EXPECT_FALSE(support::fileExists("/mnt/mtd/no"));
+    EXPECT_FALSE(fileExists("/mnt/mtd/no"));
 }
 
 TEST_F(KSLoggerTest, AFolderInTheLogsPlaceIsAFailure)
@@ -282,7 +280,7 @@ TEST_F(KSLoggerTest, ALogThatIsDeletedIsMadeAgain)
     KSLogger logger;
     ASSERT_TRUE(logger.init(kLog, kRoomy, 3));
     EXPECT_GT(logger.writeLog("[p]", "one"), 0);
-    support::removeFile(kLog);
+    removeFile(kLog);
     EXPECT_GT(logger.writeLog("[p]", "two"), 0);
     EXPECT_EQ(readFile(kLog), std::string(kStamp) + "[p] two\n");
 }
@@ -629,7 +627,7 @@ TEST_F(KSLoggerTest, ANameThatIsTooLongMakesNoFolder)
     KSLogger logger;
     ASSERT_TRUE(logger.init(("/mnt/mtd/fresh/" + std::string(PATH_MAX, 'n')).c_str(), kRoomy, 3));
     EXPECT_EQ(logger.writeLog("[p]", "x"), -1);
-    EXPECT_FALSE(support::fileExists("/mnt/mtd/fresh"));
+    EXPECT_FALSE(fileExists("/mnt/mtd/fresh"));
 }
 
 TEST_F(KSLoggerTest, WithoutLocksNothingIsWritten)

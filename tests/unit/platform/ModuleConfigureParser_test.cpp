@@ -289,16 +289,6 @@ TEST_F(ModuleConfigureParserTest, GoesOverADocumentAFewTimesHoweverManyElementsI
     }
 }
 
-TEST_F(ModuleConfigureParserTest, RefusesAnElementWithThousandsOfAttributes)
-{
-    std::string element = "<a";
-    for (int i = 0; i < 20000; ++i)
-    {
-        element += " a" + std::to_string(i) + "=''";
-    }
-    EXPECT_EQ(entriesIn(documentOf(element + "/>" + kEntry)), -1);
-}
-
 TEST_F(ModuleConfigureParserTest, SurvivesChangedAndTruncatedDocuments)
 {
     const std::string document = documentOf("<!-- c -->" + kEntry + "<a b='c'/><![CDATA[x]]>");

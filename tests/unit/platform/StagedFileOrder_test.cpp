@@ -18,9 +18,7 @@ using platform_tests::awaitChild;
 using platform_tests::DiskCalls;
 using platform_tests::NoLocks;
 using platform_tests::startChild;
-using support::filesIn;
-using support::readFile;
-using support::writeFile;
+using namespace support;
 using Names = std::vector<std::string>;
 
 constexpr unsigned char kTruncate = KSFile::modeWrite | KSFile::modeTruncate;
@@ -28,7 +26,7 @@ constexpr char kFolder[] = "/mnt/mtd/code/config_file";
 constexpr char kPath[] = "/mnt/mtd/code/config_file/sensor0.cfg";
 const Names kAlone{"sensor0.cfg"};
 
-using StagedFileOrderTest = support::PrivateTreeTest;
+using StagedFileOrderTest = PrivateTreeTest;
 
 bool save(const std::string& bytes)
 {
@@ -330,7 +328,7 @@ TEST_F(StagedFileOrderTest, ALinkThatLeadsNowhereCannotBeOpened)
         ASSERT_EQ(lstat(kPath, &status), 0);
         EXPECT_TRUE(S_ISLNK(status.st_mode));
         EXPECT_EQ(filesIn(kFolder), kAlone);
-        support::removeFile(kPath);
+        removeFile(kPath);
     }
 }
 

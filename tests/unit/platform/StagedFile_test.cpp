@@ -16,16 +16,14 @@ namespace {
 using platform_tests::awaitChild;
 using platform_tests::FileSizeLimit;
 using platform_tests::startChild;
-using support::filesIn;
-using support::readFile;
-using support::writeFile;
+using namespace support;
 
 constexpr unsigned char kTruncate = KSFile::modeWrite | KSFile::modeTruncate;
 constexpr char kFolder[] = "/mnt/mtd/code/config_file";
 constexpr char kPath[] = "/mnt/mtd/code/config_file/sensor0.cfg";
 const std::vector<std::string> kAlone{"sensor0.cfg"};
 
-using StagedFileTest = support::PrivateTreeTest;
+using StagedFileTest = PrivateTreeTest;
 
 bool save(const std::string& bytes)
 {
@@ -63,7 +61,7 @@ TEST_F(StagedFileTest, AMissingFileAppearsAtClose)
     ASSERT_TRUE(file.open(kPath, kTruncate));
     EXPECT_EQ(file.write("ab", 2), 2);
     EXPECT_EQ(file.write("cd", 2), 2);
-    EXPECT_FALSE(support::fileExists(kPath));
+    EXPECT_FALSE(fileExists(kPath));
     EXPECT_TRUE(file.close());
     EXPECT_EQ(readFile(kPath), "abcd");
 }
@@ -207,7 +205,7 @@ TEST_F(StagedFileTest, AStagedFileThatSomebodyDeletedIsAFailureAtClose)
     KSFile file;
     ASSERT_TRUE(file.open(kPath, kTruncate));
     EXPECT_EQ(file.write("abc", 3), 3);
-    support::removeFile(std::string(kPath) + ".new");
+    removeFile(std::string(kPath) + ".new");
     EXPECT_FALSE(file.close());
     EXPECT_EQ(readFile(kPath), "old");
 }
@@ -307,7 +305,7 @@ TEST_F(StagedFileTest, SomethingElseUnderTheStagedNameIsLeftAlone)
     EXPECT_TRUE(save("new"));
     EXPECT_EQ(readFile(kPath), "new");
     EXPECT_EQ(filesIn(kFolder), (std::vector<std::string>{"sensor0.cfg", "sensor0.cfg.new", "sensor0.cfg.new1"}));
-    EXPECT_FALSE(support::fileExists("/mnt/mtd/code/elsewhere"));
+    EXPECT_FALSE(fileExists("/mnt/mtd/code/elsewhere"));
 }
 
 // ---- what the new file is like -----------------------------------------------------------------------------
@@ -343,7 +341,7 @@ TEST_F(StagedFileTest, AReplacedFileKeepsOwnerAndGroupWhereTheyMayBeGiven)
         ASSERT_EQ(stat(kPath, &status), 0);
         EXPECT_EQ(status.st_uid, isGiven ? user : geteuid());
         EXPECT_EQ(status.st_gid, isGiven ? group : getegid());
-        support::removeFile(kPath);
+        removeFile(kPath);
     }
 }
 

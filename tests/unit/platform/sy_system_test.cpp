@@ -146,11 +146,6 @@ TEST_F(SySystemTest, WhatIsLeftInTheBackgroundDoesNotHoldTheCallerUp)
     EXPECT_TRUE(eventually(hasEnded));
 }
 
-TEST_F(SySystemTest, StandardInputIsEmpty)
-{
-    EXPECT_EQ(sy_system("read line", 30), 1);
-}
-
 TEST_F(SySystemTest, NoDescriptorOfOursIsInherited)
 {
     support::writeFile("/mnt/mtd/code/open", "x");
