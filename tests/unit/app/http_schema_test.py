@@ -4,6 +4,7 @@ status, with a validator that knows nothing of the program.
 usage: http_schema_test.py SENSORCAM TOYCAM DOCUMENT README WORK_FOLDER
 Debian's Python by its full path: it has the validator, python3-jsonschema.
 """
+import contextlib
 import copy
 import http.client
 import json
@@ -176,6 +177,18 @@ class Camera:
         while "scheme" not in json.loads(self.ask("GET", "/api/scheme")[2]):
             time.sleep(0.05)
 
+    def events(self, seen):
+        """Name and data of each that came after the one with this id; waits for more."""
+        connection = Connection(self.path)
+        connection.request("GET", "/api/events", headers={"Last-Event-ID": seen})
+        with contextlib.closing(connection), connection.getresponse() as response:
+            name = ""
+            while line := response.readline().decode():
+                if line.startswith("event: "):
+                    name = line.removeprefix("event: ").rstrip()
+                elif line.startswith("data: "):
+                    yield name, json.loads(line.removeprefix("data: "))
+
     def curl(self, line):
         """What curl does, as far as the documents use it."""
         arguments = shlex.split(line.replace("$camera", "http://localhost"), comments=True)[1:]
@@ -330,6 +343,29 @@ class Answers(unittest.TestCase):
         for answer in self.answers:
             if answer.status == 200:
                 self.assertRegex(answer.headers["ETag"], '^".+"$', str(answer))
+
+    def test_every_event_is_as_described(self):
+        stream = self.description["paths"]["/api/events"]["get"]["responses"]["200"]["content"]["text/event-stream"]
+        check = jsonschema.Draft202012Validator({**stream["schema"], "components": self.description["components"]})
+        wanted = {"values", "scheme", "mode", "night", "saved", "reset"}
+        with Camera("sensorcam", "--speed", "20") as camera:
+            seen = camera.ask("PATCH", "/api/parameters", {"contrast": 40})[1]["ETag"].strip('"')
+            for method, path, body in [("PUT", "/api/mode", {"mode": "manual"}), ("PUT", "/api/scheme", {"scheme": 1}),
+                                       ("PATCH", "/api/parameters", {"brightness": 60}), ("POST", "/api/save", None),
+                                       ("POST", "/api/reset", None), ("PUT", "/api/world", {"light": 0})]:
+                self.assertEqual(camera.ask(method, path, body)[0], 200, path)
+            events = camera.events(seen)
+            for name, data in events:
+                self.assertEqual([error.message for error in check.iter_errors(data)], [], str(data))
+                self.assertEqual(name, data["event"])
+                wanted.discard(name)
+                if not wanted:
+                    break
+            events.close()
+            events = camera.events("of another start")
+            name, data = next(events)
+            self.assertEqual((name, check.is_valid(data)), ("state", True))
+            events.close()
 
     def test_what_was_read_is_read_again_by_its_head_alone(self):
         with Camera("sensorcam") as camera:
