@@ -46,7 +46,7 @@ constexpr char kOwnSchemas[] = R"json({
 "openApi": {"type": "object", "required": ["openapi", "info", "paths", "components"]}
 })json";
 
-// What stands in paths, queries and headers.
+// What stands in paths, queries and headers; what is not told here is a text.
 constexpr char kParameters[] = R"json({
 "key": {"schema": {"type": "string"}, "example": "brightness",
     "description": "A name, in any case, with or without KEY_, or a number"},
@@ -242,7 +242,7 @@ bool isStream(const Route& route)
 Json parameter(const std::string& name, const char* place)
 {
     Json made = {{"name", name}, {"in", place}, {"required", std::string(place) == "path"}};
-    made.update(Json::parse(kParameters).at(name));
+    made.update(Json::parse(kParameters).value(name, Json{{"schema", {{"type", "string"}}}}));
     if (name == "step")
     {
         made["schema"]["enum"] = lensSteps();
