@@ -106,6 +106,7 @@ constexpr int kDefaultPort = 8080;
 CLI::App* addServe(CLI::App& cli, ServeOptions& serve)
 {
     CLI::App* serving = cli.add_subcommand("serve", "Answer HTTP until a signal ends it");
+    serving->fallthrough();
     serving->add_option("--port", serve.port, "TCP port; 8080 unless --socket is given, 0 for a free one")
         ->check(CLI::Range(0, 65535))
         ->type_name("N");
@@ -140,7 +141,8 @@ std::optional<Options> readOptions(int argc, char** argv, int& status)
     cli.footer(kFooter);
     cli.set_version_flag("--version", std::string("sensorcam ") + SENSORCAM_VERSION);
     cli.require_subcommand(0, 1);
-    cli.add_subcommand("shell", "Open a prompt; without a terminal, read commands from standard input (the default)");
+    cli.add_subcommand("shell", "Open a prompt; without a terminal, read commands from standard input (the default)")
+        ->fallthrough();
     CLI::App* exec = cli.add_subcommand("exec", "Run commands, each argument one command line, and end. Stops at the "
                                                 "first command that fails; 'help' lists the commands");
     exec->add_option("COMMAND", options.commands, "Command lines, as at the prompt")->required();

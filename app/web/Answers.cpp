@@ -8,46 +8,6 @@ namespace {
 
 using app::ErrorCode;
 
-int statusOf(ErrorCode code)
-{
-    switch (code)
-    {
-    case ErrorCode::wrongUsage:
-    case ErrorCode::unknownCommand:
-    case ErrorCode::badValue:
-    case ErrorCode::badDocument:
-        return 400;
-    case ErrorCode::unknownKey:
-    case ErrorCode::unknownScheme:
-    case ErrorCode::noValue:
-    case ErrorCode::notFound:
-    case ErrorCode::notOnDevice:
-    case ErrorCode::notSettable:
-        return 404;
-    case ErrorCode::noFile:
-    case ErrorCode::busy:
-    case ErrorCode::wrongMode:
-    case ErrorCode::readOnly:
-        return 409;
-    case ErrorCode::tooManyValues:
-    case ErrorCode::refusedValue:
-    case ErrorCode::windowRefused:
-        return 422;
-    case ErrorCode::deviceRefused:
-        return 502;
-    case ErrorCode::noCamera:
-        return 503;
-    case ErrorCode::notWritten:
-        return 507;
-    case ErrorCode::unreadable:
-    case ErrorCode::interrupted:
-    case ErrorCode::notRun:
-    case ErrorCode::internal:
-        break;
-    }
-    return 500;
-}
-
 [[noreturn]] void wrongMember(const char* name, const char* type)
 {
     throw Refused({ErrorCode::badDocument, std::string("the body needs \"") + name + "\", " + type});
@@ -94,6 +54,46 @@ int valueOf(const Call& call, int key, const app::Json& json)
 }
 
 }  // namespace
+
+int statusOf(ErrorCode code)
+{
+    switch (code)
+    {
+    case ErrorCode::wrongUsage:
+    case ErrorCode::unknownCommand:
+    case ErrorCode::badValue:
+    case ErrorCode::badDocument:
+        return 400;
+    case ErrorCode::unknownKey:
+    case ErrorCode::unknownScheme:
+    case ErrorCode::noValue:
+    case ErrorCode::notFound:
+    case ErrorCode::notOnDevice:
+    case ErrorCode::notSettable:
+        return 404;
+    case ErrorCode::noFile:
+    case ErrorCode::busy:
+    case ErrorCode::wrongMode:
+    case ErrorCode::readOnly:
+        return 409;
+    case ErrorCode::tooManyValues:
+    case ErrorCode::refusedValue:
+    case ErrorCode::windowRefused:
+        return 422;
+    case ErrorCode::deviceRefused:
+        return 502;
+    case ErrorCode::noCamera:
+        return 503;
+    case ErrorCode::notWritten:
+        return 507;
+    case ErrorCode::unreadable:
+    case ErrorCode::interrupted:
+    case ErrorCode::notRun:
+    case ErrorCode::internal:
+        break;
+    }
+    return 500;
+}
 
 Response jsonResponse(const app::Json& body)
 {

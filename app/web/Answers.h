@@ -24,6 +24,7 @@ private:
 
 Response jsonResponse(const app::Json& body);
 Response errorResponse(const app::Error& error);
+int statusOf(app::ErrorCode code);
 
 // ---- what a request names; Refused when it names nothing ------------------------------------------------------
 
@@ -67,6 +68,7 @@ Response explain(const Call& call);
 Response getLens(const Call& call);
 Response putLens(const Call& call);
 Response stepLens(const Call& call);
+std::vector<std::string> lensSteps();
 
 Response getStyle(const Call& call);
 Response getLanguages(const Call& call);

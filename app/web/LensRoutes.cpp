@@ -40,6 +40,16 @@ Response outcome(const Call& call, const camera::LensResult& result)
 
 }  // namespace
 
+std::vector<std::string> lensSteps()
+{
+    std::vector<std::string> names;
+    for (const StepName& row : kSteps)
+    {
+        names.emplace_back(row.name);
+    }
+    return names;
+}
+
 Response getLens(const Call& call)
 {
     const std::optional<camera::LensState> lens = call.camera.lens();

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <cctype>
+#include <map>
+#include <set>
 
 #include "app/web/Answers.h"
 #include "app/web/Api.h"
@@ -16,16 +18,17 @@ constexpr char kOwnSchemas[] = R"json({
     "hint": {"type": "string"}, "key": {"$ref": "#/$defs/key"}, "name": {"$ref": "#/$defs/name"},
     "value": {"type": "integer"}, "allowed": {"$ref": "#/$defs/allowed"}, "check": {"enum": [505, 506, 507]},
     "result": {"type": "object"}}, "additionalProperties": false},
-"keyValues": {"type": "object", "minProperties": 1, "additionalProperties": {"type": "integer"},
-    "description": "Values by key: a name with or without KEY_, or a number.", "examples": [{"brightness": 60, "mirror": 1}]},
+"keyValues": {"type": "object", "minProperties": 1, "additionalProperties": {"type": ["integer", "string"]},
+    "description": "Values by key, a name with or without KEY_ or a number; a value is a number or the label of a choice.",
+    "examples": [{"brightness": 60, "mirror": "Both"}]},
 "schemeInForce": {"type": "object", "properties": {"scheme": {"$ref": "#/$defs/schemeNumber"}},
     "additionalProperties": false},
 "newScheme": {"type": "object", "required": ["scheme"], "properties": {"scheme": {"$ref": "#/$defs/schemeNumber"}}},
 "newMode": {"type": "object", "required": ["mode"], "properties": {"mode": {"enum": ["auto", "manual"]}}},
 "schemeValues": {"type": "object", "required": ["scheme", "values"], "additionalProperties": false, "properties": {
     "scheme": {"$ref": "#/$defs/schemeNumber"}, "values": {"type": "array", "items": {"$ref": "#/$defs/value"}}}},
-"storedValues": {"type": "object", "required": ["scheme", "values"], "additionalProperties": false, "properties": {
-    "scheme": {"$ref": "#/$defs/schemeNumber"}, "values": {"type": "array", "items": {"$ref": "#/$defs/keyResult"}}}},
+"storedScheme": {"type": "object", "required": ["scheme", "stored", "values"], "additionalProperties": false, "properties": {
+    "scheme": {"$ref": "#/$defs/schemeNumber"}, "stored": {"const": "done"}, "values": {"type": "array", "items": {"$ref": "#/$defs/keyResult"}}}},
 "newWindow": {"type": "object", "required": ["enabled", "from", "to"], "properties": {
     "enabled": {"type": "boolean"}, "from": {"$ref": "#/$defs/timeOfDay"}, "to": {"$ref": "#/$defs/endTime"}}},
 "newLens": {"type": "object", "minProperties": 1, "maxProperties": 1, "additionalProperties": false, "properties": {
@@ -34,10 +37,101 @@ constexpr char kOwnSchemas[] = R"json({
     "time": {"$ref": "#/$defs/timeOfDay"}, "speed": {"type": "number"}, "night": {"type": "boolean"},
     "lux": {"$ref": "#/$defs/lux"}}},
 "newWorld": {"type": "object", "additionalProperties": false, "properties": {
+    "time": {"$ref": "#/$defs/timeOfDay"},
     "light": {"anyOf": [{"type": "number", "minimum": 0}, {"const": "daylight"}], "description": "Lux"},
     "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"}}},
-"newDiagnostics": {"type": "object", "required": ["level"], "properties": {"level": {"type": "integer"}}}
+"newDiagnostics": {"type": "object", "required": ["level"], "properties": {"level": {"type": "integer"}}},
+"eventData": {"description": "The data of one event; none of \"state\"",
+    "anyOf": [{"$ref": "#/$defs/event"}, {"type": "object", "maxProperties": 0}]},
+"openApi": {"type": "object", "required": ["openapi", "info", "paths", "components"]}
 })json";
+
+// What stands in paths, queries and headers; what is not told here is a text.
+constexpr char kParameters[] = R"json({
+"key": {"schema": {"type": "string"}, "example": "brightness",
+    "description": "A name, in any case, with or without KEY_, or a number"},
+"scheme": {"schema": {"type": "integer", "minimum": 0}},
+"language": {"schema": {"type": "integer"}, "description": "Its id in /api/languages"},
+"step": {"schema": {"type": "string"}},
+"keep": {"schema": {"type": "boolean", "default": true}, "description": "false: on the sensor alone, not remembered"},
+"dry-run": {"schema": {"type": "boolean", "default": false},
+    "description": "true: nothing is applied; the answer says what would happen"},
+"If-Match": {"schema": {"type": "string"},
+    "description": "The ETag of what the change is based on; refused if somebody has changed the camera since"},
+"Last-Event-ID": {"schema": {"type": "string"},
+    "description": "The id of the last event that was seen: what came after it is sent first"}
+})json";
+
+constexpr char kAbout[] =
+    "A camera's image parameters, schemes and lens. Every path with GET answers to HEAD, and every path to OPTIONS. "
+    "Errors are application/problem+json: compare code, and show detail to people.";
+
+constexpr char kAboutEvents[] =
+    "Server-sent events: each has an id, a name and, as data, a JSON object, whose schema is given here. The event "
+    "\"state\" has empty data and says that others are missing: read again what you show. A line with a colon alone is "
+    "a sign of life.";
+
+using Code = app::ErrorCode;
+
+struct Refusals
+{
+    Response (*run)(const Call&);
+    bool sends;               // values to the sensor, which may refuse them
+    std::vector<Code> codes;  // beside these, and what every path may answer
+};
+
+const Refusals kRefusals[] = {
+    {getStyle, false, {Code::notFound}},
+    {getLanguage, false, {Code::badValue, Code::notFound}},
+    {getCommon, false, {Code::badValue, Code::notFound}},
+    {patchParameters, true, {Code::badValue, Code::tooManyValues}},
+    {getParameter, false, {Code::unknownKey}},
+    {restoreParameter, true, {Code::noValue}},
+    {defaultParameter, true, {Code::noValue}},
+    {putScheme, false, {Code::unknownScheme}},
+    {putMode, false, {Code::badValue}},
+    {getOneScheme, false, {Code::unknownScheme}},
+    {putOneScheme, true, {Code::unknownScheme, Code::badValue, Code::windowRefused, Code::notFound, Code::notWritten}},
+    {getWindow, false, {Code::unknownScheme}},
+    {putWindow, true, {Code::unknownScheme, Code::badValue, Code::windowRefused, Code::notFound, Code::notWritten}},
+    {save, false, {Code::noFile, Code::windowRefused, Code::notWritten}},
+    {reload, false, {Code::deviceRefused}},
+    {getLens, false, {Code::notOnDevice, Code::deviceRefused}},
+    {putLens, true, {}},
+    {stepLens, true, {Code::notFound}},
+    {getWorld, false, {Code::notSettable}},
+    {putWorld, false, {Code::badValue, Code::notSettable}},
+    {putDiagnostics, false, {Code::notWritten}},
+    {getLog, false, {Code::notFound}},
+};
+
+const std::vector<Code> kOfSensor = {Code::unknownKey, Code::notOnDevice,  Code::readOnly,     Code::busy,
+                                     Code::wrongMode,  Code::refusedValue, Code::deviceRefused};
+
+// What the server answers of its own accord, before or instead of a path.
+struct OwnRefusal
+{
+    enum class Of
+    {
+        all,
+        changes,
+        bodies,
+    };
+    int status;
+    const char* code;
+    Of of;
+};
+
+constexpr OwnRefusal kOwnRefusals[] = {
+    {400, "bad-request", OwnRefusal::Of::all},
+    {403, "wrong-origin", OwnRefusal::Of::changes},
+    {412, "changed-meanwhile", OwnRefusal::Of::changes},
+    {413, "too-large", OwnRefusal::Of::bodies},
+    {415, "not-json", OwnRefusal::Of::bodies},
+    {421, "wrong-host", OwnRefusal::Of::all},
+    {503, "busy", OwnRefusal::Of::all},
+    {503, "ending", OwnRefusal::Of::all},
+};
 
 // The answer of a command without the line that says which command it answers, and whether it succeeded: here the
 // status says that.
@@ -79,6 +173,7 @@ void relocate(Json& json)
     }
 }
 
+// Puts into used what json refers to, directly or through others.
 void collect(const Json& json, const Json& all, Json& used)
 {
     if (json.is_object() && json.contains("$ref"))
@@ -88,7 +183,7 @@ void collect(const Json& json, const Json& all, Json& used)
         if (!used.contains(name))
         {
             used[name] = all.at(name);
-            collect(used[name], all, used);
+            collect(all.at(name), all, used);  // not the copy: it moves when more are added
         }
     }
     for (const Json& inner : json)
@@ -110,14 +205,17 @@ Json content(const char* type, const Json& schema)
     return {{type, {{"schema", schema}}}};
 }
 
-// "getSchemesWindow", for generated clients.
+std::string lower(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return text;
+}
+
+// "getSchemesSchemeWindow", for generated clients.
 std::string operationId(const Route& route)
 {
-    std::string id;
-    for (const char* letter = route.method; *letter != '\0'; ++letter)
-    {
-        id += static_cast<char>(std::tolower(static_cast<unsigned char>(*letter)));
-    }
+    std::string id = lower(route.method);
     bool begins = true;
     for (const char letter : std::string(route.path).substr(sizeof "/api" - 1))
     {
@@ -131,23 +229,111 @@ std::string operationId(const Route& route)
     return id;
 }
 
+bool changes(const Route& route)
+{
+    return route.lane == Handler::Lane::change;
+}
+
+bool isStream(const Route& route)
+{
+    return std::string(route.type) == "text/event-stream";
+}
+
+Json parameter(const std::string& name, const char* place)
+{
+    Json made = {{"name", name}, {"in", place}, {"required", std::string(place) == "path"}};
+    made.update(Json::parse(kParameters).value(name, Json{{"schema", {{"type", "string"}}}}));
+    if (name == "step")
+    {
+        made["schema"]["enum"] = lensSteps();
+    }
+    return made;
+}
+
+// {…} in the path, and ?…= in the summary.
 Json parametersOf(const Route& route)
 {
     Json parameters = Json::array();
     const std::string path = route.path;
     for (std::size_t begin = path.find('{'); begin != std::string::npos; begin = path.find('{', begin + 1))
     {
-        const std::string name = path.substr(begin + 1, path.find('}', begin) - begin - 1);
-        parameters.push_back({{"name", name}, {"in", "path"}, {"required", true}, {"schema", {{"type", "string"}}}});
+        parameters.push_back(parameter(path.substr(begin + 1, path.find('}', begin) - begin - 1), "path"));
     }
-    for (const char* name : {"keep", "dry-run"})
+    const std::string summary = route.summary;
+    for (std::size_t begin = summary.find('?'); begin != std::string::npos; begin = summary.find('?', begin + 1))
     {
-        if (std::string(route.summary).find(std::string("?") + name + "=") != std::string::npos)
-        {
-            parameters.push_back({{"name", name}, {"in", "query"}, {"schema", {{"type", "boolean"}}}});
-        }
+        parameters.push_back(parameter(summary.substr(begin + 1, summary.find('=', begin) - begin - 1), "query"));
+    }
+    if (changes(route))
+    {
+        parameters.push_back(parameter("If-Match", "header"));
+    }
+    if (isStream(route))
+    {
+        parameters.push_back(parameter("Last-Event-ID", "header"));
     }
     return parameters;
+}
+
+std::map<int, std::set<std::string>> refusalsOf(const Route& route)
+{
+    using Of = OwnRefusal::Of;
+    std::map<int, std::set<std::string>> codes;
+    for (const OwnRefusal& own : kOwnRefusals)
+    {
+        if (own.of == Of::all || (own.of == Of::changes && changes(route)) ||
+            (own.of == Of::bodies && route.body != nullptr))
+        {
+            codes[own.status].insert(own.code);
+        }
+    }
+    std::vector<Code> refusals = {Code::internal, Code::unreadable, Code::noCamera};
+    for (const Refusals& row : kRefusals)
+    {
+        if (row.run == route.run)
+        {
+            refusals.insert(refusals.end(), row.codes.begin(), row.codes.end());
+            refusals.insert(refusals.end(), kOfSensor.begin(), row.sends ? kOfSensor.end() : kOfSensor.begin());
+        }
+    }
+    if (route.body != nullptr)
+    {
+        refusals.push_back(Code::badDocument);
+    }
+    for (const Code code : refusals)
+    {
+        codes[statusOf(code)].insert(app::codeWord(code));
+    }
+    return codes;
+}
+
+Json problemWith(int status, const std::set<std::string>& codes)
+{
+    std::string list;
+    for (const std::string& code : codes)
+    {
+        list += (list.empty() ? "" : ", ") + code;
+    }
+    const Json schema = {
+        {"allOf", Json::array({reference("problem"),
+                               {{"type", "object"},
+                                {"properties", {{"status", {{"const", status}}}, {"code", {{"enum", codes}}}}}}})}};
+    return {{"description", list}, {"content", content("application/problem+json", schema)}};
+}
+
+Json answerOf(const Route& route)
+{
+    Json answer = {{"description", isStream(route) ? kAboutEvents : "Done"}};
+    if (isStream(route))
+    {
+        answer["content"] = content(route.type, reference("eventData"));
+        return answer;
+    }
+    answer["headers"] = {
+        {"ETag", {{"description", "The revision of the camera, for If-Match"}, {"schema", {{"type", "string"}}}}}};
+    answer["content"] =
+        content(route.type, route.answer == nullptr ? Json{{"type", "string"}} : reference(route.answer));
+    return answer;
 }
 
 Json operationOf(const Route& route)
@@ -163,13 +349,12 @@ Json operationOf(const Route& route)
         operation["requestBody"] = {{"required", true},
                                     {"content", content("application/json", reference(route.body))}};
     }
-    Json answer = {{"description", "Done"}};
-    answer["content"] = route.answer == nullptr ? content(route.type, {{"type", "string"}})
-                                                : content("application/json", reference(route.answer));
-    operation["responses"] = {
-        {"200", answer},
-        {"default",
-         {{"description", "Why not"}, {"content", content("application/problem+json", reference("problem"))}}}};
+    Json& responses = operation["responses"];
+    responses["200"] = answerOf(route);
+    for (const auto& [status, codes] : refusalsOf(route))
+    {
+        responses[std::to_string(status)] = problemWith(status, codes);
+    }
     return operation;
 }
 
@@ -185,10 +370,7 @@ Json openApi(const Json& commands)
     Json paths = Json::object();
     for (const Route& route : routes())
     {
-        std::string method = route.method;
-        std::transform(method.begin(), method.end(), method.begin(),
-                       [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-        paths[route.path][method] = operationOf(route);
+        paths[route.path][lower(route.method)] = operationOf(route);
     }
     Json used = Json::object();
     collect(paths, all, used);
@@ -196,7 +378,7 @@ Json openApi(const Json& commands)
                      {"info",
                       {{"title", "sensorcam"},
                        {"version", "1"},
-                       {"description", "A camera's image parameters, schemes and lens."},
+                       {"description", kAbout},
                        {"license", {{"name", "MIT"}, {"identifier", "MIT"}}}}},
                      {"servers", Json::array({{{"url", "/"}}})},
                      {"paths", paths},

@@ -1,5 +1,6 @@
 #include "SensorPaths.h"
 #include "app/Failure.h"
+#include "app/cli/Parsing.h"
 #include "app/json/Results.h"
 #include "app/web/Answers.h"
 #include "camera/Diagnostics.h"
@@ -43,6 +44,25 @@ double realNumber(const app::Json& json, const std::string& name)
         throw Refused({ErrorCode::badDocument, name + " is a number"});
     }
     return json.get<double>();
+}
+
+int timeOf(const app::Json& json)
+{
+    const std::optional<int> minutes = json.is_string() ? app::parseTimeOfDay(json.get<std::string>()) : std::nullopt;
+    if (!minutes || *minutes >= 24 * 60)
+    {
+        throw Refused({ErrorCode::badValue, "time is a time of day, 00:00 to 23:59"});
+    }
+    return *minutes;
+}
+
+void setTime(const Call& call, int minutes)
+{
+    if (!call.camera.setTimeOfDay(minutes))
+    {
+        throw Refused({ErrorCode::notSettable,
+                       "this camera follows the system's clock; start it with --at or --speed to set its time"});
+    }
 }
 
 }  // namespace
@@ -95,7 +115,7 @@ Response getWorld(const Call& call)
     return jsonResponse(json);
 }
 
-// All members are looked at before the first is put into force.
+// All members are looked at before the first is put into force; the time, the one that may be refused, is the first.
 Response putWorld(const Call& call)
 {
     services::World& world = worldOf(call);
@@ -110,13 +130,18 @@ Response putWorld(const Call& call)
         {
             changes.emplace_back([&world, lux = realNumber(json, name)] { world.setLight(lux); });
         }
+        else if (name == "time")
+        {
+            changes.insert(changes.begin(), [&call, minutes = timeOf(json)] { setTime(call, minutes); });
+        }
         else if (name == "distance")
         {
             changes.emplace_back([&world, metres = realNumber(json, name)] { world.setDistance(metres); });
         }
         else
         {
-            return errorResponse({ErrorCode::badDocument, "the world has no " + name + "; it has light and distance"});
+            return errorResponse(
+                {ErrorCode::badDocument, "the world has no " + name + "; it has time, light and distance"});
         }
     }
     for (const auto& change : changes)

@@ -24,7 +24,7 @@ const std::vector<Route>& routes()
         {"PUT",   "/api/mode", kChange, putMode, "auto: the clock chooses; manual: the scheme stays", "newMode", "mode"},
         {"GET",   "/api/schemes", kRead, getSchemes, "All windows and the day by the clock", nullptr, "schemes"},
         {"GET",   "/api/schemes/{scheme}", kRead, getOneScheme, "A scheme's values", nullptr, "schemeValues"},
-        {"PUT",   "/api/schemes/{scheme}", kChange, putOneScheme, "Values of any scheme, to its file and to memory", "keyValues", "storedValues"},
+        {"PUT",   "/api/schemes/{scheme}", kChange, putOneScheme, "Values of any scheme, to its file and to memory", "keyValues", "storedScheme"},
         {"GET",   "/api/schemes/{scheme}/window", kRead, getWindow, "A scheme's daily window", nullptr, "window"},
         {"PUT",   "/api/schemes/{scheme}/window", kChange, putWindow, "Set a scheme's daily window, to its file and to memory", "newWindow", "window"},
         {"POST",  "/api/save", kChange, save, "Save the scheme in force", nullptr, "save"},
@@ -32,15 +32,15 @@ const std::vector<Route>& routes()
         {"POST",  "/api/reset", kChange, reset, "Factory values in all schemes", nullptr, "status"},
         {"GET",   "/api/lens", kRead, getLens, "Positions and what moves", nullptr, "lens"},
         {"PUT",   "/api/lens", kChange, putLens, "Move zoom or focus to a position, or choose the focus mode", "newLens", "lens"},
-        {"POST",  "/api/lens/{step}", kChange, stepLens, "A step: focus-near, focus-far, zoom-in, zoom-out, iris-open, iris-close, focus-once, reset", nullptr, "lens"},
+        {"POST",  "/api/lens/{step}", kChange, stepLens, "Move the lens by a step", nullptr, "lens"},
         {"GET",   "/api/explain", kRead, explain, "Which scheme holds and why, until when, what comes next", nullptr, "explainScheme"},
         {"GET",   "/api/events", kRead, getEvents, "Server-sent events of what happens", nullptr, nullptr, "text/event-stream"},
-        {"GET",   "/api/world", kRead, getWorld, "What is around a simulated camera", nullptr, "world"},
-        {"PUT",   "/api/world", kChange, putWorld, "Change the light or the distance", "newWorld", "world"},
+        {"GET",   "/api/world", kRead, getWorld, "What is around the camera, where one can change it", nullptr, "world"},
+        {"PUT",   "/api/world", kChange, putWorld, "Change time, light or distance", "newWorld", "world"},
         {"GET",   "/api/diagnostics", kRead, getDiagnostics, "The library's debug level", nullptr, "trace"},
         {"PUT",   "/api/diagnostics", kChange, putDiagnostics, "Set the debug level", "newDiagnostics", "trace"},
         {"GET",   "/api/log", kRead, getLog, "The error log", nullptr, "log"},
-        {"GET",   "/api/openapi.json", kRead, getOpenApi, "This description", nullptr, nullptr, "application/json"},
+        {"GET",   "/api/openapi.json", kRead, getOpenApi, "This description", nullptr, "openApi"},
     };
     // clang-format on
     return table;

@@ -40,6 +40,34 @@ TEST(Options, ExecTakesEveryArgumentAsACommandLine)
     EXPECT_TRUE(options->json);
 }
 
+TEST(Options, OptionsOfTheCameraMayStandBehindTheSubcommand)
+{
+    const std::vector<std::vector<std::string>> orders = {
+        {"--state", "/x", "--json", "serve", "--port", "8099"},
+        {"serve", "--state", "/x", "--port", "8099", "--json"},
+    };
+    for (const std::vector<std::string>& arguments : orders)
+    {
+        const std::optional<app::Options> options = read(arguments);
+        ASSERT_TRUE(options && options->serve) << arguments.front();
+        EXPECT_EQ(options->stateFolder, "/x");
+        EXPECT_EQ(options->serve->port, 8099);
+        EXPECT_TRUE(options->json);
+    }
+    const std::optional<app::Options> shell = read({"shell", "--model", "dome"});
+    ASSERT_TRUE(shell);
+    EXPECT_EQ(shell->model, "dome");
+}
+
+TEST(Options, WhatLooksLikeAnOptionBehindACommandLineIsACommandLine)
+{
+    const std::optional<app::Options> options = read({"exec", "status", "--json", "serve"});
+    ASSERT_TRUE(options);
+    EXPECT_FALSE(options->json);
+    EXPECT_FALSE(options->serve);
+    EXPECT_EQ(options->commands, (std::vector<std::string>{"status", "--json", "serve"}));
+}
+
 TEST(Options, MistakesEndWithStatusTwo)
 {
     const std::vector<std::vector<std::string>> mistakes = {
@@ -50,6 +78,7 @@ TEST(Options, MistakesEndWithStatusTwo)
         {"--state", ""},       {"--model", ""},
         {"--at", ""},          {"--speed", ""},
         {"--state", "/"},      {"--state", "/x/.."},
+        {"serve", "shell"},    {"serve", "--nonsense"},
     };
     for (const std::vector<std::string>& arguments : mistakes)
     {
