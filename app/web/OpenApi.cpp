@@ -36,6 +36,11 @@ constexpr char kOwnSchemas[] = R"json({
 "newWorld": {"type": "object", "additionalProperties": false, "properties": {
     "light": {"anyOf": [{"type": "number", "minimum": 0}, {"const": "daylight"}], "description": "Lux"},
     "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"}}},
+"login": {"type": "object", "required": ["name", "password"], "properties": {
+    "name": {"type": "string"}, "password": {"type": "string", "format": "password"}}},
+"session": {"type": "object", "required": ["role"], "additionalProperties": false, "properties": {
+    "name": {"type": "string"}, "role": {"enum": ["none", "viewer", "operator", "administrator"]},
+    "token": {"type": "string"}}},
 "newDiagnostics": {"type": "object", "required": ["level"], "properties": {"level": {"type": "integer"}}}
 })json";
 
@@ -88,7 +93,7 @@ void collect(const Json& json, const Json& all, Json& used)
         if (!used.contains(name))
         {
             used[name] = all.at(name);
-            collect(used[name], all, used);
+            collect(all.at(name), all, used);  // not the copy: it moves when more are added
         }
     }
     for (const Json& inner : json)
