@@ -20,10 +20,31 @@ enum ExitStatus
 struct ServeOptions
 {
     std::optional<int> port;
-    std::string address;                   // numeric
-    std::string socket;                    // path of a Unix socket; empty: none
-    std::vector<std::string> origins;      // of pages that may use the camera beside its own
-    std::vector<std::string> descriptors;  // for the copy inside: "DESCRIPTOR:PORT", port 0 for a Unix socket
+    std::string address;               // numeric
+    std::string socket;                // path of a Unix socket; empty: none
+    std::string socketMode = "600";    // of its file, octal
+    std::string socketGroup;           // name or number; empty: this process's own
+    std::string users;                 // path of their file; for the copy inside its name; empty: nobody has to log in
+    std::string certificate;           // path
+    std::string key;                   // path
+    bool selfSigned = false;           // a certificate of the camera's own, kept in its state folder
+    std::vector<std::string> origins;  // of pages that may use the camera beside its own
+
+    // For the copy inside.
+    std::vector<std::string> descriptors;  // "DESCRIPTOR:PORT", port 0 for a Unix socket
+    int usersDescriptor = -1;              // of the folder with the users' file
+    int identityDescriptor = -1;           // certificates and key
+
+    bool hasTls() const { return selfSigned || !certificate.empty() || identityDescriptor >= 0; }
+};
+
+// Of "passwd": whose password.
+struct PasswordOptions
+{
+    std::string file;
+    std::string name;
+    std::string role;  // empty: the one before, or viewer
+    bool isDelete = false;
 };
 
 struct Options
@@ -37,6 +58,7 @@ struct Options
     bool inPlace = false;
     bool isShell = true;
     std::optional<ServeOptions> serve;
+    std::optional<PasswordOptions> password;
     std::vector<std::string> commands;  // of exec, a command line each
 
     // Set by sensorcam itself for the copy of it that runs in the private tree.

@@ -64,10 +64,15 @@ int runCamera(const Options& options, const std::string& share, const std::strin
     int status = kExitOk;
     try
     {
-        camera::Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace}, service());
+        std::optional<web::Opened> opened;  // first: a camera that nobody may reach is not started
         if (options.serve)
         {
-            web::serve(camera, *options.serve, web::openSockets(*options.serve), signals, output);
+            opened = web::open(*options.serve, stateFolder);
+        }
+        camera::Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace}, service());
+        if (opened)
+        {
+            web::serve(camera, *options.serve, std::move(*opened), stateFolder, signals, output);
         }
         Session session(camera, output, signals, options.json, interactive);
         session.showLibrary();
@@ -120,16 +125,13 @@ int runInPrivateTree(Options options)
     options.model = state.chooseModel(options.model);
     prepare(state, *options.model, state.path(), Documents::refresh);
     ReportLine line;
-    std::vector<web::ListenSocket> sockets;
+    std::optional<web::Opened> opened;
     std::vector<int> inherited = {state.lockDescriptor(), line.copysEnd()};
     if (options.serve)
     {
-        sockets = web::openSockets(*options.serve);
-        options.serve->descriptors = web::descriptorTexts(sockets);
-    }
-    for (const web::ListenSocket& socket : sockets)
-    {
-        inherited.push_back(socket.descriptor());
+        opened = web::open(*options.serve, state.path());
+        const std::vector<int> more = web::handOver(*opened, *options.serve);
+        inherited.insert(inherited.end(), more.begin(), more.end());
     }
     const std::vector<std::string> arguments = insideArguments(options, state.lockDescriptor(), line.copysEnd());
     return superviseCamera(sandboxCommand(state.path(), programFile(), arguments), line, inherited, hasPrompt(options));

@@ -79,6 +79,10 @@ Response putDiagnostics(const Call& call);
 Response getLog(const Call& call);
 Response getWorld(const Call& call);
 Response putWorld(const Call& call);
+Response openSession(const Call& call);
+Response getSession(const Call& call);
+Response closeSession(const Call& call);
+
 Response getEvents(const Call& call);
 Response getOpenApi(const Call& call);
 

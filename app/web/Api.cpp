@@ -130,15 +130,20 @@ std::string Api::revision() const
 Response Api::answer(const Request& request)
 {
     Response response;
-    if (std::optional<Response> refusal = refuse(request, settings_.allowedOrigins))
+    if (std::optional<Response> refusal = refuse(request, settings_.door))
     {
         response = std::move(*refusal);
     }
     else
     {
-        response = routed(request);
+        const Visitor visitor = visitorOf(request, settings_.sessions);
+        response = routed(request, visitor);
+        if (visitor.role != Role::none && lane(request) == Lane::change)
+        {
+            note(request, visitor.name, request.body, response.status);
+        }
     }
-    for (auto& header : sharingHeaders(request, settings_.allowedOrigins))
+    for (auto& header : guardHeaders(request, settings_.door))
     {
         response.headers.push_back(std::move(header));
     }
@@ -147,7 +152,21 @@ Response Api::answer(const Request& request)
     return response;
 }
 
-Response Api::routed(const Request& request)
+void Api::note(const Request& request, const std::string& who, const std::string& body, int status)
+{
+    if (settings_.audit == nullptr)
+    {
+        return;
+    }
+    std::string what = request.method + " " + request.path;
+    for (const auto& [name, value] : request.query)
+    {
+        what += (what.find('?') == std::string::npos ? "?" : "&") + name + "=" + value;
+    }
+    settings_.audit->add({who, request.peer.local ? "socket" : request.peer.address, what, body, status});
+}
+
+Response Api::routed(const Request& request, const Visitor& visitor)
 {
     const Found found = find(request);
     if (found.methods.empty())
@@ -166,6 +185,10 @@ Response Api::routed(const Request& request)
         return response;
     }
     const Route& route = *found.route;
+    if (std::optional<Response> refusal = refuse(request, visitor, roleOf(route)))
+    {
+        return std::move(*refusal);
+    }
     if (route.body != nullptr && !isJson(request.header("content-type")))
     {
         return problem(415, "not-json", "the body is JSON: Content-Type: application/json");
@@ -177,8 +200,14 @@ Response Api::routed(const Request& request)
     }
     try
     {
-        const camera::Acting acting(request.peer.local ? "socket" : request.peer.address);
-        Response response = route.run({*this, camera_, request, found.places, bodyOf(request, route)});
+        const camera::Acting acting(!visitor.name.empty() ? visitor.name
+                                    : request.peer.local  ? "socket"
+                                                          : request.peer.address);
+        Response response = route.run({*this, camera_, request, found.places, bodyOf(request, route), visitor});
+        if (response.source != nullptr && !visitor.token.empty())
+        {
+            response.source = settings_.sessions->whileOpen(response.source, visitor.token);
+        }
         if (response.source == nullptr)
         {
             response.headers.emplace_back("ETag", revision());

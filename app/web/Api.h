@@ -4,7 +4,9 @@
 #include <vector>
 
 #include "app/json/Json.h"
+#include "app/web/AuditLog.h"
 #include "app/web/EventStream.h"
+#include "app/web/Guard.h"
 #include "app/web/HttpServer.h"
 #include "camera/Camera.h"
 
@@ -21,6 +23,7 @@ struct Call
     const Request& request;
     std::vector<std::string> parts;  // what stands in the path for {…}, in order
     app::Json body;                  // null without one
+    Visitor visitor;
 };
 
 // One row for each path and method: what is answered, and what openapi.json says of it.
@@ -34,7 +37,11 @@ struct Route
     const char* body;    // name of its schema; null: none is taken
     const char* answer;  // name of its schema; null: not JSON
     const char* type = "application/json";
+    std::optional<Role> role = {};  // nothing: viewers read, operators change
 };
+
+// The least that may use it.
+Role roleOf(const Route& route);
 
 const std::vector<Route>& routes();
 
@@ -46,10 +53,12 @@ class Api : public Handler
 public:
     struct Settings
     {
-        std::vector<std::string> allowedOrigins = {};
+        Door door = {};
+        Sessions* sessions = nullptr;  // null: everybody may do everything
+        AuditLog* audit = nullptr;     // null: nothing is noted
     };
 
-    // camera must outlive it.
+    // camera, and what the settings name, must outlive it.
     Api(camera::Camera& camera, Settings settings);
     ~Api() override;
 
@@ -57,11 +66,14 @@ public:
     Response answer(const Request& request) override;
 
     EventLog& events() { return events_; }
+    Sessions* sessions() { return settings_.sessions; }
+    // In the audit log.
+    void note(const Request& request, const std::string& who, const std::string& body, int status);
     // Of what may be changed through this: another one after each change.
     std::string revision() const;
 
 private:
-    Response routed(const Request& request);
+    Response routed(const Request& request, const Visitor& visitor);
 
     camera::Camera& camera_;
     const Settings settings_;

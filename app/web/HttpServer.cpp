@@ -18,6 +18,7 @@
 #include <thread>
 
 #include "app/web/RequestHead.h"
+#include "app/web/Tls.h"
 #include "app/web/Workers.h"
 
 namespace web {
@@ -54,7 +55,8 @@ std::string addressText(const sockaddr_storage& address)
 class HttpServer::Implementation
 {
 public:
-    Implementation(std::vector<ListenSocket> sockets, Handler& handler, const Limits& limits);
+    Implementation(std::vector<ListenSocket> sockets, Handler& handler, const Limits& limits,
+                   const std::string& identity);
     ~Implementation();
 
 private:
@@ -104,6 +106,8 @@ private:
     static ssize_t onStream(void* stream, uint64_t position, char* buffer, std::size_t room);
     static void onStreamEnd(void* stream);
 
+    MHD_Daemon* startDaemon(unsigned flags, const std::vector<MHD_OptionItem>& options);
+    void stopDaemons();
     MHD_Result begin(Exchange& exchange);
     MHD_Result ask(const SharedExchange& exchange);
     MHD_Result queue(Exchange& exchange, const Response& response);
@@ -120,6 +124,7 @@ private:
     const Limits limits_;
     camera::Descriptor ending_;
     MHD_Daemon* daemon_ = nullptr;
+    MHD_Daemon* portDaemon_ = nullptr;  // with TLS one of its own; otherwise the same
 
     std::mutex mutex_;
     // Guarded by mutex_.
@@ -133,7 +138,8 @@ private:
     std::thread accepting_;
 };
 
-HttpServer::Implementation::Implementation(std::vector<ListenSocket> sockets, Handler& handler, const Limits& limits)
+HttpServer::Implementation::Implementation(std::vector<ListenSocket> sockets, Handler& handler, const Limits& limits,
+                                           const std::string& identity)
     : sockets_(std::move(sockets)),
       handler_(handler),
       limits_(limits),
@@ -141,19 +147,46 @@ HttpServer::Implementation::Implementation(std::vector<ListenSocket> sockets, Ha
       readers_(std::make_unique<Workers>(kReaders, limits.waiting)),
       changer_(std::make_unique<Workers>(1, limits.waiting))
 {
-    // poll and not epoll, which misses the end of a client that leaves in the middle of a request. Connections are
-    // accepted here: a long address of a Unix client would be read beyond its end, and limits are ours.
-    daemon_ = MHD_start_daemon(
-        MHD_USE_POLL_INTERNAL_THREAD | MHD_USE_NO_LISTEN_SOCKET | MHD_USE_ITC | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr,
-        nullptr, onRequest, this, MHD_OPTION_URI_LOG_CALLBACK, onTarget, this, MHD_OPTION_NOTIFY_COMPLETED, onCompleted,
-        this, MHD_OPTION_NOTIFY_CONNECTION, onConnection, this, MHD_OPTION_CONNECTION_MEMORY_LIMIT, kHeadMemory,
-        MHD_OPTION_CONNECTION_LIMIT, static_cast<unsigned>(limits.connections + 16), MHD_OPTION_CONNECTION_TIMEOUT,
-        kStalledSeconds, MHD_OPTION_END);
-    if (daemon_ == nullptr || ending_.number() < 0)
+    daemon_ = startDaemon(0, {{MHD_OPTION_END, 0, nullptr}});
+    portDaemon_ = daemon_;
+    if (!identity.empty())
     {
+        char* const text = const_cast<char*>(identity.c_str());  // read while it starts
+        portDaemon_ = startDaemon(MHD_USE_TLS, {{MHD_OPTION_HTTPS_MEM_CERT, 0, text},
+                                                {MHD_OPTION_HTTPS_MEM_KEY, 0, text},
+                                                {MHD_OPTION_HTTPS_PRIORITIES, 0, const_cast<char*>(kTlsPriorities)},
+                                                {MHD_OPTION_END, 0, nullptr}});
+    }
+    if (daemon_ == nullptr || portDaemon_ == nullptr || ending_.number() < 0)
+    {
+        stopDaemons();
         throw std::runtime_error("the HTTP server cannot be started");
     }
     accepting_ = std::thread([this] { acceptAll(); });
+}
+
+// poll and not epoll, which misses the end of a client that leaves in the middle of a request. Connections are accepted
+// here: a long address of a Unix client would be read beyond its end, and limits are ours.
+MHD_Daemon* HttpServer::Implementation::startDaemon(unsigned flags, const std::vector<MHD_OptionItem>& options)
+{
+    return MHD_start_daemon(
+        flags | MHD_USE_POLL_INTERNAL_THREAD | MHD_USE_NO_LISTEN_SOCKET | MHD_USE_ITC | MHD_ALLOW_SUSPEND_RESUME, 0,
+        nullptr, nullptr, onRequest, this, MHD_OPTION_URI_LOG_CALLBACK, onTarget, this, MHD_OPTION_NOTIFY_COMPLETED,
+        onCompleted, this, MHD_OPTION_NOTIFY_CONNECTION, onConnection, this, MHD_OPTION_CONNECTION_MEMORY_LIMIT,
+        kHeadMemory, MHD_OPTION_CONNECTION_LIMIT, static_cast<unsigned>(limits_.connections + 16),
+        MHD_OPTION_CONNECTION_TIMEOUT, kStalledSeconds, MHD_OPTION_ARRAY, options.data(), MHD_OPTION_END);
+}
+
+void HttpServer::Implementation::stopDaemons()
+{
+    if (portDaemon_ != nullptr && portDaemon_ != daemon_)
+    {
+        MHD_stop_daemon(portDaemon_);
+    }
+    if (daemon_ != nullptr)
+    {
+        MHD_stop_daemon(daemon_);
+    }
 }
 
 HttpServer::Implementation::~Implementation()
@@ -179,7 +212,7 @@ HttpServer::Implementation::~Implementation()
             }
         }
     }
-    MHD_stop_daemon(daemon_);
+    stopDaemons();
     changer_.reset();
     readers_.reset();
 }
@@ -240,7 +273,10 @@ void HttpServer::Implementation::accept(const ListenSocket& socket)
         if (clients_.size() >= limits_.connections ||
             (!peer.local && static_cast<std::size_t>(fromThere) >= limits_.perAddress))
         {
-            send(descriptor, kFull, sizeof kFull - 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+            if (peer.local || portDaemon_ == daemon_)  // with TLS it could not be read
+            {
+                send(descriptor, kFull, sizeof kFull - 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+            }
             close(descriptor);
             return;
         }
@@ -258,7 +294,7 @@ void HttpServer::Implementation::accept(const ListenSocket& socket)
     local.sa_family = AF_UNIX;
     const MHD_Result added =
         peer.local ? MHD_add_connection(daemon_, descriptor, &local, sizeof(sa_family_t))
-                   : MHD_add_connection(daemon_, descriptor, reinterpret_cast<sockaddr*>(&address), length);
+                   : MHD_add_connection(portDaemon_, descriptor, reinterpret_cast<sockaddr*>(&address), length);
     if (added != MHD_YES)  // closed already
     {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -423,6 +459,8 @@ MHD_Result HttpServer::Implementation::ask(const SharedExchange& exchange)
         {
             response = problem(500, "internal", error.what());
         }
+        std::string& body = exchange->request.body;
+        explicit_bzero(body.data(), body.size());  // it may be a password
         answer(exchange, std::move(response));
     });
     if (!taken)
@@ -565,8 +603,9 @@ void HttpServer::Implementation::beat()
     }
 }
 
-HttpServer::HttpServer(std::vector<ListenSocket> sockets, Handler& handler, const Limits& limits)
-    : implementation_(std::make_unique<Implementation>(std::move(sockets), handler, limits))
+HttpServer::HttpServer(std::vector<ListenSocket> sockets, Handler& handler, const Limits& limits,
+                       const std::string& identity)
+    : implementation_(std::make_unique<Implementation>(std::move(sockets), handler, limits, identity))
 {
 }
 

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "app/web/Http.h"
@@ -47,7 +48,9 @@ class HttpServer
 {
 public:
     // Throws std::runtime_error when it cannot be started. handler must outlive the server.
-    HttpServer(std::vector<ListenSocket> sockets, Handler& handler, const Limits& limits = {});
+    // identity: certificates and key in PEM, with which its ports speak TLS alone; empty: they do without.
+    HttpServer(std::vector<ListenSocket> sockets, Handler& handler, const Limits& limits = {},
+               const std::string& identity = "");
     // Ends streams and waiting requests at once, then waits for the handlers that run.
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;

@@ -124,19 +124,20 @@ ListenSocket ListenSocket::inherited(int descriptor, int port)
     return ListenSocket(camera::Descriptor(descriptor), "", port);
 }
 
-ListenSocket ListenSocket::atPath(const std::string& path, mode_t mode)
+ListenSocket ListenSocket::atPath(const std::string& path, mode_t mode, std::optional<gid_t> group)
 {
     const sockaddr_un address = pathAddress(path);
     removeOld(path, address);
     camera::Descriptor made = openSocket(AF_UNIX, path);
     // Closed to others before it is there: bind makes the file with the socket's own mode.
-    if (fchmod(made.number(), mode) != 0 ||
+    if (fchmod(made.number(), 0600) != 0 ||
         bind(made.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
     {
         fail(path);
     }
     ListenSocket whole(std::move(made), path, 0);
-    if (chmod(path.c_str(), mode) != 0 || listen(whole.descriptor(), kBacklog) != 0)
+    if ((group && lchown(path.c_str(), static_cast<uid_t>(-1), *group) != 0) || chmod(path.c_str(), mode) != 0 ||
+        listen(whole.descriptor(), kBacklog) != 0)
     {
         fail(path);
     }

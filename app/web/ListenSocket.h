@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 
 #include "camera/Descriptor.h"
@@ -15,8 +16,8 @@ public:
     // A numeric address; port 0: a free one.
     static ListenSocket onPort(const std::string& address, int port);
     // What a camera that has gone left at path is replaced; a socket where one still listens, and anything else that
-    // lies there, is refused. Removed with the object.
-    static ListenSocket atPath(const std::string& path, mode_t mode);
+    // lies there, is refused. Removed with the object. group: whose the file is; nothing: this process's own.
+    static ListenSocket atPath(const std::string& path, mode_t mode, std::optional<gid_t> group = {});
 
     // One that another process made for this one, which owns the descriptor from now on and leaves the path alone.
     // port 0: a Unix socket.

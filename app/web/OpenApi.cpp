@@ -40,6 +40,11 @@ constexpr char kOwnSchemas[] = R"json({
     "time": {"$ref": "#/$defs/timeOfDay"},
     "light": {"anyOf": [{"type": "number", "minimum": 0}, {"const": "daylight"}], "description": "Lux"},
     "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"}}},
+"login": {"type": "object", "required": ["name", "password"], "properties": {
+    "name": {"type": "string"}, "password": {"type": "string", "format": "password"}}},
+"session": {"type": "object", "required": ["role"], "additionalProperties": false, "properties": {
+    "name": {"type": "string"}, "role": {"enum": ["none", "viewer", "operator", "administrator"]},
+    "token": {"type": "string"}}},
 "newDiagnostics": {"type": "object", "required": ["level"], "properties": {"level": {"type": "integer"}}},
 "eventData": {"description": "The data of one event; none of \"state\"",
     "anyOf": [{"$ref": "#/$defs/event"}, {"type": "object", "maxProperties": 0}]},
@@ -116,6 +121,7 @@ struct OwnRefusal
         all,
         changes,
         bodies,
+        logins,
     };
     int status;
     const char* code;
@@ -123,13 +129,12 @@ struct OwnRefusal
 };
 
 constexpr OwnRefusal kOwnRefusals[] = {
-    {400, "bad-request", OwnRefusal::Of::all},
-    {403, "wrong-origin", OwnRefusal::Of::changes},
-    {412, "changed-meanwhile", OwnRefusal::Of::changes},
-    {413, "too-large", OwnRefusal::Of::bodies},
-    {415, "not-json", OwnRefusal::Of::bodies},
-    {421, "wrong-host", OwnRefusal::Of::all},
-    {503, "busy", OwnRefusal::Of::all},
+    {400, "bad-request", OwnRefusal::Of::all},      {401, "no-session", OwnRefusal::Of::all},
+    {403, "wrong-role", OwnRefusal::Of::all},       {401, "wrong-login", OwnRefusal::Of::logins},
+    {409, "no-users", OwnRefusal::Of::logins},      {429, "too-many-logins", OwnRefusal::Of::logins},
+    {403, "wrong-origin", OwnRefusal::Of::changes}, {412, "changed-meanwhile", OwnRefusal::Of::changes},
+    {413, "too-large", OwnRefusal::Of::bodies},     {415, "not-json", OwnRefusal::Of::bodies},
+    {421, "wrong-host", OwnRefusal::Of::all},       {503, "busy", OwnRefusal::Of::all},
     {503, "ending", OwnRefusal::Of::all},
 };
 
@@ -282,7 +287,7 @@ std::map<int, std::set<std::string>> refusalsOf(const Route& route)
     for (const OwnRefusal& own : kOwnRefusals)
     {
         if (own.of == Of::all || (own.of == Of::changes && changes(route)) ||
-            (own.of == Of::bodies && route.body != nullptr))
+            (own.of == Of::bodies && route.body != nullptr) || (own.of == Of::logins && route.run == openSession))
         {
             codes[own.status].insert(own.code);
         }

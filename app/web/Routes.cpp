@@ -6,6 +6,7 @@ const std::vector<Route>& routes()
 {
     constexpr auto kRead = Handler::Lane::read;
     constexpr auto kChange = Handler::Lane::change;
+    constexpr auto kJson = "application/json";
     // clang-format off
     static const std::vector<Route> table = {
         {"GET",   "/api/status", kRead, getStatus, "Model, time, scheme and light", nullptr, "status"},
@@ -29,21 +30,29 @@ const std::vector<Route>& routes()
         {"PUT",   "/api/schemes/{scheme}/window", kChange, putWindow, "Set a scheme's daily window, to its file and to memory", "newWindow", "window"},
         {"POST",  "/api/save", kChange, save, "Save the scheme in force", nullptr, "save"},
         {"POST",  "/api/reload", kChange, reload, "The scheme in force as it was saved last", nullptr, "reload"},
-        {"POST",  "/api/reset", kChange, reset, "Factory values in all schemes", nullptr, "status"},
+        {"POST",  "/api/reset", kChange, reset, "Factory values in all schemes", nullptr, "status", kJson, Role::administrator},
         {"GET",   "/api/lens", kRead, getLens, "Positions and what moves", nullptr, "lens"},
         {"PUT",   "/api/lens", kChange, putLens, "Move zoom or focus to a position, or choose the focus mode", "newLens", "lens"},
         {"POST",  "/api/lens/{step}", kChange, stepLens, "Move the lens by a step", nullptr, "lens"},
         {"GET",   "/api/explain", kRead, explain, "Which scheme holds and why, until when, what comes next", nullptr, "explainScheme"},
         {"GET",   "/api/events", kRead, getEvents, "Server-sent events of what happens", nullptr, nullptr, "text/event-stream"},
         {"GET",   "/api/world", kRead, getWorld, "What is around the camera, where one can change it", nullptr, "world"},
-        {"PUT",   "/api/world", kChange, putWorld, "Change time, light or distance", "newWorld", "world"},
+        {"PUT",   "/api/world", kChange, putWorld, "Change time, light or distance", "newWorld", "world", kJson, Role::administrator},
         {"GET",   "/api/diagnostics", kRead, getDiagnostics, "The library's debug level", nullptr, "trace"},
-        {"PUT",   "/api/diagnostics", kChange, putDiagnostics, "Set the debug level", "newDiagnostics", "trace"},
+        {"PUT",   "/api/diagnostics", kChange, putDiagnostics, "Set the debug level", "newDiagnostics", "trace", kJson, Role::administrator},
         {"GET",   "/api/log", kRead, getLog, "The error log", nullptr, "log"},
+        {"POST",  "/api/session", kRead, openSession, "Log in: a session by cookie, and its token for Authorization: Bearer", "login", "session", kJson, Role::none},
+        {"GET",   "/api/session", kRead, getSession, "Who asks, and what it may do", nullptr, "session"},
+        {"DELETE", "/api/session", kRead, closeSession, "Log out", nullptr, "session"},
         {"GET",   "/api/openapi.json", kRead, getOpenApi, "This description", nullptr, "openApi"},
     };
     // clang-format on
     return table;
+}
+
+Role roleOf(const Route& route)
+{
+    return route.role.value_or(route.lane == Handler::Lane::change ? Role::operator_ : Role::viewer);
 }
 
 }  // namespace web

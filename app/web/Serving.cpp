@@ -1,63 +1,234 @@
 #include "app/web/Serving.h"
 
+#include <fcntl.h>
+#include <grp.h>
 #include <poll.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <filesystem>
+
+#include "app/Failure.h"
+#include "app/box/DiskFiles.h"
 #include "app/cli/Parsing.h"
 #include "app/web/Api.h"
+#include "app/web/Passwords.h"
+#include "app/web/Tls.h"
 
 namespace web {
+namespace {
 
-std::vector<ListenSocket> openSockets(const app::ServeOptions& options)
+constexpr char kIdentityFile[] = "/tls.pem";
+constexpr char kAuditFile[] = "/audit.log";
+
+ListenSocket inheritedSocket(const std::string& text)
 {
-    std::vector<ListenSocket> sockets;
+    const std::size_t colon = text.find(':');
+    const std::optional<int> descriptor = app::parseInt(text.substr(0, colon));
+    const std::optional<int> port = colon < text.size() ? app::parseInt(text.substr(colon + 1)) : std::nullopt;
+    if (!descriptor || !port)
+    {
+        throw std::runtime_error("--descriptor is only for the copy that sensorcam starts in its private file tree");
+    }
+    return ListenSocket::inherited(*descriptor, *port);
+}
+
+camera::Descriptor inherited(int descriptor)
+{
+    fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    return camera::Descriptor(descriptor);
+}
+
+Opened handedIn(const app::ServeOptions& options)
+{
+    Opened opened;
     for (const std::string& text : options.descriptors)
     {
-        const std::size_t colon = text.find(':');
-        const std::optional<int> descriptor = app::parseInt(text.substr(0, colon));
-        const std::optional<int> port = colon < text.size() ? app::parseInt(text.substr(colon + 1)) : std::nullopt;
-        if (!descriptor || !port)
-        {
-            throw std::runtime_error(
-                "--descriptor is only for the copy that sensorcam starts in its private file tree");
-        }
-        sockets.push_back(ListenSocket::inherited(*descriptor, *port));
+        opened.sockets.push_back(inheritedSocket(text));
     }
-    if (!sockets.empty())
+    if (!options.users.empty())
     {
-        return sockets;
+        opened.users.emplace(inherited(options.usersDescriptor), options.users);
+    }
+    opened.identity = inherited(options.identityDescriptor);
+    return opened;
+}
+
+std::optional<gid_t> groupOf(const std::string& text)
+{
+    if (text.empty())
+    {
+        return std::nullopt;
+    }
+    if (const group* const found = getgrnam(text.c_str()))
+    {
+        return found->gr_gid;
+    }
+    const std::optional<int> number = app::parseInt(text);
+    if (!number || *number < 0)
+    {
+        throw std::runtime_error("there is no group " + text);
+    }
+    return static_cast<gid_t>(*number);
+}
+
+std::string ownIdentity(const std::string& file, const std::string& address)
+{
+    if (!std::filesystem::exists(std::filesystem::symlink_status(file)))
+    {
+        std::vector<std::string> names = {"localhost", "127.0.0.1", "::1"};
+        char host[256] = "";
+        if (gethostname(host, sizeof host - 1) == 0 && host[0] != '\0')
+        {
+            names.emplace_back(host);
+        }
+        names.push_back(address);
+        std::string made = makeIdentity(names);
+        app::replaceFile(file, made, 0600);
+        clearSecret(made);
+    }
+    try
+    {
+        return readIdentity(file, file);
+    }
+    catch (const std::runtime_error& error)
+    {
+        throw std::runtime_error(error.what() + std::string("; without the file a new one is made"));
+    }
+}
+
+// In memory that goes with the last of the processes that have it.
+camera::Descriptor kept(std::string identity)
+{
+    camera::Descriptor memory(memfd_create("identity", MFD_CLOEXEC));
+    const ssize_t written = write(memory.number(), identity.data(), identity.size());
+    const bool isWhole = written == static_cast<ssize_t>(identity.size());
+    clearSecret(identity);
+    if (!isWhole)
+    {
+        throw std::runtime_error(app::systemError("the certificate cannot be kept in memory"));
+    }
+    return memory;
+}
+
+std::string identityIn(const camera::Descriptor& memory)
+{
+    struct stat facts = {};
+    if (memory.number() < 0)
+    {
+        return "";
+    }
+    if (fstat(memory.number(), &facts) != 0 || facts.st_size == 0)
+    {
+        throw std::runtime_error(app::systemError("the certificate is gone"));
+    }
+    std::string text(static_cast<std::size_t>(facts.st_size), '\0');
+    if (pread(memory.number(), text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
+    {
+        throw std::runtime_error(app::systemError("the certificate is gone"));
+    }
+    return text;
+}
+
+// What a person can reach it by.
+std::string placeOf(const ListenSocket& socket, const app::ServeOptions& options, bool tls)
+{
+    if (socket.isLocal())
+    {
+        return "the socket";
+    }
+    const std::string port = std::to_string(socket.port());
+    if (isLoopback(options.address))
+    {
+        return (tls ? "https://localhost:" : "http://localhost:") + port + "/";
+    }
+    const bool isSix = options.address.find(':') != std::string::npos;
+    return "https://" + (isSix ? "[" + options.address + "]" : options.address) + ":" + port + "/";
+}
+
+}  // namespace
+
+Opened open(const app::ServeOptions& options, const std::string& stateFolder)
+{
+    if (!options.descriptors.empty())
+    {
+        return handedIn(options);
+    }
+    Opened opened;
+    if (!options.users.empty())
+    {
+        opened.users = UsersFile::at(options.users);
+        if (opened.users->read().empty())
+        {
+            throw std::runtime_error(options.users + " has no users; sensorcam passwd makes one");
+        }
+    }
+    if (options.selfSigned)
+    {
+        opened.identity = kept(ownIdentity(stateFolder + kIdentityFile, options.address));
+    }
+    else if (options.hasTls())
+    {
+        opened.identity = kept(readIdentity(options.certificate, options.key));
     }
     if (options.port)
     {
-        sockets.push_back(ListenSocket::onPort(options.address, *options.port));
+        opened.sockets.push_back(ListenSocket::onPort(options.address, *options.port));
     }
     if (!options.socket.empty())
     {
-        sockets.push_back(ListenSocket::atPath(options.socket, 0600));
+        opened.sockets.push_back(ListenSocket::atPath(options.socket,
+                                                      static_cast<mode_t>(std::stoul(options.socketMode, nullptr, 8)),
+                                                      groupOf(options.socketGroup)));
     }
-    return sockets;
+    return opened;
 }
 
-std::vector<std::string> descriptorTexts(const std::vector<ListenSocket>& sockets)
+std::vector<int> handOver(const Opened& opened, app::ServeOptions& options)
 {
-    std::vector<std::string> texts;
-    for (const ListenSocket& socket : sockets)
+    std::vector<int> descriptors;
+    for (const ListenSocket& socket : opened.sockets)
     {
-        texts.push_back(std::to_string(socket.descriptor()) + ":" + std::to_string(socket.port()));
+        options.descriptors.push_back(std::to_string(socket.descriptor()) + ":" + std::to_string(socket.port()));
+        descriptors.push_back(socket.descriptor());
     }
-    return texts;
+    if (opened.users)
+    {
+        options.users = opened.users->name();
+        options.usersDescriptor = opened.users->folder();
+        descriptors.push_back(opened.users->folder());
+    }
+    options.identityDescriptor = opened.identity.number();
+    if (opened.identity.number() >= 0)
+    {
+        descriptors.push_back(opened.identity.number());
+    }
+    return descriptors;
 }
 
-void serve(camera::Camera& camera, const app::ServeOptions& options, std::vector<ListenSocket> sockets,
+void serve(camera::Camera& camera, const app::ServeOptions& options, Opened opened, const std::string& stateFolder,
            app::EndSignals& signals, app::LibraryOutput& output)
 {
-    Api api(camera, {options.origins});
-    for (const ListenSocket& socket : sockets)
+    std::string identity = identityIn(opened.identity);
+    const bool tls = !identity.empty();
+    AuditLog audit(stateFolder + kAuditFile, app::notice);
+    std::optional<Sessions> sessions;
+    if (opened.users)
     {
-        output.answers().print(socket.isLocal()
-                                   ? "serving on the socket\n"
-                                   : "serving on http://localhost:" + std::to_string(socket.port()) + "/\n");
+        sessions.emplace(std::make_unique<Users>(std::move(*opened.users), app::notice));
     }
-    const HttpServer server(std::move(sockets), api);
+    Api api(camera, {{isLoopback(options.address), tls, options.origins}, sessions ? &*sessions : nullptr, &audit});
+    for (const ListenSocket& socket : opened.sockets)
+    {
+        output.answers().print("serving on " + placeOf(socket, options, tls) + "\n");
+    }
+    if (tls)
+    {
+        output.answers().print("certificate's SHA-256 " + fingerprintOf(identity) + "\n");
+    }
+    const HttpServer server(std::move(opened.sockets), api, {}, identity);
+    clearSecret(identity);
     pollfd waits[] = {{signals.descriptor(), POLLIN, 0}, {output.descriptor(), POLLIN, 0}};
     while (signals.received() == 0 && !output.answers().broken())
     {

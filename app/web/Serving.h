@@ -1,23 +1,35 @@
 #pragma once
 
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "app/EndSignals.h"
 #include "app/Options.h"
 #include "app/box/LibraryOutput.h"
 #include "app/web/ListenSocket.h"
+#include "app/web/Users.h"
 #include "camera/Camera.h"
 
 namespace web {
 
-// The sockets that the options name; those that were handed in, if there are any. Throws std::runtime_error.
-std::vector<ListenSocket> openSockets(const app::ServeOptions& options);
+// What a server has of the machine, opened where its paths are known.
+struct Opened
+{
+    std::vector<ListenSocket> sockets;
+    std::optional<UsersFile> users;
+    camera::Descriptor identity;  // certificates and key, in memory; none without TLS
+};
 
-// "DESCRIPTOR:PORT" of each, for --descriptor.
-std::vector<std::string> descriptorTexts(const std::vector<ListenSocket>& sockets);
+// What the options name, or what was handed in, if anything was. The camera's own certificate is made when it is wanted
+// and missing. Throws std::runtime_error.
+Opened open(const app::ServeOptions& options, const std::string& stateFolder);
+
+// Puts into the options what the copy inside needs to find it. The descriptors that it must inherit.
+std::vector<int> handOver(const Opened& opened, app::ServeOptions& options);
 
 // Serves the camera until a signal ends it, and shows the library's lines meanwhile. Host thread only.
-void serve(camera::Camera& camera, const app::ServeOptions& options, std::vector<ListenSocket> sockets,
+void serve(camera::Camera& camera, const app::ServeOptions& options, Opened opened, const std::string& stateFolder,
            app::EndSignals& signals, app::LibraryOutput& output);
 
 }  // namespace web

@@ -50,6 +50,8 @@ public:
         }
     }
 
+    int descriptor() const { return socket_; }
+
     void say(const std::string& text)
     {
         std::size_t sent = 0;

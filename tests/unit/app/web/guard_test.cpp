@@ -5,8 +5,9 @@
 namespace web {
 namespace {
 
-const std::vector<std::string> kNone;
-const std::vector<std::string> kAllowed = {"http://dev.example:5173"};
+const Door kLoopback;
+const Door kAllowed = {true, false, {"http://dev.example:5173"}};
+const Door kBeyond = {false, true, {}};
 
 Request fromPort(const std::string& method, std::map<std::string, std::string> headers)
 {
@@ -18,9 +19,9 @@ Request fromPort(const std::string& method, std::map<std::string, std::string> h
     return request;
 }
 
-int statusOf(const Request& request, const std::vector<std::string>& allowed = kNone)
+int statusOf(const Request& request, const Door& door = kLoopback)
 {
-    const std::optional<Response> refusal = refuse(request, allowed);
+    const std::optional<Response> refusal = refuse(request, door);
     return refusal ? refusal->status : 0;
 }
 
@@ -85,28 +86,94 @@ TEST(Guard, APageElsewhereMayChangeNothing)
 
 TEST(Guard, AnAllowedOriginMayChangeAndReadTheAnswer)
 {
-    const Request request = fromPort("PUT", {{"host", "localhost:8080"}, {"origin", kAllowed.front()}});
+    const Request request = fromPort("PUT", {{"host", "localhost:8080"}, {"origin", kAllowed.origins.front()}});
     EXPECT_EQ(statusOf(request, kAllowed), 0);
     const std::vector<std::pair<std::string, std::string>> headers = {
         {"Vary", "Origin"},
         {"Access-Control-Allow-Origin", "http://dev.example:5173"},
-        {"Access-Control-Expose-Headers", "ETag, Location"}};
-    EXPECT_EQ(sharingHeaders(request, kAllowed), headers);
+        {"Access-Control-Expose-Headers", "ETag, Location, Retry-After"}};
+    EXPECT_EQ(guardHeaders(request, kAllowed), headers);
 }
 
 TEST(Guard, NobodyElseMayReadTheAnswer)
 {
     const std::vector<std::pair<std::string, std::string>> headers = {{"Vary", "Origin"}};
-    EXPECT_EQ(sharingHeaders(fromPort("GET", {{"origin", "http://evil.example"}}), kAllowed), headers);
-    EXPECT_EQ(sharingHeaders(fromPort("GET", {}), kAllowed), headers);
+    EXPECT_EQ(guardHeaders(fromPort("GET", {{"origin", "http://evil.example"}}), kAllowed), headers);
+    EXPECT_EQ(guardHeaders(fromPort("GET", {}), kAllowed), headers);
 }
 
 TEST(Guard, APreflightIsToldMethodsAndHeaders)
 {
-    const auto headers = sharingHeaders(fromPort("OPTIONS", {{"origin", kAllowed.front()}}), kAllowed);
+    const auto headers = guardHeaders(fromPort("OPTIONS", {{"origin", kAllowed.origins.front()}}), kAllowed);
     ASSERT_EQ(headers.size(), 6u);
-    EXPECT_EQ(headers[3].second, "GET, HEAD, PUT, PATCH, POST, OPTIONS");
-    EXPECT_EQ(headers[4].second, "Content-Type, If-Match, Last-Event-ID");
+    EXPECT_EQ(headers[3].second, "GET, HEAD, PUT, PATCH, POST, DELETE, OPTIONS");
+    EXPECT_EQ(headers[4].second, "Authorization, Content-Type, If-Match, Last-Event-ID");
+}
+
+TEST(Guard, WithTlsTheCamerasOwnPageIsAnHttpsPage)
+{
+    const Door door = {true, true, {}};
+    EXPECT_EQ(statusOf(fromPort("PUT", {{"host", "localhost:8080"}, {"origin", "https://localhost:8080"}}), door), 0);
+    EXPECT_EQ(statusOf(fromPort("PUT", {{"host", "localhost:8080"}, {"origin", "http://localhost:8080"}}), door), 403);
+}
+
+TEST(Guard, BeyondLoopbackTheHostMayBeAnyAndThePageMustBeOfTheSameHost)
+{
+    EXPECT_EQ(statusOf(fromPort("GET", {{"host", "camera.example:8080"}}), kBeyond), 0);
+    EXPECT_EQ(statusOf(fromPort("PUT", {{"host", "camera.example:8080"}, {"origin", "https://Camera.example:8080"}}),
+                       kBeyond),
+              0);
+    for (const char* origin : {"https://evil.example", "http://camera.example:8080", "https://camera.example", "null"})
+    {
+        EXPECT_EQ(statusOf(fromPort("PUT", {{"host", "camera.example:8080"}, {"origin", origin}}), kBeyond), 403)
+            << origin;
+    }
+}
+
+TEST(Guard, TlsIsHeldToByTheBrowserAfterwards)
+{
+    const std::vector<std::pair<std::string, std::string>> headers = {
+        {"Vary", "Origin"}, {"Strict-Transport-Security", "max-age=31536000"}};
+    EXPECT_EQ(guardHeaders(fromPort("GET", {}), kBeyond), headers);
+    Request local = fromPort("GET", {});
+    local.peer.local = true;
+    EXPECT_EQ(guardHeaders(local, kBeyond).size(), 1u);
+}
+
+TEST(Guard, ARoleMayWhatThoseBeforeItMay)
+{
+    const Request request = fromPort("GET", {});
+    constexpr Role kRoles[] = {Role::none, Role::viewer, Role::operator_, Role::administrator};
+    for (const Role has : kRoles)
+    {
+        for (const Role needed : kRoles)
+        {
+            const std::optional<Response> refusal = refuse(request, Visitor{"anna", has}, needed);
+            EXPECT_EQ(refusal ? refusal->status : 0, has >= needed       ? 0
+                                                     : has == Role::none ? 401
+                                                                         : 403)
+                << roleName(has) << " " << roleName(needed);
+        }
+    }
+}
+
+TEST(Guard, ACookieWithoutAnOriginChangesNothing)
+{
+    const Visitor byCookie = {"anna", Role::operator_, "token", true};
+    const Visitor byHeader = {"anna", Role::operator_, "token", false};
+    const auto refused = [](const Request& request, const Visitor& visitor) {
+        return refuse(request, visitor, Role::operator_).has_value();
+    };
+    EXPECT_TRUE(refused(fromPort("PUT", {}), byCookie));
+    EXPECT_FALSE(refused(fromPort("PUT", {}), byHeader));
+    EXPECT_FALSE(refused(fromPort("PUT", {{"origin", "https://camera.example:8080"}}), byCookie));
+    EXPECT_FALSE(refused(fromPort("PUT", {{"sec-fetch-site", "same-origin"}}), byCookie));
+    EXPECT_FALSE(refused(fromPort("GET", {}), byCookie));
+}
+
+TEST(Guard, WithoutUsersAndOnTheUnixSocketEverybodyIsAnAdministrator)
+{
+    EXPECT_EQ(visitorOf(fromPort("GET", {}), nullptr).role, Role::administrator);
 }
 
 TEST(Guard, LoopbackIsKnownByItsNumbers)
