@@ -2,14 +2,14 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstdint>
 #include <cstdio>
 #include <ctime>
+#include <utility>
 
 #include "app/Failure.h"
 
@@ -33,17 +33,17 @@ bool inColour(LibraryOutput::Way way)
 
 }  // namespace
 
-LibraryOutput::LibraryOutput(Way way)
+LibraryOutput::LibraryOutput(Way way, std::function<void()> arrived)
     : way_(way),
       answers_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)),
+      arrived_(std::move(arrived)),
       lines_(way == Way::standardError ? "" : kLineMark, inColour(way)),
       kept_(kLineMark)
 {
     std::fflush(stdout);
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    arrived_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     int ends[2];
-    if (answers_.descriptor() < 0 || arrived_ < 0 || pipe2(ends, O_CLOEXEC) != 0)
+    if (answers_.descriptor() < 0 || pipe2(ends, O_CLOEXEC) != 0)
     {
         throw Failure(systemError("standard output cannot be used"));
     }
@@ -69,7 +69,6 @@ LibraryOutput::~LibraryOutput()
     reader_.join();
     dup2(answers_.descriptor(), STDOUT_FILENO);
     close(pipe_);
-    close(arrived_);
     close(answers_.descriptor());
 }
 
@@ -99,24 +98,26 @@ void LibraryOutput::readAll()
             return;
         }
         const std::string bytes(buffer, static_cast<std::size_t>(count));
-        const std::lock_guard<std::mutex> lock(mutex_);
-        takeIn(bytes);
-        const bool hasMark = bytes.find(kMark) != std::string::npos;
-        if (aborting)
+        const auto marks = static_cast<unsigned>(std::count(bytes.begin(), bytes.end(), kMark));
+        if (takeIn(bytes, marks) && arrived_)
         {
-            writeAll(way_ == Way::standardError ? STDERR_FILENO : answers_.descriptor(), ready_);
-            ready_.clear();
-            drained = hasMark;
+            arrived_();
         }
-        if (stopping_ && hasMark)
+        // Now that the lines before them are shown.
+        const std::lock_guard<std::mutex> lock(mutex_);
+        marksSeen_ += marks;
+        synced_.notify_all();
+        if (stopping_ && marks != 0)
         {
             return;
         }
     }
 }
 
-void LibraryOutput::takeIn(const std::string& bytes)
+// True when lines wait to be shown.
+bool LibraryOutput::takeIn(const std::string& bytes, unsigned marks)
 {
+    const std::lock_guard<std::mutex> lock(mutex_);
     std::string lines;
     std::size_t begin = 0;
     for (std::size_t mark = bytes.find(kMark); mark != std::string::npos; mark = bytes.find(kMark, begin))
@@ -124,7 +125,6 @@ void LibraryOutput::takeIn(const std::string& bytes)
         lines += lines_.feed(bytes.substr(begin, mark - begin));
         lines += lines_.flush();
         begin = mark + 1;
-        ++marksSeen_;
     }
     lines += lines_.feed(bytes.substr(begin));
     if (way_ == Way::standardError)
@@ -135,12 +135,13 @@ void LibraryOutput::takeIn(const std::string& bytes)
     {
         ready_ += way_ == Way::keptBack ? kept_.take(lines) : lines;
     }
-    synced_.notify_all();
-    if (!ready_.empty())
+    if (aborting)
     {
-        const std::uint64_t one = 1;
-        [[maybe_unused]] const ssize_t woken = write(arrived_, &one, sizeof one);
+        writeAll(way_ == Way::standardError ? STDERR_FILENO : answers_.descriptor(), ready_);
+        ready_.clear();
+        drained = marks != 0;
     }
+    return !ready_.empty();
 }
 
 std::string LibraryOutput::take()
@@ -174,8 +175,6 @@ std::optional<std::deque<std::string>> LibraryOutput::kept()
 
 std::string LibraryOutput::takeArrived()
 {
-    std::uint64_t ignored;
-    [[maybe_unused]] const ssize_t cleared = read(arrived_, &ignored, sizeof ignored);
     const std::lock_guard<std::mutex> lock(mutex_);
     std::string text;
     text.swap(ready_);

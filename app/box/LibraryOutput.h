@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -14,7 +15,7 @@
 namespace app {
 
 // Keeps what the library prints on standard output apart from the program's own answers, as whole lines.
-// Host thread only; the library may print from any thread. One object at a time.
+// Host thread only, but for takeArrived; the library may print from any thread. One object at a time.
 class LibraryOutput
 {
 public:
@@ -25,8 +26,8 @@ public:
         keptBack,       // of the lines, set off likewise, only reports are to be shown; the others can be asked for
     };
 
-    // Throws Failure.
-    explicit LibraryOutput(Way way);
+    // arrived: called, by a thread of this object's own, when lines wait to be shown; it may take them. Throws Failure.
+    explicit LibraryOutput(Way way, std::function<void()> arrived = nullptr);
     // Standard output is again what it was.
     ~LibraryOutput();
     LibraryOutput(const LibraryOutput&) = delete;
@@ -34,12 +35,10 @@ public:
 
     // To what standard output was.
     Answers& answers() { return answers_; }
-
-    // For poll: readable when collected lines wait.
-    int descriptor() const { return arrived_; }
+    const Answers& answers() const { return answers_; }
 
     // Waits until all that the library has printed so far has been taken in, a begun line completed. The lines to be
-    // shown; on the way to standard error none: they are there.
+    // shown that nobody has taken yet; on the way to standard error none: they are there.
     std::string take();
 
     // The same, or where lines are kept back all of those.
@@ -48,17 +47,17 @@ public:
     // Without their mark, oldest first; nothing where no lines are kept back.
     std::optional<std::deque<std::string>> kept();
 
-    // Lines to be shown that have arrived; does not wait.
+    // Lines to be shown that have arrived; does not wait. Thread-safe.
     std::string takeArrived();
 
 private:
     void readAll();
-    void takeIn(const std::string& bytes);
+    bool takeIn(const std::string& bytes, unsigned marks);
     static void onAbort(int signal);
 
     const Way way_;
     Answers answers_;
-    int arrived_ = -1;
+    const std::function<void()> arrived_;
     int pipe_ = -1;
     std::thread reader_;
 
