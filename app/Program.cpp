@@ -27,14 +27,14 @@ namespace {
 // On a board the camera's own state lies beside the library's files.
 constexpr char kInPlaceState[] = "/mnt/mtd/sensorcam";
 
-LibraryOutput::Way libraryWay(const Options& options, bool interactive)
+LibraryView::Way libraryWay(const Options& options, bool interactive)
 {
-    using Way = LibraryOutput::Way;
+    using Way = LibraryView::Way;
     if (!options.isShell || options.json)
     {
-        return Way::standardError;
+        return Way::beside;
     }
-    return interactive && !options.verbose ? Way::keptBack : Way::collected;
+    return interactive && !options.verbose ? Way::keptBack : Way::between;
 }
 
 bool hasPrompt(const Options& options)
@@ -77,7 +77,8 @@ int runCamera(const Options& options, const std::string& share, const std::strin
     const bool interactive = hasPrompt(options);
     EventLoop loop;
     EndSignals signals;
-    Terminal terminal(loop, signals, libraryWay(options, interactive), interactive);
+    LibraryOutput output;
+    Terminal terminal(loop, signals, output, libraryWay(options, interactive), interactive);
     loop.watch(signals.descriptor(), [&] {
         signals.takeIn();
         terminal.wake();

@@ -29,7 +29,7 @@ public:
     // Waits for what the library has printed so far; then what is to be shown of it has been shown.
     virtual void showLibrary() = 0;
 
-    // What the library printed and was not shown, oldest line first; nothing where all of it is.
+    // What the library printed and was kept back, oldest line first; nothing where all of it is shown.
     virtual std::optional<std::deque<std::string>> keptLines() = 0;
 
     // Waits that span of real time; what the library prints is shown meanwhile. False at once after an interrupt or

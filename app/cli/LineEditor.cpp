@@ -270,9 +270,9 @@ LineEditor::Result LineEditor::read(std::string& text)
     int count = 0;
     // Before the prompt appears: what is typed at the sight of it must find the editor.
     el_set(state_->edit, EL_PREP_TERM, 1);
-    terminal.setEditing(true);
+    terminal.beginEditing();
     const char* line = el_gets(state_->edit, &count);
-    terminal.setEditing(false);
+    terminal.endEditing();
     if (terminal.ended() || state_->terminalGone)
     {
         terminal.print("\n");

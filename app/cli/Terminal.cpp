@@ -15,12 +15,23 @@ constexpr int kColumns = 80;  // where no terminal says how many it has
 
 }  // namespace
 
-Terminal::Terminal(EventLoop& loop, EndSignals& signals, LibraryOutput::Way way, bool interactive)
+Terminal::Terminal(EventLoop& loop, EndSignals& signals, LibraryOutput& output, LibraryView::Way way, bool interactive)
     : loop_(loop),
       signals_(signals),
+      output_(output),
+      way_(way),
       interactive_(interactive),
-      output_(way, [this] { showArrived(); })
+      answers_(output.descriptor()),
+      view_(way, isatty(way == LibraryView::Way::beside ? STDERR_FILENO : output.descriptor()) != 0),
+      holdsLines_(way == LibraryView::Way::keptBack)  // if the start fails, all of them are shown
 {
+    output_.add(*this);
+}
+
+Terminal::~Terminal()
+{
+    output_.sync();
+    output_.remove(*this);
 }
 
 void Terminal::notice(const std::string& text)
@@ -31,7 +42,7 @@ void Terminal::notice(const std::string& text)
 int Terminal::columns() const
 {
     winsize size = {};
-    const bool isKnown = ioctl(output_.answers().descriptor(), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    const bool isKnown = ioctl(answers_.descriptor(), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
     return isKnown ? size.ws_col : kColumns;
 }
 
@@ -77,22 +88,68 @@ bool Terminal::awaitInput()
     return std::exchange(hasInput_, false);
 }
 
-void Terminal::setEditing(bool editing)
+std::optional<std::deque<std::string>> Terminal::keptLines()
 {
     const std::lock_guard<std::mutex> lock(showing_);
-    editing_ = editing;
+    return view_.kept();
 }
 
-void Terminal::showArrived()
+void Terminal::showLibrary()
 {
+    output_.sync();
+    endEditing();
+}
+
+void Terminal::showAll()
+{
+    output_.sync();
+    const std::lock_guard<std::mutex> lock(showing_);
+    lines_ = view_.kept() ? view_.keptText() : lines_;
+    showLines();
+}
+
+void Terminal::beginEditing()
+{
+    const std::lock_guard<std::mutex> lock(showing_);
+    holdsLines_ = true;
+}
+
+void Terminal::endEditing()
+{
+    const std::lock_guard<std::mutex> lock(showing_);
+    holdsLines_ = false;
+    showLines();
+}
+
+std::string Terminal::takeLines()
+{
+    const std::lock_guard<std::mutex> lock(showing_);
+    return std::exchange(lines_, "");
+}
+
+void Terminal::libraryPrinted(const std::string& bytes)
+{
+    const std::lock_guard<std::mutex> lock(showing_);
+    lines_ += view_.take(bytes);
+    if (!holdsLines_ || LibraryOutput::aborting())
     {
-        const std::lock_guard<std::mutex> lock(showing_);
-        if (!editing_)
-        {
-            answers().write(output_.takeArrived());
-        }
+        showLines();
     }
     wake();
+}
+
+// Under showing_.
+void Terminal::showLines()
+{
+    const std::string lines = std::exchange(lines_, "");
+    if (way_ == LibraryView::Way::beside)
+    {
+        writeAll(STDERR_FILENO, lines);
+    }
+    else
+    {
+        answers_.write(lines);
+    }
 }
 
 void Terminal::wake()

@@ -5,45 +5,49 @@
 
 #include "app/EndSignals.h"
 #include "app/EventLoop.h"
+#include "app/Output.h"
 #include "app/box/LibraryOutput.h"
+#include "app/box/LibraryView.h"
 #include "app/cli/Console.h"
 
 namespace app {
 
 // Standard input, output and error, terminal or not. What it waits for comes from the loop: the thread that calls it is
 // another one.
-class Terminal : public Console
+class Terminal : public Console, private LibraryOutput::Listener
 {
 public:
-    // All must outlive it. Throws Failure.
-    Terminal(EventLoop& loop, EndSignals& signals, LibraryOutput::Way way, bool interactive);
+    // All must outlive it.
+    Terminal(EventLoop& loop, EndSignals& signals, LibraryOutput& output, LibraryView::Way way, bool interactive);
+    ~Terminal() override;
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
 
     bool interactive() const override { return interactive_; }
-    void print(const std::string& text) override { answers().print(text); }
+    void print(const std::string& text) override { answers_.print(text); }
     void notice(const std::string& text) override;
     int columns() const override;
-    void showLibrary() override { answers().write(output_.take()); }
-    std::optional<std::deque<std::string>> keptLines() override { return output_.kept(); }
+    void showLibrary() override;
+    std::optional<std::deque<std::string>> keptLines() override;
     bool pause(std::chrono::microseconds span) override;
     bool takeInterrupt() override { return interactive_ && signals_.takeInterrupt(); }
     bool ended() const override;
-    bool broken() const override { return output_.answers().broken(); }
-    bool readerGone() const override { return output_.answers().readerGone(); }
+    bool broken() const override { return answers_.broken(); }
+    bool readerGone() const override { return answers_.readerGone(); }
 
-    // As showLibrary, with the lines that were kept back.
-    void showAll() { answers().write(output_.takeAll()); }
+    // The same, with all lines that were kept back.
+    void showAll();
 
     // To what standard output was.
-    Answers& answers() { return output_.answers(); }
+    Answers& answers() { return answers_; }
 
     // Waits for input, but for no longer than until something happens. True when there is some to be read.
     bool awaitInput();
 
-    // While a line is edited, what the library prints waits until it is taken: only the editor knows where the line is.
-    void setEditing(bool editing);
-    std::string takeLines() { return output_.takeArrived(); }
+    // While a line is edited, what the library prints waits to be taken: only the editor knows where the line is.
+    void beginEditing();
+    std::string takeLines();
+    void endEditing();
 
     // Something has happened: whoever waits looks again. Thread-safe.
     void wake();
@@ -51,12 +55,16 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    void showArrived();
+    void libraryPrinted(const std::string& bytes) override;
+    void showLines();
     void sleepUntil(Clock::time_point end);
 
     EventLoop& loop_;
     EndSignals& signals_;
+    LibraryOutput& output_;
+    const LibraryView::Way way_;
     const bool interactive_;
+    Answers answers_;
     bool asksForInput_ = false;
 
     std::mutex mutex_;
@@ -66,9 +74,10 @@ private:
     bool hasInput_ = false;
 
     std::mutex showing_;
-    bool editing_ = false;  // guarded by showing_
-
-    LibraryOutput output_;  // the last one: its thread calls showArrived
+    // Guarded by showing_.
+    LibraryView view_;
+    std::string lines_;  // to be shown
+    bool holdsLines_;
 };
 
 }  // namespace app
