@@ -10,8 +10,8 @@
 
 namespace app {
 
-// What the whole program waits for: descriptors, tasks of other threads, and time. What it calls must not wait, least
-// of all for room to write in: the loop is who sees that something else hangs.
+// Waits for the whole program: for descriptors, tasks of other threads, and time. What it calls must not wait, nor write
+// where there may be no room: the loop has to go on when everything else hangs.
 class EventLoop
 {
 public:

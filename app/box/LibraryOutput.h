@@ -20,8 +20,9 @@ public:
     public:
         virtual ~Listener() = default;
 
-        // What the library printed next, in pieces cut anywhere, with pauses (kPause). Called on a thread that has
-        // nothing else to do; the library waits when this does not return for long.
+        // What the library printed next, in pieces cut anywhere, with pauses (kPause). Called on a thread of the
+        // output's own, where it may take its time: the library waits when the pipe is full. Must call none of the
+        // functions below.
         virtual void libraryPrinted(const std::string& bytes) = 0;
     };
 
@@ -35,12 +36,11 @@ public:
     // What standard output was.
     int descriptor() const { return before_.number(); }
 
-    // Until it is removed, a listener hears everything that is printed. Not to be called by one.
+    // Until it is removed, a listener hears everything that is printed.
     void add(Listener& listener);
     void remove(Listener& listener);
 
-    // Waits until the listeners have heard all that the library has printed so far, and a pause behind it. Not to be
-    // called by one.
+    // Waits until the listeners have heard all that the library has printed so far, and a pause behind it.
     void sync();
 
     // A failed assertion of the library ends the process: what is not shown now never is.
