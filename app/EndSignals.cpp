@@ -1,11 +1,19 @@
 #include "app/EndSignals.h"
 
 #include <sys/signalfd.h>
-#include <unistd.h>
 
 #include "app/Failure.h"
 
 namespace app {
+namespace {
+
+int openSignals()
+{
+    const sigset_t set = endSignals();
+    return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+}  // namespace
 
 sigset_t endSignals()
 {
@@ -17,53 +25,32 @@ sigset_t endSignals()
     return set;
 }
 
-EndSignals::EndSignals(EndLimit* limit) : limit_(limit)
+EndSignals::EndSignals() : descriptor_(openSignals())
 {
-    const sigset_t set = endSignals();
-    descriptor_ = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
-    if (descriptor_ < 0)
+    if (descriptor() < 0)
     {
         throw Failure(systemError("cannot wait for signals"));
     }
 }
 
-EndSignals::~EndSignals()
-{
-    close(descriptor_);
-}
-
 void EndSignals::takeIn()
 {
     signalfd_siginfo info;
-    while (read(descriptor_, &info, sizeof info) == static_cast<ssize_t>(sizeof info))
+    while (read(descriptor(), &info, sizeof info) == static_cast<ssize_t>(sizeof info))
     {
         // SIGTERM and SIGHUP stand; SIGINT gives way to them.
-        if (received_ == 0 || received_ == SIGINT)
+        int before = received_;
+        while ((before == 0 || before == SIGINT) &&
+               !received_.compare_exchange_weak(before, static_cast<int>(info.ssi_signo)))
         {
-            received_ = static_cast<int>(info.ssi_signo);
-            if (limit_ != nullptr)
-            {
-                limit_->begin(received_);
-            }
         }
     }
 }
 
-int EndSignals::received()
-{
-    takeIn();
-    return received_;
-}
-
 bool EndSignals::takeInterrupt()
 {
-    takeIn();
-    if (received_ != SIGINT)
-    {
-        return false;
-    }
-    received_ = 0;
-    return true;
+    int interrupt = SIGINT;
+    return received_.compare_exchange_strong(interrupt, 0);
 }
 
 }  // namespace app

@@ -2,40 +2,42 @@
 
 #include <signal.h>
 
-#include "app/box/EndLimit.h"
+#include <atomic>
+#include <chrono>
+
+#include "camera/Descriptor.h"
 
 namespace app {
+
+// How long an orderly end may take, then the program is killed, whatever it waits for: whoever reads what it prints may
+// have stopped reading. The end itself takes a turn of the scheduler, a second.
+constexpr auto kEndLimit = std::chrono::seconds(10);
 
 // Those that end a camera in order: SIGINT, SIGTERM and SIGHUP.
 sigset_t endSignals();
 
 // Those as something to wait for. They must be blocked (blockEndSignals).
-// Host thread only.
 class EndSignals
 {
 public:
-    // limit: is told what is taken in; may be null, must outlive this.
-    explicit EndSignals(EndLimit* limit = nullptr);
-    ~EndSignals();
-    EndSignals(const EndSignals&) = delete;
-    EndSignals& operator=(const EndSignals&) = delete;
+    // Throws Failure.
+    EndSignals();
 
-    // For poll: readable when a signal waits.
-    int descriptor() const { return descriptor_; }
+    // For the loop: readable when a signal waits.
+    int descriptor() const { return descriptor_.number(); }
 
-    // The signal that asked for the end of the program; 0 for none. Takes in what waits.
-    int received();
+    // Takes in what waits. One thread at a time.
+    void takeIn();
 
-    // Takes in what waits; true when a SIGINT was among it and nothing stronger, which is then forgotten: the
-    // person wanted to end what was running.
+    // The signal taken in that asked for the end of the program; 0 for none. Thread-safe.
+    int received() const { return received_; }
+
+    // True when that is a SIGINT, which is then forgotten: the person wanted to end what was running. Thread-safe.
     bool takeInterrupt();
 
 private:
-    void takeIn();
-
-    EndLimit* const limit_;
-    int descriptor_;
-    int received_ = 0;
+    const camera::Descriptor descriptor_;
+    std::atomic<int> received_{0};
 };
 
 }  // namespace app

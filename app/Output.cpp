@@ -86,6 +86,7 @@ std::string printable(const std::string& text)
 
 void Answers::write(const std::string& text)
 {
+    const std::lock_guard<std::mutex> lock(writing_);
     if (broken() || writeAll(descriptor_, text))
     {
         return;

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <atomic>
+#include <mutex>
 #include <string>
 
-// What sensorcam itself writes. Host thread only, writeAll excepted.
+// What sensorcam itself writes.
 namespace app {
 
 // Writes everything, waiting while there is no room. False, with errno, when it cannot be written. Thread-safe.
@@ -13,7 +15,7 @@ bool writeAll(int descriptor, const std::string& text);
 // Reentrant.
 std::string printable(const std::string& text);
 
-// Where answers go.
+// Where answers go. Thread-safe.
 class Answers
 {
 public:
@@ -25,7 +27,7 @@ public:
     // Text for people, or a JSON document; printable.
     void print(const std::string& text) { write(printable(text)); }
 
-    // What is printable already, or is to steer the terminal.
+    // What is printable already, or is to steer the terminal. Nothing comes in between.
     void write(const std::string& text);
 
     // Answers can no longer be written. The reason has been told on standard error, unless the reader has just gone.
@@ -34,11 +36,12 @@ public:
 
     // The exit status of a program that would otherwise end with this one: like a program that SIGPIPE ends when the
     // reader has gone.
-    int status(int otherwise) const { return broken() ? status_ : otherwise; }
+    int status(int otherwise) const { return broken() ? status_.load() : otherwise; }
 
 private:
     const int descriptor_;
-    int status_ = 0;
+    std::mutex writing_;
+    std::atomic<int> status_{0};
 };
 
 }  // namespace app

@@ -8,16 +8,17 @@
 #include <filesystem>
 
 #include "app/EndSignals.h"
+#include "app/EventLoop.h"
 #include "app/Failure.h"
 #include "app/Models.h"
 #include "app/Service.h"
 #include "app/box/Bubblewrap.h"
-#include "app/box/LibraryOutput.h"
 #include "app/box/Provision.h"
 #include "app/box/StateFolder.h"
 #include "app/box/Supervisor.h"
 #include "app/cli/Session.h"
 #include "app/cli/Shell.h"
+#include "app/cli/Terminal.h"
 #include "app/web/Serving.h"
 #include "camera/Camera.h"
 
@@ -27,14 +28,14 @@ namespace {
 // On a board the camera's own state lies beside the library's files.
 constexpr char kInPlaceState[] = "/mnt/mtd/sensorcam";
 
-LibraryOutput::Way libraryWay(const Options& options, bool interactive)
+LibraryView::Way libraryWay(const Options& options, bool interactive)
 {
-    using Way = LibraryOutput::Way;
+    using Way = LibraryView::Way;
     if (!options.isShell || options.json)
     {
-        return Way::standardError;
+        return Way::beside;
     }
-    return interactive && !options.verbose ? Way::keptBack : Way::collected;
+    return interactive && !options.verbose ? Way::keptBack : Way::between;
 }
 
 bool hasPrompt(const Options& options)
@@ -48,19 +49,9 @@ std::string ownShareFolder()
     return shareFolder(std::filesystem::path(programFile()).parent_path().parent_path().string());
 }
 
-// The camera itself, in whatever tree it finds.
-int runCamera(const Options& options, const std::string& share, const std::string& stateFolder)
+// The camera and who commands it, from its start to its end. Any of it may hang.
+int runFrontEnd(const Options& options, const std::string& share, const std::string& stateFolder, Terminal& terminal)
 {
-    blockEndSignals();
-    signal(SIGPIPE, SIG_IGN);
-    const bool interactive = hasPrompt(options);
-    std::optional<EndLimit> limit;  // in the private tree it is the supervisor's
-    if (options.inPlace)
-    {
-        limit.emplace(interactive);
-    }
-    EndSignals signals(limit ? &*limit : nullptr);
-    LibraryOutput output(libraryWay(options, interactive));
     int status = kExitOk;
     try
     {
@@ -70,21 +61,48 @@ int runCamera(const Options& options, const std::string& share, const std::strin
             opened = web::open(*options.serve, stateFolder);
         }
         camera::Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace}, service());
+        terminal.showLibrary();
         if (opened)
         {
-            web::serve(camera, *options.serve, std::move(*opened), stateFolder, signals, output);
+            web::serve(camera, *options.serve, std::move(*opened), stateFolder, terminal);
         }
-        Session session(camera, output, signals, options.json, interactive);
-        session.showLibrary();
-        status = options.isShell ? runShell(session, stateFolder + "/history") : session.runAll(options.commands);
+        else
+        {
+            Session session(camera, terminal, options.json);
+            status = options.isShell ? runShell(session, terminal, stateFolder + "/history")
+                                     : session.runAll(options.commands);
+        }
     }
     catch (...)
     {
-        output.answers().write(output.takeAll());  // it may say why
+        terminal.showAll();  // it may say why
         throw;
     }
-    output.answers().write(output.take());  // what the library said at its end
-    return signals.received() != 0 ? 128 + signals.received() : output.answers().status(status);
+    terminal.showLibrary();  // what the library said at its end
+    return status;
+}
+
+// The camera itself, in whatever tree it finds: all of it works on a thread of its own, and this one waits.
+int runCamera(const Options& options, const std::string& share, const std::string& stateFolder)
+{
+    blockEndSignals();
+    signal(SIGPIPE, SIG_IGN);
+    const bool interactive = hasPrompt(options);
+    EventLoop loop;
+    EndSignals signals;
+    LibraryOutput output;
+    Terminal terminal(loop, signals, output, libraryWay(options, interactive), interactive);
+    loop.watch(signals.descriptor(), [&] {
+        signals.takeIn();
+        terminal.wake();
+        if (options.inPlace && terminal.ended())  // in the private tree the limit is the supervisor's
+        {
+            loop.after(kEndLimit, [] { kill(getpid(), SIGKILL); });
+        }
+    });
+    const int status = loop.runBeside([&] { return runFrontEnd(options, share, stateFolder, terminal); });
+    signals.takeIn();
+    return signals.received() != 0 ? 128 + signals.received() : terminal.answers().status(status);
 }
 
 void announceFirstStart(const StateFolder& state, const std::string& model)

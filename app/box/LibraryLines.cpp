@@ -29,6 +29,11 @@ std::string LibraryLines::feed(const std::string& bytes)
 
 void LibraryLines::take(char c, std::string& lines)
 {
+    if (c == kPause)
+    {
+        lines += visible_ ? finished() : "";
+        return;
+    }
     if (!sequence_.empty() && goesOnWith(c))
     {
         return;
@@ -88,11 +93,6 @@ std::string LibraryLines::finished()
     line_ = colour_ ? colours_ : "";
     visible_ = false;
     return line;
-}
-
-std::string LibraryLines::flush()
-{
-    return visible_ ? finished() : "";
 }
 
 }  // namespace app

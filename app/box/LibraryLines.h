@@ -4,6 +4,9 @@
 
 namespace app {
 
+// Stands in what the library printed where nothing follows for now. The library prints text, so a zero byte is ours.
+constexpr char kPause = '\0';
+
 // Turns what the library prints (colour sequences, lines, pieces of lines) into whole printable lines behind a mark.
 // Reentrant.
 class LibraryLines
@@ -13,11 +16,9 @@ public:
     // colour: keep the library's colours and dim the mark; otherwise leave them out.
     LibraryLines(const std::string& mark, bool colour);
 
-    // Takes in bytes; returns the lines that they completed, each with its line end.
+    // Takes in bytes; returns the lines that they completed, each with its line end. A pause completes a begun line of
+    // which something is visible.
     std::string feed(const std::string& bytes);
-
-    // The begun line, completed; empty when nothing visible was begun.
-    std::string flush();
 
 private:
     void take(char c, std::string& lines);

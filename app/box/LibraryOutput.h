@@ -1,77 +1,70 @@
 #pragma once
 
 #include <condition_variable>
-#include <deque>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
-#include "app/Output.h"
-#include "app/box/KeptLines.h"
-#include "app/box/LibraryLines.h"
+#include "camera/Descriptor.h"
 
 namespace app {
 
-// Keeps what the library prints on standard output apart from the program's own answers, as whole lines.
-// Host thread only; the library may print from any thread. One object at a time.
+// Keeps what the library prints on standard output apart from the program's own answers. One object at a time.
+// Thread-safe.
 class LibraryOutput
 {
 public:
-    enum class Way
+    class Listener
     {
-        standardError,  // the lines go to standard error as they come
-        collected,      // the lines, set off by "  | ", are there to be shown between the answers
-        keptBack,       // of the lines, set off likewise, only reports are to be shown; the others can be asked for
+    public:
+        virtual ~Listener() = default;
+
+        // What the library printed next, in pieces cut anywhere, with pauses (kPause). Called on a thread of the
+        // output's own, where it may take its time: the library waits when the pipe is full. Must call none of the
+        // functions below.
+        virtual void libraryPrinted(const std::string& bytes) = 0;
     };
 
     // Throws Failure.
-    explicit LibraryOutput(Way way);
+    LibraryOutput();
     // Standard output is again what it was.
     ~LibraryOutput();
     LibraryOutput(const LibraryOutput&) = delete;
     LibraryOutput& operator=(const LibraryOutput&) = delete;
 
-    // To what standard output was.
-    Answers& answers() { return answers_; }
+    // What standard output was.
+    int descriptor() const { return before_.number(); }
 
-    // For poll: readable when collected lines wait.
-    int descriptor() const { return arrived_; }
+    // Until it is removed, a listener hears everything that is printed.
+    void add(Listener& listener);
+    void remove(Listener& listener);
 
-    // Waits until all that the library has printed so far has been taken in, a begun line completed. The lines to be
-    // shown; on the way to standard error none: they are there.
-    std::string take();
+    // Waits until the listeners have heard all that the library has printed so far, and a pause behind it.
+    void sync();
 
-    // The same, or where lines are kept back all of those.
-    std::string takeAll();
-
-    // Without their mark, oldest first; nothing where no lines are kept back.
-    std::optional<std::deque<std::string>> kept();
-
-    // Lines to be shown that have arrived; does not wait.
-    std::string takeArrived();
+    // A failed assertion of the library ends the process: what is not shown now never is.
+    static bool aborting();
 
 private:
     void readAll();
-    void takeIn(const std::string& bytes);
     static void onAbort(int signal);
 
-    const Way way_;
-    Answers answers_;
-    int arrived_ = -1;
-    int pipe_ = -1;
+    const camera::Descriptor before_;
+    camera::Descriptor pipe_;
     std::thread reader_;
 
-    std::mutex mutex_;
-    std::condition_variable synced_;
-    // Guarded by mutex_.
-    LibraryLines lines_;
-    KeptLines kept_;
-    std::string ready_;
-    unsigned marksSeen_ = 0;
-    bool stopping_ = false;
+    std::mutex listening_;
+    std::vector<Listener*> listeners_;  // guarded by listening_
 
-    unsigned marksSent_ = 0;
+    std::mutex sending_;
+    unsigned pausesSent_ = 0;  // guarded by sending_
+
+    std::mutex mutex_;
+    std::condition_variable heard_;
+    // Guarded by mutex_.
+    unsigned pausesHeard_ = 0;
+    bool stopping_ = false;
 };
 
 }  // namespace app

@@ -240,7 +240,7 @@ Answer runQuit(Session& session, const Words& arguments)
     {
         return wrongUsage("quit");
     }
-    if (session.interactive() && !discards)
+    if (session.console().interactive() && !discards)
     {
         const std::string unsaved = unsavedText(session.camera());
         if (unsaved != session.toldLoss() && !unsaved.empty())

@@ -33,7 +33,7 @@ std::string refusedWindow(int code, const std::string& window)
 // After a factory reset no scheme is in force until the scheduler's next turn.
 void waitForFirstScheme(Session& session)
 {
-    for (int i = 0; i < kLooks && session.camera().currentScheme() < 0 && session.pause(kLook); ++i)
+    for (int i = 0; i < kLooks && session.camera().currentScheme() < 0 && session.console().pause(kLook); ++i)
     {
     }
 }
@@ -200,8 +200,8 @@ Answer runLog(Session&, const Words& arguments)
 
 Answer runOutput(Session& session, const Words& arguments)
 {
-    session.showLibrary();
-    const auto kept = session.output().kept();
+    session.console().showLibrary();
+    const auto kept = session.console().keptLines();
     const std::deque<std::string> lines = kept.value_or(std::deque<std::string>());
     return endOf("output", {lines.begin(), lines.end()},
                  kept ? "the library has printed nothing\n"
@@ -245,7 +245,8 @@ Answer runLanguage(Session& session, const Words& arguments)
     answer.text = texts.texts + "\n" + texts.common + "\n";
     if (!texts.known)
     {
-        notice("there is no language " + std::to_string(*id) + "; the camera serves its first one instead");
+        session.console().notice("there is no language " + std::to_string(*id) +
+                                 "; the camera serves its first one instead");
     }
     return answer;
 }

@@ -96,12 +96,9 @@ Answer waitForRest(Session& session)
 {
     while (session.camera().lensMovement().any())
     {
-        if (!session.pause(kLook))
+        if (!session.console().pause(kLook))
         {
-            if (session.interactive())
-            {
-                session.signals().takeInterrupt();
-            }
+            session.console().takeInterrupt();
             return Answer::failure({ErrorCode::interrupted, "the lens is still moving"});
         }
     }

@@ -195,7 +195,7 @@ Answer runWatch(Session& session, const Words& arguments)
     bool goesOn = true;
     while (goesOn)
     {
-        goesOn = session.pause(lookSpan(camera.setup().speed));
+        goesOn = session.console().pause(lookSpan(camera.setup().speed));
         const double passed = static_cast<double>((host::clock()->monotonic() - start).count()) / 1e6;
         goesOn = goesOn && (!limit || passed < *limit);
         const Scene now = look(camera);
@@ -208,7 +208,7 @@ Answer runWatch(Session& session, const Words& arguments)
     }
     // Ctrl-C ends the watch; with exec it ends what follows too.
     Answer answer;
-    if (session.interactive() && session.signals().takeInterrupt())
+    if (session.console().takeInterrupt())
     {
         answer.text = "\n";
     }

@@ -1,5 +1,3 @@
-#include <sys/ioctl.h>
-
 #include "SensorPaths.h"
 #include "app/cli/Commands.h"
 #include "app/cli/ScheduleChart.h"
@@ -10,14 +8,6 @@ namespace app {
 namespace {
 
 constexpr int kMinutesPerHour = 60;
-
-constexpr int kColumns = 80;  // where no terminal says how many it has
-
-int columnsOf(int terminal)
-{
-    winsize size = {};
-    return ioctl(terminal, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kColumns;
-}
 
 std::optional<int> schemeNumber(const std::string& text, int highest)
 {
@@ -98,7 +88,7 @@ Answer runSchemes(Session& session, const Words& arguments)
     }
     const camera::Schedule schedule = session.camera().schedule();
     Answer answer;
-    answer.text = drawSchedule(schedule, columnsOf(session.answers().descriptor()));
+    answer.text = drawSchedule(schedule, session.console().columns());
     answer.data = toJson(schedule);
     return answer;
 }

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <histedit.h>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,7 +19,6 @@ namespace {
 
 constexpr int kHistoryLines = 1000;
 constexpr std::size_t kHistoryMax = 1024 * 1024;  // bytes
-constexpr std::size_t kUnknownWidth = 80;         // columns, where the terminal does not say
 constexpr char kClearLine[] = "\r\033[K";
 
 // The beginning that all candidates share.
@@ -61,15 +59,17 @@ std::string inColumns(const Words& words, std::size_t lineWidth)
 // What libedit's callbacks reach through its client data.
 struct LineEditor::State
 {
-    State(Session& theSession, Vocabulary theVocabulary) : session(theSession), vocabulary(std::move(theVocabulary)) {}
+    State(Terminal& theTerminal, Vocabulary theVocabulary) : terminal(theTerminal), vocabulary(std::move(theVocabulary))
+    {
+    }
 
-    Session& session;
+    Terminal& terminal;
     const Vocabulary vocabulary;
     std::string historyFile;
     EditLine* edit = nullptr;
     History* history = nullptr;
     HistEvent event;
-    std::FILE* terminal = nullptr;  // answers and the edited line go the same way
+    std::FILE* output = nullptr;  // answers and the edited line go the same way
     winsize size = {};
     bool terminalGone = false;
 
@@ -139,7 +139,7 @@ void LineEditor::State::giveUpLine()
 {
     const LineInfoW* line = el_wline(edit);
     const bool isEmpty = line->lastchar == line->buffer;
-    session.answers().print(isEmpty ? "^C\n'quit' or Ctrl-D ends the camera.\n" : "^C\n");
+    terminal.print(isEmpty ? "^C\n'quit' or Ctrl-D ends the camera.\n" : "^C\n");
     // Only what is left of the cursor can be deleted; both calls count characters.
     el_cursor(edit, static_cast<int>(line->lastchar - line->cursor));
     el_deletestr(edit, static_cast<int>(line->lastchar - line->buffer));
@@ -149,35 +149,26 @@ void LineEditor::State::giveUpLine()
 // False when the program is to end.
 bool LineEditor::State::waitForInput()
 {
-    while (true)
+    while (!terminal.ended())
     {
-        if (session.ended())
-        {
-            return false;
-        }
-        if (session.signals().takeInterrupt())
+        if (terminal.takeInterrupt())
         {
             giveUpLine();
         }
-        pollfd waits[] = {{STDIN_FILENO, POLLIN, 0},
-                          {session.signals().descriptor(), POLLIN, 0},
-                          {session.output().descriptor(), POLLIN, 0}};
-        if (poll(waits, 3, -1) < 0)
-        {
-            continue;
-        }
+        const bool hasInput = terminal.awaitInput();
         lookAtSize();
-        const std::string lines = session.output().takeArrived();
+        const std::string lines = terminal.takeLines();
         if (!lines.empty())
         {
-            session.answers().write(kClearLine + lines);
+            terminal.answers().write(kClearLine + lines);
             el_set(edit, EL_REFRESH);
         }
-        if (waits[0].revents != 0)
+        if (hasInput)
         {
             return true;
         }
     }
+    return false;
 }
 
 int LineEditor::State::nextCharacter(EditLine* edit, wchar_t* character)
@@ -225,7 +216,7 @@ unsigned char LineEditor::State::completeWord(EditLine* edit, int)
     }
     if (fits.size() > 1 && toLower(insertion) == toLower(word))
     {
-        state.session.answers().print(inColumns(fits, state.size.ws_col > 0 ? state.size.ws_col : kUnknownWidth));
+        state.terminal.print(inColumns(fits, static_cast<std::size_t>(state.terminal.columns())));
         return CC_REDISPLAY;
     }
     el_deletestr(edit, static_cast<int>(word.size()));
@@ -233,8 +224,8 @@ unsigned char LineEditor::State::completeWord(EditLine* edit, int)
     return CC_REFRESH;
 }
 
-LineEditor::LineEditor(Session& session, const std::string& historyFile, Vocabulary vocabulary)
-    : state_(std::make_unique<State>(session, std::move(vocabulary)))
+LineEditor::LineEditor(Terminal& terminal, const std::string& historyFile, Vocabulary vocabulary)
+    : state_(std::make_unique<State>(terminal, std::move(vocabulary)))
 {
     State& state = *state_;
     if (std::setlocale(LC_CTYPE, "") == nullptr || MB_CUR_MAX == 1)
@@ -242,8 +233,8 @@ LineEditor::LineEditor(Session& session, const std::string& historyFile, Vocabul
         std::setlocale(LC_CTYPE, "C.UTF-8");
     }
     state.historyFile = historyFile;
-    state.terminal = fdopen(dup(session.answers().descriptor()), "w");
-    state.edit = el_init("sensorcam", stdin, state.terminal, stderr);
+    state.output = fdopen(dup(terminal.answers().descriptor()), "w");
+    state.edit = el_init("sensorcam", stdin, state.output, stderr);
     state.history = history_init();
     history(state.history, &state.event, H_SETSIZE, kHistoryLines);
     history(state.history, &state.event, H_SETUNIQUE, 1);
@@ -270,24 +261,27 @@ LineEditor::~LineEditor()
     state_->saveHistory();
     history_end(state_->history);
     el_end(state_->edit);
-    std::fclose(state_->terminal);
+    std::fclose(state_->output);
 }
 
 LineEditor::Result LineEditor::read(std::string& text)
 {
+    Terminal& terminal = state_->terminal;
     int count = 0;
     // Before the prompt appears: what is typed at the sight of it must find the editor.
     el_set(state_->edit, EL_PREP_TERM, 1);
+    terminal.beginEditing();
     const char* line = el_gets(state_->edit, &count);
-    if (state_->session.ended() || state_->terminalGone)
+    terminal.endEditing();
+    if (terminal.ended() || state_->terminalGone)
     {
-        state_->session.answers().print("\n");
+        terminal.print("\n");
         return Result::end;
     }
     if (line == nullptr || count <= 0)
     {
         text = "quit";  // Ctrl-D
-        state_->session.answers().print(text + "\n");
+        terminal.print(text + "\n");
         return Result::line;
     }
     text.assign(line, static_cast<std::size_t>(count));

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "app/cli/Completion.h"
-#include "app/cli/Session.h"
+#include "app/cli/Terminal.h"
 
 namespace app {
 
@@ -14,7 +14,7 @@ class LineEditor
 {
 public:
     // historyFile: read now, written at the end; a file that cannot be written does no harm.
-    LineEditor(Session& session, const std::string& historyFile, Vocabulary vocabulary);
+    LineEditor(Terminal& terminal, const std::string& historyFile, Vocabulary vocabulary);
     ~LineEditor();
     LineEditor(const LineEditor&) = delete;
     LineEditor& operator=(const LineEditor&) = delete;

@@ -1,11 +1,9 @@
 #include "app/cli/Session.h"
 
-#include <poll.h>
-#include <signal.h>
-
 #include <exception>
 
 #include "app/Failure.h"
+#include "app/Options.h"
 #include "app/cli/Commands.h"
 
 namespace app {
@@ -23,12 +21,7 @@ std::string commandOf(const std::string& line)
 
 }  // namespace
 
-Session::Session(camera::Camera& camera, LibraryOutput& output, EndSignals& signals, bool json, bool interactive)
-    : camera_(camera),
-      output_(output),
-      signals_(signals),
-      json_(json),
-      interactive_(interactive)
+Session::Session(camera::Camera& camera, Console& console, bool json) : camera_(camera), console_(console), json_(json)
 {
 }
 
@@ -89,21 +82,21 @@ int Session::runAll(const std::vector<std::string>& lines)
     bool failed = false;
     for (const std::string& line : lines)
     {
-        if (failed || signals_.received() != 0)
+        if (failed || console_.ended())
         {
             if (json_)
             {
                 const Answer skipped = Answer::failure({ErrorCode::notRun, "not run: " + line});
-                answers().print(jsonDocument(commandOf(line), skipped));
+                console_.print(jsonDocument(commandOf(line), skipped));
             }
             else
             {
-                notice("not run: " + line);
+                console_.notice("not run: " + line);
             }
             continue;
         }
-        failed = !run(line) || answers().broken();
-        if (quit_ || answers().readerGone())
+        failed = !run(line) || console_.broken();
+        if (quit_ || console_.readerGone())
         {
             break;
         }
@@ -111,59 +104,25 @@ int Session::runAll(const std::vector<std::string>& lines)
     return failed ? kExitCommandFailed : kExitOk;
 }
 
-bool Session::ended()
-{
-    const int signal = signals_.received();
-    return quit_ || answers().broken() || (signal != 0 && !(signal == SIGINT && interactive_));
-}
-
-bool Session::pause(std::chrono::microseconds span)
-{
-    const auto end = std::chrono::steady_clock::now() + span;
-    while (true)
-    {
-        if (ended() || signals_.received() != 0)
-        {
-            return false;
-        }
-        const auto left = end - std::chrono::steady_clock::now();
-        if (left <= std::chrono::nanoseconds(0))
-        {
-            return true;
-        }
-        const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(left).count();
-        const timespec limit = {static_cast<time_t>(nanoseconds / 1000000000),
-                                static_cast<long>(nanoseconds % 1000000000)};
-        pollfd waits[] = {{signals_.descriptor(), POLLIN, 0}, {output_.descriptor(), POLLIN, 0}};
-        ppoll(waits, 2, &limit, nullptr);
-        answers().write(output_.takeArrived());
-    }
-}
-
 void Session::printPart(const std::string& command, const Answer& part)
 {
-    showLibrary();
-    answers().print(json_ ? jsonDocument(command, part) : part.text);
+    console_.showLibrary();
+    console_.print(json_ ? jsonDocument(command, part) : part.text);
 }
 
 void Session::printAnswer(const std::string& command, const Answer& answer)
 {
-    showLibrary();
+    console_.showLibrary();
     if (json_)
     {
-        answers().print(jsonDocument(command, answer));
+        console_.print(jsonDocument(command, answer));
         return;
     }
-    answers().print(answer.text);
+    console_.print(answer.text);
     if (!answer.ok())
     {
-        notice(answer.error->message);
+        console_.notice(answer.error->message);
     }
-}
-
-void Session::showLibrary()
-{
-    answers().write(output_.take());
 }
 
 }  // namespace app

@@ -1,6 +1,5 @@
 #include "app/cli/Shell.h"
 
-#include <poll.h>
 #include <unistd.h>
 
 #include "app/Options.h"
@@ -15,7 +14,7 @@ constexpr std::size_t kLineMax = 1 << 20;  // bytes; no command is nearly as lon
 class PlainReader
 {
 public:
-    explicit PlainReader(Session& session) : session_(session) {}
+    explicit PlainReader(Terminal& terminal) : terminal_(terminal) {}
 
     // False at the end of the input and when the program is to end.
     bool read(std::string& line)
@@ -43,14 +42,9 @@ public:
 private:
     bool fill()
     {
-        pollfd waits[] = {{STDIN_FILENO, POLLIN, 0},
-                          {session_.signals().descriptor(), POLLIN, 0},
-                          {session_.output().descriptor(), POLLIN, 0}};
-        while (!session_.ended())
+        while (!terminal_.ended())
         {
-            poll(waits, 3, -1);
-            session_.answers().write(session_.output().takeArrived());
-            if (waits[0].revents != 0)
+            if (terminal_.awaitInput())
             {
                 char buffer[4096];
                 const ssize_t count = ::read(STDIN_FILENO, buffer, sizeof buffer);
@@ -62,33 +56,33 @@ private:
         return false;
     }
 
-    Session& session_;
+    Terminal& terminal_;
     std::string pending_;
     bool atEnd_ = false;
     bool isTooLong_ = false;
 };
 
-int runPrompt(Session& session, const std::string& historyFile)
+int runPrompt(Session& session, Terminal& terminal, const std::string& historyFile)
 {
-    if (session.signals().received() != 0)
+    if (!terminal.pause(std::chrono::microseconds(0)))
     {
         return kExitOk;  // interrupted before there was anything else to interrupt
     }
     session.run("status");
-    session.answers().print("'help' lists the commands, Tab completes, Ctrl-D ends the camera.\n");
-    LineEditor editor(session, historyFile, vocabularyOf(session));
+    terminal.print("'help' lists the commands, Tab completes, Ctrl-D ends the camera.\n");
+    LineEditor editor(terminal, historyFile, vocabularyOf(session));
     std::string line;
     while (!session.ended() && editor.read(line) == LineEditor::Result::line)
     {
         session.run(line);
-        session.signals().takeInterrupt();  // it was meant for the command
+        terminal.takeInterrupt();  // it was meant for the command
     }
     return kExitOk;
 }
 
-int runLines(Session& session)
+int runLines(Session& session, Terminal& terminal)
 {
-    PlainReader reader(session);
+    PlainReader reader(terminal);
     std::string line;
     bool failed = false;
     for (int number = 1; !session.ended() && reader.read(line); ++number)
@@ -111,9 +105,9 @@ int runLines(Session& session)
 
 }  // namespace
 
-int runShell(Session& session, const std::string& historyFile)
+int runShell(Session& session, Terminal& terminal, const std::string& historyFile)
 {
-    return session.interactive() ? runPrompt(session, historyFile) : runLines(session);
+    return terminal.interactive() ? runPrompt(session, terminal, historyFile) : runLines(session, terminal);
 }
 
 bool isInteractive(int answers, bool json)

@@ -3,13 +3,14 @@
 #include <string>
 
 #include "app/cli/Session.h"
+#include "app/cli/Terminal.h"
 
 namespace app {
 
-// Commands from standard input until its end, "quit" or a signal. With a terminal on both sides a prompt, with the
+// Commands from standard input, for a session whose console the terminal is, until its end, "quit" or a signal. With a terminal on both sides a prompt, with the
 // history in historyFile; otherwise a plain reader that runs every line. The exit status: failures count only
 // without a prompt.
-int runShell(Session& session, const std::string& historyFile);
+int runShell(Session& session, Terminal& terminal, const std::string& historyFile);
 
 // Whether there is a person: standard input and output are a terminal and JSON is not asked for.
 // answers: the descriptor that answers are written to.

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <grp.h>
-#include <poll.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -208,7 +207,7 @@ std::vector<int> handOver(const Opened& opened, app::ServeOptions& options)
 }
 
 void serve(camera::Camera& camera, const app::ServeOptions& options, Opened opened, const std::string& stateFolder,
-           app::EndSignals& signals, app::LibraryOutput& output)
+           app::Console& console)
 {
     std::string identity = identityIn(opened.identity);
     const bool tls = !identity.empty();
@@ -221,19 +220,16 @@ void serve(camera::Camera& camera, const app::ServeOptions& options, Opened open
     Api api(camera, {{isLoopback(options.address), tls, options.origins}, sessions ? &*sessions : nullptr, &audit});
     for (const ListenSocket& socket : opened.sockets)
     {
-        output.answers().print("serving on " + placeOf(socket, options, tls) + "\n");
+        console.print("serving on " + placeOf(socket, options, tls) + "\n");
     }
     if (tls)
     {
-        output.answers().print("certificate's SHA-256 " + fingerprintOf(identity) + "\n");
+        console.print("certificate's SHA-256 " + fingerprintOf(identity) + "\n");
     }
     const HttpServer server(std::move(opened.sockets), api, {}, identity);
     clearSecret(identity);
-    pollfd waits[] = {{signals.descriptor(), POLLIN, 0}, {output.descriptor(), POLLIN, 0}};
-    while (signals.received() == 0 && !output.answers().broken())
+    while (console.pause(std::chrono::hours(1)))
     {
-        poll(waits, 2, -1);
-        output.answers().write(output.takeArrived());
     }
 }
 

@@ -4,9 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "app/EndSignals.h"
 #include "app/Options.h"
-#include "app/box/LibraryOutput.h"
+#include "app/cli/Console.h"
 #include "app/web/ListenSocket.h"
 #include "app/web/Users.h"
 #include "camera/Camera.h"
@@ -28,8 +27,8 @@ Opened open(const app::ServeOptions& options, const std::string& stateFolder);
 // Puts into the options what the copy inside needs to find it. The descriptors that it must inherit.
 std::vector<int> handOver(const Opened& opened, app::ServeOptions& options);
 
-// Serves the camera until a signal ends it, and shows the library's lines meanwhile. Host thread only.
+// Serves the camera until the console ends.
 void serve(camera::Camera& camera, const app::ServeOptions& options, Opened opened, const std::string& stateFolder,
-           app::EndSignals& signals, app::LibraryOutput& output);
+           app::Console& console);
 
 }  // namespace web

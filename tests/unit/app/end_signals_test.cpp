@@ -21,8 +21,14 @@ protected:
     // Takes in what waits, or it would end the program.
     void TearDown() override
     {
-        app::EndSignals().received();
+        app::EndSignals().takeIn();
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+
+    static void raiseFor(app::EndSignals& signals, int signal)
+    {
+        pthread_kill(pthread_self(), signal);
+        signals.takeIn();
     }
 
     sigset_t before_;
@@ -31,6 +37,7 @@ protected:
 TEST_F(EndSignalsTest, NothingIsReceivedBeforeASignal)
 {
     app::EndSignals signals;
+    signals.takeIn();
     EXPECT_EQ(signals.received(), 0);
     EXPECT_FALSE(signals.takeInterrupt());
 }
@@ -38,7 +45,7 @@ TEST_F(EndSignalsTest, NothingIsReceivedBeforeASignal)
 TEST_F(EndSignalsTest, AnInterruptThatIsTakenIsForgotten)
 {
     app::EndSignals signals;
-    pthread_kill(pthread_self(), SIGINT);
+    raiseFor(signals, SIGINT);
     EXPECT_EQ(signals.received(), SIGINT);
     EXPECT_TRUE(signals.takeInterrupt());
     EXPECT_EQ(signals.received(), 0);
@@ -50,11 +57,11 @@ TEST_F(EndSignalsTest, AnInterruptGivesWayToTheOthersAndTheyStand)
     for (const int signal : {SIGTERM, SIGHUP})
     {
         app::EndSignals signals;
-        pthread_kill(pthread_self(), SIGINT);
+        raiseFor(signals, SIGINT);
         EXPECT_EQ(signals.received(), SIGINT);
-        pthread_kill(pthread_self(), signal);
+        raiseFor(signals, signal);
         EXPECT_EQ(signals.received(), signal);
-        pthread_kill(pthread_self(), SIGINT);
+        raiseFor(signals, SIGINT);
         EXPECT_EQ(signals.received(), signal);
         EXPECT_FALSE(signals.takeInterrupt());
         EXPECT_EQ(signals.received(), signal);

@@ -4,6 +4,7 @@
 
 namespace {
 
+const std::string kPause(1, app::kPause);
 constexpr char kReport[] = "\033[0m\033[31m[sensor assert] file:x\nfailed\n\033[0m";
 
 TEST(LibraryLines, EveryLineBeginsWithTheMark)
@@ -16,7 +17,7 @@ TEST(LibraryLines, WithoutColourAllSequencesAreLeftOut)
 {
     app::LibraryLines lines("  | ", false);
     EXPECT_EQ(lines.feed(kReport), "  | [sensor assert] file:x\n  | failed\n");
-    EXPECT_EQ(lines.flush(), "") << "a reset alone is no line";
+    EXPECT_EQ(lines.feed(kPause), "") << "a reset alone is no line";
 }
 
 TEST(LibraryLines, OnlyColoursAreSequencesAndAllElseThatCouldSteerATerminalIsEscaped)
@@ -58,8 +59,8 @@ TEST(LibraryLines, ALineWithoutAnEndIsCompletedWhenAskedFor)
 {
     app::LibraryLines lines("", false);
     EXPECT_EQ(lines.feed("get key(999) val from 2a err\033[0m"), "");
-    EXPECT_EQ(lines.flush(), "get key(999) val from 2a err\n");
-    EXPECT_EQ(lines.flush(), "");
+    EXPECT_EQ(lines.feed(kPause), "get key(999) val from 2a err\n");
+    EXPECT_EQ(lines.feed(kPause), "");
 }
 
 TEST(LibraryLines, AnEmptyLineIsALine)

@@ -544,17 +544,23 @@ private:
     int ends_[2];
 };
 
-// In place, with a standard error that nobody reads: the status after SIGTERM, sent when this has been answered.
-int statusAfterSigterm(const std::vector<std::string>& commands, const std::string& answered)
+// In place, with a stream that nobody reads: the status after SIGTERM, sent when this has been said on the other one.
+int statusAfterSigterm(const std::vector<std::string>& commands, const std::string& said,
+                       const std::string& streams = "2>&")
 {
     EXPECT_EQ(execute({"status"}).status, 0);
     const StuckPipe pipe;
-    std::vector<std::string> words = {
-        "/bin/bash", "-c",  "exec \"$0\" \"$@\" 2>&" + pipe.number(), support::kSensorcam, "--in-place", "--speed",
-        "20",        "exec"};
+    std::vector<std::string> words = {"/bin/bash",
+                                      "-c",
+                                      "exec \"$0\" \"$@\" " + streams + pipe.number(),
+                                      support::kSensorcam,
+                                      "--in-place",
+                                      "--speed",
+                                      "20",
+                                      "exec"};
     words.insert(words.end(), commands.begin(), commands.end());
     SensorcamRun run(SensorcamRun::Command{words});
-    run.waitFor(answered);
+    run.waitFor(said);
     run.sendSignal(SIGTERM);
     return run.waitForEnd();
 }
@@ -567,6 +573,12 @@ TEST_F(SensorcamTest, InPlaceACameraWhoseLibraryLinesNobodyReadsIsKilledAtTheLim
 TEST_F(SensorcamTest, InPlaceACameraWhoseLastWordsNobodyReadsIsKilledAtTheLimit)
 {
     EXPECT_EQ(statusAfterSigterm({"watch", "status"}, "watching"), 128 + SIGKILL);
+}
+
+TEST_F(SensorcamTest, InPlaceACameraWhoseAnswersNobodyReadsIsKilledAtTheLimit)
+{
+    EXPECT_EQ(statusAfterSigterm({"get 999 brightness", "watch"}, "get key(999) val from 2a err", "2>&1 >&"),
+              128 + SIGKILL);
 }
 
 TEST_F(SensorcamTest, CtrlCAtThePromptDropsTheWholeLineWhereverTheCursorIs)

@@ -12,6 +12,7 @@
 #include "camera/Camera.h"
 #include "tests/support/PrivateTree.h"
 #include "tests/support/Simulator.h"
+#include "tests/unit/app/ScriptConsole.h"
 
 namespace {
 
@@ -79,10 +80,9 @@ bool comesIntoForce(camera::Camera& camera, int scheme)
 // 20:00-23:00 becomes 01:00-02:00: with the new beginning alone it would hold at noon.
 TEST_F(WindowCommandTest, TheSchedulerNeverSeesAWindowThatIsHalfChanged)
 {
-    app::LibraryOutput output(app::LibraryOutput::Way::collected);
-    app::EndSignals signals;
+    support::ScriptConsole console;
     camera::Camera camera({"fixed", kShare, kSpeed, 12 * 60}, support::journal());
-    app::Session session(camera, output, signals, false, false);
+    app::Session session(camera, console, false);
     ASSERT_TRUE(runWindow(session, {"0", "off"}).ok());
     ASSERT_TRUE(runWindow(session, {"1", "on", "20:00-23:00"}).ok());
     ASSERT_TRUE(comesIntoForce(camera, camera.schemeCount()));
@@ -103,10 +103,9 @@ TEST_F(WindowCommandTest, TheSchedulerNeverSeesAWindowThatIsHalfChanged)
 
 TEST_F(WindowCommandTest, AManualModeStaysOne)
 {
-    app::LibraryOutput output(app::LibraryOutput::Way::collected);
-    app::EndSignals signals;
+    support::ScriptConsole console;
     camera::Camera camera({"fixed", kShare, kSpeed, 12 * 60}, support::journal());
-    app::Session session(camera, output, signals, false, false);
+    app::Session session(camera, console, false);
     camera.setMode(false);
     ASSERT_TRUE(runWindow(session, {"1", "on", "01:00-02:00"}).ok());
     EXPECT_EQ(camera.mode(), 0);
