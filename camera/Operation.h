@@ -30,7 +30,7 @@ public:
     const std::vector<Value>& sets() const { return doing_.sets(); }
 
 private:
-    std::lock_guard<std::mutex> one_;
+    std::lock_guard<std::recursive_mutex> one_;
     Doing doing_;
 };
 

@@ -113,6 +113,10 @@ SchemeResult Camera::setScheme(int scheme)
         return {false, scheme, false};
     }
     const bool automatic = mode() != 0;
+    if (scheme != currentScheme())
+    {
+        endAllTrials(TrialState::schemeChanged);
+    }
     controller_.setParamScheme(scheme);
     tellScheme(automatic ? Why::againstTheClock : Why::manual);
     sendFrameRate(change);
@@ -205,6 +209,7 @@ void Camera::bringIn(int scheme, ValuesResult& result)
             result.stored = Stored::sensorRefused;
         }
     }
+    leaveTrials(result.keys);
     tellRemembered(result.keys);
 }
 

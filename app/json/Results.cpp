@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "camera/Camera.h"
 #include "camera/KeyNames.h"
 
 namespace app {
@@ -167,6 +168,34 @@ const char* eventWord(camera::Event::Kind kind)
         return "saved";
     case camera::Event::Kind::reset:
         return "reset";
+    case camera::Event::Kind::trial:
+        return "trial";
+    }
+    return "";
+}
+
+const char* trialWord(camera::TrialState state)
+{
+    switch (state)
+    {
+    case camera::TrialState::begun:
+        return "begun";
+    case camera::TrialState::kept:
+        return "kept";
+    case camera::TrialState::undone:
+        return "undone";
+    case camera::TrialState::expired:
+        return "expired";
+    case camera::TrialState::schemeChanged:
+        return "schemeChanged";
+    case camera::TrialState::reloaded:
+        return "reloaded";
+    case camera::TrialState::reset:
+        return "reset";
+    case camera::TrialState::overtaken:
+        return "overtaken";
+    case camera::TrialState::cameraEnds:
+        return "cameraEnds";
     }
     return "";
 }
@@ -275,6 +304,17 @@ Json toJson(const camera::ApplyResult& result)
         entry["status"] = refusal.status;
         json["refusals"].push_back(entry);
     }
+    return json;
+}
+
+Json toJson(const camera::Trial& trial)
+{
+    Json json = {{"trial", trial.id}};
+    putText(json, "by", trial.by);
+    json.update(schemeJson(trial.scheme));
+    json["seconds"] = camera::Camera::kTrialLease.count();
+    json["secondsLeft"] = static_cast<double>(trial.left.count()) / 1000;
+    json.update(toJson(trial.values));
     return json;
 }
 
@@ -478,6 +518,11 @@ Json toJson(const camera::Event& event)
         break;
     case camera::Event::Kind::night:
         json["night"] = event.night;
+        break;
+    case camera::Event::Kind::trial:
+        json["trial"] = event.trial;
+        json["state"] = trialWord(event.trialState);
+        json.update(toJson(event.values));
         break;
     case camera::Event::Kind::saved:
     case camera::Event::Kind::reset:

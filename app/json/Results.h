@@ -36,6 +36,7 @@ struct KeyRow
 Json toJson(const std::vector<KeyRow>& rows);
 
 Json toJson(const camera::ApplyResult& result);
+Json toJson(const camera::Trial& trial);
 Json toJson(const camera::ValuesResult& result);
 Json toJson(const camera::KeyExplanation& explanation);
 

@@ -49,6 +49,11 @@ Response getParameter(const Call& call);
 Response restoreParameter(const Call& call);
 Response defaultParameter(const Call& call);
 
+Response getTrials(const Call& call);
+Response holdTrial(const Call& call);
+Response keepTrial(const Call& call);
+Response undoTrial(const Call& call);
+
 Response getStatus(const Call& call);
 Response getScheme(const Call& call);
 Response putScheme(const Call& call);

@@ -147,6 +147,13 @@ Json parametersOf(const Route& route)
             parameters.push_back({{"name", name}, {"in", "query"}, {"schema", {{"type", "boolean"}}}});
         }
     }
+    for (const char* name : {"trial", "filter"})
+    {
+        if (std::string(route.summary).find(std::string("?") + name + "=") != std::string::npos)
+        {
+            parameters.push_back({{"name", name}, {"in", "query"}, {"schema", {{"type", "string"}}}});
+        }
+    }
     return parameters;
 }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "tests/unit/camera/CameraFixture.h"
 
 namespace web {
@@ -35,8 +37,11 @@ protected:
         request.path = path.substr(0, path.find('?'));
         if (request.path.size() < path.size())
         {
-            const std::string pair = path.substr(request.path.size() + 1);
-            request.query[pair.substr(0, pair.find('='))] = pair.substr(pair.find('=') + 1);
+            std::istringstream pairs(path.substr(request.path.size() + 1));
+            for (std::string pair; std::getline(pairs, pair, '&');)
+            {
+                request.query[pair.substr(0, pair.find('='))] = pair.substr(pair.find('=') + 1);
+            }
         }
         request.headers = std::move(headers);
         request.peer.local = true;
@@ -102,6 +107,64 @@ TEST_F(ApiTest, WhatIsNotKeptIsOnTheSensorAlone)
     json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}});
     EXPECT_EQ(c().schemeValue(0, KEY_BRIGHTNESS), 50);
     EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 61);
+}
+
+TEST_F(ApiTest, ATrialIsHeldExtendedListedAndKept)
+{
+    const Json begun = json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}})["trial"];
+    const std::string id = begun["trial"].dump();
+    const std::string values = R"("values":[{"key":34,"name":"KEY_BRIGHTNESS","value":61}]})";
+    const std::string head = R"({"trial":)" + id + R"(,"by":"socket","scheme":0,"seconds":15,"secondsLeft":)";
+    EXPECT_EQ(begun.dump(), head + "15.0," + values);
+    clock_->advance(std::chrono::seconds(10));
+    EXPECT_EQ(json("GET", "/api/trials").dump(), R"({"trials":[)" + head + "5.0," + values + "]}");
+    EXPECT_EQ(json("PUT", "/api/trials/" + id).dump(), head + "15.0," + values);
+    json("PATCH", "/api/parameters?keep=false&trial=" + id, {{"contrast", 62}});
+    EXPECT_EQ(json("POST", "/api/trials/" + id + "/keep")["values"][1]["outcome"], "applied");
+    EXPECT_EQ(c().schemeValue(0, KEY_CONTRAST), 62);
+    EXPECT_EQ(json("GET", "/api/trials").dump(), R"({"trials":[]})");
+}
+
+TEST_F(ApiTest, ATrialIsUndone)
+{
+    const std::string id = json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}})["trial"]["trial"].dump();
+    EXPECT_EQ(json("DELETE", "/api/trials/" + id).dump(), R"({"trials":[]})");
+    EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 50);
+    for (const auto& [method, path] : std::vector<std::pair<std::string, std::string>>{
+             {"DELETE", "/api/trials/" + id}, {"PUT", "/api/trials/" + id}, {"POST", "/api/trials/" + id + "/keep"}})
+    {
+        EXPECT_EQ(json(method, path, nullptr, 404)["code"], "no-trial");
+    }
+    EXPECT_EQ(json("PATCH", "/api/parameters?keep=false&trial=" + id, {{"contrast", 62}}, 404)["code"], "no-trial");
+    EXPECT_EQ(json("PATCH", "/api/parameters?keep=false&trial=x", {{"contrast", 62}}, 404)["code"], "no-trial");
+    EXPECT_EQ(json("PATCH", "/api/parameters?trial=" + id, {{"contrast", 62}}, 400)["code"], "bad-value");
+}
+
+TEST_F(ApiTest, AKeyThatSomebodyElseTriesOutIsRefused)
+{
+    const std::string id = json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}})["trial"]["trial"].dump();
+    const Json refused = json("PATCH", "/api/parameters?keep=false", {{"brightness", 62}}, 409);
+    EXPECT_EQ(refused.dump(), R"({"code":"on-trial","detail":"KEY_BRIGHTNESS is tried out in trial )" + id +
+                                  R"(; nothing was applied","status":409})");
+}
+
+TEST_F(ApiTest, AnAbandonedTrialEndsAndIsTold)
+{
+    const std::shared_ptr<Source> reader = ask("GET", "/api/events").source;
+    json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}});
+    ASSERT_TRUE(clock_->waitForSleepers(kSleepers, kBound));
+    clock_->advance(std::chrono::seconds(15));
+    ASSERT_TRUE(clock_->waitForSleepers(kSleepers, kBound));
+    EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 50);
+    const std::string events = *reader->next();
+    EXPECT_NE(events.find(R"("state":"begun")"), std::string::npos) << events;
+    EXPECT_NE(events.find(R"("state":"expired")"), std::string::npos) << events;
+}
+
+TEST_F(ApiTest, ATrialThatARefusedValueEndsEarlyIsNamedBesideTheReason)
+{
+    const Json problem = json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}, {"contrast", 300}}, 422);
+    EXPECT_EQ(problem["result"]["trial"]["values"].size(), 1u);
 }
 
 TEST_F(ApiTest, BodiesThatAreNoListOfValuesAreRefusedAndChangeNothing)

@@ -191,7 +191,7 @@ TEST_F(CameraSaving, UnsavedAreTheValuesThatTheFilesOfTheirSchemesHoldOtherwise)
     EXPECT_EQ(unsavedOf(c()), Values());
     c().setMode(false);
     c().apply({{KEY_BRIGHTNESS, 61}});
-    c().apply({{KEY_CONTRAST, 62}}, false);
+    c().tryOut({{KEY_CONTRAST, 62}});
     c().setScheme(1);
     c().apply({{KEY_BRIGHTNESS, 63}});
     EXPECT_EQ(unsavedOf(c()), (Values{{0, KEY_BRIGHTNESS, 61, 50}, {1, KEY_BRIGHTNESS, 63, 50}}));
