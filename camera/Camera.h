@@ -15,6 +15,7 @@
 #include "camera/OwnSets.h"
 #include "camera/Results.h"
 #include "camera/Schedule.h"
+#include "camera/Transfer.h"
 #include "camera/Trials.h"
 #include "camera/UiFiles.h"
 #include "services/Journal.h"
@@ -30,7 +31,7 @@
 //   Saving.cpp         save, reload, reset         Diagnostics          debug level, error log
 //   LensControl.cpp    the lens                    UiFiles              texts for user interfaces
 //   FrameRate.cpp      what is never sent in bulk  Explain, Events      why it is so, and what happens (Telling.cpp)
-//   Trials             values on trial
+//   Trials             values on trial             Transfer             all schemes as data
 //
 // Threads: all operations may be called from any thread at once, beside the sensor thread. Changes of values, schemes
 // and modes run one after the other; reading does not wait for them, but for the call of the library that is under way.
@@ -150,6 +151,14 @@ public:
     // Values of any scheme, to its file and to memory, and to the sensor if it is the one in force.
     ValuesResult setValues(int scheme, const std::vector<Value>& values);
 
+    // All schemes as they are in memory, saved or not.
+    Export exported();
+    // What import would do; nothing is sent or changed.
+    ImportResult wouldImport(const Import& wanted);
+    // What fits, a scheme after the other, each to its file and to memory as setValues does; the mode last. It ends at
+    // the first scheme that cannot be stored.
+    ImportResult import(const Import& wanted);
+
     // ---- lens ----------------------------------------------------------------------------------------------
 
     // Nothing when the lens does not answer.
@@ -205,6 +214,8 @@ private:
     bool oneShot(int key);
     void remember(int scheme, const std::vector<Value>& values);
     ValuesResult storable(int scheme, const std::vector<Value>& values);
+    ImportResult::Entry wouldImport(int scheme, const Import::Entry& entry);
+    bool importScheme(const Import::Scheme& wanted, ImportResult::Scheme& planned);
     void bringIn(int scheme, ValuesResult& result);
     void sendFrameRate(const Change& change);
     host::Span leaseEnd() const;

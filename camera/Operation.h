@@ -4,6 +4,9 @@
 
 namespace camera {
 
+// What sets a window, in this order.
+std::vector<Value> windowValues(const SchemeWindow& window);
+
 // What the sensor takes while this lives is told at its end, as one event.
 class Camera::Doing
 {

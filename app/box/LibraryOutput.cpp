@@ -5,6 +5,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
@@ -99,6 +100,7 @@ void LibraryOutput::readAll()
             return;
         }
         const std::string bytes(buffer, static_cast<std::size_t>(count));
+        tell(bytes);
         const std::lock_guard<std::mutex> lock(mutex_);
         takeIn(bytes);
         const bool hasMark = bytes.find(kMark) != std::string::npos;
@@ -112,6 +114,28 @@ void LibraryOutput::readAll()
         {
             return;
         }
+    }
+}
+
+void LibraryOutput::setListener(Listener listener)
+{
+    const std::lock_guard<std::mutex> lock(listening_);
+    listener_ = std::move(listener);
+}
+
+void LibraryOutput::tell(const std::string& bytes)
+{
+    const std::lock_guard<std::mutex> lock(listening_);
+    if (!listener_)
+    {
+        return;
+    }
+    std::string text = bytes;
+    text.erase(std::remove(text.begin(), text.end(), kMark), text.end());
+    const std::string lines = plain_.feed(text);
+    if (!lines.empty())
+    {
+        listener_(lines);
     }
 }
 

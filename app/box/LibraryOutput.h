@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -48,12 +49,18 @@ public:
     // Without their mark, oldest first; nothing where no lines are kept back.
     std::optional<std::deque<std::string>> kept();
 
+    // Is told the lines as they come, without mark and colours, on a thread of this object; empty for nobody. No call of
+    // the one before is running afterwards. It calls nothing here.
+    using Listener = std::function<void(const std::string& lines)>;
+    void setListener(Listener listener);
+
     // Lines to be shown that have arrived; does not wait.
     std::string takeArrived();
 
 private:
     void readAll();
     void takeIn(const std::string& bytes);
+    void tell(const std::string& bytes);
     static void onAbort(int signal);
 
     const Way way_;
@@ -72,6 +79,11 @@ private:
     bool stopping_ = false;
 
     unsigned marksSent_ = 0;
+
+    std::mutex listening_;
+    // Guarded by listening_.
+    Listener listener_;
+    LibraryLines plain_{"", false};
 };
 
 }  // namespace app

@@ -130,28 +130,6 @@ const char* whyWord(camera::Why why)
     return "";
 }
 
-const char* storedWord(camera::Stored stored)
-{
-    switch (stored)
-    {
-    case camera::Stored::done:
-        return "done";
-    case camera::Stored::noScheme:
-        return "noScheme";
-    case camera::Stored::windowRefused:
-        return "windowRefused";
-    case camera::Stored::valueRefused:
-        return "valueRefused";
-    case camera::Stored::noRecord:
-        return "noRecord";
-    case camera::Stored::notWritten:
-        return "notWritten";
-    case camera::Stored::sensorRefused:
-        return "sensorRefused";
-    }
-    return "";
-}
-
 const char* eventWord(camera::Event::Kind kind)
 {
     switch (kind)
@@ -198,25 +176,6 @@ const char* trialWord(camera::TrialState state)
         return "cameraEnds";
     }
     return "";
-}
-
-// The value in force is known only of a key that was neither refused nor passed by.
-Json keyResultJson(const camera::KeyResult& key)
-{
-    Json json = keyJson(key.key);
-    json["asked"] = key.asked;
-    json["outcome"] = outcomeWord(key.outcome);
-    put(json, "before", key.before);
-    if (key.outcome != camera::Outcome::refused && key.outcome != camera::Outcome::notReached)
-    {
-        json["value"] = key.now;
-    }
-    if (key.outcome == camera::Outcome::refused || key.outcome == camera::Outcome::heldBack)
-    {
-        json["status"] = key.status;
-    }
-    putAllowed(json, key.allowed);
-    return json;
 }
 
 }  // namespace
@@ -272,6 +231,47 @@ Json toJson(const services::ParameterState& allowed)
     return json;
 }
 
+// The value in force is known only of a key that was neither refused nor passed by.
+Json toJson(const camera::KeyResult& key)
+{
+    Json json = keyJson(key.key);
+    json["asked"] = key.asked;
+    json["outcome"] = outcomeWord(key.outcome);
+    put(json, "before", key.before);
+    if (key.outcome != camera::Outcome::refused && key.outcome != camera::Outcome::notReached)
+    {
+        json["value"] = key.now;
+    }
+    if (key.outcome == camera::Outcome::refused || key.outcome == camera::Outcome::heldBack)
+    {
+        json["status"] = key.status;
+    }
+    putAllowed(json, key.allowed);
+    return json;
+}
+
+const char* storedWord(camera::Stored stored)
+{
+    switch (stored)
+    {
+    case camera::Stored::done:
+        return "done";
+    case camera::Stored::noScheme:
+        return "noScheme";
+    case camera::Stored::windowRefused:
+        return "windowRefused";
+    case camera::Stored::valueRefused:
+        return "valueRefused";
+    case camera::Stored::noRecord:
+        return "noRecord";
+    case camera::Stored::notWritten:
+        return "notWritten";
+    case camera::Stored::sensorRefused:
+        return "sensorRefused";
+    }
+    return "";
+}
+
 Json toJson(const std::vector<KeyRow>& rows)
 {
     Json list = Json::array();
@@ -295,7 +295,7 @@ Json toJson(const camera::ApplyResult& result)
     json["values"] = Json::array();
     for (const camera::KeyResult& key : result.keys)
     {
-        json["values"].push_back(keyResultJson(key));
+        json["values"].push_back(toJson(key));
     }
     json["refusals"] = Json::array();
     for (const camera::Refusal& refusal : result.refusals)
@@ -323,7 +323,7 @@ Json toJson(const camera::ValuesResult& result)
     Json json = {{"stored", storedWord(result.stored)}, {"values", Json::array()}};
     for (const camera::KeyResult& key : result.keys)
     {
-        json["values"].push_back(keyResultJson(key));
+        json["values"].push_back(toJson(key));
     }
     if (result.check != WINDOW_SOUND)
     {

@@ -24,6 +24,10 @@ private:
 
 Response jsonResponse(const app::Json& body);
 Response errorResponse(const app::Error& error);
+// Whose tag tells its content, and not the camera's revision: 304 to whoever has it.
+Response documentResponse(const Call& call, const char* type, const std::string& body);
+// Whether If-Match, or If-None-Match, which takes weak tags too, is about what has this tag.
+bool names(const std::string& condition, const std::string& tag, bool takesWeak = false);
 
 // ---- what a request names; Refused when it names nothing ------------------------------------------------------
 
@@ -84,5 +88,10 @@ Response getWorld(const Call& call);
 Response putWorld(const Call& call);
 Response getEvents(const Call& call);
 Response getOpenApi(const Call& call);
+Response getTrace(const Call& call);
+Response getExport(const Call& call);
+Response import(const Call& call);
+Response getPairs(const Call& call);
+Response getUnsaved(const Call& call);
 
 }  // namespace web

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <vector>
 
 #include "app/json/Json.h"
 #include "app/web/EventStream.h"
 #include "app/web/HttpServer.h"
+#include "app/web/TraceStream.h"
 #include "camera/Camera.h"
 
 // The camera's operations as paths. Adds no rule of its own: what it answers is what camera/ answers.
@@ -57,15 +59,22 @@ public:
     Response answer(const Request& request) override;
 
     EventLog& events() { return events_; }
-    // Of what may be changed through this: another one after each change.
+    TraceLog& trace() { return trace_; }
+    // Of all that may be changed through this: another one after each change, whoever made it. One for the whole camera,
+    // since a change of one thing changes what others show.
     std::string revision() const;
+    // Something has been changed of which the camera tells no event.
+    void changed() { ++untold_; }
 
 private:
     Response routed(const Request& request);
+    Response run(const Route& route, const Call& call);
 
     camera::Camera& camera_;
     const Settings settings_;
     EventLog events_;
+    TraceLog trace_;
+    std::atomic<unsigned> untold_ = 0;
 };
 
 }  // namespace web

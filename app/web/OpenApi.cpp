@@ -35,8 +35,10 @@ constexpr char kOwnSchemas[] = R"json({
     "lux": {"$ref": "#/$defs/lux"}}},
 "newWorld": {"type": "object", "additionalProperties": false, "properties": {
     "light": {"anyOf": [{"type": "number", "minimum": 0}, {"const": "daylight"}], "description": "Lux"},
-    "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"}}},
-"newDiagnostics": {"type": "object", "required": ["level"], "properties": {"level": {"type": "integer"}}}
+    "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"},
+    "time": {"$ref": "#/$defs/timeOfDay"}}},
+"newDiagnostics": {"type": "object", "minProperties": 1, "additionalProperties": false, "properties": {
+    "level": {"type": "integer"}, "assertions": {"type": "boolean"}, "marker": {"const": false}}}
 })json";
 
 // The answer of a command without the line that says which command it answers, and whether it succeeded: here the

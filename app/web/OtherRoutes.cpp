@@ -1,5 +1,6 @@
 #include "SensorPaths.h"
 #include "app/Failure.h"
+#include "app/cli/Parsing.h"
 #include "app/json/Results.h"
 #include "app/web/Answers.h"
 #include "camera/Diagnostics.h"
@@ -11,10 +12,7 @@ namespace {
 
 using app::ErrorCode;
 
-Response xml(const std::string& text)
-{
-    return {200, "text/xml; charset=utf-8", text};
-}
+constexpr char kXml[] = "text/xml; charset=utf-8";
 
 camera::LanguageTexts textsOf(const Call& call)
 {
@@ -49,7 +47,7 @@ double realNumber(const app::Json& json, const std::string& name)
 
 Response getStyle(const Call& call)
 {
-    return xml(call.camera.style());
+    return documentResponse(call, kXml, call.camera.style());
 }
 
 Response getLanguages(const Call& call)
@@ -59,26 +57,49 @@ Response getLanguages(const Call& call)
 
 Response getLanguage(const Call& call)
 {
-    return xml(textsOf(call).texts);
+    return documentResponse(call, kXml, textsOf(call).texts);
 }
 
 Response getCommon(const Call& call)
 {
-    return xml(textsOf(call).common);
+    return documentResponse(call, kXml, textsOf(call).common);
 }
 
 Response getDiagnostics(const Call&)
 {
-    return jsonResponse(app::traceJson(camera::debugLevel()));
+    app::Json json = app::traceJson(camera::debugLevel());
+    json["assertions"] = camera::assertionsEnd();
+    return jsonResponse(json);
 }
 
 Response putDiagnostics(const Call& call)
 {
-    if (!camera::setDebugLevel(bodyNumber(call, "level")))
+    const bool removes = call.body == app::Json{{"marker", false}};
+    const bool setsLevel = call.body.contains("level");
+    const bool setsAssertions = call.body.contains("assertions");
+    if (call.body.size() !=
+            static_cast<std::size_t>(setsLevel) + static_cast<std::size_t>(setsAssertions) + (removes ? 1U : 0U) ||
+        call.body.empty())
+    {
+        return errorResponse({ErrorCode::badDocument, "the body has level and assertions, or only marker, false"});
+    }
+    const std::optional<int> level = setsLevel ? std::optional<int>(bodyNumber(call, "level")) : std::nullopt;
+    const std::optional<bool> ends = setsAssertions ? std::optional<bool>(bodyFlag(call, "assertions")) : std::nullopt;
+    if (!(removes ? camera::clearDebugLevel() : camera::setDiagnostics(level, ends)))
     {
         return errorResponse({ErrorCode::notWritten, app::systemError(sensorpaths::kDebugMarkerFile)});
     }
+    call.api.changed();
     return getDiagnostics(call);
+}
+
+Response getTrace(const Call& call)
+{
+    const auto filter = call.request.query.find("filter");
+    Response response;
+    response.type = "text/event-stream";
+    response.source = call.api.trace().reader(filter == call.request.query.end() ? "" : filter->second);
+    return response;
 }
 
 Response getLog(const Call&)
@@ -100,6 +121,7 @@ Response putWorld(const Call& call)
 {
     services::World& world = worldOf(call);
     std::vector<std::function<void()>> changes;
+    std::optional<int> minutes;
     for (const auto& [name, json] : call.body.items())
     {
         if (name == "light" && json == "daylight")
@@ -114,15 +136,29 @@ Response putWorld(const Call& call)
         {
             changes.emplace_back([&world, metres = realNumber(json, name)] { world.setDistance(metres); });
         }
+        else if (name == "time")
+        {
+            minutes = app::parseTimeOfDay(bodyText(call, "time"));
+            if (!minutes || *minutes >= camera::kMinutesPerDay)
+            {
+                return errorResponse({ErrorCode::badValue, "time is a time of day, 00:00 to 23:59"});
+            }
+        }
         else
         {
-            return errorResponse({ErrorCode::badDocument, "the world has no " + name + "; it has light and distance"});
+            return errorResponse(
+                {ErrorCode::badDocument, "the world has no " + name + "; it has light, distance and time"});
         }
+    }
+    if (minutes && !call.camera.setTimeOfDay(*minutes))
+    {
+        return errorResponse({ErrorCode::notSettable, "this camera follows the system's clock; nothing was changed"});
     }
     for (const auto& change : changes)
     {
         change();
     }
+    call.api.changed();
     return getWorld(call);
 }
 
@@ -138,7 +174,7 @@ Response getOpenApi(const Call& call)
 {
     const std::string text =
         camera::readExistingFile(call.camera.setup().share + "/schema/sensorcam.schema.json", camera::kDocumentMax);
-    return jsonResponse(openApi(app::Json::parse(text)));
+    return documentResponse(call, "application/json", app::jsonLine(openApi(app::Json::parse(text))));
 }
 
 }  // namespace web

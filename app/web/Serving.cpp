@@ -6,6 +6,25 @@
 #include "app/web/Api.h"
 
 namespace web {
+namespace {
+
+// Hands the library's lines to the readers of the trace as long as it lives.
+class Tracing
+{
+public:
+    Tracing(app::LibraryOutput& output, TraceLog& trace) : output_(output)
+    {
+        output_.setListener([&trace](const std::string& lines) { trace.take(lines); });
+    }
+    ~Tracing() { output_.setListener(nullptr); }
+    Tracing(const Tracing&) = delete;
+    Tracing& operator=(const Tracing&) = delete;
+
+private:
+    app::LibraryOutput& output_;
+};
+
+}  // namespace
 
 std::vector<ListenSocket> openSockets(const app::ServeOptions& options)
 {
@@ -51,6 +70,7 @@ void serve(camera::Camera& camera, const app::ServeOptions& options, std::vector
            app::EndSignals& signals, app::LibraryOutput& output)
 {
     Api api(camera, {options.origins});
+    const Tracing tracing(output, api.trace());
     for (const ListenSocket& socket : sockets)
     {
         output.answers().print(socket.isLocal()

@@ -34,6 +34,19 @@ TEST(LibraryOutput, TakesMoreThanAPipeHolds)
     EXPECT_EQ(output.take().size(), 500 * (line.size() + 5));
 }
 
+TEST(LibraryOutput, AListenerIsToldWholeLinesWithoutColours)
+{
+    LibraryOutput output(LibraryOutput::Way::collected);
+    std::string told;
+    output.setListener([&told](const std::string& lines) { told += lines; });
+    std::printf("\033[31mone\033[0m\ntwo\n");
+    EXPECT_EQ(output.take(), "  | one\n  | two\n");
+    output.setListener(nullptr);
+    std::printf("three\n");
+    EXPECT_EQ(output.take(), "  | three\n");
+    EXPECT_EQ(told, "one\ntwo\n");
+}
+
 TEST(LibraryOutput, TakesFromSeveralThreads)
 {
     LibraryOutput output(LibraryOutput::Way::collected);

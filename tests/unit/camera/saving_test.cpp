@@ -292,7 +292,7 @@ TEST_F(CameraSaving, TheDebugLevelKeepsTheAssertionSwitch)
     EXPECT_EQ(camera::debugLevel(), std::nullopt);
     setDebug(4, 0);
     EXPECT_EQ(camera::debugLevel(), 4);
-    EXPECT_TRUE(camera::setDebugLevel(1));
+    EXPECT_TRUE(camera::setDiagnostics(1));
     EXPECT_EQ(readFile(kDebugMarkerFile), "1\n0\n");
     EXPECT_TRUE(camera::clearDebugLevel());
     EXPECT_TRUE(camera::clearDebugLevel());
