@@ -32,11 +32,13 @@ constexpr char kOwnSchemas[] = R"json({
     "zoom": {"type": "integer"}, "focus": {"type": "integer"}, "focusMode": {"type": "integer"}}},
 "world": {"type": "object", "required": ["time", "speed", "night"], "additionalProperties": false, "properties": {
     "time": {"$ref": "#/$defs/timeOfDay"}, "speed": {"type": "number"}, "night": {"type": "boolean"},
-    "lux": {"$ref": "#/$defs/lux"}}},
+    "lux": {"$ref": "#/$defs/lux"}, "faults": {"type": "array", "items": {"$ref": "#/$defs/fault"}}}},
 "newWorld": {"type": "object", "additionalProperties": false, "properties": {
     "light": {"anyOf": [{"type": "number", "minimum": 0}, {"const": "daylight"}], "description": "Lux"},
     "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"},
-    "time": {"$ref": "#/$defs/timeOfDay"}}},
+    "time": {"$ref": "#/$defs/timeOfDay"}, "faults": {"type": "array", "maxItems": 100, "items": {"type": "object",
+        "required": ["key"], "properties": {"key": {"type": ["integer", "string"]}, "status": {"type": "integer"},
+        "after": {"type": "integer", "minimum": 0}, "count": {"type": "integer", "minimum": 0}}}}}},
 "newDiagnostics": {"type": "object", "minProperties": 1, "additionalProperties": false, "properties": {
     "level": {"type": "integer"}, "assertions": {"type": "boolean"}, "marker": {"const": false}}}
 })json";

@@ -4,7 +4,10 @@
 #include "app/json/Results.h"
 #include "app/web/Answers.h"
 #include "camera/Diagnostics.h"
+#include "camera/KeyNames.h"
 #include "camera/TextFile.h"
+#include "services/CommandNames.h"
+#include "services/PlannedFailures.h"
 
 // Documents, diagnostics, the world, events.
 namespace web {
@@ -41,6 +44,69 @@ double realNumber(const app::Json& json, const std::string& name)
         throw Refused({ErrorCode::badDocument, name + " is a number"});
     }
     return json.get<double>();
+}
+
+services::PlannedFailures& failuresOf(const Call& call)
+{
+    services::PlannedFailures* const failures = call.camera.service().failures();
+    if (failures == nullptr)
+    {
+        throw Refused({ErrorCode::notSettable, "this camera's device fails by itself or not at all"});
+    }
+    return *failures;
+}
+
+app::Json faultJson(const services::FailureRule& rule)
+{
+    app::Json json = app::keyJson(static_cast<int>(services::keyOfCommand(rule.cmd.value_or(ia_cmd_e()))));
+    json["status"] = rule.status;
+    json["after"] = rule.after;
+    json["count"] = rule.count;
+    return json;
+}
+
+unsigned faultCount(const app::Json& fault, const char* name, unsigned otherwise)
+{
+    const app::Json count = fault.value(name, app::Json(otherwise));
+    if (!count.is_number_unsigned() || count.get<std::uint64_t>() > UINT32_MAX)
+    {
+        throw Refused({ErrorCode::badDocument, std::string(name) + " of a fault is a whole number from 0 on"});
+    }
+    return count.get<unsigned>();
+}
+
+// [{"key":"brightness","status":-4,"after":0,"count":1}, …]: of the sets of a key, the ones that the device refuses.
+std::vector<services::FailureRule> rulesOf(const app::Json& json)
+{
+    constexpr std::size_t kMost = 100;
+    if (!json.is_array() || json.size() > kMost)
+    {
+        throw Refused({ErrorCode::badDocument, "faults is a list of at most " + std::to_string(kMost)});
+    }
+    std::vector<services::FailureRule> rules;
+    for (const app::Json& fault : json)
+    {
+        const app::Json key = fault.is_object() ? fault.value("key", app::Json()) : app::Json();
+        const app::Json status = key.is_null() ? app::Json() : fault.value("status", app::Json(services::kOutOfRange));
+        if (!(key.is_string() || key.is_number_unsigned()) || !status.is_number_integer())
+        {
+            throw Refused({ErrorCode::badDocument, "a fault has a key, and a whole number as its status"});
+        }
+        const camera::KeyName* const row =
+            camera::findKey(keyOf(key.is_string() ? key.get<std::string>() : key.dump()));
+        if (row == nullptr || row->onlyStored)
+        {
+            throw Refused({ErrorCode::unknownKey, "the device has no key " + key.dump()});
+        }
+        services::FailureRule rule;
+        rule.cmd = static_cast<ia_cmd_e>(row->command);
+        rule.opt = IA_CMD_OPT_SET;
+        rule.status = status.get<int>();
+        rule.after = faultCount(fault, "after", 0);
+        rule.count = faultCount(fault, "count", 1);
+        rules.push_back(rule);
+    }
+    return rules;
 }
 
 }  // namespace
@@ -113,6 +179,14 @@ Response getWorld(const Call& call)
     app::Json json = app::timeJson(call.camera.minutesOfDay());
     json["speed"] = call.camera.setup().speed;
     json.update(app::lightJson(call.camera.service().light(), call.camera.night()));
+    if (const services::PlannedFailures* const failures = call.camera.service().failures())
+    {
+        json["faults"] = app::Json::array();
+        for (const services::FailureRule& rule : failures->rules())
+        {
+            json["faults"].push_back(faultJson(rule));
+        }
+    }
     return jsonResponse(json);
 }
 
@@ -136,6 +210,17 @@ Response putWorld(const Call& call)
         {
             changes.emplace_back([&world, metres = realNumber(json, name)] { world.setDistance(metres); });
         }
+        else if (name == "faults")
+        {
+            services::PlannedFailures& failures = failuresOf(call);
+            changes.emplace_back([&failures, rules = rulesOf(json)] {
+                failures.clear();
+                for (const services::FailureRule& rule : rules)
+                {
+                    failures.add(rule);
+                }
+            });
+        }
         else if (name == "time")
         {
             minutes = app::parseTimeOfDay(bodyText(call, "time"));
@@ -147,7 +232,7 @@ Response putWorld(const Call& call)
         else
         {
             return errorResponse(
-                {ErrorCode::badDocument, "the world has no " + name + "; it has light, distance and time"});
+                {ErrorCode::badDocument, "the world has no " + name + "; it has light, distance, time and faults"});
         }
     }
     if (minutes && !call.camera.setTimeOfDay(*minutes))

@@ -44,7 +44,7 @@ const std::vector<Route>& routes()
         {"GET",   "/api/explain", kRead, explain, "Which scheme holds and why, until when, what comes next", nullptr, "explainScheme"},
         {"GET",   "/api/events", kRead, getEvents, "Server-sent events of what happens", nullptr, nullptr, "text/event-stream"},
         {"GET",   "/api/world", kRead, getWorld, "What is around a camera whose surroundings can be changed", nullptr, "world"},
-        {"PUT",   "/api/world", kChange, putWorld, "Change the light, the distance or the time of day", "newWorld", "world"},
+        {"PUT",   "/api/world", kChange, putWorld, "Change the light, the distance, the time of day, or which sets the device refuses", "newWorld", "world"},
         {"GET",   "/api/diagnostics", kRead, getDiagnostics, "The library's debug level, and whether a failed assertion ends the camera", nullptr, "diagnostics"},
         {"PUT",   "/api/diagnostics", kChange, putDiagnostics, "Set either; marker false alone switches both off", "newDiagnostics", "diagnostics"},
         {"GET",   "/api/log", kRead, getLog, "The error log", nullptr, "log"},

@@ -289,6 +289,35 @@ TEST_F(ApiTest, TheWorldOfASimulatedCameraCanBeChanged)
     EXPECT_EQ(json("PUT", "/api/world", {{"light", "dark"}}, 400)["code"], "bad-document");
 }
 
+TEST_F(ApiTest, FaultsArePlannedListedAndTakenBack)
+{
+    const Json world = json("PUT", "/api/world", {{"faults", Json::array({{{"key", "brightness"}, {"after", 1}}})}});
+    EXPECT_EQ(world["faults"].dump(), R"([{"key":34,"name":"KEY_BRIGHTNESS","status":-4,"after":1,"count":1}])");
+    json("PATCH", "/api/parameters", {{"brightness", 61}});
+    json("PATCH", "/api/parameters", {{"brightness", 62}}, 422);
+    json("PATCH", "/api/parameters", {{"brightness", 62}});
+    EXPECT_EQ(json("PUT", "/api/world", {{"faults", Json::array()}})["faults"].dump(), "[]");
+    for (const Json& faults : {Json(1), Json::array({1}), Json::array({Json::object()}),
+                               Json::array({{{"key", "brightness"}, {"count", -1}}}),
+                               Json::array({{{"key", "brightness"}, {"status", "no"}}})})
+    {
+        EXPECT_EQ(json("PUT", "/api/world", {{"faults", faults}}, 400)["code"], "bad-document") << faults;
+    }
+    EXPECT_EQ(json("PUT", "/api/world", {{"faults", Json::array({{{"key", "nonsense"}}})}}, 404)["code"],
+              "unknown-key");
+}
+
+TEST_F(ApiTest, ACameraOnTheSystemsClockKeepsItsTimeAndNothingElseIsChanged)
+{
+    const double lux = json("GET", "/api/world")["lux"];
+    EXPECT_EQ(json("PUT", "/api/world", {{"light", 5}, {"time", "08:00"}}, 404)["code"], "not-settable");
+    EXPECT_EQ(json("PUT", "/api/world", {{"light", 5}, {"time", "24:00"}}, 400)["code"], "bad-value");
+    EXPECT_EQ(json("GET", "/api/world")["lux"], lux);
+    host::setClock(std::make_shared<host::ScaledClock>(1.0));
+    EXPECT_EQ(json("PUT", "/api/world", {{"time", "08:00"}})["time"], "08:00");
+    host::setClock(clock_);
+}
+
 TEST_F(ApiTest, MethodsAndPathsThatAreNotThere)
 {
     EXPECT_EQ(ask("GET", "/api/nothing").status, 404);
