@@ -50,7 +50,8 @@ std::string ownShareFolder()
 }
 
 // The camera and who commands it, from its start to its end. Any of it may hang.
-int runFrontEnd(const Options& options, const std::string& share, const std::string& stateFolder, Terminal& terminal)
+int runFrontEnd(const Options& options, const std::string& share, const std::string& stateFolder, LibraryOutput& output,
+                Terminal& terminal)
 {
     int status = kExitOk;
     try
@@ -64,7 +65,7 @@ int runFrontEnd(const Options& options, const std::string& share, const std::str
         terminal.showLibrary();
         if (opened)
         {
-            web::serve(camera, *options.serve, std::move(*opened), stateFolder, terminal);
+            web::serve(camera, *options.serve, std::move(*opened), stateFolder, output, terminal);
         }
         else
         {
@@ -100,7 +101,7 @@ int runCamera(const Options& options, const std::string& share, const std::strin
             loop.after(kEndLimit, [] { kill(getpid(), SIGKILL); });
         }
     });
-    const int status = loop.runBeside([&] { return runFrontEnd(options, share, stateFolder, terminal); });
+    const int status = loop.runBeside([&] { return runFrontEnd(options, share, stateFolder, output, terminal); });
     signals.takeIn();
     return signals.received() != 0 ? 128 + signals.received() : terminal.answers().status(status);
 }

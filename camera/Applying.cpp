@@ -159,9 +159,17 @@ void Camera::refuse(KeyResult& key, int status) const
     key.allowed = limitsOfKey(service_, key.key);
 }
 
-ApplyResult Camera::apply(const std::vector<Value>& values, bool remember, const std::string& text)
+ApplyResult Camera::apply(const std::vector<Value>& values, const std::string& text)
 {
     const Change change(*this);
+    ApplyResult result = applyNow(change, values, true, text);
+    leaveTrials(result.keys);
+    return result;
+}
+
+ApplyResult Camera::applyNow(const Change& change, const std::vector<Value>& values, bool remember,
+                             const std::string& text)
+{
     const std::size_t most = mostAtOnce();
     if (most != 0 && values.size() > most)
     {
@@ -250,6 +258,10 @@ RestoreResult Camera::restore(int key)
     const Change change(*this);
     const services::OwnRefusals own;
     const int result = controller_.restore(key);
+    if (const std::optional<Trials::Open> ended = result == 0 ? trials_.takeOut(key) : std::nullopt)
+    {
+        tellTrial(*ended, TrialState::overtaken);
+    }
     if (result == -1)
     {
         return {RestoreResult::Kind::notHeld, 0, 0};

@@ -88,6 +88,10 @@ void Camera::shutDown()
     watcher_.stop();
     if (up_)
     {
+        {
+            const Change change(*this);
+            endAllTrials(TrialState::cameraEnds);
+        }
         controller_.uinit();
     }
     service_.unsubscribe(subscription_);

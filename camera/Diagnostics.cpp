@@ -1,5 +1,6 @@
 #include "camera/Diagnostics.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <mutex>
 #include <sstream>
@@ -43,11 +44,23 @@ std::optional<int> debugLevel()
     return __atomic_load_n(&g_nDebugLevel, __ATOMIC_RELAXED);
 }
 
-bool setDebugLevel(int level)
+bool assertionsEnd()
+{
+    updateDebugLevel();
+    return __atomic_load_n(&g_bEnAssert, __ATOMIC_RELAXED);
+}
+
+bool setDiagnostics(std::optional<int> level, std::optional<bool> assertionsEnd)
 {
     const std::lock_guard<std::mutex> lock(writing);
-    const std::vector<std::string> lines = linesOf(kDebugMarkerFile, kMarkerMax);
-    const std::string text = std::to_string(level) + "\n" + (lines.size() > 1 ? lines[1] + "\n" : "");
+    std::vector<std::string> lines = linesOf(kDebugMarkerFile, kMarkerMax);
+    lines.resize(std::max<std::size_t>(lines.size(), assertionsEnd ? 2 : 1));
+    lines[0] = level ? std::to_string(*level) : lines[0];
+    if (assertionsEnd)
+    {
+        lines[1] = *assertionsEnd ? "1" : "0";
+    }
+    const std::string text = lines[0] + "\n" + (lines.size() > 1 ? lines[1] + "\n" : "");
     KSFile file;
     return file.open(kDebugMarkerFile, KSFile::modeWrite | KSFile::modeTruncate) &&
            file.write(text.data(), static_cast<unsigned>(text.size())) >= 0 && file.close();

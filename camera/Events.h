@@ -22,6 +22,7 @@ struct Event
         night,   // night
         saved,   // scheme has been written to its file
         reset,   // factory values are in force
+        trial,   // trial has begun or ended: trialState; values are those tried
     };
     Kind kind;
     std::string by;  // as Acting says; empty: the camera's scheduler, or a caller who said nothing
@@ -30,6 +31,8 @@ struct Event
     Why why = Why::manual;
     bool automatic = false;
     bool night = false;
+    unsigned trial = 0;
+    TrialState trialState = TrialState::begun;
     unsigned long number = 0;  // counts from 1
 };
 

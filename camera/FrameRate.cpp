@@ -9,7 +9,8 @@
 namespace camera {
 namespace {
 
-constexpr long kLookSeconds = 1;  // as often as the scheduler chooses
+// As often as the scheduler chooses, and on a slow clock once in a real second: trials end in real time.
+constexpr long kLookMicroseconds = 1'000'000;
 
 }  // namespace
 
@@ -43,6 +44,7 @@ void Camera::look()
         return;
     }
     tellWhatHappened();
+    endStaleTrials();
     if (currentScheme() != frameRateScheme_)
     {
         sendFrameRate(change);
@@ -52,7 +54,7 @@ void Camera::look()
 // A turn of the camera's own thread. Returns 0.
 int Camera::watch()
 {
-    KestraTime::wait(KestraTime(kLookSeconds, 0));
+    KestraTime::wait(KestraTime(0, static_cast<long>(kLookMicroseconds * std::min(1.0, setup_.speed))));
     look();
     return 0;
 }

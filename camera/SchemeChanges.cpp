@@ -8,23 +8,6 @@
 namespace camera {
 namespace {
 
-// Off first and on last: a reader that comes between finds a window that is off and no mixture of two. Only a turn of
-// the scheduler that is just then reading may see one; the next, a second later, puts that right.
-std::vector<Value> windowValues(const SchemeWindow& window)
-{
-    const auto word = [](u32 value) { return static_cast<int>(value); };
-    std::vector<Value> values = {{KEY_SCHEME_START_HOUR, word(window.startHour)},
-                                 {KEY_SCHEME_START_MIN, word(window.startMinute)},
-                                 {KEY_SCHEME_END_HOUR, word(window.endHour)},
-                                 {KEY_SCHEME_END_MIN, word(window.endMinute)}};
-    values.insert(values.begin(), {KEY_SCHEME_ENABLE, 0});
-    if (window.enabled)
-    {
-        values.push_back({KEY_SCHEME_ENABLE, 1});
-    }
-    return values;
-}
-
 // Sets the values in the records of a file. False when one has no record.
 bool patch(std::vector<KeyVal>& records, const std::vector<Value>& values)
 {
@@ -79,6 +62,23 @@ Stored store(int scheme, const std::vector<Value>& values)
 
 }  // namespace
 
+// Off first and on last: a reader that comes between finds a window that is off and no mixture of two. Only a turn of
+// the scheduler that is just then reading may see one; the next, a second later, puts that right.
+std::vector<Value> windowValues(const SchemeWindow& window)
+{
+    const auto word = [](u32 value) { return static_cast<int>(value); };
+    std::vector<Value> values = {{KEY_SCHEME_START_HOUR, word(window.startHour)},
+                                 {KEY_SCHEME_START_MIN, word(window.startMinute)},
+                                 {KEY_SCHEME_END_HOUR, word(window.endHour)},
+                                 {KEY_SCHEME_END_MIN, word(window.endMinute)}};
+    values.insert(values.begin(), {KEY_SCHEME_ENABLE, 0});
+    if (window.enabled)
+    {
+        values.push_back({KEY_SCHEME_ENABLE, 1});
+    }
+    return values;
+}
+
 // No turn of the scheduler begins while this lives. Needs changing_.
 class Camera::Manual
 {
@@ -113,6 +113,10 @@ SchemeResult Camera::setScheme(int scheme)
         return {false, scheme, false};
     }
     const bool automatic = mode() != 0;
+    if (scheme != currentScheme())
+    {
+        endAllTrials(TrialState::schemeChanged);
+    }
     controller_.setParamScheme(scheme);
     tellScheme(automatic ? Why::againstTheClock : Why::manual);
     sendFrameRate(change);
@@ -205,6 +209,7 @@ void Camera::bringIn(int scheme, ValuesResult& result)
             result.stored = Stored::sensorRefused;
         }
     }
+    leaveTrials(result.keys);
     tellRemembered(result.keys);
 }
 

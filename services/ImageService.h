@@ -62,6 +62,8 @@ public:
     virtual void setDistance(double metres) = 0;
 };
 
+class PlannedFailures;
+
 // Thread-safe: the library calls from the host's threads and from the sensor thread at once.
 class ImageService
 {
@@ -87,6 +89,8 @@ public:
 
     // Null for a service whose surroundings are what they are.
     virtual World* world() { return nullptr; }
+    // Null where no calls can be made to fail.
+    virtual PlannedFailures* failures() { return nullptr; }
 };
 
 // A service in front of another one, which must outlive it; passes everything on.
@@ -102,6 +106,7 @@ public:
     std::optional<double> light() const override { return inner_.light(); }
     std::optional<int> lamps() const override { return inner_.lamps(); }
     World* world() override { return inner_.world(); }
+    PlannedFailures* failures() override { return inner_.failures(); }
 
 protected:
     ImageService& inner() { return inner_; }

@@ -1,5 +1,8 @@
 #include "app/web/Answers.h"
 
+#include <functional>
+#include <sstream>
+
 #include "app/cli/KeyText.h"
 #include "app/cli/Parsing.h"
 
@@ -110,6 +113,34 @@ Response errorResponse(const app::Error& error)
     told.erase("message");
     body.update(told);
     return {statusOf(error.code), "application/problem+json", app::jsonLine(body)};
+}
+
+Response documentResponse(const Call& call, const char* type, const std::string& body)
+{
+    const std::string tag = "\"" + std::to_string(std::hash<std::string>()(body)) + "\"";
+    Response response = {200, type, body, {{"ETag", tag}, {"Cache-Control", "private, no-cache"}}};
+    if (names(call.request.header("if-none-match"), tag, true))
+    {
+        response.status = 304;
+        response.type.clear();
+        response.body.clear();
+    }
+    return response;
+}
+
+bool names(const std::string& condition, const std::string& tag, bool takesWeak)
+{
+    std::istringstream list(condition);
+    for (std::string item; std::getline(list, item, ',');)
+    {
+        item.erase(0, item.find_first_not_of(" \t"));
+        item.erase(item.find_last_not_of(" \t") + 1);
+        if (item == "*" || item == tag || (takesWeak && item == "W/" + tag))
+        {
+            return true;
+        }
+    }
+    return false;
 }
 
 int keyOf(const std::string& text)

@@ -25,6 +25,10 @@ private:
 Response jsonResponse(const app::Json& body);
 Response errorResponse(const app::Error& error);
 int statusOf(app::ErrorCode code);
+// Whose tag tells its content, and not the camera's revision: 304 to whoever has it.
+Response documentResponse(const Call& call, const char* type, const std::string& body);
+// Whether If-Match, or If-None-Match, which takes weak tags too, is about what has this tag.
+bool names(const std::string& condition, const std::string& tag, bool takesWeak = false);
 
 // ---- what a request names; Refused when it names nothing ------------------------------------------------------
 
@@ -49,6 +53,11 @@ Response patchParameters(const Call& call);
 Response getParameter(const Call& call);
 Response restoreParameter(const Call& call);
 Response defaultParameter(const Call& call);
+
+Response getTrials(const Call& call);
+Response holdTrial(const Call& call);
+Response keepTrial(const Call& call);
+Response undoTrial(const Call& call);
 
 Response getStatus(const Call& call);
 Response getScheme(const Call& call);
@@ -85,5 +94,10 @@ Response closeSession(const Call& call);
 
 Response getEvents(const Call& call);
 Response getOpenApi(const Call& call);
+Response getTrace(const Call& call);
+Response getExport(const Call& call);
+Response import(const Call& call);
+Response getPairs(const Call& call);
+Response getUnsaved(const Call& call);
 
 }  // namespace web

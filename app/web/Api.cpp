@@ -108,6 +108,12 @@ app::Json bodyOf(const Request& request, const Route& route)
     return body;
 }
 
+bool has(const Response& response, const char* header)
+{
+    return std::any_of(response.headers.begin(), response.headers.end(),
+                       [header](const auto& known) { return known.first == header; });
+}
+
 }  // namespace
 
 Api::Api(camera::Camera& camera, Settings settings) : camera_(camera), settings_(std::move(settings)), events_(camera)
@@ -124,7 +130,7 @@ Handler::Lane Api::lane(const Request& request)
 
 std::string Api::revision() const
 {
-    return "\"" + events_.last() + "\"";
+    return "\"" + events_.last() + "." + std::to_string(untold_) + "\"";
 }
 
 Response Api::answer(const Request& request)
@@ -148,7 +154,36 @@ Response Api::answer(const Request& request)
         response.headers.push_back(std::move(header));
     }
     response.headers.emplace_back("X-Content-Type-Options", "nosniff");
-    response.headers.emplace_back("Cache-Control", "no-store");
+    if (!has(response, "Cache-Control"))
+    {
+        response.headers.emplace_back("Cache-Control", "no-store");
+    }
+    return response;
+}
+
+// The server has one thread for changes, but other front ends, and the camera itself, have theirs: the camera's turn
+// makes the look at If-Match and the change one step. A reader's revision is from before it reads, so that a change
+// meanwhile makes it too old and never too new.
+Response Api::run(const Route& route, const Call& call)
+{
+    if (route.lane == Lane::change)
+    {
+        const camera::Camera::Turn turn(camera_);
+        const std::string condition = call.request.header("if-match");
+        if (!condition.empty() && !names(condition, revision()))
+        {
+            return problem(412, "changed-meanwhile", "somebody changed the camera since you read it: read it again");
+        }
+        Response response = route.run(call);
+        response.headers.emplace_back("ETag", revision());
+        return response;
+    }
+    const std::string before = revision();
+    Response response = route.run(call);
+    if (response.source == nullptr && !has(response, "ETag"))
+    {
+        response.headers.emplace_back("ETag", before);
+    }
     return response;
 }
 
@@ -193,24 +228,15 @@ Response Api::routed(const Request& request, const Visitor& visitor)
     {
         return problem(415, "not-json", "the body is JSON: Content-Type: application/json");
     }
-    const std::string condition = request.header("if-match");
-    if (route.lane == Lane::change && !condition.empty() && condition != "*" && condition != revision())
-    {
-        return problem(412, "changed-meanwhile", "somebody changed the camera since you read it: read it again");
-    }
     try
     {
         const camera::Acting acting(!visitor.name.empty() ? visitor.name
                                     : request.peer.local  ? "socket"
                                                           : request.peer.address);
-        Response response = route.run({*this, camera_, request, found.places, bodyOf(request, route), visitor});
+        Response response = run(route, {*this, camera_, request, found.places, bodyOf(request, route), visitor});
         if (response.source != nullptr && !visitor.token.empty())
         {
             response.source = settings_.sessions->whileOpen(response.source, visitor.token);
-        }
-        if (response.source == nullptr)
-        {
-            response.headers.emplace_back("ETag", revision());
         }
         return response;
     }

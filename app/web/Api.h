@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "app/web/EventStream.h"
 #include "app/web/Guard.h"
 #include "app/web/HttpServer.h"
+#include "app/web/TraceStream.h"
 #include "camera/Camera.h"
 
 // The camera's operations as paths. Adds no rule of its own: what it answers is what camera/ answers.
@@ -66,18 +68,25 @@ public:
     Response answer(const Request& request) override;
 
     EventLog& events() { return events_; }
+    TraceLog& trace() { return trace_; }
     Sessions* sessions() { return settings_.sessions; }
     // In the audit log.
     void note(const Request& request, const std::string& who, const std::string& body, int status);
-    // Of what may be changed through this: another one after each change.
+    // Of all that may be changed through this: another one after each change, whoever made it. One for the whole camera,
+    // since a change of one thing changes what others show.
     std::string revision() const;
+    // Something has been changed of which the camera tells no event.
+    void changed() { ++untold_; }
 
 private:
     Response routed(const Request& request, const Visitor& visitor);
+    Response run(const Route& route, const Call& call);
 
     camera::Camera& camera_;
     const Settings settings_;
     EventLog events_;
+    TraceLog trace_;
+    std::atomic<unsigned> untold_ = 0;
 };
 
 }  // namespace web

@@ -35,17 +35,21 @@ constexpr char kOwnSchemas[] = R"json({
     "zoom": {"type": "integer"}, "focus": {"type": "integer"}, "focusMode": {"type": "integer"}}},
 "world": {"type": "object", "required": ["time", "speed", "night"], "additionalProperties": false, "properties": {
     "time": {"$ref": "#/$defs/timeOfDay"}, "speed": {"type": "number"}, "night": {"type": "boolean"},
-    "lux": {"$ref": "#/$defs/lux"}}},
+    "lux": {"$ref": "#/$defs/lux"}, "faults": {"type": "array", "items": {"$ref": "#/$defs/fault"}}}},
 "newWorld": {"type": "object", "additionalProperties": false, "properties": {
     "time": {"$ref": "#/$defs/timeOfDay"},
     "light": {"anyOf": [{"type": "number", "minimum": 0}, {"const": "daylight"}], "description": "Lux"},
-    "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"}}},
+    "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"},
+    "time": {"$ref": "#/$defs/timeOfDay"}, "faults": {"type": "array", "maxItems": 100, "items": {"type": "object",
+        "required": ["key"], "properties": {"key": {"type": ["integer", "string"]}, "status": {"type": "integer"},
+        "after": {"type": "integer", "minimum": 0}, "count": {"type": "integer", "minimum": 0}}}}}},
 "login": {"type": "object", "required": ["name", "password"], "properties": {
     "name": {"type": "string"}, "password": {"type": "string", "format": "password"}}},
 "session": {"type": "object", "required": ["role"], "additionalProperties": false, "properties": {
     "name": {"type": "string"}, "role": {"enum": ["none", "viewer", "operator", "administrator"]},
     "token": {"type": "string"}}},
-"newDiagnostics": {"type": "object", "required": ["level"], "properties": {"level": {"type": "integer"}}},
+"newDiagnostics": {"type": "object", "minProperties": 1, "additionalProperties": false, "properties": {
+    "level": {"type": "integer"}, "assertions": {"type": "boolean"}, "marker": {"const": false}}},
 "eventData": {"description": "The data of one event; none of \"state\"",
     "anyOf": [{"$ref": "#/$defs/event"}, {"type": "object", "maxProperties": 0}]},
 "openApi": {"type": "object", "required": ["openapi", "info", "paths", "components"]}

@@ -4,7 +4,10 @@
 #include "app/json/Results.h"
 #include "app/web/Answers.h"
 #include "camera/Diagnostics.h"
+#include "camera/KeyNames.h"
 #include "camera/TextFile.h"
+#include "services/CommandNames.h"
+#include "services/PlannedFailures.h"
 
 // Documents, diagnostics, the world, events.
 namespace web {
@@ -12,10 +15,7 @@ namespace {
 
 using app::ErrorCode;
 
-Response xml(const std::string& text)
-{
-    return {200, "text/xml; charset=utf-8", text};
-}
+constexpr char kXml[] = "text/xml; charset=utf-8";
 
 camera::LanguageTexts textsOf(const Call& call)
 {
@@ -65,11 +65,74 @@ void setTime(const Call& call, int minutes)
     }
 }
 
+services::PlannedFailures& failuresOf(const Call& call)
+{
+    services::PlannedFailures* const failures = call.camera.service().failures();
+    if (failures == nullptr)
+    {
+        throw Refused({ErrorCode::notSettable, "this camera's device fails by itself or not at all"});
+    }
+    return *failures;
+}
+
+app::Json faultJson(const services::FailureRule& rule)
+{
+    app::Json json = app::keyJson(static_cast<int>(services::keyOfCommand(rule.cmd.value_or(ia_cmd_e()))));
+    json["status"] = rule.status;
+    json["after"] = rule.after;
+    json["count"] = rule.count;
+    return json;
+}
+
+unsigned faultCount(const app::Json& fault, const char* name, unsigned otherwise)
+{
+    const app::Json count = fault.value(name, app::Json(otherwise));
+    if (!count.is_number_unsigned() || count.get<std::uint64_t>() > UINT32_MAX)
+    {
+        throw Refused({ErrorCode::badDocument, std::string(name) + " of a fault is a whole number from 0 on"});
+    }
+    return count.get<unsigned>();
+}
+
+// [{"key":"brightness","status":-4,"after":0,"count":1}, …]: of the sets of a key, the ones that the device refuses.
+std::vector<services::FailureRule> rulesOf(const app::Json& json)
+{
+    constexpr std::size_t kMost = 100;
+    if (!json.is_array() || json.size() > kMost)
+    {
+        throw Refused({ErrorCode::badDocument, "faults is a list of at most " + std::to_string(kMost)});
+    }
+    std::vector<services::FailureRule> rules;
+    for (const app::Json& fault : json)
+    {
+        const app::Json key = fault.is_object() ? fault.value("key", app::Json()) : app::Json();
+        const app::Json status = key.is_null() ? app::Json() : fault.value("status", app::Json(services::kOutOfRange));
+        if (!(key.is_string() || key.is_number_unsigned()) || !status.is_number_integer())
+        {
+            throw Refused({ErrorCode::badDocument, "a fault has a key, and a whole number as its status"});
+        }
+        const camera::KeyName* const row =
+            camera::findKey(keyOf(key.is_string() ? key.get<std::string>() : key.dump()));
+        if (row == nullptr || row->onlyStored)
+        {
+            throw Refused({ErrorCode::unknownKey, "the device has no key " + key.dump()});
+        }
+        services::FailureRule rule;
+        rule.cmd = static_cast<ia_cmd_e>(row->command);
+        rule.opt = IA_CMD_OPT_SET;
+        rule.status = status.get<int>();
+        rule.after = faultCount(fault, "after", 0);
+        rule.count = faultCount(fault, "count", 1);
+        rules.push_back(rule);
+    }
+    return rules;
+}
+
 }  // namespace
 
 Response getStyle(const Call& call)
 {
-    return xml(call.camera.style());
+    return documentResponse(call, kXml, call.camera.style());
 }
 
 Response getLanguages(const Call& call)
@@ -79,26 +142,49 @@ Response getLanguages(const Call& call)
 
 Response getLanguage(const Call& call)
 {
-    return xml(textsOf(call).texts);
+    return documentResponse(call, kXml, textsOf(call).texts);
 }
 
 Response getCommon(const Call& call)
 {
-    return xml(textsOf(call).common);
+    return documentResponse(call, kXml, textsOf(call).common);
 }
 
 Response getDiagnostics(const Call&)
 {
-    return jsonResponse(app::traceJson(camera::debugLevel()));
+    app::Json json = app::traceJson(camera::debugLevel());
+    json["assertions"] = camera::assertionsEnd();
+    return jsonResponse(json);
 }
 
 Response putDiagnostics(const Call& call)
 {
-    if (!camera::setDebugLevel(bodyNumber(call, "level")))
+    const bool removes = call.body == app::Json{{"marker", false}};
+    const bool setsLevel = call.body.contains("level");
+    const bool setsAssertions = call.body.contains("assertions");
+    if (call.body.size() !=
+            static_cast<std::size_t>(setsLevel) + static_cast<std::size_t>(setsAssertions) + (removes ? 1U : 0U) ||
+        call.body.empty())
+    {
+        return errorResponse({ErrorCode::badDocument, "the body has level and assertions, or only marker, false"});
+    }
+    const std::optional<int> level = setsLevel ? std::optional<int>(bodyNumber(call, "level")) : std::nullopt;
+    const std::optional<bool> ends = setsAssertions ? std::optional<bool>(bodyFlag(call, "assertions")) : std::nullopt;
+    if (!(removes ? camera::clearDebugLevel() : camera::setDiagnostics(level, ends)))
     {
         return errorResponse({ErrorCode::notWritten, app::systemError(sensorpaths::kDebugMarkerFile)});
     }
+    call.api.changed();
     return getDiagnostics(call);
+}
+
+Response getTrace(const Call& call)
+{
+    const auto filter = call.request.query.find("filter");
+    Response response;
+    response.type = "text/event-stream";
+    response.source = call.api.trace().reader(filter == call.request.query.end() ? "" : filter->second);
+    return response;
 }
 
 Response getLog(const Call&)
@@ -112,6 +198,14 @@ Response getWorld(const Call& call)
     app::Json json = app::timeJson(call.camera.minutesOfDay());
     json["speed"] = call.camera.setup().speed;
     json.update(app::lightJson(call.camera.service().light(), call.camera.night()));
+    if (const services::PlannedFailures* const failures = call.camera.service().failures())
+    {
+        json["faults"] = app::Json::array();
+        for (const services::FailureRule& rule : failures->rules())
+        {
+            json["faults"].push_back(faultJson(rule));
+        }
+    }
     return jsonResponse(json);
 }
 
@@ -138,16 +232,28 @@ Response putWorld(const Call& call)
         {
             changes.emplace_back([&world, metres = realNumber(json, name)] { world.setDistance(metres); });
         }
+        else if (name == "faults")
+        {
+            services::PlannedFailures& failures = failuresOf(call);
+            changes.emplace_back([&failures, rules = rulesOf(json)] {
+                failures.clear();
+                for (const services::FailureRule& rule : rules)
+                {
+                    failures.add(rule);
+                }
+            });
+        }
         else
         {
             return errorResponse(
-                {ErrorCode::badDocument, "the world has no " + name + "; it has time, light and distance"});
+                {ErrorCode::badDocument, "the world has no " + name + "; it has light, distance, time and faults"});
         }
     }
     for (const auto& change : changes)
     {
         change();
     }
+    call.api.changed();
     return getWorld(call);
 }
 
@@ -163,7 +269,7 @@ Response getOpenApi(const Call& call)
 {
     const std::string text =
         camera::readExistingFile(call.camera.setup().share + "/schema/sensorcam.schema.json", camera::kDocumentMax);
-    return jsonResponse(openApi(app::Json::parse(text)));
+    return documentResponse(call, "application/json", app::jsonLine(openApi(app::Json::parse(text))));
 }
 
 }  // namespace web

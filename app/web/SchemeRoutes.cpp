@@ -1,6 +1,7 @@
 #include "app/cli/Parsing.h"
 #include "app/cli/ScheduleChart.h"
 #include "app/json/Results.h"
+#include "app/json/Transfer.h"
 #include "app/web/Answers.h"
 #include "camera/KeyNames.h"
 
@@ -208,6 +209,51 @@ Response reset(const Call& call)
 {
     call.camera.factoryReset();
     return getStatus(call);
+}
+
+Response getExport(const Call& call)
+{
+    return jsonResponse(app::toJson(call.camera.exported()));
+}
+
+Response import(const Call& call)
+{
+    std::string error;
+    const std::optional<camera::Import> wanted = app::importOf(call.body, error);
+    if (!wanted)
+    {
+        return errorResponse({ErrorCode::badDocument, error});
+    }
+    const bool dryRun = queryFlag(call, "dry-run", false);
+    const camera::ImportResult result = dryRun ? call.camera.wouldImport(*wanted) : call.camera.import(*wanted);
+    if (!result.failed)
+    {
+        return jsonResponse(app::toJson(result));
+    }
+    const camera::ImportResult::Scheme& failed = result.schemes[*result.failed];
+    Response response = errorResponse(notStored(failed.scheme, failed.stored));
+    app::Json body = app::Json::parse(response.body);
+    body["result"] = app::toJson(result);
+    response.body = app::jsonLine(body);
+    return response;
+}
+
+Response getPairs(const Call& call)
+{
+    return jsonResponse(app::pairsJson(call.camera.currentScheme(), call.camera.pairText()));
+}
+
+Response getUnsaved(const Call& call)
+{
+    app::Json list = app::Json::array();
+    for (const camera::UnsavedValue& value : call.camera.unsaved())
+    {
+        app::Json json = {{"scheme", value.scheme}};
+        json.update(app::valueJson(value.key, value.value));
+        json["saved"] = value.saved;
+        list.push_back(json);
+    }
+    return jsonResponse({{"values", list}});
 }
 
 Response explain(const Call& call)

@@ -10,6 +10,7 @@
 
 #include "app/Failure.h"
 #include "app/box/DiskFiles.h"
+#include "app/box/LibraryLines.h"
 #include "app/cli/Parsing.h"
 #include "app/web/Api.h"
 #include "app/web/Passwords.h"
@@ -17,6 +18,23 @@
 
 namespace web {
 namespace {
+
+// Hands the library's lines to the readers of the trace as long as it lives.
+class Tracing : private app::LibraryOutput::Listener
+{
+public:
+    Tracing(app::LibraryOutput& output, TraceLog& trace) : output_(output), trace_(trace) { output_.add(*this); }
+    ~Tracing() override { output_.remove(*this); }
+    Tracing(const Tracing&) = delete;
+    Tracing& operator=(const Tracing&) = delete;
+
+private:
+    void libraryPrinted(const std::string& bytes) override { trace_.take(lines_.feed(bytes)); }
+
+    app::LibraryOutput& output_;
+    TraceLog& trace_;
+    app::LibraryLines lines_{"", false};
+};
 
 constexpr char kIdentityFile[] = "/tls.pem";
 constexpr char kAuditFile[] = "/audit.log";
@@ -207,7 +225,7 @@ std::vector<int> handOver(const Opened& opened, app::ServeOptions& options)
 }
 
 void serve(camera::Camera& camera, const app::ServeOptions& options, Opened opened, const std::string& stateFolder,
-           app::Console& console)
+           app::LibraryOutput& output, app::Console& console)
 {
     std::string identity = identityIn(opened.identity);
     const bool tls = !identity.empty();
@@ -226,6 +244,7 @@ void serve(camera::Camera& camera, const app::ServeOptions& options, Opened open
     {
         console.print("certificate's SHA-256 " + fingerprintOf(identity) + "\n");
     }
+    const Tracing tracing(output, api.trace());
     const HttpServer server(std::move(opened.sockets), api, {}, identity);
     clearSecret(identity);
     while (console.pause(std::chrono::hours(1)))

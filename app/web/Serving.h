@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "app/Options.h"
+#include "app/box/LibraryOutput.h"
 #include "app/cli/Console.h"
 #include "app/web/ListenSocket.h"
 #include "app/web/Users.h"
@@ -29,6 +30,6 @@ std::vector<int> handOver(const Opened& opened, app::ServeOptions& options);
 
 // Serves the camera until the console ends.
 void serve(camera::Camera& camera, const app::ServeOptions& options, Opened opened, const std::string& stateFolder,
-           app::Console& console);
+           app::LibraryOutput& output, app::Console& console);
 
 }  // namespace web

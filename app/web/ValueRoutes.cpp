@@ -1,6 +1,8 @@
 #include "app/cli/KeyText.h"
+#include "app/cli/Parsing.h"
 #include "app/json/Results.h"
 #include "app/web/Answers.h"
+#include "app/web/RequestHead.h"
 #include "camera/KeyNames.h"
 
 namespace web {
@@ -15,9 +17,19 @@ app::KeyRow rowOf(const Call& call, int key)
             camera::parameterOfKey(camera.service(), key)};
 }
 
-// Of a list that ended early: what was applied stands beside the reason.
-Response refusedValues(const Call& call, const camera::ApplyResult& result)
+// Of a list that ended early what was applied stands beside the reason; values on trial come with the trial.
+Response valuesResponse(const Call& call, const camera::ApplyResult& result,
+                        const std::optional<camera::Trial>& trial = std::nullopt)
 {
+    app::Json json = app::toJson(result);
+    if (trial)
+    {
+        json["trial"] = app::toJson(*trial);
+    }
+    if (result.ok())
+    {
+        return jsonResponse(json);
+    }
     if (result.tooMany != 0)
     {
         return errorResponse({ErrorCode::tooManyValues, "this camera takes " + std::to_string(result.tooMany) +
@@ -34,9 +46,41 @@ Response refusedValues(const Call& call, const camera::ApplyResult& result)
     }
     Response response = errorResponse(error);
     app::Json body = app::Json::parse(response.body);
-    body["result"] = app::toJson(result);
+    body["result"] = json;
     response.body = app::jsonLine(body);
     return response;
+}
+
+// Another number than any trial's when it is none.
+unsigned trialOf(const std::string& text)
+{
+    return static_cast<unsigned>(app::parseInt(text).value_or(0));
+}
+
+Response noTrial(const std::string& text)
+{
+    return problem(404, "no-trial", "there is no trial " + text + " any more: what is remembered has been sent again");
+}
+
+Response tryOut(const Call& call, const std::vector<camera::Value>& values)
+{
+    using Kind = camera::TrialResult::Kind;
+    const auto id = call.request.query.find("trial");
+    const bool goesOn = id != call.request.query.end();
+    const camera::TrialResult tried =
+        call.camera.tryOut(values, goesOn ? std::optional<unsigned>(trialOf(id->second)) : std::nullopt);
+    switch (tried.kind)
+    {
+    case Kind::noTrial:
+        return noTrial(id->second);
+    case Kind::keyTaken:
+        return problem(409, "on-trial",
+                       app::keyTitle(tried.taken->key) + " is tried out in trial " +
+                           std::to_string(tried.taken->trial) + "; nothing was applied");
+    case Kind::applied:
+        break;
+    }
+    return valuesResponse(call, tried.result, tried.trial);
 }
 
 }  // namespace
@@ -54,10 +98,58 @@ Response getParameters(const Call& call)
 Response patchParameters(const Call& call)
 {
     const std::vector<camera::Value> values = bodyValues(call);
-    const camera::ApplyResult result = queryFlag(call, "dry-run", false)
-                                           ? call.camera.wouldApply(values)
-                                           : call.camera.apply(values, queryFlag(call, "keep", true));
-    return result.ok() ? jsonResponse(app::toJson(result)) : refusedValues(call, result);
+    const bool keeps = queryFlag(call, "keep", true);
+    if (keeps && call.request.query.count("trial") != 0)
+    {
+        return errorResponse({ErrorCode::badValue, "trial goes with keep=false"});
+    }
+    if (queryFlag(call, "dry-run", false))
+    {
+        return valuesResponse(call, call.camera.wouldApply(values));
+    }
+    return keeps ? valuesResponse(call, call.camera.apply(values)) : tryOut(call, values);
+}
+
+Response getTrials(const Call& call)
+{
+    app::Json list = app::Json::array();
+    for (const camera::Trial& trial : call.camera.trials())
+    {
+        list.push_back(app::toJson(trial));
+    }
+    return jsonResponse({{"trials", list}});
+}
+
+Response holdTrial(const Call& call)
+{
+    const std::optional<camera::Trial> trial = call.camera.holdTrial(trialOf(call.parts[0]));
+    return trial ? jsonResponse(app::toJson(*trial)) : noTrial(call.parts[0]);
+}
+
+Response keepTrial(const Call& call)
+{
+    const std::optional<camera::ApplyResult> result = call.camera.keepTrial(trialOf(call.parts[0]));
+    return result ? valuesResponse(call, *result) : noTrial(call.parts[0]);
+}
+
+Response undoTrial(const Call& call)
+{
+    const std::optional<std::vector<int>> refused = call.camera.undoTrial(trialOf(call.parts[0]));
+    if (!refused)
+    {
+        return noTrial(call.parts[0]);
+    }
+    if (refused->empty())
+    {
+        return getTrials(call);
+    }
+    std::string names;
+    for (const int key : *refused)
+    {
+        names += " " + app::keyTitle(key);
+    }
+    return errorResponse(
+        {ErrorCode::deviceRefused, "the trial is over, but the device did not take back" + names, refused->front()});
 }
 
 Response getParameter(const Call& call)
@@ -101,7 +193,7 @@ Response defaultParameter(const Call& call)
             {ErrorCode::noValue, app::keyTitle(key) + " has no factory value: the schemes do not keep it", key});
     }
     const camera::ApplyResult result = call.camera.apply({{key, *factory}});
-    return result.ok() ? jsonResponse(app::toJson(result)) : refusedValues(call, result);
+    return valuesResponse(call, result);
 }
 
 }  // namespace web

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+#include <thread>
+
+#include "SensorPaths.h"
 #include "tests/unit/camera/CameraFixture.h"
 
 namespace web {
@@ -35,8 +39,11 @@ protected:
         request.path = path.substr(0, path.find('?'));
         if (request.path.size() < path.size())
         {
-            const std::string pair = path.substr(request.path.size() + 1);
-            request.query[pair.substr(0, pair.find('='))] = pair.substr(pair.find('=') + 1);
+            std::istringstream pairs(path.substr(request.path.size() + 1));
+            for (std::string pair; std::getline(pairs, pair, '&');)
+            {
+                request.query[pair.substr(0, pair.find('='))] = pair.substr(pair.find('=') + 1);
+            }
         }
         request.headers = std::move(headers);
         request.peer.local = true;
@@ -102,6 +109,64 @@ TEST_F(ApiTest, WhatIsNotKeptIsOnTheSensorAlone)
     json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}});
     EXPECT_EQ(c().schemeValue(0, KEY_BRIGHTNESS), 50);
     EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 61);
+}
+
+TEST_F(ApiTest, ATrialIsHeldExtendedListedAndKept)
+{
+    const Json begun = json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}})["trial"];
+    const std::string id = begun["trial"].dump();
+    const std::string values = R"("values":[{"key":34,"name":"KEY_BRIGHTNESS","value":61}]})";
+    const std::string head = R"({"trial":)" + id + R"(,"by":"socket","scheme":0,"seconds":15,"secondsLeft":)";
+    EXPECT_EQ(begun.dump(), head + "15.0," + values);
+    clock_->advance(std::chrono::seconds(10));
+    EXPECT_EQ(json("GET", "/api/trials").dump(), R"({"trials":[)" + head + "5.0," + values + "]}");
+    EXPECT_EQ(json("PUT", "/api/trials/" + id).dump(), head + "15.0," + values);
+    json("PATCH", "/api/parameters?keep=false&trial=" + id, {{"contrast", 62}});
+    EXPECT_EQ(json("POST", "/api/trials/" + id + "/keep")["values"][1]["outcome"], "applied");
+    EXPECT_EQ(c().schemeValue(0, KEY_CONTRAST), 62);
+    EXPECT_EQ(json("GET", "/api/trials").dump(), R"({"trials":[]})");
+}
+
+TEST_F(ApiTest, ATrialIsUndone)
+{
+    const std::string id = json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}})["trial"]["trial"].dump();
+    EXPECT_EQ(json("DELETE", "/api/trials/" + id).dump(), R"({"trials":[]})");
+    EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 50);
+    for (const auto& [method, path] : std::vector<std::pair<std::string, std::string>>{
+             {"DELETE", "/api/trials/" + id}, {"PUT", "/api/trials/" + id}, {"POST", "/api/trials/" + id + "/keep"}})
+    {
+        EXPECT_EQ(json(method, path, nullptr, 404)["code"], "no-trial");
+    }
+    EXPECT_EQ(json("PATCH", "/api/parameters?keep=false&trial=" + id, {{"contrast", 62}}, 404)["code"], "no-trial");
+    EXPECT_EQ(json("PATCH", "/api/parameters?keep=false&trial=x", {{"contrast", 62}}, 404)["code"], "no-trial");
+    EXPECT_EQ(json("PATCH", "/api/parameters?trial=" + id, {{"contrast", 62}}, 400)["code"], "bad-value");
+}
+
+TEST_F(ApiTest, AKeyThatSomebodyElseTriesOutIsRefused)
+{
+    const std::string id = json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}})["trial"]["trial"].dump();
+    const Json refused = json("PATCH", "/api/parameters?keep=false", {{"brightness", 62}}, 409);
+    EXPECT_EQ(refused.dump(), R"({"code":"on-trial","detail":"KEY_BRIGHTNESS is tried out in trial )" + id +
+                                  R"(; nothing was applied","status":409})");
+}
+
+TEST_F(ApiTest, AnAbandonedTrialEndsAndIsTold)
+{
+    const std::shared_ptr<Source> reader = ask("GET", "/api/events").source;
+    json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}});
+    ASSERT_TRUE(clock_->waitForSleepers(kSleepers, kBound));
+    clock_->advance(std::chrono::seconds(15));
+    ASSERT_TRUE(clock_->waitForSleepers(kSleepers, kBound));
+    EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 50);
+    const std::string events = *reader->next();
+    EXPECT_NE(events.find(R"("state":"begun")"), std::string::npos) << events;
+    EXPECT_NE(events.find(R"("state":"expired")"), std::string::npos) << events;
+}
+
+TEST_F(ApiTest, ATrialThatARefusedValueEndsEarlyIsNamedBesideTheReason)
+{
+    const Json problem = json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}, {"contrast", 300}}, 422);
+    EXPECT_EQ(problem["result"]["trial"]["values"].size(), 1u);
 }
 
 TEST_F(ApiTest, BodiesThatAreNoListOfValuesAreRefusedAndChangeNothing)
@@ -224,6 +289,35 @@ TEST_F(ApiTest, TheWorldOfASimulatedCameraCanBeChanged)
     EXPECT_EQ(json("PUT", "/api/world", {{"light", "dark"}}, 400)["code"], "bad-document");
 }
 
+TEST_F(ApiTest, FaultsArePlannedListedAndTakenBack)
+{
+    const Json world = json("PUT", "/api/world", {{"faults", Json::array({{{"key", "brightness"}, {"after", 1}}})}});
+    EXPECT_EQ(world["faults"].dump(), R"([{"key":34,"name":"KEY_BRIGHTNESS","status":-4,"after":1,"count":1}])");
+    json("PATCH", "/api/parameters", {{"brightness", 61}});
+    json("PATCH", "/api/parameters", {{"brightness", 62}}, 422);
+    json("PATCH", "/api/parameters", {{"brightness", 62}});
+    EXPECT_EQ(json("PUT", "/api/world", {{"faults", Json::array()}})["faults"].dump(), "[]");
+    for (const Json& faults : {Json(1), Json::array({1}), Json::array({Json::object()}),
+                               Json::array({{{"key", "brightness"}, {"count", -1}}}),
+                               Json::array({{{"key", "brightness"}, {"status", "no"}}})})
+    {
+        EXPECT_EQ(json("PUT", "/api/world", {{"faults", faults}}, 400)["code"], "bad-document") << faults;
+    }
+    EXPECT_EQ(json("PUT", "/api/world", {{"faults", Json::array({{{"key", "nonsense"}}})}}, 404)["code"],
+              "unknown-key");
+}
+
+TEST_F(ApiTest, ACameraOnTheSystemsClockKeepsItsTimeAndNothingElseIsChanged)
+{
+    const double lux = json("GET", "/api/world")["lux"];
+    EXPECT_EQ(json("PUT", "/api/world", {{"light", 5}, {"time", "08:00"}}, 404)["code"], "not-settable");
+    EXPECT_EQ(json("PUT", "/api/world", {{"light", 5}, {"time", "24:00"}}, 400)["code"], "bad-value");
+    EXPECT_EQ(json("GET", "/api/world")["lux"], lux);
+    host::setClock(std::make_shared<host::ScaledClock>(1.0));
+    EXPECT_EQ(json("PUT", "/api/world", {{"time", "08:00"}})["time"], "08:00");
+    host::setClock(clock_);
+}
+
 TEST_F(ApiTest, MethodsAndPathsThatAreNotThere)
 {
     EXPECT_EQ(ask("GET", "/api/nothing").status, 404);
@@ -244,6 +338,212 @@ TEST_F(ApiTest, AnEditOfWhatSomebodyElseChangedMeanwhileIsRefused)
     EXPECT_EQ(ask("PATCH", "/api/parameters", {{"brightness", 62}}, {{"if-match", revision}}).status, 412);
     EXPECT_EQ(ask("PATCH", "/api/parameters", {{"brightness", 62}}, {{"if-match", "*"}}).status, 200);
     EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 62);
+}
+
+TEST_F(ApiTest, AListOfRevisionsIsLookedThroughAndAWeakOneIsNone)
+{
+    const std::string revision = headerOf(ask("GET", "/api/parameters"), "ETag");
+    EXPECT_EQ(ask("PUT", "/api/mode", {{"mode", "manual"}}, {{"if-match", "W/" + revision}}).status, 412);
+    EXPECT_EQ(ask("PUT", "/api/mode", {{"mode", "manual"}}, {{"if-match", "\"1\" , " + revision}}).status, 200);
+}
+
+TEST_F(ApiTest, WhatNobodyAskedForChangesTheRevisionToo)
+{
+    c().setWindow(0, {true, 0, 0, 13, 0});
+    c().setWindow(1, {true, 13, 0, 24, 0});
+    c().setMode(true);
+    turnAt(12, 0);
+    const std::string revision = headerOf(ask("GET", "/api/parameters"), "ETag");
+    EXPECT_EQ(headerOf(ask("GET", "/api/parameters"), "ETag"), revision);
+    turnAt(13, 0);
+    ASSERT_EQ(c().currentScheme(), 1);
+    EXPECT_EQ(ask("PATCH", "/api/parameters", {{"brightness", 61}}, {{"if-match", revision}}).status, 412);
+}
+
+TEST_F(ApiTest, EveryThingThatCanBeEditedChangesTheRevision)
+{
+    for (const auto& [path, body] : std::vector<std::pair<std::string, Json>>{
+             {"/api/scheme", {{"scheme", 1}}},
+             {"/api/mode", {{"mode", "manual"}}},
+             {"/api/schemes/2", {{"brightness", 70}}},
+             {"/api/schemes/2/window", {{"enabled", false}, {"from", "08:00"}, {"to", "24:00"}}},
+             {"/api/lens", {{"focusMode", 2}}},
+             {"/api/world", {{"light", 5}}},
+             {"/api/diagnostics", {{"level", 1}}}})
+    {
+        const std::string revision = headerOf(ask("GET", path), "ETag");
+        const Response changed = ask("PUT", path, body, {{"if-match", revision}});
+        EXPECT_EQ(changed.status, 200) << path << changed.body;
+        EXPECT_EQ(headerOf(changed, "ETag"), headerOf(ask("GET", path), "ETag")) << path;
+        EXPECT_EQ(ask("PUT", path, body, {{"if-match", revision}}).status, 412) << path;
+        EXPECT_EQ(ask("PUT", path, body).status, 200) << path;
+    }
+}
+
+// On threads, as a front end beside the server's one for changes would be.
+TEST_F(ApiTest, ClientsThatReadChangeAndWriteAtOnceLoseNothing)
+{
+    constexpr int kClients = 4;
+    constexpr int kEach = 10;
+    const auto count = [this] {
+        for (int done = 0; done < kEach;)
+        {
+            const Response read = ask("GET", "/api/parameters/brightness");
+            const int value = Json::parse(read.body)["value"].get<int>();
+            const Response written =
+                ask("PATCH", "/api/parameters", {{"brightness", value + 1}}, {{"if-match", headerOf(read, "ETag")}});
+            done += written.status == 200 ? 1 : 0;
+        }
+    };
+    std::vector<std::thread> clients;
+    for (int i = 0; i < kClients; ++i)
+    {
+        clients.emplace_back(count);
+    }
+    for (std::thread& client : clients)
+    {
+        client.join();
+    }
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50 + kClients * kEach);
+}
+
+TEST_F(ApiTest, ADocumentIsNotSentAgainToWhoeverHasIt)
+{
+    for (const char* path : {"/api/style", "/api/language/0", "/api/common/0"})
+    {
+        const Response first = ask("GET", path);
+        const std::string tag = headerOf(first, "ETag");
+        EXPECT_EQ(headerOf(first, "Cache-Control"), "private, no-cache");
+        for (const std::string& condition : {tag, "W/" + tag, "\"1\", " + tag, std::string("*")})
+        {
+            const Response again = ask("GET", path, nullptr, {{"if-none-match", condition}});
+            EXPECT_EQ(again.status, 304) << path << condition;
+            EXPECT_EQ(again.body, "");
+            EXPECT_EQ(headerOf(again, "ETag"), tag);
+        }
+        EXPECT_EQ(ask("GET", path, nullptr, {{"if-none-match", "\"1\""}}).status, 200);
+    }
+    const std::string revision = headerOf(ask("GET", "/api/status"), "ETag");
+    EXPECT_EQ(ask("GET", "/api/status", nullptr, {{"if-none-match", revision}}).status, 200) << "time passes";
+}
+
+TEST_F(ApiTest, DiagnosticsAreSetOneByOneAndTakenAway)
+{
+    EXPECT_EQ(json("GET", "/api/diagnostics").dump(), R"({"level":1,"marker":false,"assertions":false})");
+    EXPECT_EQ(json("PUT", "/api/diagnostics", {{"level", 4}}).dump(),
+              R"({"level":4,"marker":true,"assertions":false})");
+    EXPECT_EQ(json("PUT", "/api/diagnostics", {{"assertions", true}}).dump(),
+              R"({"level":4,"marker":true,"assertions":true})");
+    EXPECT_EQ(json("PUT", "/api/diagnostics", {{"level", 5}}).dump(), R"({"level":5,"marker":true,"assertions":true})");
+    for (const Json& body : {Json::object(), Json{{"level", "4"}}, Json{{"marker", true}},
+                             Json{{"marker", false}, {"level", 4}}, Json{{"volume", 11}}})
+    {
+        EXPECT_EQ(json("PUT", "/api/diagnostics", body, 400)["code"], "bad-document") << body;
+    }
+    EXPECT_EQ(json("PUT", "/api/diagnostics", {{"marker", false}}).dump(),
+              R"({"level":1,"marker":false,"assertions":false})");
+}
+
+TEST_F(ApiTest, TheTraceIsFiltered)
+{
+    const Response all = ask("GET", "/api/trace");
+    EXPECT_EQ(all.type, "text/event-stream");
+    const Response some = ask("GET", "/api/trace?filter=two");
+    api_->trace().take("one\ntwo\n");
+    EXPECT_EQ(*all.source->next(),
+              "event: line\ndata: {\"line\":\"one\"}\n\nevent: line\ndata: {\"line\":\"two\"}\n\n");
+    EXPECT_EQ(*some.source->next(), "event: line\ndata: {\"line\":\"two\"}\n\n");
+}
+
+TEST_F(ApiTest, WhatIsExportedIsTheSameAfterResetAndImport)
+{
+    c().apply({{KEY_BRIGHTNESS, 61}});
+    c().setWindow(1, {true, 8, 0, 18, 30});
+    const Json before = json("GET", "/api/export");
+    EXPECT_EQ(before["schemes"][1]["window"].dump(), R"({"enabled":true,"from":"08:00","to":"18:30"})");
+    EXPECT_EQ(before["schemes"][0]["values"]["KEY_BRIGHTNESS"], 61);
+    json("POST", "/api/reset");
+    EXPECT_NE(json("GET", "/api/export"), before);
+    EXPECT_EQ(json("POST", "/api/import?dry-run=true", before)["schemes"][0]["stored"], "done");
+    EXPECT_NE(json("GET", "/api/export"), before);
+    json("POST", "/api/import", before);
+    EXPECT_EQ(json("GET", "/api/export").dump(), before.dump());
+}
+
+TEST_F(ApiTest, AnImportSaysKeyByKeyWhatItDoes)
+{
+    const Json values = {{"KEY_BRIGHTNESS", 61}, {"KEY_CONTRAST", 50},     {"KEY_SHARPNESS", 300},
+                         {"KEY_NEW", 1},         {"KEY_SATURATION", "50"}, {"KEY_MZOOM_SPEED", 1}};
+    const Json window = {{"enabled", true}, {"from", "22:00"}, {"to", "06:00"}};
+    const Json document = {{"format", "sensorcam-schemes"},
+                           {"version", 1},
+                           {"model", "dome"},
+                           {"schemes", {{{"scheme", 1}, {"window", window}, {"values", values}}, {{"scheme", 7}}}}};
+    const Json answer = json("POST", "/api/import", document);
+    Json told = answer["schemes"][0]["values"];
+    told[2].erase("allowed");
+    EXPECT_EQ(answer["sameModel"], false);
+    EXPECT_EQ(answer["schemes"][0]["window"], "skipped");
+    EXPECT_EQ(answer["schemes"][0]["check"], 507);
+    EXPECT_EQ(answer["schemes"][1].dump(), R"({"scheme":7,"stored":"noScheme","values":[]})");
+    EXPECT_EQ(told.dump(),
+              R"([{"key":34,"name":"KEY_BRIGHTNESS","asked":61,"outcome":"applied","before":50,"value":61},)"
+              R"({"key":2353,"name":"KEY_CONTRAST","asked":50,"outcome":"unchanged","before":50,"value":50},)"
+              R"({"name":"KEY_SHARPNESS","outcome":"skipped","why":"outOfRange","asked":300},)"
+              R"({"name":"KEY_NEW","outcome":"skipped","why":"unknownKey"},)"
+              R"({"name":"KEY_SATURATION","outcome":"skipped","why":"wrongType"},)"
+              R"({"name":"KEY_MZOOM_SPEED","outcome":"skipped","why":"notInModel","asked":1}])");
+    EXPECT_EQ(c().schemeValue(1, KEY_BRIGHTNESS), 61);
+}
+
+TEST_F(ApiTest, AnImportThatEndsInTheMiddleSaysWhatWasDone)
+{
+    const Json document = json("GET", "/api/export");
+    std::remove(sensorpaths::schemeFile(1).c_str());
+    const Json problem = json("POST", "/api/import", document, 404);
+    EXPECT_EQ(problem["detail"], "the file of scheme 1 is missing, or has no such value");
+    EXPECT_EQ(problem["result"]["schemes"][0]["stored"], "done");
+    EXPECT_EQ(problem["result"]["schemes"][1]["stored"], "noRecord");
+    EXPECT_EQ(problem["result"]["schemes"][2]["stored"], "notReached");
+}
+
+TEST_F(ApiTest, DocumentsThatHoldNoSchemesAreRefusedAndChangeNothing)
+{
+    const Json sound = {
+        {"format", "sensorcam-schemes"}, {"version", 1}, {"model", "fixed"}, {"schemes", Json::array()}};
+    json("POST", "/api/import", sound);
+    const auto with = [&sound](const char* name, const Json& value) {
+        Json document = sound;
+        document[name] = value;
+        return document;
+    };
+    Json many = Json::array();
+    for (int scheme = 0; scheme < 65; ++scheme)
+    {
+        many.push_back({{"scheme", scheme}});
+    }
+    Json values = Json::object();
+    for (int key = 0; key < 1001; ++key)
+    {
+        values["KEY_" + std::to_string(key)] = 1;
+    }
+    for (const Json& document :
+         {Json::object(), with("format", "other"), with("version", 2), with("model", 1), with("schemes", 1),
+          with("schemes", {1}), with("schemes", {{{"scheme", "0"}}}), with("schemes", {{{"scheme", 0}, {"values", 1}}}),
+          with("schemes", {{{"scheme", 0}, {"window", {{"enabled", true}, {"from", "8"}, {"to", "09:00"}}}}}),
+          with("schemes", {{{"scheme", 0}}, {{"scheme", 0}}}), with("mode", "maybe"), with("schemes", many),
+          with("schemes", {{{"scheme", 0}, {"values", values}}})})
+    {
+        EXPECT_EQ(json("POST", "/api/import", document, 400)["code"], "bad-document") << document;
+    }
+}
+
+TEST_F(ApiTest, WhatIsNotSavedIsListed)
+{
+    c().apply({{KEY_BRIGHTNESS, 61}});
+    EXPECT_EQ(json("GET", "/api/unsaved").dump(),
+              R"({"values":[{"scheme":0,"key":34,"name":"KEY_BRIGHTNESS","value":61,"saved":50}]})");
+    EXPECT_EQ(json("GET", "/api/pairs")["pairs"], c().pairText());
 }
 
 TEST_F(ApiTest, EventsTellWhoDidWhatAndComeAgainFromWhereAReaderStopped)

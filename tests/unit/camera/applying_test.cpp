@@ -101,7 +101,7 @@ TEST_F(CameraApplying, TheDefaultSchemeRemembersNothing)
 TEST_F(CameraApplying, ATrialIsSentAndNotRemembered)
 {
     begin();
-    const camera::ApplyResult result = c().apply({{KEY_BRIGHTNESS, 61}, {KEY_SCHEME_START_HOUR, 7}}, false);
+    const camera::ApplyResult result = c().tryOut({{KEY_BRIGHTNESS, 61}, {KEY_SCHEME_START_HOUR, 7}}).result;
     EXPECT_EQ(outcomes(result), (Outcomes{Outcome::notRemembered, Outcome::unchanged}));
     EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 61);
     EXPECT_EQ(c().schemeValue(0, KEY_BRIGHTNESS), 50);

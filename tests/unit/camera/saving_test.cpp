@@ -191,7 +191,7 @@ TEST_F(CameraSaving, UnsavedAreTheValuesThatTheFilesOfTheirSchemesHoldOtherwise)
     EXPECT_EQ(unsavedOf(c()), Values());
     c().setMode(false);
     c().apply({{KEY_BRIGHTNESS, 61}});
-    c().apply({{KEY_CONTRAST, 62}}, false);
+    c().tryOut({{KEY_CONTRAST, 62}});
     c().setScheme(1);
     c().apply({{KEY_BRIGHTNESS, 63}});
     EXPECT_EQ(unsavedOf(c()), (Values{{0, KEY_BRIGHTNESS, 61, 50}, {1, KEY_BRIGHTNESS, 63, 50}}));
@@ -292,7 +292,7 @@ TEST_F(CameraSaving, TheDebugLevelKeepsTheAssertionSwitch)
     EXPECT_EQ(camera::debugLevel(), std::nullopt);
     setDebug(4, 0);
     EXPECT_EQ(camera::debugLevel(), 4);
-    EXPECT_TRUE(camera::setDebugLevel(1));
+    EXPECT_TRUE(camera::setDiagnostics(1));
     EXPECT_EQ(readFile(kDebugMarkerFile), "1\n0\n");
     EXPECT_TRUE(camera::clearDebugLevel());
     EXPECT_TRUE(camera::clearDebugLevel());
