@@ -119,7 +119,7 @@ Api::~Api() = default;
 Handler::Lane Api::lane(const Request& request)
 {
     const Route* const route = find(request).route;
-    return route == nullptr ? Lane::read : route->lane;
+    return route == nullptr ? Lane::aside : route->lane;
 }
 
 std::string Api::revision() const

@@ -4,13 +4,14 @@ namespace web {
 
 const std::vector<Route>& routes()
 {
+    constexpr auto kAside = Handler::Lane::aside;
     constexpr auto kRead = Handler::Lane::read;
     constexpr auto kChange = Handler::Lane::change;
     // clang-format off
     static const std::vector<Route> table = {
         {"GET",   "/api/status", kRead, getStatus, "Model, time, scheme and light", nullptr, "status"},
         {"GET",   "/api/style", kRead, getStyle, "The user interface's pages, as the library serves them", nullptr, nullptr, "text/xml"},
-        {"GET",   "/api/languages", kRead, getLanguages, "The languages of the texts", nullptr, "language"},
+        {"GET",   "/api/languages", kAside, getLanguages, "The languages of the texts", nullptr, "language"},
         {"GET",   "/api/language/{language}", kRead, getLanguage, "The texts of the pages", nullptr, nullptr, "text/xml"},
         {"GET",   "/api/common/{language}", kRead, getCommon, "The texts that all pages share", nullptr, nullptr, "text/xml"},
         {"GET",   "/api/parameters", kRead, getParameters, "All keys: value, limits, what the scheme in force keeps", nullptr, "keys"},
@@ -34,13 +35,13 @@ const std::vector<Route>& routes()
         {"PUT",   "/api/lens", kChange, putLens, "Move zoom or focus to a position, or choose the focus mode", "newLens", "lens"},
         {"POST",  "/api/lens/{step}", kChange, stepLens, "A step: focus-near, focus-far, zoom-in, zoom-out, iris-open, iris-close, focus-once, reset", nullptr, "lens"},
         {"GET",   "/api/explain", kRead, explain, "Which scheme holds and why, until when, what comes next", nullptr, "explainScheme"},
-        {"GET",   "/api/events", kRead, getEvents, "Server-sent events of what happens", nullptr, nullptr, "text/event-stream"},
+        {"GET",   "/api/events", kAside, getEvents, "Server-sent events of what happens", nullptr, nullptr, "text/event-stream"},
         {"GET",   "/api/world", kRead, getWorld, "What is around a simulated camera", nullptr, "world"},
         {"PUT",   "/api/world", kChange, putWorld, "Change the light or the distance", "newWorld", "world"},
-        {"GET",   "/api/diagnostics", kRead, getDiagnostics, "The library's debug level", nullptr, "trace"},
+        {"GET",   "/api/diagnostics", kAside, getDiagnostics, "The library's debug level", nullptr, "trace"},
         {"PUT",   "/api/diagnostics", kChange, putDiagnostics, "Set the debug level", "newDiagnostics", "trace"},
-        {"GET",   "/api/log", kRead, getLog, "The error log", nullptr, "log"},
-        {"GET",   "/api/openapi.json", kRead, getOpenApi, "This description", nullptr, nullptr, "application/json"},
+        {"GET",   "/api/log", kAside, getLog, "The error log", nullptr, "log"},
+        {"GET",   "/api/openapi.json", kAside, getOpenApi, "This description", nullptr, nullptr, "application/json"},
     };
     // clang-format on
     return table;
