@@ -1,5 +1,6 @@
 #include "app/web/HttpServer.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
@@ -559,6 +560,18 @@ TEST_F(HttpServerTest, ARequestThatTwoServersCouldCutDifferentlyIsRefusedAndTheC
     EXPECT_EQ(echo_.calls_, 0);
 }
 
+TEST_F(HttpServerTest, ALengthThatOnlyOtherServersSeeIsRefusedAndTheConnectionEnds)
+{
+    start();
+    const std::string smuggled = get("/smuggled");
+    Connection client = connect();
+    client.say("PUT /a HTTP/1.1\r\nHost: camera\r\nContent-Length : " + std::to_string(smuggled.size()) + "\r\n\r\n" +
+               smuggled);
+    const std::string answer = client.untilClosed();
+    EXPECT_EQ(answer.find("smuggled"), std::string::npos) << answer;
+    EXPECT_EQ(echo_.calls_, 0);
+}
+
 TEST_F(HttpServerTest, APathWithAControlCharacterIsRefused)
 {
     start();
@@ -797,6 +810,41 @@ TEST_F(HttpServerTest, TheEndEndsStreamsIdleClientsAndHalfRequests)
     EXPECT_TRUE(idle.isClosed());
     EXPECT_TRUE(half.isClosed());
     EXPECT_TRUE(served.isClosed());
+}
+
+int openDescriptors()
+{
+    int count = 0;
+    for (int number = 0; number < 1000; ++number)
+    {
+        count += fcntl(number, F_GETFD) >= 0 ? 1 : 0;
+    }
+    return count;
+}
+
+TEST_F(HttpServerTest, TheEndLeavesNoDescriptorOpen)
+{
+    const int before = openDescriptors();
+    Limits limits;
+    limits.connections = 8;
+    limits.streams = 1;
+    start(limits);
+    {
+        std::vector<Connection> clients;
+        for (const std::string& request :
+             {get("/a"), get("/stream"), get("/endless"), get("/%00"), std::string("\xff\r\n\r\n"),
+              std::string("GET /half"), put("/throw", "body"), get("/large"), get("/a")})
+        {
+            clients.push_back(connect());
+            clients.back().say(request);
+        }
+        clients[1].until("\r\n\r\n");
+        clients[2].until("\r\n\r\n");
+    }
+    Connection last = connect();
+    server_.reset();
+    last.untilClosed();
+    EXPECT_EQ(openDescriptors(), before + 1);  // the last client's own
 }
 
 // With deadlines that no test outlasts: only the end itself can end these.
