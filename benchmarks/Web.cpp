@@ -137,7 +137,7 @@ std::vector<web::ListenSocket> listenAt(const char* path)
     return sockets;
 }
 
-// A camera on the simulated service, in manual mode, behind its interface.
+// A camera on the camera's own service, in manual mode, behind its interface.
 class ServedCamera
 {
 public:

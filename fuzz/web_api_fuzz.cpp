@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "HostClock.h"
+#include "app/Service.h"
 #include "app/json/Results.h"
 #include "app/web/Api.h"
 #include "app/web/RequestHead.h"
@@ -12,9 +13,8 @@
 #include "fuzz/CameraTree.h"
 #include "fuzz/Require.h"
 #include "fuzz/TextParts.h"
-#include "tests/support/Simulator.h"
 
-// Requests to the paths of the HTTP interface, in this process, on a whole camera with the simulated service.
+// Requests to the paths of the HTTP interface, in this process, on a whole camera.
 // Input: up to four requests, separated by a line %%. A request is "METHOD target", header lines "name: value", an empty
 // line, and the body. It comes by the Unix socket, or with a line "port" by the port 8080 of the loopback interface; the
 // word REVISION in a value stands for the revision that the camera has then.
@@ -65,10 +65,16 @@ public:
     {
         static const Board board;
         board.layOut();
-        host::setClock(std::make_shared<host::ManualClock>(12, 0));
-        support::simulator().reset();
+        host::setClock(clock_);
+        if (services::World* const world = app::service().world())
+        {
+            world->setLight(300);
+            world->setDistance(10);
+        }
         camera_ = std::make_unique<camera::Camera>(
-            camera::Camera::Setup{"fixed", SENSORDLL_SOURCE_DIR "/share", 1.0, std::nullopt, true}, support::journal());
+            camera::Camera::Setup{"fixed", SENSORDLL_SOURCE_DIR "/share", 1.0, std::nullopt, true}, app::service());
+        camera_->moveLens(camera::LensStep::reset);
+        clock_->advance(std::chrono::minutes(1));
         camera_->setMode(false);
         camera_->setScheme(0);
         api_ = std::make_unique<web::Api>(*camera_, web::Api::Settings());
@@ -107,6 +113,7 @@ public:
     }
 
 private:
+    const std::shared_ptr<host::ManualClock> clock_ = std::make_shared<host::ManualClock>(12, 0);
     std::unique_ptr<camera::Camera> camera_;
     std::unique_ptr<web::Api> api_;
 };
@@ -216,7 +223,6 @@ extern "C" __attribute__((visibility("default"))) const char* __lsan_default_sup
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    support::journal();  // made first, it outlives the camera
     // To start it takes longer than most inputs: it is kept as long as nothing has changed it.
     static std::unique_ptr<Served> served;
     static std::string untouched;
