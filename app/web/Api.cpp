@@ -1,6 +1,7 @@
 #include "app/web/Api.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "app/Failure.h"
 #include "app/web/Answers.h"
@@ -10,45 +11,45 @@
 namespace web {
 namespace {
 
-std::vector<std::string> partsOf(const std::string& path)
+// The next part behind a slash; takes both away. Nothing at the end.
+std::optional<std::string_view> takePart(std::string_view& path)
 {
-    std::vector<std::string> parts;
-    std::size_t begin = 1;
-    while (begin <= path.size())
+    if (path.empty())
     {
-        const std::size_t end = std::min(path.find('/', begin), path.size());
-        parts.push_back(path.substr(begin, end - begin));
-        begin = end + 1;
+        return std::nullopt;
     }
-    return parts;
+    const std::size_t end = std::min(path.find('/', 1), path.size());
+    const std::string_view part = path.substr(1, end - 1);
+    path.remove_prefix(end);
+    return part;
 }
 
-bool isPlace(const std::string& part)
+bool isPlace(std::string_view part)
 {
     return !part.empty() && part.front() == '{';
 }
 
-// What stands for {…}; nothing when the path is another one.
-std::optional<std::vector<std::string>> match(const char* pattern, const std::vector<std::string>& parts)
+// What stands for {…}; nothing when the path is another one. Of most routes that shows in the first part that differs.
+std::optional<std::vector<std::string>> match(std::string_view pattern, std::string_view path)
 {
-    const std::vector<std::string> wanted = partsOf(pattern);
-    if (wanted.size() != parts.size())
-    {
-        return std::nullopt;
-    }
     std::vector<std::string> places;
-    for (std::size_t i = 0; i < parts.size(); ++i)
+    while (true)
     {
-        if (isPlace(wanted[i]) && !parts[i].empty())
+        const std::optional<std::string_view> wanted = takePart(pattern);
+        const std::optional<std::string_view> part = takePart(path);
+        if (!wanted || !part)
         {
-            places.push_back(parts[i]);
+            return wanted || part ? std::nullopt : std::optional(places);
         }
-        else if (wanted[i] != parts[i])
+        if (isPlace(*wanted) && !part->empty())
+        {
+            places.emplace_back(*part);
+        }
+        else if (*wanted != *part)
         {
             return std::nullopt;
         }
     }
-    return places;
 }
 
 struct Found
@@ -61,11 +62,10 @@ struct Found
 Found find(const Request& request)
 {
     const std::string wanted = request.method == "HEAD" ? "GET" : request.method;
-    const std::vector<std::string> parts = partsOf(request.path);
     Found found;
     for (const Route& route : routes())
     {
-        const auto places = match(route.path, parts);
+        const auto places = match(route.path, request.path);
         if (!places)
         {
             continue;
@@ -125,7 +125,7 @@ Api::~Api() = default;
 Handler::Lane Api::lane(const Request& request)
 {
     const Route* const route = find(request).route;
-    return route == nullptr ? Lane::read : route->lane;
+    return route == nullptr ? Lane::aside : route->lane;
 }
 
 std::string Api::revision() const

@@ -27,10 +27,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int kReaders = 4;
-constexpr std::size_t kHeadMemory = 32 << 10;   // of a connection: request line and headers, and a piece of its body
-constexpr std::size_t kStreamPiece = 64 << 10;  // asked of a stream at once
+constexpr int kAside = 2;
+constexpr int kAtOnce = 64;                             // clients, before deadlines are looked at again
+constexpr std::size_t kStreamPiece = 64 << 10;          // asked of a stream at once
 constexpr auto kLook = std::chrono::milliseconds(250);  // for deadlines, while anybody is connected
-constexpr unsigned kStalledSeconds = 10;                // without taking a byte of its answer
 
 // Refused before it is anybody's request.
 constexpr char kFull[] =
@@ -71,9 +71,14 @@ private:
     // A request and its answer.
     struct Exchange
     {
+        ~Exchange() { server->bodies_ -= held; }
+
         Implementation* server = nullptr;
         MHD_Connection* connection = nullptr;
         Request request;
+        std::size_t head = 0;  // bytes
+        std::size_t held = 0;  // bytes of its body, as they count for all
+        bool tooMany = false;  // bytes are held for others: its own were dropped
         bool targetIsWell = false;
         bool begun = false;
         bool asked = false;
@@ -89,6 +94,7 @@ private:
         Implementation* server = nullptr;
         MHD_Connection* connection = nullptr;
         std::shared_ptr<Source> source;
+        Peer peer;
         std::string left;  // of a piece that did not fit
 
         // Guarded by mutex_.
@@ -106,15 +112,20 @@ private:
     static ssize_t onStream(void* stream, uint64_t position, char* buffer, std::size_t room);
     static void onStreamEnd(void* stream);
 
-    MHD_Daemon* startDaemon(unsigned flags, const std::vector<MHD_OptionItem>& options);
-    void stopDaemons();
+    using Daemon = std::unique_ptr<MHD_Daemon, decltype(&MHD_stop_daemon)>;
+
+    Daemon startDaemon(unsigned flags, const std::vector<MHD_OptionItem>& options);
+    MHD_Daemon* daemonOf(const Peer& peer) const;
     MHD_Result begin(Exchange& exchange);
+    void take(Exchange& exchange, const char* body, std::size_t size);
     MHD_Result ask(const SharedExchange& exchange);
     MHD_Result queue(Exchange& exchange, const Response& response);
-    MHD_Response* streamResponse(MHD_Connection* connection, const std::shared_ptr<Source>& source);
+    MHD_Response* streamResponse(const Exchange& exchange, const std::shared_ptr<Source>& source);
+    bool mayHaveStream(const Peer& peer) const;
+    Workers& workersOf(Handler::Lane lane) const;
     void answer(const SharedExchange& exchange, Response response);
     void acceptAll();
-    void accept(const ListenSocket& socket);
+    bool accept(const ListenSocket& socket);
     void setDeadline(MHD_Connection* connection, std::optional<Clock::time_point> deadline);
     void cutLate();
     void beat();
@@ -122,9 +133,10 @@ private:
     const std::vector<ListenSocket> sockets_;
     Handler& handler_;
     const Limits limits_;
-    camera::Descriptor ending_;
-    MHD_Daemon* daemon_ = nullptr;
-    MHD_Daemon* portDaemon_ = nullptr;  // with TLS one of its own; otherwise the same
+    const camera::Descriptor ending_;
+    Daemon daemon_{nullptr, MHD_stop_daemon};
+    Daemon tlsDaemon_{nullptr, MHD_stop_daemon};  // of the ports, where they speak TLS
+    std::atomic<std::size_t> bodies_{0};          // bytes held
 
     std::mutex mutex_;
     // Guarded by mutex_.
@@ -133,6 +145,7 @@ private:
     std::set<SharedExchange> asked_;  // suspended until their answer is there
     std::set<Stream*> streams_;
 
+    std::unique_ptr<Workers> aside_;
     std::unique_ptr<Workers> readers_;
     std::unique_ptr<Workers> changer_;
     std::thread accepting_;
@@ -144,49 +157,51 @@ HttpServer::Implementation::Implementation(std::vector<ListenSocket> sockets, Ha
       handler_(handler),
       limits_(limits),
       ending_(eventfd(0, EFD_CLOEXEC)),
+      aside_(std::make_unique<Workers>(kAside, limits.waiting)),
       readers_(std::make_unique<Workers>(kReaders, limits.waiting)),
       changer_(std::make_unique<Workers>(1, limits.waiting))
 {
+    if (ending_.number() < 0)
+    {
+        throw std::runtime_error("the HTTP server cannot be started");
+    }
     daemon_ = startDaemon(0, {{MHD_OPTION_END, 0, nullptr}});
-    portDaemon_ = daemon_;
     if (!identity.empty())
     {
         char* const text = const_cast<char*>(identity.c_str());  // read while it starts
-        portDaemon_ = startDaemon(MHD_USE_TLS, {{MHD_OPTION_HTTPS_MEM_CERT, 0, text},
-                                                {MHD_OPTION_HTTPS_MEM_KEY, 0, text},
-                                                {MHD_OPTION_HTTPS_PRIORITIES, 0, const_cast<char*>(kTlsPriorities)},
-                                                {MHD_OPTION_END, 0, nullptr}});
-    }
-    if (daemon_ == nullptr || portDaemon_ == nullptr || ending_.number() < 0)
-    {
-        stopDaemons();
-        throw std::runtime_error("the HTTP server cannot be started");
+        tlsDaemon_ = startDaemon(MHD_USE_TLS, {{MHD_OPTION_HTTPS_MEM_CERT, 0, text},
+                                               {MHD_OPTION_HTTPS_MEM_KEY, 0, text},
+                                               {MHD_OPTION_HTTPS_PRIORITIES, 0, const_cast<char*>(kTlsPriorities)},
+                                               {MHD_OPTION_END, 0, nullptr}});
     }
     accepting_ = std::thread([this] { acceptAll(); });
 }
 
 // poll and not epoll, which misses the end of a client that leaves in the middle of a request. Connections are accepted
-// here: a long address of a Unix client would be read beyond its end, and limits are ours.
-MHD_Daemon* HttpServer::Implementation::startDaemon(unsigned flags, const std::vector<MHD_OptionItem>& options)
+// here: a long address of a Unix client would be read beyond its end, and limits are ours. A connection's memory has room
+// for what MHD makes of the head, and for a piece of the body.
+HttpServer::Implementation::Daemon HttpServer::Implementation::startDaemon(unsigned flags,
+                                                                           const std::vector<MHD_OptionItem>& options)
 {
-    return MHD_start_daemon(
-        flags | MHD_USE_POLL_INTERNAL_THREAD | MHD_USE_NO_LISTEN_SOCKET | MHD_USE_ITC | MHD_ALLOW_SUSPEND_RESUME, 0,
-        nullptr, nullptr, onRequest, this, MHD_OPTION_URI_LOG_CALLBACK, onTarget, this, MHD_OPTION_NOTIFY_COMPLETED,
-        onCompleted, this, MHD_OPTION_NOTIFY_CONNECTION, onConnection, this, MHD_OPTION_CONNECTION_MEMORY_LIMIT,
-        kHeadMemory, MHD_OPTION_CONNECTION_LIMIT, static_cast<unsigned>(limits_.connections + 16),
-        MHD_OPTION_CONNECTION_TIMEOUT, kStalledSeconds, MHD_OPTION_ARRAY, options.data(), MHD_OPTION_END);
+    Daemon daemon(MHD_start_daemon(flags | MHD_USE_POLL_INTERNAL_THREAD | MHD_USE_NO_LISTEN_SOCKET | MHD_USE_ITC |
+                                       MHD_ALLOW_SUSPEND_RESUME,
+                                   0, nullptr, nullptr, onRequest, this, MHD_OPTION_URI_LOG_CALLBACK, onTarget, this,
+                                   MHD_OPTION_NOTIFY_COMPLETED, onCompleted, this, MHD_OPTION_NOTIFY_CONNECTION,
+                                   onConnection, this, MHD_OPTION_CONNECTION_MEMORY_LIMIT, 2 * limits_.head,
+                                   MHD_OPTION_CONNECTION_LIMIT, static_cast<unsigned>(limits_.connections + 16),
+                                   MHD_OPTION_CONNECTION_TIMEOUT, static_cast<unsigned>(limits_.stalled.count()),
+                                   MHD_OPTION_ARRAY, options.data(), MHD_OPTION_END),
+                  MHD_stop_daemon);
+    if (daemon == nullptr)
+    {
+        throw std::runtime_error("the HTTP server cannot be started");
+    }
+    return daemon;
 }
 
-void HttpServer::Implementation::stopDaemons()
+MHD_Daemon* HttpServer::Implementation::daemonOf(const Peer& peer) const
 {
-    if (portDaemon_ != nullptr && portDaemon_ != daemon_)
-    {
-        MHD_stop_daemon(portDaemon_);
-    }
-    if (daemon_ != nullptr)
-    {
-        MHD_stop_daemon(daemon_);
-    }
+    return peer.local || tlsDaemon_ == nullptr ? daemon_.get() : tlsDaemon_.get();
 }
 
 HttpServer::Implementation::~Implementation()
@@ -212,9 +227,11 @@ HttpServer::Implementation::~Implementation()
             }
         }
     }
-    stopDaemons();
+    tlsDaemon_.reset();
+    daemon_.reset();
     changer_.reset();
     readers_.reset();
+    aside_.reset();
 }
 
 // ---- clients -------------------------------------------------------------------------------------------------
@@ -240,9 +257,8 @@ void HttpServer::Implementation::acceptAll()
         }
         for (std::size_t i = 0; i < sockets_.size(); ++i)
         {
-            if (waits[i + 1].revents != 0)
+            for (int accepted = 0; waits[i + 1].revents != 0 && accepted < kAtOnce && accept(sockets_[i]); ++accepted)
             {
-                accept(sockets_[i]);
             }
         }
         cutLate();
@@ -250,7 +266,8 @@ void HttpServer::Implementation::acceptAll()
     }
 }
 
-void HttpServer::Implementation::accept(const ListenSocket& socket)
+// False when nobody waits.
+bool HttpServer::Implementation::accept(const ListenSocket& socket)
 {
     sockaddr_storage address = {};
     socklen_t length = sizeof address;
@@ -260,9 +277,11 @@ void HttpServer::Implementation::accept(const ListenSocket& socket)
     {
         if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS)
         {
-            std::this_thread::sleep_for(kLook);  // the client goes on waiting, and so does its readiness
+            // The client goes on waiting, and so does its readiness.
+            pollfd wait = {ending_.number(), POLLIN, 0};
+            poll(&wait, 1, static_cast<int>(kLook.count()));
         }
-        return;
+        return false;
     }
     const Peer peer = {socket.isLocal(), socket.isLocal() ? "" : addressText(address)};
     {
@@ -273,33 +292,37 @@ void HttpServer::Implementation::accept(const ListenSocket& socket)
         if (clients_.size() >= limits_.connections ||
             (!peer.local && static_cast<std::size_t>(fromThere) >= limits_.perAddress))
         {
-            if (peer.local || portDaemon_ == daemon_)  // with TLS it could not be read
+            if (peer.local || tlsDaemon_ == nullptr)  // with TLS it could not be read
             {
                 send(descriptor, kFull, sizeof kFull - 1, MSG_NOSIGNAL | MSG_DONTWAIT);
             }
             close(descriptor);
-            return;
+            return true;
         }
         clients_[descriptor] = {peer, socket.port(), Clock::now() + limits_.request};
     }
+    const int unread = static_cast<int>(limits_.unread);
+    setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &unread, sizeof unread);
     if (!peer.local)
     {
         const int on = 1;
         setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        const unsigned unread = kStalledSeconds * 1000;  // what a client does not take is not kept for it
-        setsockopt(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &unread, sizeof unread);
+        // What a client does not take is not kept for it.
+        const auto stalled = static_cast<unsigned>(std::chrono::milliseconds(limits_.stalled).count());
+        setsockopt(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &stalled, sizeof stalled);
     }
     // A Unix client's own path tells nothing, and may be longer than what MHD keeps of it.
     sockaddr local = {};
     local.sa_family = AF_UNIX;
     const MHD_Result added =
-        peer.local ? MHD_add_connection(daemon_, descriptor, &local, sizeof(sa_family_t))
-                   : MHD_add_connection(portDaemon_, descriptor, reinterpret_cast<sockaddr*>(&address), length);
+        MHD_add_connection(daemonOf(peer), descriptor, peer.local ? &local : reinterpret_cast<sockaddr*>(&address),
+                           peer.local ? sizeof(sa_family_t) : length);
     if (added != MHD_YES)  // closed already
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         clients_.erase(descriptor);
     }
+    return true;
 }
 
 void HttpServer::Implementation::onConnection(void* self, MHD_Connection* connection, void**,
@@ -346,6 +369,7 @@ void* HttpServer::Implementation::onTarget(void* self, const char* target, MHD_C
     auto exchange = std::make_shared<Exchange>();
     exchange->server = static_cast<Implementation*>(self);
     exchange->connection = connection;
+    exchange->head = std::strlen(target);
     exchange->targetIsWell = readTarget(target, exchange->request);
     return new SharedExchange(std::move(exchange));
 }
@@ -372,9 +396,7 @@ MHD_Result HttpServer::Implementation::onRequest(void* self, MHD_Connection*, co
     }
     if (*size > 0)
     {
-        std::string& held = exchange->request.body;
-        const std::size_t room = server.limits_.body + 1 - held.size();  // one too many tells that it was too long
-        held.append(body, std::min(*size, room));
+        server.take(*exchange, body, *size);
         *size = 0;
         return MHD_YES;
     }
@@ -415,10 +437,24 @@ MHD_Result HttpServer::Implementation::begin(Exchange& exchange)
             return MHD_YES;
         },
         &lines);
-    std::optional<Response> refusal = readHead(lines, limits_.body, exchange.request);
-    if (!refusal && !exchange.targetIsWell)
+    for (const HeaderLine& line : lines)
+    {
+        exchange.head += line.name.size() + line.value.size();
+    }
+    std::optional<Response> refusal;
+    if (exchange.head > limits_.head || lines.size() > limits_.headers)
+    {
+        refusal = problem(431, "too-large",
+                          "a request may have " + std::to_string(limits_.headers) + " headers, and " +
+                              std::to_string(limits_.head) + " bytes in them and its target");
+    }
+    else if (!exchange.targetIsWell)
     {
         refusal = problem(400, "bad-request", "the path or the query is not well formed");
+    }
+    else
+    {
+        refusal = readHead(lines, limits_.body, exchange.request);
     }
     if (refusal)
     {
@@ -428,9 +464,32 @@ MHD_Result HttpServer::Implementation::begin(Exchange& exchange)
     return MHD_YES;
 }
 
+void HttpServer::Implementation::take(Exchange& exchange, const char* body, std::size_t size)
+{
+    std::string& held = exchange.request.body;
+    const std::size_t room = limits_.body + 1 - held.size();  // one too many tells that it was too long
+    const std::size_t count = exchange.tooMany ? 0 : std::min(size, room);
+    if (bodies_ + count > limits_.bodies)  // only this thread adds
+    {
+        exchange.tooMany = true;
+        bodies_ -= std::exchange(exchange.held, 0);
+        std::string().swap(held);
+        return;
+    }
+    held.append(body, count);
+    exchange.held += count;
+    bodies_ += count;
+}
+
 // The request is whole: its handler runs on another thread, and the connection sleeps until the answer is there.
 MHD_Result HttpServer::Implementation::ask(const SharedExchange& exchange)
 {
+    if (exchange->tooMany)
+    {
+        Response busy = problem(503, "busy", "too many requests have a body");
+        busy.headers = {{"Retry-After", "1"}, {"Connection", "close"}};
+        return queue(*exchange, busy);
+    }
     if (exchange->request.body.size() > limits_.body)
     {
         Response refusal = problem(413, "too-large", "a body may have " + std::to_string(limits_.body) + " bytes");
@@ -447,9 +506,7 @@ MHD_Result HttpServer::Implementation::ask(const SharedExchange& exchange)
         asked_.insert(exchange);
         MHD_suspend_connection(exchange->connection);
     }
-    const bool reads = handler_.lane(exchange->request) == Handler::Lane::read;
-    Workers& workers = reads ? *readers_ : *changer_;
-    const bool taken = workers.add([this, exchange] {
+    const bool taken = workersOf(handler_.lane(exchange->request)).add([this, exchange] {
         Response response;
         try
         {
@@ -472,6 +529,20 @@ MHD_Result HttpServer::Implementation::ask(const SharedExchange& exchange)
     return MHD_YES;
 }
 
+Workers& HttpServer::Implementation::workersOf(Handler::Lane lane) const
+{
+    switch (lane)
+    {
+    case Handler::Lane::aside:
+        return *aside_;
+    case Handler::Lane::read:
+        return *readers_;
+    case Handler::Lane::change:
+        break;
+    }
+    return *changer_;
+}
+
 void HttpServer::Implementation::answer(const SharedExchange& exchange, Response response)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -487,7 +558,7 @@ MHD_Result HttpServer::Implementation::queue(Exchange& exchange, const Response&
     setDeadline(exchange.connection,
                 response.source ? std::optional<Clock::time_point>() : Clock::now() + limits_.response);
     MHD_Response* const made =
-        response.source ? streamResponse(exchange.connection, response.source)
+        response.source ? streamResponse(exchange, response.source)
                         : MHD_create_response_from_buffer(response.body.size(), const_cast<char*>(response.body.data()),
                                                           MHD_RESPMEM_MUST_COPY);
     if (made == nullptr)
@@ -504,6 +575,11 @@ MHD_Result HttpServer::Implementation::queue(Exchange& exchange, const Response&
     {
         MHD_add_response_header(made, name.c_str(), value.c_str());
     }
+    if (response.source && exchange.request.method == "HEAD")
+    {
+        // Otherwise MHD would send the end of a body in chunks.
+        MHD_set_response_options(made, MHD_RF_HTTP_VERSION_1_0_ONLY, MHD_RO_END);
+    }
     const MHD_Result queued = MHD_queue_response(exchange.connection, static_cast<unsigned>(response.status), made);
     MHD_destroy_response(made);
     return queued;
@@ -511,16 +587,27 @@ MHD_Result HttpServer::Implementation::queue(Exchange& exchange, const Response&
 
 // ---- answers without end -------------------------------------------------------------------------------------
 
-MHD_Response* HttpServer::Implementation::streamResponse(MHD_Connection* connection,
+// Under mutex_.
+bool HttpServer::Implementation::mayHaveStream(const Peer& peer) const
+{
+    const auto fromThere = std::count_if(streams_.begin(), streams_.end(), [&peer](const Stream* stream) {
+        return !stream->peer.local && stream->peer.address == peer.address;
+    });
+    return streams_.size() < limits_.streams &&
+           (peer.local || static_cast<std::size_t>(fromThere) < limits_.streamsPerAddress);
+}
+
+MHD_Response* HttpServer::Implementation::streamResponse(const Exchange& exchange,
                                                          const std::shared_ptr<Source>& source)
 {
     auto stream = std::make_unique<Stream>();
     stream->server = this;
-    stream->connection = connection;
+    stream->connection = exchange.connection;
     stream->source = source;
+    stream->peer = exchange.request.peer;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        if (streams_.size() >= limits_.streams)
+        if (!mayHaveStream(stream->peer))
         {
             return nullptr;
         }

@@ -11,16 +11,22 @@
 
 namespace web {
 
-// What one client, or all together, may take.
+// What one client, or all together, may take. All limits of the server stand here.
 struct Limits
 {
+    std::size_t head = 16 << 10;                 // bytes of a target and of the names and values of all header lines
+    std::size_t headers = 100;                   // lines
     std::size_t body = 1 << 20;                  // bytes
+    std::size_t bodies = 32 << 20;               // bytes, of all requests that are not answered yet
     std::size_t connections = 512;               // of all
     std::size_t perAddress = 256;                // the Unix socket has only the limit of all
     std::size_t streams = 64;                    // answers without end
+    std::size_t streamsPerAddress = 32;          // the Unix socket has only the limit of all
     std::size_t waiting = 256;                   // requests for each lane's threads
+    std::size_t unread = 128 << 10;              // bytes that the system keeps for a client that does not read
     std::chrono::milliseconds request{10'000};   // from connecting, or the answer before, to the end of the request
     std::chrono::milliseconds response{30'000};  // for taking an answer with an end
+    std::chrono::seconds stalled{10};            // without taking a byte of its answer
     std::chrono::milliseconds heartbeat{5'000};  // after which a stream without news sends a sign of life
 };
 
@@ -28,9 +34,10 @@ struct Limits
 class Handler
 {
 public:
-    // Readers go on while a change waits for the camera; changes run one after the other.
+    // No lane waits for another. Changes run one after the other.
     enum class Lane
     {
+        aside,  // needs no call of the camera: goes on while all readers wait for one
         read,
         change,
     };

@@ -16,7 +16,7 @@
 namespace web {
 namespace {
 
-constexpr int kBacklog = 128;
+constexpr int kBacklog = 512;  // who finds it full is not heard for a second
 
 [[noreturn]] void fail(const std::string& what, int error = errno)
 {

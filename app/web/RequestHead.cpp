@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <nlohmann/json.hpp>
 
 namespace web {
@@ -78,6 +79,17 @@ bool readQuery(const std::string& text, std::map<std::string, std::string>& quer
     return true;
 }
 
+// Nothing else may stand in a header's name, no blank either: "Content-Length : 3" is a length for some servers alone.
+bool isName(const std::string& text)
+{
+    constexpr char kOther[] = "!#$%&'*+-.^_`|~";
+    return !text.empty() && std::all_of(text.begin(), text.end(), [&](char letter) {
+        const char small = static_cast<char>(letter | 0x20);
+        return (letter >= '0' && letter <= '9') || (small >= 'a' && small <= 'z') ||
+               (letter != '\0' && std::strchr(kOther, letter) != nullptr);
+    });
+}
+
 bool isLength(const std::string& text, std::size_t& length)
 {
     const char* const end = text.data() + text.size();
@@ -107,6 +119,10 @@ std::optional<Response> readHead(const std::vector<HeaderLine>& lines, std::size
     std::size_t length = 0;
     for (const HeaderLine& line : lines)
     {
+        if (!isName(line.name))
+        {
+            return problem(400, "bad-request", "a header has a name that is none");
+        }
         const std::string name = lower(line.name);
         std::string& held = request.headers[name];
         held += (held.empty() ? "" : ", ") + line.value;

@@ -4,6 +4,7 @@ namespace web {
 
 const std::vector<Route>& routes()
 {
+    constexpr auto kAside = Handler::Lane::aside;
     constexpr auto kRead = Handler::Lane::read;
     constexpr auto kChange = Handler::Lane::change;
     constexpr auto kJson = "application/json";
@@ -11,7 +12,7 @@ const std::vector<Route>& routes()
     static const std::vector<Route> table = {
         {"GET",   "/api/status", kRead, getStatus, "Model, time, scheme and light", nullptr, "status"},
         {"GET",   "/api/style", kRead, getStyle, "The user interface's pages, as the library serves them", nullptr, nullptr, "text/xml"},
-        {"GET",   "/api/languages", kRead, getLanguages, "The languages of the texts", nullptr, "language"},
+        {"GET",   "/api/languages", kAside, getLanguages, "The languages of the texts", nullptr, "language"},
         {"GET",   "/api/language/{language}", kRead, getLanguage, "The texts of the pages", nullptr, nullptr, "text/xml"},
         {"GET",   "/api/common/{language}", kRead, getCommon, "The texts that all pages share", nullptr, nullptr, "text/xml"},
         {"GET",   "/api/parameters", kRead, getParameters, "All keys: value, limits, what the scheme in force keeps", nullptr, "keys"},
@@ -43,17 +44,17 @@ const std::vector<Route>& routes()
         {"PUT",   "/api/lens", kChange, putLens, "Move zoom or focus to a position, or choose the focus mode", "newLens", "lens"},
         {"POST",  "/api/lens/{step}", kChange, stepLens, "Move the lens by a step", nullptr, "lens"},
         {"GET",   "/api/explain", kRead, explain, "Which scheme holds and why, until when, what comes next", nullptr, "explainScheme"},
-        {"GET",   "/api/events", kRead, getEvents, "Server-sent events of what happens", nullptr, nullptr, "text/event-stream"},
+        {"GET",   "/api/events", kAside, getEvents, "Server-sent events of what happens", nullptr, nullptr, "text/event-stream"},
         {"GET",   "/api/world", kRead, getWorld, "What is around a camera whose surroundings can be changed", nullptr, "world"},
         {"PUT",   "/api/world", kChange, putWorld, "Change the light, the distance, the time of day, or which sets the device refuses", "newWorld", "world", kJson, Role::administrator},
-        {"GET",   "/api/diagnostics", kRead, getDiagnostics, "The library's debug level, and whether a failed assertion ends the camera", nullptr, "diagnostics"},
+        {"GET",   "/api/diagnostics", kAside, getDiagnostics, "The library's debug level, and whether a failed assertion ends the camera", nullptr, "diagnostics"},
         {"PUT",   "/api/diagnostics", kChange, putDiagnostics, "Set either; marker false alone switches both off", "newDiagnostics", "diagnostics", kJson, Role::administrator},
-        {"GET",   "/api/log", kRead, getLog, "The error log", nullptr, "log"},
-        {"GET",   "/api/trace", kRead, getTrace, "Server-sent events of the library's lines as they come; ?filter=TEXT only those that contain it", nullptr, nullptr, "text/event-stream"},
+        {"GET",   "/api/log", kAside, getLog, "The error log", nullptr, "log"},
+        {"GET",   "/api/trace", kAside, getTrace, "Server-sent events of the library's lines as they come; ?filter=TEXT only those that contain it", nullptr, nullptr, "text/event-stream"},
         {"POST",  "/api/session", kRead, openSession, "Log in: a session by cookie, and its token for Authorization: Bearer", "login", "session", kJson, Role::none},
-        {"GET",   "/api/session", kRead, getSession, "Who asks, and what it may do", nullptr, "session"},
-        {"DELETE", "/api/session", kRead, closeSession, "Log out", nullptr, "session"},
-        {"GET",   "/api/openapi.json", kRead, getOpenApi, "This description", nullptr, "openApi"},
+        {"GET",   "/api/session", kAside, getSession, "Who asks, and what it may do", nullptr, "session"},
+        {"DELETE", "/api/session", kRead, closeSession, "Log out", nullptr, "session", kJson, Role::viewer},
+        {"GET",   "/api/openapi.json", kAside, getOpenApi, "This description", nullptr, "openApi"},
     };
     // clang-format on
     return table;
@@ -61,7 +62,7 @@ const std::vector<Route>& routes()
 
 Role roleOf(const Route& route)
 {
-    return route.role.value_or(route.lane == Handler::Lane::change ? Role::operator_ : Role::viewer);
+    return route.role.value_or(std::string(route.method) == "GET" ? Role::viewer : Role::operator_);
 }
 
 }  // namespace web

@@ -79,6 +79,16 @@ TEST(RequestHead, OneHostIsNeeded)
     EXPECT_FALSE(headOf({{"Host", "a"}}));
 }
 
+TEST(RequestHead, ANameThatSomeServersReadAsAnotherIsRefused)
+{
+    for (const std::string name :
+         {"", "Content-Length ", " Content-Length", "Content-Length\t", "X\x01", "X\xff", "X Y", "X@"})
+    {
+        EXPECT_EQ(headOf({{"Host", "a"}, {name, "3"}})->status, 400) << name;
+    }
+    EXPECT_FALSE(headOf({{"Host", "a"}, {"X-a_9!#$%&'*+-.^_`|~", "3"}}));
+}
+
 TEST(RequestHead, TwoLengthsAreRefusedAlsoWhenTheyAgree)
 {
     EXPECT_EQ(headOf({{"Host", "a"}, {"Content-Length", "3"}, {"Content-Length", "5"}})->status, 400);
