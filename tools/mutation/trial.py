@@ -50,7 +50,7 @@ ARCHIVES = {
     "lib/libsensorcam_parts.a": ("app/CMakeFiles/sensorcam_parts.dir/",),
 }
 
-# Tests beyond the first come later, beyond the second last. System tests beyond the first, which repeat what others did,
+# Tests beyond the first come later, beyond the second last. System tests beyond the first repeat what others did: they
 # are left out.
 SLOW_TEST_MS = (200, 2000)
 SPARE_SECONDS = 10  # beyond three times the usual run; a loaded machine must not make a mutant look caught
@@ -184,6 +184,9 @@ class Build:
 
     def limit(self):
         """For the process about to run tests."""
+        # A shell starts in the background what ignores some of these.
+        for number in (signal.SIGHUP, signal.SIGINT, signal.SIGQUIT):
+            signal.signal(number, signal.SIG_DFL)
         resource.setrlimit(resource.RLIMIT_AS, (self.memory_limit, self.memory_limit))
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
