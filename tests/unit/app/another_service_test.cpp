@@ -109,6 +109,13 @@ TEST_F(AnotherService, HasAnExampleForEveryCommand)
     }
 }
 
+TEST_F(AnotherService, WhatCannotBeReadDoesNotKeepTheRestBack)
+{
+    const Ended ended = toyAnswers({"get auto_focus_near_limit auto_focus_near_limit brightness"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TRUE(has(ended.out, "KEY_BRIGHTNESS = ")) << ended.out;
+}
+
 TEST_F(AnotherService, AnswersEveryCommandOrSaysWhatItLacks)
 {
     std::vector<std::string> lines;

@@ -50,12 +50,23 @@ TEST(Options, MistakesEndWithStatusTwo)
         {"--state", ""},       {"--model", ""},
         {"--at", ""},          {"--speed", ""},
         {"--state", "/"},      {"--state", "/x/.."},
+        {"--speed", "0.09"},   {"--speed", "3600.1"},
     };
     for (const std::vector<std::string>& arguments : mistakes)
     {
         int status = 0;
         EXPECT_FALSE(read(arguments, &status)) << arguments.front();
         EXPECT_EQ(status, app::kExitUsage) << arguments.front();
+    }
+}
+
+TEST(Options, TheSlowestAndTheFastestSpeedAreSpeeds)
+{
+    for (const auto& [text, speed] : {std::pair("0.1", 0.1), std::pair("3600", 3600.0)})
+    {
+        const std::optional<app::Options> options = read({"--speed", text});
+        ASSERT_TRUE(options) << text;
+        EXPECT_EQ(options->speed, speed);
     }
 }
 
