@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/CapturedOutput.h"
+
 namespace {
 
 std::optional<app::Options> read(std::vector<std::string> arguments, int* status = nullptr)
@@ -58,6 +60,14 @@ TEST(Options, MistakesEndWithStatusTwo)
         EXPECT_FALSE(read(arguments, &status)) << arguments.front();
         EXPECT_EQ(status, app::kExitUsage) << arguments.front();
     }
+}
+
+TEST(Options, AMistakeIsADocumentWhereDocumentsAreAskedFor)
+{
+    support::CapturedOutput output;
+    EXPECT_FALSE(read({"--json", "--nonsense"}));
+    const std::string document = output.take();
+    EXPECT_EQ(document.find(R"({"ok":false,"error":{"code":"wrong-usage",)"), 0u) << document;
 }
 
 TEST(Options, TheSlowestAndTheFastestSpeedAreSpeeds)
