@@ -51,4 +51,10 @@ TEST_F(DiskFilesTest, AFileThatCannotBeStagedIsAFailure)
     EXPECT_EQ(support::readFile(kFile), "old");
 }
 
+TEST_F(DiskFilesTest, AFileInWhosePlaceAFolderStandsIsAFailure)
+{
+    fs::create_directories(kFile);
+    EXPECT_EQ(failureOf([] { app::replaceFile(kFile, "new"); }), "cannot write /mnt/mtd/file");
+}
+
 }  // namespace

@@ -1,7 +1,9 @@
 #include "camera/Events.h"
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
+#include <thread>
 
 #include "tests/unit/camera/CameraFixture.h"
 
@@ -191,6 +193,24 @@ TEST_F(CameraEvents, NightIsToldWhenItFalls)
     }
     turnAt(12, 0);
     EXPECT_TRUE(only(take(), Kind::night).night);
+}
+
+TEST(Events, ListenersComeAndGoWhileOthersTell)
+{
+    camera::Events events;
+    std::atomic<bool> over{false};
+    std::thread teller([&] {
+        while (!over)
+        {
+            events.tell({Kind::saved});
+        }
+    });
+    for (int i = 0; i < 2000; ++i)
+    {
+        events.unsubscribe(events.subscribe([](const Event&) {}));
+    }
+    over = true;
+    teller.join();
 }
 
 TEST_F(CameraEvents, NumbersHaveNoGapsAndWhoeverLeftHearsNothing)

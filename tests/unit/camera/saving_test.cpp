@@ -323,6 +323,10 @@ TEST_F(CameraSaving, TheErrorLogComesOldestFirst)
     writeFile(std::string(kErrorLogFile) + ".1", "older\n");
     writeFile(kErrorLogFile, "newer\nnewest\n");
     EXPECT_EQ(camera::errorLog(), (std::vector<std::string>{"oldest", "older", "newer", "newest"}));
+    writeFile(kErrorLogFile, std::string(1024 * 1024, 'x'));
+    EXPECT_EQ(camera::errorLog().size(), 3u);
+    writeFile(kErrorLogFile, std::string(1024 * 1024 + 1, 'x'));
+    EXPECT_THROW(camera::errorLog(), camera::Failure);
 }
 
 }  // namespace
