@@ -25,7 +25,7 @@ struct Event
         trial,   // trial has begun or ended: trialState; values are those tried
     };
     Kind kind;
-    std::string by;  // as Acting says; empty: the camera's scheduler, or a caller who said nothing
+    std::string by = {};  // as Acting says; empty: the camera's scheduler, or a caller who said nothing
     int scheme = -1;
     std::vector<Value> values = {};  // in the order in which they were taken
     Why why = Why::manual;

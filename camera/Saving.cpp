@@ -134,7 +134,7 @@ void Camera::factoryReset()
     }
     frameRateScheme_ = -1;
     toldScheme_ = -1;
-    tell({Event::Kind::reset, ""});
+    tell({Event::Kind::reset});
     uiFiles_.fill(g_stSysConf);
     if (!hasParameters())
     {

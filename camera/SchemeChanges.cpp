@@ -127,7 +127,7 @@ void Camera::setMode(bool automatic)
 {
     const Change change(*this);
     controller_.setParamMode(automatic ? 1 : 0);
-    Event event{Event::Kind::mode, ""};
+    Event event{Event::Kind::mode};
     event.automatic = automatic;
     tell(event);
 }

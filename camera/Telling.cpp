@@ -14,14 +14,14 @@ void Camera::tell(Event event)
 void Camera::tellScheme(Why why)
 {
     toldScheme_ = currentScheme();
-    Event event{Event::Kind::scheme, ""};
+    Event event{Event::Kind::scheme};
     event.why = why;
     tell(event);
 }
 
 void Camera::tellSaved(int scheme)
 {
-    Event event{Event::Kind::saved, ""};
+    Event event{Event::Kind::saved};
     event.scheme = scheme;
     tell(event);
 }
@@ -32,7 +32,7 @@ void Camera::tellValues(const std::vector<Value>& values, int scheme)
     {
         return;
     }
-    Event event{Event::Kind::values, ""};
+    Event event{Event::Kind::values};
     event.scheme = scheme;
     event.values = values;
     tell(event);
@@ -60,7 +60,7 @@ void Camera::tellWhatHappened()
     if (night() != toldNight_)
     {
         toldNight_ = night();
-        Event event{Event::Kind::night, ""};
+        Event event{Event::Kind::night};
         event.night = toldNight_;
         tell(event);
     }

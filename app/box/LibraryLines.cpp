@@ -44,7 +44,6 @@ void LibraryLines::take(char c, std::string& lines)
     }
     else if (c == '\n')
     {
-        visible_ = true;
         lines += finished();
     }
     else if (c != '\r')

@@ -1,6 +1,7 @@
 """Builds a mutant and lets the unit tests have a go at it."""
 
 import json
+import math
 import os
 import re
 import resource
@@ -16,7 +17,9 @@ from pathlib import Path
 # What uses a folder is tested behind the folder itself: whoever is nearest catches most, and soonest.
 TESTS_OF = {
     "platform": ["platform", "config", "controller", "system"],
-    "services": ["services", "sim", "system"],
+    "services": ["services", "sim", "checks", "system"],
+    "camera": ["camera", "app"],
+    "app": ["app"],
     "base": ["base", "diag", "keyval", "config", "controller", "system"],
     "diag": ["diag", "keyval", "memory", "config", "controller", "texts", "system"],
     "keyval": ["keyval", "controller", "config", "texts", "system"],
@@ -25,20 +28,31 @@ TESTS_OF = {
     "include": ["controller", "system", "config", "keyval"],
 }
 LIBRARY = ["base", "diag", "keyval", "config", "controller"]
-FOLDERS = ["platform", "services", *LIBRARY]
-TESTS = [*FOLDERS, "sim", "memory", "texts", "system"]  # "texts" is no program: it looks for them in the shared library
+ABOVE = ["camera", "app"]  # the library: they are tested with a shared library that no mutant of theirs changes
+FOLDERS = ["platform", "services", *LIBRARY, *ABOVE]
+# "texts" is no program: it looks for them in the shared library.
+TESTS = [*FOLDERS, "sim", "checks", "memory", "texts", "system"]
 COPIED = [*FOLDERS, "include"]
 # Compiled anew for a header: most of its inline code is used there alone.
-OWN_TESTS = ("tests/unit/platform/", "tests/unit/services/")
+OWN_TESTS = tuple(f"tests/unit/{folder}/" for folder in ("platform", "services", *ABOVE))
 SHARED = ["lib/libsensorplatform.so", "lib/libsensordll.so"]
+STARTED = {"app": ["bin/sensorcam", "bin/toycam"]}  # by the tests
+# An ordinary user may not mount /proc where the cage has its own.
+NOT_IN_A_CAGE = {"app": "As/SandboxTest.*/AnOrdinaryUser"}
 # By the places of their objects.
 ARCHIVES = {
     "lib/libsensordll_inside.a": tuple(f"{folder}/" for folder in LIBRARY),
     "lib/libsensorsim.a": ("services/sim/",),
     "lib/libsensorservices.a": ("services/CMakeFiles/",),
+    "lib/libportcheck.a": ("services/checks/",),
+    "lib/libsensorcamera.a": ("camera/",),
+    "lib/libsensorcam_json.a": ("app/CMakeFiles/sensorcam_json.dir/",),
+    "lib/libsensorcam_parts.a": ("app/CMakeFiles/sensorcam_parts.dir/",),
 }
 
-SLOW_TEST_MS = 200  # tests beyond it come last; system tests beyond it, which repeat what others did, are left out
+# Tests beyond the first come later, beyond the second last. System tests beyond the first repeat what others did: they
+# are left out.
+SLOW_TEST_MS = (200, 2000)
 SPARE_SECONDS = 10  # beyond three times the usual run; a loaded machine must not make a mutant look caught
 MEMORY_LIMIT = 6 << 30  # a loop without an end must not take the machine's memory with it
 DISK_LIMIT = 2 << 30  # of the tests' files, which lie in memory; one for each file would refuse the sparse ones
@@ -52,6 +66,7 @@ class Stage:
     tests: str  # the folder's name
     filter: str
     seconds: float
+    slowness: int = 0
 
 
 @dataclass
@@ -61,6 +76,14 @@ class Result:
     by: str = ""  # the test that failed, or how the test program ended
     seconds: float = 0.0
     source: str = field(default="", repr=False)  # digest of the file it was made from
+
+
+def tests_of(path):
+    return TESTS_OF[path.split("/")[0]]
+
+
+def programs_of(tests):
+    return [f"bin/{tests}_tests", *STARTED.get(tests, [])] if tests != "texts" else []
 
 
 def run(command, **options):
@@ -76,11 +99,14 @@ class Build:
         self.root = Path(root)
         self.folder = Path(folder)
         self.tree = self.folder / (f"tree-{sanitizers}".replace(",", "-") if sanitizers else "tree")
-        wanted = {tests for path in paths for tests in TESTS_OF[path.split("/")[0]]}
+        wanted = {tests for path in paths for tests in tests_of(path)}
         self.folders = [tests for tests in (FOLDERS if sanitizers else TESTS) if tests in wanted]
+        self.programs = [program for tests in self.folders for program in programs_of(tests)]
         self.flags = [f"-DSENSORDLL_SANITIZE={sanitizers}"]
         self.memory_limit = resource.RLIM_INFINITY if sanitizers else MEMORY_LIMIT  # they reserve terabytes
         self.stages = []
+        self.milliseconds = {}  # of each test, by the folder's name
+        self.catchers = {}  # tests that caught a mutant, by the mutant's path
         self.needs_user_namespace = None
 
     def make(self, jobs):
@@ -88,11 +114,10 @@ class Build:
         log = self.folder / "build.log"
         configure = ["cmake", "-S", self.root, "-B", self.tree, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
                      "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DCMAKE_CXX_FLAGS=-fuse-ld=lld", "-DBUILD_TESTING=ON",
-                     "-DSENSORDLL_APP=OFF", *self.flags]
+                     f"-DSENSORDLL_APP={'ON' if 'app' in self.folders else 'OFF'}", *self.flags]
         if shutil.which("ccache"):
             configure.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
-        programs = ["sensordll", "sensorplatform", *(f"{tests}_tests" for tests in self.folders if tests != "texts")]
-        for command in (configure, ["ninja", "-C", self.tree, f"-j{jobs}", *programs]):
+        for command in (configure, ["ninja", "-C", self.tree, f"-j{jobs}", *SHARED, *self.programs]):
             done = run(command)
             log.write_text(done.stdout)
             if done.returncode != 0:
@@ -104,51 +129,64 @@ class Build:
         """Runs every test program unchanged, and learns which tests are slow. They must pass."""
         for tests in self.folders:
             begin = time.monotonic()
-            done = run(self.command(tests, self.tree), env=self.environment(), preexec_fn=self.limit)
+            left_out = NOT_IN_A_CAGE.get(tests, "")
+            done = run(self.command(tests, self.tree, f"--gtest_filter=*-{left_out}"), env=self.environment(),
+                       preexec_fn=self.limit)
             seconds = time.monotonic() - begin
             if done.returncode != 0:
                 (self.folder / "failed.log").write_text(done.stdout)
                 raise SystemExit(f"mutate: the tests of {tests} fail without a mutant, see {self.folder}/failed.log")
-            slow = {name: int(ms) for name, ms in re.findall(r"OK \] (\S+?)(?:,.*)? \((\d+) ms\)", done.stdout)
-                    if int(ms) > SLOW_TEST_MS}
-            rest = seconds - sum(slow.values()) / 1000
-            self.stages.append(Stage(tests, "*" + "".join(f":-{name}" if i == 0 else f":{name}"
-                                                          for i, name in enumerate(sorted(slow))), rest))
-            if slow and tests != "system":
-                self.stages.append(Stage(tests, ":".join(sorted(slow)), sum(slow.values()) / 1000))
+            taken = {name: int(ms) for name, ms in re.findall(r"OK \] (\S+?)(?:,.*)? \((\d+) ms\)", done.stdout)}
+            self.milliseconds[tests] = taken
+            slow = [name for name, ms in taken.items() if ms > SLOW_TEST_MS[0]]
+            rest = seconds - sum(taken[name] for name in slow) / 1000
+            self.stages.append(Stage(tests, "*-" + ":".join([left_out, *slow]), rest))
+            for slowness, limits in enumerate(zip(SLOW_TEST_MS, (*SLOW_TEST_MS[1:], math.inf)), 1):
+                names = [name for name in slow if limits[0] < taken[name] <= limits[1]]
+                if names and tests != "system":
+                    self.stages.append(self._stage_of(tests, names, slowness))
+
+    def _stage_of(self, tests, names, slowness=0):
+        return Stage(tests, ":".join(names), sum(self.milliseconds[tests][name] for name in names) / 1000, slowness)
 
     def command(self, tests, folder, *options):
         """Runs tests with what was linked below the folder; what was not is the tree's."""
         if tests == "texts":
             interface = self.root / "tests" / "shipped" / "interface"
-            library = self._first(folder, "lib/libsensordll.so")
+            mutant, original = (place / "lib/libsensordll.so" for place in (folder, self.tree))
+            library = mutant if mutant.exists() else original
             return [interface / "report_texts.sh", library, interface / "report_texts.txt"]
-        return [*self._cage(), self._first(folder, f"bin/{tests}_tests"), *options]
+        return [*self._cage(folder), self.tree / f"bin/{tests}_tests", *options]
 
-    def _first(self, folder, target):
-        return folder / target if (folder / target).exists() else self.tree / target
-
-    def _cage(self):
+    def _cage(self, folder):
         """What a mutant signals, forks, writes or removes, as root too, stays in here and goes when its test ends:
-        processes, devices and the folder of the tests' private trees are its own, all else can only be read."""
+        processes, devices and the folder of the tests' private trees are its own, all else can only be read. What was
+        linked below the folder stands in the place of the tree's."""
         cage = ["bwrap", "--unshare-pid", "--new-session", "--die-with-parent", "--ro-bind", "/", "/", "--dev", "/dev",
                 "--proc", "/proc", "--size", str(DISK_LIMIT), "--tmpfs", self.tree / "test-trees"]
         if self.needs_user_namespace is None:
             self.needs_user_namespace = run([*cage, "true"]).returncode != 0  # root without the right to mount
-        return [*cage, *(["--unshare-user"] if self.needs_user_namespace else []), "--"]
+        own_user = ["--unshare-user"] if self.needs_user_namespace else []
+        linked = [target for target in self.link if folder != self.tree and (folder / target).exists()]
+        places = [word for target in linked for word in ("--ro-bind", folder / target, self.tree / target)]
+        return [*cage, *own_user, *places, "--"]
 
     def stages_for(self, path):
-        order = TESTS_OF[path.split("/")[0]]
-        quick = [s for tests in order for s in self.stages if s.tests == tests and s.filter.startswith("*")]
-        return quick + [s for tests in order for s in self.stages if s.tests == tests and not s.filter.startswith("*")]
+        order = tests_of(path)
+        nearest = order[0]
+        names = [name for name in self.milliseconds[nearest] if name in self.catchers.get(path, ())]
+        likely = [self._stage_of(nearest, names)] if names else []
+        of_path = [stage for stage in self.stages if stage.tests in order]
+        return likely + sorted(of_path, key=lambda stage: (stage.slowness, order.index(stage.tests)))
 
-    def environment(self, libraries=None):
-        paths = [str(path) for path in (libraries, self.tree / "lib") if path]
-        leaks = f"suppressions='{self.root}/tests/leaks.supp':print_suppressions=0"
-        return {**os.environ, "LD_LIBRARY_PATH": ":".join(paths), "LSAN_OPTIONS": leaks}
+    def environment(self):
+        return {**os.environ, "LSAN_OPTIONS": f"suppressions='{self.root}/tests/leaks.supp':print_suppressions=0"}
 
     def limit(self):
         """For the process about to run tests."""
+        # A shell starts in the background what ignores some of these.
+        for number in (signal.SIGHUP, signal.SIGINT, signal.SIGQUIT):
+            signal.signal(number, signal.SIG_DFL)
         resource.setrlimit(resource.RLIMIT_AS, (self.memory_limit, self.memory_limit))
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
@@ -160,12 +198,11 @@ class Build:
             if path.split("/")[0] in FOLDERS or path.startswith(OWN_TESTS):
                 words = [word for word in shlex.split(entry["command"]) if not word.endswith("ccache")]
                 self.compile[path] = words[: words.index("-o")]
-                self.objects[path] = entry.get("output") or words[words.index("-o") + 1]
-        programs = [f"bin/{tests}_tests" for tests in self.folders if tests != "texts"]
-        self.link = {target: self._last_command(target) for target in [*SHARED, *programs]}
+                self.objects.setdefault(path, []).append(entry.get("output") or words[words.index("-o") + 1])
+        self.link = {target: self._last_command(target) for target in [*SHARED, *self.programs]}
         self.users = {}
-        listing = run(["ninja", "-C", self.tree, "-t", "deps", *self.objects.values()]).stdout
-        by_object = {output: path for path, output in self.objects.items()}
+        by_object = {output: path for path, outputs in self.objects.items() for output in outputs}
+        listing = run(["ninja", "-C", self.tree, "-t", "deps", *by_object]).stdout
         for line in listing.splitlines():
             if line and not line[0].isspace():
                 current = by_object.get(line.split(":")[0])
@@ -175,7 +212,8 @@ class Build:
 
     def _last_command(self, target):
         line = run(["ninja", "-C", self.tree, "-t", "commands", target]).stdout.strip().splitlines()[-1]
-        return [word for word in shlex.split(line) if word not in (":", "&&")]
+        # "$ORIGIN" is escaped for a shell, in a way that shlex leaves alone between quotes.
+        return [word for word in shlex.split(line.replace(r"\$", "$")) if word not in (":", "&&")]
 
 
 class Worker:
@@ -209,21 +247,26 @@ class Worker:
             compiled = self.folder / "objects" / (path.replace("/", "_") + ".o")
             if not self._compile(path, compiled):
                 return DISCARDED, "does not compile"
-            objects[self.build.objects[path]] = str(compiled)
+            objects.update(dict.fromkeys(self.build.objects[path], str(compiled)))
         for name in ("bin", "lib"):
             shutil.rmtree(self.folder / name, ignore_errors=True)
             (self.folder / name).mkdir()
         for stage in self.build.stages_for(mutant.path):
-            for target in (*SHARED, f"bin/{stage.tests}_tests"):
-                if target in self.build.link and not self._link(target, objects):
-                    return DISCARDED, "does not link"
-            by = self._run(stage)
+            targets = [*SHARED, *programs_of(stage.tests)]
+            if not all(self._link(target, objects) for target in targets):
+                return DISCARDED, "does not link"
+            is_changed = any((self.folder / target).exists() for target in targets)
+            by = self._run(stage) if is_changed else ""
             if by:
+                self.build.catchers.setdefault(mutant.path, set()).add(by.partition(".")[2])
                 return CAUGHT, by
         return SURVIVED, ""
 
     def _affected(self, mutant):
-        return [mutant.path] if mutant.path.endswith(".cpp") else sorted(self.build.users.get(mutant.path, ()))
+        if mutant.path.endswith(".cpp"):
+            return [mutant.path]
+        untested = set(ABOVE) - set(tests_of(mutant.path))
+        return sorted(user for user in self.build.users.get(mutant.path, ()) if not untested & set(user.split("/")))
 
     def _compile(self, path, output, *options):
         # Headers are included from the root of the tree: the copy comes first, what it lacks is found behind it.
@@ -254,7 +297,7 @@ class Worker:
         command = self.build.command(stage.tests, self.folder, "--gtest_fail_fast", "--gtest_brief=1",
                                      f"--gtest_filter={stage.filter}")
         process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                   stderr=subprocess.STDOUT, env=self.build.environment(self.folder / "lib"),
+                                   stderr=subprocess.STDOUT, env=self.build.environment(),
                                    start_new_session=True, preexec_fn=self.build.limit)
         output = Tail(process.stdout)
         try:

@@ -109,6 +109,23 @@ TEST_F(AnotherService, HasAnExampleForEveryCommand)
     }
 }
 
+TEST_F(AnotherService, ExplainsACommandInADocumentToo)
+{
+    const json document = toyDocument("help window");
+    EXPECT_EQ(document.value("name", ""), "window");
+    for (const char* part : {"usage", "summary", "details"})
+    {
+        EXPECT_TRUE(has(document.value(part, ""), "window")) << part;
+    }
+}
+
+TEST_F(AnotherService, WhatCannotBeReadDoesNotKeepTheRestBack)
+{
+    const Ended ended = toyAnswers({"get auto_focus_near_limit auto_focus_near_limit brightness"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TRUE(has(ended.out, "KEY_BRIGHTNESS = ")) << ended.out;
+}
+
 TEST_F(AnotherService, AnswersEveryCommandOrSaysWhatItLacks)
 {
     std::vector<std::string> lines;

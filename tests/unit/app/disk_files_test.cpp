@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <functional>
@@ -49,6 +50,30 @@ TEST_F(DiskFilesTest, AFileThatCannotBeStagedIsAFailure)
     support::writeFile(kFile, "old");
     EXPECT_EQ(failureOf([] { app::replaceFile(kFile, "new"); }), "cannot write /mnt/mtd/file");
     EXPECT_EQ(support::readFile(kFile), "old");
+}
+
+TEST_F(DiskFilesTest, WithoutAStandardInputItsDescriptorServes)
+{
+    const int input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    EXPECT_EQ(failureOf([] { app::replaceFile(kFile, "content"); }), "");
+    dup2(input, STDIN_FILENO);
+    close(input);
+    EXPECT_EQ(support::readFile(kFile), "content");
+}
+
+TEST_F(DiskFilesTest, AFolderInWhosePlaceAFileStandsIsAFailure)
+{
+    support::writeFile(kFile, "old");
+    EXPECT_EQ(failureOf([] { app::makeFolders(std::string(kFile) + "/a/b"); }),
+              "cannot make the folder /mnt/mtd/file/a/b: File exists");
+    EXPECT_EQ(support::readFile(kFile), "old");
+}
+
+TEST_F(DiskFilesTest, AFileInWhosePlaceAFolderStandsIsAFailure)
+{
+    fs::create_directories(kFile);
+    EXPECT_EQ(failureOf([] { app::replaceFile(kFile, "new"); }), "cannot write /mnt/mtd/file");
 }
 
 }  // namespace

@@ -2,6 +2,12 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "app/Failure.h"
 
 namespace {
 
@@ -40,6 +46,38 @@ TEST_F(EndSignalsTest, NothingIsReceivedBeforeASignal)
     signals.takeIn();
     EXPECT_EQ(signals.received(), 0);
     EXPECT_FALSE(signals.takeInterrupt());
+}
+
+TEST_F(EndSignalsTest, ADescriptorOfZeroIsOneToo)
+{
+    const int input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    {
+        app::EndSignals signals;
+        pthread_kill(pthread_self(), SIGTERM);
+        EXPECT_EQ(signals.received(), SIGTERM);
+    }
+    dup2(input, STDIN_FILENO);
+    close(input);
+}
+
+TEST_F(EndSignalsTest, WithoutADescriptorForThemItFails)
+{
+    rlimit before;
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none = {0, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    std::string failure;
+    try
+    {
+        app::EndSignals();
+    }
+    catch (const app::Failure& thrown)
+    {
+        failure = thrown.what();
+    }
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(failure, "cannot wait for signals: Too many open files");
 }
 
 TEST_F(EndSignalsTest, AnInterruptThatIsTakenIsForgotten)

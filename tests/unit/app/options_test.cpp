@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/CapturedOutput.h"
+
 namespace {
 
 std::optional<app::Options> read(std::vector<std::string> arguments, int* status = nullptr)
@@ -79,12 +81,31 @@ TEST(Options, MistakesEndWithStatusTwo)
         {"--at", ""},          {"--speed", ""},
         {"--state", "/"},      {"--state", "/x/.."},
         {"serve", "shell"},    {"serve", "--nonsense"},
+        {"--speed", "0.09"},   {"--speed", "3600.1"},
     };
     for (const std::vector<std::string>& arguments : mistakes)
     {
         int status = 0;
         EXPECT_FALSE(read(arguments, &status)) << arguments.front();
         EXPECT_EQ(status, app::kExitUsage) << arguments.front();
+    }
+}
+
+TEST(Options, AMistakeIsADocumentWhereDocumentsAreAskedFor)
+{
+    support::CapturedOutput output;
+    EXPECT_FALSE(read({"--json", "--nonsense"}));
+    const std::string document = output.take();
+    EXPECT_EQ(document.find(R"({"ok":false,"error":{"code":"wrong-usage",)"), 0u) << document;
+}
+
+TEST(Options, TheSlowestAndTheFastestSpeedAreSpeeds)
+{
+    for (const auto& [text, speed] : {std::pair("0.1", 0.1), std::pair("3600", 3600.0)})
+    {
+        const std::optional<app::Options> options = read({"--speed", text});
+        ASSERT_TRUE(options) << text;
+        EXPECT_EQ(options->speed, speed);
     }
 }
 

@@ -64,6 +64,18 @@ TEST_F(CameraApplying, WhatTheDeviceRefusesAndTheLibraryStoresAllTheSameIsHeldBa
     EXPECT_TRUE(result.keys[0].allowed);
 }
 
+TEST_F(CameraApplying, TheLibraryIsGivenThePairsAsText)
+{
+    begin();
+    setDebug(6);
+    c().apply({{KEY_BRIGHTNESS, 61}, {KEY_CONTRAST, 62}});
+    const std::string pairs =
+        "((" + std::to_string(KEY_BRIGHTNESS) + ",61)(" + std::to_string(KEY_CONTRAST) + ",62))\n";
+    EXPECT_NE(quiet_.take().find("1111111111" + pairs), std::string::npos);
+    c().apply({{KEY_BRIGHTNESS, 63}}, "as it was typed");
+    EXPECT_NE(quiet_.take().find("1111111111(as it was typed)\n"), std::string::npos);
+}
+
 TEST_F(CameraApplying, AKeyThatIsAskedForTwiceIsJudgedTwice)
 {
     begin();
@@ -130,6 +142,10 @@ TEST_F(CameraApplying, ADryRunAnswersTheSameAndSendsNothing)
         EXPECT_EQ(outcomes(planned), outcomes(done));
         EXPECT_EQ(planned.refused, done.refused);
         EXPECT_EQ(planned.ok(), done.ok());
+        for (std::size_t i = 0; i < done.keys.size(); ++i)
+        {
+            EXPECT_EQ(planned.keys[i].allowed.has_value(), done.keys[i].allowed.has_value()) << done.keys[i].key;
+        }
     }
 }
 
@@ -200,6 +216,11 @@ TEST_F(CameraApplying, MoreThanTheLibraryTakesAtOnceIsNotApplied)
     const std::size_t most = camera::readSchemeFile(0).size();
     const std::vector<camera::Value> many(most + 1, {KEY_BRIGHTNESS, 61});
     EXPECT_EQ(c().apply(many).tooMany, most);
+    EXPECT_EQ(c().wouldApply(many).tooMany, most);
+    for (int scheme = 1; scheme < c().schemeCount(); ++scheme)
+    {
+        removeFile(schemeFile(scheme));  // the first one's records count
+    }
     EXPECT_EQ(c().wouldApply(many).tooMany, most);
     EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50);
 }

@@ -1,7 +1,9 @@
 #include "camera/Events.h"
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
+#include <thread>
 
 #include "tests/unit/camera/CameraFixture.h"
 
@@ -91,12 +93,15 @@ TEST_F(CameraEvents, ThePartnersOfARecordAreNotMistakenForTheKey)
 {
     bringUp();
     listen();
-    const int minute = *c().peek(KEY_NTD_M) == 7 ? 8 : 7;
-    c().apply({{KEY_NTD_M, minute}});
-    const Event event = only(take(), Kind::values);
-    ASSERT_EQ(event.values.size(), 1u);
-    EXPECT_EQ(event.values[0].key, KEY_NTD_M);
-    EXPECT_EQ(event.values[0].value, minute);
+    for (const int key : {KEY_DTN_THR, KEY_NTD_THR, KEY_DTN_H, KEY_DTN_M, KEY_NTD_H, KEY_NTD_M})
+    {
+        const int value = *c().peek(key) + 1;
+        c().apply({{key, value}});
+        const Event event = only(take(), Kind::values);
+        ASSERT_EQ(event.values.size(), 1u);
+        EXPECT_EQ(event.values[0].key, key);
+        EXPECT_EQ(event.values[0].value, value) << key;
+    }
 }
 
 TEST_F(CameraEvents, ASwitchOfTheSchedulerIsToldWithItsReason)
@@ -151,10 +156,28 @@ TEST_F(CameraEvents, ModesSavesWindowsAndResetsAreTold)
     EXPECT_EQ(only(take(), Kind::values).values.at(0).key, KEY_SCHEME_START_HOUR);
     c().setWindow(2, {true, 10, 0, 9, 0});
     EXPECT_TRUE(take().empty());
+    c().setScheme(2);
+    take();
+    c().setWindow(0, {true, 9, 0, 10, 0});
+    EXPECT_EQ(only(take(), Kind::saved).scheme, 0) << "and not the one in force";
     c().factoryReset();
     only(take(), Kind::reset);
     turnAt(12, 0);
     EXPECT_EQ(only(take(), Kind::scheme).scheme, 0);
+}
+
+TEST_F(CameraEvents, WhatTheLensIsToldIsToldAtOnce)
+{
+    bringUp();
+    listen();
+    c().setZoom(20000);
+    EXPECT_EQ(only(take(), Kind::values).values.at(0).key, KEY_MZ_POSITION);
+    c().setFocus(20000);
+    EXPECT_EQ(only(take(), Kind::values).values.at(0).key, KEY_MF_POSITION);
+    c().setFocusMode(1);
+    EXPECT_EQ(only(take(), Kind::values).values.at(0).key, KEY_AUTO_FOCUS_MODE);
+    c().moveLens(camera::LensStep::focusFar);
+    EXPECT_EQ(only(take(), Kind::values).values.back().key, KEY_FOCUS_FAR);
 }
 
 TEST_F(CameraEvents, NightIsToldWhenItFalls)
@@ -170,6 +193,24 @@ TEST_F(CameraEvents, NightIsToldWhenItFalls)
     }
     turnAt(12, 0);
     EXPECT_TRUE(only(take(), Kind::night).night);
+}
+
+TEST(Events, ListenersComeAndGoWhileOthersTell)
+{
+    camera::Events events;
+    std::atomic<bool> over{false};
+    std::thread teller([&] {
+        while (!over)
+        {
+            events.tell({Kind::saved});
+        }
+    });
+    for (int i = 0; i < 2000; ++i)
+    {
+        events.unsubscribe(events.subscribe([](const Event&) {}));
+    }
+    over = true;
+    teller.join();
 }
 
 TEST_F(CameraEvents, NumbersHaveNoGapsAndWhoeverLeftHearsNothing)

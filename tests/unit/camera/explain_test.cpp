@@ -56,6 +56,7 @@ TEST(Explain, OneSchemeAllDayHasNoNext)
 {
     const Explanation explanation = camera::explain({{{true, 0, 0, 24, 0}}, false, true, 0, 60});
     EXPECT_EQ(explanation.untilMinutes, std::nullopt);
+    EXPECT_EQ(explanation.next, -1);
     EXPECT_EQ(explanation.why, Why::window);
 }
 

@@ -27,6 +27,25 @@ TEST_F(KeyLimits, OfAWindowsPartsAreThoseOfTheDocuments)
     EXPECT_EQ(of(KEY_SCHEME_ENABLE).items, (std::vector<int>{0, 1}));
 }
 
+TEST_F(KeyLimits, OfAWindowsPartsHaveNamesAndUnits)
+{
+    bringUp();
+    std::string text;
+    for (const int key :
+         {KEY_SCHEME_ENABLE, KEY_SCHEME_START_HOUR, KEY_SCHEME_START_MIN, KEY_SCHEME_END_HOUR, KEY_SCHEME_END_MIN})
+    {
+        const services::ParameterState limits = camera::limitsOfKey(c().service(), key).value();
+        text += limits.name + " [" + limits.unit + "] " + limits.labelOf(0) + " " + limits.labelOf(1) + "\n";
+        EXPECT_EQ(limits.kind, key == KEY_SCHEME_ENABLE ? services::Kind::choice : services::Kind::range) << key;
+        EXPECT_EQ(limits.allowed.step, 1) << key;
+    }
+    EXPECT_EQ(text, "Window [] Off On\n"
+                    "Window start, hour [h]  \n"
+                    "Window start, minute [min]  \n"
+                    "Window end, hour [h]  \n"
+                    "Window end, minute [min]  \n");
+}
+
 TEST_F(KeyLimits, OfOtherKeysAreTheServices)
 {
     bringUp();

@@ -21,9 +21,13 @@ TEST_F(CameraLens, MovesAndTellsWhereItIs)
     const std::optional<camera::LensState> lens = c().lens();
     ASSERT_TRUE(lens);
     EXPECT_EQ(lens->zoom, 20000);
+    EXPECT_TRUE(lens->focus);
+    EXPECT_TRUE(lens->focusMode);
+    EXPECT_TRUE(lens->sharpness);
     EXPECT_GT(lens->ratio, 1000);
     EXPECT_FALSE(lens->moving.any());
     EXPECT_TRUE(lens->iris);
+    EXPECT_TRUE(lens->irisSize);
 }
 
 TEST_F(CameraLens, ARefusedMovementSaysWhy)

@@ -260,6 +260,7 @@ TEST_F(CameraSaving, ACameraWhoseBoardFilesAreGoneIsDownAfterAReset)
         {
             EXPECT_EQ(failure.problem(), camera::Problem::boardFilesGone);
         }
+        installModel("fixed");  // too late
     }
     EXPECT_EQ(c().schemeValue(0, KEY_BRIGHTNESS), std::nullopt);
 }
@@ -294,16 +295,38 @@ TEST_F(CameraSaving, TheDebugLevelKeepsTheAssertionSwitch)
     EXPECT_EQ(camera::debugLevel(), 4);
     EXPECT_TRUE(camera::setDiagnostics(1));
     EXPECT_EQ(readFile(kDebugMarkerFile), "1\n0\n");
+    writeFile(kDebugMarkerFile, "10\n0\nand more\n");
+    EXPECT_TRUE(camera::setDiagnostics(1));
+    EXPECT_EQ(readFile(kDebugMarkerFile), "1\n0\n");
     EXPECT_TRUE(camera::clearDebugLevel());
     EXPECT_TRUE(camera::clearDebugLevel());
     EXPECT_FALSE(fileExists(kDebugMarkerFile));
+    for (const char* level : {"5", "6"})  // without a second line there is none to keep
+    {
+        EXPECT_TRUE(camera::setDiagnostics(*level - '0'));
+        EXPECT_EQ(readFile(kDebugMarkerFile), std::string(level) + "\n");
+    }
+}
+
+TEST_F(CameraSaving, ALongMarkerFileIsNoneThatCanBeRead)
+{
+    writeFile(kDebugMarkerFile, "3\n" + std::string(4094, '0'));
+    EXPECT_EQ(camera::debugLevel(), 3);
+    writeFile(kDebugMarkerFile, "3\n" + std::string(4095, '0'));
+    EXPECT_THROW(camera::debugLevel(), camera::Failure);
+    EXPECT_THROW(camera::setDiagnostics(4), camera::Failure);
 }
 
 TEST_F(CameraSaving, TheErrorLogComesOldestFirst)
 {
+    writeFile(std::string(kErrorLogFile) + ".2", "oldest\n");
     writeFile(std::string(kErrorLogFile) + ".1", "older\n");
     writeFile(kErrorLogFile, "newer\nnewest\n");
-    EXPECT_EQ(camera::errorLog(), (std::vector<std::string>{"older", "newer", "newest"}));
+    EXPECT_EQ(camera::errorLog(), (std::vector<std::string>{"oldest", "older", "newer", "newest"}));
+    writeFile(kErrorLogFile, std::string(1024 * 1024, 'x'));
+    EXPECT_EQ(camera::errorLog().size(), 3u);
+    writeFile(kErrorLogFile, std::string(1024 * 1024 + 1, 'x'));
+    EXPECT_THROW(camera::errorLog(), camera::Failure);
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+#include <future>
+
 #include "camera/SchemeFile.h"
 #include "tests/support/ServiceDouble.h"
 #include "tests/unit/camera/CameraFixture.h"
@@ -193,6 +195,59 @@ TEST_F(CameraSchemes, TheFrameRateFollowsASwitchOfTheScheduler)
     EXPECT_EQ(applied(IA_CMD_SENSOR_FPS), 50);
     turnAt(15, 0);
     EXPECT_EQ(applied(IA_CMD_SENSOR_FPS), 25);
+}
+
+TEST_F(CameraSchemes, TheFrameRateFollowsAReset)
+{
+    bringUp("lpr");
+    simulator().setLight(0);
+    const auto waitForNight = [this] {
+        for (int turn = 0; turn < 60 && c().currentScheme() != 1; ++turn)
+        {
+            turnAt(12, 0);
+        }
+        turnAt(12, 0);
+        EXPECT_EQ(c().currentScheme(), 1);
+    };
+    waitForNight();
+    const int factory = applied(IA_CMD_SENSOR_FPS);
+    c().apply({{KEY_SENSOR_FPS, 50}});
+    ASSERT_NE(applied(IA_CMD_SENSOR_FPS), factory);
+    c().factoryReset();
+    waitForNight();
+    EXPECT_EQ(applied(IA_CMD_SENSOR_FPS), factory);
+}
+
+// The camera's own thread looks while the sensor thread is held in the midst of a switch.
+TEST_F(CameraSchemes, AFrameRateThatIsIgnoredDuringASwitchIsSentBehindIt)
+{
+    bringUp();
+    c().setWindow(0, {false, 0, 0, 24, 0});
+    c().setValues(1, {{KEY_SENSOR_FPS, 50}, {KEY_BRIGHTNESS, 70}});
+    c().setWindow(1, {true, 14, 0, 15, 0});
+    turnAt(13, 0);
+    std::promise<void> reached;
+    std::promise<void> go;
+    std::shared_future<void> released = go.get_future().share();
+    std::atomic<bool> first{true};
+    failures().setBeforeCall([&](ia_cmd_e, int opt, const void*) {
+        if (opt == IA_CMD_OPT_SET && first.exchange(false))
+        {
+            reached.set_value();
+            released.wait();
+        }
+    });
+    clock_->setTimeOfDay(14, 0);
+    clock_->advance(std::chrono::seconds(1));
+    ASSERT_EQ(reached.get_future().wait_for(kBound), std::future_status::ready);
+    ASSERT_TRUE(clock_->waitForSleepers(1, kBound));
+    clock_->advance(std::chrono::seconds(1));
+    ASSERT_TRUE(clock_->waitForSleepers(1, kBound));
+    EXPECT_EQ(c().currentScheme(), 1);
+    EXPECT_EQ(applied(IA_CMD_SENSOR_FPS), 25);
+    go.set_value();
+    turnAt(14, 0);
+    EXPECT_EQ(applied(IA_CMD_SENSOR_FPS), 50);
 }
 
 TEST_F(CameraSchemes, AFrameRateThatTheSensorHasAlreadyIsNotSentAgain)

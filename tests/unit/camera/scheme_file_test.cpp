@@ -29,7 +29,8 @@ TEST_F(SchemeFileTest, WhatIsNoWholeNumberOfRecordsIsNone)
 
 TEST_F(SchemeFileTest, AGiantIsNone)
 {
-    support::writeFile(support::schemeFile(1), "");
+    support::writeFile(support::schemeFile(1), std::string(64 * 1024, '\0'));
+    EXPECT_EQ(camera::readSchemeFile(1).size(), 8192u);
     for (const std::uintmax_t size : {std::uintmax_t{64 * 1024 + 8}, std::uintmax_t{1} << 32, std::uintmax_t{1} << 42})
     {
         std::filesystem::resize_file(support::schemeFile(1), size);

@@ -47,4 +47,14 @@ TEST_F(CameraStart, ACameraThatCannotWatchItsSchedulerIsNone)
     EXPECT_EQ(c().currentScheme(), 0);
 }
 
+TEST_F(CameraStart, TheClockBeginsAtTheTimeThatWasGiven)
+{
+    installModel("fixed");
+    camera_ = std::make_unique<camera::Camera>(
+        camera::Camera::Setup{"fixed", SENSORDLL_SOURCE_DIR "/share", 5.0, 10 * 60 + 15, false}, journal());
+    EXPECT_EQ(c().minutesOfDay(), 10 * 60 + 15);
+    EXPECT_TRUE(c().setTimeOfDay(23 * 60 + 59));
+    EXPECT_EQ(c().minutesOfDay(), 23 * 60 + 59);
+}
+
 }  // namespace

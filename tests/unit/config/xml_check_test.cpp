@@ -174,6 +174,7 @@ INSTANTIATE_TEST_SUITE_P(
                     FaultCase{"Attributes", "<s><t/>", "<e" + attributes(258) + "/></s>", "too many attributes"},
                     FaultCase{"Reference", "<a>&#65;", "&#0;&#x110000;</a>", "a reference to no character"},
                     FaultCase{"ReferenceInAnAttribute", "<a x='", "&#xD800;'/>", "a reference to no character"},
+                    FaultCase{"ReferenceAtTheEnd", "<a>", "&#;", "a reference to no character"},
                     FaultCase{"FirstOfSeveral", "<a>", "&#0;<e" + attributes(257) + "/></a>",
                               "a reference to no character"}),
     support::ByName());

@@ -81,6 +81,16 @@ TEST_F(PlannedFailuresTest, TheFirstRuleThatIsDueDecides)
     EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 60));
 }
 
+TEST_F(PlannedFailuresTest, ARuleThatIsNotYetDueIsPassedOver)
+{
+    services::FailureRule later = rule(IA_CMD_BRIGHTNESS, std::nullopt, -2);
+    later.after = 1;
+    failures_.add(later);
+    failures_.add(rule(std::nullopt, std::nullopt, -3));
+    EXPECT_EQ(-3, set(IA_CMD_BRIGHTNESS, 60));
+    EXPECT_EQ(-2, set(IA_CMD_BRIGHTNESS, 60));
+}
+
 TEST_F(PlannedFailuresTest, ARuleCountsCallsThatAnEarlierRuleFails)
 {
     services::FailureRule first = rule(IA_CMD_BRIGHTNESS, std::nullopt, -2);

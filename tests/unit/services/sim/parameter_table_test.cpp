@@ -229,6 +229,7 @@ TEST(AllowedValues, NearestOfARangeIsClampedAndOnAStep)
     EXPECT_EQ(10, allowed.nearest(1000));
     EXPECT_EQ(-5, allowed.nearest(-7));
     EXPECT_EQ(0, allowed.nearest(2));
+    EXPECT_EQ(8, (sim::AllowedValues{0, 8, 4, 0, {}}.nearest(7))) << "the last step ends at the maximum";
     EXPECT_TRUE(allowed.contains(5));
     EXPECT_FALSE(allowed.contains(6));
     EXPECT_FALSE(allowed.contains(-11));
