@@ -5,11 +5,13 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <sstream>
 
 #include "app/Failure.h"
 #include "app/Models.h"
 #include "app/Output.h"
+#include "app/box/Bubblewrap.h"
 #include "app/box/StateFolder.h"
 #include "app/cli/Parsing.h"
 #include "app/web/Guard.h"
@@ -118,7 +120,7 @@ CLI::App* addServe(CLI::App& cli, ServeOptions& serve)
             "in, and need --users and --cert or --self-signed")
         ->default_val("127.0.0.1")
         ->type_name("ADDRESS");
-    serving->add_option("--users", serve.users, "File of those who may come in through the port; 'passwd' makes it")
+    serving->add_option("--users", serve.users, "File of those who may come in through the port; passwd makes it")
         ->type_name("FILE");
     CLI::Option* certificate =
         serving->add_option("--cert", serve.certificate, "Certificates for TLS, PEM, the camera's own first")
@@ -143,7 +145,6 @@ CLI::App* addServe(CLI::App& cli, ServeOptions& serve)
     serving->add_option("--allow-origin", serve.origins, "Origin of a page that may use the camera: http://HOST:PORT")
         ->type_name("ORIGIN");
     serving->add_option("--descriptor", serve.descriptors)->group("");
-    serving->add_option("--users-descriptor", serve.usersDescriptor)->group("");
     serving->add_option("--identity-descriptor", serve.identityDescriptor)->group("");
     return serving;
 }
@@ -298,8 +299,8 @@ std::vector<std::string> insideArguments(const Options& options, int lockDescrip
         arguments.insert(arguments.end(), {"serve", "--bind", options.serve->address});
         if (!options.serve->users.empty())
         {
-            arguments.insert(arguments.end(), {"--users", options.serve->users, "--users-descriptor",
-                                               std::to_string(options.serve->usersDescriptor)});
+            const std::string name = std::filesystem::path(options.serve->users).filename().string();
+            arguments.insert(arguments.end(), {"--users", std::string(kInsideUsers) + "/" + name});
         }
         if (options.serve->identityDescriptor >= 0)
         {

@@ -24,7 +24,7 @@ struct ServeOptions
     std::string socket;                // path of a Unix socket; empty: none
     std::string socketMode = "600";    // of its file, octal
     std::string socketGroup;           // name or number; empty: this process's own
-    std::string users;                 // path of their file; for the copy inside its name; empty: nobody has to log in
+    std::string users;                 // path of their file; empty: nobody has to log in
     std::string certificate;           // path
     std::string key;                   // path
     bool selfSigned = false;           // a certificate of the camera's own, kept in its state folder
@@ -32,7 +32,6 @@ struct ServeOptions
 
     // For the copy inside.
     std::vector<std::string> descriptors;  // "DESCRIPTOR:PORT", port 0 for a Unix socket
-    int usersDescriptor = -1;              // of the folder with the users' file
     int identityDescriptor = -1;           // certificates and key
 
     bool hasTls() const { return selfSigned || !certificate.empty() || identityDescriptor >= 0; }

@@ -153,7 +153,9 @@ int runInPrivateTree(Options options)
         inherited.insert(inherited.end(), more.begin(), more.end());
     }
     const std::vector<std::string> arguments = insideArguments(options, state.lockDescriptor(), line.copysEnd());
-    return superviseCamera(sandboxCommand(state.path(), programFile(), arguments), line, inherited, hasPrompt(options));
+    const std::string users = options.serve ? web::usersFolder(*options.serve) : "";
+    return superviseCamera(sandboxCommand(state.path(), programFile(), arguments, users), line, inherited,
+                           hasPrompt(options));
 }
 
 // Outside of the private tree the copy would work on the machine's own files.

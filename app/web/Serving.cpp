@@ -11,6 +11,7 @@
 #include "app/Failure.h"
 #include "app/box/DiskFiles.h"
 #include "app/box/LibraryLines.h"
+#include "app/box/StateFolder.h"
 #include "app/cli/Parsing.h"
 #include "app/web/Api.h"
 #include "app/web/Passwords.h"
@@ -66,7 +67,7 @@ Opened handedIn(const app::ServeOptions& options)
     }
     if (!options.users.empty())
     {
-        opened.users.emplace(inherited(options.usersDescriptor), options.users);
+        opened.users = UsersFile::at(options.users);
     }
     opened.identity = inherited(options.identityDescriptor);
     return opened;
@@ -202,6 +203,11 @@ Opened open(const app::ServeOptions& options, const std::string& stateFolder)
     return opened;
 }
 
+std::string usersFolder(const app::ServeOptions& options)
+{
+    return options.users.empty() ? "" : std::filesystem::path(app::absolutePath(options.users)).parent_path().string();
+}
+
 std::vector<int> handOver(const Opened& opened, app::ServeOptions& options)
 {
     std::vector<int> descriptors;
@@ -209,12 +215,6 @@ std::vector<int> handOver(const Opened& opened, app::ServeOptions& options)
     {
         options.descriptors.push_back(std::to_string(socket.descriptor()) + ":" + std::to_string(socket.port()));
         descriptors.push_back(socket.descriptor());
-    }
-    if (opened.users)
-    {
-        options.users = opened.users->name();
-        options.usersDescriptor = opened.users->folder();
-        descriptors.push_back(opened.users->folder());
     }
     options.identityDescriptor = opened.identity.number();
     if (opened.identity.number() >= 0)

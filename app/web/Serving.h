@@ -25,6 +25,9 @@ struct Opened
 // and missing. Throws std::runtime_error.
 Opened open(const app::ServeOptions& options, const std::string& stateFolder);
 
+// On the real machine; empty without users.
+std::string usersFolder(const app::ServeOptions& options);
+
 // Puts into the options what the copy inside needs to find it. The descriptors that it must inherit.
 std::vector<int> handOver(const Opened& opened, app::ServeOptions& options);
 

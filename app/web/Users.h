@@ -28,14 +28,12 @@ bool isUserName(const std::string& name);
 std::vector<User> parseUsers(const std::string& text);
 std::string usersText(const std::vector<User>& users);
 
-// A file of users, by its folder and name: the folder stays open, so that a file that replaces the first is found, also
-// from a private tree in which it has no path. Reentrant.
+// A file of users, by its folder and name: the one that has the name now, in the folder that was meant. Reentrant.
 class UsersFile
 {
 public:
     // Throws std::runtime_error when there is no such folder.
     static UsersFile at(const std::string& path);
-    UsersFile(camera::Descriptor folder, std::string name) : folder_(std::move(folder)), name_(std::move(name)) {}
 
     // Throws std::runtime_error that says why, when it is missing, is not a plain file of this user's own with one name,
     // may be read or written by others, or does not hold users.
@@ -44,9 +42,10 @@ public:
     std::optional<struct stat> facts() const;
 
     int folder() const { return folder_.number(); }
-    const std::string& name() const { return name_; }
 
 private:
+    UsersFile(camera::Descriptor folder, std::string name) : folder_(std::move(folder)), name_(std::move(name)) {}
+
     camera::Descriptor folder_;
     std::string name_;
 };

@@ -201,15 +201,12 @@ TEST(ServeOptions, TheCopyInsideGetsWhatWasOpenedOutside)
         read({"serve", "--bind", "0.0.0.0", "--users", "/etc/users", "--self-signed", "--allow-origin", "http://x:1"});
     ASSERT_TRUE(outer);
     outer->model = "dome";
-    outer->serve->users = "users";
-    outer->serve->usersDescriptor = 9;
     outer->serve->identityDescriptor = 10;
     outer->serve->descriptors = {"11:8080"};
     const std::optional<app::Options> inner = read(app::insideArguments(*outer, 7, 8));
     ASSERT_TRUE(inner);
     EXPECT_EQ(inner->serve->address, "0.0.0.0");
-    EXPECT_EQ(inner->serve->users, "users");
-    EXPECT_EQ(inner->serve->usersDescriptor, 9);
+    EXPECT_EQ(inner->serve->users, "/users/users");
     EXPECT_EQ(inner->serve->identityDescriptor, 10);
     EXPECT_TRUE(inner->serve->hasTls());
     EXPECT_FALSE(inner->serve->selfSigned);
