@@ -108,8 +108,6 @@ public:
     // Says nothing more, and goes on listening.
     void endSaying() { shutdown(socket_, SHUT_WR); }
 
-    int descriptor() const { return socket_; }
-
     bool isClosed() { return read_.empty() && !more(); }
 
 private:
