@@ -37,7 +37,7 @@ struct Route
     Response (*run)(const Call&);
     const char* summary;
     const char* body;    // name of its schema; null: none is taken
-    const char* answer;  // name of its schema; null: not JSON
+    const char* answer;  // name of its schema, of a stream's each event; null: a text
     const char* type = "application/json";
     std::optional<Role> role = {};  // nothing: viewers read, operators change
 };

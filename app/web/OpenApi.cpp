@@ -39,8 +39,7 @@ constexpr char kOwnSchemas[] = R"json({
 "newWorld": {"type": "object", "additionalProperties": false, "properties": {
     "time": {"$ref": "#/$defs/timeOfDay"},
     "light": {"anyOf": [{"type": "number", "minimum": 0}, {"const": "daylight"}], "description": "Lux"},
-    "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"},
-    "time": {"$ref": "#/$defs/timeOfDay"}, "faults": {"type": "array", "maxItems": 100, "items": {"type": "object",
+    "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"}, "faults": {"type": "array", "maxItems": 100, "items": {"type": "object",
         "required": ["key"], "properties": {"key": {"type": ["integer", "string"]}, "status": {"type": "integer"},
         "after": {"type": "integer", "minimum": 0}, "count": {"type": "integer", "minimum": 0}}}}}},
 "login": {"type": "object", "required": ["name", "password"], "properties": {
@@ -52,6 +51,11 @@ constexpr char kOwnSchemas[] = R"json({
     "level": {"type": "integer"}, "assertions": {"type": "boolean"}, "marker": {"const": false}}},
 "eventData": {"description": "The data of one event; none of \"state\"",
     "anyOf": [{"$ref": "#/$defs/event"}, {"type": "object", "maxProperties": 0}]},
+"traceData": {"description": "Of the event \"line\": the line; of \"lost\": how many are missing before the next",
+    "anyOf": [
+        {"type": "object", "required": ["line"], "additionalProperties": false, "properties": {"line": {"type": "string"}}},
+        {"type": "object", "required": ["lines"], "additionalProperties": false,
+            "properties": {"lines": {"type": "integer", "minimum": 1}}}]},
 "openApi": {"type": "object", "required": ["openapi", "info", "paths", "components"]}
 })json";
 
@@ -62,38 +66,64 @@ constexpr char kParameters[] = R"json({
 "scheme": {"schema": {"type": "integer", "minimum": 0}},
 "language": {"schema": {"type": "integer"}, "description": "Its id in /api/languages"},
 "step": {"schema": {"type": "string"}},
-"keep": {"schema": {"type": "boolean", "default": true}, "description": "false: on the sensor alone, not remembered"},
+"trial": {"schema": {"type": "integer", "minimum": 1}, "description": "A trial that goes on, as its first answer named it"},
+"filter": {"schema": {"type": "string"}, "description": "Only lines that contain this"},
+"keep": {"schema": {"type": "boolean", "default": true},
+    "description": "false: on the sensor alone, as a trial that ends when its holder is not heard"},
 "dry-run": {"schema": {"type": "boolean", "default": false},
     "description": "true: nothing is applied; the answer says what would happen"},
 "If-Match": {"schema": {"type": "string"},
     "description": "The ETag of what the change is based on; refused if somebody has changed the camera since"},
 "Last-Event-ID": {"schema": {"type": "string"},
-    "description": "The id of the last event that was seen: what came after it is sent first"}
+    "description": "The id of the last event that was seen, or an ETag without its quotation marks: what came after it is sent first"}
 })json";
 
 constexpr char kAbout[] =
     "A camera's image parameters, schemes and lens. Every path with GET answers to HEAD, and every path to OPTIONS. "
-    "Errors are application/problem+json: compare code, and show detail to people.";
+    "Errors are application/problem+json: compare code, and show detail to people. Where a camera has users, x-role is "
+    "the least role that may use an operation; who comes by the Unix socket is an administrator.";
 
 constexpr char kAboutEvents[] =
     "Server-sent events: each has an id, a name and, as data, a JSON object, whose schema is given here. The event "
     "\"state\" has empty data and says that others are missing: read again what you show. A line with a colon alone is "
     "a sign of life.";
 
+constexpr char kAboutTrace[] =
+    "Server-sent events: each has a name and, as data, a JSON object. \"line\" is a line of the library, \"lost\" says "
+    "how "
+    "many are missing for a reader that was too slow. A line with a colon alone is a sign of life.";
+
+constexpr char kSecuritySchemes[] = R"json({
+"bearer": {"type": "http", "scheme": "bearer", "description": "The token that POST /api/session answers with"},
+"cookie": {"type": "apiKey", "in": "cookie", "name": "sensorcam-8080",
+    "description": "Which POST /api/session sets; its name ends with the port"}
+})json";
+
 using Code = app::ErrorCode;
+
+// What the server, and not the camera, says.
+struct OwnRefusal
+{
+    int status;
+    const char* code;
+};
 
 struct Refusals
 {
     Response (*run)(const Call&);
     bool sends;               // values to the sensor, which may refuse them
     std::vector<Code> codes;  // beside these, and what every path may answer
+    std::vector<OwnRefusal> own = {};
 };
 
 const Refusals kRefusals[] = {
     {getStyle, false, {Code::notFound}},
     {getLanguage, false, {Code::badValue, Code::notFound}},
     {getCommon, false, {Code::badValue, Code::notFound}},
-    {patchParameters, true, {Code::badValue, Code::tooManyValues}},
+    {patchParameters, true, {Code::badValue, Code::tooManyValues}, {{404, "no-trial"}, {409, "on-trial"}}},
+    {holdTrial, false, {}, {{404, "no-trial"}}},
+    {undoTrial, false, {Code::deviceRefused}, {{404, "no-trial"}}},
+    {keepTrial, true, {Code::tooManyValues}, {{404, "no-trial"}}},
     {getParameter, false, {Code::unknownKey}},
     {restoreParameter, true, {Code::noValue}},
     {defaultParameter, true, {Code::noValue}},
@@ -109,37 +139,61 @@ const Refusals kRefusals[] = {
     {putLens, true, {}},
     {stepLens, true, {Code::notFound}},
     {getWorld, false, {Code::notSettable}},
-    {putWorld, false, {Code::badValue, Code::notSettable}},
+    {import, false, {Code::badValue, Code::notFound, Code::refusedValue, Code::notWritten}},
+    {putWorld, false, {Code::badValue, Code::notSettable, Code::unknownKey}},
     {putDiagnostics, false, {Code::notWritten}},
     {getLog, false, {Code::notFound}},
+    {openSession, false, {}, {{401, "wrong-login"}, {409, "no-users"}, {429, "too-many-logins"}}},
 };
 
 const std::vector<Code> kOfSensor = {Code::unknownKey, Code::notOnDevice,  Code::readOnly,     Code::busy,
                                      Code::wrongMode,  Code::refusedValue, Code::deviceRefused};
 
-// What the server answers of its own accord, before or instead of a path.
-struct OwnRefusal
+// Before or instead of a path.
+struct GeneralRefusal
 {
-    enum class Of
-    {
-        all,
-        changes,
-        bodies,
-        logins,
-    };
-    int status;
-    const char* code;
-    Of of;
+    bool (*may)(const Route&);
+    std::vector<OwnRefusal> refusals;
 };
 
-constexpr OwnRefusal kOwnRefusals[] = {
-    {400, "bad-request", OwnRefusal::Of::all},      {401, "no-session", OwnRefusal::Of::all},
-    {403, "wrong-role", OwnRefusal::Of::all},       {401, "wrong-login", OwnRefusal::Of::logins},
-    {409, "no-users", OwnRefusal::Of::logins},      {429, "too-many-logins", OwnRefusal::Of::logins},
-    {403, "wrong-origin", OwnRefusal::Of::changes}, {412, "changed-meanwhile", OwnRefusal::Of::changes},
-    {413, "too-large", OwnRefusal::Of::bodies},     {415, "not-json", OwnRefusal::Of::bodies},
-    {421, "wrong-host", OwnRefusal::Of::all},       {503, "busy", OwnRefusal::Of::all},
-    {503, "ending", OwnRefusal::Of::all},
+bool isAny(const Route&)
+{
+    return true;
+}
+
+bool needsSession(const Route& route)
+{
+    return roleOf(route) > Role::none;
+}
+
+bool needsMoreThanViewer(const Route& route)
+{
+    return roleOf(route) > Role::viewer;
+}
+
+bool comesFromPages(const Route& route)
+{
+    return std::string(route.method) != "GET";
+}
+
+// Has the camera's turn, and looks at If-Match.
+bool changes(const Route& route)
+{
+    return route.lane == Handler::Lane::change;
+}
+
+bool takesBody(const Route& route)
+{
+    return route.body != nullptr;
+}
+
+const GeneralRefusal kGeneralRefusals[] = {
+    {isAny, {{400, "bad-request"}, {421, "wrong-host"}, {431, "too-large"}, {503, "busy"}, {503, "ending"}}},
+    {needsSession, {{401, "no-session"}}},
+    {needsMoreThanViewer, {{403, "wrong-role"}}},
+    {comesFromPages, {{403, "wrong-origin"}}},
+    {changes, {{412, "changed-meanwhile"}}},
+    {takesBody, {{413, "too-large"}, {415, "not-json"}}},
 };
 
 // The answer of a command without the line that says which command it answers, and whether it succeeded: here the
@@ -238,11 +292,6 @@ std::string operationId(const Route& route)
     return id;
 }
 
-bool changes(const Route& route)
-{
-    return route.lane == Handler::Lane::change;
-}
-
 bool isStream(const Route& route)
 {
     return std::string(route.type) == "text/event-stream";
@@ -277,7 +326,7 @@ Json parametersOf(const Route& route)
     {
         parameters.push_back(parameter("If-Match", "header"));
     }
-    if (isStream(route))
+    if (route.run == getEvents)
     {
         parameters.push_back(parameter("Last-Event-ID", "header"));
     }
@@ -286,26 +335,28 @@ Json parametersOf(const Route& route)
 
 std::map<int, std::set<std::string>> refusalsOf(const Route& route)
 {
-    using Of = OwnRefusal::Of;
     std::map<int, std::set<std::string>> codes;
-    for (const OwnRefusal& own : kOwnRefusals)
-    {
-        if (own.of == Of::all || (own.of == Of::changes && changes(route)) ||
-            (own.of == Of::bodies && route.body != nullptr) || (own.of == Of::logins && route.run == openSession))
+    const auto add = [&codes](const std::vector<OwnRefusal>& refusals) {
+        for (const OwnRefusal& refusal : refusals)
         {
-            codes[own.status].insert(own.code);
+            codes[refusal.status].insert(refusal.code);
         }
+    };
+    for (const GeneralRefusal& general : kGeneralRefusals)
+    {
+        add(general.may(route) ? general.refusals : std::vector<OwnRefusal>());
     }
     std::vector<Code> refusals = {Code::internal, Code::unreadable, Code::noCamera};
     for (const Refusals& row : kRefusals)
     {
         if (row.run == route.run)
         {
+            add(row.own);
             refusals.insert(refusals.end(), row.codes.begin(), row.codes.end());
             refusals.insert(refusals.end(), kOfSensor.begin(), row.sends ? kOfSensor.end() : kOfSensor.begin());
         }
     }
-    if (route.body != nullptr)
+    if (takesBody(route))
     {
         refusals.push_back(Code::badDocument);
     }
@@ -332,16 +383,15 @@ Json problemWith(int status, const std::set<std::string>& codes)
 
 Json answerOf(const Route& route)
 {
-    Json answer = {{"description", isStream(route) ? kAboutEvents : "Done"}};
+    const Json schema = route.answer == nullptr ? Json{{"type", "string"}} : reference(route.answer);
+    Json answer = {{"description", "Done"}, {"content", content(route.type, schema)}};
     if (isStream(route))
     {
-        answer["content"] = content(route.type, reference("eventData"));
+        answer["description"] = route.run == getTrace ? kAboutTrace : kAboutEvents;
         return answer;
     }
     answer["headers"] = {
         {"ETag", {{"description", "The revision of the camera, for If-Match"}, {"schema", {{"type", "string"}}}}}};
-    answer["content"] =
-        content(route.type, route.answer == nullptr ? Json{{"type", "string"}} : reference(route.answer));
     return answer;
 }
 
@@ -353,10 +403,15 @@ Json operationOf(const Route& route)
     {
         operation["parameters"] = parameters;
     }
-    if (route.body != nullptr)
+    if (takesBody(route))
     {
         operation["requestBody"] = {{"required", true},
                                     {"content", content("application/json", reference(route.body))}};
+    }
+    operation["x-role"] = roleName(roleOf(route));
+    if (!needsSession(route))
+    {
+        operation["security"] = Json::array();
     }
     Json& responses = operation["responses"];
     responses["200"] = answerOf(route);
@@ -390,8 +445,11 @@ Json openApi(const Json& commands)
                        {"description", kAbout},
                        {"license", {{"name", "MIT"}, {"identifier", "MIT"}}}}},
                      {"servers", Json::array({{{"url", "/"}}})},
+                     {"security", Json::array({{{"bearer", Json::array()}},
+                                               {{"cookie", Json::array()}},
+                                               Json::object()})},  // nothing: by the socket, and without users
                      {"paths", paths},
-                     {"components", {{"schemas", used}}}};
+                     {"components", {{"schemas", used}, {"securitySchemes", Json::parse(kSecuritySchemes)}}}};
     relocate(document);
     return document;
 }

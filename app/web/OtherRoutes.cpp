@@ -257,11 +257,13 @@ Response putWorld(const Call& call)
     return getWorld(call);
 }
 
+// A revision names an event too, the last one before it: who has read something goes on from there.
 Response getEvents(const Call& call)
 {
+    const std::string seen = call.request.header("last-event-id");
     Response response;
     response.type = "text/event-stream";
-    response.source = call.api.events().reader(call.request.header("last-event-id"));
+    response.source = call.api.events().reader(seen.substr(0, seen.find('.', seen.find('-'))));
     return response;
 }
 

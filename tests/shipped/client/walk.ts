@@ -3,7 +3,7 @@
 // node walk.js http://localhost:PORT
 import * as camera from './generated/sdk.gen';
 import { client } from './generated/client.gen';
-import type { Event, Problem } from './generated/types.gen';
+import type { Event, Problem, TraceData } from './generated/types.gen';
 
 declare const process: { argv: string[]; exit(status: number): never };
 
@@ -69,6 +69,45 @@ async function parameters(): Promise<void> {
   expectEqual('the factory value', factory.values[0].value, 50);
 }
 
+async function trials(): Promise<void> {
+  const begin = async (sharpness: number) => {
+    const begun = await camera.patchParameters({ body: { sharpness }, query: { keep: false }, throwOnError });
+    return { trial: begun.data.trial?.trial ?? 0 };
+  };
+  const sharpness = async () => (await camera.getParametersKey({ path: { key: 'sharpness' }, throwOnError })).data;
+
+  const path = await begin(30);
+  expectEqual('the sensor', (await sharpness()).onSensor, 30);
+  expectEqual('the scheme', (await sharpness()).value, 50);
+  const query = { keep: false, trial: path.trial };
+  await camera.patchParameters({ body: { sharpness: 31 }, query, throwOnError });
+  expectEqual('the trial', (await camera.getTrials({ throwOnError })).data.trials[0].values?.[0].value, 31);
+  expectEqual('its seconds', (await camera.putTrialsTrial({ path, throwOnError })).data.seconds, 15);
+  expectRefusal(await camera.patchParameters({ body: { sharpness: 32 }, query: { keep: false } }), 409, 'on-trial');
+  expectEqual('trials', (await camera.deleteTrialsTrial({ path, throwOnError })).data.trials.length, 0);
+  expectEqual('the sensor', (await sharpness()).onSensor, 50);
+  expectRefusal(await camera.putTrialsTrial({ path }), 404, 'no-trial');
+
+  const kept = (await camera.postTrialsTrialKeep({ path: await begin(33), throwOnError })).data;
+  expectEqual('what is kept', kept.values[0].value, 33);
+  const unsaved = (await camera.getUnsaved({ throwOnError })).data.values;
+  expectEqual('what is not saved', unsaved.find((row) => row.name === 'KEY_SHARPNESS')?.saved, 50);
+  expect('pairs have it', (await camera.getPairs({ throwOnError })).data.pairs?.includes('(2321,33)') ?? false);
+}
+
+async function transfer(): Promise<void> {
+  const body = (await camera.getExport({ throwOnError })).data;
+  body.schemes[3].values = { KEY_CONTRAST: 33, KEY_NONSENSE: 1 };
+  const dry = (await camera.postImport({ body, query: { 'dry-run': true }, throwOnError })).data;
+  expectEqual('what would be skipped', dry.schemes[3].values[1].outcome, 'skipped');
+  const path = { scheme: 3 };
+  const contrast = async () => (await camera.getSchemesScheme({ path, throwOnError })).data.values
+    .find((row) => row.name === 'KEY_CONTRAST')?.value;
+  expectEqual('contrast', await contrast(), 50);
+  expectEqual('the model', (await camera.postImport({ body, throwOnError })).data.sameModel, true);
+  expectEqual('contrast', await contrast(), 33);
+}
+
 async function schemes(): Promise<void> {
   expectEqual('the mode', (await camera.putMode({ body: { mode: 'manual' }, throwOnError })).data.mode, 'manual');
   expectEqual('the mode', (await camera.getMode({ throwOnError })).data.mode, 'manual');
@@ -113,6 +152,11 @@ async function surroundings(): Promise<void> {
   expectEqual('night', (await camera.getWorld({ throwOnError })).data.night, false);
   expectEqual('level', (await camera.putDiagnostics({ body: { level: 2 }, throwOnError })).data.level, 2);
   expectEqual('level', (await camera.getDiagnostics({ throwOnError })).data.level, 2);
+  expectEqual('assertions', (await camera.putDiagnostics({ body: { assertions: false }, throwOnError })).data.assertions,
+    false);
+  const body = { faults: [{ key: 'contrast', count: 2 }] };
+  expectEqual('faults', (await camera.putWorld({ body, throwOnError })).data.faults?.[0].count, 2);
+  await camera.putWorld({ body: { faults: [] }, throwOnError });
   expect('the log has lines', Array.isArray((await camera.getLog({ throwOnError })).data.lines));
 }
 
@@ -132,6 +176,29 @@ async function events(): Promise<void> {
   ending.abort();
 }
 
+async function trace(): Promise<void> {
+  await camera.putDiagnostics({ body: { level: 6 }, throwOnError });
+  const ending = new AbortController();
+  const { stream } = await camera.getTrace({ query: { filter: 'KEY_CONTRAST' }, signal: ending.signal });
+  const first = stream.next();  // connects
+  while (!walked.has('GET /api/trace')) {
+    await new Promise((resume) => setTimeout(resume, 10));
+  }
+  const changing = setInterval(() => camera.postParametersKeyRestore({ path: { key: 'contrast' } }), 100);
+  const line = (await first).value as TraceData;
+  clearInterval(changing);
+  expect('the line is of contrast', 'line' in line && line.line.includes('KEY_CONTRAST'));
+  ending.abort();
+  await camera.putDiagnostics({ body: { marker: false }, throwOnError });
+}
+
+// Of a camera without users.
+async function session(): Promise<void> {
+  expectEqual('the role', (await camera.getSession({ throwOnError })).data.role, 'administrator');
+  expectRefusal(await camera.postSession({ body: { name: 'anna', password: 'secret' } }), 409, 'no-users');
+  expectEqual('the role', (await camera.deleteSession({ throwOnError })).data.role, 'none');
+}
+
 async function everythingIsWalked(): Promise<void> {
   const { paths } = (await camera.getOpenapiJson({ throwOnError })).data as { paths: Record<string, object> };
   const described = Object.entries(paths).flatMap(([path, operations]) =>
@@ -144,11 +211,15 @@ async function walk(): Promise<void> {
   expectEqual('the model', (await camera.getStatus({ throwOnError })).data.model, 'fixed');
   await documents();
   await parameters();
+  await trials();
   await schemes();
+  await transfer();
   await lostEdits();
   await lens();
   await surroundings();
   await events();
+  await trace();
+  await session();
   expectEqual('after a reset', (await camera.postReset({ throwOnError })).data.model, 'fixed');
   await everythingIsWalked();
 }

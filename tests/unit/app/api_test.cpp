@@ -558,6 +558,10 @@ TEST_F(ApiTest, EventsTellWhoDidWhatAndComeAgainFromWhereAReaderStopped)
     ask("PATCH", "/api/parameters", {{"brightness", 62}});
     const std::string again = *ask("GET", "/api/events", nullptr, {{"last-event-id", id}}).source->next();
     EXPECT_EQ(again, *reader->next());
+    const std::string revision = headerOf(ask("GET", "/api/status"), "ETag");
+    ask("PATCH", "/api/parameters", {{"brightness", 63}});
+    const std::map<std::string, std::string> behind = {{"last-event-id", revision.substr(1, revision.size() - 2)}};
+    EXPECT_EQ(*ask("GET", "/api/events", nullptr, behind).source->next(), *reader->next());
     const std::string lost = *ask("GET", "/api/events", nullptr, {{"last-event-id", "1-7"}}).source->next();
     EXPECT_NE(lost.find("event: state\n"), std::string::npos) << lost;
 }

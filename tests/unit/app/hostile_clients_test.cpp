@@ -226,7 +226,7 @@ TEST_F(HostileClientsTest, WhileTheServiceHoldsUpAChangeStreamsGoOnAndReadersOfT
     Connection stream = connect();
     stream.say(get("/api/events"));
     EXPECT_EQ(statusOf(stream.until("\r\n\r\n")), 200);
-    for (const char* path : {"/api/languages", "/api/log", "/api/diagnostics"})
+    for (const char* path : {"/api/languages", "/api/log", "/api/diagnostics", "/api/openapi.json"})
     {
         EXPECT_EQ(statusOf(ask(get(path))), 200) << path;
     }

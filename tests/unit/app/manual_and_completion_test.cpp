@@ -87,7 +87,7 @@ Items helpBetween(const std::string& begin, const std::string& end)
 // The options that a subcommand's --help lists, with what they take: "--port N".
 app::Words optionsOf(const std::string& help)
 {
-    const std::regex entry("  (?:-h,)?(--[a-z-]+( [A-Z]+)?)[ :=]?.*");
+    const std::regex entry("  (?:-h,)?(--[a-z-]+( [A-Z]+\\b)?)[ :=]?.*");
     app::Words options;
     for (const std::string& line : linesOf(help))
     {
@@ -116,16 +116,19 @@ TEST_F(ManPage, HasItsSubcommands)
     EXPECT_EQ(listAfter("The subcommands are:"), helpBetween("Subcommands:\n", "Examples:\n"));
 }
 
-TEST_F(ManPage, HasTheOptionsOfServe)
+TEST_F(ManPage, HasTheOptionsOfSubcommands)
 {
-    const std::string help = support::runToEnd({"serve", "--help"}).out;
-    app::Words options = {"--help"};
-    for (const auto& [option, text] : listAfter("The options of serve are:"))
+    for (const std::string subcommand : {"serve", "passwd"})
     {
-        options.push_back(option);
-        EXPECT_TRUE(support::has(help, text.substr(0, text.size() - 1))) << option << ": " << text;
+        const std::string help = support::runToEnd({subcommand, "--help"}).out;
+        app::Words options = {"--help"};
+        for (const auto& [option, text] : listAfter("The options of " + subcommand + " are:"))
+        {
+            options.push_back(option);
+            EXPECT_TRUE(support::has(help, text.substr(0, text.size() - 1))) << option << ": " << text;
+        }
+        EXPECT_EQ(options, optionsOf(help));
     }
-    EXPECT_EQ(options, optionsOf(help));
 }
 
 TEST_F(ManPage, HasTheCommandsOfThePrompt)
@@ -207,8 +210,21 @@ TEST_F(BashCompletion, OffersTheOptionsOfServe)
         options.push_back(option.substr(0, option.find(' ')));
     }
     EXPECT_EQ(candidates({"serve", ""}), options);
-    EXPECT_EQ(candidates({"serve", "--port", "8081", "--so"}), app::Words{"--socket"});
+    EXPECT_EQ(candidates({"serve", "--port", "8081", "--al"}), app::Words{"--allow-origin"});
     EXPECT_EQ(candidates({"serve", "--bind", "1"}), app::Words{"127.0.0.1"});
+    EXPECT_EQ(candidates({"serve", "--socket-mode", ""}), (app::Words{"600", "660"}));
+}
+
+TEST_F(BashCompletion, OffersTheOptionsOfPasswd)
+{
+    app::Words options;
+    for (const std::string& option : optionsOf(support::runToEnd({"passwd", "--help"}).out))
+    {
+        options.push_back(option.substr(0, option.find(' ')));
+    }
+    EXPECT_EQ(candidates({"passwd", "-"}), options);
+    EXPECT_EQ(candidates({"passwd", "--role", "o"}), app::Words{"operator"});
+    EXPECT_EQ(candidates({"passwd", "/et"}), app::Words{"/etc"});
 }
 
 TEST_F(BashCompletion, OffersTheCommandsOfThePrompt)
