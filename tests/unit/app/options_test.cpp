@@ -184,9 +184,13 @@ TEST(ServeOptions, TheCopyInsideGetsWhatWasOpenedOutside)
     outer->serve->usersDescriptor = 9;
     outer->serve->identityDescriptor = 10;
     outer->serve->descriptors = {"11:8080"};
+    outer->httpDescriptor = 12;
+    outer->sessionDescriptor = 13;
     const std::optional<app::Options> inner = read(app::insideArguments(*outer, 7, 8));
     ASSERT_TRUE(inner);
     EXPECT_EQ(inner->serve->address, "0.0.0.0");
+    EXPECT_EQ(inner->httpDescriptor, 12);
+    EXPECT_EQ(inner->sessionDescriptor, 13);
     EXPECT_EQ(inner->serve->users, "users");
     EXPECT_EQ(inner->serve->usersDescriptor, 9);
     EXPECT_EQ(inner->serve->identityDescriptor, 10);
