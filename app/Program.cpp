@@ -59,16 +59,39 @@ std::string ownShareFolder()
     return shareFolder(std::filesystem::path(programFile()).parent_path().parent_path().string());
 }
 
-// By which a camera is reached on this machine, in its state folder.
+// By which a camera is reached on this machine, in its state folder; none where it may not make files.
 struct OwnSockets
 {
-    web::ListenSocket http;
-    web::ListenSocket sessions;
+    std::optional<web::ListenSocket> http;
+    std::optional<web::ListenSocket> sessions;
 
+    // Throws std::runtime_error.
     static OwnSockets in(const StateFolder& state)
     {
+        if (access(state.path().c_str(), W_OK) != 0)
+        {
+            notice(systemError("no other process can join this camera; " + state.path()));
+            return {};
+        }
         return {web::ListenSocket::atPath(state.path() + "/" + kHttpSocketFile, 0600),
                 web::ListenSocket::atPath(state.path() + "/" + kSessionSocketFile, 0600)};
+    }
+
+    // Those of another process, which owns their files.
+    static OwnSockets inherited(const Options& options)
+    {
+        return {inherited(options.httpDescriptor), inherited(options.sessionDescriptor)};
+    }
+
+    static int descriptorOf(const std::optional<web::ListenSocket>& socket)
+    {
+        return socket ? socket->descriptor() : -1;
+    }
+
+private:
+    static std::optional<web::ListenSocket> inherited(int descriptor)
+    {
+        return descriptor < 0 ? std::nullopt : std::make_optional(web::ListenSocket::inherited(descriptor, 0));
     }
 };
 
@@ -81,11 +104,18 @@ int runFrontEnd(const Options& options, const std::string& share, const std::str
     {
         const ServeOptions serve = options.serve.value_or(ServeOptions());
         web::Opened opened = web::open(serve, stateFolder);  // first: a camera that nobody may reach is not started
-        opened.own.emplace(std::move(sockets.http));
+        if (sockets.http)
+        {
+            opened.own.emplace(std::move(*sockets.http));
+        }
         camera::Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace}, service());
         terminal.showLibrary();
         const web::Service service(camera, serve, std::move(opened), stateFolder);
-        const remote::SessionServer sessions(camera, output, std::move(sockets.sessions));
+        std::optional<remote::SessionServer> sessions;
+        if (sockets.sessions)
+        {
+            sessions.emplace(camera, output, std::move(*sockets.sessions));
+        }
         if (options.serve)
         {
             terminal.print(service.places());
@@ -250,8 +280,8 @@ int runInPrivateTree(Options options)
     options.model = state.chooseModel(options.model);
     prepare(state, *options.model, state.path(), Documents::refresh);
     const OwnSockets sockets = OwnSockets::in(state);
-    options.httpDescriptor = sockets.http.descriptor();
-    options.sessionDescriptor = sockets.sessions.descriptor();
+    options.httpDescriptor = OwnSockets::descriptorOf(sockets.http);
+    options.sessionDescriptor = OwnSockets::descriptorOf(sockets.sessions);
     ReportLine line;
     std::optional<web::Opened> opened;
     std::vector<int> inherited = {state.lockDescriptor(), line.copysEnd(), options.httpDescriptor,
@@ -274,9 +304,7 @@ int runInside(const Options& options)
     {
         throw Failure("--inside is only for the copy that sensorcam starts in its private file tree");
     }
-    return runCamera(options, shareFolder(kInsidePrefix), kInsideState,
-                     {web::ListenSocket::inherited(options.httpDescriptor, 0),
-                      web::ListenSocket::inherited(options.sessionDescriptor, 0)});
+    return runCamera(options, shareFolder(kInsidePrefix), kInsideState, OwnSockets::inherited(options));
 }
 
 }  // namespace
