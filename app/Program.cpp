@@ -7,7 +7,7 @@
 
 #include <chrono>
 #include <filesystem>
-#include <functional>
+#include <memory>
 #include <thread>
 
 #include "app/EndSignals.h"

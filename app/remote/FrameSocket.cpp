@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 // A frame: the length of what follows, the kind, and of each part its length and its bytes.

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -198,6 +199,60 @@ TEST_F(RemoteSessionTest, AWatchSeesWhatAnotherClientDoes)
     watching.sendSignal(SIGINT);
     EXPECT_EQ(watching.waitForEnd(), 130);
     EXPECT_EQ(camera.end(), 0);
+}
+
+TEST_F(RemoteSessionTest, WhatAClientChangesIsToldToOthersByHttpAsTheShells)
+{
+    RunningCamera camera;
+    const camera::Descriptor events = web::connectTo(kHttpSocket);
+    const std::string request = "GET /api/events HTTP/1.1\r\nHost: localhost\r\n\r\n";
+    ASSERT_EQ(write(events.number(), request.data(), request.size()), static_cast<ssize_t>(request.size()));
+    std::string text;
+    const auto readUntil = [&](const std::string& wanted) {
+        char buffer[4096];
+        ssize_t count = 1;
+        while (!has(text, wanted) && (count = read(events.number(), buffer, sizeof buffer)) > 0)
+        {
+            text.append(buffer, static_cast<std::size_t>(count));
+        }
+        return count > 0;
+    };
+    ASSERT_TRUE(readUntil("\r\n\r\n")) << text;
+    EXPECT_EQ(run({"exec", "set brightness=61"}).status, 0);
+    ASSERT_TRUE(readUntil("\"by\":\"shell\"")) << text;
+    EXPECT_TRUE(has(text, "KEY_BRIGHTNESS")) << text;
+    EXPECT_EQ(camera.end(), 0) << "with a stream open";
+}
+
+TEST_F(RemoteSessionTest, AClientWaitsForACameraThatIsStillStarting)
+{
+    execute({"mode"});
+    const camera::Descriptor lock(open("/mnt/mtd/sensorcam/lock", O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(flock(lock.number(), LOCK_EX), 0);
+    const web::ListenSocket starting = web::ListenSocket::atPath(kSessionSocket, 0600);
+    SensorcamRun client(sensorcam({"exec", "mode"}));
+    pollfd wait = {starting.descriptor(), POLLIN, 0};
+    ASSERT_EQ(poll(&wait, 1, std::chrono::milliseconds(support::kRunBound).count()), 1);
+    remote::FrameSocket socket{camera::Descriptor(accept(starting.descriptor(), nullptr, nullptr))};
+    ASSERT_TRUE(socket.receive());
+    EXPECT_EQ(socket.take()->kind, remote::Kind::hello);
+    socket.send(remote::Kind::welcome);
+    ASSERT_TRUE(socket.receive());
+    EXPECT_EQ(socket.take()->part(0), "mode");
+    socket.send(remote::Kind::print, {"an answer\x1b\n"});
+    socket.send(remote::Kind::done, {"ok", ""});
+    EXPECT_EQ(client.end(), 0) << client.err;
+    EXPECT_EQ(client.out, "an answer\\x1b\n") << "printable";
+}
+
+TEST_F(RemoteSessionTest, ACameraThatDoesNotAnswerInTimeIsInUse)
+{
+    execute({"mode"});
+    const camera::Descriptor lock(open("/mnt/mtd/sensorcam/lock", O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(flock(lock.number(), LOCK_EX), 0);
+    const Ended ended = run({"exec", "mode"});
+    EXPECT_EQ(ended.status, 3);
+    EXPECT_TRUE(has(ended.err, "a camera is already running on /mnt/mtd/sensorcam (process ")) << ended.err;
 }
 
 TEST_F(RemoteSessionTest, AnInterruptEndsAWatchAndWhatFollowsIt)
