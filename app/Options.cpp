@@ -102,6 +102,8 @@ void addOptions(CLI::App& cli, Options& options, RawOptions& raw)
     cli.add_flag("--inside", options.inside)->group("");
     cli.add_option("--lock-descriptor", options.lockDescriptor)->group("");
     cli.add_option("--supervisor-descriptor", options.supervisorDescriptor)->group("");
+    cli.add_option("--http-descriptor", options.httpDescriptor)->group("");
+    cli.add_option("--session-descriptor", options.sessionDescriptor)->group("");
 }
 
 constexpr int kDefaultPort = 8080;
@@ -264,6 +266,7 @@ std::optional<Options> readOptions(int argc, char** argv, int& status)
         options.password = password;
     }
     options.model = raw.model.empty() ? std::nullopt : std::optional<std::string>(raw.model);
+    options.setsClock = !raw.speed.empty() || !raw.startTime.empty();
     options.speed = raw.speed.empty() ? 1.0 : *parseNumber(raw.speed);
     options.startMinutes = raw.startTime.empty() ? std::nullopt : parseTimeOfDay(raw.startTime);
     return options;
@@ -278,6 +281,10 @@ std::vector<std::string> insideArguments(const Options& options, int lockDescrip
                                           std::to_string(lockDescriptor),
                                           "--supervisor-descriptor",
                                           std::to_string(supervisorDescriptor),
+                                          "--http-descriptor",
+                                          std::to_string(options.httpDescriptor),
+                                          "--session-descriptor",
+                                          std::to_string(options.sessionDescriptor),
                                           "--model",
                                           *options.model,
                                           "--speed",

@@ -20,15 +20,15 @@ enum ExitStatus
 struct ServeOptions
 {
     std::optional<int> port;
-    std::string address;               // numeric
-    std::string socket;                // path of a Unix socket; empty: none
-    std::string socketMode = "600";    // of its file, octal
-    std::string socketGroup;           // name or number; empty: this process's own
-    std::string users;                 // path of their file; empty: nobody has to log in
-    std::string certificate;           // path
-    std::string key;                   // path
-    bool selfSigned = false;           // a certificate of the camera's own, kept in its state folder
-    std::vector<std::string> origins;  // of pages that may use the camera beside its own
+    std::string address = "127.0.0.1";  // numeric
+    std::string socket;                 // path of a Unix socket; empty: none
+    std::string socketMode = "600";     // of its file, octal
+    std::string socketGroup;            // name or number; empty: this process's own
+    std::string users;                  // path of their file; empty: nobody has to log in
+    std::string certificate;            // path
+    std::string key;                    // path
+    bool selfSigned = false;            // a certificate of the camera's own, kept in its state folder
+    std::vector<std::string> origins;   // of pages that may use the camera beside its own
 
     // For the copy inside.
     std::vector<std::string> descriptors;  // "DESCRIPTOR:PORT", port 0 for a Unix socket
@@ -52,6 +52,7 @@ struct Options
     std::string stateFolder;           // empty: the default below the user's state folder
     double speed = 1.0;                // camera seconds in a real second
     std::optional<int> startMinutes;   // time of day to start at; nothing: the real one
+    bool setsClock = false;            // one of the two was named
     bool json = false;
     bool verbose = false;  // the library's lines are not kept back at the prompt
     bool inPlace = false;
@@ -64,6 +65,8 @@ struct Options
     bool inside = false;
     int lockDescriptor = -1;
     int supervisorDescriptor = -1;
+    int httpDescriptor = -1;  // sockets of the state folder
+    int sessionDescriptor = -1;
 };
 
 // Nothing when the program is to end at once with status: after --help and --version, and after a mistake, which

@@ -33,21 +33,38 @@ camera::Descriptor openSocket(int family, const std::string& what)
     return made;
 }
 
-sockaddr_un pathAddress(const std::string& path)
+// Where a Unix socket lies. An address has room for 107 bytes only, so that of a longer path leads through the open folder.
+class SocketPath
 {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path)
+public:
+    explicit SocketPath(const std::string& path)
     {
-        fail("the path of a socket may have " + std::to_string(sizeof address.sun_path - 1) + " bytes; " + path,
-             ENAMETOOLONG);
+        std::string shorter = path;
+        if (shorter.size() >= sizeof address_.sun_path)
+        {
+            const std::size_t name = path.rfind('/') + 1;
+            folder_ = camera::Descriptor(
+                ::open(name == 0 ? "." : path.substr(0, name).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+            shorter = "/proc/self/fd/" + std::to_string(folder_.number()) + "/" + path.substr(name);
+            if (folder_.number() < 0 || shorter.size() >= sizeof address_.sun_path)
+            {
+                fail(path, folder_.number() < 0 ? errno : ENAMETOOLONG);
+            }
+        }
+        address_.sun_family = AF_UNIX;
+        shorter.copy(address_.sun_path, shorter.size());
     }
-    path.copy(address.sun_path, path.size());
-    return address;
-}
+
+    const sockaddr* address() const { return reinterpret_cast<const sockaddr*>(&address_); }
+    static constexpr socklen_t length() { return sizeof(sockaddr_un); }
+
+private:
+    camera::Descriptor folder_;
+    sockaddr_un address_ = {};
+};
 
 // Only what nobody listens on any more makes room.
-void removeOld(const std::string& path, const sockaddr_un& address)
+void removeOld(const std::string& path, const SocketPath& place)
 {
     struct stat old = {};
     if (lstat(path.c_str(), &old) != 0)
@@ -59,7 +76,7 @@ void removeOld(const std::string& path, const sockaddr_un& address)
         fail(path, EEXIST);
     }
     const camera::Descriptor probe = openSocket(AF_UNIX, path);
-    if (connect(probe.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 || errno == EAGAIN)
+    if (connect(probe.number(), place.address(), SocketPath::length()) == 0 || errno == EAGAIN)
     {
         fail(path, EADDRINUSE);
     }
@@ -126,12 +143,11 @@ ListenSocket ListenSocket::inherited(int descriptor, int port)
 
 ListenSocket ListenSocket::atPath(const std::string& path, mode_t mode, std::optional<gid_t> group)
 {
-    const sockaddr_un address = pathAddress(path);
-    removeOld(path, address);
+    const SocketPath place(path);
+    removeOld(path, place);
     camera::Descriptor made = openSocket(AF_UNIX, path);
     // Closed to others before it is there: bind makes the file with the socket's own mode.
-    if (fchmod(made.number(), 0600) != 0 ||
-        bind(made.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+    if (fchmod(made.number(), 0600) != 0 || bind(made.number(), place.address(), SocketPath::length()) != 0)
     {
         fail(path);
     }
@@ -142,6 +158,13 @@ ListenSocket ListenSocket::atPath(const std::string& path, mode_t mode, std::opt
         fail(path);
     }
     return whole;
+}
+
+camera::Descriptor connectTo(const std::string& path)
+{
+    const SocketPath place(path);
+    camera::Descriptor made(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    return connect(made.number(), place.address(), SocketPath::length()) == 0 ? std::move(made) : camera::Descriptor();
 }
 
 }  // namespace web

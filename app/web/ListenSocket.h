@@ -15,7 +15,7 @@ class ListenSocket
 public:
     // A numeric address; port 0: a free one.
     static ListenSocket onPort(const std::string& address, int port);
-    // What a camera that has gone left at path is replaced; a socket where one still listens, and anything else that
+    // The path may be as long as any. What a camera that has gone left there is replaced; a socket where one still listens, and anything else that
     // lies there, is refused. Removed with the object. group: whose the file is; nothing: this process's own.
     static ListenSocket atPath(const std::string& path, mode_t mode, std::optional<gid_t> group = {});
 
@@ -37,5 +37,8 @@ private:
     std::string path_;  // to be removed
     int port_ = 0;
 };
+
+// A connection to whoever listens at path; none when nobody does.
+camera::Descriptor connectTo(const std::string& path);
 
 }  // namespace web

@@ -20,23 +20,6 @@
 namespace web {
 namespace {
 
-// Hands the library's lines to the readers of the trace as long as it lives.
-class Tracing : private app::LibraryOutput::Listener
-{
-public:
-    Tracing(app::LibraryOutput& output, TraceLog& trace) : output_(output), trace_(trace) { output_.add(*this); }
-    ~Tracing() override { output_.remove(*this); }
-    Tracing(const Tracing&) = delete;
-    Tracing& operator=(const Tracing&) = delete;
-
-private:
-    void libraryPrinted(const std::string& bytes) override { trace_.take(lines_.feed(bytes)); }
-
-    app::LibraryOutput& output_;
-    TraceLog& trace_;
-    app::LibraryLines lines_{"", false};
-};
-
 constexpr char kIdentityFile[] = "/tls.pem";
 constexpr char kAuditFile[] = "/audit.log";
 
@@ -224,32 +207,52 @@ std::vector<int> handOver(const Opened& opened, app::ServeOptions& options)
     return descriptors;
 }
 
-void serve(camera::Camera& camera, const app::ServeOptions& options, Opened opened, const std::string& stateFolder,
-           app::LibraryOutput& output, app::Console& console)
+// Hands the library's lines to the readers of the trace as long as it lives.
+class Service::Tracing : private app::LibraryOutput::Listener
+{
+public:
+    Tracing(app::LibraryOutput& output, TraceLog& trace) : output_(output), trace_(trace) { output_.add(*this); }
+    ~Tracing() override { output_.remove(*this); }
+    Tracing(const Tracing&) = delete;
+    Tracing& operator=(const Tracing&) = delete;
+
+private:
+    void libraryPrinted(const std::string& bytes) override { trace_.take(lines_.feed(bytes)); }
+
+    app::LibraryOutput& output_;
+    TraceLog& trace_;
+    app::LibraryLines lines_{"", false};
+};
+
+Service::Service(camera::Camera& camera, const app::ServeOptions& options, Opened opened,
+                 const std::string& stateFolder, app::LibraryOutput& output)
+    : audit_(stateFolder + kAuditFile, app::notice),
+      sessions_(opened.users
+                    ? std::make_optional<Sessions>(std::make_unique<Users>(std::move(*opened.users), app::notice))
+                    : std::nullopt),
+      api_(camera, {{isLoopback(options.address), opened.identity.number() >= 0, options.origins},
+                    sessions_ ? &*sessions_ : nullptr,
+                    &audit_}),
+      tracing_(std::make_unique<Tracing>(output, api_.trace()))
 {
     std::string identity = identityIn(opened.identity);
     const bool tls = !identity.empty();
-    AuditLog audit(stateFolder + kAuditFile, app::notice);
-    std::optional<Sessions> sessions;
-    if (opened.users)
-    {
-        sessions.emplace(std::make_unique<Users>(std::move(*opened.users), app::notice));
-    }
-    Api api(camera, {{isLoopback(options.address), tls, options.origins}, sessions ? &*sessions : nullptr, &audit});
     for (const ListenSocket& socket : opened.sockets)
     {
-        console.print("serving on " + placeOf(socket, options, tls) + "\n");
+        places_ += "serving on " + placeOf(socket, options, tls) + "\n";
     }
     if (tls)
     {
-        console.print("certificate's SHA-256 " + fingerprintOf(identity) + "\n");
+        places_ += "certificate's SHA-256 " + fingerprintOf(identity) + "\n";
     }
-    const Tracing tracing(output, api.trace());
-    const HttpServer server(std::move(opened.sockets), api, {}, identity);
-    clearSecret(identity);
-    while (console.pause(std::chrono::hours(1)))
+    if (opened.own)
     {
+        opened.sockets.push_back(std::move(*opened.own));
     }
+    server_.emplace(std::move(opened.sockets), api_, Limits(), identity);
+    clearSecret(identity);
 }
+
+Service::~Service() = default;
 
 }  // namespace web

@@ -133,7 +133,7 @@ TEST_F(SessionTest, EachCommandOffersWhatMayFollowIt)
 {
     ScriptConsole console;
     app::Session session(*camera_, console, false);
-    const app::Vocabulary vocabulary = app::vocabularyOf(session);
+    const app::Vocabulary vocabulary = session.vocabulary();
     const auto after = [&](const std::string& line) { return app::complete(line, line.size(), vocabulary).candidates; };
     EXPECT_EQ(after("mode "), (app::Words{"auto", "manual"}));
     EXPECT_EQ(after("mode auto "), app::Words());
