@@ -93,8 +93,9 @@ protected:
     static std::string pathOf(const Route& route)
     {
         std::string path = route.path;
-        for (const auto& [place, text] : {std::pair("{key}", "brightness"), std::pair("{scheme}", "0"),
-                                          std::pair("{step}", "focus-near"), std::pair("{language}", "0")})
+        for (const auto& [place, text] :
+             {std::pair("{key}", "brightness"), std::pair("{scheme}", "0"), std::pair("{step}", "focus-near"),
+              std::pair("{language}", "0"), std::pair("{trial}", "1")})
         {
             const std::size_t found = path.find(place);
             if (found != std::string::npos)
@@ -156,7 +157,7 @@ TEST_F(AccessTest, WhoeverChangesIsAnOperatorAtLeast)
             administrators += std::string(route.method) + " " + route.path + "\n";
         }
     }
-    EXPECT_EQ(administrators, "POST /api/reset\nPUT /api/world\nPUT /api/diagnostics\n");
+    EXPECT_EQ(administrators, "POST /api/reset\nPOST /api/import\nPUT /api/world\nPUT /api/diagnostics\n");
 }
 
 TEST_F(AccessTest, AViewerReadsAnOperatorChangesAnAdministratorResets)
