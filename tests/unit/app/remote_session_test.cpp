@@ -314,7 +314,9 @@ TEST_F(RemoteSessionTest, AClientWhoseReaderHasGoneEndsQuietly)
 {
     RunningCamera camera;
     const std::string exec = std::string(support::kSensorcam) + " --in-place exec style 'set brightness=61'";
-    SensorcamRun piped(SensorcamRun::Command{{"/bin/bash", "-c", exec + " | true; exit ${PIPESTATUS[0]}"}});
+    const std::string afterwards = "trap '' PIPE; while echo; do :; done 2> /dev/null; exec " + exec;
+    SensorcamRun piped(
+        SensorcamRun::Command{{"/bin/bash", "-c", "(" + afterwards + ") | true; exit ${PIPESTATUS[0]}"}});
     EXPECT_EQ(piped.end(), 141) << piped.err;
     EXPECT_EQ(piped.err, "");
     EXPECT_EQ(run({"exec", "get brightness"}).out, "KEY_BRIGHTNESS = 50\n") << "what follows is not run";
