@@ -57,6 +57,18 @@ Response tooLarge(std::size_t most)
     return problem(413, "too-large", "a body may have " + std::to_string(most) + " bytes");
 }
 
+// Of the lines as they are usually written, and the end. MHD ends a head at a line without a name, a value at a zero
+// byte and a line at a bare line feed, where others go on: that shows only in the size of the whole.
+std::size_t headSize(const std::vector<HeaderLine>& lines)
+{
+    std::size_t size = std::strlen("\r\n");
+    for (const HeaderLine& line : lines)
+    {
+        size += line.name.size() + std::strlen(": ") + line.value.size() + std::strlen("\r\n");
+    }
+    return size;
+}
+
 // What comes from one place. Empty for the Unix socket.
 std::string groupOf(const Peer& peer)
 {
@@ -522,6 +534,7 @@ MHD_Result HttpServer::Implementation::begin(Exchange& exchange)
         exchange.request.port = client->second.port;
         exchange.group = client->second.group;
     }
+    const std::size_t requestLine = exchange.request.method.size() + exchange.head + std::strlen("  HTTP/1.1\r\n");
     std::vector<HeaderLine> lines;
     MHD_get_connection_values_n(
         exchange.connection, MHD_HEADER_KIND,
@@ -550,6 +563,12 @@ MHD_Result HttpServer::Implementation::begin(Exchange& exchange)
     else
     {
         refusal = readHead(lines, limits_.body, exchange.request);
+    }
+    const std::size_t size =
+        MHD_get_connection_info(exchange.connection, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE)->header_size;
+    if (!refusal && size != requestLine + headSize(lines))
+    {
+        refusal = problem(400, "bad-request", "each header is one line, \"Name: value\", that ends with CR and LF");
     }
     if (!refusal)
     {

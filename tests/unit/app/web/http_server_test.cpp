@@ -624,6 +624,36 @@ TEST_F(HttpServerTest, AllPortsTogetherLeaveStreamsForTheUnixSocket)
     EXPECT_EQ(statusOf(local.until("\r\n\r\n")), "HTTP/1.1 200 OK");
 }
 
+TEST_F(HttpServerTest, AHeadThatOthersReadOnIsRefusedAndTheConnectionEnds)
+{
+    start();
+    const std::string smuggled = "POST /b HTTP/1.1\r\nHost: camera\r\n\r\n";
+    const std::string zero(1, '\0');
+    for (const std::string& head : {"GET /a HTTP/1.1\r\nHost: camera\r\n: x\r\n" + smuggled,
+                                    "GET /a HTTP/1.1\r\nHost: camera\r\n:\r\n" + smuggled,
+                                    "GET /a" + zero + "/b HTTP/1.1\r\nHost: camera\r\n\r\n",
+                                    std::string("GET /a HTTP/1.1\r\nHost: camera\r\nX: y\nZ: z\r\n\r\n"),
+                                    std::string("GET /a HTTP/1.1\nHost: camera\n\n")})
+    {
+        Connection client = connect();
+        client.say(head);
+        const std::string answer = client.untilClosed();
+        EXPECT_EQ(statusOf(answer), "HTTP/1.1 400 Bad Request") << head;
+        EXPECT_EQ(answer.find("HTTP/1.1", 1), std::string::npos) << answer;
+    }
+    EXPECT_EQ(echo_.calls_, 0);
+    Connection usual = connect();  // the size is that of each request
+    std::string lines = "X: \r\n";
+    for (int i = 0; i < 90; ++i)
+    {
+        lines += "X-Line-" + std::to_string(i) + ": " + std::string(100, 'x') + "\r\n";
+    }
+    usual.say("GET /a?b=c HTTP/1.1\r\nHost: camera\r\n" + lines + "\r\n" + put("/d", "body") + get("/e"));
+    EXPECT_EQ(bodyOf(usual.answer()), "GET /a  from 127.0.0.1");
+    EXPECT_EQ(bodyOf(usual.answer()), "PUT /d body from 127.0.0.1");
+    EXPECT_EQ(bodyOf(usual.answer()), "GET /e  from 127.0.0.1");
+}
+
 TEST_F(HttpServerTest, HeadersThatAreTooLongAreRefused)
 {
     start();
