@@ -83,6 +83,10 @@ public:
         {
             return Lane::aside;
         }
+        if (request.path == "/login" || request.query.count("login") != 0)
+        {
+            return Lane::login;
+        }
         return request.method == "GET" || request.method == "HEAD" ? Lane::read : Lane::change;
     }
 
@@ -652,6 +656,30 @@ TEST_F(HttpServerTest, AHeadThatOthersReadOnIsRefusedAndTheConnectionEnds)
     EXPECT_EQ(bodyOf(usual.answer()), "GET /a  from 127.0.0.1");
     EXPECT_EQ(bodyOf(usual.answer()), "PUT /d body from 127.0.0.1");
     EXPECT_EQ(bodyOf(usual.answer()), "GET /e  from 127.0.0.1");
+}
+
+TEST_F(HttpServerTest, LoginsGoOnWhileAllReadersWaitAndOthersWhileAllLoginsDo)
+{
+    start();
+    std::vector<Connection> waiting;
+    for (int i = 0; i < 4; ++i)
+    {
+        waiting.push_back(connect());
+        waiting.back().say(get("/wait"));
+    }
+    echo_.waitUntilInside(4);
+    Connection login = connect();
+    login.say(put("/login", ""));
+    EXPECT_EQ(bodyOf(login.answer()), "PUT /login  from 127.0.0.1");
+    for (int i = 0; i < 3; ++i)
+    {
+        waiting.push_back(connect());
+        waiting.back().say(get("/wait?login"));
+    }
+    echo_.waitUntilInside(7);
+    Connection aside = connect();
+    aside.say(get("/aside"));
+    EXPECT_EQ(bodyOf(aside.answer()), "GET /aside  from 127.0.0.1");
 }
 
 TEST_F(HttpServerTest, HeadersThatAreTooLongAreRefused)
