@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -145,6 +146,10 @@ CLI::App* addServe(CLI::App& cli, ServeOptions& serve)
         ->needs(socket)
         ->type_name("GROUP");
     serving->add_option("--allow-origin", serve.origins, "Origin of a page that may use the camera: http://HOST:PORT")
+        ->transform([](const std::string& text) {
+            const std::optional<std::string> origin = web::originOf(text);
+            return origin ? *origin : throw CLI::ValidationError(text + " is not http://HOST:PORT");
+        })
         ->type_name("ORIGIN");
     serving->add_option("--descriptor", serve.descriptors)->group("");
     serving->add_option("--identity-descriptor", serve.identityDescriptor)->group("");
@@ -187,6 +192,20 @@ CLI::App* addPasswd(CLI::App& cli, PasswordOptions& password)
                                      : name + " cannot be a user's name: letters, digits and ._- alone, at most 32";
     });
     return passwd;
+}
+
+// An option that was given an empty text, which CLI11 hands to no check; empty: none.
+std::string emptyOption(const CLI::App& command)
+{
+    for (const CLI::Option* const option : command.get_options())
+    {
+        const std::vector<std::string>& texts = option->results();
+        if (option->get_type_size() > 0 && std::find(texts.begin(), texts.end(), "") != texts.end())
+        {
+            return option->get_name();
+        }
+    }
+    return "";
 }
 
 std::optional<Options> mistake(const std::string& text, bool json, int& status)
@@ -234,13 +253,12 @@ std::optional<Options> readOptions(int argc, char** argv, int& status)
     {
         return mistake(error.what(), asksForJson(argc, argv), status);
     }
-    // CLI11 does not hand empty texts to a check.
-    for (const char* name : {"--model", "--state", "--speed", "--at"})
+    for (const CLI::App* command : {&const_cast<const CLI::App&>(cli), static_cast<const CLI::App*>(serving), passwd})
     {
-        const CLI::Option* option = cli.get_option(name);
-        if (option->count() > 0 && option->as<std::string>().empty())
+        const std::string name = emptyOption(*command);
+        if (!name.empty())
         {
-            return mistake(std::string(name) + " needs a value", options.json, status);
+            return mistake(name + " needs a value", options.json, status);
         }
     }
     if (!options.stateFolder.empty() && absolutePath(options.stateFolder) == "/")

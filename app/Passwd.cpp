@@ -5,7 +5,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <optional>
+#include <thread>
 
 #include "app/Failure.h"
 #include "app/Output.h"
@@ -97,6 +100,24 @@ std::string hashOfNewPassword(const std::string& name)
     return hash;
 }
 
+// What another one changes meanwhile must not be lost. Anybody may hold a lock on a folder that they can open.
+void lock(int folder, const std::string& path)
+{
+    constexpr int kTries = 20;
+    for (int i = 0; flock(folder, LOCK_EX | LOCK_NB) != 0; ++i)
+    {
+        if (errno != EWOULDBLOCK)
+        {
+            throw Failure(systemError(path));
+        }
+        if (i == kTries)
+        {
+            throw Failure("another program holds the folder of " + path + " locked; try again");
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+}
+
 }  // namespace
 
 void changePassword(const PasswordOptions& options)
@@ -104,10 +125,7 @@ void changePassword(const PasswordOptions& options)
     const std::string path = absolutePath(options.file);
     const web::UsersFile file = web::UsersFile::at(path);
     const std::string hash = options.isDelete ? "" : hashOfNewPassword(options.name);
-    if (flock(file.folder(), LOCK_EX) != 0)  // what another one changes meanwhile must not be lost
-    {
-        throw Failure(systemError(path));
-    }
+    lock(file.folder(), path);
     std::vector<web::User> users = file.facts() ? file.read() : std::vector<web::User>();
     const auto found = std::find_if(users.begin(), users.end(),
                                     [&options](const web::User& user) { return user.name == options.name; });

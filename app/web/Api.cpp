@@ -128,6 +128,14 @@ Handler::Lane Api::lane(const Request& request)
     return route == nullptr ? Lane::aside : route->lane;
 }
 
+// Whoever has not come in logs in at most.
+std::size_t Api::mostBody(const Request& request)
+{
+    constexpr std::size_t kLogin = 4096;
+    const bool isStranger = visitorOf(request, settings_.sessions).role == Role::none;
+    return isStranger ? kLogin : Handler::mostBody(request);
+}
+
 std::string Api::revision() const
 {
     return "\"" + events_.last() + "." + std::to_string(untold_) + "\"";
@@ -144,10 +152,7 @@ Response Api::answer(const Request& request)
     {
         const Visitor visitor = visitorOf(request, settings_.sessions);
         response = routed(request, visitor);
-        if (visitor.role != Role::none && lane(request) == Lane::change)
-        {
-            note(request, visitor.name, request.body, response.status);
-        }
+        noteChange(request, visitor, response.status);
     }
     for (auto& header : guardHeaders(request, settings_.door))
     {
@@ -199,6 +204,26 @@ void Api::note(const Request& request, const std::string& who, const std::string
         what += (what.find('?') == std::string::npos ? "?" : "&") + name + "=" + value;
     }
     settings_.audit->add({who, request.peer.local ? "socket" : request.peer.address, what, body, status});
+}
+
+void Api::noteChange(const Request& request, const Visitor& visitor, int status)
+{
+    const Route* const route = find(request).route;
+    const auto dryRun = request.query.find("dry-run");
+    if (route == nullptr || route->lane != Lane::change || visitor.role == Role::none ||
+        std::string(route->method) == "GET" || (dryRun != request.query.end() && dryRun->second == "true"))
+    {
+        return;
+    }
+    if (status != 403)
+    {
+        note(request, visitor.name, request.body, status);
+    }
+    else if (settings_.audit != nullptr)  // by the route alone: what is refused must not take the place of changes
+    {
+        settings_.audit->addRefused(
+            {visitor.name, request.peer.address, std::string(route->method) + " " + route->path, "", status});
+    }
 }
 
 Response Api::routed(const Request& request, const Visitor& visitor)

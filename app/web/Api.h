@@ -65,6 +65,7 @@ public:
     ~Api() override;
 
     Lane lane(const Request& request) override;
+    std::size_t mostBody(const Request& request) override;
     Response answer(const Request& request) override;
 
     EventLog& events() { return events_; }
@@ -79,6 +80,7 @@ public:
     void changed() { ++untold_; }
 
 private:
+    void noteChange(const Request& request, const Visitor& visitor, int status);
     Response routed(const Request& request, const Visitor& visitor);
     Response run(const Route& route, const Call& call);
 

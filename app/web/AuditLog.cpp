@@ -9,6 +9,7 @@
 #include <cstring>
 #include <ctime>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "camera/Descriptor.h"
 
@@ -24,9 +25,23 @@ std::string now()
     return text;
 }
 
+// Everything beyond printable ASCII is escaped.
+std::string written(const nlohmann::ordered_json& json)
+{
+    return json.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
+}
+
+// An escaped byte may take six.
 std::string shortened(const std::string& text)
 {
-    return text.size() <= AuditLog::kMostOfText ? text : text.substr(0, AuditLog::kMostOfText) + "...";
+    constexpr std::size_t kMost = AuditLog::kMostOfText + 2;  // with its quotes
+    constexpr std::size_t kLongestEscape = 6;
+    std::string cut = text.substr(0, AuditLog::kMostOfText);
+    for (std::size_t size = written(cut).size(); size > kMost; size = written(cut).size())
+    {
+        cut.resize(cut.size() - (size - kMost + kLongestEscape - 1) / kLongestEscape);
+    }
+    return cut.size() == text.size() ? text : cut + "...";
 }
 
 }  // namespace
@@ -40,6 +55,25 @@ AuditLog::AuditLog(std::string path, std::function<void(const std::string&)> rep
 
 void AuditLog::add(const Entry& entry)
 {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    addLine(entry, std::nullopt);
+}
+
+void AuditLog::addRefused(const Entry& entry, Time now)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (lastRefused_ && now - *lastRefused_ < std::chrono::minutes(1))
+    {
+        ++refused_;
+        return;
+    }
+    lastRefused_ = now;
+    addLine(entry, std::exchange(refused_, 0));
+}
+
+// Under mutex_.
+void AuditLog::addLine(const Entry& entry, std::optional<std::size_t> refused)
+{
     nlohmann::ordered_json document = {
         {"time", now()}, {"who", shortened(entry.who)}, {"from", entry.from}, {"what", shortened(entry.what)}};
     if (!entry.body.empty())
@@ -47,15 +81,18 @@ void AuditLog::add(const Entry& entry)
         document["body"] = shortened(entry.body);
     }
     document["status"] = entry.status;
-    // Everything beyond printable ASCII is escaped.
-    const std::string line = document.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace) + "\n";
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const bool written = write(line);
-    if (!written && !failed_)
+    if (refused)
     {
-        report_("changes cannot be noted in " + path_ + ": " + std::strerror(errno));
+        document["refused"] = *refused;
     }
-    failed_ = !written;
+    const bool isWritten = write(written(document) + "\n");
+    if (!isWritten && !failed_)
+    {
+        const std::string reason = std::strerror(errno);
+        // Its path in the camera's private tree says nothing to whoever reads this outside.
+        report_("changes cannot be noted in " + path_.substr(path_.rfind('/') + 1) + " in the state folder: " + reason);
+    }
+    failed_ = !isWritten;
 }
 
 bool AuditLog::write(const std::string& line) const

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 
 namespace web {
@@ -11,6 +13,8 @@ namespace web {
 class AuditLog
 {
 public:
+    using Time = std::chrono::steady_clock::time_point;
+
     struct Entry
     {
         std::string who;   // empty where nobody has to say
@@ -21,14 +25,18 @@ public:
     };
 
     static constexpr std::size_t kMostBytes = 1 << 20;
-    static constexpr std::size_t kMostOfText = 500;  // bytes of a member; what is longer is cut
+    static constexpr std::size_t kMostOfText = 500;  // bytes of a member as it is written; what is longer is cut
 
     // report: told when a line cannot be written, once until one can be again.
     AuditLog(std::string path, std::function<void(const std::string&)> report, std::size_t mostBytes = kMostBytes);
 
     void add(const Entry& entry);
+    // What somebody tried who may not. At most one line a minute: "refused" says how many others there were since the
+    // line before, or whoever may read could push all changes out of the files.
+    void addRefused(const Entry& entry, Time now = std::chrono::steady_clock::now());
 
 private:
+    void addLine(const Entry& entry, std::optional<std::size_t> refused);
     bool write(const std::string& line) const;
 
     const std::string path_;
@@ -36,7 +44,10 @@ private:
     const std::size_t mostBytes_;
 
     std::mutex mutex_;
-    bool failed_ = false;  // guarded by mutex_
+    // Guarded by mutex_.
+    bool failed_ = false;
+    std::size_t refused_ = 0;  // without a line
+    std::optional<Time> lastRefused_;
 };
 
 }  // namespace web

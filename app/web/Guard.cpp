@@ -7,8 +7,6 @@
 namespace web {
 namespace {
 
-constexpr const char* kOwnNames[] = {"localhost", "127.0.0.1", "[::1]"};
-
 std::string lower(std::string text)
 {
     std::transform(text.begin(), text.end(), text.begin(), [](char letter) {
@@ -21,8 +19,9 @@ std::string lower(std::string text)
 bool isOwnHost(const std::string& host, int port, const Door& door)
 {
     const int usualPort = door.tls ? 443 : 80;
-    return std::any_of(std::begin(kOwnNames), std::end(kOwnNames), [&](const char* name) {
-        return host == name + (":" + std::to_string(port)) || (port == usualPort && host == name);
+    const std::string names[] = {"localhost", "127.0.0.1", "[::1]", door.address};
+    return std::any_of(std::begin(names), std::end(names), [&](const std::string& name) {
+        return host == name + ":" + std::to_string(port) || (port == usualPort && host == name);
     });
 }
 
@@ -44,7 +43,7 @@ bool changes(const Request& request)
     return request.method != "GET" && request.method != "HEAD" && request.method != "OPTIONS";
 }
 
-// "theme=dark; sensorcam-8080=TOKEN"
+// "theme=dark; __Host-sensorcam-8080=TOKEN"
 std::optional<std::string> cookieOf(const std::string& cookies, const std::string& name)
 {
     const std::string text = "; " + cookies;
@@ -60,6 +59,28 @@ std::optional<std::string> cookieOf(const std::string& cookies, const std::strin
 
 }  // namespace
 
+std::optional<std::string> originOf(const std::string& text)
+{
+    const std::string origin = lower(text);
+    const std::size_t scheme = origin.rfind("http://", 0) == 0 ? 7 : origin.rfind("https://", 0) == 0 ? 8 : 0;
+    const bool isSix = scheme != 0 && origin.compare(scheme, 1, "[") == 0;
+    const std::size_t close = isSix ? origin.find(']', scheme) : std::string::npos;
+    if (scheme == 0 || (isSix && close == std::string::npos))
+    {
+        return std::nullopt;
+    }
+    const std::size_t colon = std::min(origin.find(':', isSix ? close : scheme), origin.size());
+    const std::string host =
+        isSix ? origin.substr(scheme + 1, close - scheme - 1) : origin.substr(scheme, colon - scheme);
+    const std::string port = origin.substr(colon);
+    const char* const letters = isSix ? "0123456789abcdef:." : "abcdefghijklmnopqrstuvwxyz0123456789.-_";
+    const bool isPort = port.empty() || (port.size() > 1 && port.size() <= 6 &&
+                                         port.find_first_not_of("0123456789", 1) == std::string::npos);
+    const bool isHost =
+        !host.empty() && host.find_first_not_of(letters) == std::string::npos && (!isSix || colon == close + 1);
+    return isHost && isPort ? std::optional(origin) : std::nullopt;
+}
+
 bool isLoopback(const std::string& address)
 {
     return address == "::1" || address.rfind("127.", 0) == 0;
@@ -74,7 +95,7 @@ std::optional<Response> refuse(const Request& request, const Door& door)
     const std::string host = lower(request.header("host"));
     if (door.loopback && !isOwnHost(host, request.port, door))
     {
-        return problem(421, "wrong-host", "this camera answers to localhost and 127.0.0.1 with its port alone");
+        return problem(421, "wrong-host", "this camera answers to localhost and its own address, with its port, alone");
     }
     const std::string origin = request.header("origin");
     const std::string site = request.header("sec-fetch-site");
@@ -89,7 +110,7 @@ std::optional<Response> refuse(const Request& request, const Door& door)
 
 std::string cookieName(const Request& request)
 {
-    return "sensorcam-" + std::to_string(request.port);
+    return "__Host-sensorcam-" + std::to_string(request.port);
 }
 
 Visitor visitorOf(const Request& request, Sessions* sessions)
@@ -139,7 +160,7 @@ std::vector<std::pair<std::string, std::string>> guardHeaders(const Request& req
 {
     const std::string origin = request.header("origin");
     std::vector<std::pair<std::string, std::string>> headers = {{"Vary", "Origin"}};
-    if (door.tls && !request.peer.local)
+    if (door.tls && !door.loopback && !request.peer.local)  // localhost belongs to other programs too
     {
         headers.emplace_back("Strict-Transport-Security", "max-age=31536000");
     }

@@ -16,7 +16,12 @@ struct Door
     bool loopback = true;  // this machine alone
     bool tls = false;
     std::vector<std::string> origins = {};  // of pages that may use the camera beside its own: "http://host:port"
+    std::string address = "127.0.0.1";      // that the port is bound to
 };
+
+// "http://host:8080" of "HTTP://Host:8080", as browsers send it. Nothing when it is no origin of a page: "null" is that
+// of any page which has none.
+std::optional<std::string> originOf(const std::string& text);
 
 // 127.0.0.0/8, ::1.
 bool isLoopback(const std::string& address);
@@ -34,7 +39,7 @@ Visitor visitorOf(const Request& request, Sessions* sessions);
 // Nothing when the visitor may do what needs this role.
 std::optional<Response> refuse(const Request& request, const Visitor& visitor, Role needed);
 
-// Of the session: browsers do not keep those of two ports apart.
+// Of the session: browsers do not keep those of two ports apart, and take this prefix only over TLS and for all paths.
 std::string cookieName(const Request& request);
 
 // What lets a page of an allowed origin read the answer, and what holds a browser to TLS.

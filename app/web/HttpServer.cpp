@@ -11,12 +11,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
+#include <map>
 #include <set>
 #include <stdexcept>
 #include <thread>
 
+#include "app/web/LoginLimits.h"
 #include "app/web/RequestHead.h"
 #include "app/web/Tls.h"
 #include "app/web/Workers.h"
@@ -28,6 +29,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kReaders = 4;
 constexpr int kAside = 2;
+constexpr int kLogins = 3;                              // two may take long, and one refuses others
 constexpr int kAtOnce = 64;                             // clients, before deadlines are looked at again
 constexpr std::size_t kStreamPiece = 64 << 10;          // asked of a stream at once
 constexpr auto kLook = std::chrono::milliseconds(250);  // for deadlines, while anybody is connected
@@ -50,6 +52,84 @@ std::string addressText(const sockaddr_storage& address)
     return text;
 }
 
+Response tooLarge(std::size_t most)
+{
+    return problem(413, "too-large", "a body may have " + std::to_string(most) + " bytes");
+}
+
+// Of the lines as they are usually written, and the end. MHD ends a head at a line without a name, a value at a zero
+// byte and a line at a bare line feed, where others go on: that shows only in the size of the whole.
+std::size_t headSize(const std::vector<HeaderLine>& lines)
+{
+    std::size_t size = std::strlen("\r\n");
+    for (const HeaderLine& line : lines)
+    {
+        size += line.name.size() + std::strlen(": ") + line.value.size() + std::strlen("\r\n");
+    }
+    return size;
+}
+
+// What comes from one place. Empty for the Unix socket.
+std::string groupOf(const Peer& peer)
+{
+    return peer.local ? "" : addressGroup(peer.address);
+}
+
+// How many of all, through ports, and of one address there may be.
+struct Share
+{
+    std::size_t all;
+    std::size_t ports;
+    std::size_t perAddress;
+};
+
+// Something that clients take of what there is for all. Guarded by its owner's mutex.
+class Taken
+{
+public:
+    explicit Taken(const Share& most) : most_(most) {}
+
+    bool take(const std::string& group, std::size_t count)
+    {
+        const bool isPort = !group.empty();
+        const auto known = groups_.find(group);
+        const std::size_t ofGroup = known == groups_.end() ? 0 : known->second;
+        if (all_ + count > most_.all ||
+            (isPort && (ports_ + count > most_.ports || ofGroup + count > most_.perAddress)))
+        {
+            return false;
+        }
+        all_ += count;
+        if (isPort && count > 0)
+        {
+            ports_ += count;
+            groups_[group] += count;
+        }
+        return true;
+    }
+
+    void giveBack(const std::string& group, std::size_t count)
+    {
+        all_ -= count;
+        const auto known = groups_.find(group);
+        if (known != groups_.end())
+        {
+            ports_ -= count;
+            known->second -= count;
+            if (known->second == 0)
+            {
+                groups_.erase(known);
+            }
+        }
+    }
+
+private:
+    const Share most_;
+    std::size_t all_ = 0;
+    std::size_t ports_ = 0;
+    std::map<std::string, std::size_t> groups_;
+};
+
 }  // namespace
 
 class HttpServer::Implementation
@@ -64,6 +144,7 @@ private:
     struct Client
     {
         Peer peer;
+        std::string group;
         int port = 0;
         std::optional<Clock::time_point> deadline;  // for what is expected of it now
     };
@@ -71,15 +152,24 @@ private:
     // A request and its answer.
     struct Exchange
     {
-        ~Exchange() { server->bodies_ -= held; }
+        ~Exchange() { giveBack(); }
+
+        void giveBack()
+        {
+            const std::lock_guard<std::mutex> lock(server->bodiesMutex_);
+            server->bodies_.giveBack(group, std::exchange(held, 0));
+        }
 
         Implementation* server = nullptr;
         MHD_Connection* connection = nullptr;
         Request request;
-        std::size_t head = 0;  // bytes
-        std::size_t held = 0;  // bytes of its body, as they count for all
-        bool tooMany = false;  // bytes are held for others: its own were dropped
+        std::string group;         // of the client
+        std::size_t head = 0;      // bytes
+        std::size_t mostBody = 0;  // bytes
+        std::size_t held = 0;      // bytes of its body, as they count for all
+        bool tooMany = false;      // bytes are held for others: its own were dropped
         bool targetIsWell = false;
+        bool isLast = false;  // others may read more requests in it: the connection ends behind its answer
         bool begun = false;
         bool asked = false;
 
@@ -94,12 +184,13 @@ private:
         Implementation* server = nullptr;
         MHD_Connection* connection = nullptr;
         std::shared_ptr<Source> source;
-        Peer peer;
-        std::string left;  // of a piece that did not fit
+        std::string group;  // of the client
+        std::string left;   // of a piece that did not fit
 
         // Guarded by mutex_.
         bool suspended = false;
-        bool beat = false;  // a sign of life is due
+        bool woken = false;  // since next was called
+        bool beat = false;   // a sign of life is due
         Clock::time_point last = Clock::now();
     };
 
@@ -121,11 +212,11 @@ private:
     MHD_Result ask(const SharedExchange& exchange);
     MHD_Result queue(Exchange& exchange, const Response& response);
     MHD_Response* streamResponse(const Exchange& exchange, const std::shared_ptr<Source>& source);
-    bool mayHaveStream(const Peer& peer) const;
     Workers& workersOf(Handler::Lane lane) const;
     void answer(const SharedExchange& exchange, Response response);
     void acceptAll();
     bool accept(const ListenSocket& socket);
+    void forget(int descriptor);
     void setDeadline(MHD_Connection* connection, std::optional<Clock::time_point> deadline);
     void cutLate();
     void beat();
@@ -136,16 +227,21 @@ private:
     const camera::Descriptor ending_;
     Daemon daemon_{nullptr, MHD_stop_daemon};
     Daemon tlsDaemon_{nullptr, MHD_stop_daemon};  // of the ports, where they speak TLS
-    std::atomic<std::size_t> bodies_{0};          // bytes held
+
+    std::mutex bodiesMutex_;  // locked inside of mutex_
+    Taken bodies_;            // bytes held; guarded by bodiesMutex_
 
     std::mutex mutex_;
     // Guarded by mutex_.
     bool stopping_ = false;
-    std::map<int, Client> clients_;   // by descriptor
+    std::map<int, Client> clients_;  // by descriptor
+    Taken taken_;                    // connections
+    Taken takenStreams_;
     std::set<SharedExchange> asked_;  // suspended until their answer is there
     std::set<Stream*> streams_;
 
     std::unique_ptr<Workers> aside_;
+    std::unique_ptr<Workers> logins_;
     std::unique_ptr<Workers> readers_;
     std::unique_ptr<Workers> changer_;
     std::thread accepting_;
@@ -157,7 +253,11 @@ HttpServer::Implementation::Implementation(std::vector<ListenSocket> sockets, Ha
       handler_(handler),
       limits_(limits),
       ending_(eventfd(0, EFD_CLOEXEC)),
+      bodies_({limits.bodies, limits.portBodies, limits.bodiesPerAddress}),
+      taken_({limits.connections, limits.portConnections, limits.perAddress}),
+      takenStreams_({limits.streams, limits.portStreams, limits.streamsPerAddress}),
       aside_(std::make_unique<Workers>(kAside, limits.waiting)),
+      logins_(std::make_unique<Workers>(kLogins, limits.waiting)),
       readers_(std::make_unique<Workers>(kReaders, limits.waiting)),
       changer_(std::make_unique<Workers>(1, limits.waiting))
 {
@@ -231,6 +331,7 @@ HttpServer::Implementation::~Implementation()
     daemon_.reset();
     changer_.reset();
     readers_.reset();
+    logins_.reset();
     aside_.reset();
 }
 
@@ -286,11 +387,8 @@ bool HttpServer::Implementation::accept(const ListenSocket& socket)
     const Peer peer = {socket.isLocal(), socket.isLocal() ? "" : addressText(address)};
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        const auto fromThere = std::count_if(clients_.begin(), clients_.end(), [&peer](const auto& client) {
-            return !client.second.peer.local && client.second.peer.address == peer.address;
-        });
-        if (clients_.size() >= limits_.connections ||
-            (!peer.local && static_cast<std::size_t>(fromThere) >= limits_.perAddress))
+        const std::string group = groupOf(peer);
+        if (!taken_.take(group, 1))
         {
             if (peer.local || tlsDaemon_ == nullptr)  // with TLS it could not be read
             {
@@ -299,7 +397,7 @@ bool HttpServer::Implementation::accept(const ListenSocket& socket)
             close(descriptor);
             return true;
         }
-        clients_[descriptor] = {peer, socket.port(), Clock::now() + limits_.request};
+        clients_[descriptor] = {peer, group, socket.port(), Clock::now() + limits_.request};
     }
     const int unread = static_cast<int>(limits_.unread);
     setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &unread, sizeof unread);
@@ -319,8 +417,7 @@ bool HttpServer::Implementation::accept(const ListenSocket& socket)
                            peer.local ? sizeof(sa_family_t) : length);
     if (added != MHD_YES)  // closed already
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        clients_.erase(descriptor);
+        forget(descriptor);
     }
     return true;
 }
@@ -331,8 +428,18 @@ void HttpServer::Implementation::onConnection(void* self, MHD_Connection* connec
     if (what == MHD_CONNECTION_NOTIFY_CLOSED)  // the descriptor is still open
     {
         auto& server = *static_cast<Implementation*>(self);
-        const std::lock_guard<std::mutex> lock(server.mutex_);
-        server.clients_.erase(MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd);
+        server.forget(MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd);
+    }
+}
+
+void HttpServer::Implementation::forget(int descriptor)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto client = clients_.find(descriptor);
+    if (client != clients_.end())
+    {
+        taken_.giveBack(client->second.group, 1);
+        clients_.erase(client);
     }
 }
 
@@ -426,7 +533,9 @@ MHD_Result HttpServer::Implementation::begin(Exchange& exchange)
         }
         exchange.request.peer = client->second.peer;
         exchange.request.port = client->second.port;
+        exchange.group = client->second.group;
     }
+    const std::size_t requestLine = exchange.request.method.size() + exchange.head + std::strlen("  HTTP/1.1\r\n");
     std::vector<HeaderLine> lines;
     MHD_get_connection_values_n(
         exchange.connection, MHD_HEADER_KIND,
@@ -456,9 +565,21 @@ MHD_Result HttpServer::Implementation::begin(Exchange& exchange)
     {
         refusal = readHead(lines, limits_.body, exchange.request);
     }
+    const std::size_t size =
+        MHD_get_connection_info(exchange.connection, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE)->header_size;
+    exchange.isLast = size != requestLine + headSize(lines);
+    if (!refusal)
+    {
+        exchange.mostBody = std::min(limits_.body, handler_.mostBody(exchange.request));
+        const std::string length = exchange.request.header("content-length");
+        if (!length.empty() && std::stoull(length) > exchange.mostBody)
+        {
+            refusal = tooLarge(exchange.mostBody);
+        }
+    }
     if (refusal)
     {
-        refusal->headers.emplace_back("Connection", "close");
+        exchange.isLast = true;
         return queue(exchange, *refusal);
     }
     return MHD_YES;
@@ -467,18 +588,22 @@ MHD_Result HttpServer::Implementation::begin(Exchange& exchange)
 void HttpServer::Implementation::take(Exchange& exchange, const char* body, std::size_t size)
 {
     std::string& held = exchange.request.body;
-    const std::size_t room = limits_.body + 1 - held.size();  // one too many tells that it was too long
+    const std::size_t room = exchange.mostBody + 1 - held.size();  // one too many tells that it was too long
     const std::size_t count = exchange.tooMany ? 0 : std::min(size, room);
-    if (bodies_ + count > limits_.bodies)  // only this thread adds
+    bool fits = false;
+    {
+        const std::lock_guard<std::mutex> lock(bodiesMutex_);
+        fits = bodies_.take(exchange.group, count);
+    }
+    if (!fits)
     {
         exchange.tooMany = true;
-        bodies_ -= std::exchange(exchange.held, 0);
+        exchange.giveBack();
         std::string().swap(held);
         return;
     }
     held.append(body, count);
     exchange.held += count;
-    bodies_ += count;
 }
 
 // The request is whole: its handler runs on another thread, and the connection sleeps until the answer is there.
@@ -490,9 +615,9 @@ MHD_Result HttpServer::Implementation::ask(const SharedExchange& exchange)
         busy.headers = {{"Retry-After", "1"}, {"Connection", "close"}};
         return queue(*exchange, busy);
     }
-    if (exchange->request.body.size() > limits_.body)
+    if (exchange->request.body.size() > exchange->mostBody)
     {
-        Response refusal = problem(413, "too-large", "a body may have " + std::to_string(limits_.body) + " bytes");
+        Response refusal = tooLarge(exchange->mostBody);
         refusal.headers.emplace_back("Connection", "close");
         return queue(*exchange, refusal);
     }
@@ -535,6 +660,8 @@ Workers& HttpServer::Implementation::workersOf(Handler::Lane lane) const
     {
     case Handler::Lane::aside:
         return *aside_;
+    case Handler::Lane::login:
+        return *logins_;
     case Handler::Lane::read:
         return *readers_;
     case Handler::Lane::change:
@@ -575,6 +702,10 @@ MHD_Result HttpServer::Implementation::queue(Exchange& exchange, const Response&
     {
         MHD_add_response_header(made, name.c_str(), value.c_str());
     }
+    if (exchange.isLast)
+    {
+        MHD_add_response_header(made, MHD_HTTP_HEADER_CONNECTION, "close");
+    }
     if (response.source && exchange.request.method == "HEAD")
     {
         // Otherwise MHD would send the end of a body in chunks.
@@ -587,16 +718,6 @@ MHD_Result HttpServer::Implementation::queue(Exchange& exchange, const Response&
 
 // ---- answers without end -------------------------------------------------------------------------------------
 
-// Under mutex_.
-bool HttpServer::Implementation::mayHaveStream(const Peer& peer) const
-{
-    const auto fromThere = std::count_if(streams_.begin(), streams_.end(), [&peer](const Stream* stream) {
-        return !stream->peer.local && stream->peer.address == peer.address;
-    });
-    return streams_.size() < limits_.streams &&
-           (peer.local || static_cast<std::size_t>(fromThere) < limits_.streamsPerAddress);
-}
-
 MHD_Response* HttpServer::Implementation::streamResponse(const Exchange& exchange,
                                                          const std::shared_ptr<Source>& source)
 {
@@ -604,10 +725,10 @@ MHD_Response* HttpServer::Implementation::streamResponse(const Exchange& exchang
     stream->server = this;
     stream->connection = exchange.connection;
     stream->source = source;
-    stream->peer = exchange.request.peer;
+    stream->group = exchange.group;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        if (!mayHaveStream(stream->peer))
+        if (!takenStreams_.take(stream->group, 1))
         {
             return nullptr;
         }
@@ -615,6 +736,7 @@ MHD_Response* HttpServer::Implementation::streamResponse(const Exchange& exchang
     }
     source->onWake([this, woken = stream.get()] {
         const std::lock_guard<std::mutex> lock(mutex_);
+        woken->woken = true;
         if (std::exchange(woken->suspended, false))
         {
             MHD_resume_connection(woken->connection);
@@ -631,28 +753,35 @@ MHD_Response* HttpServer::Implementation::streamResponse(const Exchange& exchang
     return made;
 }
 
-// The one that wakes takes the same lock, so no news is missed between the look and the sleep.
+// What comes next is asked for without the lock: it may look at the users' file.
 ssize_t HttpServer::Implementation::onStream(void* context, uint64_t, char* buffer, std::size_t room)
 {
     auto& stream = *static_cast<Stream*>(context);
-    const std::lock_guard<std::mutex> lock(stream.server->mutex_);
-    if (stream.server->stopping_)
+    std::unique_lock<std::mutex> lock(stream.server->mutex_);
+    do
     {
-        return MHD_CONTENT_READER_END_OF_STREAM;
-    }
-    if (stream.left.empty())
-    {
-        std::optional<std::string> piece = stream.source->next();
-        if (!piece)
+        if (stream.server->stopping_)
         {
             return MHD_CONTENT_READER_END_OF_STREAM;
         }
-        stream.left = std::move(*piece);
+        if (stream.left.empty())
+        {
+            stream.woken = false;
+            lock.unlock();
+            std::optional<std::string> piece = stream.source->next();
+            lock.lock();
+            if (!piece)
+            {
+                return MHD_CONTENT_READER_END_OF_STREAM;
+            }
+            stream.left = std::move(*piece);
+        }
+        if (stream.left.empty() && std::exchange(stream.beat, false))
+        {
+            stream.left = stream.source->heartbeat();
+        }
     }
-    if (stream.left.empty() && std::exchange(stream.beat, false))
-    {
-        stream.left = stream.source->heartbeat();
-    }
+    while (stream.left.empty() && (stream.woken || stream.server->stopping_));
     if (stream.left.empty())
     {
         stream.suspended = true;
@@ -672,6 +801,7 @@ void HttpServer::Implementation::onStreamEnd(void* context)
     stream->source->onWake(nullptr);  // first: who wakes holds the source's lock and waits for the server's
     const std::lock_guard<std::mutex> lock(stream->server->mutex_);
     stream->server->streams_.erase(stream.get());
+    stream->server->takenStreams_.giveBack(stream->group, 1);
 }
 
 // A client that has gone is noticed only when something is sent to it.

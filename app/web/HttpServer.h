@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,9 +19,13 @@ struct Limits
     std::size_t headers = 100;                   // lines
     std::size_t body = 1 << 20;                  // bytes
     std::size_t bodies = 32 << 20;               // bytes, of all requests that are not answered yet
+    std::size_t portBodies = 24 << 20;           // of those through ports: the rest is the Unix socket's own
+    std::size_t bodiesPerAddress = 8 << 20;      // an IPv6 network is one address, here and below
     std::size_t connections = 512;               // of all
+    std::size_t portConnections = 448;           // through ports
     std::size_t perAddress = 256;                // the Unix socket has only the limit of all
     std::size_t streams = 64;                    // answers without end
+    std::size_t portStreams = 56;                // through ports
     std::size_t streamsPerAddress = 32;          // the Unix socket has only the limit of all
     std::size_t waiting = 256;                   // requests for each lane's threads
     std::size_t unread = 128 << 10;              // bytes that the system keeps for a client that does not read
@@ -38,19 +43,22 @@ public:
     enum class Lane
     {
         aside,  // needs no call of the camera: goes on while all readers wait for one
+        login,  // neither, but takes long
         read,
         change,
     };
 
     virtual ~Handler() = default;
-    // On the thread that waits for sockets: must not wait. Reentrant.
+    // On a thread that waits for sockets: must not wait. Reentrant.
     virtual Lane lane(const Request& request) = 0;
+    // Bytes that the body may have, whose head alone is there yet; the server's own limit holds too. As lane is called.
+    virtual std::size_t mostBody(const Request&) { return std::numeric_limits<std::size_t>::max(); }
     // On a thread of the lane. Reentrant. What it throws is answered with 500.
     virtual Response answer(const Request& request) = 0;
 };
 
-// HTTP/1.1 on some sockets: one thread waits for all clients, so that one that is slow, or never ends, holds nobody up;
-// handlers run on threads of their own. Thread-safe.
+// HTTP/1.1 on some sockets: one thread, or with TLS one for its clients and one for the others, waits for all of them,
+// so that one that is slow, or never ends, holds nobody up; handlers run on threads of their own. Thread-safe.
 class HttpServer
 {
 public:

@@ -80,6 +80,10 @@ void removeOld(const std::string& path, const SocketPath& place)
     {
         fail(path, EADDRINUSE);
     }
+    if (errno != ECONNREFUSED)  // what cannot be asked may be in use
+    {
+        fail(path);
+    }
     unlink(path.c_str());
 }
 
@@ -94,7 +98,9 @@ ListenSocket::ListenSocket(camera::Descriptor socket, std::string path, int port
 
 ListenSocket::~ListenSocket()
 {
-    if (socket_.number() >= 0 && !path_.empty())
+    struct stat now = {};
+    if (socket_.number() >= 0 && !path_.empty() && lstat(path_.c_str(), &now) == 0 && now.st_dev == device_ &&
+        now.st_ino == file_)
     {
         unlink(path_.c_str());
     }
@@ -152,6 +158,13 @@ ListenSocket ListenSocket::atPath(const std::string& path, mode_t mode, std::opt
         fail(path);
     }
     ListenSocket whole(std::move(made), path, 0);
+    struct stat file = {};
+    if (lstat(path.c_str(), &file) != 0)
+    {
+        fail(path);
+    }
+    whole.device_ = file.st_dev;
+    whole.file_ = file.st_ino;
     if ((group && lchown(path.c_str(), static_cast<uid_t>(-1), *group) != 0) || chmod(path.c_str(), mode) != 0 ||
         listen(whole.descriptor(), kBacklog) != 0)
     {

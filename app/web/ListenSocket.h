@@ -34,7 +34,9 @@ private:
     ListenSocket(camera::Descriptor socket, std::string path, int port);
 
     camera::Descriptor socket_;
-    std::string path_;  // to be removed
+    std::string path_;  // to be removed while it is this file
+    dev_t device_ = 0;
+    ino_t file_ = 0;
     int port_ = 0;
 };
 

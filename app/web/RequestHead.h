@@ -19,9 +19,9 @@ struct HeaderLine
 // a control character in it.
 bool readTarget(const std::string& target, Request& request);
 
-// Takes the header lines over. Nothing when they are well; otherwise the answer: a name that is none, two lengths, a length beside a transfer
-// encoding, no host or two, a body longer than mostBody. What a proxy in front could read in two ways is refused,
-// because what it took for one request could be two here.
+// Takes the header lines over. Nothing when they are well; otherwise the answer: a name that is none, two lengths, a
+// length beside a transfer encoding, no host or two, a body longer than mostBody. What a proxy in front could read in
+// two ways is refused, because what it took for one request could be two here.
 std::optional<Response> readHead(const std::vector<HeaderLine>& lines, std::size_t mostBody, Request& request);
 
 // An answer of the server itself, as application/problem+json.

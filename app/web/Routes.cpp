@@ -5,6 +5,7 @@ namespace web {
 const std::vector<Route>& routes()
 {
     constexpr auto kAside = Handler::Lane::aside;
+    constexpr auto kLogin = Handler::Lane::login;
     constexpr auto kRead = Handler::Lane::read;
     constexpr auto kChange = Handler::Lane::change;
     constexpr auto kJson = "application/json";
@@ -38,7 +39,7 @@ const std::vector<Route>& routes()
         {"POST",  "/api/reset", kChange, reset, "Factory values in all schemes", nullptr, "status", kJson, Role::administrator},
         {"GET",   "/api/export", kRead, getExport, "All schemes as one document, as they are in memory", nullptr, "schemesDocument"},
         {"POST",  "/api/import", kChange, import, "Store what fits of such a document, key by key; ?dry-run=true only tells what would happen", "schemesDocument", "imported", kJson, Role::administrator},
-        {"GET",   "/api/pairs", kChange, getPairs, "The scheme in force as pair text, corrected by the device", nullptr, "all"},
+        {"POST",  "/api/pairs", kChange, getPairs, "The scheme in force as pair text, corrected by the device", nullptr, "all"},
         {"GET",   "/api/unsaved", kRead, getUnsaved, "What would be lost if the camera ended now", nullptr, "unsaved"},
         {"GET",   "/api/lens", kRead, getLens, "Positions and what moves", nullptr, "lens"},
         {"PUT",   "/api/lens", kChange, putLens, "Move zoom or focus to a position, or choose the focus mode", "newLens", "lens"},
@@ -51,9 +52,9 @@ const std::vector<Route>& routes()
         {"PUT",   "/api/diagnostics", kChange, putDiagnostics, "Set either; marker false alone switches both off", "newDiagnostics", "diagnostics", kJson, Role::administrator},
         {"GET",   "/api/log", kAside, getLog, "The error log", nullptr, "log"},
         {"GET",   "/api/trace", kAside, getTrace, "Server-sent events of the library's lines as they come; ?filter=TEXT only those that contain it", nullptr, "traceData", "text/event-stream"},
-        {"POST",  "/api/session", kRead, openSession, "Log in: a session by cookie, and its token for Authorization: Bearer", "login", "session", kJson, Role::none},
+        {"POST",  "/api/session", kLogin, openSession, "Log in: a session by cookie, and its token for Authorization: Bearer", "login", "session", kJson, Role::none},
         {"GET",   "/api/session", kAside, getSession, "Who asks, and what it may do", nullptr, "session"},
-        {"DELETE", "/api/session", kRead, closeSession, "Log out", nullptr, "session", kJson, Role::viewer},
+        {"DELETE", "/api/session", kLogin, closeSession, "Log out", nullptr, "session", kJson, Role::viewer},
         {"GET",   "/api/openapi.json", kAside, getOpenApi, "This description", nullptr, "openApi"},
     };
     // clang-format on

@@ -240,7 +240,9 @@ Response import(const Call& call)
 
 Response getPairs(const Call& call)
 {
-    return jsonResponse(app::pairsJson(call.camera.currentScheme(), call.camera.pairText()));
+    const std::string pairs = call.camera.pairText();
+    call.api.changed();  // it corrects the scheme's records
+    return jsonResponse(app::pairsJson(call.camera.currentScheme(), pairs));
 }
 
 Response getUnsaved(const Call& call)

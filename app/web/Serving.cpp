@@ -74,21 +74,8 @@ std::optional<gid_t> groupOf(const std::string& text)
     return static_cast<gid_t>(*number);
 }
 
-std::string ownIdentity(const std::string& file, const std::string& address)
+std::string knownIdentity(const std::string& file)
 {
-    if (!std::filesystem::exists(std::filesystem::symlink_status(file)))
-    {
-        std::vector<std::string> names = {"localhost", "127.0.0.1", "::1"};
-        char host[256] = "";
-        if (gethostname(host, sizeof host - 1) == 0 && host[0] != '\0')
-        {
-            names.emplace_back(host);
-        }
-        names.push_back(address);
-        std::string made = makeIdentity(names);
-        app::replaceFile(file, made, 0600);
-        clearSecret(made);
-    }
     try
     {
         return readIdentity(file, file);
@@ -97,6 +84,31 @@ std::string ownIdentity(const std::string& file, const std::string& address)
     {
         throw std::runtime_error(error.what() + std::string("; without the file a new one is made"));
     }
+}
+
+// Made once, and again when it is over or was made for another address.
+std::string ownIdentity(const std::string& file, const std::string& address)
+{
+    const bool isAny = address == "0.0.0.0" || address == "::";
+    const bool isThere = std::filesystem::exists(std::filesystem::symlink_status(file));
+    std::string identity = isThere ? knownIdentity(file) : "";
+    if (!isThere || isOver(identity) || (!isAny && !isFor(identity, address)))
+    {
+        std::vector<std::string> names = {"localhost", "127.0.0.1", "::1"};
+        char host[256] = "";
+        if (gethostname(host, sizeof host - 1) == 0 && host[0] != '\0')
+        {
+            names.emplace_back(host);
+        }
+        if (!isAny)
+        {
+            names.push_back(address);
+        }
+        clearSecret(identity);
+        identity = makeIdentity(names);
+        app::replaceFile(file, identity, 0600);
+    }
+    return identity;
 }
 
 // In memory that goes with the last of the processes that have it.
@@ -140,12 +152,12 @@ std::string placeOf(const ListenSocket& socket, const app::ServeOptions& options
         return "the socket";
     }
     const std::string port = std::to_string(socket.port());
-    if (isLoopback(options.address))
+    if (options.address == "127.0.0.1" || options.address == "::1")
     {
         return (tls ? "https://localhost:" : "http://localhost:") + port + "/";
     }
     const bool isSix = options.address.find(':') != std::string::npos;
-    return "https://" + (isSix ? "[" + options.address + "]" : options.address) + ":" + port + "/";
+    return (tls ? "https://" : "http://") + (isSix ? "[" + options.address + "]" : options.address) + ":" + port + "/";
 }
 
 }  // namespace
@@ -171,7 +183,12 @@ Opened open(const app::ServeOptions& options, const std::string& stateFolder)
     }
     else if (options.hasTls())
     {
-        opened.identity = kept(readIdentity(options.certificate, options.key));
+        std::string identity = readIdentity(options.certificate, options.key);
+        if (isOver(identity))
+        {
+            app::notice("the certificate in " + options.certificate + " is over: clients refuse it");
+        }
+        opened.identity = kept(std::move(identity));
     }
     if (options.port)
     {
@@ -230,7 +247,7 @@ Service::Service(camera::Camera& camera, const app::ServeOptions& options, Opene
       sessions_(opened.users
                     ? std::make_optional<Sessions>(std::make_unique<Users>(std::move(*opened.users), app::notice))
                     : std::nullopt),
-      api_(camera, {{isLoopback(options.address), opened.identity.number() >= 0, options.origins},
+      api_(camera, {{isLoopback(options.address), opened.identity.number() >= 0, options.origins, options.address},
                     sessions_ ? &*sessions_ : nullptr,
                     &audit_}),
       tracing_(std::make_unique<Tracing>(output, api_.trace()))

@@ -68,7 +68,9 @@ Response openSession(const Call& call)
     Response response = answerTo(call.request, login);
     if (login.outcome == Sessions::Login::Outcome::done || login.outcome == Sessions::Login::Outcome::wrong)
     {
-        call.api.note(call.request, name, "", response.status);  // others could fill the log
+        // Others could fill the log. A name that no user has may be a password in the wrong place.
+        const std::string& known = login.visitor.name;
+        call.api.note(call.request, known.empty() ? "?" : known, "", response.status);
     }
     return response;
 }

@@ -7,6 +7,24 @@
 namespace web {
 namespace {
 
+// A place among those who hash passwords, given back in any case.
+class Hashing
+{
+public:
+    Hashing(std::mutex& mutex, int& count) : mutex_(mutex), count_(count) {}
+    ~Hashing()
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        --count_;
+    }
+    Hashing(const Hashing&) = delete;
+    Hashing& operator=(const Hashing&) = delete;
+
+private:
+    std::mutex& mutex_;
+    int& count_;
+};
+
 // A stream that somebody may only read as long as the session lasts.
 class SessionSource : public Source
 {
@@ -63,14 +81,14 @@ Sessions::Login Sessions::login(const std::string& name, const std::string& pass
         }
         ++hashing_;
     }
-    const std::optional<User> user = users_->find(name);
+    const Hashing place(mutex_, hashing_);
+    const std::optional<User> user = users_->find(name, means_.now());
     const bool right = means_.check(user ? user->hash : nobodysHash_, password) && user;
 
     const std::lock_guard<std::mutex> lock(mutex_);
-    --hashing_;
     if (!right)
     {
-        return {Outcome::wrong};
+        return {Outcome::wrong, {user ? user->name : "", Role::none}};
     }
     limits_.giveBack(address, counted);
     return {Outcome::done, open(*user, means_.now())};
@@ -118,7 +136,7 @@ Visitor Sessions::visitor(const std::string& token)
     }
     Session& session = found->second;
     const Time now = means_.now();
-    const std::optional<User> user = users_->find(session.name);
+    const std::optional<User> user = users_->find(session.name, now);
     if (isOver(session, now) || !user || user->hash != session.hash)
     {
         sessions_.erase(found);

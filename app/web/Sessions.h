@@ -44,7 +44,7 @@ public:
             busy,     // as many passwords are being hashed as may
         };
         Outcome outcome;
-        Visitor visitor = {};
+        Visitor visitor = {};  // of a wrong one: with the name, if a user has it
         std::chrono::seconds wait{1};
     };
 

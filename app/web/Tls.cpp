@@ -113,6 +113,14 @@ std::string readPem(const std::string& path, bool secret)
     return text;
 }
 
+Certificate firstCertificate(const std::string& identity)
+{
+    Certificate certificate = newCertificate();
+    const gnutls_datum_t text = datum(identity);
+    need(gnutls_x509_crt_import(certificate.get(), &text, GNUTLS_X509_FMT_PEM), "there is no certificate");
+    return certificate;
+}
+
 void setNames(gnutls_x509_crt_t certificate, const std::vector<std::string>& names)
 {
     for (const std::string& name : names)
@@ -180,11 +188,25 @@ std::string makeIdentity(const std::vector<std::string>& names)
     return identity + taken(keyText);
 }
 
+bool isOver(const std::string& identity, std::time_t now)
+{
+    const Certificate certificate = firstCertificate(identity);
+    return now < gnutls_x509_crt_get_activation_time(certificate.get()) ||
+           now >= gnutls_x509_crt_get_expiration_time(certificate.get());
+}
+
+bool isFor(const std::string& identity, const std::string& address)
+{
+    std::array<unsigned char, sizeof(in6_addr)> bytes = {};
+    const bool isFour = inet_pton(AF_INET, address.c_str(), bytes.data()) == 1;
+    const bool isSix = !isFour && inet_pton(AF_INET6, address.c_str(), bytes.data()) == 1;
+    return (isFour || isSix) && gnutls_x509_crt_check_ip(firstCertificate(identity).get(), bytes.data(),
+                                                         isFour ? sizeof(in_addr) : sizeof(in6_addr), 0) != 0;
+}
+
 std::string fingerprintOf(const std::string& identity)
 {
-    const Certificate certificate = newCertificate();
-    const gnutls_datum_t text = datum(identity);
-    need(gnutls_x509_crt_import(certificate.get(), &text, GNUTLS_X509_FMT_PEM), "there is no certificate");
+    const Certificate certificate = firstCertificate(identity);
     std::array<unsigned char, 32> digest;
     std::size_t size = digest.size();
     need(gnutls_x509_crt_get_fingerprint(certificate.get(), GNUTLS_DIG_SHA256, digest.data(), &size),

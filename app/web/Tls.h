@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,10 @@ std::string readIdentity(const std::string& certificateFile, const std::string& 
 
 // A new key, and a certificate that it signs itself, for these names and addresses.
 std::string makeIdentity(const std::vector<std::string>& names);
+
+// Of the first certificate: whether its time is over, or has not come; whether it names this numeric address.
+bool isOver(const std::string& identity, std::time_t now = std::time(nullptr));
+bool isFor(const std::string& identity, const std::string& address);
 
 // SHA-256 of the first certificate: "AB:CD:…".
 std::string fingerprintOf(const std::string& identity);

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "app/web/Passwords.h"
 
@@ -88,7 +89,9 @@ bool isUserName(const std::string& name)
     const auto isLetter = [](char letter) {
         return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') || (letter >= '0' && letter <= '9');
     };
-    return !name.empty() && name.size() <= kLongestName && isLetter(name.front()) &&
+    // What events say of whoever has no name.
+    const bool isPlace = name == "socket" || name.find_first_not_of("0123456789.") == std::string::npos;
+    return !name.empty() && name.size() <= kLongestName && isLetter(name.front()) && !isPlace &&
            std::all_of(name.begin(), name.end(), [&](char letter) {
                return isLetter(letter) || letter == '.' || letter == '_' || letter == '-';
            });
@@ -203,10 +206,14 @@ Users::Users(UsersFile file, std::function<void(const std::string&)> report)
 {
 }
 
-std::optional<User> Users::find(const std::string& name)
+std::optional<User> Users::find(const std::string& name, Time now)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    refresh();
+    if (!looked_ || now - *looked_ >= kLook)
+    {
+        looked_ = now;
+        refresh();
+    }
     const auto found =
         std::find_if(users_.begin(), users_.end(), [&name](const User& user) { return user.name == name; });
     return found == users_.end() ? std::nullopt : std::optional<User>(*found);
@@ -215,7 +222,7 @@ std::optional<User> Users::find(const std::string& name)
 void Users::refresh()
 {
     const std::optional<struct stat> now = file_.facts();
-    if (isSame(seen_, now))
+    if (!isUnread_ && isSame(seen_, now))
     {
         return;
     }
@@ -223,11 +230,17 @@ void Users::refresh()
     try
     {
         users_ = file_.read();
+        isUnread_ = false;
+        told_.clear();
     }
     catch (const std::runtime_error& error)
     {
         users_.clear();
-        report_(error.what() + std::string("; nobody is let in until it is well again"));
+        isUnread_ = true;  // it may be well again without having changed
+        if (std::exchange(told_, error.what()) != error.what())
+        {
+            report_(error.what() + std::string("; nobody is let in until it is well again"));
+        }
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <chrono>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -21,7 +22,8 @@ struct User
     std::string hash;
 };
 
-// 1 to 32 letters, digits, '.', '_' and '-', of which the first is no sign.
+// 1 to 32 letters, digits, '.', '_' and '-', of which the first is no sign; not "socket", and not
+// digits and dots alone, which events say of whoever has no name.
 bool isUserName(const std::string& name);
 
 // Throws std::runtime_error that names the line.
@@ -50,14 +52,18 @@ private:
     std::string name_;
 };
 
-// The users as the file has them now. One that becomes unusable lets nobody in. Thread-safe.
+// The users as the file has them, looked at once a second at most. One that becomes unusable lets nobody in.
+// Thread-safe.
 class Users
 {
 public:
+    using Time = std::chrono::steady_clock::time_point;
+    static constexpr std::chrono::seconds kLook{1};
+
     // Throws as UsersFile::read. report: told, once, why the file cannot be used any more.
     Users(UsersFile file, std::function<void(const std::string&)> report);
 
-    std::optional<User> find(const std::string& name);
+    std::optional<User> find(const std::string& name, Time now = std::chrono::steady_clock::now());
 
 private:
     void refresh();
@@ -69,6 +75,9 @@ private:
     // Guarded by mutex_.
     std::optional<struct stat> seen_;
     std::vector<User> users_;
+    bool isUnread_ = false;  // it was not well when it was read last
+    std::optional<Time> looked_;
+    std::string told_;  // why, while it is so
 };
 
 }  // namespace web

@@ -543,7 +543,7 @@ TEST_F(ApiTest, WhatIsNotSavedIsListed)
     c().apply({{KEY_BRIGHTNESS, 61}});
     EXPECT_EQ(json("GET", "/api/unsaved").dump(),
               R"({"values":[{"scheme":0,"key":34,"name":"KEY_BRIGHTNESS","value":61,"saved":50}]})");
-    EXPECT_EQ(json("GET", "/api/pairs")["pairs"], c().pairText());
+    EXPECT_EQ(json("POST", "/api/pairs")["pairs"], c().pairText());
 }
 
 TEST_F(ApiTest, EventsTellWhoDidWhatAndComeAgainFromWhereAReaderStopped)

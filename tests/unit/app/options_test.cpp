@@ -195,6 +195,32 @@ TEST(ServeOptions, WhatWouldHaveNoEffectIsRefused)
         "file");
 }
 
+TEST(ServeOptions, AnEmptyTextIsNoValue)
+{
+    for (const char* option : {"--port", "--bind", "--users", "--cert", "--key", "--socket", "--socket-mode",
+                               "--socket-group", "--allow-origin"})
+    {
+        std::vector<std::string> arguments = {"serve", "--socket", "/s", "--cert", "c", "--key", "k", option, ""};
+        EXPECT_EQ(refusalOf(arguments).rfind("sensorcam: ", 0), 0u) << option;
+    }
+    EXPECT_EQ(refusalOf({"serve", "--users", ""}), "sensorcam: --users needs a value");
+    EXPECT_EQ(refusalOf({"serve", "--socket", ""}), "sensorcam: --socket needs a value");
+    EXPECT_EQ(refusalOf({"serve", "--bind", ""}), "sensorcam: --bind needs a value");
+    EXPECT_EQ(refusalOf({"passwd", "", "anna"}), "sensorcam: FILE needs a value");
+}
+
+TEST(ServeOptions, AnAllowedOriginIsOneOfAPage)
+{
+    for (const char* origin : {"null", "*", "dev.example", "http://dev.example/"})
+    {
+        EXPECT_EQ(refusalOf({"serve", "--allow-origin", origin}),
+                  std::string("sensorcam: --allow-origin: ") + origin + " is not http://HOST:PORT");
+    }
+    const auto options = read({"serve", "--allow-origin", "HTTP://Dev.example:5173"});
+    ASSERT_TRUE(options);
+    EXPECT_EQ(options->serve->origins, std::vector<std::string>{"http://dev.example:5173"});
+}
+
 TEST(ServeOptions, TheCopyInsideGetsWhatWasOpenedOutside)
 {
     std::optional<app::Options> outer =

@@ -1,11 +1,15 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include "app/web/Passwords.h"
+#include "app/web/Tls.h"
 #include "app/web/Users.h"
 #include "tests/unit/app/SensorcamRun.h"
 #include "tests/unit/app/web/UsersOnDisk.h"
@@ -102,6 +106,17 @@ TEST_F(PasswdTest, AFileThatServeWouldRefuseIsNotChanged)
     EXPECT_FALSE(fs::exists("/tmp/elsewhere"));
 }
 
+TEST_F(PasswdTest, AFolderThatSomebodyHoldsLockedIsNotWaitedForForEver)
+{
+    const int folder = open(fs::path(kUsersPath).parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(flock(folder, LOCK_EX), 0);
+    const support::Ended ended = passwd({kUsersPath, "anna"}, "password\n");
+    close(folder);
+    EXPECT_EQ(ended.err, "sensorcam: another program holds the folder of /tmp/users locked; try again\n");
+    EXPECT_NE(ended.status, 0);
+    EXPECT_FALSE(fs::exists(kUsersPath));
+}
+
 TEST_F(PasswdTest, ATerminalAsksTwiceAndShowsNothing)
 {
     SensorcamRun run({"passwd", kUsersPath, "anna"}, SensorcamRun::Terminal::pseudo);
@@ -187,6 +202,25 @@ TEST_F(PasswdTest, TheCamerasOwnCertificateIsMadeOnceAndItsFingerprintPrinted)
     ASSERT_EQ(stat(kOwnCertificate, &facts), 0);
     EXPECT_EQ(facts.st_mode & 07777u, 0600u);
     EXPECT_EQ(fingerprint(), first);
+}
+
+TEST_F(PasswdTest, TheCamerasOwnCertificateIsMadeAgainForAnAddressThatItDoesNotName)
+{
+    const auto serveAt = [](const std::string& address) {
+        SensorcamRun run({"serve", "--port", "0", "--self-signed", "--bind", address});
+        run.waitFor("certificate's SHA-256 ");
+        run.waitFor("\n");
+        run.sendSignal(SIGTERM);
+        EXPECT_EQ(run.waitForEnd(), 128 + SIGTERM);
+        EXPECT_EQ(run.out.rfind("serving on https://" + (address == "127.0.0.1" ? "localhost" : address) + ":", 0), 0u)
+            << run.out;
+        return contentOf(kOwnCertificate);
+    };
+    const std::string first = serveAt("127.0.0.1");
+    const std::string second = serveAt("127.0.0.2");
+    EXPECT_FALSE(web::isFor(first, "127.0.0.2"));
+    EXPECT_TRUE(web::isFor(second, "127.0.0.2"));
+    EXPECT_EQ(serveAt("127.0.0.1"), second);
 }
 
 TEST_F(PasswdTest, TheSocketIsForItsGroupWhereThatIsWanted)

@@ -23,11 +23,19 @@ class Connection
 public:
     static Connection toPort(int port)
     {
+        Connection made = unconnected();
+        made.connectTo(port);
+        return made;
+    }
+    // Has its descriptor, and goes nowhere yet.
+    static Connection unconnected() { return Connection(AF_INET); }
+    void connectTo(int port)
+    {
         sockaddr_in address = {};
         address.sin_family = AF_INET;
         address.sin_port = htons(static_cast<uint16_t>(port));
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        return Connection(AF_INET, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        connectTo(reinterpret_cast<const sockaddr*>(&address), sizeof address);
     }
 
     // ownPath: what the client's own end is bound to.
@@ -35,8 +43,14 @@ public:
     {
         const sockaddr_un address = unixAddress(path);
         const sockaddr_un own = unixAddress(ownPath);
-        return Connection(AF_UNIX, reinterpret_cast<const sockaddr*>(&address), sizeof address,
-                          ownPath.empty() ? nullptr : &own);
+        Connection made(AF_UNIX);
+        if (!ownPath.empty())
+        {
+            EXPECT_EQ(bind(made.socket_, reinterpret_cast<const sockaddr*>(&own), sizeof own), 0)
+                << std::strerror(errno);
+        }
+        made.connectTo(reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        return made;
     }
 
     Connection(Connection&& other) noexcept : socket_(std::exchange(other.socket_, -1)), read_(std::move(other.read_))
@@ -111,13 +125,10 @@ public:
     bool isClosed() { return read_.empty() && !more(); }
 
 private:
-    Connection(int family, const sockaddr* address, socklen_t length, const sockaddr_un* own = nullptr)
-        : socket_(socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    explicit Connection(int family) : socket_(socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0)) {}
+
+    void connectTo(const sockaddr* address, socklen_t length)
     {
-        if (own != nullptr)
-        {
-            EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(own), sizeof *own), 0) << std::strerror(errno);
-        }
         EXPECT_EQ(connect(socket_, address, length), 0) << std::strerror(errno);
     }
 

@@ -80,6 +80,49 @@ TEST_F(AuditLogTest, WhatIsLongIsCut)
     EXPECT_EQ(nlohmann::json::parse(contentOf(kPath))["body"], std::string(AuditLog::kMostOfText, 'x') + "...");
 }
 
+TEST_F(AuditLogTest, WhatIsEscapedIsCutByWhatIsWritten)
+{
+    for (const char* letter : {"\x01", "\xff", "\"", "\xf0\x9f\x93\xb7"})
+    {
+        std::string body;
+        while (body.size() < 2000)
+        {
+            body += letter;
+        }
+        log().add({"anna", "192.0.2.1", "PUT /x", body, 200});
+    }
+    std::istringstream lines(contentOf(kPath));
+    int count = 0;
+    for (std::string line; std::getline(lines, line); ++count)
+    {
+        EXPECT_TRUE(nlohmann::json::accept(line)) << line;
+        EXPECT_LT(line.size(), AuditLog::kMostOfText + 150) << line;
+        EXPECT_GT(line.size(), AuditLog::kMostOfText) << line;
+    }
+    EXPECT_EQ(count, 4);
+}
+
+TEST_F(AuditLogTest, WhatIsRefusedHasALineAMinuteThatCountsTheOthers)
+{
+    AuditLog audit = log();
+    const AuditLog::Time begin{std::chrono::hours(1)};
+    for (int i = 0; i < 900; ++i)
+    {
+        audit.addRefused({"vera", "192.0.2.1", "PUT /x", "", 403}, begin + std::chrono::milliseconds(i));
+    }
+    audit.addRefused({"vera", "192.0.2.1", "PUT /y", "", 403}, begin + std::chrono::minutes(1));
+    std::istringstream lines(contentOf(kPath));
+    std::vector<nlohmann::json> found;
+    for (std::string line; std::getline(lines, line);)
+    {
+        found.push_back(nlohmann::json::parse(line));
+    }
+    ASSERT_EQ(found.size(), 2u);
+    EXPECT_EQ(found[0]["refused"], 0);
+    EXPECT_EQ(found[1]["refused"], 899);
+    EXPECT_EQ(found[1]["what"], "PUT /y");
+}
+
 TEST_F(AuditLogTest, AFullFileBecomesTheOneBeforeAndBothAreBounded)
 {
     constexpr std::size_t kMost = 1000;
@@ -101,7 +144,8 @@ TEST_F(AuditLogTest, WhatCannotBeWrittenIsToldOnceUntilItCan)
     fs::create_directory(kPath);
     audit.add({"anna", "", "PUT /1", "", 200});
     audit.add({"anna", "", "PUT /2", "", 200});
-    EXPECT_EQ(told_, std::vector<std::string>{"changes cannot be noted in /tmp/audit.log: Is a directory"});
+    EXPECT_EQ(told_,
+              std::vector<std::string>{"changes cannot be noted in audit.log in the state folder: Is a directory"});
     fs::remove(kPath);
     audit.add({"anna", "", "PUT /3", "", 200});
     EXPECT_NE(contentOf(kPath).find("PUT /3"), std::string::npos);
@@ -120,7 +164,8 @@ TEST_F(AuditLogTest, AFullDiskIsTold)
 {
     AuditLog audit("/dev/full", [this](const std::string& text) { told_.push_back(text); });
     audit.add({"anna", "", "PUT /1", "", 200});
-    EXPECT_EQ(told_, std::vector<std::string>{"changes cannot be noted in /dev/full: No space left on device"});
+    EXPECT_EQ(told_,
+              std::vector<std::string>{"changes cannot be noted in full in the state folder: No space left on device"});
 }
 
 }  // namespace

@@ -40,6 +40,30 @@ TEST(Guard, ThisMachinesNamesWithThePortAreTheHost)
     }
 }
 
+TEST(Guard, TheAddressThatThePortIsBoundToIsTheHostToo)
+{
+    const Door door = {true, false, {}, "127.0.0.2"};
+    EXPECT_EQ(statusOf(fromPort("GET", {{"host", "127.0.0.2:8080"}}), door), 0);
+    EXPECT_EQ(statusOf(fromPort("PUT", {{"host", "127.0.0.2:8080"}, {"origin", "http://127.0.0.2:8080"}}), door), 0);
+    EXPECT_EQ(statusOf(fromPort("GET", {{"host", "127.0.0.3:8080"}}), door), 421);
+}
+
+TEST(Guard, AnOriginIsSchemeHostAndPort)
+{
+    for (const char* origin :
+         {"http://dev.example:5173", "https://dev.example", "http://[::1]:5173", "http://127.0.0.1:1"})
+    {
+        EXPECT_EQ(originOf(origin), origin);
+    }
+    EXPECT_EQ(originOf("HTTP://Dev.Example:5173"), "http://dev.example:5173");
+    for (const char* text : {"", "null", "*", "dev.example", "http://", "http://dev.example/", "http://dev.example:",
+                             "http://dev.example:x", "http://dev.example:123456", "http://:80", "http://a b",
+                             "ftp://dev.example", "http://[::1", "http://[::1]x:1", "http://[]:1", "http://u@h"})
+    {
+        EXPECT_FALSE(originOf(text)) << text;
+    }
+}
+
 TEST(Guard, AnotherNameForThisAddressIsNoHost)
 {
     for (const char* host : {"evil.example:8080", "localhost", "localhost:80", "localhost:8080.evil.example",
@@ -135,6 +159,8 @@ TEST(Guard, TlsIsHeldToByTheBrowserAfterwards)
     const std::vector<std::pair<std::string, std::string>> headers = {
         {"Vary", "Origin"}, {"Strict-Transport-Security", "max-age=31536000"}};
     EXPECT_EQ(guardHeaders(fromPort("GET", {}), kBeyond), headers);
+    const Door loopback = {true, true, {}};
+    EXPECT_EQ(guardHeaders(fromPort("GET", {}), loopback).size(), 1u);
     Request local = fromPort("GET", {});
     local.peer.local = true;
     EXPECT_EQ(guardHeaders(local, kBeyond).size(), 1u);

@@ -83,7 +83,16 @@ public:
         {
             return Lane::aside;
         }
+        if (request.path == "/login" || request.query.count("login") != 0)
+        {
+            return Lane::login;
+        }
         return request.method == "GET" || request.method == "HEAD" ? Lane::read : Lane::change;
+    }
+
+    std::size_t mostBody(const Request& request) override
+    {
+        return request.path == "/short" ? 4 : Handler::mostBody(request);
     }
 
     Response answer(const Request& request) override
@@ -517,13 +526,14 @@ TEST_F(HttpServerTest, AClientWaitsForADescriptorAndTheOthersAreServed)
     Connection served = connect();
     served.say(get("/1"));
     served.answer();
+    Connection waiting = Connection::unconnected();  // the test itself needs no descriptor below
     rlimit before = {};
     getrlimit(RLIMIT_NOFILE, &before);
-    const int lowest = dup(0);  // that is free: the client's own
+    const int lowest = dup(0);  // that is free
     close(lowest);
-    const rlimit one = {static_cast<rlim_t>(lowest) + 1, before.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &one), 0);
-    Connection waiting = connect();
+    const rlimit none = {static_cast<rlim_t>(lowest), before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    waiting.connectTo(port_);
     waiting.say(get("/2"));
     served.say(get("/3"));
     EXPECT_EQ(bodyOf(served.answer()), "GET /3  from 127.0.0.1");
@@ -537,6 +547,140 @@ TEST_F(HttpServerTest, ABodyInChunksIsPutTogether)
     Connection client = connect();
     client.say("PUT /a HTTP/1.1\r\nHost: camera\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n2\r\nde\r\n0\r\n\r\n");
     EXPECT_EQ(bodyOf(client.answer()), "PUT /a abcde from 127.0.0.1");
+}
+
+TEST_F(HttpServerTest, TheBodiesOfOneAddressAndOfAllPortsLeaveRoomForTheUnixSocket)
+{
+    for (const bool isAddress : {true, false})
+    {
+        Limits limits;
+        limits.bodies = 20;
+        (isAddress ? limits.bodiesPerAddress : limits.portBodies) = 10;
+        start(limits);
+        Connection slow = connect();
+        slow.say("PUT /1 HTTP/1.1\r\nHost: camera\r\nContent-Length: 9\r\nExpect: 100-continue\r\n\r\n");
+        slow.until("100 Continue\r\n\r\n");
+        slow.say("12345678");
+        std::string answer;
+        do  // until the server has read what the first client said
+        {
+            Connection other = connect();
+            other.say(put("/2", "12345678"));
+            answer = other.answer();
+        }
+        while (statusOf(answer) == "HTTP/1.1 200 OK");
+        EXPECT_EQ(statusOf(answer), "HTTP/1.1 503 Service Unavailable");
+        Connection local = Connection::toPath(kPath);
+        local.say(put("/3", "12345678"));
+        EXPECT_EQ(bodyOf(local.answer()), "PUT /3 12345678 local");
+        slow.say("9");
+        EXPECT_EQ(bodyOf(slow.answer()), "PUT /1 123456789 from 127.0.0.1");
+        server_.reset();
+    }
+}
+
+TEST_F(HttpServerTest, TheHandlerSaysByTheHeadHowMuchBodyThereMayBe)
+{
+    start();
+    Connection fits = connect();
+    fits.say(put("/short", "1234"));
+    EXPECT_EQ(bodyOf(fits.answer()), "PUT /short 1234 from 127.0.0.1");
+    Connection announced = connect();
+    announced.say("PUT /short HTTP/1.1\r\nHost: camera\r\nContent-Length: 5\r\n\r\n");
+    std::string answer = announced.untilClosed();
+    EXPECT_EQ(statusOf(answer), "HTTP/1.1 413 Content Too Large");
+    EXPECT_NE(answer.find("a body may have 4 bytes"), std::string::npos) << answer;
+    Connection chunked = connect();
+    chunked.say("PUT /short HTTP/1.1\r\nHost: camera\r\nTransfer-Encoding: chunked\r\n\r\n5\r\n12345\r\n0\r\n\r\n");
+    EXPECT_EQ(statusOf(chunked.answer()), "HTTP/1.1 413 Content Too Large");
+    EXPECT_EQ(echo_.calls_, 1);
+}
+
+TEST_F(HttpServerTest, AllPortsTogetherLeaveConnectionsForTheUnixSocket)
+{
+    Limits limits;
+    limits.connections = 2;
+    limits.portConnections = 1;
+    start(limits);
+    Connection first = connect();
+    first.say(get("/1"));
+    first.answer();
+    EXPECT_EQ(statusOf(connect().untilClosed()), "HTTP/1.1 503 Service Unavailable");
+    Connection local = Connection::toPath(kPath);
+    local.say(get("/2"));
+    EXPECT_EQ(statusOf(local.answer()), "HTTP/1.1 200 OK");
+}
+
+TEST_F(HttpServerTest, AllPortsTogetherLeaveStreamsForTheUnixSocket)
+{
+    Limits limits;
+    limits.streams = 2;
+    limits.portStreams = 1;
+    start(limits);
+    Connection first = connect();
+    first.say(get("/endless"));
+    first.until("\r\n\r\n");
+    Connection second = connect();
+    second.say(get("/endless"));
+    EXPECT_EQ(statusOf(second.answer()), "HTTP/1.1 503 Service Unavailable");
+    Connection local = Connection::toPath(kPath);
+    local.say(get("/endless"));
+    EXPECT_EQ(statusOf(local.until("\r\n\r\n")), "HTTP/1.1 200 OK");
+}
+
+TEST_F(HttpServerTest, BehindAHeadThatOthersReadOnTheConnectionEnds)
+{
+    start();
+    const std::string smuggled = "POST /b HTTP/1.1\r\nHost: camera\r\n\r\n";
+    const std::string zero(1, '\0');
+    for (const std::string& head :
+         {"GET /a HTTP/1.1\r\nHost: camera\r\n: x\r\n" + smuggled,
+          "GET /a HTTP/1.1\r\nHost: camera\r\n:\r\n" + smuggled,
+          "GET /a" + zero + "/b HTTP/1.1\r\nHost: camera\r\n\r\n" + smuggled,
+          "GET /a HTTP/1.1\r\nHost: camera\r\nX: y\nZ: z\r\n\r\n" + smuggled,
+          "GET /a HTTP/1.1\nHost: camera\n\n" + smuggled, "GET /a HTTP/1.1\r\nHost:camera\r\n\r\n" + smuggled})
+    {
+        Connection client = connect();
+        client.say(head);
+        const std::string answer = client.untilClosed();
+        EXPECT_EQ(bodyOf(answer), "GET /a  from 127.0.0.1") << head;
+        EXPECT_EQ(answer.find("HTTP/1.1", 1), std::string::npos) << answer;
+    }
+    EXPECT_EQ(echo_.calls_, 6);
+    Connection usual = connect();  // the size is that of each request
+    std::string lines = "X: \r\n";
+    for (int i = 0; i < 90; ++i)
+    {
+        lines += "X-Line-" + std::to_string(i) + ": " + std::string(100, 'x') + "\r\n";
+    }
+    usual.say("GET /a?b=c HTTP/1.1\r\nHost: camera\r\n" + lines + "\r\n" + put("/d", "body") + get("/e"));
+    EXPECT_EQ(bodyOf(usual.answer()), "GET /a  from 127.0.0.1");
+    EXPECT_EQ(bodyOf(usual.answer()), "PUT /d body from 127.0.0.1");
+    EXPECT_EQ(bodyOf(usual.answer()), "GET /e  from 127.0.0.1");
+}
+
+TEST_F(HttpServerTest, LoginsGoOnWhileAllReadersWaitAndOthersWhileAllLoginsDo)
+{
+    start();
+    std::vector<Connection> waiting;
+    for (int i = 0; i < 4; ++i)
+    {
+        waiting.push_back(connect());
+        waiting.back().say(get("/wait"));
+    }
+    echo_.waitUntilInside(4);
+    Connection login = connect();
+    login.say(put("/login", ""));
+    EXPECT_EQ(bodyOf(login.answer()), "PUT /login  from 127.0.0.1");
+    for (int i = 0; i < 3; ++i)
+    {
+        waiting.push_back(connect());
+        waiting.back().say(get("/wait?login"));
+    }
+    echo_.waitUntilInside(7);
+    Connection aside = connect();
+    aside.say(get("/aside"));
+    EXPECT_EQ(bodyOf(aside.answer()), "GET /aside  from 127.0.0.1");
 }
 
 TEST_F(HttpServerTest, HeadersThatAreTooLongAreRefused)
@@ -879,13 +1023,14 @@ TEST_F(HttpServerTest, TheEndWaitsForNoClient)
 TEST_F(HttpServerTest, TheEndDoesNotWaitForADescriptor)
 {
     start();
+    Connection waiting = Connection::unconnected();  // the test itself needs no descriptor below
     rlimit before = {};
     getrlimit(RLIMIT_NOFILE, &before);
     const int lowest = dup(0);
     close(lowest);
-    const rlimit one = {static_cast<rlim_t>(lowest) + 1, before.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &one), 0);
-    Connection waiting = connect();
+    const rlimit none = {static_cast<rlim_t>(lowest), before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    waiting.connectTo(port_);
     server_.reset();
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
     EXPECT_TRUE(waiting.isClosed());

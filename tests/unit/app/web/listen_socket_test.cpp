@@ -82,6 +82,28 @@ TEST_F(ListenSocketTest, AnotherFileInItsPlaceIsRefusedAndStays)
     EXPECT_EQ(std::filesystem::file_size(kPath), 4u);
 }
 
+TEST_F(ListenSocketTest, ASocketThatCannotBeAskedIsRefusedAndStays)
+{
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::string(kPath).copy(address.sun_path, sizeof address.sun_path);
+    const int other = socket(AF_UNIX, SOCK_DGRAM, 0);
+    ASSERT_EQ(bind(other, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(failureAt(kPath), std::string(kPath) + ": Protocol wrong type for socket");
+    EXPECT_TRUE(std::filesystem::exists(kPath));
+    close(other);
+}
+
+TEST_F(ListenSocketTest, WhatTookItsPlaceStaysAtTheEnd)
+{
+    {
+        const ListenSocket socket = ListenSocket::atPath(kPath, 0600);
+        const ListenSocket other = ListenSocket::atPath("/tmp/other.sock", 0600);
+        std::filesystem::rename("/tmp/other.sock", kPath);
+    }
+    EXPECT_TRUE(std::filesystem::exists(kPath));
+}
+
 TEST_F(ListenSocketTest, ALinkInItsPlaceIsNotFollowed)
 {
     std::filesystem::create_symlink("/tmp/elsewhere.sock", kPath);

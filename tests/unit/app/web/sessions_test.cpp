@@ -142,6 +142,17 @@ TEST_F(SessionsTest, NoMoreThanTwoPasswordsAreHashedAtOnce)
     EXPECT_EQ(sessions_->login("vera", "password", "192.0.2.3").outcome, Outcome::done);
 }
 
+TEST_F(SessionsTest, ALoginThatFailsToHashGivesItsPlaceBack)
+{
+    Sessions failing(std::make_unique<Users>(UsersFile::at(web_tests::kUsersPath), [](const std::string&) {}),
+                     {[](const std::string&, const std::string&) -> bool { throw std::runtime_error("no memory"); },
+                      [this] { return now_; }});
+    for (int i = 0; i < Sessions::kHashings + 1; ++i)
+    {
+        EXPECT_THROW(failing.login("anna", "password", "192.0.2.1"), std::runtime_error) << i;
+    }
+}
+
 TEST_F(SessionsTest, ASessionThatIsNotUsedEnds)
 {
     const std::string token = logIn();
@@ -198,17 +209,20 @@ TEST_F(SessionsTest, ANewPasswordARemovalAndABrokenFileEndSessions)
     const std::string vera = logIn("vera");
     writeUsers(
         usersText({{"anna", Role::administrator, hashPassword("another1")}, {"vera", Role::viewer, someHash()}}));
+    now_ += Users::kLook;
     EXPECT_EQ(roleOf(anna), Role::none);
     EXPECT_EQ(roleOf(otto), Role::none);
     EXPECT_EQ(roleOf(vera), Role::viewer);
     writeUsers("broken");
+    now_ += Users::kLook;
     EXPECT_EQ(roleOf(vera), Role::none);
 }
 
-TEST_F(SessionsTest, ANewRoleHoldsAtOnce)
+TEST_F(SessionsTest, ANewRoleHoldsFromTheNextLookOn)
 {
     const std::string anna = logIn();
     writeUsers(usersText({{"anna", Role::viewer, someHash()}}));
+    now_ += Users::kLook;
     EXPECT_EQ(roleOf(anna), Role::viewer);
 }
 
@@ -251,10 +265,11 @@ TEST_F(SessionsTest, AVisitorIsKnownByTheHeaderOrByTheCookieOfThePort)
     EXPECT_EQ(role("authorization", "bearer " + token), Role::administrator);
     EXPECT_EQ(role("authorization", "Basic " + token), Role::none);
     EXPECT_EQ(role("authorization", token), Role::none);
-    EXPECT_EQ(role("cookie", "sensorcam-8080=" + token), Role::administrator);
-    EXPECT_EQ(role("cookie", "a=b; sensorcam-8080=" + token + "; c=d"), Role::administrator);
-    EXPECT_EQ(role("cookie", "sensorcam-8081=" + token), Role::none);
-    EXPECT_EQ(role("cookie", "xsensorcam-8080=" + token), Role::none);
+    EXPECT_EQ(role("cookie", "__Host-sensorcam-8080=" + token), Role::administrator);
+    EXPECT_EQ(role("cookie", "a=b; __Host-sensorcam-8080=" + token + "; c=d"), Role::administrator);
+    EXPECT_EQ(role("cookie", "__Host-sensorcam-8081=" + token), Role::none);
+    EXPECT_EQ(role("cookie", "sensorcam-8080=" + token), Role::none);
+    EXPECT_EQ(role("cookie", "x__Host-sensorcam-8080=" + token), Role::none);
     EXPECT_EQ(role("x", "y"), Role::none);
     request.peer.local = true;
     EXPECT_EQ(role("x", "y"), Role::administrator);

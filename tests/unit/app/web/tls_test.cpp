@@ -142,6 +142,19 @@ TEST_F(TlsTest, AFingerprintIsThirtyTwoBytesAndOfTheCertificateAlone)
     EXPECT_NE(fingerprintOf(makeIdentity({"localhost"})), fingerprint);
 }
 
+TEST_F(TlsTest, ACertificateTellsItsTimeAndItsAddresses)
+{
+    constexpr std::time_t kDay = 24 * 60 * 60;
+    const std::time_t now = std::time(nullptr);
+    EXPECT_FALSE(isOver(someIdentity()));
+    EXPECT_TRUE(isOver(someIdentity(), now + 3651 * kDay));
+    EXPECT_TRUE(isOver(someIdentity(), now - 2 * kDay));
+    EXPECT_TRUE(isFor(someIdentity(), "127.0.0.1"));
+    EXPECT_FALSE(isFor(someIdentity(), "127.0.0.2"));
+    EXPECT_FALSE(isFor(someIdentity(), "::1"));
+    EXPECT_TRUE(isFor(makeIdentity({"::1"}), "::1"));
+}
+
 // ---- a server with TLS ------------------------------------------------------------------------------------------
 
 class Greeting : public Handler

@@ -1,6 +1,7 @@
 #include "app/web/Users.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -138,11 +139,14 @@ TEST_F(UsersTest, AChangeOfTheFileCountsFromTheNextLookOn)
 {
     writeUsers(web_tests::threeUsers(someHash()));
     Users users(UsersFile::at(kUsersPath), [](const std::string& text) { ADD_FAILURE() << text; });
-    EXPECT_EQ(users.find("anna")->role, Role::administrator);
-    EXPECT_FALSE(users.find("nobody"));
+    const Users::Time first{std::chrono::hours(1)};
+    const Users::Time next = first + Users::kLook;
+    EXPECT_EQ(users.find("anna", first)->role, Role::administrator);
+    EXPECT_FALSE(users.find("nobody", first));
     writeUsers(usersText({{"anna", Role::viewer, someHash()}}));
-    EXPECT_EQ(users.find("anna")->role, Role::viewer);
-    EXPECT_FALSE(users.find("vera"));
+    EXPECT_EQ(users.find("anna", next - std::chrono::milliseconds(1))->role, Role::administrator);
+    EXPECT_EQ(users.find("anna", next)->role, Role::viewer);
+    EXPECT_FALSE(users.find("vera", next));
 }
 
 TEST_F(UsersTest, AFileThatBecomesUnusableLetsNobodyInAndIsToldOnce)
@@ -150,16 +154,50 @@ TEST_F(UsersTest, AFileThatBecomesUnusableLetsNobodyInAndIsToldOnce)
     writeUsers(web_tests::threeUsers(someHash()));
     std::vector<std::string> told;
     Users users(UsersFile::at(kUsersPath), [&told](const std::string& text) { told.push_back(text); });
+    Users::Time now{std::chrono::hours(1)};
+    const auto find = [&users, &now](const std::string& name) { return users.find(name, now += Users::kLook); };
     fs::remove(kUsersPath);
-    EXPECT_FALSE(users.find("anna"));
-    EXPECT_FALSE(users.find("anna"));
+    EXPECT_FALSE(find("anna"));
+    EXPECT_FALSE(find("anna"));
     EXPECT_EQ(told, std::vector<std::string>{"the users' file users: No such file or directory; nobody is let in until "
                                              "it is well again"});
     writeUsers(web_tests::threeUsers(someHash()));
-    EXPECT_TRUE(users.find("anna"));
+    EXPECT_TRUE(find("anna"));
     ASSERT_EQ(chmod(kUsersPath, 0644), 0);
-    EXPECT_FALSE(users.find("anna"));
+    EXPECT_FALSE(find("anna"));
     EXPECT_EQ(told.size(), 2u);
+}
+
+TEST_F(UsersTest, AFileThatCouldNotBeReadForAMomentCountsAgainWithoutAChange)
+{
+    writeUsers(web_tests::threeUsers(someHash()));
+    std::vector<std::string> told;
+    Users users(UsersFile::at(kUsersPath), [&told](const std::string& text) { told.push_back(text); });
+    Users::Time now{std::chrono::hours(1)};
+    const auto find = [&users, &now](const std::string& name) { return users.find(name, now += Users::kLook); };
+    writeUsers(web_tests::threeUsers(someHash()));
+    rlimit before = {};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none = {0, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_FALSE(find("anna"));
+    EXPECT_FALSE(find("anna"));
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_TRUE(find("anna"));
+    EXPECT_EQ(told, std::vector<std::string>{"the users' file users: Too many open files; nobody is let in until it is "
+                                             "well again"});
+}
+
+TEST_F(UsersTest, WhatEventsSayOfWhoeverHasNoNameIsNoName)
+{
+    for (const char* name : {"socket", "192.0.2.1", "10.0.0.1", "1.2.3", "4"})
+    {
+        EXPECT_FALSE(isUserName(name)) << name;
+    }
+    for (const char* name : {"sockets", "4th", "192.0.2.x"})
+    {
+        EXPECT_TRUE(isUserName(name)) << name;
+    }
 }
 
 }  // namespace
