@@ -164,6 +164,14 @@ ApplyResult Camera::apply(const std::vector<Value>& values, const std::string& t
     const Change change(*this);
     ApplyResult result = applyNow(change, values, true, text);
     leaveTrials(result.keys);
+    const auto stays = std::find_if(result.keys.begin(), result.keys.end(),
+                                    [](const KeyResult& key) { return key.outcome == Outcome::refused; });
+    if (result.ok() && stays != result.keys.end())
+    {
+        result.refused = static_cast<std::size_t>(stays - result.keys.begin());
+        result.refusedKey = stays->key;
+        result.refusals.push_back({stays->key, 0, stays->asked, stays->status});
+    }
     return result;
 }
 
@@ -258,6 +266,10 @@ RestoreResult Camera::restore(int key)
     const Change change(*this);
     const services::OwnRefusals own;
     const int result = controller_.restore(key);
+    if (result == 0)
+    {
+        takeOwed(key);
+    }
     if (const std::optional<Trials::Open> ended = result == 0 ? trials_.takeOut(key) : std::nullopt)
     {
         tellTrial(*ended, TrialState::overtaken);

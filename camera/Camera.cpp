@@ -91,6 +91,7 @@ void Camera::shutDown()
         {
             const Change change(*this);
             endAllTrials(TrialState::cameraEnds);
+            sendOwed();
         }
         controller_.uinit();
     }

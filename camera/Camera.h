@@ -115,7 +115,8 @@ public:
     // another scheme comes into force, before a reload, a factory reset and the camera's end. What a scheme does not
     // keep goes back to what the sensor held. A lens position stays, and what only acts is done: they are no part of the
     // trial. Saving saves what is remembered. A key that is set to stay, or sent again, leaves
-    // the trial: who decides wins over who tries. Between two who try, the first has the key.
+    // the trial: who decides wins over who tries. Between two who try, the first has the key. What the device does not
+    // take back at the end of a trial is sent again each second until it does, or until the key is set.
     static constexpr std::chrono::seconds kTrialLease{15};
 
     // As apply. trial: one that goes on, and its holder has been heard; nothing begins another.
@@ -220,12 +221,16 @@ private:
     void sendFrameRate(const Change& change);
     host::Span leaseEnd() const;
     Trial told(const Trials::Open& open) const;
-    void tellTrial(const Trials::Open& open, TrialState state);
-    bool sendRemembered(const Trials::Tried& tried);
+    void tellTrial(const Trials::Open& open, TrialState state, std::vector<int> notTakenBack = {});
+    std::optional<int> sendRemembered(const Trials::Tried& tried);
+    void owe(const Trials::Tried& tried);
+    bool isOwed(int key) const;
+    std::optional<Trials::Tried> takeOwed(int key);
+    void sendOwed();
     std::vector<int> endTrial(const Trials::Open& open, TrialState state);
     void endAllTrials(TrialState state);
     void endStaleTrials();
-    void leaveTrials(const std::vector<KeyResult>& keys);
+    void leaveTrials(std::vector<KeyResult>& keys);
     std::vector<Trials::Tried> onSensor(const std::vector<Value>& values);
     void tell(Event event);
     void tellScheme(Why why);
@@ -252,7 +257,8 @@ private:
     Trials trials_;  // changed with changing_ held, but for hold
 
     // Guarded by changing_.
-    int frameRateScheme_ = -1;  // the scheme whose frame rate was sent last
+    std::vector<Trials::Tried> owed_;  // of trials that are over: what the device did not take back
+    int frameRateScheme_ = -1;         // the scheme whose frame rate was sent last
     int toldScheme_ = -1;
     bool toldNight_ = false;
 

@@ -33,7 +33,8 @@ struct Event
     bool night = false;
     unsigned trial = 0;
     TrialState trialState = TrialState::begun;
-    unsigned long number = 0;  // counts from 1
+    std::vector<int> notTakenBack = {};  // keys of a trial that is over: they are sent again each second
+    unsigned long number = 0;            // counts from 1
 };
 
 // Whoever acts on this thread as long as this lives: the events of what it does carry the name. Reentrant: one thread.

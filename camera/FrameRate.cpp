@@ -35,9 +35,10 @@ void Camera::sendFrameRate(const Change& change)
     }
 }
 
-// At what the sensor thread did.
+// At what the sensor thread did, whoever's thread this is.
 void Camera::look()
 {
+    const Acting nobody("");
     const Change change(*this);
     if (!up_)
     {
@@ -45,6 +46,7 @@ void Camera::look()
     }
     tellWhatHappened();
     endStaleTrials();
+    sendOwed();
     if (currentScheme() != frameRateScheme_)
     {
         sendFrameRate(change);

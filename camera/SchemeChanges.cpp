@@ -210,6 +210,11 @@ void Camera::bringIn(int scheme, ValuesResult& result)
         }
     }
     leaveTrials(result.keys);
+    if (std::any_of(result.keys.begin(), result.keys.end(),
+                    [](const KeyResult& key) { return key.outcome == Outcome::refused; }))
+    {
+        result.stored = Stored::sensorRefused;
+    }
     tellRemembered(result.keys);
 }
 

@@ -523,6 +523,10 @@ Json toJson(const camera::Event& event)
         json["trial"] = event.trial;
         json["state"] = trialWord(event.trialState);
         json.update(toJson(event.values));
+        if (!event.notTakenBack.empty())
+        {
+            json["notTakenBack"] = event.notTakenBack;
+        }
         break;
     case camera::Event::Kind::saved:
     case camera::Event::Kind::reset:

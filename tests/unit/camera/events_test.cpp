@@ -125,6 +125,34 @@ TEST_F(CameraEvents, ASwitchOfTheSchedulerIsToldWithItsReason)
     EXPECT_EQ(only(events, Kind::scheme).why, camera::Why::noWindow);
 }
 
+// The thread that acts is often the one that looks first.
+TEST_F(CameraEvents, WhatALeaseThatRanOutDidCarriesNobodysName)
+{
+    bringUp();
+    c().setMode(false);
+    c().setScheme(0);
+    turnAt(12, 0);
+    const auto names = [this] {
+        std::vector<std::string> list;
+        for (const Event& event : take())
+        {
+            list.push_back(event.by);
+        }
+        return list;
+    };
+    const camera::Acting acting("ann");
+    const camera::Camera::Turn turn(c());  // the camera's own thread waits
+    listen();
+    c().tryOut({{KEY_BRIGHTNESS, 61}});
+    clock_->advance(std::chrono::seconds(15));
+    take();
+    c().tryOut({{KEY_CONTRAST, 62}});
+    EXPECT_EQ(names(), (std::vector<std::string>{"", "", "ann", "ann"}));
+    clock_->advance(std::chrono::seconds(15));
+    const camera::Camera::Turn another(c());
+    EXPECT_EQ(names(), (std::vector<std::string>{"", ""}));
+}
+
 TEST_F(CameraEvents, ASwitchByHandIsToldOnce)
 {
     bringUp();
