@@ -26,23 +26,9 @@ const app::Json& member(const Call& call, const char* name, const char* type)
     return *found;
 }
 
-// A whole number that an int can hold; JSON has others.
-std::optional<int> intOf(const app::Json& json)
-{
-    if (json.is_number_unsigned() && json.get<std::uint64_t>() <= 0x7fffffff)
-    {
-        return json.get<int>();
-    }
-    if (json.is_number_integer() && !json.is_number_unsigned() && json.get<std::int64_t>() >= -0x7fffffffLL - 1)
-    {
-        return json.get<int>();
-    }
-    return std::nullopt;
-}
-
 int valueOf(const Call& call, int key, const app::Json& json)
 {
-    if (const std::optional<int> number = intOf(json))
+    if (const std::optional<int> number = app::intOf(json))
     {
         return *number;
     }
@@ -192,7 +178,7 @@ bool queryFlag(const Call& call, const char* name, bool otherwise)
 
 int bodyNumber(const Call& call, const char* name)
 {
-    const std::optional<int> number = intOf(member(call, name, "a whole number"));
+    const std::optional<int> number = app::intOf(member(call, name, "a whole number"));
     if (!number)
     {
         wrongMember(name, "a whole number");

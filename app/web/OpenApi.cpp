@@ -268,10 +268,9 @@ Json parametersOf(const Route& route)
     {
         parameters.push_back(parameter(path.substr(begin + 1, path.find('}', begin) - begin - 1), "path"));
     }
-    const std::string summary = route.summary;
-    for (std::size_t begin = summary.find('?'); begin != std::string::npos; begin = summary.find('?', begin + 1))
+    for (const std::string& name : queryNames(route))
     {
-        parameters.push_back(parameter(summary.substr(begin + 1, summary.find('=', begin) - begin - 1), "query"));
+        parameters.push_back(parameter(name, "query"));
     }
     if (changes(route))
     {

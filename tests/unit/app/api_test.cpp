@@ -55,6 +55,18 @@ protected:
         return api_->answer(request);
     }
 
+    // A body as it is, to the values of the scheme in force.
+    Response send(const std::string& body, const std::string& type = "application/json")
+    {
+        Request request;
+        request.method = "PATCH";
+        request.path = "/api/parameters";
+        request.peer.local = true;
+        request.headers["content-type"] = type;
+        request.body = body;
+        return api_->answer(request);
+    }
+
     // The body of an answer that must have this status.
     Json json(const std::string& method, const std::string& path, const Json& body = nullptr, int status = 200)
     {
@@ -175,26 +187,68 @@ TEST_F(ApiTest, BodiesThatAreNoListOfValuesAreRefusedAndChangeNothing)
          {"", "[]", "1", "{", "{}", "{\"brightness\":1.5}", "{\"brightness\":null}", "{\"brightness\":99999999999}",
           "{\"brightness\":1,\"34\":2}", "{\"brightness\":\"much\"}", "{\"brightness\":{}}", "\xff"})
     {
-        Request request;
-        request.method = "PATCH";
-        request.path = "/api/parameters";
-        request.peer.local = true;
-        request.headers["content-type"] = "application/json";
-        request.body = body;
-        EXPECT_EQ(api_->answer(request).status, 400) << body;
+        EXPECT_EQ(send(body).status, 400) << body;
     }
     EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50);
 }
 
+TEST_F(ApiTest, WhatStandsTwiceIsNotGuessed)
+{
+    EXPECT_EQ(send(R"({"brightness":61,"contrast":1,"brightness":62})").status, 400);
+    EXPECT_EQ(send(R"({"brightness":{"a":1,"a":1}})").status, 400);
+    EXPECT_NE(send(R"({"brightness":61,"brightness":61})").body.find(R"(\"brightness\" stands there twice)"),
+              std::string::npos);
+    EXPECT_EQ(send("{\"brightness\":61}" + std::string(1, '\0')).status, 400);
+    EXPECT_EQ(send("{\"brightness\":61}" + std::string(1, '\0') + "x").status, 400);
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50);
+}
+
+TEST_F(ApiTest, AMediaTypeIgnoresCaseAndBlanks)
+{
+    for (const char* type : {"Application/JSON", "application/json ; charset=utf-8", "application/json;charset=utf-8",
+                             "application/Merge-Patch+json"})
+    {
+        EXPECT_EQ(send(R"({"brightness":61})", type).status, 200) << type;
+    }
+    for (const char* type : {"application/jsonp", "", ";application/json", "application/json x"})
+    {
+        EXPECT_EQ(send(R"({"brightness":61})", type).status, 415) << type;
+    }
+}
+
+TEST_F(ApiTest, AWholeNumberIsOneHoweverItIsWritten)
+{
+    for (const char* number : {"60.0", "6e1", "600e-1"})
+    {
+        c().apply({{KEY_BRIGHTNESS, 50}});
+        EXPECT_EQ(send(std::string(R"({"brightness":)") + number + "}").status, 200) << number;
+        EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 60) << number;
+    }
+    for (const char* number : {"60.5", "1e300", "2147483648", "-2147483649", "1e-9", "18446744073709551615"})
+    {
+        EXPECT_EQ(send(std::string(R"({"brightness":)") + number + "}").status, 400) << number;
+    }
+    Json document = json("GET", "/api/export");
+    document["schemes"][0]["values"]["KEY_BRIGHTNESS"] = 61.0;
+    EXPECT_EQ(json("POST", "/api/import", document)["schemes"][0]["stored"], "done");
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 61);
+}
+
+TEST_F(ApiTest, AQueryThatMeansNothingIsRefused)
+{
+    const Json document = json("GET", "/api/export");
+    c().apply({{KEY_BRIGHTNESS, 61}});
+    const Json problem = json("POST", "/api/import?dryrun=true", document, 400);
+    EXPECT_EQ(problem["code"], "bad-request");
+    EXPECT_EQ(problem["detail"], "the query has \"dryrun\", which means nothing here");
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 61);
+    json("GET", "/api/status?keep=false", nullptr, 400);
+    json("PATCH", "/api/parameters?keep=true&dry-run=true", {{"brightness", 62}});
+}
+
 TEST_F(ApiTest, ADeepBodyIsRefused)
 {
-    Request request;
-    request.method = "PATCH";
-    request.path = "/api/parameters";
-    request.peer.local = true;
-    request.headers["content-type"] = "application/json";
-    request.body = "{\"brightness\":" + std::string(500'000, '[') + std::string(500'000, ']') + "}";
-    EXPECT_EQ(api_->answer(request).status, 400);
+    EXPECT_EQ(send("{\"brightness\":" + std::string(500'000, '[') + std::string(500'000, ']') + "}").status, 400);
 }
 
 TEST_F(ApiTest, ABodyThatIsNotSaidToBeJsonIsRefused)
