@@ -239,7 +239,7 @@ KeyResult Camera::expected(KeyResult key, bool remembers) const
     return key;
 }
 
-ApplyResult Camera::wouldApply(const std::vector<Value>& values)
+ApplyResult Camera::wouldApply(const std::vector<Value>& values, bool remember)
 {
     const Gate::Pass pass(gate_);
     const std::size_t most = mostAtOnce();
@@ -247,11 +247,23 @@ ApplyResult Camera::wouldApply(const std::vector<Value>& values)
     {
         return {currentScheme(), keepsValues(), {}, {}, {}, {}, most};
     }
-    ApplyResult result = {currentScheme(), keepsValues(), asked(values), {}, {}, {}, 0};
+    ApplyResult result = {currentScheme(), remember && keepsValues(), asked(values), {}, {}, {}, 0};
     for (std::size_t i = 0; i < result.keys.size() && !result.refused; ++i)
     {
         KeyResult& key = result.keys[i];
+        const std::optional<int> before = key.before;
+        if (!remember)
+        {
+            key.before.reset();  // what is tried is sent even if it is what the scheme holds
+        }
         key = expected(key, result.schemeKeepsValues);
+        key.before = before;
+        const KeyName* const row = findKey(key.key);
+        if (!remember && row != nullptr && row->onlyStored && key.outcome != Outcome::refused)
+        {
+            key.outcome = Outcome::unchanged;
+            key.now = before.value_or(key.asked);
+        }
         if (key.outcome == Outcome::refused)
         {
             result.refused = i;

@@ -104,7 +104,7 @@ public:
     // values as pair text, where the caller has it already.
     ApplyResult apply(const std::vector<Value>& values, const std::string& text = "");
     // What apply would answer, as far as the service's limits tell; nothing is sent or changed.
-    ApplyResult wouldApply(const std::vector<Value>& values);
+    ApplyResult wouldApply(const std::vector<Value>& values) { return wouldApply(values, true); }
     // Sends the scheme's value to the sensor again.
     RestoreResult restore(int key);
 
@@ -121,6 +121,8 @@ public:
 
     // As apply. trial: one that goes on, and its holder has been heard; nothing begins another.
     TrialResult tryOut(const std::vector<Value>& values, std::optional<unsigned> trial = {});
+    // What tryOut would answer, as wouldApply does; no trial begins, and its holder has not been heard.
+    TrialResult wouldTryOut(const std::vector<Value>& values, std::optional<unsigned> trial = {});
     // Its holder is there. Nothing when no trial is open by this id, here and below.
     std::optional<Trial> holdTrial(unsigned id);
     // Applies its values to stay. Those that are refused, and those behind, are as remembered. Stays open only when its
@@ -205,6 +207,8 @@ private:
     bool keepsValues();
     ApplyResult applyNow(const Change& change, const std::vector<Value>& values, bool remember,
                          const std::string& text);
+    ApplyResult wouldApply(const std::vector<Value>& values, bool remember);
+    std::optional<TrialResult> againstTrying(const std::vector<Value>& values, std::optional<unsigned> trial) const;
     std::vector<KeyResult> asked(const std::vector<Value>& values);
     void judge(ApplyResult& result, const std::vector<Value>& sent, bool remember);
     std::optional<std::size_t> refusedIndex(const ApplyResult& result, int key, const Refusal* refusal);

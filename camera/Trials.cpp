@@ -302,24 +302,41 @@ std::vector<Trials::Tried> Camera::onSensor(const std::vector<Value>& values)
     return before;
 }
 
-TrialResult Camera::tryOut(const std::vector<Value>& values, std::optional<unsigned> trial)
+// Why nothing of them can be tried out.
+std::optional<TrialResult> Camera::againstTrying(const std::vector<Value>& values, std::optional<unsigned> trial) const
 {
-    const Change change(*this);
-    endStaleTrials();
     using Kind = TrialResult::Kind;
-    std::optional<Trials::Open> open = trial ? trials_.find(*trial) : Trials::Open{0, Acting::who(), currentScheme()};
-    if (!open)
+    if (trial && !trials_.find(*trial))
     {
-        return {Kind::noTrial, {}, {}, {}};
+        return TrialResult{Kind::noTrial, {}, {}, {}};
     }
     for (const Value& entry : values)
     {
         const std::optional<unsigned> holder = trials_.holderOf(entry.key);
         if (holder && holder != trial)
         {
-            return {Kind::keyTaken, {}, {}, TrialResult::Taken{entry.key, *holder}};
+            return TrialResult{Kind::keyTaken, {}, {}, TrialResult::Taken{entry.key, *holder}};
         }
     }
+    return std::nullopt;
+}
+
+TrialResult Camera::wouldTryOut(const std::vector<Value>& values, std::optional<unsigned> trial)
+{
+    const std::optional<TrialResult> against = againstTrying(values, trial);
+    return against ? *against : TrialResult{TrialResult::Kind::applied, wouldApply(values, false), {}, {}};
+}
+
+TrialResult Camera::tryOut(const std::vector<Value>& values, std::optional<unsigned> trial)
+{
+    const Change change(*this);
+    endStaleTrials();
+    using Kind = TrialResult::Kind;
+    if (std::optional<TrialResult> against = againstTrying(values, trial))
+    {
+        return std::move(*against);
+    }
+    std::optional<Trials::Open> open = trial ? trials_.find(*trial) : Trials::Open{0, Acting::who(), currentScheme()};
     const std::vector<Trials::Tried> before = onSensor(values);
     ApplyResult result = applyNow(change, values, false, "");
     for (const KeyResult& key : result.keys)

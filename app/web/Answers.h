@@ -23,7 +23,9 @@ private:
 };
 
 Response jsonResponse(const app::Json& body);
-Response errorResponse(const app::Error& error);
+// result: what was done before, or planned.
+Response errorResponse(const app::Error& error, const app::Json& result = nullptr);
+app::Error refusedValue(const Call& call, const camera::KeyResult& key);
 int statusOf(app::ErrorCode code);
 // Whose tag tells its content, and not the camera's revision: 304 to whoever has it.
 Response documentResponse(const Call& call, const char* type, const std::string& body);

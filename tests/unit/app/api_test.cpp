@@ -116,6 +116,25 @@ TEST_F(ApiTest, ADryRunChangesNothing)
     EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50);
 }
 
+TEST_F(ApiTest, ADryRunOfATrialAnswersAsTheTrialWould)
+{
+    const Json values = {{"brightness", 61}, {"contrast", 50}};
+    Json told = json("PATCH", "/api/parameters?keep=false&dry-run=true", values);
+    EXPECT_EQ(json("GET", "/api/trials").dump(), R"({"trials":[]})");
+    Json tried = json("PATCH", "/api/parameters?keep=false", values);
+    const std::string id = tried["trial"]["trial"].dump();
+    tried.erase("trial");
+    EXPECT_EQ(told.dump(), tried.dump());
+    EXPECT_EQ(json("PATCH", "/api/parameters?keep=false&dry-run=true", values, 409)["code"], "on-trial");
+    json("PATCH", "/api/parameters?keep=false&dry-run=true&trial=" + id, values);
+    for (const char* none : {"abc", "-1", "0"})
+    {
+        EXPECT_EQ(
+            json("PATCH", std::string("/api/parameters?keep=false&dry-run=true&trial=") + none, values, 404)["detail"],
+            std::string("no trial ") + none + " is open; when one ends, what is remembered is sent again");
+    }
+}
+
 TEST_F(ApiTest, WhatIsNotKeptIsOnTheSensorAlone)
 {
     json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}});
@@ -293,6 +312,36 @@ TEST_F(ApiTest, ValuesOfAnotherSchemeAreStoredAndThoseInForceStay)
     EXPECT_EQ(json("PUT", "/api/schemes/4", {{"brightness", 70}}, 404)["code"], "unknown-scheme");
 }
 
+TEST_F(ApiTest, AValueThatASchemeDoesNotTakeIsRefusedAsOneInForceIs)
+{
+    const Json refused = json("PUT", "/api/schemes/1", {{"brightness", 61}, {"contrast", 300}}, 422);
+    EXPECT_EQ(refused["code"], "refused-value");
+    EXPECT_EQ(refused["key"], KEY_CONTRAST);
+    EXPECT_EQ(refused["value"], 300);
+    EXPECT_EQ(refused["allowed"]["maximum"], 100);
+    EXPECT_EQ(refused["detail"].get<std::string>().substr(0, 22), "KEY_CONTRAST refused: ");
+    EXPECT_EQ(refused["result"]["stored"], "valueRefused");
+    EXPECT_EQ(json("PUT", "/api/schemes/1", {{"99999", 1}}, 404)["code"],
+              json("PATCH", "/api/parameters", {{"99999", 1}}, 404)["code"]);
+    EXPECT_EQ(c().schemeValue(1, KEY_BRIGHTNESS), 50);
+}
+
+TEST_F(ApiTest, AWindowOfWhichPartsAreSetIsRefusedByTheWholeThatWouldCome)
+{
+    json("PUT", "/api/schemes/1/window", {{"enabled", true}, {"from", "08:00"}, {"to", "10:00"}});
+    EXPECT_EQ(json("PUT", "/api/schemes/1", {{std::to_string(KEY_SCHEME_START_HOUR), 12}}, 422)["detail"],
+              "the window of scheme 1: 12:00-10:00 does not start before it ends");
+}
+
+TEST_F(ApiTest, HintsNameNoCommandsOfTheShell)
+{
+    EXPECT_EQ(json("GET", "/api/parameters/brightnes", nullptr, 404).dump(),
+              R"({"status":404,"code":"unknown-key","detail":"there is no key brightnes",)"
+              R"("hint":"GET /api/parameters lists the keys"})");
+    EXPECT_EQ(json("GET", "/api/schemes/9", nullptr, 404)["hint"], "GET /api/schemes lists the schemes");
+    EXPECT_FALSE(json("GET", "/api/language/99", nullptr, 404).contains("hint"));
+}
+
 TEST_F(ApiTest, AWindowIsSetAndARefusedOneSaysWhichTimeAndWhy)
 {
     const Json window = json("PUT", "/api/schemes/1/window", {{"enabled", true}, {"from", "08:00"}, {"to", "24:00"}});
@@ -341,6 +390,25 @@ TEST_F(ApiTest, TheWorldOfASimulatedCameraCanBeChanged)
     EXPECT_DOUBLE_EQ(json("PUT", "/api/world", {{"light", 5}})["lux"].get<double>(), 5.0);
     EXPECT_EQ(json("PUT", "/api/world", {{"gravity", 1}}, 400)["code"], "bad-document");
     EXPECT_EQ(json("PUT", "/api/world", {{"light", "dark"}}, 400)["code"], "bad-document");
+}
+
+TEST_F(ApiTest, WhatIsNoWorldIsRefusedAndNothingIsChanged)
+{
+    const std::string before = json("GET", "/api/world")["lux"].dump();
+    for (const Json& body : {Json{{"light", -5}}, Json{{"distance", 0}}, Json{{"distance", -3}}})
+    {
+        EXPECT_EQ(json("PUT", "/api/world", body, 400)["code"], "bad-value") << body;
+    }
+    for (const Json& fault :
+         {Json{{"key", "brightness"}, {"status", 99999999999}}, Json{{"key", "brightness"}, {"status", -99999999999}},
+          Json{{"key", "brightness"}, {"status", 0}}, Json{{"key", "brightness"}, {"status", 1}},
+          Json{{"key", "brightness"}, {"cuont", 1}}})
+    {
+        EXPECT_EQ(json("PUT", "/api/world", {{"light", 5}, {"faults", {fault}}}, 400)["code"], "bad-document") << fault;
+    }
+    EXPECT_EQ(json("GET", "/api/world")["lux"].dump(), before);
+    const Json faults = json("PUT", "/api/world", {{"faults", {{{"key", "brightness"}}}}})["faults"];
+    EXPECT_EQ(json("PUT", "/api/world", {{"faults", faults}})["faults"], faults);
 }
 
 TEST_F(ApiTest, FaultsArePlannedListedAndTakenBack)
@@ -559,6 +627,18 @@ TEST_F(ApiTest, AnImportThatEndsInTheMiddleSaysWhatWasDone)
     EXPECT_EQ(problem["result"]["schemes"][0]["stored"], "done");
     EXPECT_EQ(problem["result"]["schemes"][1]["stored"], "noRecord");
     EXPECT_EQ(problem["result"]["schemes"][2]["stored"], "notReached");
+    for (const std::size_t scheme : {1U, 2U})
+    {
+        EXPECT_EQ(problem["result"]["schemes"][scheme]["values"][0]["outcome"], "notReached");
+    }
+}
+
+TEST_F(ApiTest, ADryRunOfAnImportSeesAMissingFileToo)
+{
+    const Json document = json("GET", "/api/export");
+    std::remove(sensorpaths::schemeFile(1).c_str());
+    const Json planned = json("POST", "/api/import?dry-run=true", document, 404);
+    EXPECT_EQ(planned.dump(), json("POST", "/api/import", document, 404).dump());
 }
 
 TEST_F(ApiTest, DocumentsThatHoldNoSchemesAreRefusedAndChangeNothing)
