@@ -70,6 +70,7 @@ Camera::Camera(const Setup& setup, services::Journal& service)
         }
     });
     toldNight_ = night();
+    lensPositions_ = lensPositions();
     look();
     if (!watcher_.start())
     {

@@ -9,6 +9,7 @@
 #include "GThread.h"
 #include "ISensorController.h"
 #include "ModuleConfigure.h"
+#include "camera/Diagnostics.h"
 #include "camera/Events.h"
 #include "camera/Explain.h"
 #include "camera/Gate.h"
@@ -178,7 +179,8 @@ public:
     // Which scheme holds and why, until when, what comes next.
     Explanation explain();
     KeyExplanation explainKey(int key);
-    // What the scheduler did is told within a second of the camera's time, all else at once.
+    // What the scheduler did, that the lens moves by itself or has come to rest, and lines of the error log are told
+    // within a second of the camera's time, all else at once.
     Events& events() { return events_; }
 
     // No other change begins as long as this lives, and what happened before it has been told: a revision that is
@@ -242,7 +244,11 @@ private:
     void tellValues(const std::vector<Value>& values, int scheme);
     void tellRemembered(const std::vector<KeyResult>& keys);
     void tellWhatHappened();
+    std::vector<Value> lensPositions() const;
+    LensResult begun(const LensResult& result);
+    void tellLens(bool moving);
     void look();
+    void lookAround();
     int watch();
 
     const Setup setup_;
@@ -265,6 +271,10 @@ private:
     int frameRateScheme_ = -1;         // the scheme whose frame rate was sent last
     int toldScheme_ = -1;
     bool toldNight_ = false;
+    std::vector<Value> lensPositions_;  // at the last look
+    LogTail log_;
+
+    std::atomic<bool> lensMoves_ = false;
 
     GThread watcher_;
 };

@@ -32,6 +32,9 @@ Response documentResponse(const Call& call, const char* type, const std::string&
 // Whether If-Match, or If-None-Match, which takes weak tags too, is about what has this tag.
 bool names(const std::string& condition, const std::string& tag, bool takesWeak = false);
 
+app::Json statusJson(camera::Camera& camera);
+app::Json trialsJson(const camera::Camera& camera);
+
 // ---- what a request names; Refused when it names nothing ------------------------------------------------------
 
 // A key by number or name.

@@ -166,12 +166,14 @@ Api::~Api() = default;
 Handler::Lane Api::lane(const Request& request)
 {
     const Route* const route = find(request).route;
-    return route == nullptr ? Lane::aside : route->lane;
+    // A reader of events who comes back may have to be told everything.
+    const bool asksForState = route != nullptr && route->run == getEvents && !request.header("last-event-id").empty();
+    return route == nullptr ? Lane::aside : asksForState ? Lane::read : route->lane;
 }
 
 std::string Api::revision() const
 {
-    return "\"" + events_.last() + "." + std::to_string(untold_) + "\"";
+    return "\"" + events_.lastChange() + "." + std::to_string(untold_) + "\"";
 }
 
 Response Api::answer(const Request& request)

@@ -50,8 +50,10 @@ constexpr char kOwnSchemas[] = R"json({
     "token": {"type": "string"}}},
 "newDiagnostics": {"type": "object", "minProperties": 1, "additionalProperties": false, "properties": {
     "level": {"type": "integer"}, "assertions": {"type": "boolean"}, "marker": {"const": false}}},
-"eventData": {"description": "The data of one event; none of \"state\"",
-    "anyOf": [{"$ref": "#/$defs/event"}, {"type": "object", "maxProperties": 0}]},
+"state": {"type": "object", "required": ["status", "values", "trials"], "additionalProperties": false, "properties": {
+    "status": {"$ref": "#/$defs/status"}, "values": {"type": "array", "items": {"$ref": "#/$defs/value"}},
+    "trials": {"type": "array", "items": {"$ref": "#/$defs/trial"}}}},
+"eventData": {"description": "The data of one event", "anyOf": [{"$ref": "#/$defs/event"}, {"$ref": "#/$defs/state"}]},
 "openApi": {"type": "object", "required": ["openapi", "info", "paths", "components"]}
 })json";
 
@@ -77,8 +79,8 @@ constexpr char kAbout[] =
 
 constexpr char kAboutEvents[] =
     "Server-sent events: each has an id, a name and, as data, a JSON object, whose schema is given here. The event "
-    "\"state\" has empty data and says that others are missing: read again what you show. A line with a colon alone is "
-    "a sign of life.";
+    "\"state\" comes when others are missing, and says how everything is now. A stream whose reader has fallen far "
+    "behind ends: come again with the last id. A line with a colon alone is a sign of life.";
 
 using Code = app::ErrorCode;
 

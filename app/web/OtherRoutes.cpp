@@ -149,6 +149,23 @@ std::vector<services::FailureRule> rulesOf(const app::Json& json)
     return rules;
 }
 
+// What a page shows, all at once.
+app::Json state(const Call& call)
+{
+    std::vector<camera::Value> values;
+    for (const camera::KeyName& name : camera::keyNames())
+    {
+        if (const std::optional<int> value = call.camera.peek(name.key))
+        {
+            values.push_back({name.key, *value});
+        }
+    }
+    app::Json json = {{"status", statusJson(call.camera)}};
+    json.update(app::toJson(values));
+    json.update(trialsJson(call.camera));
+    return json;
+}
+
 }  // namespace
 
 Response getStyle(const Call& call)
@@ -282,7 +299,7 @@ Response getEvents(const Call& call)
 {
     Response response;
     response.type = "text/event-stream";
-    response.source = call.api.events().reader(call.request.header("last-event-id"));
+    response.source = call.api.events().reader(call.request.header("last-event-id"), [&call] { return state(call); });
     return response;
 }
 

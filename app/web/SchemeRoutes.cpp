@@ -76,12 +76,15 @@ int timeOf(const Call& call, const char* name)
 
 }  // namespace
 
+app::Json statusJson(camera::Camera& camera)
+{
+    return app::toJson(app::Status{camera.setup().model, camera.sensorModule(), camera.version(), sceneOf(camera),
+                                   camera.schemeCount(), camera.setup().speed, camera.service().lamps()});
+}
+
 Response getStatus(const Call& call)
 {
-    camera::Camera& camera = call.camera;
-    return jsonResponse(
-        app::toJson(app::Status{camera.setup().model, camera.sensorModule(), camera.version(), sceneOf(camera),
-                                camera.schemeCount(), camera.setup().speed, camera.service().lamps()}));
+    return jsonResponse(statusJson(call.camera));
 }
 
 Response getScheme(const Call& call)

@@ -104,14 +104,19 @@ Response patchParameters(const Call& call)
     return valuesResponse(call, dryRun ? call.camera.wouldApply(values) : call.camera.apply(values));
 }
 
-Response getTrials(const Call& call)
+app::Json trialsJson(const camera::Camera& camera)
 {
     app::Json list = app::Json::array();
-    for (const camera::Trial& trial : call.camera.trials())
+    for (const camera::Trial& trial : camera.trials())
     {
         list.push_back(app::toJson(trial));
     }
-    return jsonResponse({{"trials", list}});
+    return {{"trials", list}};
+}
+
+Response getTrials(const Call& call)
+{
+    return jsonResponse(trialsJson(call.camera));
 }
 
 Response holdTrial(const Call& call)

@@ -153,6 +153,52 @@ TEST_F(CameraEvents, WhatALeaseThatRanOutDidCarriesNobodysName)
     EXPECT_EQ(names(), (std::vector<std::string>{"", ""}));
 }
 
+TEST_F(CameraEvents, TheLensIsToldWhenItBeginsToMoveAndWhenItIsAtRest)
+{
+    bringUp();
+    c().setMode(false);
+    for (int turn = 0; turn < 60; ++turn)
+    {
+        turnAt(12, 0);  // whatever the start has moved
+    }
+    listen();
+    {
+        const camera::Acting acting("ann");
+        ASSERT_TRUE(c().setZoom(20000).accepted);
+    }
+    Event event = only(take(), Kind::lens);
+    EXPECT_TRUE(event.moving);
+    EXPECT_EQ(event.by, "ann");
+    for (int turn = 0; turn < 60; ++turn)
+    {
+        turnAt(12, 0);
+    }
+    event = only(take(), Kind::lens);
+    EXPECT_FALSE(event.moving);
+    EXPECT_EQ(event.by, "");
+    ASSERT_FALSE(event.values.empty());
+    EXPECT_EQ(event.values[0].key, KEY_MZ_POSITION);
+    EXPECT_EQ(event.values[0].value, 20000);
+}
+
+TEST_F(CameraEvents, NewLinesOfTheErrorLogAreToldAsSoonAsTheyAreWhole)
+{
+    writeFile(kErrorLogFile, "old\n");
+    bringUp();
+    turnAt(12, 0);
+    listen();
+    const std::string before = readFile(kErrorLogFile);
+    writeFile(kErrorLogFile, before + "one\ntwo");
+    turnAt(12, 0);
+    EXPECT_EQ(only(take(), Kind::log).line, "one");
+    writeFile(kErrorLogFile, before + "one\ntwo\n");
+    turnAt(12, 0);
+    EXPECT_EQ(only(take(), Kind::log).line, "two");
+    writeFile(kErrorLogFile, "new\n");
+    turnAt(12, 0);
+    EXPECT_EQ(only(take(), Kind::log).line, "new");
+}
+
 TEST_F(CameraEvents, ASwitchByHandIsToldOnce)
 {
     bringUp();
