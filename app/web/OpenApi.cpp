@@ -33,8 +33,9 @@ constexpr char kOwnSchemas[] = R"json({
     "enabled": {"type": "boolean"}, "from": {"$ref": "#/$defs/timeOfDay"}, "to": {"$ref": "#/$defs/endTime"}}},
 "newLens": {"type": "object", "minProperties": 1, "maxProperties": 1, "additionalProperties": false, "properties": {
     "zoom": {"type": "integer"}, "focus": {"type": "integer"}, "focusMode": {"type": "integer"}}},
-"world": {"type": "object", "required": ["time", "speed", "night"], "additionalProperties": false, "properties": {
+"world": {"type": "object", "required": ["time", "speed", "distance", "night"], "additionalProperties": false, "properties": {
     "time": {"$ref": "#/$defs/timeOfDay"}, "speed": {"type": "number"}, "night": {"type": "boolean"},
+    "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"},
     "lux": {"$ref": "#/$defs/lux"}, "faults": {"type": "array", "items": {"$ref": "#/$defs/fault"}}}},
 "newWorld": {"type": "object", "additionalProperties": false, "properties": {
     "time": {"$ref": "#/$defs/timeOfDay"},

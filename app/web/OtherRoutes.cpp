@@ -232,9 +232,10 @@ Response getLog(const Call&)
 
 Response getWorld(const Call& call)
 {
-    worldOf(call);
+    const services::World& world = worldOf(call);
     app::Json json = app::timeJson(call.camera.minutesOfDay());
     json["speed"] = call.camera.setup().speed;
+    json["distance"] = world.distance();
     json.update(app::lightJson(call.camera.service().light(), call.camera.night()));
     if (const services::PlannedFailures* const failures = call.camera.service().failures())
     {

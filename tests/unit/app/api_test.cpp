@@ -388,6 +388,7 @@ TEST_F(ApiTest, DocumentsAreServedAsTheLibraryHasThem)
 TEST_F(ApiTest, TheWorldOfASimulatedCameraCanBeChanged)
 {
     EXPECT_DOUBLE_EQ(json("PUT", "/api/world", {{"light", 5}})["lux"].get<double>(), 5.0);
+    EXPECT_EQ(json("PUT", "/api/world", {{"distance", 2.5}})["distance"], 2.5);
     EXPECT_EQ(json("PUT", "/api/world", {{"gravity", 1}}, 400)["code"], "bad-document");
     EXPECT_EQ(json("PUT", "/api/world", {{"light", "dark"}}, 400)["code"], "bad-document");
 }
