@@ -70,6 +70,7 @@ Camera::Camera(const Setup& setup, services::Journal& service)
         }
     });
     toldNight_ = night();
+    lensPositions_ = lensPositions();
     look();
     if (!watcher_.start())
     {
@@ -91,6 +92,7 @@ void Camera::shutDown()
         {
             const Change change(*this);
             endAllTrials(TrialState::cameraEnds);
+            sendOwed();
         }
         controller_.uinit();
     }

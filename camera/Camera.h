@@ -9,6 +9,7 @@
 #include "GThread.h"
 #include "ISensorController.h"
 #include "ModuleConfigure.h"
+#include "camera/Diagnostics.h"
 #include "camera/Events.h"
 #include "camera/Explain.h"
 #include "camera/Gate.h"
@@ -104,7 +105,7 @@ public:
     // values as pair text, where the caller has it already.
     ApplyResult apply(const std::vector<Value>& values, const std::string& text = "");
     // What apply would answer, as far as the service's limits tell; nothing is sent or changed.
-    ApplyResult wouldApply(const std::vector<Value>& values);
+    ApplyResult wouldApply(const std::vector<Value>& values) { return wouldApply(values, true); }
     // Sends the scheme's value to the sensor again.
     RestoreResult restore(int key);
 
@@ -115,11 +116,14 @@ public:
     // another scheme comes into force, before a reload, a factory reset and the camera's end. What a scheme does not
     // keep goes back to what the sensor held. A lens position stays, and what only acts is done: they are no part of the
     // trial. Saving saves what is remembered. A key that is set to stay, or sent again, leaves
-    // the trial: who decides wins over who tries. Between two who try, the first has the key.
+    // the trial: who decides wins over who tries. Between two who try, the first has the key. What the device does not
+    // take back at the end of a trial is sent again each second until it does, or until the key is set.
     static constexpr std::chrono::seconds kTrialLease{15};
 
     // As apply. trial: one that goes on, and its holder has been heard; nothing begins another.
     TrialResult tryOut(const std::vector<Value>& values, std::optional<unsigned> trial = {});
+    // What tryOut would answer, as wouldApply does; no trial begins, and its holder has not been heard.
+    TrialResult wouldTryOut(const std::vector<Value>& values, std::optional<unsigned> trial = {});
     // Its holder is there. Nothing when no trial is open by this id, here and below.
     std::optional<Trial> holdTrial(unsigned id);
     // Applies its values to stay. Those that are refused, and those behind, are as remembered. Stays open only when its
@@ -175,7 +179,8 @@ public:
     // Which scheme holds and why, until when, what comes next.
     Explanation explain();
     KeyExplanation explainKey(int key);
-    // What the scheduler did is told within a second of the camera's time, all else at once.
+    // What the scheduler did, that the lens moves by itself or has come to rest, and lines of the error log are told
+    // within a second of the camera's time, all else at once.
     Events& events() { return events_; }
 
     // No other change begins as long as this lives, and what happened before it has been told: a revision that is
@@ -204,6 +209,8 @@ private:
     bool keepsValues();
     ApplyResult applyNow(const Change& change, const std::vector<Value>& values, bool remember,
                          const std::string& text);
+    ApplyResult wouldApply(const std::vector<Value>& values, bool remember);
+    std::optional<TrialResult> againstTrying(const std::vector<Value>& values, std::optional<unsigned> trial) const;
     std::vector<KeyResult> asked(const std::vector<Value>& values);
     void judge(ApplyResult& result, const std::vector<Value>& sent, bool remember);
     std::optional<std::size_t> refusedIndex(const ApplyResult& result, int key, const Refusal* refusal);
@@ -220,12 +227,16 @@ private:
     void sendFrameRate(const Change& change);
     host::Span leaseEnd() const;
     Trial told(const Trials::Open& open) const;
-    void tellTrial(const Trials::Open& open, TrialState state);
-    bool sendRemembered(const Trials::Tried& tried);
+    void tellTrial(const Trials::Open& open, TrialState state, std::vector<int> notTakenBack = {});
+    std::optional<int> sendRemembered(const Trials::Tried& tried);
+    void owe(const Trials::Tried& tried);
+    bool isOwed(int key) const;
+    std::optional<Trials::Tried> takeOwed(int key);
+    void sendOwed();
     std::vector<int> endTrial(const Trials::Open& open, TrialState state);
     void endAllTrials(TrialState state);
     void endStaleTrials();
-    void leaveTrials(const std::vector<KeyResult>& keys);
+    void leaveTrials(std::vector<KeyResult>& keys);
     std::vector<Trials::Tried> onSensor(const std::vector<Value>& values);
     void tell(Event event);
     void tellScheme(Why why);
@@ -233,7 +244,11 @@ private:
     void tellValues(const std::vector<Value>& values, int scheme);
     void tellRemembered(const std::vector<KeyResult>& keys);
     void tellWhatHappened();
+    std::vector<Value> lensPositions() const;
+    LensResult begun(const LensResult& result);
+    void tellLens(bool moving);
     void look();
+    void lookAround();
     int watch();
 
     const Setup setup_;
@@ -252,9 +267,14 @@ private:
     Trials trials_;  // changed with changing_ held, but for hold
 
     // Guarded by changing_.
-    int frameRateScheme_ = -1;  // the scheme whose frame rate was sent last
+    std::vector<Trials::Tried> owed_;  // of trials that are over: what the device did not take back
+    int frameRateScheme_ = -1;         // the scheme whose frame rate was sent last
     int toldScheme_ = -1;
     bool toldNight_ = false;
+    std::vector<Value> lensPositions_;  // at the last look
+    LogTail log_;
+
+    std::atomic<bool> lensMoves_ = false;
 
     GThread watcher_;
 };

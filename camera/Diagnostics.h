@@ -24,4 +24,17 @@ bool clearDebugLevel();
 // The error log with its rotated predecessors, oldest line first.
 std::vector<std::string> errorLog();
 
+// What comes to the error log from now on. Reentrant.
+class LogTail
+{
+public:
+    LogTail();
+
+    // The lines since the last call; of very many the last.
+    std::vector<std::string> take();
+
+private:
+    std::uintmax_t seen_;  // bytes
+};
+
 }  // namespace camera

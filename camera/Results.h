@@ -146,6 +146,7 @@ struct ValuesResult
     Stored stored;
     window_check_e check;
     std::vector<KeyResult> keys;  // what became of them; without done, what stood against it
+    SchemeWindow window = {};     // that was judged; none when a value before it was refused
 };
 
 struct SaveResult

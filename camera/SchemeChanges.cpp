@@ -176,13 +176,21 @@ ValuesResult Camera::storable(int scheme, const std::vector<Value>& values)
         const KeyResult key =
             expected({entry.key, entry.value, before, entry.value, Outcome::notReached, services::kDone, {}}, true);
         const bool isRefused = key.outcome == Outcome::refused || key.outcome == Outcome::heldBack;
-        result.stored = isRefused ? Stored::valueRefused : !before ? Stored::noRecord : result.stored;
+        if (isRefused)
+        {
+            result.stored = Stored::valueRefused;
+        }
+        else if (!before && result.stored == Stored::done)
+        {
+            result.stored = Stored::noRecord;
+        }
         result.keys.push_back(key);
     }
     std::vector<KeyVal> records = readSchemeFile(scheme);
     if (result.stored == Stored::done && patch(records, inForce(result.keys)))
     {
-        result.check = windowCheck(windowIn(records));
+        result.window = windowIn(records);
+        result.check = windowCheck(result.window);
         result.stored = result.check == WINDOW_SOUND ? Stored::done : Stored::windowRefused;
     }
     return result;
@@ -210,6 +218,11 @@ void Camera::bringIn(int scheme, ValuesResult& result)
         }
     }
     leaveTrials(result.keys);
+    if (std::any_of(result.keys.begin(), result.keys.end(),
+                    [](const KeyResult& key) { return key.outcome == Outcome::refused; }))
+    {
+        result.stored = Stored::sensorRefused;
+    }
     tellRemembered(result.keys);
 }
 

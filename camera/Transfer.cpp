@@ -6,6 +6,7 @@
 #include "SensorKeys.h"
 #include "camera/KeyNames.h"
 #include "camera/Operation.h"
+#include "camera/SchemeFile.h"
 
 namespace camera {
 namespace {
@@ -31,6 +32,56 @@ Skipped whySkipped(const KeyResult& key)
         return Skipped::readOnly;
     default:
         return Skipped::outOfRange;
+    }
+}
+
+// What of a scheme is to be stored.
+std::vector<Value> admitted(const Import::Scheme& wanted, const ImportResult::Scheme& planned)
+{
+    std::vector<Value> values;
+    if (planned.window == WINDOW_SOUND)
+    {
+        values = windowValues(*wanted.window);
+    }
+    for (const ImportResult::Entry& entry : planned.values)
+    {
+        if (entry.skipped == Skipped::no)
+        {
+            values.push_back({entry.key->key, entry.key->asked});
+        }
+    }
+    return values;
+}
+
+// The file that they go to has them all.
+bool hasRecords(int scheme, const std::vector<Value>& values)
+{
+    const std::vector<KeyVal> records = readSchemeFile(scheme);
+    return std::all_of(values.begin(), values.end(), [&](const Value& wanted) {
+        return std::any_of(records.begin(), records.end(),
+                           [&](const KeyVal& record) { return record.key == static_cast<u32>(wanted.key); });
+    });
+}
+
+// Nothing of it is stored.
+void leaveOut(ImportResult::Scheme& scheme)
+{
+    for (ImportResult::Entry& entry : scheme.values)
+    {
+        if (entry.skipped == Skipped::no)
+        {
+            entry.key->outcome = Outcome::notReached;
+        }
+    }
+}
+
+// What comes behind one that fails.
+void leaveOutAfter(ImportResult& result)
+{
+    for (std::size_t i = result.failed.value_or(result.schemes.size()) + 1; i < result.schemes.size(); ++i)
+    {
+        result.schemes[i].reached = false;
+        leaveOut(result.schemes[i]);
     }
 }
 
@@ -98,34 +149,37 @@ ImportResult Camera::wouldImport(const Import& wanted)
         {
             planned.values.push_back(wouldImport(scheme.scheme, entry));
         }
+        if (!hasRecords(scheme.scheme, admitted(scheme, planned)))
+        {
+            planned.stored = Stored::noRecord;
+            leaveOut(planned);
+        }
         result.schemes.push_back(std::move(planned));
+        if (result.schemes.back().stored == Stored::noRecord && !result.failed)
+        {
+            result.failed = result.schemes.size() - 1;
+        }
     }
+    leaveOutAfter(result);
     return result;
 }
 
 // What the plan lets in, to the scheme's file and to memory. False when it could not be stored.
 bool Camera::importScheme(const Import::Scheme& wanted, ImportResult::Scheme& planned)
 {
-    std::vector<Value> values;
-    if (planned.window == WINDOW_SOUND)
-    {
-        values = windowValues(*wanted.window);
-    }
-    const std::size_t ofWindow = values.size();
-    for (const ImportResult::Entry& entry : planned.values)
-    {
-        if (entry.skipped == Skipped::no)
-        {
-            values.push_back({entry.key->key, entry.key->asked});
-        }
-    }
+    const std::vector<Value> values = admitted(wanted, planned);
     if (planned.stored != Stored::done || values.empty())
     {
         return true;
     }
     const ValuesResult result = setValues(wanted.scheme, values);
     planned.stored = result.stored;
-    std::size_t next = ofWindow;
+    if (result.stored != Stored::done && result.stored != Stored::sensorRefused)
+    {
+        leaveOut(planned);
+        return false;
+    }
+    std::size_t next = planned.window == WINDOW_SOUND ? windowValues(*wanted.window).size() : 0;
     for (ImportResult::Entry& entry : planned.values)
     {
         if (entry.skipped == Skipped::no)
@@ -133,24 +187,21 @@ bool Camera::importScheme(const Import::Scheme& wanted, ImportResult::Scheme& pl
             entry.key = result.keys.at(next++);
         }
     }
-    return result.stored == Stored::done || result.stored == Stored::sensorRefused;
+    return true;
 }
 
 ImportResult Camera::import(const Import& wanted)
 {
     const Turn turn(*this);
     ImportResult result = wouldImport(wanted);
-    for (std::size_t i = 0; i < result.schemes.size(); ++i)
+    for (std::size_t i = 0; i < result.failed.value_or(result.schemes.size()); ++i)
     {
-        if (result.failed)
-        {
-            result.schemes[i].reached = false;
-        }
-        else if (!importScheme(wanted.schemes[i], result.schemes[i]))
+        if (!importScheme(wanted.schemes[i], result.schemes[i]))
         {
             result.failed = i;
         }
     }
+    leaveOutAfter(result);
     if (wanted.automatic && !result.failed && *wanted.automatic != (mode() != 0))
     {
         setMode(*wanted.automatic);

@@ -24,10 +24,12 @@ std::vector<Value> valuesOf(const Trials::Open& open)
     return values;
 }
 
-// What a scheme remembers of these is not where somebody had moved the lens before.
-bool movesLens(int key)
+// What a scheme remembers of these is not where somebody had moved the lens before; and a step in a direction is not
+// taken back by sending the direction before it.
+bool acts(int key)
 {
-    return key == KEY_MZ_POSITION || key == KEY_MF_POSITION || key == KEY_IRIS_POSITION || key == KEY_IRIS_SIZE;
+    return key == KEY_MZ_POSITION || key == KEY_MF_POSITION || key == KEY_IRIS_POSITION || key == KEY_IRIS_SIZE ||
+           key == KEY_CAP_OFF_ADJ_DIRECTION;
 }
 
 // In the place of what was tried before of the same key.
@@ -150,45 +152,87 @@ Trial Camera::told(const Trials::Open& open) const
             std::chrono::duration_cast<std::chrono::milliseconds>(left / setup_.speed)};
 }
 
-void Camera::tellTrial(const Trials::Open& open, TrialState state)
+void Camera::tellTrial(const Trials::Open& open, TrialState state, std::vector<int> notTakenBack)
 {
     Event event{Event::Kind::trial, ""};
     event.scheme = open.scheme;
     event.values = valuesOf(open);
     event.trial = open.id;
     event.trialState = state;
+    event.notTakenBack = std::move(notTakenBack);
     tell(event);
 }
 
-// What the scheme does not keep goes back to what the sensor held. False when the device refuses it.
-bool Camera::sendRemembered(const Trials::Tried& tried)
+// What the scheme does not keep goes back to what the sensor held. The status with which the device refuses it.
+std::optional<int> Camera::sendRemembered(const Trials::Tried& tried)
 {
     const services::OwnRefusals own;
     const int key = tried.value.key;
+    int result = 0;
     if (schemeValue(currentScheme(), key))
     {
-        return controller_.restore(key) == 0 && own.list().empty();
+        result = controller_.restore(key);
     }
-    return !tried.before || (controller_.setParameter(key, *tried.before, false) == 0 && own.list().empty());
+    else if (tried.before)
+    {
+        result = controller_.setParameter(key, *tried.before, false);
+    }
+    if (result == 0 && own.list().empty())
+    {
+        return std::nullopt;
+    }
+    return own.list().empty() ? services::kDone : own.list().back().status;
 }
 
-// Called with changing_ held. The keys that the device refused to take back.
+// Here and below called with changing_ held.
+void Camera::owe(const Trials::Tried& tried)
+{
+    takeOwed(tried.value.key);
+    owed_.push_back(tried);
+}
+
+bool Camera::isOwed(int key) const
+{
+    return std::any_of(owed_.begin(), owed_.end(), [key](const Trials::Tried& tried) { return isOf(tried, key); });
+}
+
+std::optional<Trials::Tried> Camera::takeOwed(int key)
+{
+    const auto found =
+        std::find_if(owed_.begin(), owed_.end(), [key](const Trials::Tried& tried) { return isOf(tried, key); });
+    if (found == owed_.end())
+    {
+        return std::nullopt;
+    }
+    const Trials::Tried tried = *found;
+    owed_.erase(found);
+    return tried;
+}
+
+void Camera::sendOwed()
+{
+    owed_.erase(std::remove_if(owed_.begin(), owed_.end(),
+                               [this](const Trials::Tried& tried) { return !sendRemembered(tried); }),
+                owed_.end());
+}
+
+// The keys that the device refused to take back.
 std::vector<int> Camera::endTrial(const Trials::Open& open, TrialState state)
 {
     std::vector<int> refused;
     for (const Trials::Tried& tried : open.tried)
     {
-        if (!sendRemembered(tried))
+        if (sendRemembered(tried))
         {
+            owe(tried);
             refused.push_back(tried.value.key);
         }
     }
     trials_.erase(open.id);
-    tellTrial(open, state);
+    tellTrial(open, state, refused);
     return refused;
 }
 
-// Called with changing_ held.
 void Camera::endAllTrials(TrialState state)
 {
     for (const Trials::Open& open : trials_.list())
@@ -197,9 +241,11 @@ void Camera::endAllTrials(TrialState state)
     }
 }
 
-// Those whose time is over, or whose scheme the clock has replaced. Called with changing_ held.
+// Those whose time is over, or whose scheme the clock has replaced: the doing of nobody who is just then acting.
 void Camera::endStaleTrials()
 {
+    const Acting nobody("");
+    const Doing doing(*this);
     for (const Trials::Open& open : trials_.list())
     {
         if (open.scheme != currentScheme())
@@ -214,21 +260,24 @@ void Camera::endStaleTrials()
 }
 
 // Keys that were set to stay are no trial's any more. What equals the remembered value has not been sent: the sensor
-// still has the tried one. Called with changing_ held.
-void Camera::leaveTrials(const std::vector<KeyResult>& keys)
+// still has the tried one, and keeps it when the device refuses.
+void Camera::leaveTrials(std::vector<KeyResult>& keys)
 {
-    for (const KeyResult& key : keys)
+    for (KeyResult& key : keys)
     {
         const bool isSet = key.outcome == Outcome::applied || key.outcome == Outcome::corrected ||
                            key.outcome == Outcome::unchanged || key.outcome == Outcome::notRemembered;
-        if (!isSet || !trials_.holderOf(key.key))
+        if (!isSet || !(trials_.holderOf(key.key) || isOwed(key.key)))
         {
             continue;
         }
-        if (key.outcome == Outcome::unchanged)
+        const bool isSent = key.outcome != Outcome::unchanged;
+        if (const std::optional<int> status = isSent ? std::nullopt : sendRemembered({{key.key, key.asked}, {}}))
         {
-            controller_.restore(key.key);
+            refuse(key, *status);
+            continue;
         }
+        takeOwed(key.key);
         if (const std::optional<Trials::Open> ended = trials_.takeOut(key.key))
         {
             tellTrial(*ended, TrialState::overtaken);
@@ -245,7 +294,7 @@ std::vector<Trials::Tried> Camera::onSensor(const std::vector<Value>& values)
         const auto held = parameterOfKey(service_, entry.key);
         const bool isState = held && (held->kind == services::Kind::range || held->kind == services::Kind::choice);
         const bool isKept = schemeValue(currentScheme(), entry.key).has_value();
-        if (isState && !movesLens(entry.key))
+        if (isState && !acts(entry.key))
         {
             before.push_back({entry, isKept ? std::nullopt : std::optional<int>(held->value)});
         }
@@ -253,24 +302,41 @@ std::vector<Trials::Tried> Camera::onSensor(const std::vector<Value>& values)
     return before;
 }
 
-TrialResult Camera::tryOut(const std::vector<Value>& values, std::optional<unsigned> trial)
+// Why nothing of them can be tried out.
+std::optional<TrialResult> Camera::againstTrying(const std::vector<Value>& values, std::optional<unsigned> trial) const
 {
-    const Change change(*this);
-    endStaleTrials();
     using Kind = TrialResult::Kind;
-    std::optional<Trials::Open> open = trial ? trials_.find(*trial) : Trials::Open{0, Acting::who(), currentScheme()};
-    if (!open)
+    if (trial && !trials_.find(*trial))
     {
-        return {Kind::noTrial, {}, {}, {}};
+        return TrialResult{Kind::noTrial, {}, {}, {}};
     }
     for (const Value& entry : values)
     {
         const std::optional<unsigned> holder = trials_.holderOf(entry.key);
         if (holder && holder != trial)
         {
-            return {Kind::keyTaken, {}, {}, TrialResult::Taken{entry.key, *holder}};
+            return TrialResult{Kind::keyTaken, {}, {}, TrialResult::Taken{entry.key, *holder}};
         }
     }
+    return std::nullopt;
+}
+
+TrialResult Camera::wouldTryOut(const std::vector<Value>& values, std::optional<unsigned> trial)
+{
+    const std::optional<TrialResult> against = againstTrying(values, trial);
+    return against ? *against : TrialResult{TrialResult::Kind::applied, wouldApply(values, false), {}, {}};
+}
+
+TrialResult Camera::tryOut(const std::vector<Value>& values, std::optional<unsigned> trial)
+{
+    const Change change(*this);
+    endStaleTrials();
+    using Kind = TrialResult::Kind;
+    if (std::optional<TrialResult> against = againstTrying(values, trial))
+    {
+        return std::move(*against);
+    }
+    std::optional<Trials::Open> open = trial ? trials_.find(*trial) : Trials::Open{0, Acting::who(), currentScheme()};
     const std::vector<Trials::Tried> before = onSensor(values);
     ApplyResult result = applyNow(change, values, false, "");
     for (const KeyResult& key : result.keys)
@@ -280,7 +346,8 @@ TrialResult Camera::tryOut(const std::vector<Value>& values, std::optional<unsig
         const bool isThere = key.outcome == Outcome::notRemembered || key.outcome == Outcome::corrected;
         if (isThere && state != before.end())
         {
-            add(*open, {{key.key, key.asked}, state->before});
+            const std::optional<Trials::Tried> owed = takeOwed(key.key);
+            add(*open, {{key.key, key.asked}, owed ? owed->before : state->before});
         }
     }
     if (open->tried.empty())
@@ -319,10 +386,17 @@ std::optional<ApplyResult> Camera::keepTrial(unsigned id)
         return result;
     }
     const std::size_t end = result.ok() ? open->tried.size() : result.refused.value_or(0);
+    std::vector<int> notTakenBack;
     std::for_each(open->tried.begin() + static_cast<std::ptrdiff_t>(end), open->tried.end(),
-                  [this](const Trials::Tried& tried) { sendRemembered(tried); });
+                  [&](const Trials::Tried& tried) {
+                      if (sendRemembered(tried))
+                      {
+                          owe(tried);
+                          notTakenBack.push_back(tried.value.key);
+                      }
+                  });
     trials_.erase(id);
-    tellTrial(*open, TrialState::kept);
+    tellTrial(*open, TrialState::kept, notTakenBack);
     return result;
 }
 

@@ -60,6 +60,7 @@ public:
     virtual void setDaylight() = 0;
     // Metres to the object that the lens focuses on.
     virtual void setDistance(double metres) = 0;
+    virtual double distance() const = 0;
 };
 
 class PlannedFailures;

@@ -146,6 +146,10 @@ const char* eventWord(camera::Event::Kind kind)
         return "saved";
     case camera::Event::Kind::reset:
         return "reset";
+    case camera::Event::Kind::lens:
+        return "lens";
+    case camera::Event::Kind::log:
+        return "log";
     case camera::Event::Kind::trial:
         return "trial";
     }
@@ -519,10 +523,21 @@ Json toJson(const camera::Event& event)
     case camera::Event::Kind::night:
         json["night"] = event.night;
         break;
+    case camera::Event::Kind::lens:
+        json["moving"] = event.moving;
+        json.update(toJson(event.values));
+        break;
+    case camera::Event::Kind::log:
+        json["line"] = event.line;
+        break;
     case camera::Event::Kind::trial:
         json["trial"] = event.trial;
         json["state"] = trialWord(event.trialState);
         json.update(toJson(event.values));
+        if (!event.notTakenBack.empty())
+        {
+            json["notTakenBack"] = event.notTakenBack;
+        }
         break;
     case camera::Event::Kind::saved:
     case camera::Event::Kind::reset:

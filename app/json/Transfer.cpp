@@ -70,18 +70,9 @@ bool readWindow(const Json& json, SchemeWindow& window)
            readTime(json, "to", window.endHour, window.endMinute);
 }
 
-// A whole number that an int can hold; JSON has others.
-std::optional<int> wholeNumber(const Json& json)
-{
-    const bool isWhole =
-        json.is_number_integer() && (!json.is_number_unsigned() || json.get<std::uint64_t>() <= INT32_MAX);
-    const std::int64_t number = isWhole ? json.get<std::int64_t>() : INT64_MIN;
-    return number >= INT32_MIN && number <= INT32_MAX ? std::optional<int>(static_cast<int>(number)) : std::nullopt;
-}
-
 bool readScheme(const Json& json, camera::Import::Scheme& scheme, std::string& error)
 {
-    const std::optional<int> number = json.is_object() ? wholeNumber(json.value("scheme", Json())) : std::nullopt;
+    const std::optional<int> number = json.is_object() ? intOf(json.value("scheme", Json())) : std::nullopt;
     if (!number)
     {
         error = "a scheme is an object with its number, \"scheme\"";
@@ -102,7 +93,7 @@ bool readScheme(const Json& json, camera::Import::Scheme& scheme, std::string& e
     }
     for (const auto& [key, value] : values.items())
     {
-        scheme.values.push_back({key, wholeNumber(value)});
+        scheme.values.push_back({key, intOf(value)});
     }
     return true;
 }

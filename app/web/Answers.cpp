@@ -26,23 +26,28 @@ const app::Json& member(const Call& call, const char* name, const char* type)
     return *found;
 }
 
-// A whole number that an int can hold; JSON has others.
-std::optional<int> intOf(const app::Json& json)
+// Where the shell's hint names a command, or the shell's only cause.
+void putHint(app::Json& told, ErrorCode code)
 {
-    if (json.is_number_unsigned() && json.get<std::uint64_t>() <= 0x7fffffff)
+    switch (code)
     {
-        return json.get<int>();
+    case ErrorCode::unknownKey:
+        told["hint"] = "GET /api/parameters lists the keys";
+        break;
+    case ErrorCode::unknownScheme:
+        told["hint"] = "GET /api/schemes lists the schemes";
+        break;
+    case ErrorCode::notFound:
+        told.erase("hint");
+        break;
+    default:
+        break;
     }
-    if (json.is_number_integer() && !json.is_number_unsigned() && json.get<std::int64_t>() >= -0x7fffffffLL - 1)
-    {
-        return json.get<int>();
-    }
-    return std::nullopt;
 }
 
 int valueOf(const Call& call, int key, const app::Json& json)
 {
-    if (const std::optional<int> number = intOf(json))
+    if (const std::optional<int> number = app::intOf(json))
     {
         return *number;
     }
@@ -103,7 +108,7 @@ Response jsonResponse(const app::Json& body)
     return {200, "application/json", app::jsonLine(body)};
 }
 
-Response errorResponse(const app::Error& error)
+Response errorResponse(const app::Error& error, const app::Json& result)
 {
     app::Json body = {{"status", statusOf(error.code)}};
     app::Json told = app::toJson(error);
@@ -111,8 +116,21 @@ Response errorResponse(const app::Error& error)
     body["detail"] = told["message"];
     told.erase("code");
     told.erase("message");
+    putHint(told, error.code);
     body.update(told);
+    if (!result.is_null())
+    {
+        body["result"] = result;
+    }
     return {statusOf(error.code), "application/problem+json", app::jsonLine(body)};
+}
+
+app::Error refusedValue(const Call& call, const camera::KeyResult& key)
+{
+    return {app::codeOf(key.status),
+            app::keyTitle(key.key) +
+                " refused: " + app::reasonText(call.camera.service(), key.key, key.asked, key.status),
+            key.key, key.asked, key.allowed};
 }
 
 Response documentResponse(const Call& call, const char* type, const std::string& body)
@@ -149,7 +167,7 @@ int keyOf(const std::string& text)
     const std::optional<int> key = app::parseKey(text, error);
     if (!key)
     {
-        throw Refused({ErrorCode::unknownKey, error});
+        throw Refused({ErrorCode::unknownKey, "there is no key " + text});
     }
     return *key;
 }
@@ -192,7 +210,7 @@ bool queryFlag(const Call& call, const char* name, bool otherwise)
 
 int bodyNumber(const Call& call, const char* name)
 {
-    const std::optional<int> number = intOf(member(call, name, "a whole number"));
+    const std::optional<int> number = app::intOf(member(call, name, "a whole number"));
     if (!number)
     {
         wrongMember(name, "a whole number");

@@ -23,12 +23,17 @@ private:
 };
 
 Response jsonResponse(const app::Json& body);
-Response errorResponse(const app::Error& error);
+// result: what was done before, or planned.
+Response errorResponse(const app::Error& error, const app::Json& result = nullptr);
+app::Error refusedValue(const Call& call, const camera::KeyResult& key);
 int statusOf(app::ErrorCode code);
 // Whose tag tells its content, and not the camera's revision: 304 to whoever has it.
 Response documentResponse(const Call& call, const char* type, const std::string& body);
 // Whether If-Match, or If-None-Match, which takes weak tags too, is about what has this tag.
 bool names(const std::string& condition, const std::string& tag, bool takesWeak = false);
+
+app::Json statusJson(camera::Camera& camera);
+app::Json trialsJson(const camera::Camera& camera);
 
 // ---- what a request names; Refused when it names nothing ------------------------------------------------------
 

@@ -1,6 +1,9 @@
 #include "app/web/Api.h"
 
+#include <strings.h>
+
 #include <algorithm>
+#include <set>
 #include <string_view>
 
 #include "app/Failure.h"
@@ -83,8 +86,10 @@ Found find(const Request& request)
 
 bool isJson(const std::string& type)
 {
-    const std::string plain = type.substr(0, type.find(';'));
-    return plain == "application/json" || plain == "application/merge-patch+json";
+    std::string plain = type.substr(0, type.find(';'));
+    plain.erase(plain.find_last_not_of(" \t") + 1);
+    return strcasecmp(plain.c_str(), "application/json") == 0 ||
+           strcasecmp(plain.c_str(), "application/merge-patch+json") == 0;
 }
 
 // Null when the route takes no body.
@@ -95,17 +100,53 @@ app::Json bodyOf(const Request& request, const Route& route)
         return nullptr;
     }
     constexpr std::size_t kLevels = 8;  // more than any body here needs, and less than a parser's stack has
+    using Event = app::Json::parse_event_t;
     std::size_t levels = 0;
-    const auto shallow = [&levels](int depth, app::Json::parse_event_t, app::Json&) {
-        levels = std::max(levels, static_cast<std::size_t>(depth));
-        return levels <= kLevels;
+    std::vector<std::set<std::string>> names(kLevels + 2);  // of the objects that the parser is in
+    std::string twice;
+    const auto look = [&](int depth, Event event, app::Json& json) {
+        const auto level = static_cast<std::size_t>(depth);
+        levels = std::max(levels, level);
+        if (levels > kLevels)
+        {
+            return false;
+        }
+        if (event == Event::object_start)
+        {
+            names[level + 1].clear();
+        }
+        else if (event == Event::key && !names[level].insert(json.get<std::string>()).second)
+        {
+            twice = json.get<std::string>();
+        }
+        return true;
     };
-    const app::Json body = app::Json::parse(request.body, shallow, false);
-    if (body.is_discarded() || levels > kLevels || !body.is_object())
+    const app::Json body = app::Json::parse(request.body, look, false);
+    if (!twice.empty())
+    {
+        throw Refused({app::ErrorCode::badDocument, "\"" + twice + "\" stands there twice"});
+    }
+    // The parser takes a zero for the end.
+    const bool isWhole = request.body.find('\0') == std::string::npos;
+    if (!isWhole || body.is_discarded() || levels > kLevels || !body.is_object())
     {
         throw Refused({app::ErrorCode::badDocument, "the body is not a JSON object"});
     }
     return body;
+}
+
+// The first name of the query that means nothing to the route.
+std::optional<Response> refuseQuery(const Request& request, const Route& route)
+{
+    const std::vector<std::string> known = queryNames(route);
+    for (const auto& [name, value] : request.query)
+    {
+        if (std::find(known.begin(), known.end(), name) == known.end())
+        {
+            return problem(400, "bad-request", "the query has \"" + name + "\", which means nothing here");
+        }
+    }
+    return std::nullopt;
 }
 
 bool has(const Response& response, const char* header)
@@ -125,7 +166,9 @@ Api::~Api() = default;
 Handler::Lane Api::lane(const Request& request)
 {
     const Route* const route = find(request).route;
-    return route == nullptr ? Lane::aside : route->lane;
+    // A reader of events who comes back may have to be told everything.
+    const bool asksForState = route != nullptr && route->run == getEvents && !request.header("last-event-id").empty();
+    return route == nullptr ? Lane::aside : asksForState ? Lane::read : route->lane;
 }
 
 // Whoever has not come in logs in at most.
@@ -138,7 +181,7 @@ std::size_t Api::mostBody(const Request& request)
 
 std::string Api::revision() const
 {
-    return "\"" + events_.last() + "." + std::to_string(untold_) + "\"";
+    return "\"" + events_.lastChange() + "." + std::to_string(untold_) + "\"";
 }
 
 Response Api::answer(const Request& request)
@@ -246,6 +289,10 @@ Response Api::routed(const Request& request, const Visitor& visitor)
     }
     const Route& route = *found.route;
     if (std::optional<Response> refusal = refuse(request, visitor, roleOf(route)))
+    {
+        return std::move(*refusal);
+    }
+    if (std::optional<Response> refusal = refuseQuery(request, route))
     {
         return std::move(*refusal);
     }

@@ -44,6 +44,8 @@ struct Route
 
 // The least that may use it.
 Role roleOf(const Route& route);
+// ?…= in the summary.
+std::vector<std::string> queryNames(const Route& route);
 
 const std::vector<Route>& routes();
 

@@ -30,19 +30,18 @@ std::string markOfStart()
 class EventLog::Reader : public Source
 {
 public:
-    Reader(EventLog& log, std::uint64_t seen, bool needsState) : log_(log), seen_(seen), needsState_(needsState) {}
+    // state: what it is sent first, with the number seen.
+    Reader(EventLog& log, std::uint64_t seen, std::string state) : log_(log), seen_(seen), state_(std::move(state)) {}
 
+    // A reader who has fallen behind what is kept ends: it comes again, with its last number, and gets the state.
     std::optional<std::string> next() override
     {
         const std::lock_guard<std::mutex> lock(log_.mutex_);
-        const bool missed = !log_.kept_.empty() && log_.kept_.front().number > seen_ + 1;
-        if (needsState_ || missed)
+        if (!log_.kept_.empty() && log_.kept_.front().number > seen_ + 1)
         {
-            needsState_ = false;
-            seen_ = log_.last_;
-            return eventText(log_.nameOf(seen_), "state", app::Json::object());
+            return std::nullopt;
         }
-        std::string text;
+        std::string text = std::exchange(state_, {});
         for (const Kept& kept : log_.kept_)
         {
             if (kept.number > seen_)
@@ -63,7 +62,7 @@ private:
 
     // Guarded by the log's mutex_.
     std::uint64_t seen_;
-    bool needsState_;
+    std::string state_;
 };
 
 EventLog::EventLog(camera::Camera& camera)
@@ -85,6 +84,10 @@ void EventLog::add(const camera::Event& event)
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         ++last_;
+        if (event.kind != camera::Event::Kind::lens && event.kind != camera::Event::Kind::log)
+        {
+            lastChange_ = last_;
+        }
         kept_.push_back({last_, eventText(nameOf(last_), json["event"], json)});
         if (kept_.size() > kKept)
         {
@@ -104,19 +107,27 @@ void EventLog::add(const camera::Event& event)
     }
 }
 
-std::shared_ptr<Source> EventLog::reader(const std::string& lastSeen)
+std::shared_ptr<Source> EventLog::reader(const std::string& lastSeen, const std::function<app::Json()>& state)
 {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    std::unique_lock<std::mutex> lock(mutex_);
     std::uint64_t seen = last_;
-    bool needsState = false;
+    std::string first;
     if (!lastSeen.empty() && lastSeen != nameOf(last_))
     {
         const auto found =
             std::find_if(kept_.begin(), kept_.end(), [&](const Kept& kept) { return nameOf(kept.number) == lastSeen; });
-        needsState = found == kept_.end();
-        seen = needsState ? last_ : found->number;
+        if (found != kept_.end())
+        {
+            seen = found->number;
+        }
+        else
+        {
+            lock.unlock();  // the camera may tell while it is asked; that comes behind the state
+            first = eventText(nameOf(seen), "state", state());
+            lock.lock();
+        }
     }
-    const auto made = std::make_shared<Reader>(*this, seen, needsState);
+    const auto made = std::make_shared<Reader>(*this, seen, std::move(first));
     readers_.erase(std::remove_if(readers_.begin(), readers_.end(),
                                   [](const std::weak_ptr<Reader>& known) { return known.expired(); }),
                    readers_.end());
@@ -124,10 +135,10 @@ std::shared_ptr<Source> EventLog::reader(const std::string& lastSeen)
     return made;
 }
 
-std::string EventLog::last() const
+std::string EventLog::lastChange() const
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return nameOf(last_);
+    return nameOf(lastChange_);
 }
 
 std::string EventLog::nameOf(std::uint64_t number) const

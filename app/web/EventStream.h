@@ -2,11 +2,13 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "app/json/Json.h"
 #include "app/web/Http.h"
 #include "camera/Camera.h"
 
@@ -23,12 +25,12 @@ public:
     EventLog(const EventLog&) = delete;
     EventLog& operator=(const EventLog&) = delete;
 
-    // From the event behind lastSeen on, as far as it is kept; everything else begins with the event "state", after which
-    // the reader asks anew for what it shows. Empty: from now on. The log must outlive it.
-    std::shared_ptr<Source> reader(const std::string& lastSeen);
+    // From the event behind lastSeen on, as far as it is kept; everything else begins with the event "state" and what
+    // state says then, which is asked for only so. Empty: from now on. The log must outlive it.
+    std::shared_ptr<Source> reader(const std::string& lastSeen, const std::function<app::Json()>& state);
 
-    // The number of the last event, with a mark of this start of the camera.
-    std::string last() const;
+    // The number of the last event that changed anything, with a mark of this start of the camera.
+    std::string lastChange() const;
 
 private:
     class Reader;
@@ -51,6 +53,7 @@ private:
     // Guarded by mutex_.
     std::deque<Kept> kept_;
     std::uint64_t last_ = 0;
+    std::uint64_t lastChange_ = 0;
     std::vector<std::weak_ptr<Reader>> readers_;
 
     int subscription_ = 0;

@@ -33,8 +33,9 @@ constexpr char kOwnSchemas[] = R"json({
     "enabled": {"type": "boolean"}, "from": {"$ref": "#/$defs/timeOfDay"}, "to": {"$ref": "#/$defs/endTime"}}},
 "newLens": {"type": "object", "minProperties": 1, "maxProperties": 1, "additionalProperties": false, "properties": {
     "zoom": {"type": "integer"}, "focus": {"type": "integer"}, "focusMode": {"type": "integer"}}},
-"world": {"type": "object", "required": ["time", "speed", "night"], "additionalProperties": false, "properties": {
+"world": {"type": "object", "required": ["time", "speed", "distance", "night"], "additionalProperties": false, "properties": {
     "time": {"$ref": "#/$defs/timeOfDay"}, "speed": {"type": "number"}, "night": {"type": "boolean"},
+    "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"},
     "lux": {"$ref": "#/$defs/lux"}, "faults": {"type": "array", "items": {"$ref": "#/$defs/fault"}}}},
 "newWorld": {"type": "object", "additionalProperties": false, "properties": {
     "time": {"$ref": "#/$defs/timeOfDay"},
@@ -49,8 +50,10 @@ constexpr char kOwnSchemas[] = R"json({
     "token": {"type": "string"}}},
 "newDiagnostics": {"type": "object", "minProperties": 1, "additionalProperties": false, "properties": {
     "level": {"type": "integer"}, "assertions": {"type": "boolean"}, "marker": {"const": false}}},
-"eventData": {"description": "The data of one event; none of \"state\"",
-    "anyOf": [{"$ref": "#/$defs/event"}, {"type": "object", "maxProperties": 0}]},
+"state": {"type": "object", "required": ["status", "values", "trials"], "additionalProperties": false, "properties": {
+    "status": {"$ref": "#/$defs/status"}, "values": {"type": "array", "items": {"$ref": "#/$defs/value"}},
+    "trials": {"type": "array", "items": {"$ref": "#/$defs/trial"}}}},
+"eventData": {"description": "The data of one event", "anyOf": [{"$ref": "#/$defs/event"}, {"$ref": "#/$defs/state"}]},
 "traceData": {"description": "Of the event \"line\": the line; of \"lost\": how many are missing before the next",
     "anyOf": [
         {"type": "object", "required": ["line"], "additionalProperties": false, "properties": {"line": {"type": "string"}}},
@@ -85,17 +88,16 @@ constexpr char kAbout[] =
 
 constexpr char kAboutEvents[] =
     "Server-sent events: each has an id, a name and, as data, a JSON object, whose schema is given here. The event "
-    "\"state\" has empty data and says that others are missing: read again what you show. A line with a colon alone is "
-    "a sign of life.";
+    "\"state\" comes when others are missing, and says how everything is now. A stream whose reader has fallen far "
+    "behind ends: come again with the last id. A line with a colon alone is a sign of life.";
 
 constexpr char kAboutTrace[] =
     "Server-sent events: each has a name and, as data, a JSON object. \"line\" is a line of the library, \"lost\" says "
-    "how "
-    "many are missing for a reader that was too slow. A line with a colon alone is a sign of life.";
+    "how many are missing for a reader that was too slow. A line with a colon alone is a sign of life.";
 
 constexpr char kSecuritySchemes[] = R"json({
 "bearer": {"type": "http", "scheme": "bearer", "description": "The token that POST /api/session answers with"},
-"cookie": {"type": "apiKey", "in": "cookie", "name": "sensorcam-8080",
+"cookie": {"type": "apiKey", "in": "cookie", "name": "__Host-sensorcam-8080",
     "description": "Which POST /api/session sets; its name ends with the port"}
 })json";
 
@@ -317,10 +319,9 @@ Json parametersOf(const Route& route)
     {
         parameters.push_back(parameter(path.substr(begin + 1, path.find('}', begin) - begin - 1), "path"));
     }
-    const std::string summary = route.summary;
-    for (std::size_t begin = summary.find('?'); begin != std::string::npos; begin = summary.find('?', begin + 1))
+    for (const std::string& name : queryNames(route))
     {
-        parameters.push_back(parameter(summary.substr(begin + 1, summary.find('=', begin) - begin - 1), "query"));
+        parameters.push_back(parameter(name, "query"));
     }
     if (changes(route))
     {

@@ -37,13 +37,19 @@ services::World& worldOf(const Call& call)
     return *world;
 }
 
-double realNumber(const app::Json& json, const std::string& name)
+// Lux from 0 on, metres above 0.
+double realNumber(const app::Json& json, const std::string& name, bool takesZero)
 {
     if (!json.is_number())
     {
         throw Refused({ErrorCode::badDocument, name + " is a number"});
     }
-    return json.get<double>();
+    const double number = json.get<double>();
+    if (number < 0 || (number == 0 && !takesZero))
+    {
+        throw Refused({ErrorCode::badValue, name + (takesZero ? " is a number from 0 on" : " is a number above 0")});
+    }
+    return number;
 }
 
 int timeOf(const app::Json& json)
@@ -84,14 +90,20 @@ app::Json faultJson(const services::FailureRule& rule)
     return json;
 }
 
+// As they are listed, so that a list can be sent back.
+bool hasFault(const std::string& member)
+{
+    return member == "key" || member == "name" || member == "status" || member == "after" || member == "count";
+}
+
 unsigned faultCount(const app::Json& fault, const char* name, unsigned otherwise)
 {
-    const app::Json count = fault.value(name, app::Json(otherwise));
-    if (!count.is_number_unsigned() || count.get<std::uint64_t>() > UINT32_MAX)
+    const std::optional<std::int64_t> count = app::wholeOf(fault.value(name, app::Json(otherwise)));
+    if (!count || *count < 0 || *count > UINT32_MAX)
     {
         throw Refused({ErrorCode::badDocument, std::string(name) + " of a fault is a whole number from 0 on"});
     }
-    return count.get<unsigned>();
+    return static_cast<unsigned>(*count);
 }
 
 // [{"key":"brightness","status":-4,"after":0,"count":1}, …]: of the sets of a key, the ones that the device refuses.
@@ -106,10 +118,19 @@ std::vector<services::FailureRule> rulesOf(const app::Json& json)
     for (const app::Json& fault : json)
     {
         const app::Json key = fault.is_object() ? fault.value("key", app::Json()) : app::Json();
-        const app::Json status = key.is_null() ? app::Json() : fault.value("status", app::Json(services::kOutOfRange));
-        if (!(key.is_string() || key.is_number_unsigned()) || !status.is_number_integer())
+        const std::optional<int> status =
+            key.is_null() ? std::nullopt : app::intOf(fault.value("status", app::Json(services::kOutOfRange)));
+        if (!(key.is_string() || key.is_number_unsigned()) || !status || *status >= 0)
         {
-            throw Refused({ErrorCode::badDocument, "a fault has a key, and a whole number as its status"});
+            throw Refused({ErrorCode::badDocument, "a fault has a key, and a whole number below 0 as its status"});
+        }
+        for (const auto& [name, value] : fault.items())
+        {
+            if (!hasFault(name))
+            {
+                throw Refused(
+                    {ErrorCode::badDocument, "a fault has no " + name + "; it has key, status, after and count"});
+            }
         }
         const camera::KeyName* const row =
             camera::findKey(keyOf(key.is_string() ? key.get<std::string>() : key.dump()));
@@ -120,12 +141,29 @@ std::vector<services::FailureRule> rulesOf(const app::Json& json)
         services::FailureRule rule;
         rule.cmd = static_cast<ia_cmd_e>(row->command);
         rule.opt = IA_CMD_OPT_SET;
-        rule.status = status.get<int>();
+        rule.status = *status;
         rule.after = faultCount(fault, "after", 0);
         rule.count = faultCount(fault, "count", 1);
         rules.push_back(rule);
     }
     return rules;
+}
+
+// What a page shows, all at once.
+app::Json state(const Call& call)
+{
+    std::vector<camera::Value> values;
+    for (const camera::KeyName& name : camera::keyNames())
+    {
+        if (const std::optional<int> value = call.camera.peek(name.key))
+        {
+            values.push_back({name.key, *value});
+        }
+    }
+    app::Json json = {{"status", statusJson(call.camera)}};
+    json.update(app::toJson(values));
+    json.update(trialsJson(call.camera));
+    return json;
 }
 
 }  // namespace
@@ -194,9 +232,10 @@ Response getLog(const Call&)
 
 Response getWorld(const Call& call)
 {
-    worldOf(call);
+    const services::World& world = worldOf(call);
     app::Json json = app::timeJson(call.camera.minutesOfDay());
     json["speed"] = call.camera.setup().speed;
+    json["distance"] = world.distance();
     json.update(app::lightJson(call.camera.service().light(), call.camera.night()));
     if (const services::PlannedFailures* const failures = call.camera.service().failures())
     {
@@ -222,7 +261,7 @@ Response putWorld(const Call& call)
         }
         else if (name == "light")
         {
-            changes.emplace_back([&world, lux = realNumber(json, name)] { world.setLight(lux); });
+            changes.emplace_back([&world, lux = realNumber(json, name, true)] { world.setLight(lux); });
         }
         else if (name == "time")
         {
@@ -230,7 +269,7 @@ Response putWorld(const Call& call)
         }
         else if (name == "distance")
         {
-            changes.emplace_back([&world, metres = realNumber(json, name)] { world.setDistance(metres); });
+            changes.emplace_back([&world, metres = realNumber(json, name, false)] { world.setDistance(metres); });
         }
         else if (name == "faults")
         {
@@ -263,7 +302,8 @@ Response getEvents(const Call& call)
     const std::string seen = call.request.header("last-event-id");
     Response response;
     response.type = "text/event-stream";
-    response.source = call.api.events().reader(seen.substr(0, seen.find('.', seen.find('-'))));
+    response.source =
+        call.api.events().reader(seen.substr(0, seen.find('.', seen.find('-'))), [&call] { return state(call); });
     return response;
 }
 

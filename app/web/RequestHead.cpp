@@ -102,8 +102,11 @@ bool isLength(const std::string& text, std::size_t& length)
 bool readTarget(const std::string& target, Request& request)
 {
     const std::size_t mark = std::min(target.find('?'), target.size());
-    const auto path = decoded(target.substr(0, mark), false);
-    if (!path || path->empty() || path->front() != '/' || target.find('#') != std::string::npos)
+    const std::string written = target.substr(0, mark);
+    const auto path = decoded(written, false);
+    // An escaped slash is a part of a name, which no name here has; it must not divide the path.
+    if (!path || path->empty() || path->front() != '/' || target.find('#') != std::string::npos ||
+        std::count(path->begin(), path->end(), '/') != std::count(written.begin(), written.end(), '/'))
     {
         return false;
     }

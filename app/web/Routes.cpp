@@ -61,6 +61,17 @@ const std::vector<Route>& routes()
     return table;
 }
 
+std::vector<std::string> queryNames(const Route& route)
+{
+    const std::string summary = route.summary;
+    std::vector<std::string> names;
+    for (std::size_t begin = summary.find('?'); begin != std::string::npos; begin = summary.find('?', begin + 1))
+    {
+        names.push_back(summary.substr(begin + 1, summary.find('=', begin) - begin - 1));
+    }
+    return names;
+}
+
 Role roleOf(const Route& route)
 {
     return route.role.value_or(std::string(route.method) == "GET" ? Role::viewer : Role::operator_);

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "app/cli/Parsing.h"
 #include "app/cli/ScheduleChart.h"
 #include "app/json/Results.h"
@@ -74,12 +76,15 @@ int timeOf(const Call& call, const char* name)
 
 }  // namespace
 
+app::Json statusJson(camera::Camera& camera)
+{
+    return app::toJson(app::Status{camera.setup().model, camera.sensorModule(), camera.version(), sceneOf(camera),
+                                   camera.schemeCount(), camera.setup().speed, camera.service().lamps()});
+}
+
 Response getStatus(const Call& call)
 {
-    camera::Camera& camera = call.camera;
-    return jsonResponse(
-        app::toJson(app::Status{camera.setup().model, camera.sensorModule(), camera.version(), sceneOf(camera),
-                                camera.schemeCount(), camera.setup().speed, camera.service().lamps()}));
+    return jsonResponse(statusJson(call.camera));
 }
 
 Response getScheme(const Call& call)
@@ -142,10 +147,20 @@ Response putOneScheme(const Call& call)
     }
     if (result.stored == camera::Stored::windowRefused)
     {
-        return errorResponse(
-            refusedWindow(scheme, result.check, call.camera.schedule().windows[static_cast<std::size_t>(scheme)]));
+        return errorResponse(refusedWindow(scheme, result.check, result.window));
     }
-    return errorResponse(notStored(scheme, result.stored));
+    const auto refused = std::find_if(result.keys.begin(), result.keys.end(), [](const camera::KeyResult& key) {
+        return key.outcome == camera::Outcome::refused || key.outcome == camera::Outcome::heldBack;
+    });
+    if (refused == result.keys.end())
+    {
+        return errorResponse(notStored(scheme, result.stored));
+    }
+    app::Error error = refusedValue(call, *refused);
+    error.message += result.stored == camera::Stored::sensorRefused
+                         ? "; scheme " + std::to_string(scheme) + " is stored all the same"
+                         : "; nothing was stored";
+    return errorResponse(error, app::toJson(result));
 }
 
 Response getWindow(const Call& call)
@@ -231,11 +246,7 @@ Response import(const Call& call)
         return jsonResponse(app::toJson(result));
     }
     const camera::ImportResult::Scheme& failed = result.schemes[*result.failed];
-    Response response = errorResponse(notStored(failed.scheme, failed.stored));
-    app::Json body = app::Json::parse(response.body);
-    body["result"] = app::toJson(result);
-    response.body = app::jsonLine(body);
-    return response;
+    return errorResponse(notStored(failed.scheme, failed.stored), app::toJson(result));
 }
 
 Response getPairs(const Call& call)

@@ -38,17 +38,9 @@ Response valuesResponse(const Call& call, const camera::ApplyResult& result,
     app::Error error = {ErrorCode::deviceRefused, app::keyTitle(*result.refusedKey) + " refused", *result.refusedKey};
     if (result.refused)
     {
-        const camera::KeyResult& key = result.keys[*result.refused];
-        error = {app::codeOf(key.status),
-                 app::keyTitle(key.key) +
-                     " refused: " + app::reasonText(call.camera.service(), key.key, key.asked, key.status),
-                 key.key, key.asked, key.allowed};
+        error = refusedValue(call, result.keys[*result.refused]);
     }
-    Response response = errorResponse(error);
-    app::Json body = app::Json::parse(response.body);
-    body["result"] = json;
-    response.body = app::jsonLine(body);
-    return response;
+    return errorResponse(error, json);
 }
 
 // Another number than any trial's when it is none.
@@ -59,16 +51,17 @@ unsigned trialOf(const std::string& text)
 
 Response noTrial(const std::string& text)
 {
-    return problem(404, "no-trial", "there is no trial " + text + " any more: what is remembered has been sent again");
+    return problem(404, "no-trial", "no trial " + text + " is open; when one ends, what is remembered is sent again");
 }
 
-Response tryOut(const Call& call, const std::vector<camera::Value>& values)
+Response tryOut(const Call& call, const std::vector<camera::Value>& values, bool dryRun)
 {
     using Kind = camera::TrialResult::Kind;
     const auto id = call.request.query.find("trial");
     const bool goesOn = id != call.request.query.end();
+    const std::optional<unsigned> trial = goesOn ? std::optional<unsigned>(trialOf(id->second)) : std::nullopt;
     const camera::TrialResult tried =
-        call.camera.tryOut(values, goesOn ? std::optional<unsigned>(trialOf(id->second)) : std::nullopt);
+        dryRun ? call.camera.wouldTryOut(values, trial) : call.camera.tryOut(values, trial);
     switch (tried.kind)
     {
     case Kind::noTrial:
@@ -103,21 +96,27 @@ Response patchParameters(const Call& call)
     {
         return errorResponse({ErrorCode::badValue, "trial goes with keep=false"});
     }
-    if (queryFlag(call, "dry-run", false))
+    const bool dryRun = queryFlag(call, "dry-run", false);
+    if (!keeps)
     {
-        return valuesResponse(call, call.camera.wouldApply(values));
+        return tryOut(call, values, dryRun);
     }
-    return keeps ? valuesResponse(call, call.camera.apply(values)) : tryOut(call, values);
+    return valuesResponse(call, dryRun ? call.camera.wouldApply(values) : call.camera.apply(values));
+}
+
+app::Json trialsJson(const camera::Camera& camera)
+{
+    app::Json list = app::Json::array();
+    for (const camera::Trial& trial : camera.trials())
+    {
+        list.push_back(app::toJson(trial));
+    }
+    return {{"trials", list}};
 }
 
 Response getTrials(const Call& call)
 {
-    app::Json list = app::Json::array();
-    for (const camera::Trial& trial : call.camera.trials())
-    {
-        list.push_back(app::toJson(trial));
-    }
-    return jsonResponse({{"trials", list}});
+    return jsonResponse(trialsJson(call.camera));
 }
 
 Response holdTrial(const Call& call)

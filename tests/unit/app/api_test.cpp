@@ -55,6 +55,18 @@ protected:
         return api_->answer(request);
     }
 
+    // A body as it is, to the values of the scheme in force.
+    Response send(const std::string& body, const std::string& type = "application/json")
+    {
+        Request request;
+        request.method = "PATCH";
+        request.path = "/api/parameters";
+        request.peer.local = true;
+        request.headers["content-type"] = type;
+        request.body = body;
+        return api_->answer(request);
+    }
+
     // The body of an answer that must have this status.
     Json json(const std::string& method, const std::string& path, const Json& body = nullptr, int status = 200)
     {
@@ -102,6 +114,25 @@ TEST_F(ApiTest, ADryRunChangesNothing)
 {
     EXPECT_EQ(json("PATCH", "/api/parameters?dry-run=true", {{"brightness", 61}})["values"][0]["outcome"], "applied");
     EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50);
+}
+
+TEST_F(ApiTest, ADryRunOfATrialAnswersAsTheTrialWould)
+{
+    const Json values = {{"brightness", 61}, {"contrast", 50}};
+    Json told = json("PATCH", "/api/parameters?keep=false&dry-run=true", values);
+    EXPECT_EQ(json("GET", "/api/trials").dump(), R"({"trials":[]})");
+    Json tried = json("PATCH", "/api/parameters?keep=false", values);
+    const std::string id = tried["trial"]["trial"].dump();
+    tried.erase("trial");
+    EXPECT_EQ(told.dump(), tried.dump());
+    EXPECT_EQ(json("PATCH", "/api/parameters?keep=false&dry-run=true", values, 409)["code"], "on-trial");
+    json("PATCH", "/api/parameters?keep=false&dry-run=true&trial=" + id, values);
+    for (const char* none : {"abc", "-1", "0"})
+    {
+        EXPECT_EQ(
+            json("PATCH", std::string("/api/parameters?keep=false&dry-run=true&trial=") + none, values, 404)["detail"],
+            std::string("no trial ") + none + " is open; when one ends, what is remembered is sent again");
+    }
 }
 
 TEST_F(ApiTest, WhatIsNotKeptIsOnTheSensorAlone)
@@ -175,26 +206,68 @@ TEST_F(ApiTest, BodiesThatAreNoListOfValuesAreRefusedAndChangeNothing)
          {"", "[]", "1", "{", "{}", "{\"brightness\":1.5}", "{\"brightness\":null}", "{\"brightness\":99999999999}",
           "{\"brightness\":1,\"34\":2}", "{\"brightness\":\"much\"}", "{\"brightness\":{}}", "\xff"})
     {
-        Request request;
-        request.method = "PATCH";
-        request.path = "/api/parameters";
-        request.peer.local = true;
-        request.headers["content-type"] = "application/json";
-        request.body = body;
-        EXPECT_EQ(api_->answer(request).status, 400) << body;
+        EXPECT_EQ(send(body).status, 400) << body;
     }
     EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50);
 }
 
+TEST_F(ApiTest, WhatStandsTwiceIsNotGuessed)
+{
+    EXPECT_EQ(send(R"({"brightness":61,"contrast":1,"brightness":62})").status, 400);
+    EXPECT_EQ(send(R"({"brightness":{"a":1,"a":1}})").status, 400);
+    EXPECT_NE(send(R"({"brightness":61,"brightness":61})").body.find(R"(\"brightness\" stands there twice)"),
+              std::string::npos);
+    EXPECT_EQ(send("{\"brightness\":61}" + std::string(1, '\0')).status, 400);
+    EXPECT_EQ(send("{\"brightness\":61}" + std::string(1, '\0') + "x").status, 400);
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50);
+}
+
+TEST_F(ApiTest, AMediaTypeIgnoresCaseAndBlanks)
+{
+    for (const char* type : {"Application/JSON", "application/json ; charset=utf-8", "application/json;charset=utf-8",
+                             "application/Merge-Patch+json"})
+    {
+        EXPECT_EQ(send(R"({"brightness":61})", type).status, 200) << type;
+    }
+    for (const char* type : {"application/jsonp", "", ";application/json", "application/json x"})
+    {
+        EXPECT_EQ(send(R"({"brightness":61})", type).status, 415) << type;
+    }
+}
+
+TEST_F(ApiTest, AWholeNumberIsOneHoweverItIsWritten)
+{
+    for (const char* number : {"60.0", "6e1", "600e-1"})
+    {
+        c().apply({{KEY_BRIGHTNESS, 50}});
+        EXPECT_EQ(send(std::string(R"({"brightness":)") + number + "}").status, 200) << number;
+        EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 60) << number;
+    }
+    for (const char* number : {"60.5", "1e300", "2147483648", "-2147483649", "1e-9", "18446744073709551615"})
+    {
+        EXPECT_EQ(send(std::string(R"({"brightness":)") + number + "}").status, 400) << number;
+    }
+    Json document = json("GET", "/api/export");
+    document["schemes"][0]["values"]["KEY_BRIGHTNESS"] = 61.0;
+    EXPECT_EQ(json("POST", "/api/import", document)["schemes"][0]["stored"], "done");
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 61);
+}
+
+TEST_F(ApiTest, AQueryThatMeansNothingIsRefused)
+{
+    const Json document = json("GET", "/api/export");
+    c().apply({{KEY_BRIGHTNESS, 61}});
+    const Json problem = json("POST", "/api/import?dryrun=true", document, 400);
+    EXPECT_EQ(problem["code"], "bad-request");
+    EXPECT_EQ(problem["detail"], "the query has \"dryrun\", which means nothing here");
+    EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 61);
+    json("GET", "/api/status?keep=false", nullptr, 400);
+    json("PATCH", "/api/parameters?keep=true&dry-run=true", {{"brightness", 62}});
+}
+
 TEST_F(ApiTest, ADeepBodyIsRefused)
 {
-    Request request;
-    request.method = "PATCH";
-    request.path = "/api/parameters";
-    request.peer.local = true;
-    request.headers["content-type"] = "application/json";
-    request.body = "{\"brightness\":" + std::string(500'000, '[') + std::string(500'000, ']') + "}";
-    EXPECT_EQ(api_->answer(request).status, 400);
+    EXPECT_EQ(send("{\"brightness\":" + std::string(500'000, '[') + std::string(500'000, ']') + "}").status, 400);
 }
 
 TEST_F(ApiTest, ABodyThatIsNotSaidToBeJsonIsRefused)
@@ -237,6 +310,36 @@ TEST_F(ApiTest, ValuesOfAnotherSchemeAreStoredAndThoseInForceStay)
     EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50);
     EXPECT_EQ(json("GET", "/api/schemes/1")["scheme"], 1);
     EXPECT_EQ(json("PUT", "/api/schemes/4", {{"brightness", 70}}, 404)["code"], "unknown-scheme");
+}
+
+TEST_F(ApiTest, AValueThatASchemeDoesNotTakeIsRefusedAsOneInForceIs)
+{
+    const Json refused = json("PUT", "/api/schemes/1", {{"brightness", 61}, {"contrast", 300}}, 422);
+    EXPECT_EQ(refused["code"], "refused-value");
+    EXPECT_EQ(refused["key"], KEY_CONTRAST);
+    EXPECT_EQ(refused["value"], 300);
+    EXPECT_EQ(refused["allowed"]["maximum"], 100);
+    EXPECT_EQ(refused["detail"].get<std::string>().substr(0, 22), "KEY_CONTRAST refused: ");
+    EXPECT_EQ(refused["result"]["stored"], "valueRefused");
+    EXPECT_EQ(json("PUT", "/api/schemes/1", {{"99999", 1}}, 404)["code"],
+              json("PATCH", "/api/parameters", {{"99999", 1}}, 404)["code"]);
+    EXPECT_EQ(c().schemeValue(1, KEY_BRIGHTNESS), 50);
+}
+
+TEST_F(ApiTest, AWindowOfWhichPartsAreSetIsRefusedByTheWholeThatWouldCome)
+{
+    json("PUT", "/api/schemes/1/window", {{"enabled", true}, {"from", "08:00"}, {"to", "10:00"}});
+    EXPECT_EQ(json("PUT", "/api/schemes/1", {{std::to_string(KEY_SCHEME_START_HOUR), 12}}, 422)["detail"],
+              "the window of scheme 1: 12:00-10:00 does not start before it ends");
+}
+
+TEST_F(ApiTest, HintsNameNoCommandsOfTheShell)
+{
+    EXPECT_EQ(json("GET", "/api/parameters/brightnes", nullptr, 404).dump(),
+              R"({"status":404,"code":"unknown-key","detail":"there is no key brightnes",)"
+              R"("hint":"GET /api/parameters lists the keys"})");
+    EXPECT_EQ(json("GET", "/api/schemes/9", nullptr, 404)["hint"], "GET /api/schemes lists the schemes");
+    EXPECT_FALSE(json("GET", "/api/language/99", nullptr, 404).contains("hint"));
 }
 
 TEST_F(ApiTest, AWindowIsSetAndARefusedOneSaysWhichTimeAndWhy)
@@ -285,8 +388,28 @@ TEST_F(ApiTest, DocumentsAreServedAsTheLibraryHasThem)
 TEST_F(ApiTest, TheWorldOfASimulatedCameraCanBeChanged)
 {
     EXPECT_DOUBLE_EQ(json("PUT", "/api/world", {{"light", 5}})["lux"].get<double>(), 5.0);
+    EXPECT_EQ(json("PUT", "/api/world", {{"distance", 2.5}})["distance"], 2.5);
     EXPECT_EQ(json("PUT", "/api/world", {{"gravity", 1}}, 400)["code"], "bad-document");
     EXPECT_EQ(json("PUT", "/api/world", {{"light", "dark"}}, 400)["code"], "bad-document");
+}
+
+TEST_F(ApiTest, WhatIsNoWorldIsRefusedAndNothingIsChanged)
+{
+    const std::string before = json("GET", "/api/world")["lux"].dump();
+    for (const Json& body : {Json{{"light", -5}}, Json{{"distance", 0}}, Json{{"distance", -3}}})
+    {
+        EXPECT_EQ(json("PUT", "/api/world", body, 400)["code"], "bad-value") << body;
+    }
+    for (const Json& fault :
+         {Json{{"key", "brightness"}, {"status", 99999999999}}, Json{{"key", "brightness"}, {"status", -99999999999}},
+          Json{{"key", "brightness"}, {"status", 0}}, Json{{"key", "brightness"}, {"status", 1}},
+          Json{{"key", "brightness"}, {"cuont", 1}}})
+    {
+        EXPECT_EQ(json("PUT", "/api/world", {{"light", 5}, {"faults", {fault}}}, 400)["code"], "bad-document") << fault;
+    }
+    EXPECT_EQ(json("GET", "/api/world")["lux"].dump(), before);
+    const Json faults = json("PUT", "/api/world", {{"faults", {{{"key", "brightness"}}}}})["faults"];
+    EXPECT_EQ(json("PUT", "/api/world", {{"faults", faults}})["faults"], faults);
 }
 
 TEST_F(ApiTest, FaultsArePlannedListedAndTakenBack)
@@ -505,6 +628,18 @@ TEST_F(ApiTest, AnImportThatEndsInTheMiddleSaysWhatWasDone)
     EXPECT_EQ(problem["result"]["schemes"][0]["stored"], "done");
     EXPECT_EQ(problem["result"]["schemes"][1]["stored"], "noRecord");
     EXPECT_EQ(problem["result"]["schemes"][2]["stored"], "notReached");
+    for (const std::size_t scheme : {1U, 2U})
+    {
+        EXPECT_EQ(problem["result"]["schemes"][scheme]["values"][0]["outcome"], "notReached");
+    }
+}
+
+TEST_F(ApiTest, ADryRunOfAnImportSeesAMissingFileToo)
+{
+    const Json document = json("GET", "/api/export");
+    std::remove(sensorpaths::schemeFile(1).c_str());
+    const Json planned = json("POST", "/api/import?dry-run=true", document, 404);
+    EXPECT_EQ(planned.dump(), json("POST", "/api/import", document, 404).dump());
 }
 
 TEST_F(ApiTest, DocumentsThatHoldNoSchemesAreRefusedAndChangeNothing)
@@ -564,6 +699,10 @@ TEST_F(ApiTest, EventsTellWhoDidWhatAndComeAgainFromWhereAReaderStopped)
     EXPECT_EQ(*ask("GET", "/api/events", nullptr, behind).source->next(), *reader->next());
     const std::string lost = *ask("GET", "/api/events", nullptr, {{"last-event-id", "1-7"}}).source->next();
     EXPECT_NE(lost.find("event: state\n"), std::string::npos) << lost;
+    const Json state = Json::parse(lost.substr(lost.find("data: ") + 6));
+    EXPECT_EQ(state["status"], json("GET", "/api/status"));
+    EXPECT_NE(state["values"].dump().find(R"({"key":34,"name":"KEY_BRIGHTNESS","value":62})"), std::string::npos);
+    EXPECT_EQ(state["trials"].dump(), "[]");
 }
 
 TEST_F(ApiTest, EveryRouteIsDescribed)

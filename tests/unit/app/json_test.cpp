@@ -157,9 +157,10 @@ TEST(JsonResults, EveryOutcomeReasonAndSourceHasAWordOfTheSchema)
 TEST(JsonResults, EventsAreAsInTheExamplesOfTheSchema)
 {
     using Kind = camera::Event::Kind;
-    camera::Event events[] = {{Kind::values, "ann"}, {Kind::scheme, ""}, {Kind::mode, ""}, {Kind::night, ""},
-                              {Kind::saved, ""},     {Kind::reset, ""},  {Kind::trial, ""}};
-    const int schemes[] = {0, 1, 1, 1, 2, -1, 1};
+    camera::Event events[] = {{Kind::values, "ann"}, {Kind::scheme, ""}, {Kind::mode, ""},
+                              {Kind::night, ""},     {Kind::saved, ""},  {Kind::reset, ""},
+                              {Kind::trial, ""},     {Kind::lens, ""},   {Kind::log, ""}};
+    const int schemes[] = {0, 1, 1, 1, 2, -1, 1, 1, 1};
     app::Json documents = app::Json::array();
     for (std::size_t i = 0; i < std::size(events); ++i)
     {
@@ -170,6 +171,9 @@ TEST(JsonResults, EventsAreAsInTheExamplesOfTheSchema)
         events[i].night = true;
         events[i].trial = 8;
         events[i].trialState = camera::TrialState::expired;
+        events[i].notTakenBack = {KEY_BRIGHTNESS};
+        events[i].moving = true;
+        events[i].line = "a line";
         documents.push_back(app::toJson(events[i]));
     }
     const app::Json definition = app::Json::parse(support::readFile(kSchema))["$defs"]["event"];

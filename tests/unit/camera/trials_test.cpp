@@ -39,6 +39,7 @@ protected:
             {
                 const std::lock_guard<std::mutex> lock(mutex_);
                 states_.push_back(event.trialState);
+                notTakenBack_ = event.notTakenBack;
             }
         });
     }
@@ -48,6 +49,15 @@ protected:
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         return std::exchange(states_, {});
+    }
+
+    static void refuseNext(std::optional<ia_cmd_e> command, unsigned count)
+    {
+        services::FailureRule rule;
+        rule.cmd = command;
+        rule.opt = IA_CMD_OPT_SET;
+        rule.count = count;
+        failures().add(rule);
     }
 
     unsigned tried(const std::vector<camera::Value>& values)
@@ -69,6 +79,7 @@ protected:
 
     std::mutex mutex_;
     std::vector<TrialState> states_;
+    std::vector<int> notTakenBack_;  // of the last
     int subscription_ = 0;
 };
 
@@ -329,6 +340,75 @@ TEST_F(CameraTrials, ALensPositionIsNoPartOfATrial)
     EXPECT_TRUE(result.result.ok());
     ASSERT_EQ(result.trial->values.size(), 1u);
     EXPECT_EQ(result.trial->values[0].key, KEY_BRIGHTNESS);
+}
+
+TEST_F(CameraTrials, OneThatTheDeviceDoesNotTakeBackIsSentAgainUntilItDoes)
+{
+    begin();
+    tried({{KEY_BRIGHTNESS, 61}});
+    refuseNext(IA_CMD_BRIGHTNESS, 2);
+    pass(15s);
+    EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 61);
+    EXPECT_EQ(takeStates(), (States{TrialState::begun, TrialState::expired}));
+    EXPECT_EQ(notTakenBack_, std::vector<int>{KEY_BRIGHTNESS});
+    pass(1s);
+    pass(1s);
+    EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 50);
+    const int sets = setCalls();
+    pass(1s);
+    EXPECT_EQ(setCalls(), sets);
+}
+
+TEST_F(CameraTrials, WhatIsNotTakenBackIsNotSentAgainOnceSomebodySetOrTriesIt)
+{
+    begin();
+    const int before = *c().peek(KEY_MZOOM_SPEED);
+    const unsigned trial = tried({{KEY_BRIGHTNESS, 61}, {KEY_CONTRAST, 62}, {KEY_MZOOM_SPEED, before + 1}});
+    refuseNext(std::nullopt, 3);
+    EXPECT_EQ(c().undoTrial(trial)->size(), 3u);
+    c().apply({{KEY_BRIGHTNESS, 70}});
+    const unsigned other = tried({{KEY_CONTRAST, 71}, {KEY_MZOOM_SPEED, before + 2}});
+    pass(1s);
+    EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 70);
+    EXPECT_EQ(applied(IA_CMD_CONTRAST), 71);
+    c().undoTrial(other);
+    EXPECT_EQ(c().peek(KEY_MZOOM_SPEED), before);
+}
+
+TEST_F(CameraTrials, WhatAKeptTrialDidNotReachIsSentAgainToo)
+{
+    begin();
+    const unsigned trial = tried({{KEY_BRIGHTNESS, 61}});
+    refuseNext(IA_CMD_BRIGHTNESS, 2);
+    EXPECT_FALSE(c().keepTrial(trial)->ok());
+    EXPECT_EQ(notTakenBack_, std::vector<int>{KEY_BRIGHTNESS});
+    pass(1s);
+    EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 50);
+}
+
+TEST_F(CameraTrials, AKeyThatDoesNotGoBackToTheRememberedValueIsRefusedAndStaysOnTrial)
+{
+    begin();
+    const unsigned trial = tried({{KEY_BRIGHTNESS, 61}});
+    refuseNext(IA_CMD_BRIGHTNESS, 2);
+    const camera::ApplyResult result = c().apply({{KEY_BRIGHTNESS, 50}});
+    EXPECT_FALSE(result.ok());
+    EXPECT_EQ(result.refused, 0u);
+    EXPECT_EQ(outcomes(result), std::vector<camera::Outcome>{camera::Outcome::refused});
+    EXPECT_EQ(result.keys[0].status, -1);
+    ASSERT_EQ(result.refusals.size(), 1u);
+    EXPECT_EQ(result.refusals[0].status, -1);
+    EXPECT_EQ(c().setValues(0, {{KEY_BRIGHTNESS, 50}}).stored, camera::Stored::sensorRefused);
+    EXPECT_TRUE(c().holdTrial(trial).has_value());
+    EXPECT_TRUE(c().apply({{KEY_BRIGHTNESS, 50}}).ok());
+    EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 50);
+    EXPECT_FALSE(c().holdTrial(trial).has_value());
+}
+
+TEST_F(CameraTrials, AStepOfTheCentreIsNoPartOfATrial)
+{
+    begin("lpr");
+    EXPECT_FALSE(c().tryOut({{KEY_CAP_OFF_ADJ_DIRECTION, 1}}).trial.has_value());
 }
 
 TEST_F(CameraTrials, ATurnHoldsOtherChangesOffAndTellsWhatHappenedBefore)

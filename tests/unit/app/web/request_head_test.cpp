@@ -48,6 +48,14 @@ TEST(RequestTarget, BadEscapesAreRefused)
     }
 }
 
+TEST(RequestTarget, AnEscapedSlashDividesNoPath)
+{
+    Request request;
+    EXPECT_FALSE(readTarget("/api/parameters/34%2Frestore", request));
+    EXPECT_FALSE(readTarget("/api/parameters/34%2frestore", request));
+    EXPECT_TRUE(readTarget("/api/trace?filter=%2F", request));
+}
+
 TEST(RequestTarget, ControlCharactersAreRefused)
 {
     for (const char* target : {"/%00", "/save%0d%0aX: y", "/\x1b", "/a?b=%7f"})
