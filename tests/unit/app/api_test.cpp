@@ -701,7 +701,7 @@ TEST_F(ApiTest, EventsTellWhoDidWhatAndComeAgainFromWhereAReaderStopped)
     EXPECT_NE(lost.find("event: state\n"), std::string::npos) << lost;
     const Json state = Json::parse(lost.substr(lost.find("data: ") + 6));
     EXPECT_EQ(state["status"], json("GET", "/api/status"));
-    EXPECT_NE(state["values"].dump().find(R"({"key":34,"name":"KEY_BRIGHTNESS","value":62})"), std::string::npos);
+    EXPECT_NE(state["values"].dump().find(R"({"key":34,"name":"KEY_BRIGHTNESS","value":63})"), std::string::npos);
     EXPECT_EQ(state["trials"].dump(), "[]");
 }
 
