@@ -92,7 +92,7 @@ async function trials(): Promise<void> {
   expectEqual('what is kept', kept.values[0].value, 33);
   const unsaved = (await camera.getUnsaved({ throwOnError })).data.values;
   expectEqual('what is not saved', unsaved.find((row) => row.name === 'KEY_SHARPNESS')?.saved, 50);
-  expect('pairs have it', (await camera.getPairs({ throwOnError })).data.pairs?.includes('(2321,33)') ?? false);
+  expect('pairs have it', (await camera.postPairs({ throwOnError })).data.pairs?.includes('(2321,33)') ?? false);
 }
 
 async function transfer(): Promise<void> {
