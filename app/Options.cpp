@@ -3,15 +3,20 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <sstream>
 
 #include "app/Failure.h"
 #include "app/Models.h"
 #include "app/Output.h"
+#include "app/box/Bubblewrap.h"
 #include "app/box/StateFolder.h"
 #include "app/cli/Parsing.h"
+#include "app/web/Guard.h"
+#include "app/web/Users.h"
 
 namespace app {
 namespace {
@@ -98,6 +103,109 @@ void addOptions(CLI::App& cli, Options& options, RawOptions& raw)
     cli.add_flag("--inside", options.inside)->group("");
     cli.add_option("--lock-descriptor", options.lockDescriptor)->group("");
     cli.add_option("--supervisor-descriptor", options.supervisorDescriptor)->group("");
+    cli.add_option("--http-descriptor", options.httpDescriptor)->group("");
+    cli.add_option("--session-descriptor", options.sessionDescriptor)->group("");
+}
+
+constexpr int kDefaultPort = 8080;
+
+CLI::App* addServe(CLI::App& cli, ServeOptions& serve)
+{
+    CLI::App* serving = cli.add_subcommand("serve", "Answer HTTP until a signal ends it");
+    serving->fallthrough();
+    serving->add_option("--port", serve.port, "TCP port; 8080 unless --socket is given, 0 for a free one")
+        ->check(CLI::Range(0, 65535))
+        ->type_name("N");
+    serving
+        ->add_option(
+            "--bind", serve.address,
+            "Address of this machine's own; default 127.0.0.1. Others than 127.0.0.1 and ::1 let other machines "
+            "in, and need --users and --cert or --self-signed")
+        ->default_val("127.0.0.1")
+        ->type_name("ADDRESS");
+    serving->add_option("--users", serve.users, "File of those who may come in through the port; passwd makes it")
+        ->type_name("FILE");
+    CLI::Option* certificate =
+        serving->add_option("--cert", serve.certificate, "Certificates for TLS, PEM, the camera's own first")
+            ->type_name("FILE");
+    CLI::Option* key = serving->add_option("--key", serve.key, "The certificate's key, PEM")->type_name("FILE");
+    certificate->needs(key);
+    key->needs(certificate);
+    serving
+        ->add_flag("--self-signed", serve.selfSigned,
+                   "TLS with a certificate that the camera makes once, and keeps in its state folder")
+        ->excludes(certificate);
+    CLI::Option* socket =
+        serving->add_option("--socket", serve.socket, "Path of a Unix socket, for whoever may open it")
+            ->type_name("PATH");
+    serving->add_option("--socket-mode", serve.socketMode, "Who may open the socket: 600 (the default) or 660")
+        ->check(CLI::IsMember({"600", "660", "0600", "0660"}))
+        ->needs(socket)
+        ->type_name("MODE");
+    serving->add_option("--socket-group", serve.socketGroup, "Group of the socket, by name or number")
+        ->needs(socket)
+        ->type_name("GROUP");
+    serving->add_option("--allow-origin", serve.origins, "Origin of a page that may use the camera: http://HOST:PORT")
+        ->transform([](const std::string& text) {
+            const std::optional<std::string> origin = web::originOf(text);
+            return origin ? *origin : throw CLI::ValidationError(text + " is not http://HOST:PORT");
+        })
+        ->type_name("ORIGIN");
+    serving->add_option("--descriptor", serve.descriptors)->group("");
+    serving->add_option("--identity-descriptor", serve.identityDescriptor)->group("");
+    return serving;
+}
+
+// Why the camera must not be served so; empty when it may.
+std::string serveProblem(const ServeOptions& serve)
+{
+    const bool hasPort = serve.port || !serve.descriptors.empty();
+    if (!hasPort && (!serve.users.empty() || serve.hasTls()))
+    {
+        return "--users, --cert and --self-signed are for a port; a Unix socket is guarded by the mode of its file";
+    }
+    if (web::isLoopback(serve.address) || (!serve.users.empty() && serve.hasTls()))
+    {
+        return "";
+    }
+    std::string missing = serve.users.empty() ? " --users FILE (sensorcam passwd makes one)" : "";
+    if (!serve.hasTls())
+    {
+        missing += std::string(missing.empty() ? "" : " and") + " --cert FILE --key FILE, or --self-signed";
+    }
+    return "--bind " + serve.address + " lets other machines in: it needs" + missing;
+}
+
+CLI::App* addPasswd(CLI::App& cli, PasswordOptions& password)
+{
+    CLI::App* passwd = cli.add_subcommand(
+        "passwd", "Set a user's password in a file for serve --users. It is read from the terminal, or a line of "
+                  "standard input");
+    CLI::Option* role =
+        passwd->add_option("--role", password.role, "viewer (the default for a new user), operator or administrator")
+            ->check(CLI::IsMember({"viewer", "operator", "administrator"}))
+            ->type_name("ROLE");
+    passwd->add_flag("--delete", password.isDelete, "Take the user out of the file")->excludes(role);
+    passwd->add_option("FILE", password.file, "The file; made when it is missing")->required();
+    passwd->add_option("NAME", password.name, "The user's name")->required()->check([](const std::string& name) {
+        return web::isUserName(name) ? ""
+                                     : name + " cannot be a user's name: letters, digits and ._- alone, at most 32";
+    });
+    return passwd;
+}
+
+// An option that was given an empty text, which CLI11 hands to no check; empty: none.
+std::string emptyOption(const CLI::App& command)
+{
+    for (const CLI::Option* const option : command.get_options())
+    {
+        const std::vector<std::string>& texts = option->results();
+        if (option->get_type_size() > 0 && std::find(texts.begin(), texts.end(), "") != texts.end())
+        {
+            return option->get_name();
+        }
+    }
+    return "";
 }
 
 std::optional<Options> mistake(const std::string& text, bool json, int& status)
@@ -118,11 +226,16 @@ std::optional<Options> readOptions(int argc, char** argv, int& status)
     cli.footer(kFooter);
     cli.set_version_flag("--version", std::string("sensorcam ") + SENSORCAM_VERSION);
     cli.require_subcommand(0, 1);
-    cli.add_subcommand("shell", "Open a prompt; without a terminal, read commands from standard input (the default)");
+    cli.add_subcommand("shell", "Open a prompt; without a terminal, read commands from standard input (the default)")
+        ->fallthrough();
     CLI::App* exec = cli.add_subcommand("exec", "Run commands, each argument one command line, and end. Stops at the "
                                                 "first command that fails; 'help' lists the commands");
     exec->add_option("COMMAND", options.commands, "Command lines, as at the prompt")->required();
     exec->positionals_at_end();
+    ServeOptions serve;
+    CLI::App* serving = addServe(cli, serve);
+    PasswordOptions password;
+    const CLI::App* passwd = addPasswd(cli, password);
     try
     {
         cli.parse(argc, argv);
@@ -140,21 +253,38 @@ std::optional<Options> readOptions(int argc, char** argv, int& status)
     {
         return mistake(error.what(), asksForJson(argc, argv), status);
     }
-    // CLI11 does not hand empty texts to a check.
-    for (const char* name : {"--model", "--state", "--speed", "--at"})
+    for (const CLI::App* command : {&const_cast<const CLI::App&>(cli), static_cast<const CLI::App*>(serving), passwd})
     {
-        const CLI::Option* option = cli.get_option(name);
-        if (option->count() > 0 && option->as<std::string>().empty())
+        const std::string name = emptyOption(*command);
+        if (!name.empty())
         {
-            return mistake(std::string(name) + " needs a value", options.json, status);
+            return mistake(name + " needs a value", options.json, status);
         }
     }
     if (!options.stateFolder.empty() && absolutePath(options.stateFolder) == "/")
     {
         return mistake("--state / would be the machine itself; name a folder for the camera", options.json, status);
     }
-    options.isShell = !exec->parsed();
+    options.isShell = !exec->parsed() && !serving->parsed() && !passwd->parsed();
+    if (serving->parsed())
+    {
+        if (serve.socket.empty() && !serve.port && serve.descriptors.empty())
+        {
+            serve.port = kDefaultPort;
+        }
+        const std::string problem = serveProblem(serve);
+        if (!problem.empty())
+        {
+            return mistake(problem, options.json, status);
+        }
+        options.serve = serve;
+    }
+    if (passwd->parsed())
+    {
+        options.password = password;
+    }
     options.model = raw.model.empty() ? std::nullopt : std::optional<std::string>(raw.model);
+    options.setsClock = !raw.speed.empty() || !raw.startTime.empty();
     options.speed = raw.speed.empty() ? 1.0 : *parseNumber(raw.speed);
     options.startMinutes = raw.startTime.empty() ? std::nullopt : parseTimeOfDay(raw.startTime);
     return options;
@@ -169,6 +299,10 @@ std::vector<std::string> insideArguments(const Options& options, int lockDescrip
                                           std::to_string(lockDescriptor),
                                           "--supervisor-descriptor",
                                           std::to_string(supervisorDescriptor),
+                                          "--http-descriptor",
+                                          std::to_string(options.httpDescriptor),
+                                          "--session-descriptor",
+                                          std::to_string(options.sessionDescriptor),
                                           "--model",
                                           *options.model,
                                           "--speed",
@@ -184,6 +318,29 @@ std::vector<std::string> insideArguments(const Options& options, int lockDescrip
     if (options.verbose)
     {
         arguments.push_back("--verbose");
+    }
+    if (options.serve)
+    {
+        arguments.insert(arguments.end(), {"serve", "--bind", options.serve->address});
+        if (!options.serve->users.empty())
+        {
+            const std::string name = std::filesystem::path(options.serve->users).filename().string();
+            arguments.insert(arguments.end(), {"--users", std::string(kInsideUsers) + "/" + name});
+        }
+        if (options.serve->identityDescriptor >= 0)
+        {
+            arguments.insert(arguments.end(),
+                             {"--identity-descriptor", std::to_string(options.serve->identityDescriptor)});
+        }
+        for (const std::string& origin : options.serve->origins)
+        {
+            arguments.insert(arguments.end(), {"--allow-origin", origin});
+        }
+        for (const std::string& descriptor : options.serve->descriptors)
+        {
+            arguments.insert(arguments.end(), {"--descriptor", descriptor});
+        }
+        return arguments;
     }
     arguments.push_back(options.isShell ? "shell" : "exec");
     if (!options.isShell)

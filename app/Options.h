@@ -16,29 +16,64 @@ enum ExitStatus
     kExitNoCamera = 3,  // the camera could not be started
 };
 
+// Of "serve": where, and for whom.
+struct ServeOptions
+{
+    std::optional<int> port;
+    std::string address = "127.0.0.1";  // numeric
+    std::string socket;                 // path of a Unix socket; empty: none
+    std::string socketMode = "600";     // of its file, octal
+    std::string socketGroup;            // name or number; empty: this process's own
+    std::string users;                  // path of their file; empty: nobody has to log in
+    std::string certificate;            // path
+    std::string key;                    // path
+    bool selfSigned = false;            // a certificate of the camera's own, kept in its state folder
+    std::vector<std::string> origins;   // of pages that may use the camera beside its own
+
+    // For the copy inside.
+    std::vector<std::string> descriptors;  // "DESCRIPTOR:PORT", port 0 for a Unix socket
+    int identityDescriptor = -1;           // certificates and key
+
+    bool hasTls() const { return selfSigned || !certificate.empty() || identityDescriptor >= 0; }
+};
+
+// Of "passwd": whose password.
+struct PasswordOptions
+{
+    std::string file;
+    std::string name;
+    std::string role;  // empty: the one before, or viewer
+    bool isDelete = false;
+};
+
 struct Options
 {
     std::optional<std::string> model;  // nothing: what the state folder remembers, else the first model
     std::string stateFolder;           // empty: the default below the user's state folder
     double speed = 1.0;                // camera seconds in a real second
     std::optional<int> startMinutes;   // time of day to start at; nothing: the real one
+    bool setsClock = false;            // one of the two was named
     bool json = false;
     bool verbose = false;  // the library's lines are not kept back at the prompt
     bool inPlace = false;
     bool isShell = true;
+    std::optional<ServeOptions> serve;
+    std::optional<PasswordOptions> password;
     std::vector<std::string> commands;  // of exec, a command line each
 
     // Set by sensorcam itself for the copy of it that runs in the private tree.
     bool inside = false;
     int lockDescriptor = -1;
     int supervisorDescriptor = -1;
+    int httpDescriptor = -1;  // sockets of the state folder
+    int sessionDescriptor = -1;
 };
 
 // Nothing when the program is to end at once with status: after --help and --version, and after a mistake, which
 // has then been explained on standard error (with --json as a document on standard output).
 std::optional<Options> readOptions(int argc, char** argv, int& status);
 
-// The arguments that give the copy inside the same options, and the two descriptors that it inherits.
+// The arguments that give the copy inside the same options, and the descriptors that it inherits.
 std::vector<std::string> insideArguments(const Options& options, int lockDescriptor, int supervisorDescriptor);
 
 }  // namespace app

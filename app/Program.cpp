@@ -5,7 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
+#include <memory>
+#include <thread>
 
 #include "app/EndSignals.h"
 #include "app/EventLoop.h"
@@ -13,12 +16,16 @@
 #include "app/Models.h"
 #include "app/Service.h"
 #include "app/box/Bubblewrap.h"
+#include "app/box/OwnFiles.h"
 #include "app/box/Provision.h"
 #include "app/box/StateFolder.h"
 #include "app/box/Supervisor.h"
 #include "app/cli/Session.h"
 #include "app/cli/Shell.h"
 #include "app/cli/Terminal.h"
+#include "app/remote/SessionClient.h"
+#include "app/remote/SessionServer.h"
+#include "app/web/Serving.h"
 #include "camera/Camera.h"
 
 namespace app {
@@ -26,6 +33,10 @@ namespace {
 
 // On a board the camera's own state lies beside the library's files.
 constexpr char kInPlaceState[] = "/mnt/mtd/sensorcam";
+
+// A camera that starts or ends has done so by then.
+constexpr auto kAnswerLimit = std::chrono::seconds(10);
+constexpr auto kAnswerLook = std::chrono::milliseconds(100);
 
 LibraryView::Way libraryWay(const Options& options, bool interactive)
 {
@@ -48,17 +59,76 @@ std::string ownShareFolder()
     return shareFolder(std::filesystem::path(programFile()).parent_path().parent_path().string());
 }
 
+// By which a camera is reached on this machine, in its state folder; none where it may not make files.
+struct OwnSockets
+{
+    std::optional<web::ListenSocket> http;
+    std::optional<web::ListenSocket> sessions;
+
+    // Throws std::runtime_error.
+    static OwnSockets in(const StateFolder& state)
+    {
+        if (access(state.path().c_str(), W_OK) != 0)
+        {
+            notice(systemError("no other process can join this camera; " + state.path()));
+            return {};
+        }
+        return {web::ListenSocket::atPath(state.path() + "/" + kHttpSocketFile, 0600),
+                web::ListenSocket::atPath(state.path() + "/" + kSessionSocketFile, 0600)};
+    }
+
+    // Those of another process, which owns their files.
+    static OwnSockets inherited(const Options& options)
+    {
+        return {inherited(options.httpDescriptor), inherited(options.sessionDescriptor)};
+    }
+
+    static int descriptorOf(const std::optional<web::ListenSocket>& socket)
+    {
+        return socket ? socket->descriptor() : -1;
+    }
+
+private:
+    static std::optional<web::ListenSocket> inherited(int descriptor)
+    {
+        return descriptor < 0 ? std::nullopt : std::make_optional(web::ListenSocket::inherited(descriptor, 0));
+    }
+};
+
 // The camera and who commands it, from its start to its end. Any of it may hang.
-int runFrontEnd(const Options& options, const std::string& share, const std::string& stateFolder, Terminal& terminal)
+int runFrontEnd(const Options& options, const std::string& share, const std::string& stateFolder, OwnSockets sockets,
+                LibraryOutput& output, Terminal& terminal)
 {
     int status = kExitOk;
     try
     {
+        const ServeOptions serve = options.serve.value_or(ServeOptions());
+        web::Opened opened = web::open(serve, stateFolder);  // first: a camera that nobody may reach is not started
+        if (sockets.http)
+        {
+            opened.own.emplace(std::move(*sockets.http));
+        }
         camera::Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace}, service());
-        Session session(camera, terminal, options.json);
         terminal.showLibrary();
-        status =
-            options.isShell ? runShell(session, terminal, stateFolder + "/history") : session.runAll(options.commands);
+        const web::Service service(camera, serve, std::move(opened), stateFolder, output);
+        std::optional<remote::SessionServer> sessions;
+        if (sockets.sessions)
+        {
+            sessions.emplace(camera, output, std::move(*sockets.sessions));
+        }
+        if (options.serve)
+        {
+            terminal.print(service.places());
+            while (terminal.pause(std::chrono::hours(1)))
+            {
+            }
+        }
+        else
+        {
+            Session session(camera, terminal, options.json);
+            status = options.isShell ? runShell(session, terminal, stateFolder + "/history")
+                                     : session.runAll(options.commands);
+        }
     }
     catch (...)
     {
@@ -70,7 +140,7 @@ int runFrontEnd(const Options& options, const std::string& share, const std::str
 }
 
 // The camera itself, in whatever tree it finds: all of it works on a thread of its own, and this one waits.
-int runCamera(const Options& options, const std::string& share, const std::string& stateFolder)
+int runCamera(const Options& options, const std::string& share, const std::string& stateFolder, OwnSockets sockets)
 {
     blockEndSignals();
     signal(SIGPIPE, SIG_IGN);
@@ -87,9 +157,79 @@ int runCamera(const Options& options, const std::string& share, const std::strin
             loop.after(kEndLimit, [] { kill(getpid(), SIGKILL); });
         }
     });
-    const int status = loop.runBeside([&] { return runFrontEnd(options, share, stateFolder, terminal); });
+    const int status =
+        loop.runBeside([&] { return runFrontEnd(options, share, stateFolder, std::move(sockets), output, terminal); });
     signals.takeIn();
     return signals.received() != 0 ? 128 + signals.received() : terminal.answers().status(status);
+}
+
+// A session with the camera that another process runs on the folder: this one is no more than its terminal.
+int runClient(const Options& options, std::unique_ptr<remote::FrameSocket> socket, const std::string& stateFolder)
+{
+    blockEndSignals();
+    signal(SIGPIPE, SIG_IGN);
+    const bool interactive = hasPrompt(options);
+    EventLoop loop;
+    EndSignals signals;
+    LibraryOutput output;
+    Terminal terminal(loop, signals, output, libraryWay(options, interactive), interactive, false);
+    remote::SessionClient client(std::move(socket), terminal, options.json);
+    loop.watch(signals.descriptor(), [&] {
+        signals.takeIn();
+        client.tellSignal();
+        terminal.wake();
+        if (terminal.ended())
+        {
+            loop.after(kEndLimit, [] { kill(getpid(), SIGKILL); });
+        }
+    });
+    const int status = loop.runBeside([&] {
+        terminal.showLibrary();
+        return client.statusOr(options.isShell ? runShell(client, terminal, stateFolder + "/history")
+                                               : client.runAll(options.commands));
+    });
+    signals.takeIn();
+    return signals.received() != 0 ? 128 + signals.received() : terminal.answers().status(status);
+}
+
+// Locks the folder for a camera of this process. When one is running there, the status of a client of it.
+std::optional<int> lockOrJoin(std::optional<StateFolder>& state, const std::string& path, StateFolder::Kind kind,
+                              const Options& options)
+{
+    const auto limit = std::chrono::steady_clock::now() + kAnswerLimit;
+    while (true)
+    {
+        try
+        {
+            state.emplace(path, kind);
+            return std::nullopt;
+        }
+        catch (const StateFolder::InUse& inUse)
+        {
+            if (options.serve)
+            {
+                throw Failure(std::string(inUse.what()) + ". It answers HTTP on " + path + "/" + kHttpSocketFile);
+            }
+            const StateFolder running(path, kind, StateFolder::Lock::ofAnother);
+            running.chooseModel(options.model);
+            if (options.setsClock)
+            {
+                throw Failure("the camera on " + path +
+                              " is running already, at a time of its own: --speed and --at are for one that starts");
+            }
+            auto socket = remote::SessionClient::open(path + "/" + kSessionSocketFile, options.json, hasPrompt(options),
+                                                      kAnswerLimit);
+            if (socket != nullptr)
+            {
+                return runClient(options, std::move(socket), path);
+            }
+            if (std::chrono::steady_clock::now() >= limit)
+            {
+                throw;
+            }
+        }
+        std::this_thread::sleep_for(kAnswerLook);  // it is starting or ending
+    }
 }
 
 void announceFirstStart(const StateFolder& state, const std::string& model)
@@ -114,10 +254,14 @@ void prepare(StateFolder& state, const std::string& model, const std::string& ro
 
 int runInPlace(Options options)
 {
-    StateFolder state(kInPlaceState, StateFolder::Kind::ofBoard);
-    options.model = state.chooseModel(options.model);
-    prepare(state, *options.model, "", Documents::keepExisting);
-    return runCamera(options, ownShareFolder(), state.path());
+    std::optional<StateFolder> state;
+    if (const std::optional<int> status = lockOrJoin(state, kInPlaceState, StateFolder::Kind::ofBoard, options))
+    {
+        return *status;
+    }
+    options.model = state->chooseModel(options.model);
+    prepare(*state, *options.model, "", Documents::keepExisting);
+    return runCamera(options, ownShareFolder(), state->path(), OwnSockets::in(*state));
 }
 
 int runInPrivateTree(Options options)
@@ -125,14 +269,33 @@ int runInPrivateTree(Options options)
     signal(SIGCHLD, SIG_DFL);   // ignored by whoever started this, no child would have an exit status
     umask(umask(0) | S_IWOTH);  // a folder in which everybody may put something is refused
     const std::string wantedModel = options.model.value_or(kModelNames[0]);
-    StateFolder state(options.stateFolder.empty() ? defaultStateFolder(wantedModel)
-                                                  : absolutePath(options.stateFolder));
+    const std::string path =
+        options.stateFolder.empty() ? defaultStateFolder(wantedModel) : absolutePath(options.stateFolder);
+    std::optional<StateFolder> locked;
+    if (const std::optional<int> status = lockOrJoin(locked, path, StateFolder::Kind::chosen, options))
+    {
+        return *status;
+    }
+    StateFolder& state = *locked;
     options.model = state.chooseModel(options.model);
     prepare(state, *options.model, state.path(), Documents::refresh);
+    const OwnSockets sockets = OwnSockets::in(state);
+    options.httpDescriptor = OwnSockets::descriptorOf(sockets.http);
+    options.sessionDescriptor = OwnSockets::descriptorOf(sockets.sessions);
     ReportLine line;
+    std::optional<web::Opened> opened;
+    std::vector<int> inherited = {state.lockDescriptor(), line.copysEnd(), options.httpDescriptor,
+                                  options.sessionDescriptor};
+    if (options.serve)
+    {
+        opened.emplace(web::open(*options.serve, state.path()));
+        const std::vector<int> more = web::handOver(*opened, *options.serve);
+        inherited.insert(inherited.end(), more.begin(), more.end());
+    }
     const std::vector<std::string> arguments = insideArguments(options, state.lockDescriptor(), line.copysEnd());
-    return superviseCamera(sandboxCommand(state.path(), programFile(), arguments), line,
-                           {state.lockDescriptor(), line.copysEnd()}, hasPrompt(options));
+    const std::string users = options.serve ? web::usersFolder(*options.serve) : "";
+    return superviseCamera(sandboxCommand(state.path(), programFile(), arguments, users), line, inherited,
+                           hasPrompt(options));
 }
 
 // Outside of the private tree the copy would work on the machine's own files.
@@ -143,7 +306,7 @@ int runInside(const Options& options)
     {
         throw Failure("--inside is only for the copy that sensorcam starts in its private file tree");
     }
-    return runCamera(options, shareFolder(kInsidePrefix), kInsideState);
+    return runCamera(options, shareFolder(kInsidePrefix), kInsideState, OwnSockets::inherited(options));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include "app/Failure.h"
 #include "app/Options.h"
+#include "app/Passwd.h"
 #include "app/Program.h"
 
 namespace {
@@ -37,6 +38,11 @@ int main(int argc, char** argv)
             return status;
         }
         json = options->json;
+        if (options->password)
+        {
+            app::changePassword(*options->password);
+            return app::kExitOk;
+        }
         return app::runProgram(*options);
     }
     catch (const camera::Failure& failure)

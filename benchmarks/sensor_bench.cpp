@@ -17,6 +17,7 @@
 #include "benchmarks/Callers.h"
 #include "benchmarks/Interleaved.h"
 #include "benchmarks/Operations.h"
+#include "benchmarks/Web.h"
 #include "tests/support/Sandbox.h"
 
 namespace {
@@ -26,10 +27,13 @@ struct Effort
     int pairs;       // of batches, where processor time is compared
     int startPairs;  // where each batch is a whole start or waits for a disk
     double callersSeconds;
+    double loadSeconds;  // less than a slow client may take for its request
 };
 
-constexpr Effort kThorough = {1000, 300, 3.0};
-constexpr Effort kQuick = {100, 30, 0.3};
+constexpr Effort kThorough = {1000, 300, 3.0, 8.0};
+constexpr Effort kQuick = {100, 30, 0.3, 2.0};
+
+constexpr double kRequestTarget = 1.5;  // of the same server answering a constant
 
 bool isLong(const bench::Operation& operation)
 {
@@ -84,6 +88,44 @@ void measureCallers(benchmark::State& state, const Effort& effort)
     }
 }
 
+void measureRequest(benchmark::State& state, bench::OneKey what, const char* title, const Effort& effort)
+{
+    for (auto _ : state)
+    {
+        const bench::RequestCost result = bench::measureRequest(what, effort.pairs);
+        state.SetIterationTime(result.figure);
+        state.counters["figure_s"] = result.figure - result.call;
+        state.counters["floor_s"] = result.floor;
+        state.counters["ratio"] = result.ratio;
+        state.counters["ratio_lower_quartile"] = result.lowerQuartile;
+        state.counters["ratio_upper_quartile"] = result.upperQuartile;
+        state.counters["call_s"] = result.call;
+        state.counters["requests_per_s"] = 1 / result.figure;
+    }
+    state.counters["existence_tests"] = 0;  // of the call alone, which is not part of it
+    state.counters["target_ratio"] = kRequestTarget;
+    state.counters["target_s"] = 0;
+    state.counters["real_time"] = 1;
+    state.counters["keys"] = 0;
+    state.SetLabel(title);
+}
+
+void measureLoadedServer(benchmark::State& state, const Effort& effort)
+{
+    for (auto _ : state)
+    {
+        const bench::LoadedServer result = bench::measureLoadedServer(effort.loadSeconds);
+        state.SetIterationTime(effort.loadSeconds);
+        state.counters["slow_clients"] = bench::kSlowClients;
+        state.counters["streams"] = bench::kStreams;
+        state.counters["median_s"] = result.median;
+        state.counters["high_s"] = result.high;
+        state.counters["share_soon"] = result.share;
+        state.counters["memory_bytes"] = result.memory;
+        state.counters["end_s"] = result.end;
+    }
+}
+
 void registerAll(const Effort& effort)
 {
     benchmark::RegisterBenchmark("existence_test", measureExistenceTest)->MinTime(0.2);
@@ -93,6 +135,12 @@ void registerAll(const Effort& effort)
             ->Iterations(1)
             ->UseManualTime();
     }
+    const auto registerRequest = [&effort](const char* name, bench::OneKey what, const char* title) {
+        benchmark::RegisterBenchmark(name, measureRequest, what, title, effort)->Iterations(1)->UseManualTime();
+    };
+    registerRequest("get", bench::OneKey::get, "GET of one key, without the call");
+    registerRequest("patch", bench::OneKey::patch, "PATCH of one key, without the call");
+    benchmark::RegisterBenchmark("loaded", measureLoadedServer, effort)->Iterations(1)->UseManualTime();
     benchmark::RegisterBenchmark("callers", measureCallers, effort)
         ->Arg(1)
         ->Arg(2)

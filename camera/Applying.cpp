@@ -159,9 +159,25 @@ void Camera::refuse(KeyResult& key, int status) const
     key.allowed = limitsOfKey(service_, key.key);
 }
 
-ApplyResult Camera::apply(const std::vector<Value>& values, bool remember, const std::string& text)
+ApplyResult Camera::apply(const std::vector<Value>& values, const std::string& text)
 {
     const Change change(*this);
+    ApplyResult result = applyNow(change, values, true, text);
+    leaveTrials(result.keys);
+    const auto stays = std::find_if(result.keys.begin(), result.keys.end(),
+                                    [](const KeyResult& key) { return key.outcome == Outcome::refused; });
+    if (result.ok() && stays != result.keys.end())
+    {
+        result.refused = static_cast<std::size_t>(stays - result.keys.begin());
+        result.refusedKey = stays->key;
+        result.refusals.push_back({stays->key, 0, stays->asked, stays->status});
+    }
+    return result;
+}
+
+ApplyResult Camera::applyNow(const Change& change, const std::vector<Value>& values, bool remember,
+                             const std::string& text)
+{
     const std::size_t most = mostAtOnce();
     if (most != 0 && values.size() > most)
     {
@@ -223,7 +239,7 @@ KeyResult Camera::expected(KeyResult key, bool remembers) const
     return key;
 }
 
-ApplyResult Camera::wouldApply(const std::vector<Value>& values)
+ApplyResult Camera::wouldApply(const std::vector<Value>& values, bool remember)
 {
     const Gate::Pass pass(gate_);
     const std::size_t most = mostAtOnce();
@@ -231,11 +247,23 @@ ApplyResult Camera::wouldApply(const std::vector<Value>& values)
     {
         return {currentScheme(), keepsValues(), {}, {}, {}, {}, most};
     }
-    ApplyResult result = {currentScheme(), keepsValues(), asked(values), {}, {}, {}, 0};
+    ApplyResult result = {currentScheme(), remember && keepsValues(), asked(values), {}, {}, {}, 0};
     for (std::size_t i = 0; i < result.keys.size() && !result.refused; ++i)
     {
         KeyResult& key = result.keys[i];
+        const std::optional<int> before = key.before;
+        if (!remember)
+        {
+            key.before.reset();  // what is tried is sent even if it is what the scheme holds
+        }
         key = expected(key, result.schemeKeepsValues);
+        key.before = before;
+        const KeyName* const row = findKey(key.key);
+        if (!remember && row != nullptr && row->onlyStored && key.outcome != Outcome::refused)
+        {
+            key.outcome = Outcome::unchanged;
+            key.now = before.value_or(key.asked);
+        }
         if (key.outcome == Outcome::refused)
         {
             result.refused = i;
@@ -250,6 +278,14 @@ RestoreResult Camera::restore(int key)
     const Change change(*this);
     const services::OwnRefusals own;
     const int result = controller_.restore(key);
+    if (result == 0)
+    {
+        takeOwed(key);
+    }
+    if (const std::optional<Trials::Open> ended = result == 0 ? trials_.takeOut(key) : std::nullopt)
+    {
+        tellTrial(*ended, TrialState::overtaken);
+    }
     if (result == -1)
     {
         return {RestoreResult::Kind::notHeld, 0, 0};

@@ -70,6 +70,7 @@ Camera::Camera(const Setup& setup, services::Journal& service)
         }
     });
     toldNight_ = night();
+    lensPositions_ = lensPositions();
     look();
     if (!watcher_.start())
     {
@@ -88,6 +89,11 @@ void Camera::shutDown()
     watcher_.stop();
     if (up_)
     {
+        {
+            const Change change(*this);
+            endAllTrials(TrialState::cameraEnds);
+            sendOwed();
+        }
         controller_.uinit();
     }
     service_.unsubscribe(subscription_);

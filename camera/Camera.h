@@ -9,12 +9,15 @@
 #include "GThread.h"
 #include "ISensorController.h"
 #include "ModuleConfigure.h"
+#include "camera/Diagnostics.h"
 #include "camera/Events.h"
 #include "camera/Explain.h"
 #include "camera/Gate.h"
 #include "camera/OwnSets.h"
 #include "camera/Results.h"
 #include "camera/Schedule.h"
+#include "camera/Transfer.h"
+#include "camera/Trials.h"
 #include "camera/UiFiles.h"
 #include "services/Journal.h"
 #include "services/RecordingVideo.h"
@@ -29,6 +32,7 @@
 //   Saving.cpp         save, reload, reset         Diagnostics          debug level, error log
 //   LensControl.cpp    the lens                    UiFiles              texts for user interfaces
 //   FrameRate.cpp      what is never sent in bulk  Explain, Events      why it is so, and what happens (Telling.cpp)
+//   Trials             values on trial             Transfer             all schemes as data
 //
 // Threads: all operations may be called from any thread at once, beside the sensor thread. Changes of values, schemes
 // and modes run one after the other; reading does not wait for them, but for the call of the library that is under way.
@@ -97,13 +101,37 @@ public:
     // ---- values of the scheme in force ---------------------------------------------------------------------
 
     // Applies in order, up to the first that is refused: what came before it stays applied. A schedule key is refused
-    // here when no window can have such a part. remember: in the scheme in force, until it is saved. text: the same
+    // here when no window can have such a part. The scheme in force remembers them until it is saved. text: the same
     // values as pair text, where the caller has it already.
-    ApplyResult apply(const std::vector<Value>& values, bool remember = true, const std::string& text = "");
+    ApplyResult apply(const std::vector<Value>& values, const std::string& text = "");
     // What apply would answer, as far as the service's limits tell; nothing is sent or changed.
-    ApplyResult wouldApply(const std::vector<Value>& values);
+    ApplyResult wouldApply(const std::vector<Value>& values) { return wouldApply(values, true); }
     // Sends the scheme's value to the sensor again.
     RestoreResult restore(int key);
+
+    // ---- trials --------------------------------------------------------------------------------------------
+
+    // A trial is a lease: applied without being remembered, it ends when its holder keeps or undoes it, or was not
+    // heard for kTrialLease of real time. Then what is remembered is sent again for each of its keys, and so it is when
+    // another scheme comes into force, before a reload, a factory reset and the camera's end. What a scheme does not
+    // keep goes back to what the sensor held. A lens position stays, and what only acts is done: they are no part of the
+    // trial. Saving saves what is remembered. A key that is set to stay, or sent again, leaves
+    // the trial: who decides wins over who tries. Between two who try, the first has the key. What the device does not
+    // take back at the end of a trial is sent again each second until it does, or until the key is set.
+    static constexpr std::chrono::seconds kTrialLease{15};
+
+    // As apply. trial: one that goes on, and its holder has been heard; nothing begins another.
+    TrialResult tryOut(const std::vector<Value>& values, std::optional<unsigned> trial = {});
+    // What tryOut would answer, as wouldApply does; no trial begins, and its holder has not been heard.
+    TrialResult wouldTryOut(const std::vector<Value>& values, std::optional<unsigned> trial = {});
+    // Its holder is there. Nothing when no trial is open by this id, here and below.
+    std::optional<Trial> holdTrial(unsigned id);
+    // Applies its values to stay. Those that are refused, and those behind, are as remembered. Stays open only when its
+    // values are too many at once.
+    std::optional<ApplyResult> keepTrial(unsigned id);
+    // The keys that the device refused to take back.
+    std::optional<std::vector<int>> undoTrial(unsigned id);
+    std::vector<Trial> trials() const;
 
     // ---- saving --------------------------------------------------------------------------------------------
 
@@ -127,6 +155,14 @@ public:
     // Values of any scheme, to its file and to memory, and to the sensor if it is the one in force.
     ValuesResult setValues(int scheme, const std::vector<Value>& values);
 
+    // All schemes as they are in memory, saved or not.
+    Export exported();
+    // What import would do; nothing is sent or changed.
+    ImportResult wouldImport(const Import& wanted);
+    // What fits, a scheme after the other, each to its file and to memory as setValues does; the mode last. It ends at
+    // the first scheme that cannot be stored.
+    ImportResult import(const Import& wanted);
+
     // ---- lens ----------------------------------------------------------------------------------------------
 
     // Nothing when the lens does not answer.
@@ -143,8 +179,20 @@ public:
     // Which scheme holds and why, until when, what comes next.
     Explanation explain();
     KeyExplanation explainKey(int key);
-    // What the scheduler did is told within a second of the camera's time, all else at once.
+    // What the scheduler did, that the lens moves by itself or has come to rest, and lines of the error log are told
+    // within a second of the camera's time, all else at once.
     Events& events() { return events_; }
+
+    // No other change begins as long as this lives, and what happened before it has been told: a revision that is
+    // compared now still holds at the change. Only the clock may switch the scheme in between.
+    class Turn
+    {
+    public:
+        explicit Turn(Camera& camera) : one_(camera.changing_) { camera.look(); }
+
+    private:
+        std::lock_guard<std::recursive_mutex> one_;
+    };
 
 private:
     class Change;
@@ -159,6 +207,10 @@ private:
     std::optional<int> factoryValue(int scheme, int key);
     std::vector<Value> afterRestart(int scheme);
     bool keepsValues();
+    ApplyResult applyNow(const Change& change, const std::vector<Value>& values, bool remember,
+                         const std::string& text);
+    ApplyResult wouldApply(const std::vector<Value>& values, bool remember);
+    std::optional<TrialResult> againstTrying(const std::vector<Value>& values, std::optional<unsigned> trial) const;
     std::vector<KeyResult> asked(const std::vector<Value>& values);
     void judge(ApplyResult& result, const std::vector<Value>& sent, bool remember);
     std::optional<std::size_t> refusedIndex(const ApplyResult& result, int key, const Refusal* refusal);
@@ -169,15 +221,34 @@ private:
     bool oneShot(int key);
     void remember(int scheme, const std::vector<Value>& values);
     ValuesResult storable(int scheme, const std::vector<Value>& values);
+    ImportResult::Entry wouldImport(int scheme, const Import::Entry& entry);
+    bool importScheme(const Import::Scheme& wanted, ImportResult::Scheme& planned);
     void bringIn(int scheme, ValuesResult& result);
     void sendFrameRate(const Change& change);
+    host::Span leaseEnd() const;
+    Trial told(const Trials::Open& open) const;
+    void tellTrial(const Trials::Open& open, TrialState state, std::vector<int> notTakenBack = {});
+    std::optional<int> sendRemembered(const Trials::Tried& tried);
+    void owe(const Trials::Tried& tried);
+    bool isOwed(int key) const;
+    std::optional<Trials::Tried> takeOwed(int key);
+    void sendOwed();
+    std::vector<int> endTrial(const Trials::Open& open, TrialState state);
+    void endAllTrials(TrialState state);
+    void endStaleTrials();
+    void leaveTrials(std::vector<KeyResult>& keys);
+    std::vector<Trials::Tried> onSensor(const std::vector<Value>& values);
     void tell(Event event);
     void tellScheme(Why why);
     void tellSaved(int scheme);
     void tellValues(const std::vector<Value>& values, int scheme);
     void tellRemembered(const std::vector<KeyResult>& keys);
     void tellWhatHappened();
+    std::vector<Value> lensPositions() const;
+    LensResult begun(const LensResult& result);
+    void tellLens(bool moving);
     void look();
+    void lookAround();
     int watch();
 
     const Setup setup_;
@@ -187,16 +258,23 @@ private:
     ISensorController controller_;
     bool up_ = false;
 
-    mutable Gate gate_;    // every operation passes; a factory reset is alone
-    std::mutex changing_;  // one change at a time; taken before the gate
+    mutable Gate gate_;  // every operation passes; a factory reset is alone
+    // One change at a time; taken before the gate. A Turn holds it around the changes of its thread.
+    std::recursive_mutex changing_;
     int subscription_ = 0;
     OtherSets others_;
     Events events_;
+    Trials trials_;  // changed with changing_ held, but for hold
 
     // Guarded by changing_.
-    int frameRateScheme_ = -1;  // the scheme whose frame rate was sent last
+    std::vector<Trials::Tried> owed_;  // of trials that are over: what the device did not take back
+    int frameRateScheme_ = -1;         // the scheme whose frame rate was sent last
     int toldScheme_ = -1;
     bool toldNight_ = false;
+    std::vector<Value> lensPositions_;  // at the last look
+    LogTail log_;
+
+    std::atomic<bool> lensMoves_ = false;
 
     GThread watcher_;
 };

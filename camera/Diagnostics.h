@@ -12,13 +12,29 @@ namespace camera {
 // which is level 1: assertions only.
 std::optional<int> debugLevel();
 
-// The assertion switch in the file's second line is kept. False, with errno, when the file could not be written.
-bool setDebugLevel(int level);
+// Whether a failed assertion of the library ends the process.
+bool assertionsEnd();
+
+// What is not given stays as it is. False, with errno, when the file could not be written.
+bool setDiagnostics(std::optional<int> level, std::optional<bool> assertionsEnd = {});
 
 // Removes the file. False, with errno, when it is still there.
 bool clearDebugLevel();
 
 // The error log with its rotated predecessors, oldest line first.
 std::vector<std::string> errorLog();
+
+// What comes to the error log from now on. Reentrant.
+class LogTail
+{
+public:
+    LogTail();
+
+    // The lines since the last call; of very many the last.
+    std::vector<std::string> take();
+
+private:
+    std::uintmax_t seen_;  // bytes
+};
 
 }  // namespace camera

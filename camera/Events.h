@@ -22,6 +22,9 @@ struct Event
         night,   // night
         saved,   // scheme has been written to its file
         reset,   // factory values are in force
+        lens,    // it has begun to move, or is at rest: moving; values are its positions
+        log,     // line has come to the error log
+        trial,   // trial has begun or ended: trialState; values are those tried
     };
     Kind kind;
     std::string by = {};  // as Acting says; empty: the camera's scheduler, or a caller who said nothing
@@ -30,7 +33,12 @@ struct Event
     Why why = Why::manual;
     bool automatic = false;
     bool night = false;
-    unsigned long number = 0;  // counts from 1
+    bool moving = false;
+    std::string line = {};
+    unsigned trial = 0;
+    TrialState trialState = TrialState::begun;
+    std::vector<int> notTakenBack = {};  // keys of a trial that is over: they are sent again each second
+    unsigned long number = 0;            // counts from 1
 };
 
 // Whoever acts on this thread as long as this lives: the events of what it does carry the name. Reentrant: one thread.

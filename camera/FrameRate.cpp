@@ -9,7 +9,8 @@
 namespace camera {
 namespace {
 
-constexpr long kLookSeconds = 1;  // as often as the scheduler chooses
+// As often as the scheduler chooses, and on a slow clock once in a real second: trials end in real time.
+constexpr long kLookMicroseconds = 1'000'000;
 
 }  // namespace
 
@@ -34,26 +35,54 @@ void Camera::sendFrameRate(const Change& change)
     }
 }
 
-// At what the sensor thread did.
+// At what the sensor thread did, whoever's thread this is.
 void Camera::look()
 {
+    const Acting nobody("");
     const Change change(*this);
     if (!up_)
     {
         return;
     }
     tellWhatHappened();
+    endStaleTrials();
+    sendOwed();
     if (currentScheme() != frameRateScheme_)
     {
         sendFrameRate(change);
     }
 }
 
+// At what moves and is written without a call of the camera.
+void Camera::lookAround()
+{
+    const Change change(*this);
+    if (!up_)
+    {
+        return;
+    }
+    const std::vector<Value> positions = lensPositions();
+    const bool moves = !std::equal(positions.begin(), positions.end(), lensPositions_.begin(), lensPositions_.end(),
+                                   [](const Value& now, const Value& before) { return now.value == before.value; });
+    lensPositions_ = positions;
+    if (lensMoves_.exchange(moves) != moves)
+    {
+        tellLens(moves);
+    }
+    for (std::string& line : log_.take())
+    {
+        Event event{Event::Kind::log};
+        event.line = std::move(line);
+        tell(event);
+    }
+}
+
 // A turn of the camera's own thread. Returns 0.
 int Camera::watch()
 {
-    KestraTime::wait(KestraTime(kLookSeconds, 0));
+    KestraTime::wait(KestraTime(0, static_cast<long>(kLookMicroseconds * std::min(1.0, setup_.speed))));
     look();
+    lookAround();
     return 0;
 }
 

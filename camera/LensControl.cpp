@@ -3,6 +3,30 @@
 
 namespace camera {
 
+// Unlike lens it leaves no trace in the recording.
+std::vector<Value> Camera::lensPositions() const
+{
+    std::vector<Value> positions;
+    for (const int key : {KEY_MZ_POSITION, KEY_MF_POSITION, KEY_IRIS_POSITION})
+    {
+        if (const auto held = parameterOfKey(service_, key))
+        {
+            positions.push_back({key, held->value});
+        }
+    }
+    return positions;
+}
+
+LensResult Camera::begun(const LensResult& result)
+{
+    if (result.accepted)
+    {
+        lensMoves_ = true;
+        tellLens(true);
+    }
+    return result;
+}
+
 LensMovement Camera::lensMovement()
 {
     const auto isRunning = [this](ia_cmd_e command) {
@@ -52,21 +76,21 @@ LensResult Camera::moveLens(LensStep step)
     switch (step)
     {
     case LensStep::zoomIn:
-        return outcome(controller_.zoomIn(), own);
+        return begun(outcome(controller_.zoomIn(), own));
     case LensStep::zoomOut:
-        return outcome(controller_.zoomOut(), own);
+        return begun(outcome(controller_.zoomOut(), own));
     case LensStep::focusFar:
-        return outcome(controller_.focusFar(), own);
+        return begun(outcome(controller_.focusFar(), own));
     case LensStep::focusNear:
-        return outcome(controller_.focusNear(), own);
+        return begun(outcome(controller_.focusNear(), own));
     case LensStep::focusOnce:
-        return outcome(oneShot(KEY_AUTO_FOCUS_ONCE), own);
+        return begun(outcome(oneShot(KEY_AUTO_FOCUS_ONCE), own));
     case LensStep::irisUp:
-        return outcome(controller_.irisUp(), own);
+        return begun(outcome(controller_.irisUp(), own));
     case LensStep::irisDown:
-        return outcome(controller_.irisDown(), own);
+        return begun(outcome(controller_.irisDown(), own));
     case LensStep::reset:
-        return outcome(oneShot(KEY_LENS_RESET), own);
+        return begun(outcome(oneShot(KEY_LENS_RESET), own));
     }
     return {false, {}};
 }
@@ -75,14 +99,14 @@ LensResult Camera::setZoom(int position)
 {
     const Doing doing(*this);
     const services::OwnRefusals own;
-    return outcome(controller_.setZoomValue(position), own);
+    return begun(outcome(controller_.setZoomValue(position), own));
 }
 
 LensResult Camera::setFocus(int position)
 {
     const Doing doing(*this);
     const services::OwnRefusals own;
-    return outcome(controller_.setFocusValue(position), own);
+    return begun(outcome(controller_.setFocusValue(position), own));
 }
 
 LensResult Camera::setFocusMode(int mode)

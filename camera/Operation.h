@@ -4,6 +4,9 @@
 
 namespace camera {
 
+// What sets a window, in this order.
+std::vector<Value> windowValues(const SchemeWindow& window);
+
 // What the sensor takes while this lives is told at its end, as one event.
 class Camera::Doing
 {
@@ -30,7 +33,7 @@ public:
     const std::vector<Value>& sets() const { return doing_.sets(); }
 
 private:
-    std::lock_guard<std::mutex> one_;
+    std::lock_guard<std::recursive_mutex> one_;
     Doing doing_;
 };
 

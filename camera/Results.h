@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -43,8 +44,8 @@ struct KeyResult
 
 struct ApplyResult
 {
-    int scheme;                          // in force afterwards
-    bool schemeKeepsValues;              // false for the default scheme, and for a trial
+    int scheme = -1;                     // in force afterwards
+    bool schemeKeepsValues = false;      // false for the default scheme, and for a trial
     std::vector<KeyResult> keys;         // in the order in which they were asked for
     std::optional<std::size_t> refused;  // the one in keys that ended the list
     std::optional<int> refusedKey;       // as the library names it
@@ -65,6 +66,51 @@ struct RestoreResult
     Kind kind;
     int value;   // the scheme's
     int status;  // of a refusal
+};
+
+// ---- trials -------------------------------------------------------------------------------------------------
+
+// Values on the sensor that no scheme remembers, for as long as somebody stands by them.
+struct Trial
+{
+    unsigned id;
+    std::string by;             // as Acting says; empty: a caller who said nothing
+    int scheme;                 // in force when it began, -1 for none
+    std::vector<Value> values;  // in the order in which they were first tried
+    std::chrono::milliseconds left;
+};
+
+// Why a trial is where it is.
+enum class TrialState
+{
+    begun,
+    kept,           // by its holder: the schemes remember its values
+    undone,         // by its holder
+    expired,        // its holder was not heard
+    schemeChanged,  // another scheme is in force
+    reloaded,
+    reset,
+    overtaken,  // all its keys were set to stay, or sent again
+    cameraEnds,
+};
+
+struct TrialResult
+{
+    enum class Kind
+    {
+        applied,   // as result says
+        noTrial,   // none is open by this id; nothing was done
+        keyTaken,  // a key is in another trial; nothing was done
+    };
+    struct Taken
+    {
+        int key;
+        unsigned trial;
+    };
+    Kind kind;
+    ApplyResult result;
+    std::optional<Trial> trial;  // nothing when none of the values can be taken back
+    std::optional<Taken> taken;
 };
 
 // ---- schemes ------------------------------------------------------------------------------------------------
@@ -100,6 +146,7 @@ struct ValuesResult
     Stored stored;
     window_check_e check;
     std::vector<KeyResult> keys;  // what became of them; without done, what stood against it
+    SchemeWindow window = {};     // that was judged; none when a value before it was refused
 };
 
 struct SaveResult

@@ -102,6 +102,7 @@ ReloadResult Camera::reload()
     {
         return {ReloadResult::Kind::noFile, scheme};
     }
+    endAllTrials(TrialState::reloaded);
     const bool accepted = controller_.resetToLastParameters();
     sendFrameRate(change);
     return {accepted ? ReloadResult::Kind::reloaded : ReloadResult::Kind::refused, scheme};
@@ -109,7 +110,12 @@ ReloadResult Camera::reload()
 
 void Camera::factoryReset()
 {
-    const std::lock_guard<std::mutex> change(changing_);
+    const std::lock_guard<std::recursive_mutex> change(changing_);
+    if (up_)
+    {
+        const Doing undoing(*this);
+        endAllTrials(TrialState::reset);
+    }
     const Gate::Alone alone(gate_);
     const Doing doing(*this);
     if (!up_)

@@ -8,23 +8,6 @@
 namespace camera {
 namespace {
 
-// Off first and on last: a reader that comes between finds a window that is off and no mixture of two. Only a turn of
-// the scheduler that is just then reading may see one; the next, a second later, puts that right.
-std::vector<Value> windowValues(const SchemeWindow& window)
-{
-    const auto word = [](u32 value) { return static_cast<int>(value); };
-    std::vector<Value> values = {{KEY_SCHEME_START_HOUR, word(window.startHour)},
-                                 {KEY_SCHEME_START_MIN, word(window.startMinute)},
-                                 {KEY_SCHEME_END_HOUR, word(window.endHour)},
-                                 {KEY_SCHEME_END_MIN, word(window.endMinute)}};
-    values.insert(values.begin(), {KEY_SCHEME_ENABLE, 0});
-    if (window.enabled)
-    {
-        values.push_back({KEY_SCHEME_ENABLE, 1});
-    }
-    return values;
-}
-
 // Sets the values in the records of a file. False when one has no record.
 bool patch(std::vector<KeyVal>& records, const std::vector<Value>& values)
 {
@@ -79,6 +62,23 @@ Stored store(int scheme, const std::vector<Value>& values)
 
 }  // namespace
 
+// Off first and on last: a reader that comes between finds a window that is off and no mixture of two. Only a turn of
+// the scheduler that is just then reading may see one; the next, a second later, puts that right.
+std::vector<Value> windowValues(const SchemeWindow& window)
+{
+    const auto word = [](u32 value) { return static_cast<int>(value); };
+    std::vector<Value> values = {{KEY_SCHEME_START_HOUR, word(window.startHour)},
+                                 {KEY_SCHEME_START_MIN, word(window.startMinute)},
+                                 {KEY_SCHEME_END_HOUR, word(window.endHour)},
+                                 {KEY_SCHEME_END_MIN, word(window.endMinute)}};
+    values.insert(values.begin(), {KEY_SCHEME_ENABLE, 0});
+    if (window.enabled)
+    {
+        values.push_back({KEY_SCHEME_ENABLE, 1});
+    }
+    return values;
+}
+
 // No turn of the scheduler begins while this lives. Needs changing_.
 class Camera::Manual
 {
@@ -113,6 +113,10 @@ SchemeResult Camera::setScheme(int scheme)
         return {false, scheme, false};
     }
     const bool automatic = mode() != 0;
+    if (scheme != currentScheme())
+    {
+        endAllTrials(TrialState::schemeChanged);
+    }
     controller_.setParamScheme(scheme);
     tellScheme(automatic ? Why::againstTheClock : Why::manual);
     sendFrameRate(change);
@@ -172,13 +176,21 @@ ValuesResult Camera::storable(int scheme, const std::vector<Value>& values)
         const KeyResult key =
             expected({entry.key, entry.value, before, entry.value, Outcome::notReached, services::kDone, {}}, true);
         const bool isRefused = key.outcome == Outcome::refused || key.outcome == Outcome::heldBack;
-        result.stored = isRefused ? Stored::valueRefused : !before ? Stored::noRecord : result.stored;
+        if (isRefused)
+        {
+            result.stored = Stored::valueRefused;
+        }
+        else if (!before && result.stored == Stored::done)
+        {
+            result.stored = Stored::noRecord;
+        }
         result.keys.push_back(key);
     }
     std::vector<KeyVal> records = readSchemeFile(scheme);
     if (result.stored == Stored::done && patch(records, inForce(result.keys)))
     {
-        result.check = windowCheck(windowIn(records));
+        result.window = windowIn(records);
+        result.check = windowCheck(result.window);
         result.stored = result.check == WINDOW_SOUND ? Stored::done : Stored::windowRefused;
     }
     return result;
@@ -204,6 +216,12 @@ void Camera::bringIn(int scheme, ValuesResult& result)
             key.allowed = parameterOfKey(service_, key.key);
             result.stored = Stored::sensorRefused;
         }
+    }
+    leaveTrials(result.keys);
+    if (std::any_of(result.keys.begin(), result.keys.end(),
+                    [](const KeyResult& key) { return key.outcome == Outcome::refused; }))
+    {
+        result.stored = Stored::sensorRefused;
     }
     tellRemembered(result.keys);
 }

@@ -19,6 +19,14 @@ void Camera::tellScheme(Why why)
     tell(event);
 }
 
+void Camera::tellLens(bool moving)
+{
+    Event event{Event::Kind::lens};
+    event.moving = moving;
+    event.values = lensPositions();
+    tell(event);
+}
+
 void Camera::tellSaved(int scheme)
 {
     Event event{Event::Kind::saved};

@@ -60,7 +60,10 @@ public:
     virtual void setDaylight() = 0;
     // Metres to the object that the lens focuses on.
     virtual void setDistance(double metres) = 0;
+    virtual double distance() const = 0;
 };
+
+class PlannedFailures;
 
 // Thread-safe: the library calls from the host's threads and from the sensor thread at once.
 class ImageService
@@ -87,6 +90,8 @@ public:
 
     // Null for a service whose surroundings are what they are.
     virtual World* world() { return nullptr; }
+    // Null where no calls can be made to fail.
+    virtual PlannedFailures* failures() { return nullptr; }
 };
 
 // A service in front of another one, which must outlive it; passes everything on.
@@ -102,6 +107,7 @@ public:
     std::optional<double> light() const override { return inner_.light(); }
     std::optional<int> lamps() const override { return inner_.lamps(); }
     World* world() override { return inner_.world(); }
+    PlannedFailures* failures() override { return inner_.failures(); }
 
 protected:
     ImageService& inner() { return inner_; }

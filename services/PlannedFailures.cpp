@@ -52,6 +52,17 @@ int PlannedFailures::add(const FailureRule& rule)
     return nextNumber_++;
 }
 
+std::vector<FailureRule> PlannedFailures::rules() const
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::vector<FailureRule> rules;
+    for (const Entry& entry : rules_)
+    {
+        rules.push_back(entry.rule);
+    }
+    return rules;
+}
+
 bool PlannedFailures::remove(int number)
 {
     const std::lock_guard<std::mutex> lock(mutex_);

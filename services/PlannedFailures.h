@@ -29,10 +29,13 @@ public:
 
     // Every matching rule counts the call; the first one due decides.
     int call(ia_cmd_e cmd, int opt, void* data) override;
+    PlannedFailures* failures() override { return this; }
 
     // A number for remove.
     int add(const FailureRule& rule);
     bool remove(int number);
+    // As they were added, the oldest first.
+    std::vector<FailureRule> rules() const;
     void clear();
 
     // Called at the start of every call, on the caller's thread, without any lock, so it may block or call the
@@ -50,7 +53,7 @@ private:
 
     std::optional<int> judge(u32 cmd, int opt);
 
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
 
     // Guarded by mutex_.
     int nextNumber_ = 1;

@@ -4,7 +4,8 @@
 
 # What library, platform, simulator and sensorcam need.
 # shellcheck disable=SC2034  # used by the scripts that source this file
-build_packages=(g++ cmake ninja-build pkg-config libtinyxml-dev libedit-dev libcli11-dev nlohmann-json3-dev bubblewrap)
+build_packages=(g++ cmake ninja-build pkg-config libtinyxml-dev libedit-dev libcli11-dev nlohmann-json3-dev
+    libmicrohttpd-dev libgnutls28-dev libsodium-dev bubblewrap)
 
 say() {
     printf '%s: %s\n' "${0##*/}" "$*" >&2
@@ -73,6 +74,23 @@ install_missing() {
         apt_get update || die "apt-get update failed"
     fi
     apt_get install --no-install-recommends "${missing[@]}" || die "cannot install ${missing[*]}"
+}
+
+# Puts the packages of tests/shipped/client, in the versions of its lock file, into build/npm. Any node from 18 on will
+# do; where there is none, Debian's is installed.
+install_npm_packages() {
+    command -v npm >/dev/null || install_missing nodejs npm
+    local from=tests/shipped/client folder=build/npm
+    if cmp --quiet "$from/package-lock.json" "$folder/installed"; then
+        return
+    fi
+    say "installing the npm packages of $from"
+    rm -rf "$folder"
+    mkdir -p "$folder"
+    cp -- "$from/package.json" "$from/package-lock.json" "$folder"
+    npm ci --prefix "$folder" --ignore-scripts --no-audit --no-fund --loglevel=error >/dev/null ||
+        die "cannot install the npm packages of $from"
+    cp -- "$from/package-lock.json" "$folder/installed"
 }
 
 # Copies standard input to standard error without the steps of ninja ("[3/80] ...") and the passed tests of ctest

@@ -124,7 +124,7 @@ int probe(const Arguments& command, std::string& errors)
 }  // namespace
 
 std::vector<std::string> sandboxCommand(const std::string& stateFolder, const std::string& program,
-                                        const std::vector<std::string>& arguments)
+                                        const std::vector<std::string>& arguments, const std::string& usersFolder)
 {
     const fs::path prefix = fs::path(program).parent_path().parent_path();
     std::string errors;
@@ -133,6 +133,10 @@ std::vector<std::string> sandboxCommand(const std::string& stateFolder, const st
         for (bool newUserNamespace : {false, true})
         {
             Arguments tree = treeArguments(stateFolder, prefix.string(), proc, newUserNamespace);
+            if (!usersFolder.empty())
+            {
+                append(tree, {"--ro-bind", usersFolder, kInsideUsers});
+            }
             Arguments trial = tree;
             append(trial, {"--", "/bin/true"});
             errors.clear();

@@ -7,14 +7,16 @@
 // /dev and a /proc of its own.
 namespace app {
 
-// Where the program finds itself and its state folder inside the tree.
+// Where the program finds itself, its state folder and the folder of its users' file inside the tree.
 constexpr char kInsidePrefix[] = "/app";
 constexpr char kInsideState[] = "/state";
+constexpr char kInsideUsers[] = "/users";
 
 // The command that runs program (an absolute path on the real machine) with arguments inside the tree of stateFolder.
 // Tries first what this machine allows. Throws Failure, with the remedy, when there is no way.
+// usersFolder: read-only inside, whatever changes in it outside; empty: none.
 std::vector<std::string> sandboxCommand(const std::string& stateFolder, const std::string& program,
-                                        const std::vector<std::string>& arguments);
+                                        const std::vector<std::string>& arguments, const std::string& usersFolder = "");
 
 // True in a tree that sandboxCommand made: what the camera writes to is its state folder's.
 bool insideSandbox();

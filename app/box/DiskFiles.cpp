@@ -56,9 +56,9 @@ void makeFolder(const fs::path& folder, const std::string& wanted)
 }
 
 // The new file, on the disk. False too when there is one already, which may be a link.
-bool writeNewFile(const fs::path& path, const std::string& content)
+bool writeNewFile(const fs::path& path, const std::string& content, mode_t mode)
 {
-    const int handle = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    const int handle = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
     if (handle < 0)
     {
         return false;
@@ -74,12 +74,12 @@ void makeFolders(const std::string& path)
     makeFolder(path, path);
 }
 
-void replaceFile(const std::string& path, const std::string& content)
+void replaceFile(const std::string& path, const std::string& content, mode_t mode)
 {
     const fs::path staged = path + ".new";
     std::error_code error;
     fs::remove(staged, error);  // left by an interrupted start, or a link
-    bool good = writeNewFile(staged, content);
+    bool good = writeNewFile(staged, content, mode);
     if (good)
     {
         fs::rename(staged, path, error);

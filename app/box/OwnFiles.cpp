@@ -41,9 +41,10 @@ const char* kindOf(mode_t mode)
     throw Failure(path + " " + why);
 }
 
-void requireOwn(const std::string& path, const struct stat& facts)
+void requireOwn(const std::string& path, const struct stat& facts, bool maySocket = false)
 {
-    if (const char* kind = kindOf(facts.st_mode))
+    const char* const kind = maySocket && S_ISSOCK(facts.st_mode) ? nullptr : kindOf(facts.st_mode);
+    if (kind != nullptr)
     {
         refuse(path, std::string("is ") + kind + "; remove it");
     }
@@ -118,7 +119,7 @@ private:
             }
             throw Failure(systemError("cannot look at " + path));
         }
-        requireOwn(path, facts);
+        requireOwn(path, facts, depth == 0 && (name == kHttpSocketFile || name == kSessionSocketFile));
         if (S_ISDIR(facts.st_mode))
         {
             const int below = openat(folder, name.c_str(), kFolderFlags | O_NOFOLLOW);

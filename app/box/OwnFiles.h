@@ -5,9 +5,13 @@
 // What a camera must not find in its state folder. Host thread only.
 namespace app {
 
+// The sockets of a running camera, in its state folder: for HTTP, and for sessions of other processes.
+constexpr char kHttpSocketFile[] = "camera.socket";
+constexpr char kSessionSocketFile[] = "shell.socket";
+
 // Throws Failure unless all below folder, at any depth, is a file or folder of this user's that leads nowhere else:
-// neither a symbolic link nor one of several names of a file, neither a named pipe nor a socket nor a device, of no
-// other owner. Nor may everybody put something into the folder or one of those in it, or a group if the folder is
+// neither a symbolic link nor one of several names of a file, neither a named pipe nor a device nor a socket but those of
+// a camera, of no other owner. Nor may everybody put something into the folder or one of those in it, or a group if the folder is
 // another user's, and it may be neither deeper nor fuller than a camera's can be.
 void requireOwnFiles(const std::string& folder);
 

@@ -72,7 +72,7 @@ std::string absolutePath(const std::string& path)
     return absolute;
 }
 
-StateFolder::StateFolder(const std::string& path, Kind kind) : path_(path), kind_(kind)
+StateFolder::StateFolder(const std::string& path, Kind kind, Lock lock) : path_(path), kind_(kind)
 {
     makeFolders(path_);
     requireSafe();
@@ -80,7 +80,10 @@ StateFolder::StateFolder(const std::string& path, Kind kind) : path_(path), kind
     {
         requireOwnFiles(path_);
     }
-    takeLock();
+    if (lock == Lock::taken)
+    {
+        takeLock();
+    }
 }
 
 void StateFolder::requireSafe() const
@@ -117,9 +120,9 @@ void StateFolder::takeLock()
     if (flock(lock_.number(), LOCK_EX | LOCK_NB) != 0)
     {
         const std::string holder = holderOf(lock_.number());
-        throw Failure("a camera is already running on " + path_ + (holder.empty() ? "" : " (process " + holder + ")") +
-                      (kind_ == Kind::chosen ? "; end it, or give this one a folder of its own with --state DIR"
-                                             : "; end it: there is room for one on the real /mnt/mtd, /hd1 and /tmp"));
+        throw InUse("a camera is already running on " + path_ + (holder.empty() ? "" : " (process " + holder + ")") +
+                    (kind_ == Kind::chosen ? "; end it, or give this one a folder of its own with --state DIR"
+                                           : "; end it: there is room for one on the real /mnt/mtd, /hd1 and /tmp"));
     }
     const std::string process = std::to_string(getpid()) + "\n";
     if (fchmod(lock_.number(), 0600) != 0 || ftruncate(lock_.number(), 0) != 0 ||

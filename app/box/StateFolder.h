@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "app/Failure.h"
 #include "camera/Descriptor.h"
 
 // The folder that holds everything a camera writes. Host thread only.
@@ -25,11 +26,24 @@ public:
         ofBoard,  // the only one there can be
     };
 
-    // Makes the folder when it is missing, looks at what it holds, and takes the lock. Throws Failure when another camera
-    // has it, when it cannot be written, and when using it could touch something else: it belongs to another user (root
+    enum class Lock
+    {
+        taken,
+        ofAnother,  // of the running camera that this process is a client of
+    };
+
+    // Another camera has it.
+    class InUse : public Failure
+    {
+    public:
+        using Failure::Failure;
+    };
+
+    // Makes the folder when it is missing, looks at what it holds, and takes the lock. Throws InUse when another
+    // camera has it, and Failure when it cannot be written, and when using it could touch something else: it belongs to another user (root
     // excepted), is the root of the file tree, or holds what requireOwnFiles refuses; on a board only the program's own
     // files count.
-    explicit StateFolder(const std::string& path, Kind kind = Kind::chosen);
+    explicit StateFolder(const std::string& path, Kind kind = Kind::chosen, Lock lock = Lock::taken);
     StateFolder(const StateFolder&) = delete;
     StateFolder& operator=(const StateFolder&) = delete;
 

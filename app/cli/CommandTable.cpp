@@ -178,9 +178,10 @@ const std::vector<Command>& commands()
          "failed\n"
          "assertion one line is shown. With --verbose all are shown as they come, and none is kept.\n",
          runOutput, nullptr},
-        {"quit", "quit [--discard]", "end the camera",
-         "At the prompt unsaved values are listed first; 'quit' again, or 'quit --discard', discards them.\n", runQuit,
-         completeQuit},
+        {"quit", "quit [--discard]", "end the camera, or leave one that runs elsewhere",
+         "At the prompt unsaved values are listed first; 'quit' again, or 'quit --discard', discards them. A camera\n"
+         "that was running before goes on running, and keeps them.\n",
+         runQuit, completeQuit},
     };
     return table;
 }
@@ -240,7 +241,7 @@ Answer runQuit(Session& session, const Words& arguments)
     {
         return wrongUsage("quit");
     }
-    if (session.console().interactive() && !discards)
+    if (session.console().interactive() && session.console().endsCamera() && !discards)
     {
         const std::string unsaved = unsavedText(session.camera());
         if (unsaved != session.toldLoss() && !unsaved.empty())

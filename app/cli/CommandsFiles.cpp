@@ -184,7 +184,7 @@ Answer runTrace(Session&, const Words& arguments)
     {
         return wrongUsage("trace");
     }
-    if (!camera::setDebugLevel(*level))
+    if (!camera::setDiagnostics(level))
     {
         return Answer::failure({ErrorCode::notWritten, systemError(sensorpaths::kDebugMarkerFile)});
     }

@@ -55,14 +55,15 @@ Answer refusedWindow(const SchemeWindow& window, const std::string& message)
 
 std::string windowProblem(const TimeSpanOfDay& span)
 {
-    if (windowCheck(windowOf(true, span)) == WINDOW_SOUND)
+    const window_check_e check = windowCheck(windowOf(true, span));
+    if (check == WINDOW_SOUND)
     {
         return "";
     }
     const std::string start = formatTimeOfDay(span.startMinutes);
     const std::string end = formatTimeOfDay(span.endMinutes);
-    const std::string why =
-        "the window " + start + "-" + end + " can never hold and would be refused when saved (code 507): ";
+    const std::string why = "the window " + start + "-" + end +
+                            " can never hold and would be refused when saved (code " + std::to_string(check) + "): ";
     if (span.startMinutes == span.endMinutes)
     {
         return why + "it is empty";

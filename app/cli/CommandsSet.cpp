@@ -100,7 +100,7 @@ Answer applied(Session& session, const camera::ApplyResult& result)
 // text: the same as pair text, where that is what was typed.
 Answer apply(Session& session, const std::vector<camera::Value>& values, const std::string& text = "")
 {
-    const camera::ApplyResult result = session.camera().apply(values, true, text);
+    const camera::ApplyResult result = session.camera().apply(values, text);
     if (result.tooMany != 0)
     {
         return Answer::failure({ErrorCode::tooManyValues,

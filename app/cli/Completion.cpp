@@ -69,10 +69,10 @@ Completion complete(const std::string& line, std::size_t cursor, const Vocabular
     return completion;
 }
 
-Vocabulary vocabularyOf(Session& session)
+Vocabulary Session::vocabulary()
 {
-    return {[&session](const Words& before) { return wordsAfter(session, before); },
-            [&session](const std::string& key) { return valuesOf(session, key); }};
+    return {[this](const Words& before) { return wordsAfter(*this, before); },
+            [this](const std::string& key) { return valuesOf(*this, key); }};
 }
 
 }  // namespace app

@@ -8,8 +8,6 @@
 // What could be typed at a place in a command line. Reentrant.
 namespace app {
 
-class Session;
-
 // What there is to choose from.
 struct Vocabulary
 {
@@ -25,8 +23,5 @@ struct Completion
 
 // Upper and lower case are alike, and "KEY_" may be missing. What is behind the cursor is not looked at.
 Completion complete(const std::string& line, std::size_t cursor, const Vocabulary& vocabulary);
-
-// The commands, and what they and the camera know. The session must outlive it.
-Vocabulary vocabularyOf(Session& session);
 
 }  // namespace app

@@ -17,6 +17,9 @@ public:
     // A person at a prompt, where an interrupt ends what runs and not the session.
     virtual bool interactive() const = 0;
 
+    // The camera ends with the session, and with it what is not saved.
+    virtual bool endsCamera() const = 0;
+
     // Text for people, or a JSON document, at once. It is made printable.
     virtual void print(const std::string& text) = 0;
 

@@ -139,7 +139,7 @@ void LineEditor::State::giveUpLine()
 {
     const LineInfoW* line = el_wline(edit);
     const bool isEmpty = line->lastchar == line->buffer;
-    terminal.print(isEmpty ? "^C\n'quit' or Ctrl-D ends the camera.\n" : "^C\n");
+    terminal.print(isEmpty ? "^C\n'quit' or Ctrl-D " + whatEndDoes(terminal) + ".\n" : "^C\n");
     // Only what is left of the cursor can be deleted; both calls count characters.
     el_cursor(edit, static_cast<int>(line->lastchar - line->cursor));
     el_deletestr(edit, static_cast<int>(line->lastchar - line->buffer));
@@ -222,6 +222,11 @@ unsigned char LineEditor::State::completeWord(EditLine* edit, int)
     el_deletestr(edit, static_cast<int>(word.size()));
     el_insertstr(edit, insertion.c_str());
     return CC_REFRESH;
+}
+
+std::string whatEndDoes(const Terminal& terminal)
+{
+    return terminal.endsCamera() ? "ends the camera" : "leaves the camera running";
 }
 
 LineEditor::LineEditor(Terminal& terminal, const std::string& historyFile, Vocabulary vocabulary)

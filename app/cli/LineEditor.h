@@ -32,4 +32,7 @@ private:
     const std::unique_ptr<State> state_;
 };
 
+// What becomes of the camera when the person ends the input: "ends the camera".
+std::string whatEndDoes(const Terminal& terminal);
+
 }  // namespace app

@@ -62,42 +62,42 @@ private:
     bool isTooLong_ = false;
 };
 
-int runPrompt(Session& session, Terminal& terminal, const std::string& historyFile)
+int runPrompt(CommandRunner& runner, Terminal& terminal, const std::string& historyFile)
 {
     if (!terminal.pause(std::chrono::microseconds(0)))
     {
         return kExitOk;  // interrupted before there was anything else to interrupt
     }
-    session.run("status");
-    terminal.print("'help' lists the commands, Tab completes, Ctrl-D ends the camera.\n");
-    LineEditor editor(terminal, historyFile, vocabularyOf(session));
+    runner.run("status");
+    terminal.print("'help' lists the commands, Tab completes, Ctrl-D " + whatEndDoes(terminal) + ".\n");
+    LineEditor editor(terminal, historyFile, runner.vocabulary());
     std::string line;
-    while (!session.ended() && editor.read(line) == LineEditor::Result::line)
+    while (!runner.ended() && editor.read(line) == LineEditor::Result::line)
     {
-        session.run(line);
+        runner.run(line);
         terminal.takeInterrupt();  // it was meant for the command
     }
     return kExitOk;
 }
 
-int runLines(Session& session, Terminal& terminal)
+int runLines(CommandRunner& runner, Terminal& terminal)
 {
     PlainReader reader(terminal);
     std::string line;
     bool failed = false;
-    for (int number = 1; !session.ended() && reader.read(line); ++number)
+    for (int number = 1; !runner.ended() && reader.read(line); ++number)
     {
         if (line.find('\0') != std::string::npos)
         {
-            session.refuse("line " + std::to_string(number) + " holds a zero byte, so it is not text; not run");
+            runner.refuse("line " + std::to_string(number) + " holds a zero byte, so it is not text; not run");
             failed = true;
             continue;
         }
-        failed = !session.run(line) || failed;
+        failed = !runner.run(line) || failed;
     }
     if (reader.isTooLong())
     {
-        session.refuse("a line is longer than a mebibyte; neither it nor what follows was run");
+        runner.refuse("a line is longer than a mebibyte; neither it nor what follows was run");
         failed = true;
     }
     return failed ? kExitCommandFailed : kExitOk;
@@ -105,9 +105,9 @@ int runLines(Session& session, Terminal& terminal)
 
 }  // namespace
 
-int runShell(Session& session, Terminal& terminal, const std::string& historyFile)
+int runShell(CommandRunner& runner, Terminal& terminal, const std::string& historyFile)
 {
-    return terminal.interactive() ? runPrompt(session, terminal, historyFile) : runLines(session, terminal);
+    return terminal.interactive() ? runPrompt(runner, terminal, historyFile) : runLines(runner, terminal);
 }
 
 bool isInteractive(int answers, bool json)

@@ -15,12 +15,14 @@ constexpr int kColumns = 80;  // where no terminal says how many it has
 
 }  // namespace
 
-Terminal::Terminal(EventLoop& loop, EndSignals& signals, LibraryOutput& output, LibraryView::Way way, bool interactive)
+Terminal::Terminal(EventLoop& loop, EndSignals& signals, LibraryOutput& output, LibraryView::Way way, bool interactive,
+                   bool endsCamera)
     : loop_(loop),
       signals_(signals),
       output_(output),
       way_(way),
       interactive_(interactive),
+      endsCamera_(endsCamera),
       answers_(output.descriptor()),
       view_(way, isatty(way == LibraryView::Way::beside ? STDERR_FILENO : output.descriptor()) != 0),
       holdsLines_(way == LibraryView::Way::keptBack)  // if the start fails, all of them are shown
@@ -49,7 +51,7 @@ int Terminal::columns() const
 bool Terminal::ended() const
 {
     const int signal = signals_.received();
-    return broken() || (signal != 0 && !(signal == SIGINT && interactive_));
+    return hungUp_ || broken() || (signal != 0 && !(signal == SIGINT && interactive_));
 }
 
 bool Terminal::pause(std::chrono::microseconds span)
@@ -157,6 +159,12 @@ void Terminal::wake()
     const std::lock_guard<std::mutex> lock(mutex_);
     isWoken_ = true;
     woken_.notify_all();
+}
+
+void Terminal::hangUp()
+{
+    hungUp_ = true;
+    wake();
 }
 
 void Terminal::sleepUntil(Clock::time_point end)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 
@@ -17,13 +18,15 @@ namespace app {
 class Terminal : public Console, private LibraryOutput::Listener
 {
 public:
-    // All must outlive it.
-    Terminal(EventLoop& loop, EndSignals& signals, LibraryOutput& output, LibraryView::Way way, bool interactive);
+    // All must outlive it. endsCamera: the camera is this process's own.
+    Terminal(EventLoop& loop, EndSignals& signals, LibraryOutput& output, LibraryView::Way way, bool interactive,
+             bool endsCamera = true);
     ~Terminal() override;
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
 
     bool interactive() const override { return interactive_; }
+    bool endsCamera() const override { return endsCamera_; }
     void print(const std::string& text) override { answers_.print(text); }
     void notice(const std::string& text) override;
     int columns() const override;
@@ -52,6 +55,9 @@ public:
     // Something has happened: whoever waits looks again. Thread-safe.
     void wake();
 
+    // The camera has gone: nothing more is to be run. Thread-safe.
+    void hangUp();
+
 private:
     using Clock = std::chrono::steady_clock;
 
@@ -64,8 +70,10 @@ private:
     LibraryOutput& output_;
     const LibraryView::Way way_;
     const bool interactive_;
+    const bool endsCamera_;
     Answers answers_;
     bool asksForInput_ = false;
+    std::atomic<bool> hungUp_{false};
 
     std::mutex mutex_;
     std::condition_variable woken_;

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "camera/Camera.h"
 #include "camera/KeyNames.h"
 
 namespace app {
@@ -129,28 +130,6 @@ const char* whyWord(camera::Why why)
     return "";
 }
 
-const char* storedWord(camera::Stored stored)
-{
-    switch (stored)
-    {
-    case camera::Stored::done:
-        return "done";
-    case camera::Stored::noScheme:
-        return "noScheme";
-    case camera::Stored::windowRefused:
-        return "windowRefused";
-    case camera::Stored::valueRefused:
-        return "valueRefused";
-    case camera::Stored::noRecord:
-        return "noRecord";
-    case camera::Stored::notWritten:
-        return "notWritten";
-    case camera::Stored::sensorRefused:
-        return "sensorRefused";
-    }
-    return "";
-}
-
 const char* eventWord(camera::Event::Kind kind)
 {
     switch (kind)
@@ -167,27 +146,40 @@ const char* eventWord(camera::Event::Kind kind)
         return "saved";
     case camera::Event::Kind::reset:
         return "reset";
+    case camera::Event::Kind::lens:
+        return "lens";
+    case camera::Event::Kind::log:
+        return "log";
+    case camera::Event::Kind::trial:
+        return "trial";
     }
     return "";
 }
 
-// The value in force is known only of a key that was neither refused nor passed by.
-Json keyResultJson(const camera::KeyResult& key)
+const char* trialWord(camera::TrialState state)
 {
-    Json json = keyJson(key.key);
-    json["asked"] = key.asked;
-    json["outcome"] = outcomeWord(key.outcome);
-    put(json, "before", key.before);
-    if (key.outcome != camera::Outcome::refused && key.outcome != camera::Outcome::notReached)
+    switch (state)
     {
-        json["value"] = key.now;
+    case camera::TrialState::begun:
+        return "begun";
+    case camera::TrialState::kept:
+        return "kept";
+    case camera::TrialState::undone:
+        return "undone";
+    case camera::TrialState::expired:
+        return "expired";
+    case camera::TrialState::schemeChanged:
+        return "schemeChanged";
+    case camera::TrialState::reloaded:
+        return "reloaded";
+    case camera::TrialState::reset:
+        return "reset";
+    case camera::TrialState::overtaken:
+        return "overtaken";
+    case camera::TrialState::cameraEnds:
+        return "cameraEnds";
     }
-    if (key.outcome == camera::Outcome::refused || key.outcome == camera::Outcome::heldBack)
-    {
-        json["status"] = key.status;
-    }
-    putAllowed(json, key.allowed);
-    return json;
+    return "";
 }
 
 }  // namespace
@@ -243,6 +235,47 @@ Json toJson(const services::ParameterState& allowed)
     return json;
 }
 
+// The value in force is known only of a key that was neither refused nor passed by.
+Json toJson(const camera::KeyResult& key)
+{
+    Json json = keyJson(key.key);
+    json["asked"] = key.asked;
+    json["outcome"] = outcomeWord(key.outcome);
+    put(json, "before", key.before);
+    if (key.outcome != camera::Outcome::refused && key.outcome != camera::Outcome::notReached)
+    {
+        json["value"] = key.now;
+    }
+    if (key.outcome == camera::Outcome::refused || key.outcome == camera::Outcome::heldBack)
+    {
+        json["status"] = key.status;
+    }
+    putAllowed(json, key.allowed);
+    return json;
+}
+
+const char* storedWord(camera::Stored stored)
+{
+    switch (stored)
+    {
+    case camera::Stored::done:
+        return "done";
+    case camera::Stored::noScheme:
+        return "noScheme";
+    case camera::Stored::windowRefused:
+        return "windowRefused";
+    case camera::Stored::valueRefused:
+        return "valueRefused";
+    case camera::Stored::noRecord:
+        return "noRecord";
+    case camera::Stored::notWritten:
+        return "notWritten";
+    case camera::Stored::sensorRefused:
+        return "sensorRefused";
+    }
+    return "";
+}
+
 Json toJson(const std::vector<KeyRow>& rows)
 {
     Json list = Json::array();
@@ -266,7 +299,7 @@ Json toJson(const camera::ApplyResult& result)
     json["values"] = Json::array();
     for (const camera::KeyResult& key : result.keys)
     {
-        json["values"].push_back(keyResultJson(key));
+        json["values"].push_back(toJson(key));
     }
     json["refusals"] = Json::array();
     for (const camera::Refusal& refusal : result.refusals)
@@ -278,12 +311,23 @@ Json toJson(const camera::ApplyResult& result)
     return json;
 }
 
+Json toJson(const camera::Trial& trial)
+{
+    Json json = {{"trial", trial.id}};
+    putText(json, "by", trial.by);
+    json.update(schemeJson(trial.scheme));
+    json["seconds"] = camera::Camera::kTrialLease.count();
+    json["secondsLeft"] = static_cast<double>(trial.left.count()) / 1000;
+    json.update(toJson(trial.values));
+    return json;
+}
+
 Json toJson(const camera::ValuesResult& result)
 {
     Json json = {{"stored", storedWord(result.stored)}, {"values", Json::array()}};
     for (const camera::KeyResult& key : result.keys)
     {
-        json["values"].push_back(keyResultJson(key));
+        json["values"].push_back(toJson(key));
     }
     if (result.check != WINDOW_SOUND)
     {
@@ -478,6 +522,22 @@ Json toJson(const camera::Event& event)
         break;
     case camera::Event::Kind::night:
         json["night"] = event.night;
+        break;
+    case camera::Event::Kind::lens:
+        json["moving"] = event.moving;
+        json.update(toJson(event.values));
+        break;
+    case camera::Event::Kind::log:
+        json["line"] = event.line;
+        break;
+    case camera::Event::Kind::trial:
+        json["trial"] = event.trial;
+        json["state"] = trialWord(event.trialState);
+        json.update(toJson(event.values));
+        if (!event.notTakenBack.empty())
+        {
+            json["notTakenBack"] = event.notTakenBack;
+        }
         break;
     case camera::Event::Kind::saved:
     case camera::Event::Kind::reset:

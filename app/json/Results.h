@@ -35,9 +35,13 @@ struct KeyRow
 };
 Json toJson(const std::vector<KeyRow>& rows);
 
+Json toJson(const camera::KeyResult& key);
 Json toJson(const camera::ApplyResult& result);
+Json toJson(const camera::Trial& trial);
 Json toJson(const camera::ValuesResult& result);
 Json toJson(const camera::KeyExplanation& explanation);
+
+const char* storedWord(camera::Stored stored);
 
 // ---- schemes ------------------------------------------------------------------------------------------------
 

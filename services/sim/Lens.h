@@ -71,6 +71,7 @@ public:
 
     // Below kNearestObject counts as kNearestObject.
     void setDistance(double metres, host::Span now);
+    double distance() const { return distance_; }
 
     // Commands that move or read the drives.
     static bool moves(u32 cmd);

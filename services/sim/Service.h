@@ -47,6 +47,7 @@ public:
     std::optional<double> light() const override;
     // At least 0.01 metres.
     void setDistance(double metres) override;
+    double distance() const override;
 
     // ---- what cannot be read as a parameter ----
 

@@ -138,6 +138,12 @@ void Service::setDistance(double metres)
     lens_.setDistance(metres, now_);
 }
 
+double Service::distance() const
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return lens_.distance();
+}
+
 // ---- what a page shows -------------------------------------------------------------------------------------
 
 bool Service::night() const

@@ -38,6 +38,19 @@ sees camera services
 sees app camera services
 sees app/json camera services # no terminal: every front end answers with it
 
+# What app/web/CMakeLists.txt makes a library of its own.
+transport=$(sed -n '/^add_library(sensorcam_web/,/)/s/^  \([A-Za-z]*\)\.cpp.*/\1/p' app/web/CMakeLists.txt | paste -sd '|')
+[ -n "$transport" ] || fail "app/web/CMakeLists.txt names no files of sensorcam_web"
+expect_nothing "HTTP itself sees neither a camera nor what stands on it:" \
+    < <(includes_of app/web | grep -E "^app/web/($transport|Http)\.(h|cpp):" | grep '"[^"]*/' |
+        grep -vE '"(app/web/|camera/Descriptor\.h")' || true)
+expect_nothing "HTTP itself sees none of the paths:" \
+    < <(includes_of app/web | grep -E "^app/web/($transport|Http)\.(h|cpp):" |
+        grep -E '"app/web/(Answers|Api|EventStream|Serving)\.h"' || true)
+expect_no_match "of the prompt the paths see only how texts are read and told:" \
+    -rnE --include='*.h' --include='*.cpp' '#include "app/cli/(Answer|Command|Completion|Line|Session|Shell)' app/web
+expect_no_match "the prompt knows nothing of HTTP:" -rnE --include='*.h' --include='*.cpp' '#include "app/web/' app/cli app/json
+
 # names_simulator: file:line:text of what names it, outside of services and the tests.
 names_simulator() {
     grep -rniE --include='*.h' --include='*.cpp' --exclude-dir={services,tests,build} '"services/sim|sim::|simulat' -- * || true

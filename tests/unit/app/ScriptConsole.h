@@ -13,6 +13,7 @@ public:
     explicit ScriptConsole(bool interactive = false) : interactive_(interactive) {}
 
     bool interactive() const override { return interactive_; }
+    bool endsCamera() const override { return true; }
     void print(const std::string& text) override { out += text; }
     void notice(const std::string& text) override { err += text + "\n"; }
     int columns() const override { return 80; }

@@ -44,9 +44,10 @@ protected:
     }
 
     // What the shell prints that runs script in the tree.
-    std::string shellSays(const std::string& script)
+    std::string shellSays(const std::string& script, const std::string& usersFolder = "")
     {
-        const std::vector<std::string> command = app::sandboxCommand(kState, "/usr/bin/sh", {"-c", script});
+        const std::vector<std::string> command =
+            app::sandboxCommand(kState, "/usr/bin/sh", {"-c", script}, usersFolder);
         SensorcamRun shell(SensorcamRun::Command{support::asUser(GetParam(), command)});
         EXPECT_EQ(shell.end(), 0) << shell.err;
         EXPECT_EQ(shell.err, "");
@@ -105,6 +106,21 @@ TEST_P(SandboxTest, OnlyTheFoldersOfTheCameraCanBeWrittenTo)
 TEST_P(SandboxTest, OfTheMachinesSettingsAndServicesThereIsNothing)
 {
     EXPECT_EQ(shellSays("ls -d /run /sys /home /root /var /etc/shadow /etc/passwd 2>/dev/null; true"), "");
+}
+
+TEST_P(SandboxTest, TheUsersFolderCanOnlyBeReadAndLeadsNowhereElse)
+{
+    constexpr char kFolder[] = "/tmp/of-users";
+    fs::create_directories(kFolder);
+    std::ofstream(std::string(kFolder) + "/file") << "anna\n";
+    support::giveAllTo(GetParam(), kFolder);
+    EXPECT_EQ(
+        shellSays("cat /users/file; (: > /users/it) 2>/dev/null && echo written; ls -d /users/../state /users/../root"
+                  " 2>/dev/null; true",
+                  kFolder),
+        "anna\n/users/../state\n");
+    EXPECT_EQ(shellSays("ls -d /users 2>/dev/null; true"), "");
+    fs::remove_all(kFolder);
 }
 
 class InTheSandboxTest : public SandboxTest

@@ -55,6 +55,7 @@ TEST_F(EndSignalsTest, ADescriptorOfZeroIsOneToo)
     {
         app::EndSignals signals;
         pthread_kill(pthread_self(), SIGTERM);
+        signals.takeIn();
         EXPECT_EQ(signals.received(), SIGTERM);
     }
     dup2(input, STDIN_FILENO);

@@ -5,6 +5,7 @@
 #include "SensorKeys.h"
 #include "app/json/Error.h"
 #include "app/json/Results.h"
+#include "app/json/Transfer.h"
 #include "services/Status.h"
 #include "tests/support/PrivateTree.h"
 
@@ -157,8 +158,9 @@ TEST(JsonResults, EventsAreAsInTheExamplesOfTheSchema)
 {
     using Kind = camera::Event::Kind;
     camera::Event events[] = {{Kind::values, "ann"}, {Kind::scheme, ""}, {Kind::mode, ""},
-                              {Kind::night, ""},     {Kind::saved, ""},  {Kind::reset, ""}};
-    const int schemes[] = {0, 1, 1, 1, 2, -1};
+                              {Kind::night, ""},     {Kind::saved, ""},  {Kind::reset, ""},
+                              {Kind::trial, ""},     {Kind::lens, ""},   {Kind::log, ""}};
+    const int schemes[] = {0, 1, 1, 1, 2, -1, 1, 1, 1};
     app::Json documents = app::Json::array();
     for (std::size_t i = 0; i < std::size(events); ++i)
     {
@@ -167,11 +169,37 @@ TEST(JsonResults, EventsAreAsInTheExamplesOfTheSchema)
         events[i].values = {{KEY_BRIGHTNESS, 60}};
         events[i].why = camera::Why::window;
         events[i].night = true;
+        events[i].trial = 8;
+        events[i].trialState = camera::TrialState::expired;
+        events[i].notTakenBack = {KEY_BRIGHTNESS};
+        events[i].moving = true;
+        events[i].line = "a line";
         documents.push_back(app::toJson(events[i]));
     }
     const app::Json definition = app::Json::parse(support::readFile(kSchema))["$defs"]["event"];
     EXPECT_EQ(definition["examples"].dump(), documents.dump());
     EXPECT_EQ(definition["properties"]["event"]["enum"].size(), std::size(events));
+}
+
+TEST(JsonResults, EveryEndOfATrialAndEveryReasonToSkipAValueHasAWordOfTheSchema)
+{
+    const app::Json definitions = app::Json::parse(support::readFile(kSchema))["$defs"];
+    app::Json states = app::Json::array();
+    for (int i = 0; i <= static_cast<int>(camera::TrialState::cameraEnds); ++i)
+    {
+        camera::Event event = {camera::Event::Kind::trial, ""};
+        event.trialState = static_cast<camera::TrialState>(i);
+        states.push_back(app::toJson(event)["state"]);
+    }
+    EXPECT_EQ(definitions["event"]["properties"]["state"]["enum"], states);
+    app::Json reasons = app::Json::array();
+    for (int i = 1; i <= static_cast<int>(camera::Skipped::ofWindow); ++i)
+    {
+        const camera::ImportResult result = {
+            true, {}, {{0, camera::Stored::done, true, {}, {{"KEY_NEW", static_cast<camera::Skipped>(i), {}}}}}, {}};
+        reasons.push_back(app::toJson(result)["schemes"][0]["values"][0]["why"]);
+    }
+    EXPECT_EQ(definitions["importedValue"]["anyOf"][1]["properties"]["why"]["enum"], reasons);
 }
 
 TEST(JsonResults, StoredValuesAreAsInTheExamplesOfTheSchema)

@@ -84,6 +84,22 @@ Items helpBetween(const std::string& begin, const std::string& end)
     return items;
 }
 
+// The options that a subcommand's --help lists, with what they take: "--port N".
+app::Words optionsOf(const std::string& help)
+{
+    const std::regex entry("  (?:-h,)?(--[a-z-]+( [A-Z]+\\b)?)[ :=]?.*");
+    app::Words options;
+    for (const std::string& line : linesOf(help))
+    {
+        std::smatch match;
+        if (std::regex_match(line, match, entry))
+        {
+            options.push_back(match[1]);
+        }
+    }
+    return options;
+}
+
 class ManPage : public support::PrivateTreeTest
 {
 };
@@ -98,6 +114,21 @@ TEST_F(ManPage, HasTheOptionsOfTheProgram)
 TEST_F(ManPage, HasItsSubcommands)
 {
     EXPECT_EQ(listAfter("The subcommands are:"), helpBetween("Subcommands:\n", "Examples:\n"));
+}
+
+TEST_F(ManPage, HasTheOptionsOfSubcommands)
+{
+    for (const std::string subcommand : {"serve", "passwd"})
+    {
+        const std::string help = support::runToEnd({subcommand, "--help"}).out;
+        app::Words options = {"--help"};
+        for (const auto& [option, text] : listAfter("The options of " + subcommand + " are:"))
+        {
+            options.push_back(option);
+            EXPECT_TRUE(support::has(help, text.substr(0, text.size() - 1))) << option << ": " << text;
+        }
+        EXPECT_EQ(options, optionsOf(help));
+    }
 }
 
 TEST_F(ManPage, HasTheCommandsOfThePrompt)
@@ -169,6 +200,31 @@ TEST_F(BashCompletion, OffersTheOptionsAndSubcommandsOfTheProgram)
     EXPECT_EQ(candidates({"--model", ""}), app::Words(std::begin(app::kModelNames), std::end(app::kModelNames)));
     EXPECT_EQ(candidates({"--model", "=", "d"}), app::Words{"dome"});
     EXPECT_EQ(candidates({"--model", "dome", "sh"}), app::Words{"shell"});
+}
+
+TEST_F(BashCompletion, OffersTheOptionsOfServe)
+{
+    app::Words options;
+    for (const std::string& option : optionsOf(support::runToEnd({"serve", "--help"}).out))
+    {
+        options.push_back(option.substr(0, option.find(' ')));
+    }
+    EXPECT_EQ(candidates({"serve", ""}), options);
+    EXPECT_EQ(candidates({"serve", "--port", "8081", "--al"}), app::Words{"--allow-origin"});
+    EXPECT_EQ(candidates({"serve", "--bind", "1"}), app::Words{"127.0.0.1"});
+    EXPECT_EQ(candidates({"serve", "--socket-mode", ""}), (app::Words{"600", "660"}));
+}
+
+TEST_F(BashCompletion, OffersTheOptionsOfPasswd)
+{
+    app::Words options;
+    for (const std::string& option : optionsOf(support::runToEnd({"passwd", "--help"}).out))
+    {
+        options.push_back(option.substr(0, option.find(' ')));
+    }
+    EXPECT_EQ(candidates({"passwd", "-"}), options);
+    EXPECT_EQ(candidates({"passwd", "--role", "o"}), app::Words{"operator"});
+    EXPECT_EQ(candidates({"passwd", "/et"}), app::Words{"/etc"});
 }
 
 TEST_F(BashCompletion, OffersTheCommandsOfThePrompt)

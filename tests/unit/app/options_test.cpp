@@ -42,6 +42,34 @@ TEST(Options, ExecTakesEveryArgumentAsACommandLine)
     EXPECT_TRUE(options->json);
 }
 
+TEST(Options, OptionsOfTheCameraMayStandBehindTheSubcommand)
+{
+    const std::vector<std::vector<std::string>> orders = {
+        {"--state", "/x", "--json", "serve", "--port", "8099"},
+        {"serve", "--state", "/x", "--port", "8099", "--json"},
+    };
+    for (const std::vector<std::string>& arguments : orders)
+    {
+        const std::optional<app::Options> options = read(arguments);
+        ASSERT_TRUE(options && options->serve) << arguments.front();
+        EXPECT_EQ(options->stateFolder, "/x");
+        EXPECT_EQ(options->serve->port, 8099);
+        EXPECT_TRUE(options->json);
+    }
+    const std::optional<app::Options> shell = read({"shell", "--model", "dome"});
+    ASSERT_TRUE(shell);
+    EXPECT_EQ(shell->model, "dome");
+}
+
+TEST(Options, WhatLooksLikeAnOptionBehindACommandLineIsACommandLine)
+{
+    const std::optional<app::Options> options = read({"exec", "status", "--json", "serve"});
+    ASSERT_TRUE(options);
+    EXPECT_FALSE(options->json);
+    EXPECT_FALSE(options->serve);
+    EXPECT_EQ(options->commands, (std::vector<std::string>{"status", "--json", "serve"}));
+}
+
 TEST(Options, MistakesEndWithStatusTwo)
 {
     const std::vector<std::vector<std::string>> mistakes = {
@@ -52,6 +80,7 @@ TEST(Options, MistakesEndWithStatusTwo)
         {"--state", ""},       {"--model", ""},
         {"--at", ""},          {"--speed", ""},
         {"--state", "/"},      {"--state", "/x/.."},
+        {"serve", "shell"},    {"serve", "--nonsense"},
         {"--speed", "0.09"},   {"--speed", "3600.1"},
     };
     for (const std::vector<std::string>& arguments : mistakes)
@@ -107,6 +136,135 @@ TEST(Options, TheCopyInsideGetsTheSameOnes)
     EXPECT_TRUE(inner->json);
     EXPECT_TRUE(inner->verbose);
     EXPECT_EQ(inner->commands, outer->commands);
+}
+
+// What is said on standard error.
+std::string refusalOf(const std::vector<std::string>& arguments)
+{
+    testing::internal::CaptureStderr();
+    int status = 0;
+    EXPECT_FALSE(read(arguments, &status));
+    EXPECT_EQ(status, app::kExitUsage);
+    const std::string said = testing::internal::GetCapturedStderr();
+    return said.substr(0, said.find('\n'));
+}
+
+TEST(ServeOptions, LoopbackIsOpenWithoutUsersAndTls)
+{
+    for (const char* address : {"127.0.0.1", "::1", "127.1.2.3"})
+    {
+        const std::optional<app::Options> options = read({"serve", "--bind", address});
+        ASSERT_TRUE(options) << address;
+        EXPECT_EQ(options->serve->port, 8080);
+    }
+}
+
+TEST(ServeOptions, AnyOtherAddressNeedsUsersAndTls)
+{
+    const std::string begin = "sensorcam: --bind 0.0.0.0 lets other machines in: it needs";
+    const std::string users = " --users FILE (sensorcam passwd makes one)";
+    const std::string tls = " --cert FILE --key FILE, or --self-signed";
+    EXPECT_EQ(refusalOf({"serve", "--bind", "0.0.0.0"}), begin + users + " and" + tls);
+    EXPECT_EQ(refusalOf({"serve", "--bind", "0.0.0.0", "--self-signed"}), begin + users);
+    EXPECT_EQ(refusalOf({"serve", "--bind", "0.0.0.0", "--users", "u"}), begin + tls);
+    for (const char* address : {"::", "192.168.1.2", "::ffff:127.0.0.1", "localhost", "1270.0.0.1"})
+    {
+        EXPECT_EQ(refusalOf({"serve", "--bind", address}), std::string("sensorcam: --bind ") + address +
+                                                               " lets other machines in: it needs" + users + " and" +
+                                                               tls);
+    }
+    EXPECT_TRUE(read({"serve", "--bind", "0.0.0.0", "--users", "u", "--self-signed"}));
+    EXPECT_TRUE(read({"serve", "--bind", "0.0.0.0", "--users", "u", "--cert", "c", "--key", "k"}));
+}
+
+TEST(ServeOptions, WhatWouldHaveNoEffectIsRefused)
+{
+    EXPECT_EQ(refusalOf({"serve", "--cert", "c"}), "sensorcam: --cert requires --key");
+    EXPECT_EQ(refusalOf({"serve", "--key", "k"}), "sensorcam: --key requires --cert");
+    EXPECT_EQ(refusalOf({"serve", "--cert", "c", "--key", "k", "--self-signed"}),
+              "sensorcam: --cert excludes --self-signed");
+    EXPECT_EQ(refusalOf({"serve", "--socket-mode", "660"}), "sensorcam: --socket-mode requires --socket");
+    EXPECT_EQ(refusalOf({"serve", "--socket-group", "video"}), "sensorcam: --socket-group requires --socket");
+    for (const char* mode : {"666", "777", "0", "384", ""})
+    {
+        EXPECT_FALSE(read({"serve", "--socket", "/s", "--socket-mode", mode})) << mode;
+    }
+    EXPECT_EQ(
+        refusalOf({"serve", "--socket", "/s", "--users", "u"}),
+        "sensorcam: --users, --cert and --self-signed are for a port; a Unix socket is guarded by the mode of its "
+        "file");
+}
+
+TEST(ServeOptions, AnEmptyTextIsNoValue)
+{
+    for (const char* option : {"--port", "--bind", "--users", "--cert", "--key", "--socket", "--socket-mode",
+                               "--socket-group", "--allow-origin"})
+    {
+        std::vector<std::string> arguments = {"serve", "--socket", "/s", "--cert", "c", "--key", "k", option, ""};
+        EXPECT_EQ(refusalOf(arguments).rfind("sensorcam: ", 0), 0u) << option;
+    }
+    EXPECT_EQ(refusalOf({"serve", "--users", ""}), "sensorcam: --users needs a value");
+    EXPECT_EQ(refusalOf({"serve", "--socket", ""}), "sensorcam: --socket needs a value");
+    EXPECT_EQ(refusalOf({"serve", "--bind", ""}), "sensorcam: --bind needs a value");
+    EXPECT_EQ(refusalOf({"passwd", "", "anna"}), "sensorcam: FILE needs a value");
+}
+
+TEST(ServeOptions, AnAllowedOriginIsOneOfAPage)
+{
+    for (const char* origin : {"null", "*", "dev.example", "http://dev.example/"})
+    {
+        EXPECT_EQ(refusalOf({"serve", "--allow-origin", origin}),
+                  std::string("sensorcam: --allow-origin: ") + origin + " is not http://HOST:PORT");
+    }
+    const auto options = read({"serve", "--allow-origin", "HTTP://Dev.example:5173"});
+    ASSERT_TRUE(options);
+    EXPECT_EQ(options->serve->origins, std::vector<std::string>{"http://dev.example:5173"});
+}
+
+TEST(ServeOptions, TheCopyInsideGetsWhatWasOpenedOutside)
+{
+    std::optional<app::Options> outer =
+        read({"serve", "--bind", "0.0.0.0", "--users", "/etc/users", "--self-signed", "--allow-origin", "http://x:1"});
+    ASSERT_TRUE(outer);
+    outer->model = "dome";
+    outer->serve->identityDescriptor = 10;
+    outer->serve->descriptors = {"11:8080"};
+    outer->httpDescriptor = 12;
+    outer->sessionDescriptor = 13;
+    const std::optional<app::Options> inner = read(app::insideArguments(*outer, 7, 8));
+    ASSERT_TRUE(inner);
+    EXPECT_EQ(inner->serve->address, "0.0.0.0");
+    EXPECT_EQ(inner->serve->users, "/users/users");
+    EXPECT_EQ(inner->httpDescriptor, 12);
+    EXPECT_EQ(inner->sessionDescriptor, 13);
+    EXPECT_EQ(inner->serve->identityDescriptor, 10);
+    EXPECT_TRUE(inner->serve->hasTls());
+    EXPECT_FALSE(inner->serve->selfSigned);
+    EXPECT_EQ(inner->serve->descriptors, std::vector<std::string>{"11:8080"});
+    EXPECT_EQ(inner->serve->origins, std::vector<std::string>{"http://x:1"});
+}
+
+TEST(PasswordOptions, TheNameAndTheRoleMustBeOnesThatAUserCanHave)
+{
+    const std::optional<app::Options> options = read({"passwd", "--role", "operator", "users", "otto"});
+    ASSERT_TRUE(options && options->password);
+    EXPECT_EQ(options->password->file, "users");
+    EXPECT_EQ(options->password->name, "otto");
+    EXPECT_EQ(options->password->role, "operator");
+    EXPECT_FALSE(options->isShell);
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"passwd"},
+                                               {"passwd", "users"},
+                                               {"passwd", "--role", "root", "users", "otto"},
+                                               {"passwd", "--role", "none", "users", "otto"},
+                                               {"passwd", "--role", "viewer", "--delete", "users", "otto"},
+                                               {"passwd", "users", "otto", "secret"},
+                                               {"passwd", "users", "a b"},
+                                               {"passwd", "users", "a:b"},
+                                               {"passwd", "users", std::string(33, 'a')}})
+    {
+        EXPECT_FALSE(read(arguments));
+    }
 }
 
 }  // namespace

@@ -81,6 +81,19 @@ TEST_F(OwnFilesTest, NamedPipesAndSocketsAreRefused)
     }
 }
 
+TEST_F(OwnFilesTest, OnlyACamerasOwnSocketsMayBeThereAndOnlyInItsFolder)
+{
+    for (const std::string name : {"/camera.socket", "/shell.socket"})
+    {
+        support::makeSocket(kFolder + name);
+        EXPECT_EQ(refusal(), "");
+        fs::remove(kFolder + name);
+        support::makeSocket(kFolder + ("/one" + name));
+        EXPECT_EQ(refusal(), kFolder + ("/one" + name) + " is a socket, which no camera makes; remove it");
+        fs::remove(kFolder + ("/one" + name));
+    }
+}
+
 TEST_F(OwnFilesTest, AFileWithASecondNameIsRefused)
 {
     support::writeFile("/mnt/mtd/elsewhere", "somebody's");

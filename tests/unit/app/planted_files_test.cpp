@@ -236,6 +236,8 @@ TEST_P(RootsFolderTest, IsRefusedWhenAGroupMayPutSomethingIntoIt)
         << errors_;
     fs::permissions(kState, fs::perms{0755});
     EXPECT_EQ(run({"get brightness"}), 0) << errors_;
+    EXPECT_EQ(errors_,
+              std::string("sensorcam: no other process can join this camera; ") + kState + ": Permission denied\n");
 }
 
 std::string nameOfUser(const testing::TestParamInfo<User>& info)

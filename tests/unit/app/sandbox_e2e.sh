@@ -70,7 +70,8 @@ second=$!
 wait_for "$work/watching" watching
 expect "a camera beside it" "KEY_BRIGHTNESS = 60" "$(camera one exec 'get KEY_BRIGHTNESS')"
 camera two exec status >/dev/null
-expect "the same folder twice" 3 $?
+expect "the same folder twice, at a speed of its own" 3 $?
+expect "joining the camera on it" "KEY_BRIGHTNESS = 50" "$("$program" --state "$work/two" exec 'get KEY_BRIGHTNESS' 2>&1)"
 
 kill -TERM "$second"
 wait "$second"
@@ -210,6 +211,26 @@ do
     wait "${one#*:}"
     expect "killed at the limit after SIG${one%:*}" 137 $?
 done
+
+# A path that is longer than the address of a socket may be; what a killed camera left.
+deep=$(printf '%0120d' 0)
+"$program" --state "$work/$deep" exec watch >"$work/killed" 2>/dev/null &
+killed=$!
+wait_for "$work/killed" watching
+kill -KILL "$killed"
+wait "$killed"
+expect "a killed camera leaves its socket" yes "$([ -S "$work/$deep/shell.socket" ] && echo yes)"
+mkfifo "$work/keys.deep"
+camera "$deep" shell <"$work/keys.deep" >"$work/deep" &
+joined=$!
+exec 8>"$work/keys.deep"
+echo 'set brightness=61' >&8
+wait_for "$work/deep" 'KEY_BRIGHTNESS = 61'
+expect "joining the next one" "KEY_BRIGHTNESS = 61" "$("$program" --state "$work/$deep" exec 'get brightness' 2>&1)"
+exec 8>&-
+wait "$joined"
+expect "it ends" 0 $?
+expect "and takes its sockets with it" "" "$(find "$work/$deep" -type s)"
 
 # A day of the licence-plate camera in short: a window and the night. The clock is set, and a window is three minutes
 # long: however late the camera comes to it, it comes in time.

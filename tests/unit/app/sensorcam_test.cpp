@@ -225,17 +225,6 @@ TEST_F(SensorcamTest, AWatchOfSomeSecondsEndsByItself)
     EXPECT_EQ(answers.back()["event"], "end");
 }
 
-TEST_F(SensorcamTest, ASecondCameraOnTheSameFilesIsRefused)
-{
-    SensorcamRun first({"--json", "shell"});
-    first.type("status\n");
-    first.waitFor("\"command\":\"status\"");
-    const Ended second = execute({"status"}, {"--json"});
-    EXPECT_EQ(second.status, 3);
-    EXPECT_TRUE(has(documentsOf(second.out).at(0)["error"]["message"], "already running"));
-    EXPECT_EQ(first.end(), 0);
-}
-
 TEST_F(SensorcamTest, AnotherModelOnTheSameFilesIsRefused)
 {
     EXPECT_EQ(execute({"status"}, {"--model", "dome"}).status, 0);

@@ -7,6 +7,7 @@
 #include "HostClock.h"
 #include "app/Options.h"
 #include "app/box/Provision.h"
+#include "app/cli/Completion.h"
 #include "tests/support/PrivateTree.h"
 #include "tests/support/Simulator.h"
 #include "tests/unit/app/ScriptConsole.h"
@@ -126,6 +127,38 @@ TEST_F(SessionTest, KeptLinesAreThoseOfTheConsole)
     console.kept = {"one", "two"};
     EXPECT_TRUE(session.run("output 1"));
     EXPECT_EQ(console.out, "no lines are kept back here: they are shown as they come\ntwo\n");
+}
+
+TEST_F(SessionTest, EachCommandOffersWhatMayFollowIt)
+{
+    ScriptConsole console;
+    app::Session session(*camera_, console, false);
+    const app::Vocabulary vocabulary = session.vocabulary();
+    const auto after = [&](const std::string& line) { return app::complete(line, line.size(), vocabulary).candidates; };
+    EXPECT_EQ(after("mode "), (app::Words{"auto", "manual"}));
+    EXPECT_EQ(after("mode auto "), app::Words());
+    EXPECT_EQ(after("scheme "), (app::Words{"0", "1", "2", "3", "4"}));
+    EXPECT_EQ(after("window "), (app::Words{"0", "1", "2", "3"})) << "the default scheme has no window";
+    EXPECT_EQ(after("window 1 "), (app::Words{"on", "off"}));
+    EXPECT_EQ(after("window 1 on "), app::Words());
+    EXPECT_EQ(after("lens "), (app::Words{"status", "zoom", "focus", "iris", "reset", "wait"}));
+    EXPECT_EQ(after("lens zoom "), (app::Words{"in", "out"}));
+    EXPECT_EQ(after("lens FOCUS "), (app::Words{"far", "near", "mode", "once"}));
+    EXPECT_EQ(after("lens iris "), (app::Words{"up", "down"}));
+    EXPECT_EQ(after("lens reset "), app::Words());
+    EXPECT_EQ(after("lens zoom in "), app::Words());
+    EXPECT_EQ(after("light "), app::Words{"sun"});
+    EXPECT_EQ(after("trace "), (app::Words{"off", "1", "4", "6", "7"}));
+    EXPECT_EQ(after("language "), (app::Words{"0", "1"}));
+    EXPECT_EQ(after("quit "), app::Words{"--discard"});
+    EXPECT_EQ(after("help rest"), app::Words{"restore"});
+    EXPECT_EQ(after("status "), app::Words());
+    for (const char* command : {"keys", "get", "default", "restore", "explain"})
+    {
+        EXPECT_EQ(after(command + std::string(" key_bright")), app::Words{"KEY_BRIGHTNESS"}) << command;
+    }
+    EXPECT_EQ(after("set bright"), app::Words{"KEY_BRIGHTNESS="});
+    EXPECT_EQ(after("set mirror=bo"), app::Words{"mirror=Both"});
 }
 
 }  // namespace

@@ -72,7 +72,7 @@ TEST_F(CameraApplying, TheLibraryIsGivenThePairsAsText)
     const std::string pairs =
         "((" + std::to_string(KEY_BRIGHTNESS) + ",61)(" + std::to_string(KEY_CONTRAST) + ",62))\n";
     EXPECT_NE(quiet_.take().find("1111111111" + pairs), std::string::npos);
-    c().apply({{KEY_BRIGHTNESS, 63}}, true, "as it was typed");
+    c().apply({{KEY_BRIGHTNESS, 63}}, "as it was typed");
     EXPECT_NE(quiet_.take().find("1111111111(as it was typed)\n"), std::string::npos);
 }
 
@@ -113,7 +113,7 @@ TEST_F(CameraApplying, TheDefaultSchemeRemembersNothing)
 TEST_F(CameraApplying, ATrialIsSentAndNotRemembered)
 {
     begin();
-    const camera::ApplyResult result = c().apply({{KEY_BRIGHTNESS, 61}, {KEY_SCHEME_START_HOUR, 7}}, false);
+    const camera::ApplyResult result = c().tryOut({{KEY_BRIGHTNESS, 61}, {KEY_SCHEME_START_HOUR, 7}}).result;
     EXPECT_EQ(outcomes(result), (Outcomes{Outcome::notRemembered, Outcome::unchanged}));
     EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 61);
     EXPECT_EQ(c().schemeValue(0, KEY_BRIGHTNESS), 50);

@@ -41,7 +41,11 @@ protected:
                 c().apply({{KEY_CONTRAST, (caller * 25 + round) % 100}, {KEY_BRIGHTNESS, round}});
             },
             [&] {
-                c().apply({{KEY_SATURATION, caller}}, false);
+                const camera::TrialResult tried = c().tryOut({{KEY_SATURATION, caller}});
+                const unsigned trial = tried.trial ? tried.trial->id : 0;
+                c().holdTrial(trial);
+                c().trials();
+                round % 2 == 0 ? void(c().keepTrial(trial)) : void(c().undoTrial(trial));
             },
             [&] {
                 c().wouldApply({{KEY_CONTRAST, 300}});

@@ -125,6 +125,80 @@ TEST_F(CameraEvents, ASwitchOfTheSchedulerIsToldWithItsReason)
     EXPECT_EQ(only(events, Kind::scheme).why, camera::Why::noWindow);
 }
 
+// The thread that acts is often the one that looks first.
+TEST_F(CameraEvents, WhatALeaseThatRanOutDidCarriesNobodysName)
+{
+    bringUp();
+    c().setMode(false);
+    c().setScheme(0);
+    turnAt(12, 0);
+    const auto names = [this] {
+        std::vector<std::string> list;
+        for (const Event& event : take())
+        {
+            list.push_back(event.by);
+        }
+        return list;
+    };
+    const camera::Acting acting("ann");
+    const camera::Camera::Turn turn(c());  // the camera's own thread waits
+    listen();
+    c().tryOut({{KEY_BRIGHTNESS, 61}});
+    clock_->advance(std::chrono::seconds(15));
+    take();
+    c().tryOut({{KEY_CONTRAST, 62}});
+    EXPECT_EQ(names(), (std::vector<std::string>{"", "", "ann", "ann"}));
+    clock_->advance(std::chrono::seconds(15));
+    const camera::Camera::Turn another(c());
+    EXPECT_EQ(names(), (std::vector<std::string>{"", ""}));
+}
+
+TEST_F(CameraEvents, TheLensIsToldWhenItBeginsToMoveAndWhenItIsAtRest)
+{
+    bringUp();
+    c().setMode(false);
+    for (int turn = 0; turn < 60; ++turn)
+    {
+        turnAt(12, 0);  // whatever the start has moved
+    }
+    listen();
+    {
+        const camera::Acting acting("ann");
+        ASSERT_TRUE(c().setZoom(20000).accepted);
+    }
+    Event event = only(take(), Kind::lens);
+    EXPECT_TRUE(event.moving);
+    EXPECT_EQ(event.by, "ann");
+    for (int turn = 0; turn < 60; ++turn)
+    {
+        turnAt(12, 0);
+    }
+    event = only(take(), Kind::lens);
+    EXPECT_FALSE(event.moving);
+    EXPECT_EQ(event.by, "");
+    ASSERT_FALSE(event.values.empty());
+    EXPECT_EQ(event.values[0].key, KEY_MZ_POSITION);
+    EXPECT_EQ(event.values[0].value, 20000);
+}
+
+TEST_F(CameraEvents, NewLinesOfTheErrorLogAreToldAsSoonAsTheyAreWhole)
+{
+    writeFile(kErrorLogFile, "old\n");
+    bringUp();
+    turnAt(12, 0);
+    listen();
+    const std::string before = readFile(kErrorLogFile);
+    writeFile(kErrorLogFile, before + "one\ntwo");
+    turnAt(12, 0);
+    EXPECT_EQ(only(take(), Kind::log).line, "one");
+    writeFile(kErrorLogFile, before + "one\ntwo\n");
+    turnAt(12, 0);
+    EXPECT_EQ(only(take(), Kind::log).line, "two");
+    writeFile(kErrorLogFile, "new\n");
+    turnAt(12, 0);
+    EXPECT_EQ(only(take(), Kind::log).line, "new");
+}
+
 TEST_F(CameraEvents, ASwitchByHandIsToldOnce)
 {
     bringUp();

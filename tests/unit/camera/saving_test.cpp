@@ -191,7 +191,7 @@ TEST_F(CameraSaving, UnsavedAreTheValuesThatTheFilesOfTheirSchemesHoldOtherwise)
     EXPECT_EQ(unsavedOf(c()), Values());
     c().setMode(false);
     c().apply({{KEY_BRIGHTNESS, 61}});
-    c().apply({{KEY_CONTRAST, 62}}, false);
+    c().tryOut({{KEY_CONTRAST, 62}});
     c().setScheme(1);
     c().apply({{KEY_BRIGHTNESS, 63}});
     EXPECT_EQ(unsavedOf(c()), (Values{{0, KEY_BRIGHTNESS, 61, 50}, {1, KEY_BRIGHTNESS, 63, 50}}));
@@ -293,17 +293,17 @@ TEST_F(CameraSaving, TheDebugLevelKeepsTheAssertionSwitch)
     EXPECT_EQ(camera::debugLevel(), std::nullopt);
     setDebug(4, 0);
     EXPECT_EQ(camera::debugLevel(), 4);
-    EXPECT_TRUE(camera::setDebugLevel(1));
+    EXPECT_TRUE(camera::setDiagnostics(1));
     EXPECT_EQ(readFile(kDebugMarkerFile), "1\n0\n");
     writeFile(kDebugMarkerFile, "10\n0\nand more\n");
-    EXPECT_TRUE(camera::setDebugLevel(1));
+    EXPECT_TRUE(camera::setDiagnostics(1));
     EXPECT_EQ(readFile(kDebugMarkerFile), "1\n0\n");
     EXPECT_TRUE(camera::clearDebugLevel());
     EXPECT_TRUE(camera::clearDebugLevel());
     EXPECT_FALSE(fileExists(kDebugMarkerFile));
     for (const char* level : {"5", "6"})  // without a second line there is none to keep
     {
-        EXPECT_TRUE(camera::setDebugLevel(*level - '0'));
+        EXPECT_TRUE(camera::setDiagnostics(*level - '0'));
         EXPECT_EQ(readFile(kDebugMarkerFile), std::string(level) + "\n");
     }
 }
@@ -314,7 +314,7 @@ TEST_F(CameraSaving, ALongMarkerFileIsNoneThatCanBeRead)
     EXPECT_EQ(camera::debugLevel(), 3);
     writeFile(kDebugMarkerFile, "3\n" + std::string(4095, '0'));
     EXPECT_THROW(camera::debugLevel(), camera::Failure);
-    EXPECT_THROW(camera::setDebugLevel(4), camera::Failure);
+    EXPECT_THROW(camera::setDiagnostics(4), camera::Failure);
 }
 
 TEST_F(CameraSaving, TheErrorLogComesOldestFirst)

@@ -1,0 +1,317 @@
+#include "SensorPaths.h"
+#include "app/Failure.h"
+#include "app/cli/Parsing.h"
+#include "app/json/Results.h"
+#include "app/web/Answers.h"
+#include "camera/Diagnostics.h"
+#include "camera/KeyNames.h"
+#include "camera/TextFile.h"
+#include "services/CommandNames.h"
+#include "services/PlannedFailures.h"
+
+// Documents, diagnostics, the world, events.
+namespace web {
+namespace {
+
+using app::ErrorCode;
+
+constexpr char kXml[] = "text/xml; charset=utf-8";
+
+camera::LanguageTexts textsOf(const Call& call)
+{
+    const camera::LanguageTexts texts = call.camera.texts(wholeNumber(call.parts[0]));
+    if (!texts.known)
+    {
+        throw Refused({ErrorCode::notFound, "there is no language " + call.parts[0] + "; /api/languages lists them"});
+    }
+    return texts;
+}
+
+services::World& worldOf(const Call& call)
+{
+    services::World* const world = call.camera.service().world();
+    if (world == nullptr)
+    {
+        throw Refused({ErrorCode::notSettable, "this camera's surroundings are what they are"});
+    }
+    return *world;
+}
+
+// Lux from 0 on, metres above 0.
+double realNumber(const app::Json& json, const std::string& name, bool takesZero)
+{
+    if (!json.is_number())
+    {
+        throw Refused({ErrorCode::badDocument, name + " is a number"});
+    }
+    const double number = json.get<double>();
+    if (number < 0 || (number == 0 && !takesZero))
+    {
+        throw Refused({ErrorCode::badValue, name + (takesZero ? " is a number from 0 on" : " is a number above 0")});
+    }
+    return number;
+}
+
+int timeOf(const app::Json& json)
+{
+    const std::optional<int> minutes = json.is_string() ? app::parseTimeOfDay(json.get<std::string>()) : std::nullopt;
+    if (!minutes || *minutes >= 24 * 60)
+    {
+        throw Refused({ErrorCode::badValue, "time is a time of day, 00:00 to 23:59"});
+    }
+    return *minutes;
+}
+
+void setTime(const Call& call, int minutes)
+{
+    if (!call.camera.setTimeOfDay(minutes))
+    {
+        throw Refused({ErrorCode::notSettable,
+                       "this camera follows the system's clock; start it with --at or --speed to set its time"});
+    }
+}
+
+services::PlannedFailures& failuresOf(const Call& call)
+{
+    services::PlannedFailures* const failures = call.camera.service().failures();
+    if (failures == nullptr)
+    {
+        throw Refused({ErrorCode::notSettable, "this camera's device fails by itself or not at all"});
+    }
+    return *failures;
+}
+
+app::Json faultJson(const services::FailureRule& rule)
+{
+    app::Json json = app::keyJson(static_cast<int>(services::keyOfCommand(rule.cmd.value_or(ia_cmd_e()))));
+    json["status"] = rule.status;
+    json["after"] = rule.after;
+    json["count"] = rule.count;
+    return json;
+}
+
+// As they are listed, so that a list can be sent back.
+bool hasFault(const std::string& member)
+{
+    return member == "key" || member == "name" || member == "status" || member == "after" || member == "count";
+}
+
+unsigned faultCount(const app::Json& fault, const char* name, unsigned otherwise)
+{
+    const std::optional<std::int64_t> count = app::wholeOf(fault.value(name, app::Json(otherwise)));
+    if (!count || *count < 0 || *count > UINT32_MAX)
+    {
+        throw Refused({ErrorCode::badDocument, std::string(name) + " of a fault is a whole number from 0 on"});
+    }
+    return static_cast<unsigned>(*count);
+}
+
+// [{"key":"brightness","status":-4,"after":0,"count":1}, …]: of the sets of a key, the ones that the device refuses.
+std::vector<services::FailureRule> rulesOf(const app::Json& json)
+{
+    constexpr std::size_t kMost = 100;
+    if (!json.is_array() || json.size() > kMost)
+    {
+        throw Refused({ErrorCode::badDocument, "faults is a list of at most " + std::to_string(kMost)});
+    }
+    std::vector<services::FailureRule> rules;
+    for (const app::Json& fault : json)
+    {
+        const app::Json key = fault.is_object() ? fault.value("key", app::Json()) : app::Json();
+        const std::optional<int> status =
+            key.is_null() ? std::nullopt : app::intOf(fault.value("status", app::Json(services::kOutOfRange)));
+        if (!(key.is_string() || key.is_number_unsigned()) || !status || *status >= 0)
+        {
+            throw Refused({ErrorCode::badDocument, "a fault has a key, and a whole number below 0 as its status"});
+        }
+        for (const auto& [name, value] : fault.items())
+        {
+            if (!hasFault(name))
+            {
+                throw Refused(
+                    {ErrorCode::badDocument, "a fault has no " + name + "; it has key, status, after and count"});
+            }
+        }
+        const camera::KeyName* const row =
+            camera::findKey(keyOf(key.is_string() ? key.get<std::string>() : key.dump()));
+        if (row == nullptr || row->onlyStored)
+        {
+            throw Refused({ErrorCode::unknownKey, "the device has no key " + key.dump()});
+        }
+        services::FailureRule rule;
+        rule.cmd = static_cast<ia_cmd_e>(row->command);
+        rule.opt = IA_CMD_OPT_SET;
+        rule.status = *status;
+        rule.after = faultCount(fault, "after", 0);
+        rule.count = faultCount(fault, "count", 1);
+        rules.push_back(rule);
+    }
+    return rules;
+}
+
+// What a page shows, all at once.
+app::Json state(const Call& call)
+{
+    std::vector<camera::Value> values;
+    for (const camera::KeyName& name : camera::keyNames())
+    {
+        if (const std::optional<int> value = call.camera.peek(name.key))
+        {
+            values.push_back({name.key, *value});
+        }
+    }
+    app::Json json = {{"status", statusJson(call.camera)}};
+    json.update(app::toJson(values));
+    json.update(trialsJson(call.camera));
+    return json;
+}
+
+}  // namespace
+
+Response getStyle(const Call& call)
+{
+    return documentResponse(call, kXml, call.camera.style());
+}
+
+Response getLanguages(const Call& call)
+{
+    return jsonResponse(app::toJson(call.camera.languages()));
+}
+
+Response getLanguage(const Call& call)
+{
+    return documentResponse(call, kXml, textsOf(call).texts);
+}
+
+Response getCommon(const Call& call)
+{
+    return documentResponse(call, kXml, textsOf(call).common);
+}
+
+Response getDiagnostics(const Call&)
+{
+    app::Json json = app::traceJson(camera::debugLevel());
+    json["assertions"] = camera::assertionsEnd();
+    return jsonResponse(json);
+}
+
+Response putDiagnostics(const Call& call)
+{
+    const bool removes = call.body == app::Json{{"marker", false}};
+    const bool setsLevel = call.body.contains("level");
+    const bool setsAssertions = call.body.contains("assertions");
+    if (call.body.size() !=
+            static_cast<std::size_t>(setsLevel) + static_cast<std::size_t>(setsAssertions) + (removes ? 1U : 0U) ||
+        call.body.empty())
+    {
+        return errorResponse({ErrorCode::badDocument, "the body has level and assertions, or only marker, false"});
+    }
+    const std::optional<int> level = setsLevel ? std::optional<int>(bodyNumber(call, "level")) : std::nullopt;
+    const std::optional<bool> ends = setsAssertions ? std::optional<bool>(bodyFlag(call, "assertions")) : std::nullopt;
+    if (!(removes ? camera::clearDebugLevel() : camera::setDiagnostics(level, ends)))
+    {
+        return errorResponse({ErrorCode::notWritten, app::systemError(sensorpaths::kDebugMarkerFile)});
+    }
+    call.api.changed();
+    return getDiagnostics(call);
+}
+
+Response getTrace(const Call& call)
+{
+    const auto filter = call.request.query.find("filter");
+    Response response;
+    response.type = "text/event-stream";
+    response.source = call.api.trace().reader(filter == call.request.query.end() ? "" : filter->second);
+    return response;
+}
+
+Response getLog(const Call&)
+{
+    return jsonResponse(app::logJson(camera::errorLog()));
+}
+
+Response getWorld(const Call& call)
+{
+    const services::World& world = worldOf(call);
+    app::Json json = app::timeJson(call.camera.minutesOfDay());
+    json["speed"] = call.camera.setup().speed;
+    json["distance"] = world.distance();
+    json.update(app::lightJson(call.camera.service().light(), call.camera.night()));
+    if (const services::PlannedFailures* const failures = call.camera.service().failures())
+    {
+        json["faults"] = app::Json::array();
+        for (const services::FailureRule& rule : failures->rules())
+        {
+            json["faults"].push_back(faultJson(rule));
+        }
+    }
+    return jsonResponse(json);
+}
+
+// All members are looked at before the first is put into force; the time, the one that may be refused, is the first.
+Response putWorld(const Call& call)
+{
+    services::World& world = worldOf(call);
+    std::vector<std::function<void()>> changes;
+    for (const auto& [name, json] : call.body.items())
+    {
+        if (name == "light" && json == "daylight")
+        {
+            changes.emplace_back([&world] { world.setDaylight(); });
+        }
+        else if (name == "light")
+        {
+            changes.emplace_back([&world, lux = realNumber(json, name, true)] { world.setLight(lux); });
+        }
+        else if (name == "time")
+        {
+            changes.insert(changes.begin(), [&call, minutes = timeOf(json)] { setTime(call, minutes); });
+        }
+        else if (name == "distance")
+        {
+            changes.emplace_back([&world, metres = realNumber(json, name, false)] { world.setDistance(metres); });
+        }
+        else if (name == "faults")
+        {
+            services::PlannedFailures& failures = failuresOf(call);
+            changes.emplace_back([&failures, rules = rulesOf(json)] {
+                failures.clear();
+                for (const services::FailureRule& rule : rules)
+                {
+                    failures.add(rule);
+                }
+            });
+        }
+        else
+        {
+            return errorResponse(
+                {ErrorCode::badDocument, "the world has no " + name + "; it has light, distance, time and faults"});
+        }
+    }
+    for (const auto& change : changes)
+    {
+        change();
+    }
+    call.api.changed();
+    return getWorld(call);
+}
+
+// A revision names an event too, the last one before it: who has read something goes on from there.
+Response getEvents(const Call& call)
+{
+    const std::string seen = call.request.header("last-event-id");
+    Response response;
+    response.type = "text/event-stream";
+    response.source =
+        call.api.events().reader(seen.substr(0, seen.find('.', seen.find('-'))), [&call] { return state(call); });
+    return response;
+}
+
+Response getOpenApi(const Call& call)
+{
+    const std::string text =
+        camera::readExistingFile(call.camera.setup().share + "/schema/sensorcam.schema.json", camera::kDocumentMax);
+    return documentResponse(call, "application/json", app::jsonLine(openApi(app::Json::parse(text))));
+}
+
+}  // namespace web
