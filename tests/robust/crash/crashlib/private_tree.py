@@ -6,6 +6,7 @@ import os
 import queue
 import re
 import shutil
+import stat
 import subprocess
 import sys
 import tempfile
@@ -189,6 +190,8 @@ def snapshot():
                 tree[os.path.join(folder, name)] = None
             for name in files:
                 path = os.path.join(folder, name)
+                if stat.S_ISSOCK(os.lstat(path).st_mode):
+                    continue  # a killed camera leaves its sockets, and they hold nothing
                 with open(path, "rb") as file:
                     tree[path] = _packed(file.read())
     return tree
