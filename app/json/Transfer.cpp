@@ -189,7 +189,7 @@ std::optional<camera::Import> importOf(const Json& document, std::string& error)
         if (std::any_of(all.schemes.begin(), all.schemes.end(),
                         [&](const camera::Import::Scheme& other) { return other.scheme == scheme.scheme; }))
         {
-            error = "scheme " + std::to_string(scheme.scheme) + " stands there twice";
+            error = "scheme " + std::to_string(scheme.scheme) + " is given twice";
             return std::nullopt;
         }
         all.schemes.push_back(std::move(scheme));

@@ -26,7 +26,7 @@ const app::Json& member(const Call& call, const char* name, const char* type)
     return *found;
 }
 
-// Where the shell's hint names a command, or the shell's only cause.
+// Where the shell's hint names a command, or a cause that only the shell has.
 void putHint(app::Json& told, ErrorCode code)
 {
     switch (code)
@@ -248,7 +248,7 @@ std::vector<camera::Value> bodyValues(const Call& call)
         {
             if (before.key == key)
             {
-                throw Refused({ErrorCode::badDocument, "key " + std::to_string(key) + " stands there twice", key});
+                throw Refused({ErrorCode::badDocument, "key " + std::to_string(key) + " is given twice", key});
             }
         }
         values.push_back({key, valueOf(call, key, json)});

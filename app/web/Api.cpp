@@ -124,7 +124,7 @@ app::Json bodyOf(const Request& request, const Route& route)
     const app::Json body = app::Json::parse(request.body, look, false);
     if (!twice.empty())
     {
-        throw Refused({app::ErrorCode::badDocument, "\"" + twice + "\" stands there twice"});
+        throw Refused({app::ErrorCode::badDocument, "\"" + twice + "\" is given twice"});
     }
     // The parser takes a zero for the end.
     const bool isWhole = request.body.find('\0') == std::string::npos;

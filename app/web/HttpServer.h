@@ -43,7 +43,7 @@ public:
     enum class Lane
     {
         aside,  // needs no call of the camera: goes on while all readers wait for one
-        login,  // neither, but takes long
+        login,  // needs no call of the camera either, but is slow
         read,
         change,
     };

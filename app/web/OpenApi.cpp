@@ -62,7 +62,7 @@ constexpr char kOwnSchemas[] = R"json({
 "openApi": {"type": "object", "required": ["openapi", "info", "paths", "components"]}
 })json";
 
-// What stands in paths, queries and headers; what is not told here is a text.
+// What stands in paths, queries and headers; what is not listed here is a text.
 constexpr char kParameters[] = R"json({
 "key": {"schema": {"type": "string"}, "example": "brightness",
     "description": "A name, in any case, with or without KEY_, or a number"},

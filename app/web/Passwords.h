@@ -22,7 +22,7 @@ void clearSecret(std::string& secret);
 
 // 256 random bits as text.
 std::string newToken();
-// Of a token, so that what is kept is none. 32 bytes.
+// Of a token, so that the tokens themselves are not kept. 32 bytes.
 std::string tokenDigest(const std::string& token);
 
 }  // namespace web

@@ -124,7 +124,7 @@ std::optional<Response> readHead(const std::vector<HeaderLine>& lines, std::size
     {
         if (!isName(line.name))
         {
-            return problem(400, "bad-request", "a header has a name that is none");
+            return problem(400, "bad-request", "a header name is malformed");
         }
         const std::string name = lower(line.name);
         std::string& held = request.headers[name];

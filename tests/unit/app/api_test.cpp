@@ -211,11 +211,11 @@ TEST_F(ApiTest, BodiesThatAreNoListOfValuesAreRefusedAndChangeNothing)
     EXPECT_EQ(c().peek(KEY_BRIGHTNESS), 50);
 }
 
-TEST_F(ApiTest, WhatStandsTwiceIsNotGuessed)
+TEST_F(ApiTest, AMemberGivenTwiceIsRefused)
 {
     EXPECT_EQ(send(R"({"brightness":61,"contrast":1,"brightness":62})").status, 400);
     EXPECT_EQ(send(R"({"brightness":{"a":1,"a":1}})").status, 400);
-    EXPECT_NE(send(R"({"brightness":61,"brightness":61})").body.find(R"(\"brightness\" stands there twice)"),
+    EXPECT_NE(send(R"({"brightness":61,"brightness":61})").body.find(R"(\"brightness\" is given twice)"),
               std::string::npos);
     EXPECT_EQ(send("{\"brightness\":61}" + std::string(1, '\0')).status, 400);
     EXPECT_EQ(send("{\"brightness\":61}" + std::string(1, '\0') + "x").status, 400);

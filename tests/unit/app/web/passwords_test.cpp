@@ -24,7 +24,7 @@ TEST(Passwords, TheSamePasswordHasAnotherHashEachTime)
     EXPECT_NE(hashPassword("password"), web_tests::someHash());
 }
 
-TEST(Passwords, AHashOfAnotherKindOrCostIsNone)
+TEST(Passwords, AHashOfAnotherKindOrCostIsRefused)
 {
     EXPECT_TRUE(isPasswordHash(web_tests::someHash()));
     for (const char* text :
