@@ -1023,10 +1023,9 @@ TEST_F(HttpServerTest, TheEndWaitsForNoClient)
 TEST_F(HttpServerTest, TheEndDoesNotWaitForADescriptor)
 {
     start();
+    server_.reset();  // a sanitizer needs descriptors for the first thread of a kind that ends, and keeps what it saw
+    start();
     Connection waiting = Connection::unconnected();  // the test itself needs no descriptor below
-    Connection first = connect();
-    first.say(get("/1"));
-    first.answer();  // all threads are up: one that starts without a descriptor is an error to a sanitizer
     rlimit before = {};
     getrlimit(RLIMIT_NOFILE, &before);
     const int lowest = dup(0);
