@@ -643,6 +643,8 @@ MHD_Result HttpServer::Implementation::ask(const SharedExchange& exchange)
         }
         std::string& body = exchange->request.body;
         explicit_bzero(body.data(), body.size());  // it may be a password
+        std::string().swap(body);
+        exchange->giveBack();  // before the client can know, and send the next one
         answer(exchange, std::move(response));
     });
     if (!taken)
