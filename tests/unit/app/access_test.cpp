@@ -2,29 +2,27 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
-#include "app/web/Api.h"
-#include "app/web/RequestHead.h"
+#include "tests/unit/app/ApiFixture.h"
 #include "tests/unit/app/web/UsersOnDisk.h"
-#include "tests/unit/camera/CameraFixture.h"
 
 namespace web {
 namespace {
 
 using app::Json;
+using web_tests::headerOf;
+using web_tests::Headers;
 using web_tests::someHash;
 
 constexpr char kAudit[] = "/tmp/audit.log";
 
 // What the users of a camera may do, and what is noted of it: by a port, without a server between.
-class AccessTest : public support::CameraTest
+class AccessTest : public web_tests::ApiFixture
 {
 protected:
     void SetUp() override
     {
-        CameraTest::SetUp();
-        bringUp();
+        ApiFixture::SetUp();
         web_tests::writeUsers(web_tests::threeUsers(someHash()));
         sessions_.emplace(std::make_unique<Users>(UsersFile::at(web_tests::kUsersPath), [](const std::string&) {}),
                           Sessions::Means{[](const std::string& hash, const std::string& password) {
@@ -35,24 +33,14 @@ protected:
         audit_.emplace(kAudit, [](const std::string& text) { ADD_FAILURE() << text; });
         api_ = std::make_unique<Api>(c(), Api::Settings{{false, true, {}}, &*sessions_, &*audit_});
     }
-    void TearDown() override
-    {
-        api_.reset();
-        CameraTest::TearDown();
-    }
 
-    Response ask(const std::string& method, const std::string& path, const std::string& body = "",
-                 std::map<std::string, std::string> headers = {})
+    Response ask(const std::string& method, const std::string& target, const std::string& body = "",
+                 const Headers& headers = {})
     {
-        Request request;
-        request.method = method;
-        EXPECT_TRUE(readTarget(path, request));
-        request.headers = std::move(headers);
+        Request request = web_tests::request(method, target, body, headers);
         request.headers.emplace("host", "camera.example:8443");
-        request.headers.emplace("content-type", "application/json");
         request.peer.address = "192.0.2.1";
         request.port = 8443;
-        request.body = body;
         return api_->answer(request);
     }
 
@@ -61,22 +49,10 @@ protected:
         return ask("POST", "/api/session", Json{{"name", name}, {"password", password}}.dump());
     }
 
-    std::map<std::string, std::string> bearer(const std::string& name)
+    Headers bearer(const std::string& name)
     {
         const Json body = Json::parse(logIn(name).body);
         return {{"authorization", "Bearer " + body["token"].get<std::string>()}};
-    }
-
-    static std::string headerOf(const Response& response, const std::string& name)
-    {
-        for (const auto& [known, value] : response.headers)
-        {
-            if (known == name)
-            {
-                return value;
-            }
-        }
-        return "";
     }
 
     static std::vector<Json> notes()
@@ -111,16 +87,15 @@ protected:
     Sessions::Time now_{std::chrono::hours(1000)};
     std::optional<Sessions> sessions_;
     std::optional<AuditLog> audit_;
-    std::unique_ptr<Api> api_;
 };
 
 // Of a body that is no JSON only those hear who may use the route.
 TEST_F(AccessTest, EveryRouteLetsInItsRoleAndThoseAboveAndNobodyElse)
 {
-    const std::map<Role, std::map<std::string, std::string>> visitors = {{Role::none, {}},
-                                                                         {Role::viewer, bearer("vera")},
-                                                                         {Role::operator_, bearer("otto")},
-                                                                         {Role::administrator, bearer("anna")}};
+    const std::map<Role, Headers> visitors = {{Role::none, {}},
+                                              {Role::viewer, bearer("vera")},
+                                              {Role::operator_, bearer("otto")},
+                                              {Role::administrator, bearer("anna")}};
     for (const Route& route : routes())
     {
         for (const auto& [role, headers] : visitors)
@@ -348,12 +323,8 @@ TEST_F(AccessTest, WhatChangesNothingIsNotNoted)
 TEST_F(AccessTest, WhereThereAreNoUsersNobodyLogsIn)
 {
     Api open(c(), Api::Settings());
-    Request request;
-    request.method = "POST";
-    request.path = "/api/session";
+    Request request = web_tests::request("POST", "/api/session", R"({"name":"anna","password":"password"})");
     request.peer.local = true;
-    request.headers["content-type"] = "application/json";
-    request.body = R"({"name":"anna","password":"password"})";
     EXPECT_EQ(open.answer(request).status, 409);
     request.method = "GET";
     EXPECT_EQ(open.answer(request).body, "{\"role\":\"administrator\"}\n");

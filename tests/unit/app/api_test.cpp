@@ -1,70 +1,30 @@
-#include "app/web/Api.h"
-
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <thread>
 
 #include "SensorPaths.h"
-#include "tests/unit/camera/CameraFixture.h"
+#include "tests/unit/app/ApiFixture.h"
 
 namespace web {
 namespace {
 
 using app::Json;
+using web_tests::headerOf;
 
 // What a client gets for a request on the Unix socket, without a server between.
-class ApiTest : public support::CameraTest
+class ApiTest : public web_tests::ApiFixture
 {
 protected:
-    void SetUp() override
+    Response ask(const std::string& method, const std::string& target, const Json& body = nullptr,
+                 const web_tests::Headers& headers = {})
     {
-        CameraTest::SetUp();
-        bringUp();
-        c().setMode(false);
-        c().setScheme(0);
-        api_ = std::make_unique<Api>(c(), Api::Settings());
-    }
-    void TearDown() override
-    {
-        api_.reset();
-        CameraTest::TearDown();
-    }
-
-    Response ask(const std::string& method, const std::string& path, const Json& body = nullptr,
-                 std::map<std::string, std::string> headers = {})
-    {
-        Request request;
-        request.method = method;
-        request.path = path.substr(0, path.find('?'));
-        if (request.path.size() < path.size())
-        {
-            std::istringstream pairs(path.substr(request.path.size() + 1));
-            for (std::string pair; std::getline(pairs, pair, '&');)
-            {
-                request.query[pair.substr(0, pair.find('='))] = pair.substr(pair.find('=') + 1);
-            }
-        }
-        request.headers = std::move(headers);
-        request.peer.local = true;
-        if (!body.is_null())
-        {
-            request.headers.emplace("content-type", "application/json");
-            request.body = body.dump();
-        }
-        return api_->answer(request);
+        return answer(web_tests::request(method, target, body.is_null() ? "" : body.dump(), headers));
     }
 
     // A body as it is, to the values of the scheme in force.
     Response send(const std::string& body, const std::string& type = "application/json")
     {
-        Request request;
-        request.method = "PATCH";
-        request.path = "/api/parameters";
-        request.peer.local = true;
-        request.headers["content-type"] = type;
-        request.body = body;
-        return api_->answer(request);
+        return answer(web_tests::request("PATCH", "/api/parameters", body, {{"content-type", type}}));
     }
 
     // The body of an answer that must have this status.
@@ -76,19 +36,12 @@ protected:
         return Json::parse(response.body, nullptr, false);
     }
 
-    static std::string headerOf(const Response& response, const std::string& name)
+private:
+    Response answer(Request request)
     {
-        for (const auto& [known, value] : response.headers)
-        {
-            if (known == name)
-            {
-                return value;
-            }
-        }
-        return "";
+        request.peer.local = true;
+        return api_->answer(request);
     }
-
-    std::unique_ptr<Api> api_;
 };
 
 TEST_F(ApiTest, ValuesAreAppliedInOrderAndRemembered)

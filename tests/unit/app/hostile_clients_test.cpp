@@ -6,9 +6,8 @@
 #include <random>
 #include <thread>
 
-#include "app/web/Api.h"
+#include "tests/unit/app/ApiFixture.h"
 #include "tests/unit/app/web/Connection.h"
-#include "tests/unit/camera/CameraFixture.h"
 
 namespace web {
 namespace {
@@ -40,40 +39,27 @@ std::string headerOf(const std::string& answer, const std::string& name)
 }
 
 // A camera behind a real server, on a port and on a Unix socket.
-class HostileClientsTest : public support::CameraTest
+class HostileClientsTest : public web_tests::ApiFixture
 {
 protected:
     void SetUp() override
     {
-        CameraTest::SetUp();
-        bringUp();
-        c().setMode(false);
-        c().setScheme(0);
+        ApiFixture::SetUp();
         serve();
     }
     void TearDown() override
     {
-        stop();
-        CameraTest::TearDown();
+        server_.reset();
+        ApiFixture::TearDown();
     }
 
     void serve()
     {
-        if (api_ == nullptr)
-        {
-            api_ = std::make_unique<Api>(c(), Api::Settings());
-        }
         std::vector<ListenSocket> sockets;
-        sockets.push_back(ListenSocket::onPort("127.0.0.1", port_));
+        sockets.push_back(ListenSocket::onPort("127.0.0.1", 0));  // another one each time: somebody may have the last
         sockets.push_back(ListenSocket::atPath(kPath, 0600));
         port_ = sockets.front().port();
         server_ = std::make_unique<HttpServer>(std::move(sockets), *api_);
-    }
-
-    void stop()
-    {
-        server_.reset();
-        api_.reset();
     }
 
     Connection connect() const { return Connection::toPort(port_); }
@@ -124,7 +110,6 @@ protected:
     }
 
     int port_ = 0;
-    std::unique_ptr<Api> api_;
     std::unique_ptr<HttpServer> server_;
 };
 
@@ -305,8 +290,10 @@ TEST_F(HostileClientsTest, AReaderOfEventsFromBeforeARestartIsToldToReadTheState
     const std::string event = before.until("\n\n");
     const std::size_t begin = event.find("id: ") + 4;
     const std::string id = event.substr(begin, event.find('\n', begin) - begin);
-    stop();
+    server_.reset();
+    api_.reset();
     start();
+    api_ = std::make_unique<Api>(c(), Api::Settings());
     serve();
     Connection after = connect();
     after.say(get("/api/events", "Last-Event-ID: " + id + "\r\n"));
