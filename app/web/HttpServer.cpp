@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <map>
 #include <set>
@@ -27,9 +28,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kReaders = 4;
-constexpr int kAside = 2;
-constexpr int kLogins = 3;                              // two may take long, and one refuses others
+// Threads of each lane but that for changes, which has one.
+constexpr std::size_t kAside = 2;
+constexpr std::size_t kLogins = 3;  // two may take long, and one refuses others
+constexpr std::size_t kReaders = 4;
+
 constexpr int kAtOnce = 64;                             // clients, before deadlines are looked at again
 constexpr std::size_t kStreamPiece = 64 << 10;          // asked of a stream at once
 constexpr auto kLook = std::chrono::milliseconds(250);  // for deadlines, while anybody is connected
@@ -67,6 +70,21 @@ std::size_t headSize(const std::vector<HeaderLine>& lines)
         size += line.name.size() + std::strlen(": ") + line.value.size() + std::strlen("\r\n");
     }
     return size;
+}
+
+std::vector<HeaderLine> headerLines(MHD_Connection* connection)
+{
+    std::vector<HeaderLine> lines;
+    MHD_get_connection_values_n(
+        connection, MHD_HEADER_KIND,
+        [](void* into, MHD_ValueKind, const char* name, std::size_t nameSize, const char* value,
+           std::size_t valueSize) -> MHD_Result {
+            static_cast<std::vector<HeaderLine>*>(into)->push_back(
+                {{name, nameSize}, value == nullptr ? std::string() : std::string(value, valueSize)});
+            return MHD_YES;
+        },
+        &lines);
+    return lines;
 }
 
 // What comes from one place. Empty for the Unix socket.
@@ -152,10 +170,13 @@ private:
     // A request and its answer.
     struct Exchange
     {
-        ~Exchange() { giveBack(); }
+        ~Exchange() { dropBody(); }
 
-        void giveBack()
+        // Before its client can know, and send the next one.
+        void dropBody()
         {
+            explicit_bzero(request.body.data(), request.body.size());  // it may be a password
+            std::string().swap(request.body);
             const std::lock_guard<std::mutex> lock(server->bodiesMutex_);
             server->bodies_.giveBack(group, std::exchange(held, 0));
         }
@@ -164,7 +185,7 @@ private:
         MHD_Connection* connection = nullptr;
         Request request;
         std::string group;         // of the client
-        std::size_t head = 0;      // bytes
+        std::size_t target = 0;    // bytes
         std::size_t mostBody = 0;  // bytes
         std::size_t held = 0;      // bytes of its body, as they count for all
         bool tooMany = false;      // bytes are held for others: its own were dropped
@@ -208,11 +229,12 @@ private:
     Daemon startDaemon(unsigned flags, const std::vector<MHD_OptionItem>& options);
     MHD_Daemon* daemonOf(const Peer& peer) const;
     MHD_Result begin(Exchange& exchange);
+    std::optional<Response> takeHead(Exchange& exchange) const;
+    std::optional<Response> limitBody(Exchange& exchange) const;
     void take(Exchange& exchange, const char* body, std::size_t size);
     MHD_Result ask(const SharedExchange& exchange);
     MHD_Result queue(Exchange& exchange, const Response& response);
     MHD_Response* streamResponse(const Exchange& exchange, const std::shared_ptr<Source>& source);
-    Workers& workersOf(Handler::Lane lane) const;
     void answer(const SharedExchange& exchange, Response response);
     void acceptAll();
     bool accept(const ListenSocket& socket);
@@ -225,8 +247,6 @@ private:
     Handler& handler_;
     const Limits limits_;
     const camera::Descriptor ending_;
-    Daemon daemon_{nullptr, MHD_stop_daemon};
-    Daemon tlsDaemon_{nullptr, MHD_stop_daemon};  // of the ports, where they speak TLS
 
     std::mutex bodiesMutex_;  // locked inside of mutex_
     Taken bodies_;            // bytes held; guarded by bodiesMutex_
@@ -240,10 +260,10 @@ private:
     std::set<SharedExchange> asked_;  // suspended until their answer is there
     std::set<Stream*> streams_;
 
-    std::unique_ptr<Workers> aside_;
-    std::unique_ptr<Workers> logins_;
-    std::unique_ptr<Workers> readers_;
-    std::unique_ptr<Workers> changer_;
+    // What runs, in the order in which it begins; it ends in the other one.
+    std::array<Workers, 4> lanes_;  // by Handler::Lane
+    Daemon daemon_{nullptr, MHD_stop_daemon};
+    Daemon tlsDaemon_{nullptr, MHD_stop_daemon};  // of the ports, where they speak TLS
     std::thread accepting_;
 };
 
@@ -256,10 +276,7 @@ HttpServer::Implementation::Implementation(std::vector<ListenSocket> sockets, Ha
       bodies_({limits.bodies, limits.portBodies, limits.bodiesPerAddress}),
       taken_({limits.connections, limits.portConnections, limits.perAddress}),
       takenStreams_({limits.streams, limits.portStreams, limits.streamsPerAddress}),
-      aside_(std::make_unique<Workers>(kAside, limits.waiting)),
-      logins_(std::make_unique<Workers>(kLogins, limits.waiting)),
-      readers_(std::make_unique<Workers>(kReaders, limits.waiting)),
-      changer_(std::make_unique<Workers>(1, limits.waiting))
+      lanes_{{{kAside, limits.waiting}, {kLogins, limits.waiting}, {kReaders, limits.waiting}, {1, limits.waiting}}}
 {
     if (ending_.number() < 0)
     {
@@ -309,30 +326,22 @@ HttpServer::Implementation::~Implementation()
     const uint64_t one = 1;
     [[maybe_unused]] const ssize_t written = write(ending_.number(), &one, sizeof one);
     accepting_.join();
+    // A connection that is still suspended would end the process: each is woken, and sees that it is over.
+    const std::lock_guard<std::mutex> lock(mutex_);
+    stopping_ = true;
+    for (const SharedExchange& exchange : asked_)
     {
-        // A connection that is still suspended would end the process: each is woken, and sees that it is over.
-        const std::lock_guard<std::mutex> lock(mutex_);
-        stopping_ = true;
-        for (const SharedExchange& exchange : asked_)
+        exchange->answer = problem(503, "ending", "the camera is ending");
+        MHD_resume_connection(exchange->connection);
+    }
+    asked_.clear();
+    for (Stream* const stream : streams_)
+    {
+        if (std::exchange(stream->suspended, false))
         {
-            exchange->answer = problem(503, "ending", "the camera is ending");
-            MHD_resume_connection(exchange->connection);
-        }
-        asked_.clear();
-        for (Stream* const stream : streams_)
-        {
-            if (std::exchange(stream->suspended, false))
-            {
-                MHD_resume_connection(stream->connection);
-            }
+            MHD_resume_connection(stream->connection);
         }
     }
-    tlsDaemon_.reset();
-    daemon_.reset();
-    changer_.reset();
-    readers_.reset();
-    logins_.reset();
-    aside_.reset();
 }
 
 // ---- clients -------------------------------------------------------------------------------------------------
@@ -476,7 +485,7 @@ void* HttpServer::Implementation::onTarget(void* self, const char* target, MHD_C
     auto exchange = std::make_shared<Exchange>();
     exchange->server = static_cast<Implementation*>(self);
     exchange->connection = connection;
-    exchange->head = std::strlen(target);
+    exchange->target = std::strlen(target);
     exchange->targetIsWell = readTarget(target, exchange->request);
     return new SharedExchange(std::move(exchange));
 }
@@ -535,47 +544,10 @@ MHD_Result HttpServer::Implementation::begin(Exchange& exchange)
         exchange.request.port = client->second.port;
         exchange.group = client->second.group;
     }
-    const std::size_t requestLine = exchange.request.method.size() + exchange.head + std::strlen("  HTTP/1.1\r\n");
-    std::vector<HeaderLine> lines;
-    MHD_get_connection_values_n(
-        exchange.connection, MHD_HEADER_KIND,
-        [](void* into, MHD_ValueKind, const char* name, std::size_t nameSize, const char* value,
-           std::size_t valueSize) -> MHD_Result {
-            static_cast<std::vector<HeaderLine>*>(into)->push_back(
-                {{name, nameSize}, value == nullptr ? std::string() : std::string(value, valueSize)});
-            return MHD_YES;
-        },
-        &lines);
-    for (const HeaderLine& line : lines)
-    {
-        exchange.head += line.name.size() + line.value.size();
-    }
-    std::optional<Response> refusal;
-    if (exchange.head > limits_.head || lines.size() > limits_.headers)
-    {
-        refusal = problem(431, "too-large",
-                          "a request may have " + std::to_string(limits_.headers) + " headers, and " +
-                              std::to_string(limits_.head) + " bytes in them and its target");
-    }
-    else if (!exchange.targetIsWell)
-    {
-        refusal = problem(400, "bad-request", "the path or the query is not well formed");
-    }
-    else
-    {
-        refusal = readHead(lines, limits_.body, exchange.request);
-    }
-    const std::size_t size =
-        MHD_get_connection_info(exchange.connection, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE)->header_size;
-    exchange.isLast = size != requestLine + headSize(lines);
+    std::optional<Response> refusal = takeHead(exchange);
     if (!refusal)
     {
-        exchange.mostBody = std::min(limits_.body, handler_.mostBody(exchange.request));
-        const std::string length = exchange.request.header("content-length");
-        if (!length.empty() && std::stoull(length) > exchange.mostBody)
-        {
-            refusal = tooLarge(exchange.mostBody);
-        }
+        refusal = limitBody(exchange);
     }
     if (refusal)
     {
@@ -583,6 +555,40 @@ MHD_Result HttpServer::Implementation::begin(Exchange& exchange)
         return queue(exchange, *refusal);
     }
     return MHD_YES;
+}
+
+// Of its head. Nothing when it may go on.
+std::optional<Response> HttpServer::Implementation::takeHead(Exchange& exchange) const
+{
+    const std::vector<HeaderLine> lines = headerLines(exchange.connection);
+    const std::size_t size =
+        MHD_get_connection_info(exchange.connection, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE)->header_size;
+    exchange.isLast =
+        size != exchange.request.method.size() + exchange.target + std::strlen("  HTTP/1.1\r\n") + headSize(lines);
+    std::size_t bytes = exchange.target;
+    for (const HeaderLine& line : lines)
+    {
+        bytes += line.name.size() + line.value.size();
+    }
+    if (bytes > limits_.head || lines.size() > limits_.headers)
+    {
+        return problem(431, "too-large",
+                       "a request may have " + std::to_string(limits_.headers) + " headers, and " +
+                           std::to_string(limits_.head) + " bytes in them and its target");
+    }
+    if (!exchange.targetIsWell)
+    {
+        return problem(400, "bad-request", "the path or the query is not well formed");
+    }
+    return readHead(lines, limits_.body, exchange.request);
+}
+
+std::optional<Response> HttpServer::Implementation::limitBody(Exchange& exchange) const
+{
+    exchange.mostBody = std::min(limits_.body, handler_.mostBody(exchange.request));
+    const std::string length = exchange.request.header("content-length");
+    return length.empty() || std::stoull(length) <= exchange.mostBody ? std::nullopt
+                                                                      : std::optional(tooLarge(exchange.mostBody));
 }
 
 void HttpServer::Implementation::take(Exchange& exchange, const char* body, std::size_t size)
@@ -598,8 +604,7 @@ void HttpServer::Implementation::take(Exchange& exchange, const char* body, std:
     if (!fits)
     {
         exchange.tooMany = true;
-        exchange.giveBack();
-        std::string().swap(held);
+        exchange.dropBody();
         return;
     }
     held.append(body, count);
@@ -631,7 +636,7 @@ MHD_Result HttpServer::Implementation::ask(const SharedExchange& exchange)
         asked_.insert(exchange);
         MHD_suspend_connection(exchange->connection);
     }
-    const bool taken = workersOf(handler_.lane(exchange->request)).add([this, exchange] {
+    const bool taken = lanes_.at(static_cast<std::size_t>(handler_.lane(exchange->request))).add([this, exchange] {
         Response response;
         try
         {
@@ -641,10 +646,6 @@ MHD_Result HttpServer::Implementation::ask(const SharedExchange& exchange)
         {
             response = problem(500, "internal", error.what());
         }
-        std::string& body = exchange->request.body;
-        explicit_bzero(body.data(), body.size());  // it may be a password
-        std::string().swap(body);
-        exchange->giveBack();  // before the client can know, and send the next one
         answer(exchange, std::move(response));
     });
     if (!taken)
@@ -656,24 +657,9 @@ MHD_Result HttpServer::Implementation::ask(const SharedExchange& exchange)
     return MHD_YES;
 }
 
-Workers& HttpServer::Implementation::workersOf(Handler::Lane lane) const
-{
-    switch (lane)
-    {
-    case Handler::Lane::aside:
-        return *aside_;
-    case Handler::Lane::login:
-        return *logins_;
-    case Handler::Lane::read:
-        return *readers_;
-    case Handler::Lane::change:
-        break;
-    }
-    return *changer_;
-}
-
 void HttpServer::Implementation::answer(const SharedExchange& exchange, Response response)
 {
+    exchange->dropBody();
     const std::lock_guard<std::mutex> lock(mutex_);
     if (asked_.erase(exchange) != 0)  // otherwise the server is ending, and has answered for it
     {

@@ -1,15 +1,14 @@
 #include "app/web/Workers.h"
 
+#include <system_error>
 #include <utility>
 
 namespace web {
 
-Workers::Workers(int threads, std::size_t mostWaiting) : mostWaiting_(mostWaiting)
+Workers::Workers(std::size_t mostThreads, std::size_t mostWaiting)
+    : mostThreads_(mostThreads),
+      mostWaiting_(mostWaiting)
 {
-    for (int i = 0; i < threads; ++i)
-    {
-        threads_.emplace_back([this] { run(); });
-    }
 }
 
 Workers::~Workers()
@@ -29,13 +28,31 @@ bool Workers::add(std::function<void()> job)
 {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        if (waiting_.size() >= mostWaiting_)
+        if (waiting_.size() >= mostWaiting_ || !hasThread())
         {
             return false;
         }
         waiting_.push_back(std::move(job));
     }
     changed_.notify_one();
+    return true;
+}
+
+// For one job more. Called with the lock.
+bool Workers::hasThread()
+{
+    if (idle_ <= waiting_.size() && threads_.size() < mostThreads_)
+    {
+        try
+        {
+            threads_.emplace_back([this] { run(); });
+            ++idle_;
+        }
+        catch (const std::system_error&)
+        {
+            return !threads_.empty();
+        }
+    }
     return true;
 }
 
@@ -51,9 +68,11 @@ void Workers::run()
         }
         const std::function<void()> job = std::move(waiting_.front());
         waiting_.pop_front();
+        --idle_;
         lock.unlock();
         job();
         lock.lock();
+        ++idle_;
     }
 }
 

@@ -7,6 +7,8 @@
 #include <atomic>
 #include <condition_variable>
 #include <deque>
+#include <filesystem>
+#include <set>
 #include <stdexcept>
 #include <thread>
 
@@ -248,6 +250,52 @@ TEST_F(HttpServerTest, WhatAHandlerThrowsIsAnswered)
     const std::string answer = client.answer();
     EXPECT_EQ(statusOf(answer), "HTTP/1.1 500 Internal Server Error");
     EXPECT_EQ(bodyOf(answer), R"({"code":"internal","detail":"broken","status":500})");
+}
+
+std::set<std::string> threads()
+{
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
+    {
+        names.insert(entry.path());
+    }
+    return names;
+}
+
+TEST_F(HttpServerTest, OnlyWhatAcceptsAndWhatWaitsHaveAThreadUntilARequestNeedsOne)
+{
+    const std::set<std::string> before = threads();
+    const auto own = [&before] {
+        std::set<std::string> now = threads();
+        for (const std::string& name : before)
+        {
+            now.erase(name);
+        }
+        return now.size();
+    };
+    start();
+    EXPECT_EQ(own(), 2u);
+    Connection client = connect();
+    client.say(get("/nowhere%00"));
+    client.untilClosed();
+    EXPECT_EQ(own(), 2u);
+    std::vector<Connection> waiting;
+    for (int count = 1; count <= 4; ++count)
+    {
+        waiting.push_back(connect());
+        waiting.back().say(get("/wait"));
+        echo_.waitUntilInside(count);
+        EXPECT_EQ(own(), 2u + static_cast<std::size_t>(count));
+    }
+    waiting.push_back(connect());
+    waiting.back().say(get("/a"));
+    while (echo_.looked_ < 5)
+    {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(own(), 6u);
+    echo_.letGo();
+    EXPECT_EQ(statusOf(waiting.back().answer()), "HTTP/1.1 200 OK");
 }
 
 TEST_F(HttpServerTest, AReaderIsAnsweredWhileAChangeWaits)
