@@ -20,6 +20,7 @@ TESTS_OF = {
     "services": ["services", "sim", "checks", "system"],
     "camera": ["camera", "app"],
     "app": ["app"],
+    "app/web": ["web", "app"],
     "base": ["base", "diag", "keyval", "config", "controller", "system"],
     "diag": ["diag", "keyval", "memory", "config", "controller", "texts", "system"],
     "keyval": ["keyval", "controller", "config", "texts", "system"],
@@ -31,7 +32,8 @@ LIBRARY = ["base", "diag", "keyval", "config", "controller"]
 ABOVE = ["camera", "app"]  # the library: they are tested with a shared library that no mutant of theirs changes
 FOLDERS = ["platform", "services", *LIBRARY, *ABOVE]
 # "texts" is no program: it looks for them in the shared library.
-TESTS = [*FOLDERS, "sim", "checks", "memory", "texts", "system"]
+TESTS = [*FOLDERS, "web", "sim", "checks", "memory", "texts", "system"]
+SANITIZED_TESTS = [*FOLDERS, "web"]
 COPIED = [*FOLDERS, "include"]
 # Compiled anew for a header: most of its inline code is used there alone.
 OWN_TESTS = tuple(f"tests/unit/{folder}/" for folder in ("platform", "services", *ABOVE))
@@ -47,6 +49,7 @@ ARCHIVES = {
     "lib/libportcheck.a": ("services/checks/",),
     "lib/libsensorcamera.a": ("camera/",),
     "lib/libsensorcam_json.a": ("app/CMakeFiles/sensorcam_json.dir/",),
+    "lib/libsensorcam_web.a": ("app/web/CMakeFiles/",),
     "lib/libsensorcam_parts.a": ("app/CMakeFiles/sensorcam_parts.dir/",),
 }
 
@@ -79,7 +82,8 @@ class Result:
 
 
 def tests_of(path):
-    return TESTS_OF[path.split("/")[0]]
+    folder, _, rest = path.partition("/")
+    return TESTS_OF.get(f"{folder}/{rest.partition('/')[0]}", TESTS_OF[folder])
 
 
 def programs_of(tests):
@@ -100,7 +104,7 @@ class Build:
         self.folder = Path(folder)
         self.tree = self.folder / (f"tree-{sanitizers}".replace(",", "-") if sanitizers else "tree")
         wanted = {tests for path in paths for tests in tests_of(path)}
-        self.folders = [tests for tests in (FOLDERS if sanitizers else TESTS) if tests in wanted]
+        self.folders = [tests for tests in (SANITIZED_TESTS if sanitizers else TESTS) if tests in wanted]
         self.programs = [program for tests in self.folders for program in programs_of(tests)]
         self.flags = [f"-DSENSORDLL_SANITIZE={sanitizers}"]
         self.memory_limit = resource.RLIM_INFINITY if sanitizers else MEMORY_LIMIT  # they reserve terabytes
