@@ -3,6 +3,7 @@
 
 import os
 import pathlib
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -86,6 +87,11 @@ class Equivalents(unittest.TestCase):
     def test_an_entry_without_a_reason_is_an_error(self):
         entry = ("[a.cpp f bound]", "- return a < b;", "+ return a <= b;")
         self.assertEqual(self.read(*entry), ([], ["entry 1 ([a.cpp f bound]): not heading, -, + and reason"]))
+
+    def test_every_listed_mutant_is_one_of_the_sources(self):
+        tool = pathlib.Path(__file__).parents[1] / "mutate"
+        listed = subprocess.run([tool, "--list"], capture_output=True, text=True, check=False)
+        self.assertEqual((listed.returncode, listed.stderr), (0, ""))
 
 
 if __name__ == "__main__":
