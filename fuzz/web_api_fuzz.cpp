@@ -1,3 +1,8 @@
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,14 +21,18 @@
 
 // Requests to the paths of the HTTP interface, in this process, on a whole camera.
 // Input: up to four requests, separated by a line %%. A request is "METHOD target", header lines "name: value", an empty
-// line, and the body. It comes by the Unix socket, or with a line "port" by the port 8080 of the loopback interface; the
-// word REVISION in a value stands for the revision that the camera has then.
+// line, and the body. It comes by the Unix socket, or with a line "port" by the port 8080 of the loopback interface, or
+// with a line "guarded" by one that asks for a session: vera, otto and anna have the password "password". REVISION stands
+// for the revision that the camera has then, TRIAL and TOKEN for those that were answered last.
 
 namespace {
 
 constexpr std::size_t kRequestsMax = 4;
 constexpr std::size_t kBodyMax = 1 << 20;
 constexpr int kPort = 8080;
+constexpr int kGuardedPort = 8443;
+constexpr char kUsersFile[] = "/tmp/users";
+constexpr char kAuditFile[] = "/tmp/audit.log";
 
 // Documents of a board, read once.
 class Board
@@ -57,6 +66,34 @@ private:
     std::vector<std::pair<std::string, std::string>> files_;
 };
 
+// Who may come in by the guarded port.
+class Guarded
+{
+public:
+    Guarded()
+    {
+        const std::string hash =
+            "$argon2id$v=19$m=19456,t=2,p=1$Q0NDxN4kKZ11E5XYkWpcJA$NbcmYwdNb+0ONfL/7GP6KbBAn6mUHKda9km4wDboJn0";
+        fuzz::writeFile(kUsersFile, web::usersText({{"vera", web::Role::viewer, hash},
+                                                    {"otto", web::Role::operator_, hash},
+                                                    {"anna", web::Role::administrator, hash}}));
+        FUZZ_REQUIRE(chmod(kUsersFile, 0600) == 0);
+        const auto report = [](const std::string&) { FUZZ_REQUIRE(!"the users are well"); };
+        sessions_.emplace(
+            std::make_unique<web::Users>(web::UsersFile::at(kUsersFile), report),
+            web::Sessions::Means{[](const std::string&, const std::string& text) { return text == "password"; },
+                                 [this] { return now_; }});
+    }
+
+    web::Sessions& sessions() { return *sessions_; }
+    // Every session is over, and every failure forgotten.
+    void forget() { now_ += std::chrono::hours(24); }
+
+private:
+    web::Sessions::Time now_{std::chrono::hours(24)};
+    std::optional<web::Sessions> sessions_;
+};
+
 // A camera in manual mode on its first scheme, as every input finds it.
 class Served
 {
@@ -65,6 +102,8 @@ public:
     {
         static const Board board;
         board.layOut();
+        guarded().forget();
+        std::filesystem::remove(kAuditFile);
         host::setClock(clock_);
         if (services::World* const world = app::service().world())
         {
@@ -78,15 +117,19 @@ public:
         camera_->setMode(false);
         camera_->setScheme(0);
         api_ = std::make_unique<web::Api>(*camera_, web::Api::Settings());
+        guardedApi_ =
+            std::make_unique<web::Api>(*camera_, web::Api::Settings{{false, true, {}}, &guarded().sessions(), &audit_});
     }
     ~Served()
     {
+        guardedApi_.reset();
         api_.reset();
         camera_.reset();
         host::setClock(nullptr);
     }
 
     web::Api& api() { return *api_; }
+    web::Api& guardedApi() { return *guardedApi_; }
 
     // All that a request can change.
     std::string state()
@@ -113,9 +156,17 @@ public:
     }
 
 private:
+    static Guarded& guarded()
+    {
+        static Guarded guarded;
+        return guarded;
+    }
+
     const std::shared_ptr<host::ManualClock> clock_ = std::make_shared<host::ManualClock>(12, 0);
+    web::AuditLog audit_{kAuditFile, [](const std::string&) { FUZZ_REQUIRE(!"changes can be noted"); }};
     std::unique_ptr<camera::Camera> camera_;
     std::unique_ptr<web::Api> api_;
+    std::unique_ptr<web::Api> guardedApi_;
 };
 
 std::string_view takeLine(std::string_view& text)
@@ -126,18 +177,24 @@ std::string_view takeLine(std::string_view& text)
     return line;
 }
 
-void replaceRevision(std::string& value, const std::string& revision)
+// What stands for something that only the camera knows.
+using Words = std::map<std::string, std::string>;
+
+std::string replaced(std::string text, const Words& words)
 {
-    constexpr std::string_view kWord = "REVISION";
-    const std::size_t found = value.find(kWord);
-    if (found != std::string::npos)
+    for (const auto& [word, value] : words)
     {
-        value.replace(found, kWord.size(), revision);
+        const std::size_t found = text.find(word);
+        if (found != std::string::npos)
+        {
+            text.replace(found, word.size(), value);
+        }
     }
+    return text;
 }
 
 // Nothing when a server would have refused it before the interface sees it.
-std::optional<web::Request> requestOf(std::string_view text, const std::string& revision)
+std::optional<web::Request> requestOf(std::string_view text, const Words& words)
 {
     const std::string_view line = takeLine(text);
     const std::size_t blank = std::min(line.find(' '), line.size());
@@ -149,10 +206,10 @@ std::optional<web::Request> requestOf(std::string_view text, const std::string& 
     {
         const std::string_view header = takeLine(text);
         const std::size_t colon = header.find(": ");
-        if (header == "port")
+        if (header == "port" || header == "guarded")
         {
             request.peer = {false, "127.0.0.1"};
-            request.port = kPort;
+            request.port = header == "port" ? kPort : kGuardedPort;
         }
         else if (colon == std::string_view::npos)
         {
@@ -160,12 +217,13 @@ std::optional<web::Request> requestOf(std::string_view text, const std::string& 
         }
         else
         {
-            lines.push_back({std::string(header.substr(0, colon)), std::string(header.substr(colon + 2))});
-            replaceRevision(lines.back().value, revision);
+            lines.push_back(
+                {std::string(header.substr(0, colon)), replaced(std::string(header.substr(colon + 2)), words)});
         }
     }
     request.body = text;
-    const bool targetIsWell = web::readTarget(std::string(line.substr(std::min(blank + 1, line.size()))), request);
+    const bool targetIsWell =
+        web::readTarget(replaced(std::string(line.substr(std::min(blank + 1, line.size()))), words), request);
     const std::optional<web::Response> refusal = web::readHead(lines, kBodyMax, request);
     FUZZ_REQUIRE(!refusal || (refusal->status >= 400 && refusal->status < 500));
     return refusal || !targetIsWell ? std::nullopt : std::optional(request);
@@ -206,10 +264,43 @@ void requireSound(const web::Request& request, const web::Response& response, co
     {
         FUZZ_REQUIRE(before == after);
     }
+    const bool isStranger =
+        request.port == kGuardedPort && request.header("authorization").empty() && request.header("cookie").empty();
+    if (isStranger && request.path != "/api/session" && request.method != "OPTIONS")
+    {
+        FUZZ_REQUIRE(response.status >= 400 && before == after);
+    }
     if (response.source != nullptr)
     {
         const std::optional<std::string> news = response.source->next();
         FUZZ_REQUIRE(news && (news->empty() || news->substr(news->size() - 2) == "\n\n"));
+    }
+}
+
+// Of changes by the guarded port, a line of JSON each, in ASCII.
+void requireNoted()
+{
+    const std::string notes = fuzz::readFile(kAuditFile);
+    for (std::string_view rest = notes; !rest.empty();)
+    {
+        FUZZ_REQUIRE(app::Json::accept(takeLine(rest)));
+    }
+    FUZZ_REQUIRE(std::all_of(notes.begin(), notes.end(),
+                             [](char letter) { return letter == '\n' || (letter >= 0x20 && letter < 0x7f); }));
+}
+
+// What the answer tells of trials and sessions.
+void learn(const web::Response& response, Words& words)
+{
+    const app::Json body = response.type == "application/json" ? app::Json::parse(response.body) : app::Json::object();
+    const app::Json& trial = body.contains("trial") && body["trial"].is_object() ? body["trial"] : body;
+    if (trial.contains("trial"))
+    {
+        words["TRIAL"] = trial["trial"].dump();
+    }
+    if (body.contains("token"))
+    {
+        words["TOKEN"] = body["token"];
     }
 }
 
@@ -232,21 +323,30 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         untouched = served->state();
     }
     std::string before = untouched;
+    bool needsNew = false;
+    Words words;
     for (const std::string& text : fuzz::partsOf(data, size, kRequestsMax))
     {
-        const std::optional<web::Request> request = requestOf(text, served->api().revision());
+        words["REVISION"] = served->api().revision();
+        const std::optional<web::Request> request = requestOf(text, words);
         if (!request)
         {
             continue;
         }
-        served->api().lane(*request);
-        const web::Response response = served->api().answer(*request);
+        const bool isGuarded = request->port == kGuardedPort;
+        web::Api& api = isGuarded ? served->guardedApi() : served->api();
+        api.lane(*request);
+        const web::Response response = api.answer(*request);
+        api.trace().take("brightness\x1b[0m \xff\n");
         const std::string after = served->state();
         requireSound(*request, response, before, after);
+        learn(response, words);
         before = after;
+        needsNew = needsNew || isGuarded || after != untouched;
     }
-    if (before != untouched)
+    if (needsNew)
     {
+        requireNoted();
         served.reset();
     }
     return 0;
