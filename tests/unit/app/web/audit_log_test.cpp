@@ -1,8 +1,10 @@
 #include "app/web/AuditLog.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -136,6 +138,27 @@ TEST_F(AuditLogTest, AFullFileBecomesTheOneBeforeAndBothAreBounded)
     EXPECT_NE(contentOf(kPath).find("PUT /99\""), std::string::npos);
     EXPECT_EQ(contentOf(kBefore).find("PUT /0\""), std::string::npos);
     EXPECT_TRUE(told_.empty());
+}
+
+TEST_F(AuditLogTest, HalfALineIsTakenAwayAgain)
+{
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before = {};
+    getrlimit(RLIMIT_FSIZE, &before);
+    for (const bool isFull : {false, true})  // the file; the half line is then in a new one
+    {
+        SetUp();
+        AuditLog audit = log(isFull ? 1 : AuditLog::kMostBytes);
+        audit.add({"anna", "", "PUT /1", "", 200});
+        const std::string first = contentOf(kPath);
+        const rlimit room = {(isFull ? 0 : first.size()) + 10, before.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &room), 0);
+        audit.add({"anna", "", "PUT /2", "", 200});
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+        EXPECT_EQ(contentOf(kPath), isFull ? "" : first);
+    }
+    EXPECT_EQ(told_.size(), 2u);
+    std::signal(SIGXFSZ, handler);
 }
 
 TEST_F(AuditLogTest, WhatCannotBeWrittenIsToldOnceUntilItCan)

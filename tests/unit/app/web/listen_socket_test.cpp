@@ -48,11 +48,13 @@ protected:
 TEST_F(ListenSocketTest, TheFileHasTheWantedModeAndGoesWithTheSocket)
 {
     {
-        const ListenSocket socket = ListenSocket::atPath(kPath, 0600);
+        const ListenSocket socket = ListenSocket::atPath(kPath, 0600, getegid());
         struct stat file = {};
         ASSERT_EQ(lstat(kPath, &file), 0);
         EXPECT_TRUE(S_ISSOCK(file.st_mode));
         EXPECT_EQ(file.st_mode & 07777u, 0600u);
+        EXPECT_EQ(file.st_uid, geteuid());
+        EXPECT_EQ(file.st_gid, getegid());
         EXPECT_TRUE(socket.isLocal());
     }
     EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(kPath)));
@@ -152,6 +154,20 @@ TEST_F(ListenSocketTest, APortInUseIsRefusedByName)
     catch (const std::runtime_error& error)
     {
         EXPECT_EQ(error.what(), "127.0.0.1 port " + std::to_string(first.port()) + ": Address already in use");
+    }
+}
+
+TEST_F(ListenSocketTest, AnAddressMayBeAnIpv6One)
+{
+    try
+    {
+        EXPECT_GT(ListenSocket::onPort("::1", 0).port(), 0);
+    }
+    catch (const std::runtime_error& error)  // on a machine without
+    {
+        EXPECT_TRUE(error.what() == std::string("::1 port 0: Cannot assign requested address") ||
+                    error.what() == std::string("::1 port 0: Address family not supported by protocol"))
+            << error.what();
     }
 }
 

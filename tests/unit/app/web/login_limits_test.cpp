@@ -100,5 +100,24 @@ TEST_F(LoginLimitsTest, WhoFailedMostIsForgottenLast)
     EXPECT_EQ(take("192.0.2.1", "anna"), 30);
 }
 
+TEST_F(LoginLimitsTest, OfMoreAddressesThanAreRememberedTheOneWithTheLeastToWaitIsForgotten)
+{
+    const auto failFiveTimes = [this](const std::string& address) {
+        for (int i = 0; i < 5; ++i)
+        {
+            take(address, address + std::to_string(i));
+        }
+    };
+    failFiveTimes("first");
+    now_ += std::chrono::seconds(1);
+    for (std::size_t i = 1; i < LoginLimits::kMost; ++i)
+    {
+        failFiveTimes("host" + std::to_string(i));
+    }
+    EXPECT_EQ(take("first", "anna"), 29);
+    failFiveTimes("last");
+    EXPECT_EQ(take("first", "anna"), 0);
+}
+
 }  // namespace
 }  // namespace web

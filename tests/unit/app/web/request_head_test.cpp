@@ -22,12 +22,15 @@ TEST(RequestTarget, PathAndQueryAreDecoded)
     EXPECT_EQ(request.query, query);
 }
 
-TEST(RequestTarget, AnEmptyQueryIsNone)
+TEST(RequestTarget, AnEmptyQueryIsNoneAndSoIsAnEmptyPair)
 {
     Request request;
     ASSERT_TRUE(readTarget("/?", request));
     EXPECT_EQ(request.path, "/");
     EXPECT_TRUE(request.query.empty());
+    ASSERT_TRUE(readTarget("/?&a=1&&b=2&", request));
+    const std::map<std::string, std::string> query = {{"a", "1"}, {"b", "2"}};
+    EXPECT_EQ(request.query, query);
 }
 
 TEST(RequestTarget, WhatIsNoPathIsRefused)

@@ -202,6 +202,19 @@ TEST_F(SessionsTest, OneSessionTooManyEndsTheUsersOldest)
     EXPECT_EQ(roleOf(other), Role::operator_);
 }
 
+TEST_F(SessionsTest, SessionsThatAreOverCountNoMore)
+{
+    for (int round = 0; round < 2; ++round, now_ += Sessions::kIdle)
+    {
+        const std::string first = logIn();
+        for (std::size_t i = 1; i < Sessions::kMostOfUser; ++i)
+        {
+            logIn();
+        }
+        EXPECT_EQ(roleOf(first), Role::administrator) << round;
+    }
+}
+
 TEST_F(SessionsTest, ANewPasswordARemovalAndABrokenFileEndSessions)
 {
     const std::string anna = logIn();
@@ -271,6 +284,10 @@ TEST_F(SessionsTest, AVisitorIsKnownByTheHeaderOrByTheCookieOfThePort)
     EXPECT_EQ(role("cookie", "sensorcam-8080=" + token), Role::none);
     EXPECT_EQ(role("cookie", "x__Host-sensorcam-8080=" + token), Role::none);
     EXPECT_EQ(role("x", "y"), Role::none);
+    request.headers = {{"cookie", "__Host-sensorcam-8080=" + token}};
+    EXPECT_TRUE(visitorOf(request, &*sessions_).byCookie);
+    request.headers = {{"authorization", "Bearer " + token}};
+    EXPECT_FALSE(visitorOf(request, &*sessions_).byCookie);
     request.peer.local = true;
     EXPECT_EQ(role("x", "y"), Role::administrator);
 }
