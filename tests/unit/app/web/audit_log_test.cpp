@@ -4,11 +4,13 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <thread>
 #include <vector>
 
 namespace web {
@@ -138,6 +140,47 @@ TEST_F(AuditLogTest, AFullFileBecomesTheOneBeforeAndBothAreBounded)
     EXPECT_NE(contentOf(kPath).find("PUT /99\""), std::string::npos);
     EXPECT_EQ(contentOf(kBefore).find("PUT /0\""), std::string::npos);
     EXPECT_TRUE(told_.empty());
+}
+
+TEST_F(AuditLogTest, AFileMayBeExactlyFull)
+{
+    const AuditLog::Entry entry = {"anna", "192.0.2.1", "PUT /x", "", 200};
+    log().add(entry);
+    const std::size_t line = fs::file_size(kPath);
+    AuditLog audit = log(2 * line);
+    audit.add(entry);
+    EXPECT_EQ(fs::file_size(kPath), 2 * line);
+    audit.add(entry);
+    EXPECT_EQ(fs::file_size(kPath), line);
+    EXPECT_EQ(fs::file_size(kBefore), 2 * line);
+    for (const char* path : {kPath, kBefore})
+    {
+        EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write) << path;
+    }
+}
+
+TEST_F(AuditLogTest, SeveralThreadsMayNoteAtOnce)
+{
+    AuditLog audit = log();
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+    {
+        threads.emplace_back([&audit] {
+            for (int count = 0; count < 25; ++count)
+            {
+                audit.add({"anna", "192.0.2.1", "PUT /x", "", 200});
+                audit.addRefused({"vera", "192.0.2.1", "PUT /x", "", 403}, AuditLog::Time(std::chrono::hours(1)));
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+    {
+        thread.join();
+    }
+    audit.addRefused({"vera", "192.0.2.1", "PUT /y", "", 403}, AuditLog::Time(std::chrono::hours(2)));
+    const std::string text = contentOf(kPath);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 100 + 2);
+    EXPECT_NE(text.find("\"refused\":99"), std::string::npos) << text;
 }
 
 TEST_F(AuditLogTest, HalfALineIsTakenAwayAgain)
