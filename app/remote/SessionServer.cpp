@@ -131,6 +131,10 @@ void SessionServer::begin(camera::Descriptor client)
         return;
     }
     const auto begun = std::make_shared<Talk>(std::move(client));
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        talks_.push_back(begun);
+    }
     try
     {
         begun->thread = std::thread([this, &own = *begun] {
@@ -151,6 +155,8 @@ void SessionServer::begin(camera::Descriptor client)
     }
     catch (const std::system_error&)  // no room for a thread
     {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        talks_.pop_back();
         return;
     }
     loop_.after(kHelloLimit, [silent = std::weak_ptr<Talk>(begun)] {
@@ -160,8 +166,6 @@ void SessionServer::begin(camera::Descriptor client)
             known->socket.shut();
         }
     });
-    const std::lock_guard<std::mutex> lock(mutex_);
-    talks_.push_back(begun);
 }
 
 void SessionServer::forget(const Talk& talk)

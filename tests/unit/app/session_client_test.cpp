@@ -4,6 +4,8 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 
+#include <cstdio>
+
 #include "app/Options.h"
 #include "app/remote/RemoteConsole.h"
 
@@ -56,6 +58,28 @@ TEST_F(SessionClientTest, WhoseCameraEndsBetweenTwoLinesFails)
     EXPECT_TRUE(client.run("mode"));
     loseCamera();
     EXPECT_EQ(client.statusOr(client.runAll({"mode"})), app::kExitCommandFailed);
+}
+
+TEST_F(SessionClientTest, SendsAsManyOfItsKeptLinesAsAFrameHasRoomForTheNewest)
+{
+    app::Terminal prompt(loop_, signals_, output_, app::LibraryView::Way::keptBack, true, false);
+    for (int i = 0; i < 1000; ++i)
+    {
+        std::printf("%s %d\n", std::string(2000, 'x').c_str(), i);
+    }
+    prompt.showLibrary();
+    remote::SessionClient client(std::move(others_), prompt, false, false);
+    camera_->allow(remote::kMostOfRequest);
+    camera_->send(Kind::keptLines);
+    std::optional<remote::Frame> answer;
+    while (!answer && camera_->receive())
+    {
+        answer = camera_->take();
+    }
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->part(0), "kept");
+    EXPECT_EQ(answer->parts.size(), 1u + (1 << 20) / 2004);
+    EXPECT_EQ(answer->parts.back(), std::string(2000, 'x') + " 999");
 }
 
 // Where no descriptor is left, what body throws.
