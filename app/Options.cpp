@@ -41,8 +41,9 @@ constexpr char kFooter[] =
     "Files: a camera lives below its state folder, by default ${XDG_STATE_HOME:-~/.local/state}/sensorcam/<model>.\n"
     "Nothing outside of it is touched. Delete the folder and the camera is new.\n"
     "\n"
-    "Exit status: 0 success, 1 a command failed or its answer could not be written, 2 wrong usage, 3 the camera could\n"
-    "not be started, 128+n ended by signal n. 141 (SIGPIPE): whoever read the answers has gone.\n";
+    "Exit status: 0 success, 1 a command failed, its answer could not be written, or the camera went down, 2 wrong\n"
+    "usage, 3 the camera could not be started, 128+n ended by signal n. 141 (SIGPIPE): whoever read the answers\n"
+    "has gone.\n";
 
 std::string checkSpeed(const std::string& text)
 {
