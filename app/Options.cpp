@@ -41,8 +41,9 @@ constexpr char kFooter[] =
     "Files: a camera lives below its state folder, by default ${XDG_STATE_HOME:-~/.local/state}/sensorcam/<model>.\n"
     "Nothing outside of it is touched. Delete the folder and the camera is new.\n"
     "\n"
-    "Exit status: 0 success, 1 a command failed or its answer could not be written, 2 wrong usage, 3 the camera could\n"
-    "not be started, 128+n ended by signal n. 141 (SIGPIPE): whoever read the answers has gone.\n";
+    "Exit status: 0 success, 1 a command failed, its answer could not be written, or the camera went down, 2 wrong\n"
+    "usage, 3 the camera could not be started, 128+n ended by signal n. 141 (SIGPIPE): whoever read the answers\n"
+    "has gone.\n";
 
 std::string checkSpeed(const std::string& text)
 {
@@ -208,86 +209,144 @@ std::string emptyOption(const CLI::App& command)
     return "";
 }
 
-std::optional<Options> mistake(const std::string& text, bool json, int& status)
+// The command line, as it fills the options in.
+class CommandLine
 {
-    reportFailure(text + "\nTry: sensorcam --help", json, ErrorCode::wrongUsage);
+public:
+    CommandLine()
+    {
+        addOptions(cli_, options_, raw_);
+        cli_.footer(kFooter);
+        cli_.set_version_flag("--version", std::string("sensorcam ") + SENSORCAM_VERSION);
+        cli_.require_subcommand(0, 1);
+        cli_.add_subcommand("shell",
+                            "Open a prompt; without a terminal, read commands from standard input (the default)")
+            ->fallthrough();
+        CLI::App* const exec =
+            cli_.add_subcommand("exec", "Run commands, each argument one command line, and end. Stops at the "
+                                        "first command that fails; 'help' lists the commands");
+        exec->add_option("COMMAND", options_.commands, "Command lines, as at the prompt")->required();
+        exec->positionals_at_end();
+        exec_ = exec;
+        serving_ = addServe(cli_, serve_);
+        passwd_ = addPasswd(cli_, password_);
+    }
+
+    // What CLI11 finds wrong is a CLI::ParseError, and what only asks for a text a CLI::Success, which has it printed.
+    void parse(int argc, char** argv) { cli_.parse(argc, argv); }
+    std::string textFor(const CLI::Success& asked, int& status) const
+    {
+        std::ostringstream text;
+        status = cli_.exit(asked, text, text);
+        return text.str();
+    }
+
+    // After parse.
+    Options options()
+    {
+        options_.isShell = !exec_->parsed() && !serving_->parsed() && !passwd_->parsed();
+        options_.serve = serving_->parsed() ? std::make_optional(served()) : std::nullopt;
+        options_.password = passwd_->parsed() ? std::make_optional(password_) : std::nullopt;
+        options_.model = raw_.model.empty() ? std::nullopt : std::make_optional(raw_.model);
+        options_.setsClock = !raw_.speed.empty() || !raw_.startTime.empty();
+        options_.speed = raw_.speed.empty() ? 1.0 : *parseNumber(raw_.speed);
+        options_.startMinutes = raw_.startTime.empty() ? std::nullopt : parseTimeOfDay(raw_.startTime);
+        return options_;
+    }
+
+    // What is wrong with options that could be read; empty when nothing is.
+    std::string mistake() const
+    {
+        for (const CLI::App* const command : {static_cast<const CLI::App*>(&cli_), serving_, passwd_})
+        {
+            const std::string name = emptyOption(*command);
+            if (!name.empty())
+            {
+                return name + " needs a value";
+            }
+        }
+        if (!options_.stateFolder.empty() && absolutePath(options_.stateFolder) == "/")
+        {
+            return "--state / would be the machine itself; name a folder for the camera";
+        }
+        return serving_->parsed() ? serveProblem(served()) : "";
+    }
+
+private:
+    ServeOptions served() const
+    {
+        ServeOptions serve = serve_;
+        if (serve.socket.empty() && !serve.port && serve.descriptors.empty())
+        {
+            serve.port = kDefaultPort;
+        }
+        return serve;
+    }
+
+    Options options_;
+    RawOptions raw_;
+    ServeOptions serve_;
+    PasswordOptions password_;
+    CLI::App cli_{kDescription, "sensorcam"};
+    const CLI::App* exec_;
+    const CLI::App* serving_;
+    const CLI::App* passwd_;
+};
+
+std::optional<Options> refuse(const std::string& mistake, bool json, int& status)
+{
+    reportFailure(mistake + "\nTry: sensorcam --help", json, ErrorCode::wrongUsage);
     status = kExitUsage;
     return std::nullopt;
+}
+
+// For the copy inside, which has sockets and not their places.
+std::vector<std::string> serveArguments(const ServeOptions& serve)
+{
+    std::vector<std::string> arguments = {"serve", "--bind", serve.address};
+    if (!serve.users.empty())
+    {
+        const std::string name = std::filesystem::path(serve.users).filename().string();
+        arguments.insert(arguments.end(), {"--users", std::string(kInsideUsers) + "/" + name});
+    }
+    if (serve.identityDescriptor >= 0)
+    {
+        arguments.insert(arguments.end(), {"--identity-descriptor", std::to_string(serve.identityDescriptor)});
+    }
+    for (const std::string& origin : serve.origins)
+    {
+        arguments.insert(arguments.end(), {"--allow-origin", origin});
+    }
+    for (const std::string& descriptor : serve.descriptors)
+    {
+        arguments.insert(arguments.end(), {"--descriptor", descriptor});
+    }
+    return arguments;
 }
 
 }  // namespace
 
 std::optional<Options> readOptions(int argc, char** argv, int& status)
 {
-    Options options;
-    RawOptions raw;
-    CLI::App cli(kDescription, "sensorcam");
-    addOptions(cli, options, raw);
-    cli.footer(kFooter);
-    cli.set_version_flag("--version", std::string("sensorcam ") + SENSORCAM_VERSION);
-    cli.require_subcommand(0, 1);
-    cli.add_subcommand("shell", "Open a prompt; without a terminal, read commands from standard input (the default)")
-        ->fallthrough();
-    CLI::App* exec = cli.add_subcommand("exec", "Run commands, each argument one command line, and end. Stops at the "
-                                                "first command that fails; 'help' lists the commands");
-    exec->add_option("COMMAND", options.commands, "Command lines, as at the prompt")->required();
-    exec->positionals_at_end();
-    ServeOptions serve;
-    CLI::App* serving = addServe(cli, serve);
-    PasswordOptions password;
-    const CLI::App* passwd = addPasswd(cli, password);
+    CommandLine line;
     try
     {
-        cli.parse(argc, argv);
+        line.parse(argc, argv);
     }
     catch (const CLI::Success& asked)
     {
-        std::ostringstream text;
-        status = cli.exit(asked, text, text);
         Answers answers(STDOUT_FILENO);
-        answers.print(text.str());
+        answers.print(line.textFor(asked, status));
         status = answers.status(status);
         return std::nullopt;
     }
     catch (const CLI::ParseError& error)
     {
-        return mistake(error.what(), asksForJson(argc, argv), status);
+        return refuse(error.what(), asksForJson(argc, argv), status);
     }
-    for (const CLI::App* command : {&const_cast<const CLI::App&>(cli), static_cast<const CLI::App*>(serving), passwd})
-    {
-        const std::string name = emptyOption(*command);
-        if (!name.empty())
-        {
-            return mistake(name + " needs a value", options.json, status);
-        }
-    }
-    if (!options.stateFolder.empty() && absolutePath(options.stateFolder) == "/")
-    {
-        return mistake("--state / would be the machine itself; name a folder for the camera", options.json, status);
-    }
-    options.isShell = !exec->parsed() && !serving->parsed() && !passwd->parsed();
-    if (serving->parsed())
-    {
-        if (serve.socket.empty() && !serve.port && serve.descriptors.empty())
-        {
-            serve.port = kDefaultPort;
-        }
-        const std::string problem = serveProblem(serve);
-        if (!problem.empty())
-        {
-            return mistake(problem, options.json, status);
-        }
-        options.serve = serve;
-    }
-    if (passwd->parsed())
-    {
-        options.password = password;
-    }
-    options.model = raw.model.empty() ? std::nullopt : std::optional<std::string>(raw.model);
-    options.setsClock = !raw.speed.empty() || !raw.startTime.empty();
-    options.speed = raw.speed.empty() ? 1.0 : *parseNumber(raw.speed);
-    options.startMinutes = raw.startTime.empty() ? std::nullopt : parseTimeOfDay(raw.startTime);
-    return options;
+    const Options options = line.options();
+    const std::string mistake = line.mistake();
+    return mistake.empty() ? std::make_optional(options) : refuse(mistake, options.json, status);
 }
 
 std::vector<std::string> insideArguments(const Options& options, int lockDescriptor, int supervisorDescriptor)
@@ -321,25 +380,8 @@ std::vector<std::string> insideArguments(const Options& options, int lockDescrip
     }
     if (options.serve)
     {
-        arguments.insert(arguments.end(), {"serve", "--bind", options.serve->address});
-        if (!options.serve->users.empty())
-        {
-            const std::string name = std::filesystem::path(options.serve->users).filename().string();
-            arguments.insert(arguments.end(), {"--users", std::string(kInsideUsers) + "/" + name});
-        }
-        if (options.serve->identityDescriptor >= 0)
-        {
-            arguments.insert(arguments.end(),
-                             {"--identity-descriptor", std::to_string(options.serve->identityDescriptor)});
-        }
-        for (const std::string& origin : options.serve->origins)
-        {
-            arguments.insert(arguments.end(), {"--allow-origin", origin});
-        }
-        for (const std::string& descriptor : options.serve->descriptors)
-        {
-            arguments.insert(arguments.end(), {"--descriptor", descriptor});
-        }
+        const std::vector<std::string> more = serveArguments(*options.serve);
+        arguments.insert(arguments.end(), more.begin(), more.end());
         return arguments;
     }
     arguments.push_back(options.isShell ? "shell" : "exec");

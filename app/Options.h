@@ -11,7 +11,7 @@ namespace app {
 enum ExitStatus
 {
     kExitOk = 0,
-    kExitCommandFailed = 1,  // or its answer could not be written
+    kExitCommandFailed = 1,  // or its answer could not be written, or the camera went down
     kExitUsage = 2,
     kExitNoCamera = 3,  // the camera could not be started
 };

@@ -5,8 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -37,6 +39,12 @@ constexpr char kInPlaceState[] = "/mnt/mtd/sensorcam";
 // A camera that starts or ends has done so by then.
 constexpr auto kAnswerLimit = std::chrono::seconds(10);
 constexpr auto kAnswerLook = std::chrono::milliseconds(100);
+
+// A camera of exec that has run its lines waits so long for others to have run theirs.
+constexpr auto kLastLines = std::chrono::seconds(5);
+
+// Until then whoever took the camera down has been told, by whatever way.
+constexpr auto kLastAnswer = std::chrono::milliseconds(500);
 
 LibraryView::Way libraryWay(const Options& options, bool interactive)
 {
@@ -95,113 +103,174 @@ private:
     }
 };
 
-// The camera and who commands it, from its start to its end. Any of it may hang.
-int runFrontEnd(const Options& options, const std::string& share, const std::string& stateFolder, OwnSockets sockets,
-                LibraryOutput& output, Terminal& terminal)
+// What a process does at its terminal. Any of run may hang.
+struct Work
 {
-    int status = kExitOk;
-    try
-    {
-        const ServeOptions serve = options.serve.value_or(ServeOptions());
-        web::Opened opened = web::open(serve, stateFolder);  // first: a camera that nobody may reach is not started
-        if (sockets.http)
+    std::function<int()> run;  // the exit status
+    std::function<void()> tellSignal = [] {};
+};
+
+// Works on a thread of its own, while this one waits for signals and input. endsCamera: it is this process's own.
+int runAtTerminal(const Options& options, bool endsCamera,
+                  const std::function<Work(Terminal& terminal, LibraryOutput& output)>& workAt)
+{
+    blockEndSignals();
+    signal(SIGPIPE, SIG_IGN);
+    const bool interactive = hasPrompt(options);
+    EventLoop loop;
+    EndSignals signals;
+    LibraryOutput output;
+    Terminal terminal(loop, signals, output, libraryWay(options, interactive), interactive, endsCamera);
+    const Work work = workAt(terminal, output);
+    loop.watch(signals.descriptor(), [&] {
+        signals.takeIn();
+        work.tellSignal();
+        terminal.wake();
+        if (!options.inside && terminal.ended())  // in the private tree the limit is the supervisor's
         {
-            opened.own.emplace(std::move(*sockets.http));
+            loop.after(kEndLimit, [] { kill(getpid(), SIGKILL); });
         }
-        camera::Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace}, service());
-        terminal.showLibrary();
-        const web::Service service(camera, serve, std::move(opened), stateFolder, output);
-        std::optional<remote::SessionServer> sessions;
-        if (sockets.sessions)
-        {
-            sessions.emplace(camera, output, std::move(*sockets.sessions));
-        }
-        if (options.serve)
-        {
-            terminal.print(service.places());
-            while (terminal.pause(std::chrono::hours(1)))
-            {
-            }
-        }
-        else
-        {
-            Session session(camera, terminal, options.json);
-            status = options.isShell ? runShell(session, terminal, stateFolder + "/history")
-                                     : session.runAll(options.commands);
-        }
-    }
-    catch (...)
-    {
-        terminal.showAll();  // it may say why
-        throw;
-    }
-    terminal.showLibrary();  // what the library said at its end
-    return status;
+    });
+    const int status = loop.runBeside(work.run);
+    signals.takeIn();
+    return signals.received() != 0 ? 128 + signals.received() : terminal.answers().status(status);
 }
 
-// The camera itself, in whatever tree it finds: all of it works on a thread of its own, and this one waits.
+// Until whoever started the camera, at the terminal, lets it end.
+int command(const Options& options, Session& session, Terminal& terminal, const std::string& stateFolder)
+{
+    if (!options.serve)
+    {
+        return options.isShell ? runShell(session, terminal, stateFolder + "/history")
+                               : session.runAll(options.commands);
+    }
+    while (terminal.pause(std::chrono::hours(1)))
+    {
+    }
+    return kExitOk;
+}
+
+// The camera and all front ends of it.
+int runFrontEnds(const Options& options, const std::string& share, const std::string& stateFolder, OwnSockets sockets,
+                 LibraryOutput& output, Terminal& terminal)
+{
+    const ServeOptions serve = options.serve.value_or(ServeOptions());
+    web::Opened opened = web::open(serve, stateFolder);  // first: a camera that nobody may reach is not started
+    if (sockets.http)
+    {
+        opened.own.emplace(std::move(*sockets.http));
+    }
+    std::atomic<bool> isDown{false};
+    const auto onDown = [&] {
+        isDown = true;
+        terminal.hangUp();
+    };
+    camera::Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace, onDown},
+                          service());
+    terminal.showLibrary();
+    web::Service service(camera, serve, std::move(opened), stateFolder, output);
+    std::optional<remote::SessionServer> sessions;
+    if (sockets.sessions)
+    {
+        sessions.emplace(
+            camera, output, std::move(*sockets.sessions),
+            [&](const std::string& user, const std::string& line, bool succeeded) {
+                service.audit().add({user, kSessionSocketFile, line, "", succeeded ? kExitOk : kExitCommandFailed});
+            });
+    }
+    terminal.print(service.places());
+    Session session(camera, terminal, options.json);
+    const int status = command(options, session, terminal, stateFolder);
+    if (isDown && !session.hasQuit())
+    {
+        session.tellLoss();  // somebody else's reset
+    }
+    if (isDown)
+    {
+        std::this_thread::sleep_for(kLastAnswer);
+    }
+    else if (sessions && !options.serve && !options.isShell && !terminal.ended())
+    {
+        sessions->finish(kLastLines);
+    }
+    return isDown ? kExitCommandFailed : status;
+}
+
 int runCamera(const Options& options, const std::string& share, const std::string& stateFolder, OwnSockets sockets)
 {
-    blockEndSignals();
-    signal(SIGPIPE, SIG_IGN);
-    const bool interactive = hasPrompt(options);
-    EventLoop loop;
-    EndSignals signals;
-    LibraryOutput output;
-    Terminal terminal(loop, signals, output, libraryWay(options, interactive), interactive);
-    loop.watch(signals.descriptor(), [&] {
-        signals.takeIn();
-        terminal.wake();
-        if (options.inPlace && terminal.ended())  // in the private tree the limit is the supervisor's
-        {
-            loop.after(kEndLimit, [] { kill(getpid(), SIGKILL); });
-        }
+    return runAtTerminal(options, true, [&](Terminal& terminal, LibraryOutput& output) {
+        return Work{[&] {
+            try
+            {
+                const int status = runFrontEnds(options, share, stateFolder, std::move(sockets), output, terminal);
+                terminal.showLibrary();  // what the library said at its end
+                return status;
+            }
+            catch (...)
+            {
+                terminal.showAll();  // it may say why
+                throw;
+            }
+        }};
     });
-    const int status =
-        loop.runBeside([&] { return runFrontEnd(options, share, stateFolder, std::move(sockets), output, terminal); });
-    signals.takeIn();
-    return signals.received() != 0 ? 128 + signals.received() : terminal.answers().status(status);
 }
 
-// A session with the camera that another process runs on the folder: this one is no more than its terminal.
-int runClient(const Options& options, std::unique_ptr<remote::FrameSocket> socket, const std::string& stateFolder)
+// A session with the camera that another process runs on the folder: this one is no more than its terminal. Nothing when
+// that camera ended before it answered, so that there may be another one now.
+std::optional<int> runClient(const Options& options, std::unique_ptr<remote::FrameSocket> socket,
+                             const std::string& stateFolder)
 {
-    blockEndSignals();
-    signal(SIGPIPE, SIG_IGN);
-    const bool interactive = hasPrompt(options);
-    EventLoop loop;
-    EndSignals signals;
-    LibraryOutput output;
-    Terminal terminal(loop, signals, output, libraryWay(options, interactive), interactive, false);
-    remote::SessionClient client(std::move(socket), terminal, options.json);
-    loop.watch(signals.descriptor(), [&] {
-        signals.takeIn();
-        client.tellSignal();
-        terminal.wake();
-        if (terminal.ended())
-        {
-            loop.after(kEndLimit, [] { kill(getpid(), SIGKILL); });
-        }
+    using remote::SessionClient;
+    bool isUnanswered = false;
+    sigset_t before;
+    sigprocmask(SIG_SETMASK, nullptr, &before);
+    const int status = runAtTerminal(options, false, [&](Terminal& terminal, LibraryOutput&) {
+        const auto client =
+            std::make_shared<SessionClient>(std::move(socket), terminal, options.json, !options.isShell);
+        const auto run = [&, client] {
+            try
+            {
+                terminal.showLibrary();
+                return client->statusOr(options.isShell ? runShell(*client, terminal, stateFolder + "/history")
+                                                        : client->runAll(options.commands));
+            }
+            catch (const SessionClient::Unanswered&)
+            {
+                isUnanswered = true;
+                return static_cast<int>(kExitCommandFailed);
+            }
+        };
+        return Work{run, [client] { client->tellSignal(); }};
     });
-    const int status = loop.runBeside([&] {
-        terminal.showLibrary();
-        return client.statusOr(options.isShell ? runShell(client, terminal, stateFolder + "/history")
-                                               : client.runAll(options.commands));
-    });
-    signals.takeIn();
-    return signals.received() != 0 ? 128 + signals.received() : terminal.answers().status(status);
+    if (!isUnanswered || status != kExitCommandFailed)  // a signal came too
+    {
+        return status;
+    }
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    return std::nullopt;
+}
+
+// The folder is the camera's alone: what else lies in it keeps the next one from starting.
+void requireOutside(const StateFolder& state, const Options& options)
+{
+    if (options.serve && !options.serve->socket.empty() && state.wouldHold(options.serve->socket))
+    {
+        throw Failure("the socket " + options.serve->socket + " would lie in the state folder " + state.path() +
+                      ", which is for the camera's own files; name another place with --socket");
+    }
 }
 
 // Locks the folder for a camera of this process. When one is running there, the status of a client of it.
 std::optional<int> lockOrJoin(std::optional<StateFolder>& state, const std::string& path, StateFolder::Kind kind,
                               const Options& options)
 {
-    const auto limit = std::chrono::steady_clock::now() + kAnswerLimit;
+    auto limit = std::chrono::steady_clock::now() + kAnswerLimit;
     while (true)
     {
         try
         {
             state.emplace(path, kind);
+            requireOutside(*state, options);
             return std::nullopt;
         }
         catch (const StateFolder::InUse& inUse)
@@ -221,7 +290,11 @@ std::optional<int> lockOrJoin(std::optional<StateFolder>& state, const std::stri
                                                       kAnswerLimit);
             if (socket != nullptr)
             {
-                return runClient(options, std::move(socket), path);
+                if (const std::optional<int> status = runClient(options, std::move(socket), path))
+                {
+                    return status;
+                }
+                limit = std::chrono::steady_clock::now() + kAnswerLimit;
             }
             if (std::chrono::steady_clock::now() >= limit)
             {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -50,6 +51,8 @@ public:
         double speed = 1.0;               // camera seconds in a real second
         std::optional<int> startMinutes;  // time of day; nothing: the real one
         bool systemClock = false;         // without speed and start, follow the system's clock as a board does
+        // Called once a factory reset has taken the camera down, on the reset's thread.
+        std::function<void()> onDown = {};
     };
 
     // Takes a second of the camera's time. Throws Failure when the board's files name no camera, when no parameters

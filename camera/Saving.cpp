@@ -130,6 +130,10 @@ void Camera::factoryReset()
     {
         // At debug level 6 and above the module configuration is read again, after the old one was given up.
         up_ = false;
+        if (setup_.onDown)
+        {
+            setup_.onDown();
+        }
         throw Failure(Problem::boardFilesGone);
     }
     frameRateScheme_ = -1;

@@ -21,8 +21,8 @@ public:
         virtual ~Listener() = default;
 
         // What the library printed next, in pieces cut anywhere, with pauses (kPause). Called on a thread of the
-        // output's own, where it may take its time: the library waits when the pipe is full. Must call none of the
-        // functions below.
+        // output's own, on which the library and all other listeners wait: it must not wait for a reader, but when the
+        // process is aborting. Must call none of the functions below.
         virtual void libraryPrinted(const std::string& bytes) = 0;
     };
 

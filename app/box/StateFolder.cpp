@@ -153,6 +153,17 @@ std::string StateFolder::chooseModel(const std::optional<std::string>& wanted) c
     return wanted ? *wanted : remembered.value_or(kModelNames[0]);
 }
 
+bool StateFolder::wouldHold(const std::string& path) const
+{
+    std::error_code unknown;
+    fs::path folder = fs::weakly_canonical(fs::absolute(path).parent_path(), unknown);
+    while (!fs::equivalent(folder, path_, unknown) && folder.has_relative_path())
+    {
+        folder = folder.parent_path();
+    }
+    return folder.has_relative_path();
+}
+
 void StateFolder::rememberModel(const std::string& model)
 {
     replaceFile(path_ + "/" + kModelFile, model + "\n");

@@ -59,6 +59,9 @@ public:
     // holds another model than the wanted one.
     std::string chooseModel(const std::optional<std::string>& wanted) const;
 
+    // Whether a file of this path would lie in the folder, at any depth and by whatever links.
+    bool wouldHold(const std::string& path) const;
+
     // On the disk for good, whole or not at all. Throws Failure.
     void rememberModel(const std::string& model);
 

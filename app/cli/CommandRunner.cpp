@@ -14,6 +14,14 @@ std::string commandOf(const std::string& line)
     return command == nullptr ? name : command->name;
 }
 
+bool isChange(const std::string& line)
+{
+    std::string ignored;
+    const Words words = splitWords(line, ignored).value_or(Words());
+    const Command* const command = words.empty() ? nullptr : findCommand(toLower(words.front()));
+    return command != nullptr && command->changes != nullptr && command->changes(Words(words.begin() + 1, words.end()));
+}
+
 void CommandRunner::refuse(const std::string& error)
 {
     printAnswer("", Answer::failure({ErrorCode::wrongUsage, error}));
@@ -26,6 +34,7 @@ int CommandRunner::runAll(const std::vector<std::string>& lines)
     {
         if (failed || console_.ended())
         {
+            cutShort_ = cutShort_ || !failed;
             if (json_)
             {
                 const Answer skipped = Answer::failure({ErrorCode::notRun, "not run: " + line});

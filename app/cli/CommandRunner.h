@@ -37,6 +37,10 @@ public:
     bool hasQuit() const { return quit_; }
     void quit() { quit_ = true; }
 
+    // More was to be run when the console ended.
+    bool isCutShort() const { return cutShort_; }
+    void cutShort() { cutShort_ = true; }
+
 protected:
     CommandRunner(Console& console, bool json) : console_(console), json_(json) {}
 
@@ -47,9 +51,13 @@ protected:
 
 private:
     bool quit_ = false;
+    bool cutShort_ = false;
 };
 
 // The command of a line, as its answer names it; empty where none can be read.
 std::string commandOf(const std::string& line);
+
+// Whether the line is to change something.
+bool isChange(const std::string& line);
 
 }  // namespace app

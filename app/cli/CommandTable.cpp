@@ -80,6 +80,21 @@ Words completeHelp(Session&, const Words& arguments)
     return completeWords(arguments, 0, words);
 }
 
+bool always(const Words&)
+{
+    return true;
+}
+
+bool withArguments(const Words& arguments)
+{
+    return !arguments.empty();
+}
+
+bool whenItMoves(const Words& arguments)
+{
+    return !arguments.empty() && toLower(arguments[0]) != "status" && toLower(arguments[0]) != "wait";
+}
+
 // A line for each scheme; empty when there is nothing to lose.
 std::string unsavedText(camera::Camera& camera)
 {
@@ -117,31 +132,32 @@ const std::vector<Command>& commands()
          "VALUE is a number, or the label of a choice in any case: mirror=both, wb_mode='One push'. 'keys KEY' "
          "lists\n"
          "the labels.\n",
-         runSet, completeAssignments},
+         runSet, completeAssignments, always},
         {"default", "default KEY ...", "apply factory values and remember them",
-         "As 'set' with the values that a factory reset would bring.\n", runDefault, completeKeys},
+         "As 'set' with the values that a factory reset would bring.\n", runDefault, completeKeys, always},
         {"text", "text '(KEY,VALUE)...'", "apply pair text, as 'all' prints it",
          "Keys and values are numbers. The text goes to the library as it is, unless it holds a part of a window that\n"
          "'set' would refuse.\n",
-         runText, nullptr},
+         runText, nullptr, always},
         {"all", "all", "the current scheme as pair text", "", runAll, nullptr},
         {"save", "save", "write the current scheme to its file",
          "Refused, with nothing written, when the scheme's time window is unsound:\n"
          "505 it starts after 24:00, 506 it ends after 24:00, 507 it does not start before it ends.\n",
-         runSave, nullptr},
-        {"reload", "reload", "the current scheme as it was saved last", "", runReload, nullptr},
-        {"restore", "restore KEY", "send the scheme's value to the sensor again", "", runRestore, completeKeys},
-        {"reset", "reset", "factory reset: all schemes made anew", "", runReset, nullptr},
+         runSave, nullptr, always},
+        {"reload", "reload", "the current scheme as it was saved last", "", runReload, nullptr, always},
+        {"restore", "restore KEY", "send the scheme's value to the sensor again", "", runRestore, completeKeys, always},
+        {"reset", "reset", "factory reset: all schemes made anew", "", runReset, nullptr, always},
         {"schemes", "schemes", "the day as a chart: which scheme holds when", "", runSchemes, nullptr},
         {"window", "window N on|off [HH:MM-HH:MM]", "the time window of scheme N",
          "Without times the window keeps its own. The window is saved at once, in the scheme's file and in memory;\n"
          "other values of the scheme that are not saved yet stay unsaved. A window that could not be saved, because\n"
          "it is empty or runs over midnight, is refused and nothing is changed.\n",
-         runWindow, completeWindow},
+         runWindow, completeWindow, always},
         {"scheme", "scheme N", "put scheme N in force",
          "The highest N is the default scheme. In mode auto the clock chooses again within a second.\n", runScheme,
-         completeSchemes},
-        {"mode", "mode [auto|manual]", "whether the clock chooses the scheme", "", runMode, completeMode},
+         completeSchemes, always},
+        {"mode", "mode [auto|manual]", "whether the clock chooses the scheme", "", runMode, completeMode,
+         withArguments},
         {"explain", "explain [KEY]", "why it is so, and what would change it",
          "Without KEY: which scheme is in force and why, until when, and what comes next.\n"
          "With KEY: its value, where it comes from, and what reload, reset and other schemes would make of it.\n",
@@ -154,11 +170,11 @@ const std::vector<Command>& commands()
          "lens iris up|down                     steps switch to manual exposure\n"
          "lens reset                            both drives to their ends and back\n"
          "lens wait                             until nothing moves\n",
-         runLens, completeLens},
+         runLens, completeLens, whenItMoves},
         {"light", "light [LUX|sun]", "light on the sensor",
          "'light sun' follows the camera's time of day from now on: dark by night, full light at noon.\n", runLight,
-         completeLight},
-        {"time", "time [HH:MM]", "the camera's time of day", "", runTime, nullptr},
+         completeLight, withArguments},
+        {"time", "time [HH:MM]", "the camera's time of day", "", runTime, nullptr, withArguments},
         {"watch", "watch [SECONDS]", "tell changes of scheme, day or night, light",
          "Changes of the mode and the full hours are told too, and the light when it is five times what it was or a\n"
          "fifth. Goes on for SECONDS of the camera's time (at --speed 600 a day of 86400 takes 144 real seconds), or "
@@ -168,7 +184,7 @@ const std::vector<Command>& commands()
         {"trace", "trace [N|off]", "debug level of the library",
          "Writes the marker file that the library looks at before every message. Above 3: warnings, above 5: errors\n"
          "and debug lines, above 6: information too. 'off' removes the file.\n",
-         runTrace, completeTrace},
+         runTrace, completeTrace, withArguments},
         {"log", "log [LINES]", "the end of the library's error log, 40 lines", "", runLog, nullptr},
         {"style", "style", "the style document as user interfaces get it", "", runStyle, nullptr},
         {"language", "language [ID]", "user-interface texts; without ID the languages", "", runLanguage,

@@ -20,6 +20,8 @@ struct Command
     Answer (*run)(Session& session, const Words& arguments);
     // Words that may stand next, after the arguments so far; null for none.
     Words (*complete)(Session& session, const Words& arguments);
+    // Whether it is to change something, with these arguments; null where none of them do.
+    bool (*changes)(const Words& arguments) = nullptr;
 };
 
 // In the order in which help lists them.

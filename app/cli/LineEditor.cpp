@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <histedit.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -68,6 +69,7 @@ struct LineEditor::State
     std::string historyFile;
     EditLine* edit = nullptr;
     History* history = nullptr;
+    Words entered;  // since the start
     HistEvent event;
     std::FILE* output = nullptr;  // answers and the edited line go the same way
     winsize size = {};
@@ -88,7 +90,7 @@ struct LineEditor::State
 
     static int nextCharacter(EditLine* edit, wchar_t* character);
     static unsigned char completeWord(EditLine* edit, int);
-    void loadHistory();
+    History* readHistory();
     void saveHistory();
     bool waitForInput();
     void lookAtSize();
@@ -96,18 +98,25 @@ struct LineEditor::State
 };
 
 // A file that libedit cannot read in a moment is no history.
-void LineEditor::State::loadHistory()
-try
+History* LineEditor::State::readHistory()
 {
-    if (camera::readFile(historyFile, kHistoryMax))
+    History* const known = history_init();
+    ::history(known, &event, H_SETSIZE, kHistoryLines);
+    ::history(known, &event, H_SETUNIQUE, 1);
+    try
     {
-        ::history(history, &event, H_LOAD, historyFile.c_str());
+        if (camera::readFile(historyFile, kHistoryMax))
+        {
+            ::history(known, &event, H_LOAD, historyFile.c_str());
+        }
     }
-}
-catch (const camera::Failure&)
-{
+    catch (const camera::Failure&)
+    {
+    }
+    return known;
 }
 
+// Behind what other prompts on the folder have put there meanwhile.
 void LineEditor::State::saveHistory()
 {
     const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
@@ -118,9 +127,18 @@ void LineEditor::State::saveHistory()
     {
         return;
     }
-    if (fstat(handle, &facts) == 0 && S_ISREG(facts.st_mode) && ftruncate(handle, 0) == 0)
+    if (fstat(handle, &facts) == 0 && S_ISREG(facts.st_mode) && flock(handle, LOCK_EX) == 0)
     {
-        ::history(history, &event, H_SAVE_FP, file);
+        History* const merged = readHistory();
+        for (const std::string& line : entered)
+        {
+            ::history(merged, &event, H_ENTER, line.c_str());
+        }
+        if (ftruncate(handle, 0) == 0)
+        {
+            ::history(merged, &event, H_SAVE_FP, file);
+        }
+        history_end(merged);
     }
     std::fclose(file);
 }
@@ -240,10 +258,7 @@ LineEditor::LineEditor(Terminal& terminal, const std::string& historyFile, Vocab
     state.historyFile = historyFile;
     state.output = fdopen(dup(terminal.answers().descriptor()), "w");
     state.edit = el_init("sensorcam", stdin, state.output, stderr);
-    state.history = history_init();
-    history(state.history, &state.event, H_SETSIZE, kHistoryLines);
-    history(state.history, &state.event, H_SETUNIQUE, 1);
-    state.loadHistory();
+    state.history = state.readHistory();
     el_set(state.edit, EL_CLIENTDATA, &state);
     el_set(state.edit, EL_PROMPT, &State::prompt);
     el_set(state.edit, EL_EDITOR, "emacs");
@@ -297,6 +312,7 @@ LineEditor::Result LineEditor::read(std::string& text)
     if (text.find_first_not_of(' ') != std::string::npos)
     {
         history(state_->history, &state_->event, H_ENTER, text.c_str());
+        state_->entered.push_back(text);
     }
     return Result::line;
 }

@@ -55,6 +55,12 @@ Answer Session::answerOf(const Command& command, const Words& arguments)
     }
 }
 
+void Session::tellLoss()
+{
+    const camera::Failure loss(camera::Problem::boardFilesGone);
+    printAnswer("", Answer::failure({codeOf(loss.problem()), failureText(loss)}));
+}
+
 void Session::printPart(const std::string& command, const Answer& part)
 {
     console_.showLibrary();

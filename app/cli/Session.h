@@ -26,6 +26,9 @@ public:
     // What quit has just said would be lost; empty when another command has run since.
     std::string& toldLoss() { return toldLoss_; }
 
+    // Of a camera that another one's reset has taken down.
+    void tellLoss();
+
     // Prints a part of a longer answer at once.
     void printPart(const std::string& command, const Answer& part);
 

@@ -39,6 +39,9 @@ public:
     // The line that did not end is lost, and what comes behind it with it.
     bool isTooLong() const { return isTooLong_; }
 
+    // There was no more to be read.
+    bool isAtEnd() const { return atEnd_ && pending_.empty(); }
+
 private:
     bool fill()
     {
@@ -72,12 +75,17 @@ int runPrompt(CommandRunner& runner, Terminal& terminal, const std::string& hist
     terminal.print("'help' lists the commands, Tab completes, Ctrl-D " + whatEndDoes(terminal) + ".\n");
     LineEditor editor(terminal, historyFile, runner.vocabulary());
     std::string line;
+    bool isWell = true;
     while (!runner.ended() && editor.read(line) == LineEditor::Result::line)
     {
-        runner.run(line);
+        isWell = runner.run(line);
         terminal.takeInterrupt();  // it was meant for the command
     }
-    return kExitOk;
+    if (!runner.hasQuit())
+    {
+        runner.cutShort();
+    }
+    return runner.hasQuit() && !isWell ? kExitCommandFailed : kExitOk;  // what failed has ended the camera
 }
 
 int runLines(CommandRunner& runner, Terminal& terminal)
@@ -94,6 +102,10 @@ int runLines(CommandRunner& runner, Terminal& terminal)
             continue;
         }
         failed = !runner.run(line) || failed;
+    }
+    if (!runner.hasQuit() && !reader.isAtEnd())
+    {
+        runner.cutShort();
     }
     if (reader.isTooLong())
     {

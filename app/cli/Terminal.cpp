@@ -13,6 +13,9 @@ namespace {
 
 constexpr int kColumns = 80;  // where no terminal says how many it has
 
+// Of the library's lines, for a reader that has stopped. Neither the library nor other readers wait for one.
+constexpr std::size_t kMostUnshown = 1 << 20;
+
 }  // namespace
 
 Terminal::Terminal(EventLoop& loop, EndSignals& signals, LibraryOutput& output, LibraryView::Way way, bool interactive,
@@ -25,7 +28,8 @@ Terminal::Terminal(EventLoop& loop, EndSignals& signals, LibraryOutput& output, 
       endsCamera_(endsCamera),
       answers_(output.descriptor()),
       view_(way, isatty(way == LibraryView::Way::beside ? STDERR_FILENO : output.descriptor()) != 0),
-      holdsLines_(way == LibraryView::Way::keptBack)  // if the start fails, all of them are shown
+      holdsLines_(way == LibraryView::Way::keptBack),  // if the start fails, all of them are shown
+      shower_([this] { showAsTheyCome(); })
 {
     output_.add(*this);
 }
@@ -34,6 +38,12 @@ Terminal::~Terminal()
 {
     output_.sync();
     output_.remove(*this);
+    {
+        const std::lock_guard<std::mutex> lock(showing_);
+        isEnding_ = true;
+        changed_.notify_all();
+    }
+    shower_.join();
 }
 
 void Terminal::notice(const std::string& text)
@@ -105,52 +115,91 @@ void Terminal::showLibrary()
 void Terminal::showAll()
 {
     output_.sync();
-    const std::lock_guard<std::mutex> lock(showing_);
+    std::unique_lock<std::mutex> lock(showing_);
     lines_ = view_.kept() ? view_.keptText() : lines_;
-    showLines();
+    awaitShown(lock);
 }
 
 void Terminal::beginEditing()
 {
-    const std::lock_guard<std::mutex> lock(showing_);
+    std::unique_lock<std::mutex> lock(showing_);
+    awaitShown(lock);
     holdsLines_ = true;
 }
 
 void Terminal::endEditing()
 {
-    const std::lock_guard<std::mutex> lock(showing_);
-    holdsLines_ = false;
-    showLines();
+    std::unique_lock<std::mutex> lock(showing_);
+    awaitShown(lock);
 }
 
 std::string Terminal::takeLines()
 {
     const std::lock_guard<std::mutex> lock(showing_);
-    return std::exchange(lines_, "");
+    return takenLines();
 }
 
 void Terminal::libraryPrinted(const std::string& bytes)
 {
-    const std::lock_guard<std::mutex> lock(showing_);
-    lines_ += view_.take(bytes);
-    if (!holdsLines_ || LibraryOutput::aborting())
+    std::unique_lock<std::mutex> lock(showing_);
+    const std::string lines = view_.take(bytes);
+    if (leftOut_ == 0 && lines_.size() + lines.size() <= kMostUnshown)
     {
-        showLines();
+        lines_ += lines;
+    }
+    else
+    {
+        leftOut_ += lines.size();
+    }
+    changed_.notify_all();
+    if (LibraryOutput::aborting())
+    {
+        awaitShown(lock);
     }
     wake();
 }
 
-// Under showing_.
-void Terminal::showLines()
+// Until there are no more, those that waited to be taken too.
+void Terminal::awaitShown(std::unique_lock<std::mutex>& lock)
 {
-    const std::string lines = std::exchange(lines_, "");
-    if (way_ == LibraryView::Way::beside)
+    holdsLines_ = false;
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return lines_.empty() && !isShowing_; });
+}
+
+// Under showing_.
+std::string Terminal::takenLines()
+{
+    std::string lines = std::exchange(lines_, "");
+    if (leftOut_ > 0)
     {
-        writeAll(STDERR_FILENO, lines);
+        lines += "(" + std::to_string(leftOut_) + " bytes of the library's lines are left out: nobody read them)\n";
     }
-    else
+    leftOut_ = 0;
+    return lines;
+}
+
+// On a thread of its own, which waits for the reader.
+void Terminal::showAsTheyCome()
+{
+    std::unique_lock<std::mutex> lock(showing_);
+    const auto hasLines = [this] { return !holdsLines_ && !lines_.empty(); };
+    while (changed_.wait(lock, [&] { return hasLines() || isEnding_; }), hasLines())
     {
-        answers_.write(lines);
+        const std::string lines = takenLines();
+        isShowing_ = true;
+        lock.unlock();
+        if (way_ == LibraryView::Way::beside)
+        {
+            writeAll(STDERR_FILENO, lines);
+        }
+        else
+        {
+            answers_.write(lines);
+        }
+        lock.lock();
+        isShowing_ = false;
+        changed_.notify_all();
     }
 }
 

@@ -3,6 +3,8 @@
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
+#include <string>
+#include <thread>
 
 #include "app/EndSignals.h"
 #include "app/EventLoop.h"
@@ -62,7 +64,9 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void libraryPrinted(const std::string& bytes) override;
-    void showLines();
+    void awaitShown(std::unique_lock<std::mutex>& lock);
+    void showAsTheyCome();
+    std::string takenLines();
     void sleepUntil(Clock::time_point end);
 
     EventLoop& loop_;
@@ -82,10 +86,16 @@ private:
     bool hasInput_ = false;
 
     std::mutex showing_;
+    std::condition_variable changed_;
     // Guarded by showing_.
     LibraryView view_;
-    std::string lines_;  // to be shown
-    bool holdsLines_;
+    std::string lines_;        // to be shown
+    std::size_t leftOut_ = 0;  // bytes behind them that there was no room for
+    bool holdsLines_;          // they wait to be taken
+    bool isShowing_ = false;   // some are being written
+    bool isEnding_ = false;
+
+    std::thread shower_;
 };
 
 }  // namespace app

@@ -12,8 +12,6 @@ namespace {
 
 using Length = std::uint32_t;  // both ends are on one machine
 
-constexpr std::size_t kFrameMax = 16 << 20;  // bytes; the longest document is far shorter
-
 void addLength(std::string& text, std::size_t length)
 {
     const auto number = static_cast<Length>(length);
@@ -25,6 +23,22 @@ Length lengthAt(const std::string& text, std::size_t place)
     Length length = 0;
     std::memcpy(&length, text.data() + place, sizeof length);
     return length;
+}
+
+Frame frameOf(const std::string& body)
+{
+    Frame frame = {body.empty() ? Kind::none : static_cast<Kind>(body[0]), {}};
+    for (std::size_t place = 1; place < body.size();)
+    {
+        const std::size_t left = body.size() - place;
+        if (left < sizeof(Length) || left - sizeof(Length) < lengthAt(body, place))
+        {
+            return {Kind::none, {}};
+        }
+        frame.parts.push_back(body.substr(place + sizeof(Length), lengthAt(body, place)));
+        place += sizeof(Length) + frame.parts.back().size();
+    }
+    return frame;
 }
 
 }  // namespace
@@ -61,14 +75,7 @@ std::optional<Frame> FrameSocket::take()
     }
     const std::string body = received_.substr(sizeof(Length), lengthAt(received_, 0));
     received_.erase(0, sizeof(Length) + body.size());
-    Frame frame = {body.empty() ? Kind() : static_cast<Kind>(body[0]), {}};
-    for (std::size_t place = 1; place + sizeof(Length) <= body.size();)
-    {
-        const Length length = lengthAt(body, place);
-        frame.parts.push_back(body.substr(place + sizeof length, length));
-        place += sizeof length + length;
-    }
-    return frame;
+    return frameOf(body);
 }
 
 bool FrameSocket::receive()
@@ -85,7 +92,7 @@ bool FrameSocket::receive()
         return false;
     }
     received_.append(buffer, static_cast<std::size_t>(count));
-    return received_.size() < sizeof(Length) || lengthAt(received_, 0) <= kFrameMax;
+    return received_.size() < sizeof(Length) || lengthAt(received_, 0) <= most_;
 }
 
 void FrameSocket::shut()

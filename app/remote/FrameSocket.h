@@ -13,10 +13,17 @@ namespace remote {
 // Changes with every change of the frames.
 constexpr char kVersion[] = "1";
 
+// Bytes of a frame.
+constexpr std::size_t kMostOfHello = 256;
+constexpr std::size_t kMostOfRequest = 2 << 20;  // a line has a mebibyte at most
+constexpr std::size_t kMostOfAnswer = 16 << 20;  // the longest document is far shorter
+
 // The client speaks first, with hello, and waits for its answer. It then sends one run, words or values at a time. A run
 // is followed by what the client's console is to do, and by done.
 enum class Kind : char
 {
+    none = '\0',  // what came is no frame
+
     // From the client.
     hello = 'h',      // version, "json" or "", "prompt" or ""
     run = 'r',        // a command line, columns
@@ -51,7 +58,12 @@ struct Frame
 class FrameSocket
 {
 public:
-    explicit FrameSocket(camera::Descriptor socket) : socket_(std::move(socket)) {}
+    // most: bytes of a frame that it takes.
+    explicit FrameSocket(camera::Descriptor socket, std::size_t most = kMostOfAnswer)
+        : socket_(std::move(socket)),
+          most_(most)
+    {
+    }
 
     int descriptor() const { return socket_.number(); }
 
@@ -61,8 +73,11 @@ public:
     // The next frame that has arrived whole. One thread.
     std::optional<Frame> take();
 
-    // Waits for more to arrive. False when the other end has gone, or sends what is no frame. The same thread.
+    // Waits for more to arrive. False when the other end has gone, or sends too long a frame. The same thread.
     bool receive();
+
+    // From now on. The same thread.
+    void allow(std::size_t most) { most_ = most; }
 
     // Ends the connection; who waits in it returns. Thread-safe.
     void shut();
@@ -70,6 +85,7 @@ public:
 private:
     const camera::Descriptor socket_;
     std::mutex sending_;
+    std::size_t most_;
     std::string received_;
 };
 

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "app/Failure.h"
 #include "app/box/LibraryLines.h"
 
 namespace remote {
@@ -23,6 +24,10 @@ RemoteConsole::RemoteConsole(FrameSocket& socket, app::LibraryOutput& output, bo
       interactive_(interactive),
       woken_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
+    if (woken_.number() < 0)
+    {
+        throw app::Failure(app::systemError("the running camera has no room for a session"));
+    }
     output_.add(*this);
 }
 
@@ -85,7 +90,6 @@ std::optional<Frame> RemoteConsole::next()
         sendLibrary();
         waitUntil(Clock::time_point::max());
     }
-    interrupted_ = false;  // it came too late
     return gone_ ? std::nullopt : std::exchange(request_, std::nullopt);
 }
 
@@ -133,10 +137,10 @@ void RemoteConsole::takeIn(Frame frame)
         break;
     case Kind::run:
         columns_ = std::atoi(frame.part(1).c_str());
-        request_ = std::move(frame);
-        break;
+        [[fallthrough]];
     case Kind::words:
     case Kind::values:
+        interrupted_ = false;  // it was meant for what came before
         request_ = std::move(frame);
         break;
     default:

@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <iterator>
 #include <utility>
 
 #include "app/Failure.h"
@@ -12,6 +13,8 @@
 
 namespace remote {
 namespace {
+
+constexpr std::size_t kMostOfKept = kMostOfRequest / 2;  // bytes; there are no more lines than fit beside them
 
 int milliseconds(std::chrono::milliseconds limit)
 {
@@ -47,10 +50,11 @@ std::unique_ptr<FrameSocket> SessionClient::open(const std::string& path, bool j
     return socket;
 }
 
-SessionClient::SessionClient(std::unique_ptr<FrameSocket> socket, app::Terminal& terminal, bool json)
+SessionClient::SessionClient(std::unique_ptr<FrameSocket> socket, app::Terminal& terminal, bool json, bool mayStartAnew)
     : CommandRunner(terminal, json),
       terminal_(terminal),
       socket_(std::move(socket)),
+      mayStartAnew_(mayStartAnew),
       reader_([this] { readAll(); })
 {
 }
@@ -66,6 +70,10 @@ bool SessionClient::run(const std::string& line)
     const std::optional<Frame> done = ask(Kind::run, {line, std::to_string(terminal_.columns())});
     if (!done)
     {
+        if (mayStartAnew_ && !isAnswered_)
+        {
+            throw Unanswered();
+        }
         tellLoss(app::commandOf(line));
         return false;
     }
@@ -95,7 +103,7 @@ int SessionClient::statusOr(int otherwise)
 {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        if (!isLost_ || hasQuit())
+        if (!isLost_ || !isCutShort())
         {
             return otherwise;
         }
@@ -137,8 +145,28 @@ void SessionClient::readAll()
     terminal_.hangUp();
 }
 
+// The newest lines of them that a frame has room for.
+std::vector<std::string> SessionClient::keptAnswer() const
+{
+    const auto kept = terminal_.keptLines();
+    if (!kept)
+    {
+        return {"none"};
+    }
+    std::size_t room = kMostOfKept;
+    auto first = kept->end();
+    while (first != kept->begin() && std::prev(first)->size() <= room)
+    {
+        room -= (--first)->size();
+    }
+    std::vector<std::string> parts = {"kept"};
+    parts.insert(parts.end(), first, kept->end());
+    return parts;
+}
+
 void SessionClient::act(const Frame& frame)
 {
+    isAnswered_ = isAnswered_ || (frame.kind != Kind::library && frame.kind != Kind::showLibrary);
     switch (frame.kind)
     {
     case Kind::print:
@@ -154,16 +182,8 @@ void SessionClient::act(const Frame& frame)
         terminal_.showLibrary();
         break;
     case Kind::keptLines:
-    {
-        std::vector<std::string> parts = {"none"};
-        if (const auto kept = terminal_.keptLines())
-        {
-            parts = {"kept"};
-            parts.insert(parts.end(), kept->begin(), kept->end());
-        }
-        socket_->send(Kind::answer, parts);
+        socket_->send(Kind::answer, keptAnswer());
         break;
-    }
     default:
     {
         const std::lock_guard<std::mutex> lock(mutex_);

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <thread>
 
+#include "app/Failure.h"
 #include "app/cli/CommandRunner.h"
 #include "app/cli/Terminal.h"
 #include "app/remote/FrameSocket.h"
@@ -21,8 +23,16 @@ public:
     static std::unique_ptr<FrameSocket> open(const std::string& path, bool json, bool interactive,
                                              std::chrono::milliseconds limit);
 
+    // The camera has gone before it answered anything, as one does that was about to end.
+    class Unanswered : public app::Failure
+    {
+    public:
+        Unanswered() : Failure("the camera has ended") {}
+    };
+
     // socket: of open.
-    SessionClient(std::unique_ptr<FrameSocket> socket, app::Terminal& terminal, bool json);
+    // mayStartAnew: the first line throws Unanswered when that happens; otherwise it fails.
+    SessionClient(std::unique_ptr<FrameSocket> socket, app::Terminal& terminal, bool json, bool mayStartAnew);
     ~SessionClient() override;
 
     bool run(const std::string& line) override;
@@ -31,18 +41,22 @@ public:
     // A signal has come: the camera is told what it means for what runs. Thread-safe.
     void tellSignal();
 
-    // The exit status of a client that would otherwise end with this one. When the camera has gone, that is said.
+    // The exit status of a client that would otherwise end with this one. When the camera has gone before all was run,
+    // that is said.
     int statusOr(int otherwise);
 
 private:
     void readAll();
     void act(const Frame& frame);
+    std::vector<std::string> keptAnswer() const;
     void tellLoss(const std::string& command);
     std::optional<Frame> ask(Kind kind, const std::vector<std::string>& parts);
 
     app::Terminal& terminal_;
     const std::unique_ptr<FrameSocket> socket_;
+    const bool mayStartAnew_;
     bool lossIsTold_ = false;
+    std::atomic<bool> isAnswered_{false};
 
     std::mutex mutex_;
     std::condition_variable changed_;

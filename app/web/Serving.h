@@ -49,6 +49,8 @@ public:
     // Lines that say where, without the state folder's own socket.
     const std::string& places() const { return places_; }
 
+    AuditLog& audit() { return audit_; }
+
 private:
     class Tracing;
 

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <list>
+#include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "app/cli/Commands.h"
 #include "app/remote/FrameSocket.h"
@@ -439,10 +441,366 @@ TEST_F(RemoteSessionTest, AClientOfAnotherVersionIsToldAndNonsenseIsCutOff)
     EXPECT_EQ(refusal->kind, remote::Kind::refused);
     EXPECT_EQ(refusal->part(0), "the running camera is of another version of sensorcam, and cannot be talked to");
     EXPECT_FALSE(answerTo(remote::Kind::run, {"mode", "80"})) << "without a hello";
-    remote::FrameSocket giant(web::connectTo(kSessionSocket));
-    ASSERT_EQ(send(giant.descriptor(), "\xff\xff\xff\xff", 4, 0), 4);
-    EXPECT_FALSE(giant.receive());
+    for (const bool isWelcome : {false, true})
+    {
+        remote::FrameSocket giant(web::connectTo(kSessionSocket));
+        if (isWelcome)
+        {
+            giant.send(remote::Kind::hello, {remote::kVersion, "", ""});
+            ASSERT_TRUE(giant.receive());
+            ASSERT_EQ(giant.take()->kind, remote::Kind::welcome);
+        }
+        const std::uint32_t length = (isWelcome ? remote::kMostOfRequest : remote::kMostOfHello) + 1;
+        ASSERT_EQ(send(giant.descriptor(), &length, sizeof length, 0), static_cast<ssize_t>(sizeof length));
+        EXPECT_FALSE(giant.receive());
+    }
     EXPECT_EQ(run({"exec", "mode"}).status, 0);
+}
+
+// A camera that the test plays: it holds the folder, and answers as it is told to.
+class PlayedCamera
+{
+public:
+    PlayedCamera() : lock_(open("/mnt/mtd/sensorcam/lock", O_RDWR | O_CLOEXEC))
+    {
+        EXPECT_EQ(flock(lock_.number(), LOCK_EX), 0);
+        socket_.emplace(web::ListenSocket::atPath(kSessionSocket, 0600));
+    }
+
+    // The next client, who has been welcomed and has sent its first line.
+    std::unique_ptr<remote::FrameSocket> client(const std::string& line)
+    {
+        pollfd wait = {socket_->descriptor(), POLLIN, 0};
+        EXPECT_EQ(poll(&wait, 1, std::chrono::milliseconds(support::kRunBound).count()), 1) << "no client";
+        camera::Descriptor accepted(accept4(socket_->descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
+        auto client = std::make_unique<remote::FrameSocket>(std::move(accepted));
+        EXPECT_TRUE(client->receive());
+        EXPECT_EQ(client->take()->kind, remote::Kind::hello);
+        client->send(remote::Kind::welcome);
+        EXPECT_TRUE(client->receive());
+        EXPECT_EQ(client->take()->part(0), line);
+        return client;
+    }
+
+    void end()
+    {
+        socket_.reset();
+        flock(lock_.number(), LOCK_UN);
+    }
+
+private:
+    const camera::Descriptor lock_;
+    std::optional<web::ListenSocket> socket_;
+};
+
+TEST_F(RemoteSessionTest, AClientOfExecThatLosesItsCameraBeforeTheFirstAnswerTurnsToTheNextOne)
+{
+    execute({"mode"});
+    PlayedCamera camera;
+    SensorcamRun client(sensorcam({"exec", "get brightness", "get contrast"}));
+    camera.client("get brightness").reset();
+    camera.client("get brightness")->send(remote::Kind::library, {"no answer\n"});
+    camera.client("get brightness").reset();
+    camera.end();
+    EXPECT_EQ(client.end(), 0) << client.err;
+    EXPECT_EQ(client.out, "KEY_BRIGHTNESS = 50\nKEY_CONTRAST = 50\n") << "of a camera of its own";
+}
+
+TEST_F(RemoteSessionTest, AClientThatHasAnAnswerStaysWithItsCamera)
+{
+    execute({"mode"});
+    PlayedCamera camera;
+    SensorcamRun client(sensorcam({"exec", "get brightness", "get contrast"}));
+    const auto session = camera.client("get brightness");
+    session->send(remote::Kind::print, {"half an answer\n"});
+    session->shut();
+    EXPECT_EQ(client.end(), 1);
+    EXPECT_EQ(client.out, "half an answer\n");
+    EXPECT_EQ(client.err, "sensorcam: the camera has ended\nsensorcam: not run: get contrast\n");
+}
+
+TEST_F(RemoteSessionTest, ASignalEndsAClientThatLosesItsCamera)
+{
+    execute({"mode"});
+    PlayedCamera camera;
+    SensorcamRun client(sensorcam({"exec", "mode"}));
+    const auto session = camera.client("mode");
+    client.sendSignal(SIGTERM);
+    ASSERT_TRUE(session->receive());
+    EXPECT_EQ(session->take()->kind, remote::Kind::end);
+    session->shut();
+    EXPECT_EQ(client.end(), 143);
+}
+
+TEST_F(RemoteSessionTest, CommandsOfSeveralProcessesAtOnceAllSucceedWithoutACameraToJoin)
+{
+    execute({"mode"});
+    std::list<SensorcamRun> clients;
+    for (int i = 0; i < 6; ++i)
+    {
+        clients.emplace_back(sensorcam({"exec", "get brightness", "get contrast", "get mirror"}));
+    }
+    for (SensorcamRun& client : clients)
+    {
+        EXPECT_EQ(client.end(), 0) << client.err;
+        EXPECT_EQ(client.out, "KEY_BRIGHTNESS = 50\nKEY_CONTRAST = 50\nKEY_MIRROR = 0  Off\n");
+    }
+}
+
+TEST_F(RemoteSessionTest, ACameraOfExecHearsItsClientsOut)
+{
+    execute({"mode"});
+    SensorcamRun first(sensorcam({"--speed", "20", "exec", "watch 20"}));
+    first.waitFor("watching");
+    const Ended second = run({"exec", "mode", "watch 20", "mode"});
+    EXPECT_EQ(second.status, 0) << second.err;
+    EXPECT_EQ(first.end(), 0);
+}
+
+TEST_F(RemoteSessionTest, SilentConnectionsDoNotKeepTheSessionsForThemselves)
+{
+    RunningCamera camera;
+    std::list<remote::FrameSocket> silent;
+    for (int i = 0; i < remote::kMostSessions; ++i)
+    {
+        silent.emplace_back(web::connectTo(kSessionSocket));
+    }
+    for (remote::FrameSocket& one : silent)
+    {
+        pollfd wait = {one.descriptor(), POLLIN, 0};
+        ASSERT_EQ(poll(&wait, 1, std::chrono::milliseconds(support::kRunBound).count()), 1) << "is not cut off";
+        EXPECT_FALSE(one.receive());
+    }
+    EXPECT_EQ(run({"exec", "mode"}).status, 0);
+}
+
+// What a frame is made of, as it goes over the socket.
+std::string bytesOf(remote::Kind kind, const Words& parts)
+{
+    int ends[2];
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    const camera::Descriptor reader(ends[1]);
+    remote::FrameSocket(camera::Descriptor(ends[0])).send(kind, parts);
+    char buffer[4096];
+    const ssize_t count = read(reader.number(), buffer, sizeof buffer);
+    return std::string(buffer, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+}
+
+// Sends the bytes in a session and waits for the end of what they ask for.
+std::optional<remote::Frame> doneAfter(remote::FrameSocket& socket, const std::string& bytes)
+{
+    EXPECT_EQ(send(socket.descriptor(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+    pollfd wait = {socket.descriptor(), POLLIN, 0};
+    while (poll(&wait, 1, std::chrono::milliseconds(support::kRunBound).count()) == 1 && socket.receive())
+    {
+        while (std::optional<remote::Frame> frame = socket.take())
+        {
+            if (frame->kind == remote::Kind::done)
+            {
+                return frame;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+TEST_F(RemoteSessionTest, AnInterruptThatComesTogetherWithItsRunEndsIt)
+{
+    RunningCamera camera;
+    remote::FrameSocket socket(web::connectTo(kSessionSocket));
+    socket.send(remote::Kind::hello, {remote::kVersion, "", "prompt"});
+    ASSERT_TRUE(socket.receive());
+    ASSERT_EQ(socket.take()->kind, remote::Kind::welcome);
+    const std::string interrupt = bytesOf(remote::Kind::interrupt, {});
+    const std::string watch = bytesOf(remote::Kind::run, {"watch", "80"});
+    ASSERT_TRUE(doneAfter(socket, watch + interrupt)) << "the watch goes on";
+    ASSERT_TRUE(doneAfter(socket, interrupt + bytesOf(remote::Kind::run, {"watch 1", "80"})));
+    socket.shut();
+    EXPECT_EQ(camera.end(), 0);
+}
+
+TEST_F(RemoteSessionTest, AHostWhoseOutputNobodyReadsHoldsNoSession)
+{
+    RunningCamera camera;  // its pipes are full before the second hundred
+    Words commands = {"trace 7"};
+    for (int i = 0; i < 400; ++i)
+    {
+        commands.push_back("set brightness=" + std::to_string(50 + i % 2) + " contrast=60");
+    }
+    commands.push_back("trace off");
+    const Ended ended = run(exec({}, commands));
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_GT(ended.err.size(), 200'000u) << "that would not fill two pipes";
+    EXPECT_EQ(camera.end(), 0);
+}
+
+// With these a reset finds no camera in the board's files.
+void loseTheBoardsFiles()
+{
+    support::removeFile(support::kModuleConfigFile);
+    support::setDebug(6);
+}
+
+constexpr char kIsDown[] =
+    "sensorcam: the board's files no longer name this camera (/mnt/mtd/code/factory_setting/machineinfo.ini, "
+    "/hd1/moduleConfig/moduleConfig.xml): the camera is down. It starts again as a new one\n";
+
+int countOf(const std::string& text, const std::string& part)
+{
+    int count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+    {
+        ++count;
+    }
+    return count;
+}
+
+TEST_F(RemoteSessionTest, AResetThatTakesTheCameraDownEndsAllThatStandsOnIt)
+{
+    for (const Words& options : {Words{}, Words{"--json"}})
+    {
+        support::wipeTree();
+        execute({"mode"});
+        Words serve = {"--speed", "20"};
+        serve.insert(serve.end(), options.begin(), options.end());
+        serve.insert(serve.end(), {"serve", "--port", "0"});
+        SensorcamRun host(sensorcam(serve));
+        host.waitFor("serving on");
+        SensorcamRun other(sensorcam({"shell"}));
+        other.type("mode\n");
+        other.waitFor("auto");
+        loseTheBoardsFiles();
+        const Ended reset = run({"exec", "reset", "mode"});
+        EXPECT_EQ(reset.status, 1);
+        EXPECT_EQ(countOf(reset.err, kIsDown), 1) << reset.err;
+        EXPECT_EQ(other.waitForEnd(), 1);
+        EXPECT_EQ(countOf(other.err, "sensorcam: the camera has ended\n"), 1) << other.err;
+        EXPECT_EQ(host.waitForEnd(), 1) << host.err;
+        if (options.empty())
+        {
+            EXPECT_EQ(countOf(host.err, kIsDown), 1) << host.err;
+        }
+        else
+        {
+            EXPECT_EQ(lastDocument(host.out)["error"]["code"], "no-camera") << host.out;
+            EXPECT_EQ(countOf(host.err, kIsDown), 0);
+        }
+    }
+}
+
+TEST_F(RemoteSessionTest, AResetByHttpThatTakesTheCameraDownEndsAPromptThatWaits)
+{
+    RunningCamera script;
+    script.type("mode\n");
+    script.waitFor("auto");
+    loseTheBoardsFiles();
+    const camera::Descriptor http = web::connectTo(kHttpSocket);
+    const std::string request =
+        "POST /api/reset HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nContent-Length: 0\r\n\r\n";
+    ASSERT_EQ(write(http.number(), request.data(), request.size()), static_cast<ssize_t>(request.size()));
+    EXPECT_EQ(script.waitForEnd(), 1) << script.err;
+    EXPECT_EQ(countOf(script.err, kIsDown), 1) << script.err;
+    char answer[16] = {};
+    EXPECT_EQ(read(http.number(), answer, 12), 12);
+    EXPECT_STREQ(answer, "HTTP/1.1 503");
+}
+
+TEST_F(RemoteSessionTest, WhoTakesTheCameraDownIsToldOnceAndEndsWithAFailure)
+{
+    execute({"mode"});
+    {
+        RunningCamera script;
+        loseTheBoardsFiles();
+        script.type("reset\nmode\n");
+        EXPECT_EQ(script.waitForEnd(), 1);
+        EXPECT_EQ(countOf(script.err, kIsDown), 1) << script.err;
+    }
+    for (const bool isJoined : {false, true})
+    {
+        support::wipeTree();
+        execute({"mode"});
+        std::optional<RunningCamera> host;
+        if (isJoined)
+        {
+            host.emplace();
+        }
+        SensorcamRun prompt(sensorcam({"shell"}), SensorcamRun::Terminal::pseudo);
+        prompt.waitFor("camera> ");
+        loseTheBoardsFiles();
+        prompt.type("reset\n");
+        EXPECT_EQ(prompt.waitForEnd(), 1) << prompt.out;
+        EXPECT_EQ(countOf(prompt.out, "the camera is down. It starts again as a new one"), 1) << prompt.out;
+        if (isJoined)
+        {
+            EXPECT_EQ(host->waitForEnd(), 1);
+        }
+    }
+}
+
+TEST_F(RemoteSessionTest, OfTwoPromptsOnAFolderNoLineIsLost)
+{
+    RunningCamera camera;
+    SensorcamRun first(sensorcam({"shell"}), SensorcamRun::Terminal::pseudo);
+    first.waitFor("camera> ");
+    SensorcamRun second(sensorcam({"shell"}), SensorcamRun::Terminal::pseudo);
+    second.waitFor("camera> ");
+    const std::pair<SensorcamRun&, std::string> prompts[] = {{first, "get sharpness"}, {second, "get saturation"}};
+    for (const auto& [prompt, line] : prompts)
+    {
+        prompt.type(line + "\n");
+        prompt.waitFor("camera> ");
+        prompt.type("quit\n");
+        EXPECT_EQ(prompt.waitForEnd(), 0) << prompt.out;
+    }
+    EXPECT_EQ(support::readFile("/mnt/mtd/sensorcam/history"),
+              "_HiStOrY_V2_\nget\\040sharpness\nquit\nget\\040saturation\nquit\n");
+}
+
+// "what status" of each line.
+Words audited()
+{
+    Words lines;
+    std::istringstream text(support::readFile("/mnt/mtd/sensorcam/audit.log"));
+    for (std::string line; std::getline(text, line);)
+    {
+        const auto entry = nlohmann::json::parse(line);
+        EXPECT_EQ(entry["who"], std::to_string(geteuid())) << line;
+        EXPECT_EQ(entry["from"], "shell.socket") << line;
+        lines.push_back(entry["what"].get<std::string>() + " " + std::to_string(entry["status"].get<int>()));
+    }
+    return lines;
+}
+
+TEST_F(RemoteSessionTest, WhatAClientChangesIsInTheAuditLogAndWhatItReadsIsNot)
+{
+    RunningCamera camera;
+    EXPECT_EQ(run(exec({}, kCommands)).status, 0);
+    EXPECT_EQ(run({"exec", "set brightness=1000"}).status, 1);
+    EXPECT_EQ(run({"exec", "nonsense"}).status, 1);
+    EXPECT_EQ(audited(),
+              (Words{"light 500 0", "time 12:00 0", "set brightness=60 contrast=40 0", "set mirror=both 0",
+                     "default mirror 0", "text '(34,70)' 0", "save 0", "reload 0", "restore brightness 0",
+                     "window 1 on 08:00-10:00 0", "mode manual 0", "scheme 1 0", "reset 0", "set brightness=1000 1"}));
+    EXPECT_EQ(camera.end(), 0);
+}
+
+TEST_F(RemoteSessionTest, ASocketInTheStateFolderIsRefusedBeforeAnythingIsMade)
+{
+    fs::create_directories("/mnt/mtd/sensorcam/below");
+    fs::create_symlink("/mnt/mtd/sensorcam", "/tmp/linked");
+    for (const char* path : {"/mnt/mtd/sensorcam/own.socket", "/mnt/mtd/sensorcam/below/own.socket",
+                             "/mnt/mtd/./sensorcam/../sensorcam/own.socket", "/tmp/linked/own.socket",
+                             "/tmp/linked/below/own.socket", "/mnt/mtd/sensorcam/camera.socket"})
+    {
+        const Ended served = run({"serve", "--socket", path});
+        EXPECT_EQ(served.status, 3);
+        EXPECT_EQ(served.err,
+                  "sensorcam: the socket " + std::string(path) +
+                      " would lie in the state folder /mnt/mtd/sensorcam, which is for the camera's own files; name "
+                      "another place with --socket\n");
+        EXPECT_FALSE(fs::exists("/mnt/mtd/sensorcam/model"));
+    }
+    fs::remove("/tmp/linked");
 }
 
 }  // namespace

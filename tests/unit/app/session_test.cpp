@@ -1,13 +1,16 @@
 #include "app/cli/Session.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <thread>
 
 #include "HostClock.h"
+#include "app/Failure.h"
 #include "app/Options.h"
 #include "app/box/Provision.h"
 #include "app/cli/Completion.h"
+#include "app/remote/SessionServer.h"
 #include "tests/support/PrivateTree.h"
 #include "tests/support/Simulator.h"
 #include "tests/unit/app/ScriptConsole.h"
@@ -159,6 +162,41 @@ TEST_F(SessionTest, EachCommandOffersWhatMayFollowIt)
     }
     EXPECT_EQ(after("set bright"), app::Words{"KEY_BRIGHTNESS="});
     EXPECT_EQ(after("set mirror=bo"), app::Words{"mirror=Both"});
+}
+
+TEST_F(SessionTest, WithoutADescriptorThereAreNoSessionsForOthers)
+{
+    app::LibraryOutput output;
+    web::ListenSocket socket = web::ListenSocket::atPath("/mnt/mtd/sessions", 0600);
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none = {0, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    bool isRefused = false;
+    try
+    {
+        const remote::SessionServer server(*camera_, output, std::move(socket), nullptr);
+    }
+    catch (const app::Failure&)
+    {
+        isRefused = true;
+    }
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_TRUE(isRefused);
+}
+
+TEST_F(SessionTest, ACommandIsAChangeOrNotWhateverItsCase)
+{
+    for (const char* line : {"set brightness=60", "SET brightness=60", " 'save' ", "lens zoom in", "mode auto",
+                             "light sun", "time 12:00", "trace 7", "scheme 1", "set"})
+    {
+        EXPECT_TRUE(app::isChange(line)) << line;
+    }
+    for (const char* line : {"", "# set brightness=60", "'set brightness=60", "nonsense", "get", "mode", "light",
+                             "time", "trace", "lens", "lens wait", "lens STATUS", "help set", "quit", "exit", "?"})
+    {
+        EXPECT_FALSE(app::isChange(line)) << line;
+    }
 }
 
 }  // namespace

@@ -5,9 +5,11 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <string>
+#include <thread>
 
 #include "app/box/Supervisor.h"
 
@@ -98,6 +100,20 @@ protected:
         return text.substr(0, got);
     }
 
+    // Until these come.
+    std::string shownUpTo(const std::string& end)
+    {
+        std::string text;
+        char buffer[1 << 16];
+        ssize_t count = 1;
+        while (text.find(end) == std::string::npos && count > 0)
+        {
+            count = read(others_[STDOUT_FILENO], buffer, sizeof buffer);
+            text.append(buffer, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        }
+        return text;
+    }
+
 private:
     sigset_t mask_;
     int saved_[2];
@@ -137,6 +153,27 @@ TEST_F(TerminalTest, WhileALineIsEditedTheyWaitToBeTaken)
         terminal.endEditing();
         EXPECT_EQ(shown(8), "  | two\n");
         EXPECT_EQ(terminal.takeLines(), "");
+    });
+}
+
+TEST_F(TerminalTest, ALibraryThatNobodyReadsIsNotHeldAndWhatIsLeftOutIsTold)
+{
+    const std::string line(999, 'x');
+    run([&](Terminal&) {
+        for (int i = 0; i < 4000; ++i)
+        {
+            printAsTheLibrary((line + "\n").c_str());
+        }
+        const std::string end = " bytes of the library's lines are left out: nobody read them)\n";
+        const std::string text = shownUpTo(end);
+        const std::size_t note = text.rfind('(', text.find(end));
+        ASSERT_NE(note, std::string::npos);
+        EXPECT_GT(note, 1u << 20);
+        EXPECT_EQ(note % 1004, 0u) << "whole lines";
+        EXPECT_EQ(std::stoul(text.substr(note + 1)) % 1004, 0u);
+        std::thread reader([&] { EXPECT_NE(shownUpTo("answer\n"), ""); });
+        printAsTheLibrary("answer\n");
+        reader.join();
     });
 }
 
