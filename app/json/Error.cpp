@@ -111,7 +111,8 @@ ErrorCode codeOf(camera::Problem problem)
 
 Json toJson(const Error& error)
 {
-    Json json = {{"code", codeWord(error.code)}, {"message", error.message}, {"hint", rowOf(error.code).hint}};
+    const std::string hint = error.hint.empty() ? rowOf(error.code).hint : error.hint;
+    Json json = {{"code", codeWord(error.code)}, {"message", error.message}, {"hint", hint}};
     if (error.key)
     {
         json.update(keyJson(*error.key));
