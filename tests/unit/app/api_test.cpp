@@ -358,6 +358,9 @@ TEST_F(ApiTest, HintsNameNoCommandsOfTheShell)
     EXPECT_EQ(json("GET", "/api/language/99", nullptr, 404).dump(),
               R"({"status":404,"code":"not-found","detail":"there is no language 99",)"
               R"("hint":"GET /api/languages lists the languages"})");
+    EXPECT_EQ(json("GET", "/api/language/x", nullptr, 400).dump(),
+              R"({"status":400,"code":"bad-value","detail":"x is not a whole number",)"
+              R"("hint":"write the value in the form that is named"})");
     EXPECT_EQ(json("POST", "/api/lens/sideways", nullptr, 404)["hint"],
               "the steps are focus-near, focus-far, zoom-in, zoom-out, iris-open, iris-close, focus-once and reset");
     std::remove(sensorpaths::schemeFile(1).c_str());

@@ -84,6 +84,21 @@ protected:
     int subscription_ = 0;
 };
 
+TEST(Trials, WhatIsLeftOfALeaseGrowsAndShrinksWithIt)
+{
+    camera::Trials trials(15s);
+    const unsigned id = trials.put({}, 0s).id;
+    trials.setLease(30s, 5s);
+    EXPECT_TRUE(trials.takeExpired(24s).empty());
+    EXPECT_EQ(trials.find(id)->until, 25s);
+    trials.setLease(3s, 15s);
+    EXPECT_EQ(trials.find(id)->until, 16s);
+    EXPECT_EQ(trials.hold(id, 15s)->until, 18s);
+    EXPECT_FALSE(trials.hold(id, 18s).has_value());
+    EXPECT_EQ(trials.takeExpired(18s).size(), 1u);
+    EXPECT_FALSE(trials.find(id).has_value());
+}
+
 TEST_F(CameraTrials, ATrialIsOnTheSensorAndInNoScheme)
 {
     begin();
