@@ -17,12 +17,10 @@
 #include "app/cli/Parsing.h"
 #include "app/web/Guard.h"
 #include "app/web/Users.h"
+#include "camera/Camera.h"
 
 namespace app {
 namespace {
-
-constexpr double kSlowest = 0.1;
-constexpr double kFastest = 3600.0;  // an hour a second; the scheduler's turn is then 0.3 ms long
 
 constexpr char kDescription[] =
     "sensorcam - a network camera without hardware: the image-control library, real style documents and an\n"
@@ -48,7 +46,9 @@ constexpr char kFooter[] =
 std::string checkSpeed(const std::string& text)
 {
     const std::optional<double> speed = parseNumber(text);
-    return speed && *speed >= kSlowest && *speed <= kFastest ? "" : text + " is not a speed from 0.1 to 3600";
+    return speed && *speed >= camera::Camera::kSlowest && *speed <= camera::Camera::kFastest
+               ? ""
+               : text + " is not a speed from 0.1 to 3600";
 }
 
 std::string checkTime(const std::string& text)

@@ -42,6 +42,8 @@ Camera::Camera(const Setup& setup, services::Journal& service)
     : setup_(setup),
       uiFiles_(setup.share),
       service_(service),
+      trials_(leaseAt(setup.speed)),
+      speed_(setup.speed),
       watcher_([this] { return watch(); }, "CameraWatch", GThread::emptyFun, GThread::emptyFun)
 {
     startClock();
@@ -157,9 +159,10 @@ int Camera::currentScheme()
 int Camera::mode()
 {
     const Gate::Pass pass(gate_);
+    const std::lock_guard<std::mutex> lock(showing_);
     int mode = 1;
     controller_.getParamMode(mode);
-    return mode;
+    return chosenMode_.value_or(mode);
 }
 
 std::optional<int> Camera::schemeValue(int scheme, int key)
@@ -263,6 +266,20 @@ bool Camera::setTimeOfDay(int minutes)
         return false;
     }
     clock->setTimeOfDay(minutes / 60, minutes % 60);
+    return true;
+}
+
+bool Camera::setSpeed(double speed)
+{
+    const std::lock_guard<std::recursive_mutex> change(changing_);
+    const auto clock = std::dynamic_pointer_cast<host::ScaledClock>(host::clock());
+    if (!clock)
+    {
+        return false;
+    }
+    clock->setSpeed(speed);
+    trials_.setLease(leaseAt(speed), clock->monotonic());
+    speed_ = speed;
     return true;
 }
 

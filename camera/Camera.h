@@ -48,7 +48,7 @@ public:
     {
         std::string model;
         std::string share;                // folder of the documents
-        double speed = 1.0;               // camera seconds in a real second
+        double speed = 1.0;               // camera seconds in a real second, at first
         std::optional<int> startMinutes;  // time of day; nothing: the real one
         bool systemClock = false;         // without speed and start, follow the system's clock as a board does
         // Called once a factory reset has taken the camera down, on the reset's thread.
@@ -75,7 +75,7 @@ public:
     int schemeCount() const;
     // -1 until the first switch.
     int currentScheme();
-    // 0 manual, otherwise the clock chooses.
+    // 0 manual, otherwise the clock chooses. As it was chosen: not what holds the scheduler off for a moment.
     int mode();
     // The scheme's record of this key; nothing when it has none.
     std::optional<int> schemeValue(int scheme, int key);
@@ -100,6 +100,12 @@ public:
     int minutesOfDay() const;
     // False when the camera follows the system's clock.
     bool setTimeOfDay(int minutes);
+    // Camera seconds in a real second.
+    double speed() const { return speed_; }
+    static constexpr double kSlowest = 0.1;
+    static constexpr double kFastest = 3600.0;  // an hour a second; the scheduler's turn is then 0.3 ms long
+    // From kSlowest to kFastest. False when the camera follows the system's clock.
+    bool setSpeed(double speed);
 
     // ---- values of the scheme in force ---------------------------------------------------------------------
 
@@ -143,7 +149,8 @@ public:
     std::vector<UnsavedValue> unsaved();
     // The scheme in force as it was saved last.
     ReloadResult reload();
-    // Factory reset; the texts for user interfaces are filled in again, the scheme is -1 until the scheduler's turn.
+    // Factory reset; the texts for user interfaces are filled in again, and the scheduler has put a scheme in force: no
+    // other change comes before that. It may be -1 when the device takes longer than ten seconds for it.
     // Throws Failure when the board's files no longer name this camera: it is down then and only good for destruction;
     // also when it lacks its parameters or scheme files afterwards, as on a full disk.
     void factoryReset();
@@ -158,7 +165,7 @@ public:
     // Values of any scheme, to its file and to memory, and to the sensor if it is the one in force.
     ValuesResult setValues(int scheme, const std::vector<Value>& values);
 
-    // All schemes as they are in memory, saved or not.
+    // All schemes as they are in memory, saved or not. Waits for the change that runs.
     Export exported();
     // What import would do; nothing is sent or changed.
     ImportResult wouldImport(const Import& wanted);
@@ -228,7 +235,9 @@ private:
     bool importScheme(const Import::Scheme& wanted, ImportResult::Scheme& planned);
     void bringIn(int scheme, ValuesResult& result);
     void sendFrameRate(const Change& change);
-    host::Span leaseEnd() const;
+    static host::Span leaseAt(double speed);
+    void resetAlone();
+    void waitForFirstScheme();
     Trial told(const Trials::Open& open) const;
     void tellTrial(const Trials::Open& open, TrialState state, std::vector<int> notTakenBack = {});
     std::optional<int> sendRemembered(const Trials::Tried& tried);
@@ -268,6 +277,10 @@ private:
     OtherSets others_;
     Events events_;
     Trials trials_;  // changed with changing_ held, but for hold
+    std::atomic<double> speed_;
+
+    std::mutex showing_;             // of the mode; readers do not wait for changing_
+    std::optional<int> chosenMode_;  // guarded by showing_: while manual mode holds the scheduler off
 
     // Guarded by changing_.
     std::vector<Trials::Tried> owed_;  // of trials that are over: what the device did not take back

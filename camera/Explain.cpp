@@ -37,7 +37,7 @@ Why whyOf(const Schedule& schedule)
 
 Explanation explain(const Schedule& schedule)
 {
-    Explanation explanation = {schedule.currentScheme, whyOf(schedule), std::nullopt, -1};
+    Explanation explanation = {schedule.currentScheme, whyOf(schedule), std::nullopt, -1, schedule};
     const int chosen = schemeAt(schedule, schedule.minutes);
     for (int ahead = 1; schedule.automatic && ahead < kMinutesPerDay; ++ahead)
     {

@@ -27,6 +27,7 @@ struct Explanation
     // What comes next by the clock; nothing when it never changes: manual mode, or one scheme all day.
     std::optional<int> untilMinutes;  // time of day; at least a minute and at most a day from now
     int next = -1;                    // kByDayAndNight too
+    Schedule schedule = {};           // by which it was judged
 };
 
 Explanation explain(const Schedule& schedule);

@@ -80,7 +80,7 @@ void Camera::lookAround()
 // A turn of the camera's own thread. Returns 0.
 int Camera::watch()
 {
-    KestraTime::wait(KestraTime(0, static_cast<long>(kLookMicroseconds * std::min(1.0, setup_.speed))));
+    KestraTime::wait(KestraTime(0, static_cast<long>(kLookMicroseconds * std::min(1.0, speed()))));
     look();
     lookAround();
     return 0;

@@ -1,5 +1,9 @@
+#include <algorithm>
+#include <chrono>
 #include <stdexcept>
+#include <thread>
 
+#include "KestraTime.h"
 #include "SensorPaths.h"
 #include "SysConfig.h"
 #include "camera/Failure.h"
@@ -8,6 +12,15 @@
 #include "camera/SchemeFile.h"
 
 namespace camera {
+namespace {
+
+// Of the camera's time and of real time: the first turn of the scheduler comes after one of the camera's seconds, and
+// then the device takes its own time.
+constexpr std::chrono::seconds kLongestWait{10};
+constexpr long kLookMicroseconds = 10'000;
+constexpr std::chrono::milliseconds kLeastPause{1};
+
+}  // namespace
 
 // What the file should hold now; empty keys do not count.
 bool Camera::fileHolds(int scheme, std::size_t& count)
@@ -116,6 +129,28 @@ void Camera::factoryReset()
         const Doing undoing(*this);
         endAllTrials(TrialState::reset);
     }
+    resetAlone();
+    waitForFirstScheme();
+    look();
+}
+
+// Readers go on meanwhile.
+void Camera::waitForFirstScheme()
+{
+    using Clock = std::chrono::steady_clock;
+    const auto longest = std::chrono::duration_cast<Clock::duration>(kLongestWait * std::max(1.0, 1.0 / speed()));
+    const Clock::time_point end = Clock::now() + longest;
+    while (currentScheme() < 0 && Clock::now() < end)
+    {
+        KestraTime::wait(KestraTime(0, kLookMicroseconds));
+        std::this_thread::sleep_for(kLeastPause);
+    }
+    const Gate::Pass pass(gate_);
+    controller_.setParamMode(mode());  // returns when the switch is over
+}
+
+void Camera::resetAlone()
+{
     const Gate::Alone alone(gate_);
     const Doing doing(*this);
     if (!up_)

@@ -38,4 +38,31 @@ std::vector<Stretch> stretchesOfDay(const Schedule& schedule)
     return stretches;
 }
 
+std::vector<Overlap> overlapsOfDay(const Schedule& schedule)
+{
+    std::vector<Overlap> overlaps;
+    for (int minutes = 0; minutes < kMinutesPerDay; ++minutes)
+    {
+        std::vector<int> schemes;
+        for (std::size_t i = 0; i < schedule.windows.size(); ++i)
+        {
+            if (windowHolds(schedule.windows[i], minutes))
+            {
+                schemes.push_back(static_cast<int>(i));
+            }
+        }
+        const bool goesOn =
+            !overlaps.empty() && overlaps.back().endMinutes == minutes && overlaps.back().schemes == schemes;
+        if (goesOn)
+        {
+            overlaps.back().endMinutes = minutes + 1;
+        }
+        else if (schemes.size() > 1)
+        {
+            overlaps.push_back({minutes, minutes + 1, schemes});
+        }
+    }
+    return overlaps;
+}
+
 }  // namespace camera

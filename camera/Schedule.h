@@ -35,4 +35,15 @@ struct Stretch
 // The whole day, without gaps, in order.
 std::vector<Stretch> stretchesOfDay(const Schedule& schedule);
 
+// A stretch of the day in which the windows of several schemes hold: the first of them wins.
+struct Overlap
+{
+    int startMinutes;
+    int endMinutes;
+    std::vector<int> schemes;  // in order
+};
+
+// In order; one ends where a window begins or ends.
+std::vector<Overlap> overlapsOfDay(const Schedule& schedule);
+
 }  // namespace camera

@@ -87,6 +87,8 @@ public:
     {
         if (mode_ != 0)
         {
+            const std::lock_guard<std::mutex> lock(camera_.showing_);
+            camera_.chosenMode_ = mode_;
             camera_.controller_.setParamMode(0);
         }
     }
@@ -94,7 +96,9 @@ public:
     {
         if (mode_ != 0)
         {
+            const std::lock_guard<std::mutex> lock(camera_.showing_);
             camera_.controller_.setParamMode(mode_);
+            camera_.chosenMode_.reset();
         }
     }
     Manual(const Manual&) = delete;

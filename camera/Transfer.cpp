@@ -89,6 +89,7 @@ void leaveOutAfter(ImportResult& result)
 
 Export Camera::exported()
 {
+    const std::lock_guard<std::recursive_mutex> whole(changing_);
     const Gate::Pass pass(gate_);
     Export all = {setup_.model, mode() != 0, {}};
     const std::vector<SchemeWindow> windows = schedule().windows;

@@ -52,7 +52,7 @@ void add(Trials::Open& open, const Trials::Tried& tried)
 // ---- which are open ---------------------------------------------------------------------------------------------
 
 // Begins anywhere, so that a number from before a restart is nobody's.
-Trials::Trials() : last_(std::random_device()() % 1'000'000'000) {}
+Trials::Trials(host::Span lease) : lease_(lease), last_(std::random_device()() % 1'000'000'000) {}
 
 std::vector<Trials::Open> Trials::list() const
 {
@@ -85,27 +85,55 @@ std::optional<unsigned> Trials::holderOf(int key) const
     return std::nullopt;
 }
 
-unsigned Trials::put(Open open)
+void Trials::setLease(host::Span lease, host::Span now)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const double part = static_cast<double>(lease.count()) / static_cast<double>(lease_.count());
+    for (auto& [id, open] : open_)
+    {
+        open.until = now + std::chrono::duration_cast<host::Span>((open.until - now) * part);
+    }
+    lease_ = lease;
+}
+
+Trials::Open Trials::put(Open open, host::Span now)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (open.id == 0)
     {
         open.id = ++last_;
     }
+    open.until = now + lease_;
     open_[open.id] = open;
-    return open.id;
+    return open;
 }
 
-bool Trials::hold(unsigned id, host::Span now, host::Span until)
+std::optional<Trials::Open> Trials::hold(unsigned id, host::Span now)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto found = open_.find(id);
     if (found == open_.end() || found->second.until <= now)
     {
-        return false;
+        return std::nullopt;
     }
-    found->second.until = until;
-    return true;
+    found->second.until = now + lease_;
+    return found->second;
+}
+
+std::vector<Trials::Open> Trials::takeExpired(host::Span now)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::vector<Open> expired;
+    for (auto next = open_.begin(); next != open_.end();)
+    {
+        const auto trial = next++;
+        if (trial->second.until <= now)
+        {
+            expired.push_back(trial->second);
+            open_.erase(trial);
+        }
+    }
+    return expired;
 }
 
 std::optional<Trials::Open> Trials::takeOut(int key)
@@ -140,16 +168,16 @@ void Trials::erase(unsigned id)
 // ---- what becomes of them ---------------------------------------------------------------------------------------
 
 // The host's clock may run faster or slower; a holder is a person, or a program of one.
-host::Span Camera::leaseEnd() const
+host::Span Camera::leaseAt(double speed)
 {
-    return host::clock()->monotonic() + std::chrono::duration_cast<host::Span>(kTrialLease * setup_.speed);
+    return std::chrono::duration_cast<host::Span>(kTrialLease * speed);
 }
 
 Trial Camera::told(const Trials::Open& open) const
 {
     const host::Span left = std::max(open.until - host::clock()->monotonic(), host::Span(0));
     return {open.id, open.by, open.scheme, valuesOf(open),
-            std::chrono::duration_cast<std::chrono::milliseconds>(left / setup_.speed)};
+            std::chrono::duration_cast<std::chrono::milliseconds>(left / speed())};
 }
 
 void Camera::tellTrial(const Trials::Open& open, TrialState state, std::vector<int> notTakenBack)
@@ -252,10 +280,10 @@ void Camera::endStaleTrials()
         {
             endTrial(open, TrialState::schemeChanged);
         }
-        else if (open.until <= host::clock()->monotonic())
-        {
-            endTrial(open, TrialState::expired);
-        }
+    }
+    for (const Trials::Open& open : trials_.takeExpired(host::clock()->monotonic()))
+    {
+        endTrial(open, TrialState::expired);
     }
 }
 
@@ -354,8 +382,7 @@ TrialResult Camera::tryOut(const std::vector<Value>& values, std::optional<unsig
     {
         return {Kind::applied, std::move(result), {}, {}};
     }
-    open->until = leaseEnd();
-    open->id = trials_.put(*open);
+    open = trials_.put(*open, host::clock()->monotonic());
     if (!trial)
     {
         tellTrial(*open, TrialState::begun);
@@ -366,8 +393,7 @@ TrialResult Camera::tryOut(const std::vector<Value>& values, std::optional<unsig
 // Does not wait for a change that is under way, lest a slow device ends the trial of a holder who is there.
 std::optional<Trial> Camera::holdTrial(unsigned id)
 {
-    const bool isOpen = trials_.hold(id, host::clock()->monotonic(), leaseEnd());
-    const std::optional<Trials::Open> open = isOpen ? trials_.find(id) : std::nullopt;
+    const std::optional<Trials::Open> open = trials_.hold(id, host::clock()->monotonic());
     return open ? std::optional<Trial>(told(*open)) : std::nullopt;
 }
 

@@ -29,7 +29,8 @@ public:
         host::Span until = {};  // on the host's clock
     };
 
-    Trials();
+    // lease: how long a trial lasts after its holder was heard, in the time of the host's clock.
+    explicit Trials(host::Span lease);
 
     std::vector<Open> list() const;
     // Nothing when there is none of this number.
@@ -37,10 +38,15 @@ public:
     // Of the trial that the key is in.
     std::optional<unsigned> holderOf(int key) const;
 
-    // Begins it, or with an id takes the place of the one that has it. Its id.
-    unsigned put(Open open);
-    // False when there is none, or its time is over.
-    bool hold(unsigned id, host::Span now, host::Span until);
+    // Of what is left to those that are open the same part is left of the new lease.
+    void setLease(host::Span lease, host::Span now);
+
+    // Begins it, or with an id takes the place of the one that has it; its holder has been heard. As it is now.
+    Open put(Open open, host::Span now);
+    // Its holder has been heard. Nothing when there is none, or its time is over.
+    std::optional<Open> hold(unsigned id, host::Span now);
+    // Those whose time is over: they are no longer there, and nobody can hold them any more.
+    std::vector<Open> takeExpired(host::Span now);
     // The trial as it was, when this was the last of its keys: it is no longer there.
     std::optional<Open> takeOut(int key);
     void erase(unsigned id);
@@ -50,6 +56,7 @@ private:
 
     // Guarded by mutex_.
     std::map<unsigned, Open> open_;
+    host::Span lease_;
     unsigned last_;
 };
 

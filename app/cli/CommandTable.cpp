@@ -159,7 +159,7 @@ const std::vector<Command>& commands()
         {"mode", "mode [auto|manual]", "whether the clock chooses the scheme", "", runMode, completeMode,
          withArguments},
         {"explain", "explain [KEY]", "why it is so, and what would change it",
-         "Without KEY: which scheme is in force and why, until when, and what comes next.\n"
+         "Without KEY: which scheme is in force and why, until when, what comes next, and where windows overlap.\n"
          "With KEY: its value, where it comes from, and what reload, reset and other schemes would make of it.\n",
          runExplain, completeKeys},
         {"lens", "lens [WHAT ...]", "where the lens is, and moving it",

@@ -27,6 +27,22 @@ std::string whyText(Session& session, camera::Why why)
     return "";
 }
 
+std::string overlapsText(const camera::Schedule& schedule)
+{
+    std::string text;
+    for (const camera::Overlap& overlap : camera::overlapsOfDay(schedule))
+    {
+        Words schemes;
+        for (const int scheme : overlap.schemes)
+        {
+            schemes.push_back(std::to_string(scheme));
+        }
+        text += "windows overlap " + formatTimeOfDay(overlap.startMinutes) + "-" + formatTimeOfDay(overlap.endMinutes) +
+                ": of the schemes " + joinWords(schemes) + " the lowest wins\n";
+    }
+    return text;
+}
+
 Answer explainScheme(Session& session)
 {
     const camera::Explanation explanation = session.camera().explain();
@@ -39,6 +55,7 @@ Answer explainScheme(Session& session)
         const std::string until = formatTimeOfDay(*explanation.untilMinutes);
         answer.text += "next by the clock: " + chosenName(explanation.next, count) + " at " + until + "\n";
     }
+    answer.text += overlapsText(explanation.schedule);
     return answer;
 }
 

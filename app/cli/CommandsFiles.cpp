@@ -12,8 +12,6 @@ namespace app {
 namespace {
 
 constexpr int kLogLines = 40;  // a screen
-constexpr auto kLook = std::chrono::milliseconds(2);
-constexpr int kLooks = 5000;  // ten seconds; the scheduler's first turn comes after one of the camera's seconds
 
 std::string refusedWindow(int code, const std::string& window)
 {
@@ -27,14 +25,6 @@ std::string refusedWindow(int code, const std::string& window)
         return "code 507: its window " + window + " does not start before it ends";
     default:
         return "code " + std::to_string(code);
-    }
-}
-
-// After a factory reset no scheme is in force until the scheduler's next turn.
-void waitForFirstScheme(Session& session)
-{
-    for (int i = 0; i < kLooks && session.camera().currentScheme() < 0 && session.console().pause(kLook); ++i)
-    {
     }
 }
 
@@ -146,7 +136,6 @@ Answer runReset(Session& session, const Words& arguments)
         throw;
     }
     Answer answer;
-    waitForFirstScheme(session);
     const int scheme = session.camera().currentScheme();
     answer.text = "factory reset: all scheme files are made anew, " +
                   schemeName(scheme, session.camera().schemeCount()) + " is in force\n";

@@ -102,7 +102,7 @@ Answer runStatus(Session& session, const Words& arguments)
     const Scene scene = look(camera);
     const std::string version = camera.version();
     char speed[32];
-    std::snprintf(speed, sizeof speed, "%g", camera.setup().speed);
+    std::snprintf(speed, sizeof speed, "%g", camera.speed());
     TextTable table;
     table.addRow({"model", camera.setup().model + ", sensor module " + std::to_string(camera.sensorModule())});
     table.addRow({"version", version.empty() ? "unknown" : version});
@@ -115,7 +115,7 @@ Answer runStatus(Session& session, const Words& arguments)
     Answer answer;
     answer.text = table.text();
     answer.data = toJson(Status{camera.setup().model, camera.sensorModule(), version, scene, camera.schemeCount(),
-                                camera.setup().speed, lamps});
+                                camera.speed(), lamps});
     return answer;
 }
 
@@ -195,7 +195,7 @@ Answer runWatch(Session& session, const Words& arguments)
     bool goesOn = true;
     while (goesOn)
     {
-        goesOn = session.console().pause(lookSpan(camera.setup().speed));
+        goesOn = session.console().pause(lookSpan(camera.speed()));
         const double passed = static_cast<double>((host::clock()->monotonic() - start).count()) / 1e6;
         goesOn = goesOn && (!limit || passed < *limit);
         const Scene now = look(camera);

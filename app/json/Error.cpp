@@ -20,14 +20,14 @@ constexpr CodeRow kCodes[] = {
     {ErrorCode::unknownCommand, "unknown-command", "'help' lists the commands"},
     {ErrorCode::unknownKey, "unknown-key", "'keys' lists the keys"},
     {ErrorCode::unknownScheme, "unknown-scheme", "'schemes' lists the schemes"},
-    {ErrorCode::badValue, "bad-value", "write the value in the form that the message names"},
+    {ErrorCode::badValue, "bad-value", "write the value in the form that is named"},
     {ErrorCode::badDocument, "bad-document", "correct the text; none of it was applied"},
     {ErrorCode::tooManyValues, "too-many-values", "send fewer values at once; nothing was applied"},
     {ErrorCode::refusedValue, "refused-value", "choose one of the allowed values"},
     {ErrorCode::notOnDevice, "not-on-device", "do without it: this camera does not have it"},
     {ErrorCode::readOnly, "read-only", "read it; it cannot be set"},
     {ErrorCode::busy, "busy", "try again when the lens is at rest"},
-    {ErrorCode::wrongMode, "wrong-mode", "choose the mode that the message names first"},
+    {ErrorCode::wrongMode, "wrong-mode", "first choose the mode that is named"},
     {ErrorCode::deviceRefused, "device-refused", "the error log may say more"},
     {ErrorCode::noValue, "no-value", "ask for a key that the scheme in force or the sensor has"},
     {ErrorCode::windowRefused, "window-refused", "choose a window that ends after it starts, at 24:00 at the latest"},
@@ -39,7 +39,7 @@ constexpr CodeRow kCodes[] = {
     {ErrorCode::interrupted, "interrupted", "try again"},
     {ErrorCode::notRun, "not-run",
      "something before it failed, or the program was told to end; run it again after that"},
-    {ErrorCode::noCamera, "no-camera", "remove the cause that the message names and start the camera again"},
+    {ErrorCode::noCamera, "no-camera", "remove the cause that is named and start the camera again"},
     {ErrorCode::internal, "internal", "this is a mistake in the program: report it"},
 };
 
@@ -111,7 +111,8 @@ ErrorCode codeOf(camera::Problem problem)
 
 Json toJson(const Error& error)
 {
-    Json json = {{"code", codeWord(error.code)}, {"message", error.message}, {"hint", rowOf(error.code).hint}};
+    const std::string hint = error.hint.empty() ? rowOf(error.code).hint : error.hint;
+    Json json = {{"code", codeWord(error.code)}, {"message", error.message}, {"hint", hint}};
     if (error.key)
     {
         json.update(keyJson(*error.key));

@@ -48,6 +48,7 @@ struct Error
     std::optional<int> value = {};                         // that was refused
     std::optional<services::ParameterState> allowed = {};  // what the device allows instead
     std::optional<int> check = {};                         // 505, 506 or 507 of a refused window
+    std::string hint = {};                                 // what to do, where the code's own hint does not fit
 };
 
 // "refused-value"

@@ -182,6 +182,35 @@ const char* trialWord(camera::TrialState state)
     return "";
 }
 
+Json stretchJson(int startMinutes, int endMinutes)
+{
+    return {{"from", timeOfDay(startMinutes)}, {"to", timeOfDay(endMinutes)}};
+}
+
+// What the clock makes of the day.
+void putDay(Json& json, const camera::Schedule& schedule)
+{
+    json["schemes"] = Json::array();
+    for (std::size_t scheme = 0; scheme < schedule.windows.size(); ++scheme)
+    {
+        json["schemes"].push_back(windowJson(static_cast<int>(scheme), schedule.windows[scheme]));
+    }
+    json["day"] = Json::array();
+    for (const camera::Stretch& stretch : camera::stretchesOfDay(schedule))
+    {
+        Json entry = stretchJson(stretch.startMinutes, stretch.endMinutes);
+        putScheme(entry, "scheme", stretch.scheme);
+        json["day"].push_back(entry);
+    }
+    json["overlaps"] = Json::array();
+    for (const camera::Overlap& overlap : camera::overlapsOfDay(schedule))
+    {
+        Json entry = stretchJson(overlap.startMinutes, overlap.endMinutes);
+        entry["schemes"] = overlap.schemes;
+        json["overlaps"].push_back(entry);
+    }
+}
+
 }  // namespace
 
 // ---- values -------------------------------------------------------------------------------------------------
@@ -393,18 +422,7 @@ Json toJson(const camera::Schedule& schedule)
     json.update(schemeJson(schedule.currentScheme));
     json["defaultScheme"] = schedule.windows.size();
     json["byDayAndNight"] = schedule.byDayAndNight;
-    json["schemes"] = Json::array();
-    for (std::size_t scheme = 0; scheme < schedule.windows.size(); ++scheme)
-    {
-        json["schemes"].push_back(windowJson(static_cast<int>(scheme), schedule.windows[scheme]));
-    }
-    json["day"] = Json::array();
-    for (const camera::Stretch& stretch : camera::stretchesOfDay(schedule))
-    {
-        Json entry = {{"from", timeOfDay(stretch.startMinutes)}, {"to", timeOfDay(stretch.endMinutes)}};
-        putScheme(entry, "scheme", stretch.scheme);
-        json["day"].push_back(entry);
-    }
+    putDay(json, schedule);
     return json;
 }
 
@@ -417,6 +435,7 @@ Json toJson(const camera::Explanation& explanation)
         json["until"] = timeOfDay(*explanation.untilMinutes);
         putScheme(json, "next", explanation.next);
     }
+    putDay(json, explanation.schedule);
     return json;
 }
 

@@ -26,10 +26,14 @@ const app::Json& member(const Call& call, const char* name, const char* type)
     return *found;
 }
 
-// Where the shell's hint names a command, or a cause that only the shell has.
-void putHint(app::Json& told, ErrorCode code)
+// Where the code's own hint names a command of the shell, or a cause that only the shell has.
+void putHint(app::Json& told, const app::Error& error)
 {
-    switch (code)
+    if (!error.hint.empty())
+    {
+        return;
+    }
+    switch (error.code)
     {
     case ErrorCode::unknownKey:
         told["hint"] = "GET /api/parameters lists the keys";
@@ -116,7 +120,7 @@ Response errorResponse(const app::Error& error, const app::Json& result)
     body["detail"] = told["message"];
     told.erase("code");
     told.erase("message");
-    putHint(told, error.code);
+    putHint(told, error);
     body.update(told);
     if (!result.is_null())
     {

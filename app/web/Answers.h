@@ -91,6 +91,7 @@ Response getCommon(const Call& call);
 Response getDiagnostics(const Call& call);
 Response putDiagnostics(const Call& call);
 Response getLog(const Call& call);
+Response getOutput(const Call& call);
 Response getWorld(const Call& call);
 Response putWorld(const Call& call);
 Response openSession(const Call& call);

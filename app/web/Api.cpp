@@ -220,7 +220,7 @@ Response Api::run(const Route& route, const Call& call)
         const std::string condition = call.request.header("if-match");
         if (!condition.empty() && !names(condition, revision()))
         {
-            return problem(412, "changed-meanwhile", "somebody changed the camera since you read it: read it again");
+            return problem(412, "changed-meanwhile", "somebody changed the camera since you read it");
         }
         Response response = route.run(call);
         response.headers.emplace_back("ETag", revision());
@@ -274,8 +274,7 @@ Response Api::routed(const Request& request, const Visitor& visitor)
     const Found found = find(request);
     if (found.methods.empty())
     {
-        return problem(404, "no-such-path",
-                       "there is nothing at " + request.path + "; /api/openapi.json lists all paths");
+        return problem(404, "no-such-path", "there is nothing at " + request.path);
     }
     if (request.method == "OPTIONS")
     {
@@ -298,7 +297,7 @@ Response Api::routed(const Request& request, const Visitor& visitor)
     }
     if (route.body != nullptr && !isJson(request.header("content-type")))
     {
-        return problem(415, "not-json", "the body is JSON: Content-Type: application/json");
+        return problem(415, "not-json", "the body is not said to be JSON");
     }
     try
     {

@@ -1,4 +1,5 @@
 #include "app/cli/KeyText.h"
+#include "app/cli/Parsing.h"
 #include "app/json/Results.h"
 #include "app/web/Answers.h"
 
@@ -96,7 +97,9 @@ Response stepLens(const Call& call)
             return outcome(call, call.camera.moveLens(row.step));
         }
     }
-    return errorResponse({ErrorCode::notFound, "the lens has no step " + call.parts[0]});
+    app::Error error = {ErrorCode::notFound, "the lens has no step " + call.parts[0]};
+    error.hint = "the steps are " + app::joinWords(lensSteps());
+    return errorResponse(error);
 }
 
 }  // namespace web

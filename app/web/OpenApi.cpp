@@ -29,8 +29,11 @@ constexpr char kOwnSchemas[] = R"json({
     "scheme": {"$ref": "#/$defs/schemeNumber"}, "values": {"type": "array", "items": {"$ref": "#/$defs/value"}}}},
 "storedScheme": {"type": "object", "required": ["scheme", "stored", "values"], "additionalProperties": false, "properties": {
     "scheme": {"$ref": "#/$defs/schemeNumber"}, "stored": {"const": "done"}, "values": {"type": "array", "items": {"$ref": "#/$defs/keyResult"}}}},
-"newWindow": {"type": "object", "required": ["enabled", "from", "to"], "properties": {
-    "enabled": {"type": "boolean"}, "from": {"$ref": "#/$defs/timeOfDay"}, "to": {"$ref": "#/$defs/endTime"}}},
+"newWindow": {"type": "object", "minProperties": 1, "additionalProperties": false, "properties": {
+    "enabled": {"type": "boolean"}, "from": {"$ref": "#/$defs/endTime"}, "to": {"$ref": "#/$defs/endTime"},
+    "scheme": {"$ref": "#/$defs/schemeNumber"}, "neverHolds": {"type": "boolean"}},
+    "description": "What is left out stays. scheme and neverHolds mean nothing: what was read can be sent back.",
+    "examples": [{"enabled": false}, {"enabled": true, "from": "06:00", "to": "08:00"}]},
 "newLens": {"type": "object", "minProperties": 1, "maxProperties": 1, "additionalProperties": false, "properties": {
     "zoom": {"type": "integer"}, "focus": {"type": "integer"}, "focusMode": {"type": "integer"}}},
 "world": {"type": "object", "required": ["time", "speed", "distance", "night"], "additionalProperties": false, "properties": {
@@ -39,6 +42,7 @@ constexpr char kOwnSchemas[] = R"json({
     "lux": {"$ref": "#/$defs/lux"}, "faults": {"type": "array", "items": {"$ref": "#/$defs/fault"}}}},
 "newWorld": {"type": "object", "additionalProperties": false, "properties": {
     "time": {"$ref": "#/$defs/timeOfDay"},
+    "speed": {"type": "number", "minimum": 0.1, "maximum": 3600, "description": "Camera seconds in a real second"},
     "light": {"anyOf": [{"type": "number", "minimum": 0}, {"const": "daylight"}], "description": "Lux"},
     "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"}, "faults": {"type": "array", "maxItems": 100, "items": {"type": "object",
         "required": ["key"], "properties": {"key": {"type": ["integer", "string"]}, "status": {"type": "integer"},
@@ -70,6 +74,7 @@ constexpr char kParameters[] = R"json({
 "language": {"schema": {"type": "integer"}, "description": "Its id in /api/languages"},
 "step": {"schema": {"type": "string"}},
 "trial": {"schema": {"type": "integer", "minimum": 1}, "description": "A trial that goes on, as its first answer named it"},
+"lines": {"schema": {"type": "integer", "minimum": 0}, "description": "How many; all of them without it"},
 "filter": {"schema": {"type": "string"}, "description": "Only lines that contain this"},
 "keep": {"schema": {"type": "boolean", "default": true},
     "description": "false: on the sensor alone, as a trial that ends when its holder is not heard"},
@@ -144,7 +149,8 @@ const Refusals kRefusals[] = {
     {import, false, {Code::badValue, Code::notFound, Code::refusedValue, Code::notWritten}},
     {putWorld, false, {Code::badValue, Code::notSettable, Code::unknownKey}},
     {putDiagnostics, false, {Code::notWritten}},
-    {getLog, false, {Code::notFound}},
+    {getLog, false, {Code::badValue, Code::notFound}},
+    {getOutput, false, {Code::badValue}},
     {openSession, false, {}, {{401, "wrong-login"}, {409, "no-users"}, {429, "too-many-logins"}}},
 };
 

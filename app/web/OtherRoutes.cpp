@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "SensorPaths.h"
 #include "app/Failure.h"
 #include "app/cli/Parsing.h"
@@ -22,7 +24,9 @@ camera::LanguageTexts textsOf(const Call& call)
     const camera::LanguageTexts texts = call.camera.texts(wholeNumber(call.parts[0]));
     if (!texts.known)
     {
-        throw Refused({ErrorCode::notFound, "there is no language " + call.parts[0] + "; /api/languages lists them"});
+        app::Error error = {ErrorCode::notFound, "there is no language " + call.parts[0]};
+        error.hint = "GET /api/languages lists the languages";
+        throw Refused(error);
     }
     return texts;
 }
@@ -62,12 +66,23 @@ int timeOf(const app::Json& json)
     return *minutes;
 }
 
-void setTime(const Call& call, int minutes)
+double speedOf(const app::Json& json)
 {
-    if (!call.camera.setTimeOfDay(minutes))
+    const double speed = realNumber(json, "speed", false);
+    if (speed < camera::Camera::kSlowest || speed > camera::Camera::kFastest)
     {
-        throw Refused({ErrorCode::notSettable,
-                       "this camera follows the system's clock; start it with --at or --speed to set its time"});
+        throw Refused({ErrorCode::badValue, "speed is a number from 0.1 to 3600"});
+    }
+    return speed;
+}
+
+void refuseUnless(bool isSet, const std::string& what)
+{
+    if (!isSet)
+    {
+        app::Error error = {ErrorCode::notSettable, "this camera follows the system's clock; its " + what + " is that"};
+        error.hint = "start the camera with --at or --speed, then set it";
+        throw Refused(error);
     }
 }
 
@@ -149,6 +164,23 @@ std::vector<services::FailureRule> rulesOf(const app::Json& json)
     return rules;
 }
 
+// The last of them, as many as the query asks for.
+Response endOf(const Call& call, std::vector<std::string> lines)
+{
+    const auto asked = call.request.query.find("lines");
+    if (asked != call.request.query.end())
+    {
+        const int most = wholeNumber(asked->second);
+        if (most < 0)
+        {
+            throw Refused({ErrorCode::badValue, "lines is a whole number from 0 on"});
+        }
+        const std::size_t left = std::min(lines.size(), static_cast<std::size_t>(most));
+        lines.erase(lines.begin(), lines.end() - static_cast<std::ptrdiff_t>(left));
+    }
+    return jsonResponse(app::logJson(lines));
+}
+
 // What a page shows, all at once.
 app::Json state(const Call& call)
 {
@@ -225,16 +257,21 @@ Response getTrace(const Call& call)
     return response;
 }
 
-Response getLog(const Call&)
+Response getLog(const Call& call)
 {
-    return jsonResponse(app::logJson(camera::errorLog()));
+    return endOf(call, camera::errorLog());
+}
+
+Response getOutput(const Call& call)
+{
+    return endOf(call, call.api.trace().lines());
 }
 
 Response getWorld(const Call& call)
 {
     const services::World& world = worldOf(call);
     app::Json json = app::timeJson(call.camera.minutesOfDay());
-    json["speed"] = call.camera.setup().speed;
+    json["speed"] = call.camera.speed();
     json["distance"] = world.distance();
     json.update(app::lightJson(call.camera.service().light(), call.camera.night()));
     if (const services::PlannedFailures* const failures = call.camera.service().failures())
@@ -248,7 +285,8 @@ Response getWorld(const Call& call)
     return jsonResponse(json);
 }
 
-// All members are looked at before the first is put into force; the time, the one that may be refused, is the first.
+// All members are looked at before the first is put into force; time and speed, of which both or none may be refused,
+// come first.
 Response putWorld(const Call& call)
 {
     services::World& world = worldOf(call);
@@ -265,7 +303,14 @@ Response putWorld(const Call& call)
         }
         else if (name == "time")
         {
-            changes.insert(changes.begin(), [&call, minutes = timeOf(json)] { setTime(call, minutes); });
+            changes.insert(changes.begin(), [&call, minutes = timeOf(json)] {
+                refuseUnless(call.camera.setTimeOfDay(minutes), "time of day");
+            });
+        }
+        else if (name == "speed")
+        {
+            changes.insert(changes.begin(),
+                           [&call, speed = speedOf(json)] { refuseUnless(call.camera.setSpeed(speed), "speed"); });
         }
         else if (name == "distance")
         {
@@ -284,8 +329,8 @@ Response putWorld(const Call& call)
         }
         else
         {
-            return errorResponse(
-                {ErrorCode::badDocument, "the world has no " + name + "; it has light, distance, time and faults"});
+            return errorResponse({ErrorCode::badDocument,
+                                  "the world has no " + name + "; it has light, distance, time, speed and faults"});
         }
     }
     for (const auto& change : changes)

@@ -3,10 +3,39 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 namespace web {
 namespace {
+
+// What to do about what the server itself refuses.
+struct Hint
+{
+    const char* code;
+    const char* hint;
+};
+
+constexpr Hint kHints[] = {
+    {"bad-request", "correct the request; GET /api/openapi.json describes what each path takes"},
+    {"busy", "come again after as many seconds as Retry-After says"},
+    {"changed-meanwhile", "read it again, then send the change with the new ETag"},
+    {"ending", "come again when the camera has been started anew"},
+    {"internal", "this is a mistake in the program: report it"},
+    {"no-session", "POST /api/session answers with a token; send it: Authorization: Bearer TOKEN"},
+    {"no-such-method", "use a method that Allow names"},
+    {"no-such-path", "GET /api/openapi.json lists all paths"},
+    {"no-trial", "begin a new one: PATCH /api/parameters?keep=false"},
+    {"no-users", "go on without a session"},
+    {"not-json", "send the header Content-Type: application/json"},
+    {"on-trial", "GET /api/trials says who tries it and how long; wait, or set it to stay"},
+    {"too-large", "send less in one request"},
+    {"too-many-logins", "come again after as many seconds as Retry-After says"},
+    {"wrong-host", "ask for localhost with the camera's port, or use its socket"},
+    {"wrong-login", "'sensorcam passwd' sets a new password"},
+    {"wrong-origin", "change it from the camera's own page, or from a program"},
+    {"wrong-role", "ask somebody who has this role, or log in as one"},
+};
 
 std::string lower(std::string text)
 {
@@ -153,7 +182,13 @@ std::optional<Response> readHead(const std::vector<HeaderLine>& lines, std::size
 
 Response problem(int status, const std::string& code, const std::string& detail)
 {
-    const nlohmann::json body = {{"status", status}, {"code", code}, {"detail", detail}};
+    nlohmann::json body = {{"status", status}, {"code", code}, {"detail", detail}};
+    const auto known =
+        std::find_if(std::begin(kHints), std::end(kHints), [&code](const Hint& row) { return code == row.code; });
+    if (known != std::end(kHints))
+    {
+        body["hint"] = known->hint;
+    }
     return {status, "application/problem+json", body.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)};
 }
 

@@ -24,7 +24,7 @@ bool readTarget(const std::string& target, Request& request);
 // two ways is refused, because what it took for one request could be two here.
 std::optional<Response> readHead(const std::vector<HeaderLine>& lines, std::size_t mostBody, Request& request);
 
-// An answer of the server itself, as application/problem+json.
+// An answer of the server itself, as application/problem+json, with a hint what to do where the code has one.
 Response problem(int status, const std::string& code, const std::string& detail);
 
 }  // namespace web

@@ -52,7 +52,11 @@ app::Error notStored(int scheme, camera::Stored stored)
     case camera::Stored::valueRefused:
         return {ErrorCode::refusedValue, "one of the values is not allowed; nothing was stored"};
     case camera::Stored::noRecord:
-        return {ErrorCode::notFound, "the file of " + name + " is missing, or has no such value"};
+    {
+        app::Error error = {ErrorCode::notFound, "the file of " + name + " is missing, or has no such value"};
+        error.hint = "POST /api/reset makes missing scheme files anew";
+        return error;
+    }
     case camera::Stored::sensorRefused:
         return {ErrorCode::deviceRefused, name + " is stored, but the sensor refused one of its values"};
     case camera::Stored::notWritten:
@@ -74,12 +78,18 @@ int timeOf(const Call& call, const char* name)
     return *minutes;
 }
 
+void setTime(u32& hour, u32& minute, int minutes)
+{
+    hour = static_cast<u32>(minutes) / 60;
+    minute = static_cast<u32>(minutes) % 60;
+}
+
 }  // namespace
 
 app::Json statusJson(camera::Camera& camera)
 {
     return app::toJson(app::Status{camera.setup().model, camera.sensorModule(), camera.version(), sceneOf(camera),
-                                   camera.schemeCount(), camera.setup().speed, camera.service().lamps()});
+                                   camera.schemeCount(), camera.speed(), camera.service().lamps()});
 }
 
 Response getStatus(const Call& call)
@@ -172,14 +182,30 @@ Response getWindow(const Call& call)
 Response putWindow(const Call& call)
 {
     const int scheme = schemeOf(call, call.parts[0], false);
-    const int from = timeOf(call, "from");
-    const int to = timeOf(call, "to");
-    SchemeWindow window = {};
-    window.enabled = bodyFlag(call, "enabled");
-    window.startHour = static_cast<unsigned>(from) / 60;
-    window.startMinute = static_cast<unsigned>(from) % 60;
-    window.endHour = static_cast<unsigned>(to) / 60;
-    window.endMinute = static_cast<unsigned>(to) % 60;
+    if (call.body.empty())
+    {
+        return errorResponse({ErrorCode::badDocument, "the body has one or more of enabled, from and to"});
+    }
+    SchemeWindow window = call.camera.schedule().windows[static_cast<std::size_t>(scheme)];
+    for (const auto& [name, json] : call.body.items())
+    {
+        if (name == "enabled")
+        {
+            window.enabled = bodyFlag(call, "enabled");
+        }
+        else if (name == "from")
+        {
+            setTime(window.startHour, window.startMinute, timeOf(call, "from"));
+        }
+        else if (name == "to")
+        {
+            setTime(window.endHour, window.endMinute, timeOf(call, "to"));
+        }
+        else if (name != "scheme" && name != "neverHolds")  // as it was read
+        {
+            return errorResponse({ErrorCode::badDocument, "a window has no " + name + "; it has enabled, from and to"});
+        }
+    }
     const camera::WindowResult result = call.camera.setWindow(scheme, window);
     if (result.stored == camera::Stored::done)
     {

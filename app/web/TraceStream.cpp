@@ -73,17 +73,23 @@ private:
 
 void TraceLog::take(const std::string& lines)
 {
+    std::vector<std::string> taken;
+    std::istringstream stream(lines);
+    for (std::string line; std::getline(stream, line);)
+    {
+        taken.push_back(line.substr(0, kLongest));
+    }
     std::vector<std::shared_ptr<Reader>> woken;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
+        keep(taken);
         for (const std::weak_ptr<Reader>& known : readers_)
         {
             const std::shared_ptr<Reader> reader = known.lock();
-            std::istringstream stream(reader ? lines : "");
             bool takes = false;
-            for (std::string line; std::getline(stream, line);)
+            for (std::size_t i = 0; reader && i < taken.size(); ++i)
             {
-                takes = reader->take(line.substr(0, kLongest)) || takes;
+                takes = reader->take(taken[i]) || takes;
             }
             if (takes)
             {
@@ -95,6 +101,27 @@ void TraceLog::take(const std::string& lines)
     {
         reader->wake();
     }
+}
+
+// With mutex_ held.
+void TraceLog::keep(const std::vector<std::string>& lines)
+{
+    for (const std::string& line : lines)
+    {
+        kept_.push_back(line);
+        size_ += line.size() + 1;
+    }
+    while (size_ > kKept)
+    {
+        size_ -= kept_.front().size() + 1;
+        kept_.pop_front();
+    }
+}
+
+std::vector<std::string> TraceLog::lines()
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return {kept_.begin(), kept_.end()};
 }
 
 std::shared_ptr<Source> TraceLog::reader(const std::string& filter)

@@ -82,15 +82,20 @@ public:
     /// go on as they were.
     void setTimeOfDay(int hour, int minute);
 
+    /// From now on, as in the constructor. Waits end when their span has passed on this clock, at the new speed.
+    void setSpeed(double speed);
+
 private:
-    const double speed_;
-    const std::chrono::steady_clock::time_point start_;
+    Span elapsed() const;
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
 
     /// Guarded by mutex_.
-    Span wallAtStart_;  ///< local time as if it were UTC, since 1970
+    double speed_;
+    std::chrono::steady_clock::time_point start_;  ///< when it took up this speed
+    Span atStart_{0};                              ///< its monotonic time then
+    Span wallAtZero_;  ///< local time as if it were UTC, since 1970, when its monotonic time was 0
 };
 
 /// Stands still until it is moved.

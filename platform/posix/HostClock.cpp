@@ -120,26 +120,34 @@ void RealClock::wake()
 ScaledClock::ScaledClock(double speed)
     : speed_(checkedSpeed(speed)),
       start_(steady_clock::now()),
-      wallAtStart_(wallOf(RealClock().localTime()))
+      wallAtZero_(wallOf(RealClock().localTime()))
 {
 }
 
 ScaledClock::ScaledClock(double speed, int hour, int minute) : ScaledClock(speed)
 {
-    wallAtStart_ = withTimeOfDay(wallAtStart_, hour, minute);
+    wallAtZero_ = withTimeOfDay(wallAtZero_, hour, minute);
 }
 
 std::tm ScaledClock::localTime() const
 {
     std::lock_guard<std::mutex> lock(mutex_);
-    return localOf(saturatedSum(wallAtStart_, monotonic()));
+    return localOf(saturatedSum(wallAtZero_, elapsed()));
 }
 
 Span ScaledClock::monotonic() const
 {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return elapsed();
+}
+
+/// Called with the mutex held.
+Span ScaledClock::elapsed() const
+{
     const std::chrono::duration<double, std::micro> real = steady_clock::now() - start_;
     const double scaled = real.count() * speed_;
-    return Span(static_cast<Span::rep>(std::min(scaled, static_cast<double>(kEndOfTime.count()))));
+    const double left = static_cast<double>((kEndOfTime - atStart_).count());
+    return atStart_ + Span(static_cast<Span::rep>(std::min(scaled, left)));
 }
 
 void ScaledClock::wait(Span span)
@@ -148,14 +156,16 @@ void ScaledClock::wait(Span span)
     {
         return;
     }
-    const Span end = saturatedSum(monotonic(), span);
-    const double realMicroseconds = std::ceil(static_cast<double>(end.count()) / speed_);
-    const double longest = static_cast<double>(kLongestWait.count());
-    const steady_clock::time_point realEnd = start_ + Span(static_cast<Span::rep>(std::min(realMicroseconds, longest)));
     std::unique_lock<std::mutex> lock(mutex_);
-    while (!stopRequested() && steady_clock::now() < realEnd)
+    const Span end = saturatedSum(elapsed(), span);
+    const auto realEnd = [this, end] {
+        const double realMicroseconds = std::ceil(static_cast<double>((end - atStart_).count()) / speed_);
+        const double longest = static_cast<double>(kLongestWait.count());
+        return start_ + Span(static_cast<Span::rep>(std::min(realMicroseconds, longest)));
+    };
+    while (!stopRequested() && steady_clock::now() < realEnd())
     {
-        changed_.wait_until(lock, realEnd);
+        changed_.wait_until(lock, realEnd());
     }
 }
 
@@ -168,8 +178,18 @@ void ScaledClock::wake()
 void ScaledClock::setTimeOfDay(int hour, int minute)
 {
     std::lock_guard<std::mutex> lock(mutex_);
-    const Span elapsed = monotonic();
-    wallAtStart_ = withTimeOfDay(wallAtStart_ + elapsed, hour, minute) - elapsed;
+    const Span now = elapsed();
+    wallAtZero_ = withTimeOfDay(wallAtZero_ + now, hour, minute) - now;
+}
+
+void ScaledClock::setSpeed(double speed)
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    const double checked = checkedSpeed(speed);
+    atStart_ = elapsed();
+    start_ = steady_clock::now();
+    speed_ = checked;
+    changed_.notify_all();
 }
 
 }  // namespace host

@@ -128,7 +128,11 @@ async function schemes(): Promise<void> {
   expectEqual('the check', expectRefusal(await camera.putSchemesSchemeWindow({ path, body: late }), 422,
     'window-refused').check, 507);
   expectEqual('its beginning', (await camera.getSchemes({ throwOnError })).data.schemes[2].from, '06:00');
-  expectEqual('why', (await camera.getExplain({ throwOnError })).data.why, 'manual');
+  expectEqual('only a part of it', (await camera.putSchemesSchemeWindow({ path, body: { to: '09:00' }, throwOnError }))
+    .data.from, '06:00');
+  const explained = (await camera.getExplain({ throwOnError })).data;
+  expectEqual('why', explained.why, 'manual');
+  expectEqual('what overlaps', explained.overlaps?.[0].schemes[1], 2);
 
   expectEqual('saved', (await camera.postSave({ throwOnError })).data.scheme, 1);
   expectEqual('reloaded', (await camera.postReload({ throwOnError })).data.reloaded, true);
@@ -158,6 +162,8 @@ async function surroundings(): Promise<void> {
   expectEqual('faults', (await camera.putWorld({ body, throwOnError })).data.faults?.[0].count, 2);
   await camera.putWorld({ body: { faults: [] }, throwOnError });
   expect('the log has lines', Array.isArray((await camera.getLog({ throwOnError })).data.lines));
+  expectEqual('printed', (await camera.getOutput({ query: { lines: 0 }, throwOnError })).data.lines?.length, 0);
+  expectEqual('the speed', (await camera.putWorld({ body: { speed: 2 }, throwOnError })).data.speed, 2);
 }
 
 // The client leaves the generator when the loop ends, and with it the connection.
@@ -220,7 +226,7 @@ async function walk(): Promise<void> {
   await events();
   await trace();
   await session();
-  expectEqual('after a reset', (await camera.postReset({ throwOnError })).data.model, 'fixed');
+  expectEqual('after a reset', (await camera.postReset({ throwOnError })).data.scheme, 0);
   await everythingIsWalked();
 }
 

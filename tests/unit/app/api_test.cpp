@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "SensorPaths.h"
+#include "app/web/RequestHead.h"
 #include "tests/unit/app/ApiFixture.h"
 
 namespace web {
@@ -111,6 +112,20 @@ TEST_F(ApiTest, ATrialIsHeldExtendedListedAndKept)
     EXPECT_EQ(json("GET", "/api/trials").dump(), R"({"trials":[]})");
 }
 
+// A device that does not answer must not end it.
+TEST_F(ApiTest, ATrialIsHeldWithoutWaitingForTheCamera)
+{
+    const auto lane = [this](const char* method, const char* path) {
+        Request request;
+        request.method = method;
+        request.path = path;
+        return api_->lane(request);
+    };
+    EXPECT_EQ(lane("PUT", "/api/trials/7"), Handler::Lane::aside);
+    EXPECT_EQ(lane("GET", "/api/trials"), Handler::Lane::aside);
+    EXPECT_EQ(lane("DELETE", "/api/trials/7"), Handler::Lane::change);
+}
+
 TEST_F(ApiTest, ATrialIsUndone)
 {
     const std::string id = json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}})["trial"]["trial"].dump();
@@ -131,7 +146,8 @@ TEST_F(ApiTest, AKeyThatSomebodyElseTriesOutIsRefused)
     const std::string id = json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}})["trial"]["trial"].dump();
     const Json refused = json("PATCH", "/api/parameters?keep=false", {{"brightness", 62}}, 409);
     EXPECT_EQ(refused.dump(), R"({"code":"on-trial","detail":"KEY_BRIGHTNESS is tried out in trial )" + id +
-                                  R"(; nothing was applied","status":409})");
+                                  R"(; nothing was applied","hint":"GET /api/trials says who tries it and how long; )"
+                                  R"(wait, or set it to stay","status":409})");
 }
 
 TEST_F(ApiTest, AnAbandonedTrialEndsAndIsTold)
@@ -292,7 +308,50 @@ TEST_F(ApiTest, HintsNameNoCommandsOfTheShell)
               R"({"status":404,"code":"unknown-key","detail":"there is no key brightnes",)"
               R"("hint":"GET /api/parameters lists the keys"})");
     EXPECT_EQ(json("GET", "/api/schemes/9", nullptr, 404)["hint"], "GET /api/schemes lists the schemes");
-    EXPECT_FALSE(json("GET", "/api/language/99", nullptr, 404).contains("hint"));
+    EXPECT_EQ(json("GET", "/api/language/99", nullptr, 404).dump(),
+              R"({"status":404,"code":"not-found","detail":"there is no language 99",)"
+              R"("hint":"GET /api/languages lists the languages"})");
+    EXPECT_EQ(json("GET", "/api/language/x", nullptr, 400).dump(),
+              R"({"status":400,"code":"bad-value","detail":"x is not a whole number",)"
+              R"("hint":"write the value in the form that is named"})");
+    EXPECT_EQ(json("POST", "/api/lens/sideways", nullptr, 404)["hint"],
+              "the steps are focus-near, focus-far, zoom-in, zoom-out, iris-open, iris-close, focus-once and reset");
+    std::remove(sensorpaths::schemeFile(1).c_str());
+    EXPECT_EQ(json("PUT", "/api/schemes/1/window", {{"enabled", true}}, 404)["hint"],
+              "POST /api/reset makes missing scheme files anew");
+}
+
+TEST_F(ApiTest, WhatTheServerItselfRefusesComesWithAHint)
+{
+    EXPECT_EQ(json("GET", "/api/nothing", nullptr, 404).dump(),
+              R"({"code":"no-such-path","detail":"there is nothing at /api/nothing",)"
+              R"("hint":"GET /api/openapi.json lists all paths","status":404})");
+    EXPECT_EQ(send("{}", "text/plain").body,
+              R"({"code":"not-json","detail":"the body is not said to be JSON",)"
+              R"("hint":"send the header Content-Type: application/json","status":415})");
+    EXPECT_EQ(ask("PUT", "/api/mode", {{"mode", "auto"}}, {{"if-match", "\"1\""}}).body,
+              R"({"code":"changed-meanwhile","detail":"somebody changed the camera since you read it",)"
+              R"("hint":"read it again, then send the change with the new ETag","status":412})");
+    const std::pair<const char*, const char*> hints[] = {
+        {"bad-request", "correct the request; GET /api/openapi.json describes what each path takes"},
+        {"busy", "come again after as many seconds as Retry-After says"},
+        {"ending", "come again when the camera has been started anew"},
+        {"internal", "this is a mistake in the program: report it"},
+        {"no-session", "POST /api/session answers with a token; send it: Authorization: Bearer TOKEN"},
+        {"no-such-method", "use a method that Allow names"},
+        {"no-trial", "begin a new one: PATCH /api/parameters?keep=false"},
+        {"no-users", "go on without a session"},
+        {"on-trial", "GET /api/trials says who tries it and how long; wait, or set it to stay"},
+        {"too-large", "send less in one request"},
+        {"too-many-logins", "come again after as many seconds as Retry-After says"},
+        {"wrong-host", "ask for localhost with the camera's port, or use its socket"},
+        {"wrong-login", "'sensorcam passwd' sets a new password"},
+        {"wrong-origin", "change it from the camera's own page, or from a program"},
+        {"wrong-role", "ask somebody who has this role, or log in as one"}};
+    for (const auto& [code, hint] : hints)
+    {
+        EXPECT_EQ(Json::parse(problem(400, code, "no").body)["hint"], hint) << code;
+    }
 }
 
 TEST_F(ApiTest, AWindowIsSetAndARefusedOneSaysWhichTimeAndWhy)
@@ -306,6 +365,53 @@ TEST_F(ApiTest, AWindowIsSetAndARefusedOneSaysWhichTimeAndWhy)
     EXPECT_EQ(refused["check"], 507);
     EXPECT_EQ(refused["detail"], "the window of scheme 1: 22:00-06:00 does not start before it ends");
     EXPECT_EQ(json("GET", "/api/schemes/1/window")["from"], "08:00");
+}
+
+TEST_F(ApiTest, WhatIsLeftOutOfAWindowStays)
+{
+    const std::string path = "/api/schemes/1/window";
+    json("PUT", path, {{"enabled", false}, {"from", "08:30"}, {"to", "10:15"}});
+    EXPECT_EQ(json("PUT", path, {{"enabled", true}}).dump(),
+              R"({"scheme":1,"enabled":true,"from":"08:30","to":"10:15","neverHolds":false})");
+    EXPECT_EQ(json("PUT", path, {{"to", "24:00"}}).dump(),
+              R"({"scheme":1,"enabled":true,"from":"08:30","to":"24:00","neverHolds":false})");
+    EXPECT_EQ(json("PUT", path, {{"from", "09:45"}})["from"], "09:45");
+    EXPECT_EQ(json("PUT", path, json("GET", path)).dump(), json("GET", path).dump()) << "as it was read";
+    EXPECT_EQ(json("PUT", path, {{"from", "24:00"}}, 422)["detail"],
+              "the window of scheme 1: 24:00-24:00 does not start before it ends");
+    EXPECT_EQ(json("PUT", path, Json::object(), 400)["detail"], "the body has one or more of enabled, from and to");
+    EXPECT_EQ(json("PUT", path, {{"form", "09:00"}}, 400)["detail"],
+              "a window has no form; it has enabled, from and to");
+    EXPECT_EQ(json("PUT", path, {{"enabled", 1}}, 400)["code"], "bad-document");
+    EXPECT_EQ(json("PUT", path, {{"from", 9}}, 400)["code"], "bad-document");
+    EXPECT_EQ(json("GET", path)["from"], "09:45");
+}
+
+TEST_F(ApiTest, TheDayIsExplainedWithWhatOverlapsAndWhatNeverHolds)
+{
+    c().setWindow(0, {true, 8, 0, 12, 0});
+    c().setWindow(1, {true, 10, 0, 24, 0});
+    c().setScheme(2);
+    c().apply({{KEY_SCHEME_START_HOUR, 22}, {KEY_SCHEME_END_HOUR, 6}});
+    Json explained = json("GET", "/api/explain");
+    const Json schedule = json("GET", "/api/schemes");
+    for (const char* name : {"schemes", "day", "overlaps"})
+    {
+        EXPECT_EQ(explained[name], schedule[name]) << name;
+    }
+    EXPECT_EQ(explained["overlaps"].dump(), R"([{"from":"10:00","to":"12:00","schemes":[0,1]}])");
+    EXPECT_EQ(explained["schemes"][2].dump(),
+              R"({"scheme":2,"enabled":false,"from":"22:00","to":"06:00","neverHolds":true})");
+    EXPECT_EQ(explained["day"].dump(),
+              R"([{"from":"00:00","to":"08:00","scheme":4},{"from":"08:00","to":"12:00","scheme":0},)"
+              R"({"from":"12:00","to":"24:00","scheme":1}])");
+    EXPECT_EQ(explained["why"], "manual");
+}
+
+TEST_F(ApiTest, AResetAnswersWhenASchemeIsInForce)
+{
+    EXPECT_EQ(json("POST", "/api/reset")["scheme"], 0);
+    EXPECT_EQ(json("PATCH", "/api/parameters", {{"brightness", 61}})["values"][0]["outcome"], "applied");
 }
 
 TEST_F(ApiTest, SavesReloadsAndResets)
@@ -389,8 +495,34 @@ TEST_F(ApiTest, ACameraOnTheSystemsClockKeepsItsTimeAndNothingElseIsChanged)
     EXPECT_EQ(json("PUT", "/api/world", {{"light", 5}, {"time", "08:00"}}, 404)["code"], "not-settable");
     EXPECT_EQ(json("PUT", "/api/world", {{"light", 5}, {"time", "24:00"}}, 400)["code"], "bad-value");
     EXPECT_EQ(json("GET", "/api/world")["lux"], lux);
+    EXPECT_EQ(json("PUT", "/api/world", {{"light", 5}, {"speed", 60}}, 404).dump(),
+              R"({"status":404,"code":"not-settable",)"
+              R"("detail":"this camera follows the system's clock; its speed is that",)"
+              R"("hint":"start the camera with --at or --speed, then set it"})");
+    EXPECT_EQ(json("GET", "/api/world")["lux"], lux);
     host::setClock(std::make_shared<host::ScaledClock>(1.0));
     EXPECT_EQ(json("PUT", "/api/world", {{"time", "08:00"}})["time"], "08:00");
+    host::setClock(clock_);
+}
+
+TEST_F(ApiTest, TheSpeedOfTheClockIsSetAndATrialKeepsItsRealTime)
+{
+    const auto clock = std::make_shared<host::ScaledClock>(1.0);
+    host::setClock(clock);
+    const Json trial = json("PATCH", "/api/parameters?keep=false", {{"brightness", 61}})["trial"];
+    EXPECT_EQ(json("PUT", "/api/world", {{"speed", 3600}})["speed"], 3600.0);
+    EXPECT_EQ(json("GET", "/api/status")["speed"], 3600.0);
+    clock->wait(std::chrono::seconds(20));
+    EXPECT_EQ(json("PUT", "/api/trials/" + trial["trial"].dump())["values"], trial["values"]);
+    EXPECT_EQ(json("PUT", "/api/world", {{"speed", 0.5}})["speed"], 0.5);
+    for (const Json& speed : {Json(0.05), Json(3601), Json(0), Json(-1), Json("60")})
+    {
+        EXPECT_EQ(json("PUT", "/api/world", {{"speed", speed}}, 400)["code"],
+                  speed.is_string() ? "bad-document" : "bad-value")
+            << speed;
+    }
+    EXPECT_EQ(json("PUT", "/api/world", {{"speed", 4000}}, 400)["detail"], "speed is a number from 0.1 to 3600");
+    EXPECT_EQ(json("GET", "/api/world")["speed"], 0.5);
     host::setClock(clock_);
 }
 
@@ -529,6 +661,20 @@ TEST_F(ApiTest, TheTraceIsFiltered)
     EXPECT_EQ(*all.source->next(),
               "event: line\ndata: {\"line\":\"one\"}\n\nevent: line\ndata: {\"line\":\"two\"}\n\n");
     EXPECT_EQ(*some.source->next(), "event: line\ndata: {\"line\":\"two\"}\n\n");
+}
+
+TEST_F(ApiTest, TheEndOfLogAndOutputIsReadInAsManyLinesAsAreAskedFor)
+{
+    support::writeFile(sensorpaths::kErrorLogFile, "one\ntwo\nthree\n");
+    api_->trace().take("four\nfive\n");
+    EXPECT_EQ(json("GET", "/api/log").dump(), R"({"lines":["one","two","three"]})");
+    EXPECT_EQ(json("GET", "/api/log?lines=2").dump(), R"({"lines":["two","three"]})");
+    EXPECT_EQ(json("GET", "/api/log?lines=0").dump(), R"({"lines":[]})");
+    EXPECT_EQ(json("GET", "/api/output").dump(), R"({"lines":["four","five"]})");
+    EXPECT_EQ(json("GET", "/api/output?lines=1").dump(), R"({"lines":["five"]})");
+    EXPECT_EQ(json("GET", "/api/output?lines=99").dump(), R"({"lines":["four","five"]})");
+    EXPECT_EQ(json("GET", "/api/output?lines=-1", nullptr, 400)["detail"], "lines is a whole number from 0 on");
+    EXPECT_EQ(json("GET", "/api/log?lines=few", nullptr, 400)["detail"], "few is not a whole number");
 }
 
 TEST_F(ApiTest, WhatIsExportedIsTheSameAfterResetAndImport)

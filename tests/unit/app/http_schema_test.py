@@ -109,7 +109,10 @@ REQUESTS = [
     ("PUT", WINDOW, "9", MORNING, "unknown-scheme"),
     ("PUT", WINDOW, "1", {**MORNING, "from": "noon"}, "bad-value"),
     ("PUT", WINDOW, "1", {**MORNING, "from": "22:00"}, "window-refused"),
-    ("PUT", WINDOW, "1", {"enabled": True}, "bad-document"),
+    ("PUT", WINDOW, "1", {"enabled": True}, ""),
+    ("PUT", WINDOW, "1", {"to": "09:00"}, ""),
+    ("PUT", WINDOW, "1", {}, "bad-document"),
+    ("PUT", WINDOW, "1", {"form": "06:00"}, "bad-document"),
     ("POST", "/api/save", "", None, ""),
     ("POST", "/api/reload", "", None, ""),
     ("PUT", "/api/scheme", "", {"scheme": 4}, ""),
@@ -141,6 +144,9 @@ REQUESTS = [
     ("PUT", "/api/world", "", {"light": 42.5, "distance": 3}, ""),
     ("PUT", "/api/world", "", {"light": "daylight", "time": "12:00"}, ""),
     ("PUT", "/api/world", "", {"time": "24:00"}, "bad-value"),
+    ("PUT", "/api/world", "", {"speed": 2, "time": "12:00"}, ""),
+    ("PUT", "/api/world", "", {"speed": 0}, "bad-value"),
+    ("PUT", "/api/world", "", {"speed": 1}, ""),
     ("PUT", "/api/world", "", {"faults": [{"key": "contrast", "status": -2, "after": 1, "count": 2}, {"key": 34}]}, ""),
     ("PUT", "/api/world", "", {"faults": [{"key": "nonsense"}]}, "unknown-key"),
     ("PUT", "/api/world", "", {"faults": []}, ""),
@@ -152,6 +158,11 @@ REQUESTS = [
     ("PUT", "/api/diagnostics", "", {"level": "loud"}, "bad-document"),
     ("PUT", "/api/diagnostics", "", {"level": 2, "marker": False}, "bad-document"),
     ("GET", "/api/log", "", None, ""),
+    ("GET", "/api/log?lines=1", "", None, ""),
+    ("GET", "/api/log?lines=all", "", None, "bad-value"),
+    ("GET", "/api/output", "", None, ""),
+    ("GET", "/api/output?lines=1", "", None, ""),
+    ("GET", "/api/output?lines=-1", "", None, "bad-value"),
     ("GET", "/api/session", "", None, ""),
     ("POST", "/api/session", "", LOGIN, "no-users"),
     ("DELETE", "/api/session", "", None, ""),
@@ -416,6 +427,11 @@ class Answers(unittest.TestCase):
             check = jsonschema.Draft202012Validator(self.promise(answer))
             self.assertEqual([error.message for error in check.iter_errors(answer.json())], [], str(answer))
 
+    def test_every_refusal_says_what_to_do(self):
+        for answer in self.answers:
+            if answer.status != 200:
+                self.assertTrue(answer.json().get("hint"), str(answer))
+
     def test_every_operation_but_the_streams_was_answered(self):
         described = {(method.upper(), path) for path, operations in self.description["paths"].items()
                      for method in operations}
@@ -556,6 +572,13 @@ class Documents(unittest.TestCase):
                     codes |= {(code, status) for code in response["description"].split(", ") if status != "200"}
         rows = re.findall(r"^\| `([a-z-]+)` \| ([0-9, ]+) \|", section_of_document("Errors"), re.MULTILINE)
         self.assertEqual({(code, status) for code, statuses in rows for status in statuses.split(", ")}, codes)
+
+    def test_every_event_is_told(self):
+        with Camera("sensorcam") as camera:
+            description = json.loads(camera.ask("GET", "/api/openapi.json")[2])
+        words = description["components"]["schemas"]["event"]["properties"]["event"]["enum"]
+        rows = re.findall(r"^\| `([a-z]+)` \| ", section_of_document("Events"), re.MULTILINE)
+        self.assertEqual(sorted(rows), sorted([*words, "state"]))
 
     def test_the_limits_are_those_of_the_server(self):
         units = {"": 1, "KB": 1 << 10, "MB": 1 << 20, "s": 1000}

@@ -230,13 +230,15 @@ TEST(JsonResults, ASchemeThatLacksAKeyIsLeftOutOfItsValues)
 TEST(JsonResults, DayAndNightAreNoNumberOfAScheme)
 {
     const camera::Explanation explanation = {0, camera::Why::window, 18 * 60, camera::kByDayAndNight};
-    EXPECT_EQ(app::toJson(explanation).dump(), "{\"scheme\":0,\"why\":\"window\",\"until\":\"18:00\"}");
+    EXPECT_EQ(app::toJson(explanation).dump(),
+              "{\"scheme\":0,\"why\":\"window\",\"until\":\"18:00\",\"schemes\":[],\"day\":[{\"from\":"
+              "\"00:00\",\"to\":\"24:00\",\"scheme\":0}],\"overlaps\":[]}");
     const camera::Schedule schedule = {{{true, 8, 0, 18, 5}}, true, true, -1, 61};
     EXPECT_EQ(app::toJson(schedule).dump(),
               "{\"time\":\"01:01\",\"mode\":\"auto\",\"defaultScheme\":1,\"byDayAndNight\":true,\"schemes\":[{"
               "\"scheme\":0,\"enabled\":true,\"from\":\"08:00\",\"to\":\"18:05\",\"neverHolds\":false}],\"day\":[{"
               "\"from\":\"00:00\",\"to\":\"08:00\"},{\"from\":\"08:00\",\"to\":\"18:05\",\"scheme\":0},{"
-              "\"from\":\"18:05\",\"to\":\"24:00\"}]}");
+              "\"from\":\"18:05\",\"to\":\"24:00\"}],\"overlaps\":[]}");
 }
 
 TEST(JsonResults, WithoutAMarkerFileTheLevelIsOne)

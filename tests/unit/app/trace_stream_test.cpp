@@ -72,5 +72,18 @@ TEST(TraceLog, AReaderThatWentAwayIsForgotten)
     EXPECT_EQ(*log.reader("")->next(), "");
 }
 
+TEST(TraceLog, TheLastLinesAreKeptForThoseWhoComeLater)
+{
+    TraceLog log;
+    log.take("one\ntwo\n");
+    EXPECT_EQ(log.lines(), (std::vector<std::string>{"one", "two"}));
+    const std::string line(TraceLog::kLongest - 1, 'x');
+    for (std::size_t bytes = 0; bytes < TraceLog::kKept; bytes += TraceLog::kLongest)
+    {
+        log.take(line + "\n");
+    }
+    EXPECT_EQ(log.lines(), std::vector<std::string>(TraceLog::kKept / TraceLog::kLongest, line));
+}
+
 }  // namespace
 }  // namespace web

@@ -235,9 +235,10 @@ TEST_F(CameraEvents, ModesSavesWindowsAndResetsAreTold)
     c().setWindow(0, {true, 9, 0, 10, 0});
     EXPECT_EQ(only(take(), Kind::saved).scheme, 0) << "and not the one in force";
     c().factoryReset();
-    only(take(), Kind::reset);
-    turnAt(12, 0);
-    EXPECT_EQ(only(take(), Kind::scheme).scheme, 0);
+    events = take();
+    only(events, Kind::reset);
+    EXPECT_EQ(only(events, Kind::scheme).scheme, 0);
+    EXPECT_EQ(only(events, Kind::scheme).by, "");
 }
 
 TEST_F(CameraEvents, WhatTheLensIsToldIsToldAtOnce)

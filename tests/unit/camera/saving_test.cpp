@@ -240,8 +240,23 @@ TEST_F(CameraSaving, AFactoryResetMakesEverySchemeAnew)
     c().factoryReset();
     EXPECT_EQ(c().schemeValue(2, KEY_BRIGHTNESS), 50);
     EXPECT_FALSE(c().texts(0).texts.empty());
-    turnAt(12, 0);
     EXPECT_EQ(c().currentScheme(), 0);
+}
+
+TEST_F(CameraSaving, WhatIsSetDuringAFactoryResetIsRememberedByTheSchemeThatComes)
+{
+    bringUp();
+    std::future<camera::ApplyResult> change;
+    const int subscription = c().events().subscribe([&](const camera::Event& event) {
+        if (event.kind == camera::Event::Kind::reset)
+        {
+            change = std::async(std::launch::async, [this] { return c().apply({{KEY_BRIGHTNESS, 61}}); });
+        }
+    });
+    c().factoryReset();
+    c().events().unsubscribe(subscription);
+    EXPECT_EQ(outcomes(change.get()), std::vector<camera::Outcome>{camera::Outcome::applied});
+    EXPECT_EQ(c().schemeValue(0, KEY_BRIGHTNESS), 61);
 }
 
 TEST_F(CameraSaving, ACameraWhoseBoardFilesAreGoneIsDownAfterAReset)

@@ -47,6 +47,25 @@ TEST(Schedule, TheLowestSchemeWinsWhereWindowsOverlap)
     EXPECT_EQ(day.back().endMinutes, 1440);
 }
 
+TEST(Schedule, OverlapsAreTheStretchesInWhichSeveralWindowsHold)
+{
+    const auto overlaps = camera::overlapsOfDay(schedule({window(true, 8, 0, 12, 0), window(true, 6, 0, 18, 30),
+                                                          window(true, 11, 30, 13, 0), window(false, 0, 0, 24, 0)}));
+    ASSERT_EQ(overlaps.size(), 3u);
+    const std::vector<int> schemes[] = {{0, 1}, {0, 1, 2}, {1, 2}};
+    const int starts[] = {480, 690, 720};
+    const int ends[] = {690, 720, 780};
+    for (std::size_t i = 0; i < overlaps.size(); ++i)
+    {
+        EXPECT_EQ(overlaps[i].schemes, schemes[i]);
+        EXPECT_EQ(overlaps[i].startMinutes, starts[i]);
+        EXPECT_EQ(overlaps[i].endMinutes, ends[i]);
+    }
+    EXPECT_TRUE(camera::overlapsOfDay(schedule({window(true, 8, 0, 12, 0), window(true, 12, 0, 13, 0)})).empty());
+    EXPECT_EQ(camera::overlapsOfDay(schedule({window(true, 0, 0, 24, 0), window(true, 0, 0, 24, 0)}))[0].endMinutes,
+              1440);
+}
+
 TEST(Schedule, MinutesBeyondTheHourCountAsTheLibraryCountsThem)
 {
     // 10:75 is 1075, which lies after 10:59 and before 11:00.

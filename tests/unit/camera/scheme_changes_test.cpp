@@ -298,4 +298,25 @@ TEST_F(CameraSchemes, AFrameRateThatTheSensorRoundsIsSentOnce)
     EXPECT_EQ(applied(IA_CMD_SENSOR_FPS), 25);
 }
 
+// While a window is changed the scheduler is held off by manual mode, which is nobody's choice.
+TEST_F(CameraSchemes, ReadersSeeTheModeThatWasChosenWhileAWindowIsChanged)
+{
+    bringUp();
+    turnAt(12, 0);
+    std::future<std::pair<int, camera::Why>> reader;
+    const int subscription = c().events().subscribe([&](const camera::Event& event) {
+        if (event.kind == camera::Event::Kind::values)
+        {
+            reader = std::async(std::launch::async, [this] { return std::make_pair(c().mode(), c().explain().why); });
+            reader.wait();
+        }
+    });
+    c().setWindow(1, {true, 8, 0, 10, 0});
+    c().events().unsubscribe(subscription);
+    const auto [mode, why] = reader.get();
+    EXPECT_EQ(mode, 1);
+    EXPECT_NE(why, camera::Why::manual);
+    EXPECT_EQ(c().mode(), 1);
+}
+
 }  // namespace

@@ -1,5 +1,8 @@
 #include "camera/Transfer.h"
 
+#include <future>
+#include <thread>
+
 #include "SensorPaths.h"
 #include "camera/KeyNames.h"
 #include "tests/unit/camera/CameraFixture.h"
@@ -165,6 +168,39 @@ TEST_F(CameraTransfer, WhatAnotherModelExportsFits)
     const ImportResult result = c().import(wanted);
     EXPECT_FALSE(result.sameModel);
     EXPECT_FALSE(result.failed.has_value());
+}
+
+TEST_F(CameraTransfer, WhatGoesOutBesideAnImportIsFromBeforeItOrFromAfterIt)
+{
+    constexpr int kChances = 1000;  // for a reader that nobody holds back
+    begin();
+    wanted_.schemes = {{1, {}, {{"KEY_BRIGHTNESS", 61}}}, {2, {}, {{"KEY_BRIGHTNESS", 62}}}};
+    std::future<camera::Export> reader;
+    const int subscription = c().events().subscribe([&](const camera::Event& event) {
+        if (event.kind == camera::Event::Kind::saved && event.scheme == 1)
+        {
+            reader = std::async(std::launch::async, [this] { return c().exported(); });
+            for (int i = 0; i < kChances; ++i)
+            {
+                std::this_thread::yield();
+            }
+        }
+    });
+    c().import(wanted_);
+    c().events().unsubscribe(subscription);
+    const camera::Export all = reader.get();
+    const auto brightness = [&all](std::size_t scheme) {
+        for (const camera::Value& value : all.schemes.at(scheme).values)
+        {
+            if (value.key == KEY_BRIGHTNESS)
+            {
+                return value.value;
+            }
+        }
+        return -1;
+    };
+    EXPECT_EQ(brightness(1), 61);
+    EXPECT_EQ(brightness(2), 62);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "camera/Trials.h"
 
+#include <future>
 #include <thread>
 
 #include "tests/unit/camera/CameraFixture.h"
@@ -83,6 +84,21 @@ protected:
     int subscription_ = 0;
 };
 
+TEST(Trials, WhatIsLeftOfALeaseGrowsAndShrinksWithIt)
+{
+    camera::Trials trials(15s);
+    const unsigned id = trials.put({}, 0s).id;
+    trials.setLease(30s, 5s);
+    EXPECT_TRUE(trials.takeExpired(24s).empty());
+    EXPECT_EQ(trials.find(id)->until, 25s);
+    trials.setLease(3s, 15s);
+    EXPECT_EQ(trials.find(id)->until, 16s);
+    EXPECT_EQ(trials.hold(id, 15s)->until, 18s);
+    EXPECT_FALSE(trials.hold(id, 18s).has_value());
+    EXPECT_EQ(trials.takeExpired(18s).size(), 1u);
+    EXPECT_FALSE(trials.find(id).has_value());
+}
+
 TEST_F(CameraTrials, ATrialIsOnTheSensorAndInNoScheme)
 {
     begin();
@@ -165,6 +181,52 @@ TEST_F(CameraTrials, ASignOfLifeAndAFurtherValueGiveFifteenSecondsMore)
     EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 50);
     EXPECT_EQ(applied(IA_CMD_CONTRAST), 50);
     EXPECT_EQ(takeStates(), (States{TrialState::begun, TrialState::expired}));
+}
+
+// While another one is taken back from a device that takes its time.
+TEST_F(CameraTrials, OneThatIsHeldWhileAnotherEndsGoesOn)
+{
+    begin();
+    tried({{KEY_BRIGHTNESS, 61}});
+    pass(1s);
+    const unsigned held = tried({{KEY_CONTRAST, 62}});
+    pass(13s);
+    failures().setBeforeCall([this, held, isFirst = true](ia_cmd_e command, int opt, const void*) mutable {
+        if (isFirst && command == IA_CMD_BRIGHTNESS && opt == IA_CMD_OPT_SET)
+        {
+            isFirst = false;
+            EXPECT_TRUE(c().holdTrial(held).has_value());
+            clock_->advance(2s);
+        }
+    });
+    pass(1s);
+    failures().setBeforeCall(nullptr);
+    EXPECT_EQ(applied(IA_CMD_BRIGHTNESS), 50);
+    EXPECT_EQ(applied(IA_CMD_CONTRAST), 62);
+    EXPECT_EQ(c().trials().size(), 1u);
+}
+
+TEST_F(CameraTrials, OneIsHeldAndListedWhileTheDeviceDoesNotAnswer)
+{
+    begin();
+    const unsigned trial = tried({{KEY_BRIGHTNESS, 61}});
+    std::promise<void> called;
+    std::promise<void> answers;
+    failures().setBeforeCall([&, isFirst = true](ia_cmd_e command, int opt, const void*) mutable {
+        if (isFirst && command == IA_CMD_CONTRAST && opt == IA_CMD_OPT_SET)
+        {
+            isFirst = false;
+            called.set_value();
+            answers.get_future().wait();
+        }
+    });
+    std::thread other([this] { c().apply({{KEY_CONTRAST, 62}}); });
+    called.get_future().wait();
+    EXPECT_TRUE(c().holdTrial(trial).has_value());
+    EXPECT_EQ(c().trials().size(), 1u);
+    answers.set_value();
+    other.join();
+    failures().setBeforeCall(nullptr);
 }
 
 TEST_F(CameraTrials, NobodyKeepsATrialWhoseTimeIsOver)

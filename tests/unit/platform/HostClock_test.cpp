@@ -247,6 +247,31 @@ TEST(ScaledClock, RunsSlowerToo)
     EXPECT_GE(real.monotonic() - before, 20ms);
 }
 
+TEST(ScaledClock, TakesUpAnotherSpeedAndNeitherTimeLeaps)
+{
+    ScaledClock clock(1e-3, 12, 0);
+    const Span before = clock.monotonic();
+    const Span wall = wallOf(clock);
+    clock.setSpeed(1e6);
+    clock.wait(3h);
+    EXPECT_GE(clock.monotonic() - before, 3h);
+    EXPECT_GE(wallOf(clock) - wall, 3h);
+    clock.setSpeed(1e-3);
+    const Span slow = clock.monotonic();
+    EXPECT_LT(clock.monotonic() - slow, 1min);
+    EXPECT_GE(clock.monotonic(), slow);
+    EXPECT_THROW(clock.setSpeed(0), std::invalid_argument);
+}
+
+TEST(ScaledClock, AWaitThatHasBegunEndsAtTheNewSpeed)
+{
+    ScaledClock clock(1e-6);
+    std::thread waiting([&clock] { clock.wait(1h); });
+    clock.setSpeed(1e9);
+    waiting.join();
+    EXPECT_GE(clock.monotonic(), 1h);
+}
+
 TEST(ScaledClock, TakesNoSpeedThatIsNotAboveZero)
 {
     for (const double speed :

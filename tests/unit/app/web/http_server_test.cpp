@@ -249,7 +249,9 @@ TEST_F(HttpServerTest, WhatAHandlerThrowsIsAnswered)
     client.say(get("/throw"));
     const std::string answer = client.answer();
     EXPECT_EQ(statusOf(answer), "HTTP/1.1 500 Internal Server Error");
-    EXPECT_EQ(bodyOf(answer), R"({"code":"internal","detail":"broken","status":500})");
+    EXPECT_EQ(
+        bodyOf(answer),
+        R"({"code":"internal","detail":"broken","hint":"this is a mistake in the program: report it","status":500})");
 }
 
 std::set<std::string> threads()

@@ -130,7 +130,9 @@ TEST(RequestHead, ABodyBeyondTheLimitIsRefusedByItsLength)
     ASSERT_TRUE(refusal);
     EXPECT_EQ(refusal->status, 413);
     EXPECT_EQ(refusal->type, "application/problem+json");
-    EXPECT_EQ(refusal->body, R"({"code":"too-large","detail":"a body may have 100 bytes","status":413})");
+    EXPECT_EQ(
+        refusal->body,
+        R"({"code":"too-large","detail":"a body may have 100 bytes","hint":"send less in one request","status":413})");
 }
 
 }  // namespace
