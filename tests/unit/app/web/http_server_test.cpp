@@ -237,6 +237,7 @@ TEST_F(HttpServerTest, AClientOnALongPathOfItsOwnIsServed)
 {
     start();
     const std::string own = "/tmp/" + std::string(102, 'c');
+    std::filesystem::remove(own);
     Connection client = Connection::toPath(kPath, own);
     client.say(get("/a"));
     EXPECT_EQ(bodyOf(client.answer()), "GET /a  local");
