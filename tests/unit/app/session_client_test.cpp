@@ -37,7 +37,7 @@ protected:
     app::EventLoop loop_;
     app::EndSignals signals_;
     app::LibraryOutput output_;
-    app::Terminal terminal_{loop_, signals_, output_, app::LibraryView::Way::beside, false, false};
+    app::Terminal terminal_{loop_, signals_, output_, app::LibraryView::Way::keptBack, false, false};
     std::unique_ptr<FrameSocket> camera_;
     std::unique_ptr<FrameSocket> others_;
 };
@@ -62,13 +62,12 @@ TEST_F(SessionClientTest, WhoseCameraEndsBetweenTwoLinesFails)
 
 TEST_F(SessionClientTest, SendsAsManyOfItsKeptLinesAsAFrameHasRoomForTheNewest)
 {
-    app::Terminal prompt(loop_, signals_, output_, app::LibraryView::Way::keptBack, true, false);
     for (int i = 0; i < 1000; ++i)
     {
         std::printf("%s %d\n", std::string(2000, 'x').c_str(), i);
     }
-    prompt.showLibrary();
-    remote::SessionClient client(std::move(others_), prompt, false, false);
+    terminal_.showLibrary();
+    remote::SessionClient client(std::move(others_), terminal_, false, false);
     camera_->allow(remote::kMostOfRequest);
     camera_->send(Kind::keptLines);
     std::optional<remote::Frame> answer;
