@@ -32,9 +32,14 @@ bool isPlace(std::string_view part)
     return !part.empty() && part.front() == '{';
 }
 
-// What stands for {…}; nothing when the path is another one. Of most routes that shows in the first part that differs.
+// What stands for {…}; nothing when the path is another one. Of most routes that shows before the first place.
 std::optional<std::vector<std::string>> match(std::string_view pattern, std::string_view path)
 {
+    const std::string_view fixed = pattern.substr(0, pattern.find('{'));
+    if (path.substr(0, fixed.size()) != fixed)
+    {
+        return std::nullopt;
+    }
     std::vector<std::string> places;
     while (true)
     {
@@ -251,6 +256,10 @@ void Api::note(const Request& request, const std::string& who, const std::string
 
 void Api::noteChange(const Request& request, const Visitor& visitor, int status)
 {
+    if (settings_.audit == nullptr)
+    {
+        return;
+    }
     const Route* const route = find(request).route;
     const auto dryRun = request.query.find("dry-run");
     if (route == nullptr || route->lane != Lane::change || visitor.role == Role::none ||
@@ -262,7 +271,7 @@ void Api::noteChange(const Request& request, const Visitor& visitor, int status)
     {
         note(request, visitor.name, request.body, status);
     }
-    else if (settings_.audit != nullptr)  // by the route alone: what is refused must not take the place of changes
+    else  // by the route alone: what is refused must not take the place of changes
     {
         settings_.audit->addRefused(
             {visitor.name, request.peer.address, std::string(route->method) + " " + route->path, "", status});
