@@ -184,8 +184,9 @@ private:
         Implementation* server = nullptr;
         MHD_Connection* connection = nullptr;
         std::shared_ptr<Source> source;
-        std::string group;  // of the client
-        std::string left;   // of a piece that did not fit
+        std::string group;     // of the client
+        std::string left;      // a piece that is not sent yet
+        std::size_t sent = 0;  // bytes of it
 
         // Guarded by mutex_.
         bool suspended = false;
@@ -790,9 +791,14 @@ ssize_t HttpServer::Implementation::onStream(void* context, uint64_t, char* buff
         MHD_suspend_connection(stream.connection);
         return 0;
     }
-    const std::size_t count = std::min(room, stream.left.size());
-    std::memcpy(buffer, stream.left.data(), count);
-    stream.left.erase(0, count);
+    const std::size_t count = std::min(room, stream.left.size() - stream.sent);
+    std::memcpy(buffer, stream.left.data() + stream.sent, count);
+    stream.sent += count;
+    if (stream.sent == stream.left.size())
+    {
+        stream.left.clear();
+        stream.sent = 0;
+    }
     stream.last = Clock::now();
     return static_cast<ssize_t>(count);
 }
