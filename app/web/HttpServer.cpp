@@ -29,7 +29,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kReaders = 4;
 constexpr int kAside = 2;
-constexpr int kLogins = 3;                              // two may take long, and one refuses others
+constexpr int kLogins = 3;  // two may take long, and one refuses others
+constexpr int kFrames = 2;
 constexpr int kAtOnce = 64;                             // clients, before deadlines are looked at again
 constexpr std::size_t kStreamPiece = 64 << 10;          // asked of a stream at once
 constexpr auto kLook = std::chrono::milliseconds(250);  // for deadlines, while anybody is connected
@@ -243,6 +244,7 @@ private:
 
     std::unique_ptr<Workers> aside_;
     std::unique_ptr<Workers> logins_;
+    std::unique_ptr<Workers> frames_;
     std::unique_ptr<Workers> readers_;
     std::unique_ptr<Workers> changer_;
     std::thread accepting_;
@@ -259,6 +261,7 @@ HttpServer::Implementation::Implementation(std::vector<ListenSocket> sockets, Ha
       takenStreams_({limits.streams, limits.portStreams, limits.streamsPerAddress}),
       aside_(std::make_unique<Workers>(kAside, limits.waiting)),
       logins_(std::make_unique<Workers>(kLogins, limits.waiting)),
+      frames_(std::make_unique<Workers>(kFrames, limits.waiting)),
       readers_(std::make_unique<Workers>(kReaders, limits.waiting)),
       changer_(std::make_unique<Workers>(1, limits.waiting))
 {
@@ -332,6 +335,7 @@ HttpServer::Implementation::~Implementation()
     daemon_.reset();
     changer_.reset();
     readers_.reset();
+    frames_.reset();
     logins_.reset();
     aside_.reset();
 }
@@ -665,6 +669,8 @@ Workers& HttpServer::Implementation::workersOf(Handler::Lane lane) const
         return *aside_;
     case Handler::Lane::login:
         return *logins_;
+    case Handler::Lane::frame:
+        return *frames_;
     case Handler::Lane::read:
         return *readers_;
     case Handler::Lane::change:

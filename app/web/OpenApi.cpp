@@ -96,9 +96,9 @@ constexpr char kAboutTrace[] =
     "how many are missing for a reader that was too slow. A line with a colon alone is a sign of life.";
 
 constexpr char kAboutPicture[] =
-    "A part for each frame, with the headers of GET /api/snapshot.jpg; whoever is slow skips frames. A part of "
-    "application/problem+json says why there is no picture now: it is tried again. Without news the last part comes "
-    "again.";
+    "A part for each frame, with the headers of GET /api/snapshot.jpg; whoever is slow skips frames. When there is no "
+    "picture any more, the last frame comes again with the header X-Frame-Problem, which has the problem as JSON, and "
+    "it is tried again. Without news the last part comes again.";
 
 constexpr char kFrameHeaders[] = R"json({
 "X-Frame-Number": {"schema": {"type": "integer", "minimum": 1}, "description": "Of the frames since the picture was opened, which is when nobody looked before"},

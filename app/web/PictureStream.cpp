@@ -15,6 +15,10 @@ using Clock = std::chrono::steady_clock;
 constexpr char kStreamType[] = "multipart/x-mixed-replace; boundary=frame";
 constexpr char kBoundary[] = "--frame\r\n";
 
+// Of a part that is sent because there is no picture now: an image, since a browser shows nothing more behind another
+// part.
+constexpr char kProblemHeader[] = "X-Frame-Problem";
+
 Response noPicture(const std::string& why)
 {
     Response refusal = problem(503, "no-picture", why);
@@ -52,17 +56,17 @@ Response answerOf(services::Frame frame)
 }
 
 // Ends with the next part's boundary: browsers show a picture when they have seen where it ends.
-std::string partOf(const Response& piece)
+std::string partOf(const Response& frame)
 {
     std::string head =
-        "Content-Type: " + piece.type + "\r\nContent-Length: " + std::to_string(piece.body.size()) + "\r\n";
-    for (const auto& [name, value] : piece.headers)
+        "Content-Type: " + frame.type + "\r\nContent-Length: " + std::to_string(frame.body.size()) + "\r\n";
+    for (const auto& [name, value] : frame.headers)
     {
         head += name + ": " + value + "\r\n";
     }
     std::string part;
-    part.reserve(head.size() + piece.body.size() + sizeof kBoundary + 4);
-    return part.append(head).append("\r\n").append(piece.body).append("\r\n").append(kBoundary);
+    part.reserve(head.size() + frame.body.size() + sizeof kBoundary + 4);
+    return part.append(head).append("\r\n").append(frame.body).append("\r\n").append(kBoundary);
 }
 
 }  // namespace
@@ -87,33 +91,33 @@ public:
 
     std::optional<std::string> next() override
     {
-        Piece newest;
+        Shared told;
         {
             const std::lock_guard<std::mutex> lock(pictures_.mutex_);
             if (pictures_.ending_)
             {
                 return std::nullopt;
             }
-            newest = pictures_.newest_;
+            told = pictures_.told_;
         }
-        if (newest == nullptr || newest == last_)
+        if (told == last_)
         {
             return "";
         }
         const bool isFirst = last_ == nullptr;
-        last_ = std::move(newest);
+        last_ = std::move(told);
         return (isFirst ? kBoundary : "") + partOf(*last_);
     }
 
     // The same again: nothing else may stand between two parts.
-    std::string heartbeat() const override { return last_ == nullptr ? "\r\n" : partOf(*last_); }
+    std::string heartbeat() const override { return partOf(*last_); }
 
     using Source::wake;
 
 private:
     Pictures& pictures_;
     const Look look_;
-    Piece last_;  // that was sent
+    Shared last_;  // that was sent
 };
 
 // A source that can be stopped, as long as it lives.
@@ -129,9 +133,8 @@ public:
             return;
         }
         pictures_.source_ = &source;
-        pictures_.state_ = State::open;
-        pictures_.newest_ = nullptr;
-        pictures_.changed_.notify_all();
+        pictures_.opening_ = false;
+        pictures_.refusal_.reset();
     }
     ~Reading()
     {
@@ -158,24 +161,13 @@ Pictures::~Pictures()
 
 void Pictures::end()
 {
-    std::vector<std::weak_ptr<Viewer>> viewers;
+    Lock lock(mutex_);
+    ending_ = true;
+    if (source_ != nullptr)
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        ending_ = true;
-        if (source_ != nullptr)
-        {
-            source_->stop();
-        }
-        viewers = viewers_;
+        source_->stop();
     }
-    changed_.notify_all();
-    for (const std::weak_ptr<Viewer>& known : viewers)
-    {
-        if (const std::shared_ptr<Viewer> viewer = known.lock())
-        {
-            viewer->wake();
-        }
-    }
+    wakeViewers(lock);
 }
 
 // ---- those who look ------------------------------------------------------------------------------------------
@@ -184,7 +176,7 @@ Response Pictures::stream()
 {
     const auto viewer = std::make_shared<Viewer>(*this);
     Lock lock(mutex_);
-    if (std::optional<Response> refusal = waitWhile(lock, [this] { return state_ == State::opening; }))
+    if (std::optional<Response> refusal = waitForFrame(lock))
     {
         return std::move(*refusal);
     }
@@ -199,29 +191,23 @@ Response Pictures::snapshot()
 {
     const Look look(*this);
     Lock lock(mutex_);
-    if (std::optional<Response> refusal = waitWhile(lock, [this] { return newest_ == nullptr; }))
+    if (std::optional<Response> refusal = waitForFrame(lock))
     {
         return std::move(*refusal);
     }
     return *newest_;
 }
 
-// What is answered instead when the picture does not come.
-std::optional<Response> Pictures::waitWhile(Lock& lock, const std::function<bool()>& waits)
+// What is answered instead when none comes.
+std::optional<Response> Pictures::waitForFrame(Lock& lock)
 {
-    while (!ending_ && waits())
+    // From when opening began: of a device that hangs, those who come later hear at once.
+    if (!changed_.wait_until(lock, since_ + times_.patience,
+                             [this] { return ending_ || refusal_ || newest_ != nullptr; }))
     {
-        // From when opening began: of a device that hangs, those who come later hear at once.
-        if (changed_.wait_until(lock, since_ + times_.patience) == std::cv_status::timeout && waits())
-        {
-            return noPicture("the picture does not come");
-        }
+        return noPicture("the picture does not come");
     }
-    if (ending_)
-    {
-        return problem(503, "ending", "the camera is ending");
-    }
-    return state_ == State::refused ? std::optional(*newest_) : std::nullopt;
+    return ending_ ? std::optional(problem(503, "ending", "the camera is ending")) : refusal_;
 }
 
 void Pictures::arrive()
@@ -252,11 +238,13 @@ void Pictures::leave()
     {
         source_->stop();
     }
-    if (std::exchange(state_, State::opening) != State::opening)
+    if (!opening_)
     {
         since_ = Clock::now();
     }
+    refusal_.reset();
     newest_ = nullptr;
+    told_ = nullptr;
     changed_.notify_all();
 }
 
@@ -268,14 +256,15 @@ void Pictures::run()
     while (looking_ > 0 && !ending_)
     {
         left_ = false;
+        opening_ = true;
         since_ = Clock::now();
         lock.unlock();
         Response refusal = read();
         lock.lock();
+        opening_ = false;
         if (!left_ && !ending_)
         {
-            state_ = State::refused;
-            show(lock, std::move(refusal));
+            refuse(lock, std::move(refusal));
             changed_.wait_for(lock, times_.pause, [this] { return left_ || ending_; });
         }
     }
@@ -300,9 +289,9 @@ Response Pictures::read()
                 throw std::runtime_error("a frame has " + std::to_string(frame->jpeg.size()) + " bytes, and may have " +
                                          std::to_string(kLargest));
             }
-            Response piece = answerOf(std::move(*frame));
+            Response answer = answerOf(std::move(*frame));
             Lock lock(mutex_);
-            show(lock, std::move(piece));
+            show(lock, std::move(answer));
         }
     }
     catch (const std::exception& error)
@@ -312,13 +301,35 @@ Response Pictures::read()
     return noPicture("the picture has ended");
 }
 
-void Pictures::show(Lock& lock, Response piece)
+void Pictures::refuse(Lock& lock, Response refusal)
 {
-    if (left_)
+    newest_ = nullptr;
+    if (told_ != nullptr)
     {
-        return;
+        Response last = *told_;
+        if (last.headers.back().first != kProblemHeader)
+        {
+            last.headers.emplace_back(kProblemHeader, "");
+        }
+        last.headers.back().second = refusal.body;
+        told_ = std::make_shared<const Response>(std::move(last));
     }
-    newest_ = std::make_shared<const Response>(std::move(piece));
+    refusal_ = std::move(refusal);
+    wakeViewers(lock);
+}
+
+void Pictures::show(Lock& lock, Response frame)
+{
+    if (!left_)
+    {
+        newest_ = std::make_shared<const Response>(std::move(frame));
+        told_ = newest_;
+        wakeViewers(lock);
+    }
+}
+
+void Pictures::wakeViewers(Lock& lock)
+{
     changed_.notify_all();
     const std::vector<std::weak_ptr<Viewer>> viewers = viewers_;
     lock.unlock();  // whoever is woken may be the last who looked

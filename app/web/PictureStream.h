@@ -18,7 +18,7 @@ namespace web {
 
 // The camera's picture for any number of viewers. One thread reads it while anybody looks, and all share what it reads.
 // A viewer that has taken a frame is sent the newest one: who is slow skips frames and holds nobody up. When the picture
-// ends or fails, the viewers are told why, and it is opened again. Thread-safe.
+// ends or fails, the viewers are sent the last frame again with the reason, and it is opened again. Thread-safe.
 class Pictures
 {
 public:
@@ -40,9 +40,9 @@ public:
     Pictures(const Pictures&) = delete;
     Pictures& operator=(const Pictures&) = delete;
 
-    // Frames without end, each a part of its own; or why there are none.
+    // Frames without end, each a part of its own; or why there are none. Both wait for a frame where nobody looked.
     Response stream();
-    // The newest frame, where nobody looks the first; or why there is none.
+    // The newest frame; or why there is none.
     Response snapshot();
 
     // Streams end, and nobody waits any more. From any thread, at once.
@@ -53,23 +53,17 @@ private:
     class Reading;
     class Viewer;
 
-    // A frame as an answer, or the refusal that is told instead.
-    using Piece = std::shared_ptr<const Response>;
+    using Shared = std::shared_ptr<const Response>;
     using Lock = std::unique_lock<std::mutex>;
-
-    enum class State
-    {
-        opening,
-        open,
-        refused,
-    };
 
     void arrive();
     void leave();
+    std::optional<Response> waitForFrame(Lock& lock);
     void run();
     Response read();
-    void show(Lock& lock, Response piece);
-    std::optional<Response> waitWhile(Lock& lock, const std::function<bool()>& waits);
+    void refuse(Lock& lock, Response refusal);
+    void show(Lock& lock, Response frame);
+    void wakeViewers(Lock& lock);
 
     const Open open_;
     const Times times_;
@@ -82,10 +76,12 @@ private:
     bool ending_ = false;
     bool left_ = false;  // nobody looked for a moment: what was opened before is over
     bool running_ = false;
-    State state_ = State::opening;
+    bool opening_ = false;
     std::chrono::steady_clock::time_point since_;  // when opening began
     services::PictureSource* source_ = nullptr;    // while it is read
-    Piece newest_;
+    std::optional<Response> refusal_;              // why there is no picture now
+    Shared newest_;                                // frame of the picture that is open
+    Shared told_;                                  // to viewers: that, or the last one with the reason
     std::vector<std::weak_ptr<Viewer>> viewers_;
     std::thread thread_;
 };

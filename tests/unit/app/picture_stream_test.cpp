@@ -154,21 +154,17 @@ private:
     std::atomic<int> taken_ = 0;
 };
 
-std::string partOf(std::uint64_t number, const std::string& jpeg = "JPEG")
+// problem: sent again because of this.
+std::string partOf(std::uint64_t number, const std::string& jpeg = "JPEG", const std::string& problem = "")
 {
+    const std::string header =
+        "X-Frame-Problem: {\"code\":\"no-picture\",\"detail\":\"" + problem + "\",\"status\":503}\r\n";
     return "Content-Type: image/jpeg\r\nContent-Length: " + std::to_string(jpeg.size()) +
            "\r\nX-Frame-Number: " + std::to_string(number) +
            "\r\nX-Frame-Time: 28680.5\r\nX-Frame-Width: 1280\r\nX-Frame-Height: 720\r\nX-Frame-Exposure: 0.04\r\n"
            "X-Frame-Gain: 12.5\r\nX-Frame-Rate: 25\r\nX-Frame-Light: 300\r\nX-Frame-Night: false\r\n"
-           "X-Frame-Frozen: false\r\n\r\n" +
-           jpeg + "\r\n--frame\r\n";
-}
-
-std::string refusalPart(const std::string& why)
-{
-    const std::string body = "{\"code\":\"no-picture\",\"detail\":\"" + why + "\",\"status\":503}";
-    return "Content-Type: application/problem+json\r\nContent-Length: " + std::to_string(body.size()) +
-           "\r\nRetry-After: 1\r\n\r\n" + body + "\r\n--frame\r\n";
+           "X-Frame-Frozen: false\r\n" +
+           (problem.empty() ? "" : header) + "\r\n" + jpeg + "\r\n--frame\r\n";
 }
 
 std::string headerOf(const Response& response, const std::string& name)
@@ -251,13 +247,13 @@ TEST_F(PictureStreamTest, NothingIsReadWhileNobodyLooks)
 TEST_F(PictureStreamTest, AllWhoLookShareWhatIsReadOnce)
 {
     std::deque<Viewer> viewers;
-    for (int i = 0; i < 16; ++i)
-    {
-        viewers.emplace_back(pictures_);
-    }
     for (std::uint64_t number = 1; number <= 3; ++number)
     {
         device_.give(frame(number));
+        while (viewers.size() < 16)
+        {
+            viewers.emplace_back(pictures_);
+        }
         for (Viewer& viewer : viewers)
         {
             EXPECT_EQ(viewer.next(), (number == 1 ? kBoundary : "") + partOf(number));
@@ -269,18 +265,20 @@ TEST_F(PictureStreamTest, AllWhoLookShareWhatIsReadOnce)
 
 TEST_F(PictureStreamTest, AStreamIsOfPartsThatReplaceOneAnother)
 {
+    device_.give(frame(1));
     const Response response = pictures_.stream();
     EXPECT_EQ(response.status, 200);
     EXPECT_EQ(response.type, "multipart/x-mixed-replace; boundary=frame");
     ASSERT_NE(response.source, nullptr);
+    EXPECT_EQ(response.source->next(), kBoundary + partOf(1));
     EXPECT_EQ(response.source->next(), "");
 }
 
 TEST_F(PictureStreamTest, WhoTakesNothingMissesFramesAndIsSentTheNewest)
 {
+    device_.give(frame(1));
     Viewer slow(pictures_);
     Viewer quick(pictures_);
-    device_.give(frame(1));
     EXPECT_EQ(quick.next(), kBoundary + partOf(1));
     EXPECT_EQ(slow.next(), kBoundary + partOf(1));
     for (std::uint64_t number = 2; number <= 9; ++number)
@@ -294,9 +292,8 @@ TEST_F(PictureStreamTest, WhoTakesNothingMissesFramesAndIsSentTheNewest)
 
 TEST_F(PictureStreamTest, WithoutNewsTheLastPartIsSentAgain)
 {
-    Viewer viewer(pictures_);
-    EXPECT_EQ(viewer.source().heartbeat(), "\r\n");
     device_.give(frame(1));
+    Viewer viewer(pictures_);
     viewer.next();
     device_.give(frame(2));
     device_.waitUntilTaken();
@@ -326,8 +323,8 @@ TEST_F(PictureStreamTest, HeadersTellWithWhatAFrameWasTaken)
 
 TEST_F(PictureStreamTest, ASnapshotBesideAViewerIsTheNewestFrameAndOpensNothing)
 {
-    Viewer viewer(pictures_);
     device_.give(frame(1));
+    Viewer viewer(pictures_);
     viewer.next();
     device_.give(frame(2));
     viewer.next();
@@ -351,8 +348,8 @@ TEST_F(PictureStreamTest, WhoeverComesBeforeThePictureIsClosedGetsOneThatIsOpene
 {
     for (std::uint64_t number = 1; number <= 200; ++number)
     {
-        Viewer viewer(pictures_);
         device_.give(frame(number));
+        Viewer viewer(pictures_);
         std::string piece = viewer.next();
         if (piece == kBoundary + partOf(number - 1))  // while the viewer before was still being woken
         {
@@ -364,13 +361,14 @@ TEST_F(PictureStreamTest, WhoeverComesBeforeThePictureIsClosedGetsOneThatIsOpene
 
 TEST_F(PictureStreamTest, APictureThatEndsIsToldAndOpenedAgain)
 {
-    Viewer viewer(pictures_);
     device_.give(frame(5));
+    Viewer viewer(pictures_);
     EXPECT_EQ(viewer.next(), kBoundary + partOf(5));
     device_.set(Device::Opening::hangs);
     device_.endPicture();
-    EXPECT_EQ(viewer.next(), refusalPart("the picture has ended"));
-    EXPECT_EQ(viewer.source().heartbeat(), refusalPart("the picture has ended"));
+    EXPECT_EQ(viewer.next(), partOf(5, "JPEG", "the picture has ended"));
+    EXPECT_EQ(viewer.source().heartbeat(), partOf(5, "JPEG", "the picture has ended"));
+    EXPECT_EQ(pictures_.snapshot().status, 503);
     device_.set(Device::Opening::works);
     device_.give(frame(1));
     EXPECT_EQ(viewer.next(), partOf(1));
@@ -379,16 +377,17 @@ TEST_F(PictureStreamTest, APictureThatEndsIsToldAndOpenedAgain)
 
 TEST_F(PictureStreamTest, APictureThatCannotBeOpenedAgainIsTriedUntilItCan)
 {
+    device_.give(frame(5));
     Viewer viewer(pictures_);
     device_.set(Device::Opening::fails);
     device_.endPicture();
     device_.waitUntilOpened(5);
-    EXPECT_EQ(viewer.next().find(kBoundary), 0u);
-    EXPECT_EQ(viewer.next(), refusalPart("its lens cap is on"));
+    const std::string capped = partOf(5, "JPEG", "its lens cap is on");
+    EXPECT_EQ(viewer.next(), kBoundary + capped);
     device_.set(Device::Opening::works);
     device_.give(frame(1));
     std::string part = viewer.next();
-    while (part == refusalPart("its lens cap is on"))
+    while (part == capped)
     {
         part = viewer.next();
     }
@@ -424,12 +423,13 @@ TEST_F(PictureStreamTest, ACameraWithoutAPictureSaysSo)
 
 TEST_F(PictureStreamTest, AFrameBeyondTheLimitIsNotSent)
 {
+    const std::string longest(Pictures::kLargest, 'j');
+    device_.give(frame(1, longest));
     Viewer viewer(pictures_);
-    device_.give(frame(1, std::string(Pictures::kLargest, 'j')));
-    EXPECT_EQ(viewer.next(), kBoundary + partOf(1, std::string(Pictures::kLargest, 'j')));
+    EXPECT_EQ(viewer.next(), kBoundary + partOf(1, longest));
     device_.set(Device::Opening::hangs);
-    device_.give(frame(2, std::string(Pictures::kLargest + 1, 'j')));
-    EXPECT_EQ(viewer.next(), refusalPart("a frame has 4194305 bytes, and may have 4194304"));
+    device_.give(frame(2, longest + "j"));
+    EXPECT_EQ(viewer.next(), partOf(1, longest, "a frame has 4194305 bytes, and may have 4194304"));
     device_.set(Device::Opening::works);
 }
 
@@ -451,17 +451,28 @@ TEST_F(PictureStreamTest, ADeviceThatHangsIsNotWaitedForAgainAndAgain)
     device_.set(Device::Opening::works);
 }
 
-TEST_F(PictureStreamTest, TheEndEndsStreamsAndWhoWaits)
+TEST_F(PictureStreamTest, TheEndEndsStreamsAndNoneComesAfterIt)
 {
+    device_.give(frame(1));
     Viewer viewer(pictures_);
-    std::thread waiting([this] { EXPECT_EQ(pictures_.snapshot().status, 503); });
-    device_.waitUntilTaken();
+    viewer.next();
     pictures_.end();
     EXPECT_EQ(viewer.next(), "the end");
-    waiting.join();
     device_.waitUntilClosed();
     EXPECT_EQ(pictures_.stream().body, "{\"code\":\"ending\",\"detail\":\"the camera is ending\",\"status\":503}");
     EXPECT_EQ(device_.opened(), 1);
+}
+
+TEST_F(PictureStreamTest, WhoWaitsForAPictureIsToldTheEnd)
+{
+    std::thread waiting([this] {
+        EXPECT_EQ(pictures_.snapshot().body,
+                  "{\"code\":\"ending\",\"detail\":\"the camera is ending\",\"status\":503}");
+    });
+    device_.waitUntilTaken();
+    pictures_.end();
+    waiting.join();
+    device_.waitUntilClosed();
 }
 
 TEST_F(PictureStreamTest, ThoseWhoComeAndGoAtOnceGetTheirPictures)
@@ -504,9 +515,13 @@ protected:
         server_.emplace(std::move(sockets), *this, limits);
     }
 
-    Lane lane(const Request&) override { return Lane::aside; }
+    Lane lane(const Request& request) override { return request.path == "/other" ? Lane::aside : Lane::frame; }
     Response answer(const Request& request) override
     {
+        if (request.path == "/other")
+        {
+            return {200, "text/plain", "other"};
+        }
         return request.path == "/stream" ? pictures_.stream() : pictures_.snapshot();
     }
 
@@ -545,11 +560,27 @@ TEST_F(ServedPictureTest, AViewerThatNeverReadsHoldsNobodyUp)
     EXPECT_EQ(device_.taken(), 50);
 }
 
+TEST_F(ServedPictureTest, RequestsThatWaitForAFrameHoldNoOthersUp)
+{
+    std::deque<Connection> waiting;
+    for (int i = 0; i < 8; ++i)
+    {
+        waiting.push_back(ask("GET", i % 2 == 0 ? "/stream" : "/snapshot"));
+    }
+    device_.waitUntilTaken();
+    EXPECT_NE(ask("GET", "/other").untilClosed().find("other"), std::string::npos);
+    device_.give(frame(1));
+    for (Connection& client : waiting)
+    {
+        EXPECT_NE(client.until("JPEG").find("X-Frame-Number: 1\r\n"), std::string::npos);
+    }
+}
+
 TEST_F(ServedPictureTest, TheLastViewerThatGoesEndsTheReading)
 {
     {
-        Connection client = ask("GET", "/stream");
         device_.give(frame(1));
+        Connection client = ask("GET", "/stream");
         client.until("JPEG\r\n--frame\r\n");
     }
     device_.give(frame(2));  // that it has gone is noticed when it is sent something
@@ -560,19 +591,22 @@ TEST_F(ServedPictureTest, AHeadIsThatOfASnapshotOrAStream)
 {
     device_.give(frame(1));
     EXPECT_NE(ask("HEAD", "/snapshot").untilClosed().find("X-Frame-Number: 1\r\n"), std::string::npos);
+    device_.waitUntilClosed();
+    device_.give(frame(2));
     EXPECT_NE(ask("HEAD", "/stream").untilClosed().find("boundary=frame\r\n"), std::string::npos);
     device_.waitUntilClosed();
 }
 
 TEST_F(ServedPictureTest, TheServerEndsWithViewersThatReadAndSomeThatDoNot)
 {
+    device_.give(frame(1));
     std::deque<Connection> clients;
     for (int i = 0; i < 16; ++i)
     {
         clients.push_back(ask("GET", "/stream"));
         clients.back().until("\r\n\r\n");
     }
-    device_.give(frame(1, std::string(1'000'000, 'j')));
+    device_.give(frame(2, std::string(1'000'000, 'j')));
     clients.front().until("jjj");
     pictures_.end();
     server_.reset();
