@@ -1,15 +1,19 @@
 #include "benchmarks/Web.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -30,6 +34,9 @@ constexpr char kConstantPath[] = "/tmp/constant.sock";
 constexpr int kBatch = 16;
 constexpr int kWarmUpBatches = 5;
 constexpr double kSoon = 0.100;
+constexpr std::size_t kFrameBytes = 60'000;
+constexpr char kFrameByte = 'j';
+constexpr auto kFrameTime = std::chrono::milliseconds(40);
 
 double secondsSince(Clock::time_point begin)
 {
@@ -70,6 +77,8 @@ public:
             fail("a request");
         }
     }
+
+    int descriptor() const { return socket_.number(); }
 
     // The body of an answer that must be good; of one without end nothing.
     std::string answer()
@@ -137,20 +146,58 @@ std::vector<web::ListenSocket> listenAt(const char* path)
     return sockets;
 }
 
-// A camera on the camera's own service, in manual mode, behind its interface.
+// Frames of as many bytes as those of a camera, at its rate.
+class PacedPicture : public services::PictureSource
+{
+public:
+    std::optional<services::Frame> next() override
+    {
+        std::unique_lock<std::mutex> lock(mutex_);
+        due_ += kFrameTime;
+        stopping_.wait_until(lock, due_, [this] { return stopped_; });
+        services::Frame frame;
+        frame.number = ++number_;
+        frame.jpeg.assign(kFrameBytes, kFrameByte);
+        return stopped_ ? std::nullopt : std::optional(frame);
+    }
+    void stop() override
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        stopped_ = true;
+        stopping_.notify_all();
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable stopping_;
+
+    // Guarded by mutex_.
+    bool stopped_ = false;
+    std::uint64_t number_ = 0;
+    Clock::time_point due_ = Clock::now();
+};
+
+class WithPicture : public services::Wrapper
+{
+public:
+    using Wrapper::Wrapper;
+
+    std::unique_ptr<services::PictureSource> openPicture() override { return std::make_unique<PacedPicture>(); }
+};
+
+// A camera on a service, in manual mode, behind its interface.
 class ServedCamera
 {
 public:
-    ServedCamera()
+    explicit ServedCamera(services::Journal& service)
     {
         const Documents documents = shipped("fixed");
         writeFile(styleFile(documents), documents.style);
         writeFile(diversityFile(documents), documents.diversity);
-        services::setServiceInForce(&app::service());
+        services::setServiceInForce(&service);
         host::setClock(std::make_shared<ClockWithoutPauses>());
         camera_ = std::make_unique<camera::Camera>(
-            camera::Camera::Setup{documents.model, SENSORDLL_SOURCE_DIR "/share", 1.0, std::nullopt, true},
-            app::service());
+            camera::Camera::Setup{documents.model, SENSORDLL_SOURCE_DIR "/share", 1.0, std::nullopt, true}, service);
         camera_->setMode(false);
         camera_->setScheme(0);
         api_ = std::make_unique<web::Api>(*camera_, web::Api::Settings());
@@ -186,6 +233,69 @@ double timed(const Work& work)
     return secondsSince(begin) / kBatch;
 }
 
+// Looks at the picture from many connections, and counts what comes.
+class Viewers
+{
+public:
+    explicit Viewers(int count) : bytes_(static_cast<std::size_t>(count))
+    {
+        for (int i = 0; i < count; ++i)
+        {
+            clients_.emplace_back(kCameraPath);
+            clients_.back().say("GET /api/stream.mjpg HTTP/1.0\r\nHost: camera\r\n\r\n");
+        }
+        reading_ = std::thread([this] { read(); });
+    }
+    ~Viewers()
+    {
+        ending_ = true;
+        reading_.join();
+    }
+    Viewers(const Viewers&) = delete;
+    Viewers& operator=(const Viewers&) = delete;
+
+    // That each has been sent of frames.
+    std::vector<std::size_t> bytes() const { return {bytes_.begin(), bytes_.end()}; }
+
+private:
+    void read()
+    {
+        std::vector<pollfd> waits;
+        for (const Client& client : clients_)
+        {
+            waits.push_back({client.descriptor(), POLLIN, 0});
+        }
+        std::vector<char> buffer(256 << 10);
+        while (!ending_)
+        {
+            poll(waits.data(), waits.size(), 10);
+            for (std::size_t i = 0; i < waits.size(); ++i)
+            {
+                const ssize_t count =
+                    waits[i].revents == 0 ? 0 : recv(waits[i].fd, buffer.data(), buffer.size(), MSG_DONTWAIT);
+                waits[i].fd = waits[i].revents != 0 && count <= 0 ? -1 : waits[i].fd;  // the server has ended
+                bytes_[i] += static_cast<std::size_t>(
+                    std::count(buffer.data(), buffer.data() + std::max<ssize_t>(count, 0), kFrameByte));
+            }
+        }
+    }
+
+    std::vector<Client> clients_;
+    std::vector<std::atomic<std::size_t>> bytes_;
+    std::atomic<bool> ending_ = false;
+    std::thread reading_;
+};
+
+double fewestFrames(const std::vector<std::size_t>& before, const std::vector<std::size_t>& after)
+{
+    std::size_t fewest = after[0] - before[0];
+    for (std::size_t i = 1; i < after.size(); ++i)
+    {
+        fewest = std::min(fewest, after[i] - before[i]);
+    }
+    return static_cast<double>(fewest) / kFrameBytes;
+}
+
 double residentBytes()
 {
     std::ifstream statm("/proc/self/statm");
@@ -199,7 +309,7 @@ double residentBytes()
 
 RequestCost measureRequest(OneKey what, int batches)
 {
-    ServedCamera served;
+    ServedCamera served(app::service());
     Client client(kCameraPath);
     client.say(requestFor(what, 60));
     Constant constant(client.answer());
@@ -245,7 +355,9 @@ RequestCost measureRequest(OneKey what, int batches)
 
 LoadedServer measureLoadedServer(double seconds)
 {
-    ServedCamera served;
+    WithPicture picture(app::service());
+    services::Journal service(picture);
+    ServedCamera served(service);
     const double before = residentBytes();
     std::vector<Client> streams;
     for (int i = 0; i < kStreams; ++i)
@@ -259,8 +371,10 @@ LoadedServer measureLoadedServer(double seconds)
     {
         slow.emplace_back(kCameraPath);
     }
+    const Viewers viewers(kViewers);
     const std::string slowly = requestFor(OneKey::patch, 50);
     std::vector<double> taken;
+    const std::vector<std::size_t> sentBefore = viewers.bytes();
     const Clock::time_point begin = Clock::now();
     std::size_t said = 0;
     Client client(kCameraPath);
@@ -279,6 +393,7 @@ LoadedServer measureLoadedServer(double seconds)
         taken.push_back(secondsSince(asked));
     }
     LoadedServer result = {};
+    result.frames = fewestFrames(sentBefore, viewers.bytes()) / secondsSince(begin);
     result.median = quantile(taken, 0.5);
     result.high = quantile(taken, 0.99);
     result.share =

@@ -118,6 +118,8 @@ void measureLoadedServer(benchmark::State& state, const Effort& effort)
         state.SetIterationTime(effort.loadSeconds);
         state.counters["slow_clients"] = bench::kSlowClients;
         state.counters["streams"] = bench::kStreams;
+        state.counters["viewers"] = bench::kViewers;
+        state.counters["frames_per_s"] = result.frames;
         state.counters["median_s"] = result.median;
         state.counters["high_s"] = result.high;
         state.counters["share_soon"] = result.share;

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "ia_ioctrl.h"
+#include "services/Picture.h"
 #include "services/Status.h"
 
 // The image-adjust service as its host sees it: one call, and what a front end may ask beyond it.
@@ -92,6 +94,10 @@ public:
     virtual World* world() { return nullptr; }
     // Null where no calls can be made to fail.
     virtual PlannedFailures* failures() { return nullptr; }
+
+    // A picture of its own for each reader; null for a service without one. Throws std::runtime_error, with the reason,
+    // when there is one that cannot be had.
+    virtual std::unique_ptr<PictureSource> openPicture() { return nullptr; }
 };
 
 // A service in front of another one, which must outlive it; passes everything on.
@@ -108,6 +114,7 @@ public:
     std::optional<int> lamps() const override { return inner_.lamps(); }
     World* world() override { return inner_.world(); }
     PlannedFailures* failures() override { return inner_.failures(); }
+    std::unique_ptr<PictureSource> openPicture() override { return inner_.openPicture(); }
 
 protected:
     ImageService& inner() { return inner_; }

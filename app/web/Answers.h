@@ -98,6 +98,9 @@ Response openSession(const Call& call);
 Response getSession(const Call& call);
 Response closeSession(const Call& call);
 
+Response getStream(const Call& call);
+Response getSnapshot(const Call& call);
+
 Response getEvents(const Call& call);
 Response getOpenApi(const Call& call);
 Response getTrace(const Call& call);

@@ -162,7 +162,11 @@ bool has(const Response& response, const char* header)
 
 }  // namespace
 
-Api::Api(camera::Camera& camera, Settings settings) : camera_(camera), settings_(std::move(settings)), events_(camera)
+Api::Api(camera::Camera& camera, Settings settings)
+    : camera_(camera),
+      settings_(std::move(settings)),
+      events_(camera),
+      pictures_([&camera] { return camera.service().openPicture(); })
 {
 }
 

@@ -9,6 +9,7 @@
 #include "app/web/EventStream.h"
 #include "app/web/Guard.h"
 #include "app/web/HttpServer.h"
+#include "app/web/PictureStream.h"
 #include "app/web/TraceStream.h"
 #include "camera/Camera.h"
 
@@ -72,6 +73,7 @@ public:
 
     EventLog& events() { return events_; }
     TraceLog& trace() { return trace_; }
+    Pictures& pictures() { return pictures_; }
     Sessions* sessions() { return settings_.sessions; }
     // In the audit log.
     void note(const Request& request, const std::string& who, const std::string& body, int status);
@@ -90,6 +92,7 @@ private:
     const Settings settings_;
     EventLog events_;
     TraceLog trace_;
+    Pictures pictures_;
     std::atomic<unsigned> untold_ = 0;
 };
 

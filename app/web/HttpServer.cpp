@@ -31,6 +31,7 @@ using Clock = std::chrono::steady_clock;
 // Threads of each lane but that for changes, which has one.
 constexpr std::size_t kAside = 2;
 constexpr std::size_t kLogins = 3;  // two may take long, and one refuses others
+constexpr std::size_t kFrames = 2;
 constexpr std::size_t kReaders = 4;
 
 constexpr int kAtOnce = 64;                             // clients, before deadlines are looked at again
@@ -205,8 +206,9 @@ private:
         Implementation* server = nullptr;
         MHD_Connection* connection = nullptr;
         std::shared_ptr<Source> source;
-        std::string group;  // of the client
-        std::string left;   // of a piece that did not fit
+        std::string group;     // of the client
+        std::string left;      // a piece that is not sent yet
+        std::size_t sent = 0;  // bytes of it
 
         // Guarded by mutex_.
         bool suspended = false;
@@ -261,7 +263,7 @@ private:
     std::set<Stream*> streams_;
 
     // What runs, in the order in which it begins; it ends in the other one.
-    std::array<Workers, 4> lanes_;  // by Handler::Lane
+    std::array<Workers, 5> lanes_;  // by Handler::Lane
     Daemon daemon_{nullptr, MHD_stop_daemon};
     Daemon tlsDaemon_{nullptr, MHD_stop_daemon};  // of the ports, where they speak TLS
     std::thread accepting_;
@@ -276,7 +278,11 @@ HttpServer::Implementation::Implementation(std::vector<ListenSocket> sockets, Ha
       bodies_({limits.bodies, limits.portBodies, limits.bodiesPerAddress}),
       taken_({limits.connections, limits.portConnections, limits.perAddress}),
       takenStreams_({limits.streams, limits.portStreams, limits.streamsPerAddress}),
-      lanes_{{{kAside, limits.waiting}, {kLogins, limits.waiting}, {kReaders, limits.waiting}, {1, limits.waiting}}}
+      lanes_{{{kAside, limits.waiting},
+              {kLogins, limits.waiting},
+              {kFrames, limits.waiting},
+              {kReaders, limits.waiting},
+              {1, limits.waiting}}}
 {
     if (ending_.number() < 0)
     {
@@ -776,9 +782,14 @@ ssize_t HttpServer::Implementation::onStream(void* context, uint64_t, char* buff
         MHD_suspend_connection(stream.connection);
         return 0;
     }
-    const std::size_t count = std::min(room, stream.left.size());
-    std::memcpy(buffer, stream.left.data(), count);
-    stream.left.erase(0, count);
+    const std::size_t count = std::min(room, stream.left.size() - stream.sent);
+    std::memcpy(buffer, stream.left.data() + stream.sent, count);
+    stream.sent += count;
+    if (stream.sent == stream.left.size())
+    {
+        stream.left.clear();
+        stream.sent = 0;
+    }
     stream.last = Clock::now();
     return static_cast<ssize_t>(count);
 }

@@ -44,6 +44,7 @@ public:
     {
         aside,  // needs no call of the camera: goes on while all readers wait for one
         login,  // needs no call of the camera either, but is slow
+        frame,  // waits for the picture
         read,
         change,
     };

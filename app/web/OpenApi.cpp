@@ -100,6 +100,24 @@ constexpr char kAboutTrace[] =
     "Server-sent events: each has a name and, as data, a JSON object. \"line\" is a line of the library, \"lost\" says "
     "how many are missing for a reader that was too slow. A line with a colon alone is a sign of life.";
 
+constexpr char kAboutPicture[] =
+    "A part for each frame, with the headers of GET /api/snapshot.jpg; whoever is slow skips frames. When there is no "
+    "picture any more, the last frame comes again with the header X-Frame-Problem, which has the problem as JSON, and "
+    "it is tried again. Without news the last part comes again.";
+
+constexpr char kFrameHeaders[] = R"json({
+"X-Frame-Number": {"schema": {"type": "integer", "minimum": 1}, "description": "Of the frames since the picture was opened, which is when nobody looked before"},
+"X-Frame-Time": {"schema": {"type": "number"}, "description": "Seconds of the camera's day"},
+"X-Frame-Width": {"schema": {"type": "integer"}, "description": "Pixels"},
+"X-Frame-Height": {"schema": {"type": "integer"}, "description": "Pixels"},
+"X-Frame-Exposure": {"schema": {"type": "number"}, "description": "Seconds"},
+"X-Frame-Gain": {"schema": {"type": "number"}, "description": "Decibels"},
+"X-Frame-Rate": {"schema": {"type": "number"}, "description": "Frames in a second that the sensor is set to"},
+"X-Frame-Light": {"schema": {"type": "number"}, "description": "Lux on the scene"},
+"X-Frame-Night": {"schema": {"type": "boolean"}},
+"X-Frame-Frozen": {"schema": {"type": "boolean"}, "description": "true: the picture is an earlier one"}
+})json";
+
 constexpr char kSecuritySchemes[] = R"json({
 "bearer": {"type": "http", "scheme": "bearer", "description": "The token that POST /api/session answers with"},
 "cookie": {"type": "apiKey", "in": "cookie", "name": "__Host-sensorcam-8080",
@@ -145,6 +163,8 @@ const Refusals kRefusals[] = {
     {getLens, false, {Code::notOnDevice, Code::deviceRefused}},
     {putLens, true, {}},
     {stepLens, true, {Code::notFound}},
+    {getStream, false, {Code::notOnDevice}, {{503, "no-picture"}}},
+    {getSnapshot, false, {Code::notOnDevice}, {{503, "no-picture"}}},
     {getWorld, false, {Code::notSettable}},
     {import, false, {Code::badValue, Code::notFound, Code::refusedValue, Code::notWritten}},
     {putWorld, false, {Code::badValue, Code::notSettable, Code::unknownKey}},
@@ -302,7 +322,12 @@ std::string operationId(const Route& route)
 
 bool isStream(const Route& route)
 {
-    return std::string(route.type) == "text/event-stream";
+    return std::string(route.type) == "text/event-stream" || route.run == getStream;
+}
+
+bool isPicture(const Route& route)
+{
+    return route.run == getStream || route.run == getSnapshot;
 }
 
 Json parameter(const std::string& name, const char* place)
@@ -390,15 +415,25 @@ Json problemWith(int status, const std::set<std::string>& codes)
 
 Json answerOf(const Route& route)
 {
-    const Json schema = route.answer == nullptr ? Json{{"type", "string"}} : reference(route.answer);
+    Json schema = route.answer == nullptr ? Json{{"type", "string"}} : reference(route.answer);
+    if (isPicture(route))
+    {
+        schema["format"] = "binary";
+    }
     Json answer = {{"description", "Done"}, {"content", content(route.type, schema)}};
     if (isStream(route))
     {
-        answer["description"] = route.run == getTrace ? kAboutTrace : kAboutEvents;
+        answer["description"] = route.run == getStream  ? kAboutPicture
+                                : route.run == getTrace ? kAboutTrace
+                                                        : kAboutEvents;
         return answer;
     }
     answer["headers"] = {
         {"ETag", {{"description", "The revision of the camera, for If-Match"}, {"schema", {{"type", "string"}}}}}};
+    if (isPicture(route))
+    {
+        answer["headers"].update(Json::parse(kFrameHeaders));
+    }
     return answer;
 }
 

@@ -6,6 +6,7 @@ const std::vector<Route>& routes()
 {
     constexpr auto kAside = Handler::Lane::aside;
     constexpr auto kLogin = Handler::Lane::login;
+    constexpr auto kFrame = Handler::Lane::frame;
     constexpr auto kRead = Handler::Lane::read;
     constexpr auto kChange = Handler::Lane::change;
     constexpr auto kJson = "application/json";
@@ -46,6 +47,8 @@ const std::vector<Route>& routes()
         {"POST",  "/api/lens/{step}", kChange, stepLens, "Move the lens by a step", nullptr, "lens"},
         {"GET",   "/api/explain", kRead, explain, "Which scheme holds and why, until when, what comes next; the day by the clock, and where windows overlap", nullptr, "explainScheme"},
         {"GET",   "/api/events", kAside, getEvents, "Server-sent events of what happens", nullptr, "eventData", "text/event-stream"},
+        {"GET",   "/api/stream.mjpg", kFrame, getStream, "The picture, frame by frame", nullptr, nullptr, "multipart/x-mixed-replace"},
+        {"GET",   "/api/snapshot.jpg", kFrame, getSnapshot, "One frame of the picture", nullptr, nullptr, "image/jpeg"},
         {"GET",   "/api/world", kRead, getWorld, "What is around a camera whose surroundings can be changed", nullptr, "world"},
         {"PUT",   "/api/world", kChange, putWorld, "Change the light, the distance, the time of day, how fast it passes, or which sets the device refuses", "newWorld", "world", kJson, Role::administrator},
         {"GET",   "/api/diagnostics", kAside, getDiagnostics, "The library's debug level, and whether a failed assertion ends the camera", nullptr, "diagnostics"},

@@ -270,6 +270,10 @@ Service::Service(camera::Camera& camera, const app::ServeOptions& options, Opene
     clearSecret(identity);
 }
 
-Service::~Service() = default;
+// The server waits for its handlers, and those for a picture that may not come.
+Service::~Service()
+{
+    api_.pictures().end();
+}
 
 }  // namespace web

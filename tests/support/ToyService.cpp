@@ -1,10 +1,14 @@
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
+#include <stdexcept>
 
 #include "app/Service.h"
 
 // A device that has next to nothing, in the place of the one that sensorcam chooses: brightness, mirror, a shutter, a
-// zoom and a reading of day and night. It can neither focus nor measure light, has no lamps, and its world is real.
+// zoom, a reading of day and night, and a picture without pixels. It can neither focus nor measure light, has no lamps,
+// and its world is real.
 namespace {
 
 using services::Kind;
@@ -15,6 +19,36 @@ auto rowOf(Rows& rows, ia_cmd_e cmd)
 {
     return std::find_if(rows.begin(), rows.end(), [cmd](const ParameterState& row) { return row.cmd == cmd; });
 }
+
+// Ten frames in a second, each an empty JPEG.
+class ToyPicture final : public services::PictureSource
+{
+public:
+    std::optional<services::Frame> next() override
+    {
+        std::unique_lock<std::mutex> lock(mutex_);
+        stopping_.wait_for(lock, std::chrono::milliseconds(100), [this] { return stopped_; });
+        services::Frame frame;
+        frame.number = ++number_;
+        frame.jpeg = "\xff\xd8\xff\xd9";
+        return stopped_ ? std::nullopt : std::optional(frame);
+    }
+
+    void stop() override
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        stopped_ = true;
+        stopping_.notify_all();
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable stopping_;
+
+    // Guarded by mutex_.
+    bool stopped_ = false;
+    std::uint64_t number_ = 0;
+};
 
 class ToyService final : public services::ImageService
 {
@@ -35,10 +69,11 @@ public:
         return row == rows_.end() ? services::kUnknownCommand : callRow(*row, opt, data);
     }
 
-    // Module 2 has no zoom.
+    // Module 2 has no zoom, and its picture cannot be had.
     bool setModule(int id) override
     {
         const std::lock_guard<std::mutex> lock(mutex_);
+        hasPicture_ = id != 2;
         const auto zoom = rowOf(rows_, IA_CMD_MZ_POSITION);
         rows_.erase(zoom, id == 2 ? rows_.end() : zoom);
         return true;
@@ -55,6 +90,16 @@ public:
         const std::lock_guard<std::mutex> lock(mutex_);
         const auto row = rowOf(rows_, cmd);
         return row == rows_.end() ? std::nullopt : std::optional(*row);
+    }
+
+    std::unique_ptr<services::PictureSource> openPicture() override
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (!hasPicture_)
+        {
+            throw std::runtime_error("module 2 shows nothing");
+        }
+        return std::make_unique<ToyPicture>();
     }
 
 private:
@@ -98,6 +143,7 @@ private:
     mutable std::mutex mutex_;
 
     // Guarded by mutex_.
+    bool hasPicture_ = true;
     int zoomSteps_ = 0;  // still to go: one whenever somebody asks
     std::vector<ParameterState> rows_ = {
         {IA_CMD_BRIGHTNESS, "Brightness", "", Kind::range, {0, 10, 1, 5, {}}, {}, 5},

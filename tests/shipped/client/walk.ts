@@ -198,6 +198,21 @@ async function trace(): Promise<void> {
   await camera.putDiagnostics({ body: { marker: false }, throwOnError });
 }
 
+// Which the simulator has where its libraries were found.
+async function picture(): Promise<void> {
+  const shot = await camera.getSnapshotJpg();
+  if (shot.response.status === 200) {
+    expectEqual('the type', shot.response.headers.get('Content-Type'), 'image/jpeg');
+    expect('the frame has a number', Number(shot.response.headers.get('X-Frame-Number')) > 0);
+  } else {
+    expectRefusal(shot, 404, 'not-on-device');
+  }
+  const ending = new AbortController();
+  const stream = await camera.getStreamMjpg({ parseAs: 'stream', signal: ending.signal });
+  expectEqual('the status of the stream', stream.response.status, shot.response.status);
+  ending.abort();
+}
+
 // Of a camera without users.
 async function session(): Promise<void> {
   expectEqual('the role', (await camera.getSession({ throwOnError })).data.role, 'administrator');
@@ -225,6 +240,7 @@ async function walk(): Promise<void> {
   await surroundings();
   await events();
   await trace();
+  await picture();
   await session();
   expectEqual('after a reset', (await camera.postReset({ throwOnError })).data.scheme, 0);
   await everythingIsWalked();

@@ -30,6 +30,7 @@ SCHEME = "/api/schemes/{scheme}"
 WINDOW = "/api/schemes/{scheme}/window"
 MORNING = {"enabled": True, "from": "06:00", "to": "08:00"}
 TRIAL = "/api/trials/{trial}"
+STREAM = "/api/stream.mjpg"
 TRY = "/api/parameters?keep=false"
 SCHEMES = {"format": "sensorcam-schemes", "version": 1, "model": "dome", "schemes": [
     {"scheme": 2, "window": MORNING, "values": {"KEY_BRIGHTNESS": 55, "KEY_CONTRAST": 300, "KEY_NONSENSE": 1}},
@@ -176,6 +177,7 @@ TOY_REQUESTS = [
     ("PATCH", "/api/parameters", "", {"contrast": 7}, "not-on-device"),
     ("POST", KEY + "/restore", "contrast", None, "not-on-device"),
     ("GET", KEY, "contrast", None, ""),
+    ("GET", "/api/snapshot.jpg", "", None, ""),
     ("GET", "/api/world", "", None, "not-settable"),
     ("PUT", "/api/world", "", {"light": 3}, "not-settable"),
 ]
@@ -272,7 +274,7 @@ class Camera:
             headers.setdefault("Content-Type", "application/json")
         connection.request(method, path, json.dumps(body) if body is not None else None, headers)
         response = connection.getresponse()
-        text = response.read().decode()
+        text = response.read().decode(errors="replace")
         connection.close()
         self.token = json.loads(text)["token"] if path == "/api/session" and '"token"' in text else self.token
         return response.status, response.headers, text
@@ -330,7 +332,8 @@ class Answers(unittest.TestCase):
         with Camera("toycam") as camera:
             cls.converse(camera, TOY_REQUESTS)
         with Camera("toycam", "--model", "fisheye") as camera:
-            cls.converse(camera, [("GET", "/api/lens", "", None, "not-on-device")])
+            cls.converse(camera, [("GET", "/api/lens", "", None, "not-on-device"),
+                                  *(("GET", path, "", None, "no-picture") for path in (STREAM, "/api/snapshot.jpg"))])
         with Camera("sensorcam", "--model", "lpr") as camera:
             cls.converse(camera, [("GET", path, "", None, "") for path in ("/api/schemes", "/api/explain", "/api/lens")])
         with Camera("sensorcam") as camera:
@@ -436,7 +439,7 @@ class Answers(unittest.TestCase):
         described = {(method.upper(), path) for path, operations in self.description["paths"].items()
                      for method in operations}
         succeeded = {(answer.method, answer.path) for answer in self.answers if answer.status == 200}
-        self.assertEqual(described - succeeded, {("GET", "/api/events"), ("GET", "/api/trace")})
+        self.assertEqual(described - succeeded, {("GET", "/api/events"), ("GET", "/api/trace"), ("GET", STREAM)})
 
     def test_every_role_is_told(self):
         """An operation is refused to those who may less than its role."""
@@ -452,7 +455,7 @@ class Answers(unittest.TestCase):
 
     def test_a_stray_member_or_another_type_is_not_as_described(self):
         for answer in self.answers:
-            if answer.type == "text/xml" or answer.path == "/api/openapi.json":
+            if not answer.type.endswith("json") or answer.path == "/api/openapi.json":
                 continue
             check = jsonschema.Draft202012Validator(self.promise(answer))
             if answer.path != "/api/export" or answer.status != 200:  # what comes back may have more in it
@@ -514,6 +517,29 @@ class Answers(unittest.TestCase):
             name, data = next(events)
             self.assertEqual((name, check.is_valid(data)), ("state", True))
             events.close()
+
+    def test_a_snapshot_and_every_part_of_the_stream_have_the_headers_that_are_described(self):
+        described = self.description["paths"]["/api/snapshot.jpg"]["get"]["responses"]["200"]["headers"]
+        frames = []
+        with Camera("toycam") as camera:
+            frames.append(camera.ask("GET", "/api/snapshot.jpg")[1])
+            connection = Connection(camera.path)
+            connection.request("GET", STREAM)
+            with contextlib.closing(connection), connection.getresponse() as stream:
+                self.assertEqual(stream.headers["Content-Type"], "multipart/x-mixed-replace; boundary=frame")
+                for _ in range(3):
+                    self.assertEqual(stream.readline(), b"--frame\r\n")
+                    frames.append(http.client.parse_headers(stream))
+                    self.assertEqual(stream.read(int(frames[-1]["Content-Length"])), b"\xff\xd8\xff\xd9")
+                    self.assertEqual(stream.readline(), b"\r\n")
+        for frame in frames:
+            self.assertEqual((frame["Content-Type"], frame["Content-Length"]), ("image/jpeg", "4"))
+            told = {name: json.loads(text) for name, text in frame.items() if name.startswith("X-Frame-")}
+            self.assertEqual(set(told), set(described) - {"ETag"})
+            for name, value in told.items():
+                jsonschema.validate(value, described[name]["schema"])
+        numbers = [int(frame["X-Frame-Number"]) for frame in frames[1:]]
+        self.assertEqual(numbers, sorted(set(numbers)))
 
     def test_what_was_read_is_read_again_by_its_head_alone(self):
         with Camera("sensorcam") as camera:
