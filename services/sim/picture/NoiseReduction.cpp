@@ -1,0 +1,176 @@
+#include "services/sim/picture/NoiseReduction.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace sim::picture {
+namespace {
+
+constexpr int kLevels = 10;
+
+constexpr double kWithoutGain = 0.5;  // of what the automatic level allows
+constexpr double kFullGain = 36;      // decibels, from where on it is all of it
+
+constexpr double kMostKept = 0.93;  // of the frame before, where nothing moves
+
+// Motion is looked for in a picture that is smaller by this: its noise is as much smaller.
+constexpr int kSmall = 4;
+constexpr int kShades = 8;            // kinds of brightness whose noise is told apart
+constexpr int kLeastOfShade = 64;     // pixels, to tell the noise by
+constexpr double kQuartile = 0.3186;  // of the standard deviation: a quarter of all noise is below it
+constexpr double kLeastNoise = 3;     // of kWhite: what the curves' rounding makes
+constexpr double kRise = 0.05;        // of the way a frame: motion everywhere must not pass for noise
+constexpr double kStill = 2.5;        // of the noise: below it nothing moves
+constexpr double kMoves = 5;          // and from here on it does
+
+double strengthOf(const View& view, u32 manual, u32 automaticLevel, u32 manualLevel, double gain)
+{
+    if (view.values.get(manual) != 0)
+    {
+        return view.values.get(manualLevel) / double(kLevels);
+    }
+    const double part = kWithoutGain + (1 - kWithoutGain) * std::clamp(gain / kFullGain, 0.0, 1.0);
+    return part * view.values.get(automaticLevel) / kLevels;
+}
+
+int shadeOf(int brightness)
+{
+    return std::clamp(brightness * kShades / kWhite, 0, kShades - 1);
+}
+
+// kept goes to the new plane, by a part of 256 and all the way where something moves. moving: CV_8U, as large.
+void blend(const cv::Mat& plane, cv::Mat& kept, const cv::Mat& moving, int part)
+{
+    for (int row = 0; row < plane.rows; row++)
+    {
+        const short* const fresh = plane.ptr<short>(row);
+        const uchar* const moves = moving.ptr<uchar>(row);
+        short* const old = kept.ptr<short>(row);
+        for (int column = 0; column < plane.cols; column++)
+        {
+            const int step = part + (((256 - part) * (moves[column] + 1)) >> 8);
+            old[column] = static_cast<short>(old[column] + (((fresh[column] - old[column]) * step + 128) >> 8));
+        }
+    }
+}
+
+}  // namespace
+
+double spatialStrength(const View& view, double gain)
+{
+    return view.values.get(IA_CMD_2D_NR_SWITCH) == 0
+               ? 0
+               : strengthOf(view, IA_CMD_2D_NR_MODE, IA_CMD_2D_NR_STRG_A, IA_CMD_2D_NR_STRG_M, gain);
+}
+
+double temporalStrength(const View& view, double gain)
+{
+    return view.values.get(IA_CMD_3D_NR_SWITCH) == 0
+               ? 0
+               : strengthOf(view, IA_CMD_3D_NR_MODE, IA_CMD_3D_NR_STRG_A, IA_CMD_3D_NR_STRG_M, gain);
+}
+
+void TemporalNoiseReduction::reduce(Planes& planes, double strength)
+{
+    if (strength <= 0 || kept_.y.size() != planes.y.size())
+    {
+        kept_ = {};
+        keptSmall_.release();
+        noise_.clear();
+        if (strength > 0)
+        {
+            std::transform(planes.begin(), planes.end(), kept_.begin(),
+                           [](const cv::Mat& plane) { return plane.clone(); });
+            cv::resize(planes.y, keptSmall_, planes.y.size() / kSmall, 0, 0, cv::INTER_AREA);
+        }
+        return;
+    }
+    const cv::Mat& small = motionIn(planes);
+    const int part = cvRound(256 * (1 - kMostKept * std::sqrt(strength)));
+    cv::Mat moving;
+    for (int i = 0; i < 3; i++)
+    {
+        const cv::Mat& plane = planes.begin()[i];
+        if (moving.size() != plane.size())
+        {
+            cv::resize(small, moving, plane.size(), 0, 0, cv::INTER_LINEAR);
+        }
+        blend(plane, kept_.begin()[i], moving, part);
+        kept_.begin()[i].copyTo(planes.begin()[i]);
+    }
+    cv::resize(kept_.y, keptSmall_, keptSmall_.size(), 0, 0, cv::INTER_AREA);
+}
+
+const cv::Mat& TemporalNoiseReduction::motionIn(const Planes& planes)
+{
+    cv::Mat small;
+    cv::resize(planes.y, small, keptSmall_.size(), 0, 0, cv::INTER_AREA);
+    cv::Mat difference = small - keptSmall_;
+    cv::blur(difference, difference, {3, 3});
+    difference = cv::abs(difference);
+    learnNoise(small, difference);
+    cv::Mat found(small.size(), CV_8U);
+    for (int row = 0; row < small.rows; row++)
+    {
+        const short* const bright = small.ptr<short>(row);
+        const short* const differs = difference.ptr<short>(row);
+        uchar* const moves = found.ptr<uchar>(row);
+        for (int column = 0; column < small.cols; column++)
+        {
+            const double noises = differs[column] / noise_[shadeOf(bright[column])];
+            moves[column] = cv::saturate_cast<uchar>(255 * (noises - kStill) / (kMoves - kStill));
+        }
+    }
+    cv::dilate(found, motion_, cv::Mat());
+    return motion_;
+}
+
+// Noise is what differs in most places; where something moves the difference is greater.
+void TemporalNoiseReduction::learnNoise(const cv::Mat& small, const cv::Mat& difference)
+{
+    std::vector<std::vector<short>> of(kShades);
+    for (int row = 0; row < small.rows; row++)
+    {
+        for (int column = 0; column < small.cols; column++)
+        {
+            of[shadeOf(small.at<short>(row, column))].push_back(difference.at<short>(row, column));
+        }
+    }
+    const bool first = noise_.empty();
+    noise_.resize(kShades, kLeastNoise);
+    double lighter = kLeastNoise;
+    for (int shade = kShades - 1; shade >= 0; shade--)
+    {
+        std::vector<short>& differences = of[shade];
+        double seen = lighter;  // where there is too little of a shade
+        if (differences.size() >= kLeastOfShade)
+        {
+            const auto quarter = differences.begin() + differences.size() / 4;
+            std::nth_element(differences.begin(), quarter, differences.end());
+            seen = std::max(*quarter / kQuartile, kLeastNoise);
+        }
+        lighter = seen;
+        noise_[shade] = first || seen < noise_[shade] ? seen : noise_[shade] + kRise * (seen - noise_[shade]);
+    }
+}
+
+void reduceInBrightness(cv::Mat& plane, double strength)
+{
+    constexpr double kAlike = 60;  // of 255, at full strength
+    cv::Mat smooth;
+    cv::bilateralFilter(plane, smooth, 5, kAlike * strength, 1.6);
+    plane = smooth;
+}
+
+void reduceInColour(cv::Mat& plane, double strength)
+{
+    constexpr double kAlike = 60;
+    cv::Mat smooth;
+    cv::bilateralFilter(plane, smooth, 5, kAlike * strength, 2);
+    plane = smooth;
+}
+
+}  // namespace sim::picture

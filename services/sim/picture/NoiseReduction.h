@@ -1,0 +1,33 @@
+#pragma once
+
+#include "services/sim/picture/Planes.h"
+
+#include <vector>
+
+namespace sim::picture {
+
+// 0 when switched off, to 1. gain: of the sensor, in decibels; the automatic does more against the noise it brings.
+double spatialStrength(const View& view, double gain);
+double temporalStrength(const View& view, double gain);
+
+// Three dimensions: what rests is averaged over frames, what moves is not. Reentrant.
+class TemporalNoiseReduction
+{
+public:
+    void reduce(Planes& planes, double strength);
+
+private:
+    const cv::Mat& motionIn(const Planes& planes);
+    void learnNoise(const cv::Mat& small, const cv::Mat& difference);
+
+    Planes kept_;
+    cv::Mat keptSmall_;
+    std::vector<double> noise_;  // by brightness, of the small picture
+    cv::Mat motion_;             // CV_8U, small: 255 where something moves
+};
+
+// Two dimensions, over a plane of eight bits: neighbours that are alike are averaged, edges stay.
+void reduceInBrightness(cv::Mat& plane, double strength);
+void reduceInColour(cv::Mat& plane, double strength);
+
+}  // namespace sim::picture
