@@ -22,6 +22,8 @@ constexpr int kShades = 8;            // kinds of brightness whose noise is told
 constexpr int kLeastOfShade = 64;     // pixels, to tell the noise by
 constexpr double kQuartile = 0.3186;  // of the standard deviation: a quarter of all noise is below it
 constexpr double kLeastNoise = 3;     // of kWhite: what the curves' rounding makes
+constexpr double kClipped = 0.97;     // of kWhite, from where on there is no noise
+constexpr double kNoisy = 40;         // of kWhite: a night's noise
 constexpr double kRise = 0.05;        // of the way a frame: motion everywhere must not pass for noise
 constexpr double kStill = 2.5;        // of the noise: below it nothing moves
 constexpr double kMoves = 5;          // and from here on it does
@@ -41,18 +43,20 @@ int shadeOf(int brightness)
     return std::clamp(brightness * kShades / kWhite, 0, kShades - 1);
 }
 
-// kept goes to the new plane, by a part of 256 and all the way where something moves. moving: CV_8U, as large.
-void blend(const cv::Mat& plane, cv::Mat& kept, const cv::Mat& moving, int part)
+// kept goes towards the new plane. steps: how far, of 255, and moving: where it is softened before; both CV_8U, as large.
+void blend(const cv::Mat& plane, const cv::Mat& soft, const cv::Mat& moving, const cv::Mat& steps, cv::Mat& kept)
 {
     for (int row = 0; row < plane.rows; row++)
     {
         const short* const fresh = plane.ptr<short>(row);
+        const short* const smooth = soft.ptr<short>(row);
         const uchar* const moves = moving.ptr<uchar>(row);
+        const uchar* const step = steps.ptr<uchar>(row);
         short* const old = kept.ptr<short>(row);
         for (int column = 0; column < plane.cols; column++)
         {
-            const int step = part + (((256 - part) * (moves[column] + 1)) >> 8);
-            old[column] = static_cast<short>(old[column] + (((fresh[column] - old[column]) * step + 128) >> 8));
+            const int value = fresh[column] + (((smooth[column] - fresh[column]) * moves[column]) >> 8);
+            old[column] = static_cast<short>(old[column] + (((value - old[column]) * (step[column] + 1) + 128) >> 8));
         }
     }
 }
@@ -73,38 +77,65 @@ double temporalStrength(const View& view, double gain)
                : strengthOf(view, IA_CMD_3D_NR_MODE, IA_CMD_3D_NR_STRG_A, IA_CMD_3D_NR_STRG_M, gain);
 }
 
+void TemporalNoiseReduction::begin(const Planes& planes)
+{
+    kept_ = {planes.y.clone(), planes.cb.clone(), planes.cr.clone()};
+    cv::resize(planes.y, keptSmall_, planes.y.size() / kSmall, 0, 0, cv::INTER_AREA);
+    age_ = cv::Mat::ones(keptSmall_.size(), CV_32F);
+    noise_.clear();
+}
+
 void TemporalNoiseReduction::reduce(Planes& planes, double strength)
 {
-    if (strength <= 0 || kept_.y.size() != planes.y.size())
+    if (strength <= 0)
     {
         kept_ = {};
-        keptSmall_.release();
-        noise_.clear();
-        if (strength > 0)
-        {
-            std::transform(planes.begin(), planes.end(), kept_.begin(),
-                           [](const cv::Mat& plane) { return plane.clone(); });
-            cv::resize(planes.y, keptSmall_, planes.y.size() / kSmall, 0, 0, cv::INTER_AREA);
-        }
         return;
     }
-    const cv::Mat& small = motionIn(planes);
-    const int part = cvRound(256 * (1 - kMostKept * std::sqrt(strength)));
+    if (kept_.y.size() != planes.y.size())
+    {
+        begin(planes);
+        return;
+    }
+    const cv::Mat motion = motionIn(planes);
+
+    // Where nothing moves all frames count alike, until there are as many as the strength allows.
+    const double least = 1 - kMostKept * std::sqrt(strength);
+    cv::Mat step(motion.size(), CV_8U);
+    for (int row = 0; row < step.rows; row++)
+    {
+        for (int column = 0; column < step.cols; column++)
+        {
+            const float moves = motion.at<uchar>(row, column) / 255.0f;
+            float& age = age_.at<float>(row, column);
+            age = std::min((1 - moves) * age + 1, 255.0f);
+            const double still = std::max(least, 1.0 / age);
+            step.at<uchar>(row, column) = cv::saturate_cast<uchar>(255 * (still + moves * (1 - still)));
+        }
+    }
+    // What moves cannot be averaged over time. The more noise there is, the more it is over its neighbours.
+    const double mean = cv::sum(noise_)[0] / kShades;
+    const double softness = strength * std::clamp(mean / kNoisy, 0.0, 1.0);
+    cv::Mat steps;
     cv::Mat moving;
+    cv::Mat soft;
     for (int i = 0; i < 3; i++)
     {
         const cv::Mat& plane = planes.begin()[i];
         if (moving.size() != plane.size())
         {
-            cv::resize(small, moving, plane.size(), 0, 0, cv::INTER_LINEAR);
+            cv::resize(step, steps, plane.size(), 0, 0, cv::INTER_LINEAR);
+            cv::resize(motion * softness, moving, plane.size(), 0, 0, cv::INTER_LINEAR);
         }
-        blend(plane, kept_.begin()[i], moving, part);
+        cv::medianBlur(plane, soft, 3);
+        blend(plane, soft, moving, steps, kept_.begin()[i]);
         kept_.begin()[i].copyTo(planes.begin()[i]);
     }
     cv::resize(kept_.y, keptSmall_, keptSmall_.size(), 0, 0, cv::INTER_AREA);
 }
 
-const cv::Mat& TemporalNoiseReduction::motionIn(const Planes& planes)
+// CV_8U, small: 255 where something moves.
+cv::Mat TemporalNoiseReduction::motionIn(const Planes& planes)
 {
     cv::Mat small;
     cv::resize(planes.y, small, keptSmall_.size(), 0, 0, cv::INTER_AREA);
@@ -124,8 +155,8 @@ const cv::Mat& TemporalNoiseReduction::motionIn(const Planes& planes)
             moves[column] = cv::saturate_cast<uchar>(255 * (noises - kStill) / (kMoves - kStill));
         }
     }
-    cv::dilate(found, motion_, cv::Mat());
-    return motion_;
+    cv::dilate(found, found, cv::Mat());
+    return found;
 }
 
 // Noise is what differs in most places; where something moves the difference is greater.
@@ -136,7 +167,10 @@ void TemporalNoiseReduction::learnNoise(const cv::Mat& small, const cv::Mat& dif
     {
         for (int column = 0; column < small.cols; column++)
         {
-            of[shadeOf(small.at<short>(row, column))].push_back(difference.at<short>(row, column));
+            if (small.at<short>(row, column) < kClipped * kWhite)
+            {
+                of[shadeOf(small.at<short>(row, column))].push_back(difference.at<short>(row, column));
+            }
         }
     }
     const bool first = noise_.empty();

@@ -65,7 +65,7 @@ void Developing::prepare(int clip, const ColourGains& gains)
                 const double part = std::min(1.0, (i - shoulder) / (clip - shoulder));
                 light += part * part * (clip - gainOf[c] * clip);
             }
-            const double at = std::min(light, kCurveSize - 2.0);
+            const double at = std::min(light, std::min<double>(clip, kCurveSize - 2));
             const int below = static_cast<int>(at);
             const double value = curve[below] + (at - below) * (curve[below + 1] - curve[below]);
             channels_[c][i] = static_cast<short>(std::min<double>(value, kGreatest));
