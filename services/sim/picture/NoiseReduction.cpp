@@ -4,14 +4,14 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
+#include <numeric>
 
 namespace sim::picture {
 namespace {
 
 constexpr int kLevels = 10;
 
-constexpr double kWithoutGain = 0.5;  // of what the automatic level allows
+constexpr double kWithoutGain = 0.2;  // of what the automatic level allows
 constexpr double kFullGain = 36;      // decibels, from where on it is all of it
 
 constexpr double kMostKept = 0.93;  // of the frame before, where nothing moves
@@ -61,6 +61,51 @@ void blend(const cv::Mat& plane, const cv::Mat& soft, const cv::Mat& moving, con
     }
 }
 
+// Noise is what differs in most places; where something moves the difference is greater. brightness: of the small picture.
+void learnNoise(const cv::Mat& brightness, const cv::Mat& difference, std::vector<double>& noise)
+{
+    std::vector<short> of[kShades];
+    for (int row = 0; row < brightness.rows; row += 2)  // half of the picture tells it as well
+    {
+        const short* const bright = brightness.ptr<short>(row);
+        const short* const differs = difference.ptr<short>(row);
+        for (int column = 0; column < brightness.cols; column++)
+        {
+            if (bright[column] < kClipped * kWhite)
+            {
+                of[shadeOf(bright[column])].push_back(differs[column]);
+            }
+        }
+    }
+    const bool first = noise.empty();
+    noise.resize(kShades, kLeastNoise);
+    double lighter = kLeastNoise;
+    for (int shade = kShades - 1; shade >= 0; shade--)
+    {
+        std::vector<short>& differences = of[shade];
+        double seen = lighter;  // where there is too little of a shade
+        if (differences.size() >= kLeastOfShade)
+        {
+            const auto quarter = differences.begin() + static_cast<std::ptrdiff_t>(differences.size() / 4);
+            std::nth_element(differences.begin(), quarter, differences.end());
+            seen = std::max(*quarter / kQuartile, kLeastNoise);
+        }
+        lighter = seen;
+        noise[shade] = first || seen < noise[shade] ? seen : noise[shade] + kRise * (seen - noise[shade]);
+    }
+}
+
+// All planes of one size.
+Planes smallOf(const Planes& planes)
+{
+    const cv::Size size = planes.y.size() / kSmall;
+    Planes result;
+    cv::resize(planes.y, result.y, size, 0, 0, cv::INTER_AREA);
+    cv::resize(planes.cb, result.cb, size, 0, 0, cv::INTER_AREA);
+    cv::resize(planes.cr, result.cr, size, 0, 0, cv::INTER_AREA);
+    return result;
+}
+
 }  // namespace
 
 double spatialStrength(const View& view, double gain)
@@ -80,9 +125,12 @@ double temporalStrength(const View& view, double gain)
 void TemporalNoiseReduction::begin(const Planes& planes)
 {
     kept_ = {planes.y.clone(), planes.cb.clone(), planes.cr.clone()};
-    cv::resize(planes.y, keptSmall_, planes.y.size() / kSmall, 0, 0, cv::INTER_AREA);
-    age_ = cv::Mat::ones(keptSmall_.size(), CV_32F);
-    noise_.clear();
+    keptSmall_ = smallOf(planes);
+    age_ = cv::Mat::ones(keptSmall_.y.size(), CV_32F);
+    for (std::vector<double>& noise : noise_)
+    {
+        noise.clear();
+    }
 }
 
 void TemporalNoiseReduction::reduce(Planes& planes, double strength)
@@ -114,7 +162,7 @@ void TemporalNoiseReduction::reduce(Planes& planes, double strength)
         }
     }
     // What moves cannot be averaged over time. The more noise there is, the more it is over its neighbours.
-    const double mean = cv::sum(noise_)[0] / kShades;
+    const double mean = std::accumulate(noise_[0].begin(), noise_[0].end(), 0.0) / kShades;
     const double softness = strength * std::clamp(mean / kNoisy, 0.0, 1.0);
     cv::Mat steps;
     cv::Mat moving;
@@ -131,71 +179,42 @@ void TemporalNoiseReduction::reduce(Planes& planes, double strength)
         blend(plane, soft, moving, steps, kept_.begin()[i]);
         kept_.begin()[i].copyTo(planes.begin()[i]);
     }
-    cv::resize(kept_.y, keptSmall_, keptSmall_.size(), 0, 0, cv::INTER_AREA);
+    keptSmall_ = smallOf(kept_);
 }
 
 // CV_8U, small: 255 where something moves.
 cv::Mat TemporalNoiseReduction::motionIn(const Planes& planes)
 {
-    cv::Mat small;
-    cv::resize(planes.y, small, keptSmall_.size(), 0, 0, cv::INTER_AREA);
-    cv::Mat difference = small - keptSmall_;
-    cv::blur(difference, difference, {3, 3});
-    difference = cv::abs(difference);
-    learnNoise(small, difference);
-    cv::Mat found(small.size(), CV_8U);
-    for (int row = 0; row < small.rows; row++)
+    Planes small = smallOf(planes);
+    cv::Mat found = cv::Mat::zeros(small.y.size(), CV_8U);
+    for (int i = 0; i < 3; i++)
     {
-        const short* const bright = small.ptr<short>(row);
-        const short* const differs = difference.ptr<short>(row);
-        uchar* const moves = found.ptr<uchar>(row);
-        for (int column = 0; column < small.cols; column++)
+        cv::Mat difference = small.begin()[i] - keptSmall_.begin()[i];
+        cv::blur(difference, difference, {3, 3});
+        difference = cv::abs(difference);
+        learnNoise(small.y, difference, noise_[i]);
+        for (int row = 0; row < found.rows; row++)
         {
-            const double noises = differs[column] / noise_[shadeOf(bright[column])];
-            moves[column] = cv::saturate_cast<uchar>(255 * (noises - kStill) / (kMoves - kStill));
+            const short* const bright = small.y.ptr<short>(row);
+            const short* const differs = difference.ptr<short>(row);
+            uchar* const moves = found.ptr<uchar>(row);
+            for (int column = 0; column < found.cols; column++)
+            {
+                const double noises = differs[column] / noise_[i][shadeOf(bright[column])];
+                moves[column] =
+                    std::max(moves[column], cv::saturate_cast<uchar>(255 * (noises - kStill) / (kMoves - kStill)));
+            }
         }
     }
     cv::dilate(found, found, cv::Mat());
     return found;
 }
 
-// Noise is what differs in most places; where something moves the difference is greater.
-void TemporalNoiseReduction::learnNoise(const cv::Mat& small, const cv::Mat& difference)
-{
-    std::vector<std::vector<short>> of(kShades);
-    for (int row = 0; row < small.rows; row++)
-    {
-        for (int column = 0; column < small.cols; column++)
-        {
-            if (small.at<short>(row, column) < kClipped * kWhite)
-            {
-                of[shadeOf(small.at<short>(row, column))].push_back(difference.at<short>(row, column));
-            }
-        }
-    }
-    const bool first = noise_.empty();
-    noise_.resize(kShades, kLeastNoise);
-    double lighter = kLeastNoise;
-    for (int shade = kShades - 1; shade >= 0; shade--)
-    {
-        std::vector<short>& differences = of[shade];
-        double seen = lighter;  // where there is too little of a shade
-        if (differences.size() >= kLeastOfShade)
-        {
-            const auto quarter = differences.begin() + differences.size() / 4;
-            std::nth_element(differences.begin(), quarter, differences.end());
-            seen = std::max(*quarter / kQuartile, kLeastNoise);
-        }
-        lighter = seen;
-        noise_[shade] = first || seen < noise_[shade] ? seen : noise_[shade] + kRise * (seen - noise_[shade]);
-    }
-}
-
 void reduceInBrightness(cv::Mat& plane, double strength)
 {
-    constexpr double kAlike = 60;  // of 255, at full strength
+    constexpr double kAlike = 50;  // of 255, at full strength
     cv::Mat smooth;
-    cv::bilateralFilter(plane, smooth, 5, kAlike * strength, 1.6);
+    cv::bilateralFilter(plane, smooth, 5, kAlike * std::sqrt(strength), 0.8 + std::sqrt(strength));
     plane = smooth;
 }
 
@@ -203,7 +222,7 @@ void reduceInColour(cv::Mat& plane, double strength)
 {
     constexpr double kAlike = 60;
     cv::Mat smooth;
-    cv::bilateralFilter(plane, smooth, 5, kAlike * strength, 2);
+    cv::bilateralFilter(plane, smooth, 5, kAlike * std::sqrt(strength), 1 + std::sqrt(strength));
     plane = smooth;
 }
 

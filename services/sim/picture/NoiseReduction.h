@@ -19,14 +19,13 @@ public:
 private:
     void begin(const Planes& planes);
     cv::Mat motionIn(const Planes& planes);
-    void learnNoise(const cv::Mat& small, const cv::Mat& difference);
 
     Planes kept_;
 
     // Of a small picture.
-    cv::Mat keptSmall_;
-    cv::Mat age_;                // CV_32F: frames since something moved
-    std::vector<double> noise_;  // by brightness
+    Planes keptSmall_;
+    cv::Mat age_;                   // CV_32F: frames since something moved
+    std::vector<double> noise_[3];  // of each plane, by brightness
 };
 
 // Two dimensions, over a plane of eight bits: neighbours that are alike are averaged, edges stay.

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 namespace sim::picture {
 namespace {
@@ -105,8 +106,8 @@ void Developing::develop(const cv::Mat& linear, int clip, const ColourGains& gai
                 reds += r;
                 sum += bright;
             }
-            cb[column / 2] = static_cast<short>((long(kBlueDifference) * (blues - sum)) >> 18);
-            cr[column / 2] = static_cast<short>((long(kRedDifference) * (reds - sum)) >> 18);
+            cb[column / 2] = static_cast<short>((std::int64_t(kBlueDifference) * (blues - sum)) >> 18);
+            cr[column / 2] = static_cast<short>((std::int64_t(kRedDifference) * (reds - sum)) >> 18);
         }
     }
 }

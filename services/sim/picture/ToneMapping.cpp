@@ -90,7 +90,7 @@ double maskHighlights(double light, double strength)
     return 1 - 0.75 * strength * smoothStep(0.75, 1.0, light);
 }
 
-constexpr double kMostVeil = 0.92;  // a little is left, or distance is lost
+constexpr double kMostVeil = 0.8;  // a little is left, or distance is lost
 
 struct Haze
 {
