@@ -17,13 +17,15 @@ public:
     void reduce(Planes& planes, double strength);
 
 private:
-    const cv::Mat& motionIn(const Planes& planes);
-    void learnNoise(const cv::Mat& small, const cv::Mat& difference);
+    void begin(const Planes& planes);
+    cv::Mat motionIn(const Planes& planes);
 
     Planes kept_;
-    cv::Mat keptSmall_;
-    std::vector<double> noise_;  // by brightness, of the small picture
-    cv::Mat motion_;             // CV_8U, small: 255 where something moves
+
+    // Of a small picture.
+    Planes keptSmall_;
+    cv::Mat age_;                   // CV_32F: frames since something moved
+    std::vector<double> noise_[3];  // of each plane, by brightness
 };
 
 // Two dimensions, over a plane of eight bits: neighbours that are alike are averaged, edges stay.

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 namespace sim::picture {
 namespace {
@@ -65,7 +66,7 @@ void Developing::prepare(int clip, const ColourGains& gains)
                 const double part = std::min(1.0, (i - shoulder) / (clip - shoulder));
                 light += part * part * (clip - gainOf[c] * clip);
             }
-            const double at = std::min(light, kCurveSize - 2.0);
+            const double at = std::min(light, std::min<double>(clip, kCurveSize - 2));
             const int below = static_cast<int>(at);
             const double value = curve[below] + (at - below) * (curve[below + 1] - curve[below]);
             channels_[c][i] = static_cast<short>(std::min<double>(value, kGreatest));
@@ -105,8 +106,8 @@ void Developing::develop(const cv::Mat& linear, int clip, const ColourGains& gai
                 reds += r;
                 sum += bright;
             }
-            cb[column / 2] = static_cast<short>((long(kBlueDifference) * (blues - sum)) >> 18);
-            cr[column / 2] = static_cast<short>((long(kRedDifference) * (reds - sum)) >> 18);
+            cb[column / 2] = static_cast<short>((std::int64_t(kBlueDifference) * (blues - sum)) >> 18);
+            cr[column / 2] = static_cast<short>((std::int64_t(kRedDifference) * (reds - sum)) >> 18);
         }
     }
 }

@@ -92,7 +92,7 @@ cv::Mat Processing::process(const Shot& shot, const View& view)
             reduceInColour(cr, spatial);
         }
     }
-    sharpen(y, view.values.get(IA_CMD_SHARPNESS) / kPercent);
+    sharpen(y, view.values.get(IA_CMD_SHARPNESS) / kPercent, shot.gain);
     for (cv::Mat* plane : {&y, &cb, &cr})
     {
         orient(*plane, view);

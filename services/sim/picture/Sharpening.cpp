@@ -8,13 +8,17 @@
 namespace sim::picture {
 namespace {
 
-constexpr double kMost = 3;        // of a detail, what is added
-constexpr double kCore = 2;        // of 255: smaller differences are noise as often as detail
+constexpr double kMost = 3;  // of a detail, what is added
+
+// Of 255. Smaller differences are noise as often as detail.
+constexpr double kCore = 1.5;
+constexpr double kCoreOfDecibel = 0.15;
+
 constexpr double kOvershoot = 24;  // of 255, beside an edge, at the greatest amount
 
 }  // namespace
 
-void sharpen(cv::Mat& plane, double amount)
+void sharpen(cv::Mat& plane, double amount, double gain)
 {
     if (amount <= 0)
     {
@@ -27,12 +31,13 @@ void sharpen(cv::Mat& plane, double amount)
     cv::erode(plane, least, cv::Mat());
     cv::dilate(plane, greatest, cv::Mat());
 
+    const double core = kCore + kCoreOfDecibel * gain;
     int added[511];
     for (int i = 0; i < 511; i++)
     {
         const double detail = i - 255;
-        const double cored =
-            std::copysign(std::max(std::abs(detail) - kCore * std::exp(-detail * detail / 32), 0.0), detail);
+        const double shape = detail / core / 2.5;
+        const double cored = detail * (1 - std::exp(-shape * shape));
         added[i] = cvRound(kMost * amount * cored);
     }
     const int overshoot = cvRound(kOvershoot * amount * amount);

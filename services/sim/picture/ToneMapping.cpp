@@ -16,7 +16,10 @@ constexpr double kPercent = 100;
 
 constexpr int kSmall = 8;       // how much smaller the picture is in which light and dark places are told apart
 constexpr double kNear = 0.06;  // of the width: what is a place
-constexpr double kEdge = 0.12;  // of kWhite, as a deviation: an edge between two places, not a texture
+constexpr double kEdge = 0.07;  // of white, as a deviation: an edge between two places, not a texture
+constexpr double kFine = 0.02;  // the same, where the gains of places become those of pixels
+
+constexpr double kMostLift = 0.8;  // as a power
 
 enum WideDynamics : int
 {
@@ -41,13 +44,13 @@ cv::Mat box(const cv::Mat& plane, int radius)
 // the guide's edges, and no others.
 struct Fit
 {
-    Fit(const cv::Mat& guide, const cv::Mat& values, int radius)
+    Fit(const cv::Mat& guide, const cv::Mat& values, int radius, double edge)
     {
         const cv::Mat mean = box(guide, radius);
         const cv::Mat meanValue = box(values, radius);
         const cv::Mat variance = box(guide.mul(guide), radius) - mean.mul(mean);
         const cv::Mat together = box(guide.mul(values), radius) - mean.mul(meanValue);
-        const cv::Mat raw = together / (variance + kEdge * kEdge);
+        const cv::Mat raw = together / (variance + edge * edge);
         slope = box(raw, radius);
         offset = box(meanValue - raw.mul(mean), radius);
     }
@@ -65,18 +68,20 @@ double smoothStep(double from, double to, double value)
 // How light a place becomes. reach: the lightest place there can be.
 double wideDynamic(double light, double strength, double reach)
 {
-    // Dark places are lifted: those that are almost black by less, they hold little but noise.
-    const double lift = 1 + 1.6 * strength * smoothStep(0, 0.06, light) * std::exp(-light * light / 0.16);
+    // Dark places are lifted, the darker the more; the middle stays.
+    constexpr double kMiddleGrey = 0.5;
+    constexpr double kNoLess = 0.03;  // almost black is mostly noise
+    const double lifted =
+        light * std::pow(std::max((kMiddleGrey + kNoLess) / (light + kNoLess), 1.0), kMostLift * strength);
     // Places above white come below it, the more of the range beneath is given to them the stronger.
-    const double knee = 0.85 - 0.4 * strength;
-    double lifted = light * lift;
-    if (reach > 1 && lifted > knee)
+    const double knee = 0.85 - 0.25 * strength;
+    if (reach <= 1 || lifted <= knee)
     {
-        const double beyond = (lifted - knee) / (1 - knee);
-        const double most = (reach - knee) / (1 - knee);
-        lifted = knee + (1 - knee) * std::log1p(beyond) / std::log1p(most);
+        return lifted;
     }
-    return lifted;
+    const double beyond = (lifted - knee) / (1 - knee);
+    const double most = (reach - knee) / (1 - knee);
+    return knee + (1 - knee) * beyond * (1 + beyond / (most * most)) / (1 + beyond);
 }
 
 // Of the light of a place that is brighter than all else the strength takes most away.
@@ -85,8 +90,15 @@ double maskHighlights(double light, double strength)
     return 1 - 0.75 * strength * smoothStep(0.75, 1.0, light);
 }
 
-// The light that haze adds at each place, 1 for white; empty without defog.
-cv::Mat hazeOf(const Planes& planes, const cv::Mat& small, const View& view)
+constexpr double kMostVeil = 0.8;  // a little is left, or distance is lost
+
+struct Haze
+{
+    cv::Mat veil;      // the light that it adds at each place, 1 for white; empty without defog
+    double light = 1;  // how light it is where nothing else is seen
+};
+
+Haze hazeOf(const Planes& planes, const cv::Mat& small, const View& view)
 {
     const int mode = view.values.get(IA_CMD_DEFLG_SWITCH);
     if (mode == kDefogOff)
@@ -102,13 +114,16 @@ cv::Mat hazeOf(const Planes& planes, const cv::Mat& small, const View& view)
     cv::max(haze, 0.0, haze);
     const int radius = std::max(1, cvRound(kNear * small.cols / 2));
     cv::erode(haze, haze, cv::getStructuringElement(cv::MORPH_RECT, {2 * radius + 1, 2 * radius + 1}));
-    haze = box(box(haze, radius), radius);
+    haze = box(box(haze, 3 * radius), 3 * radius);  // no edge that is seen
+    cv::Scalar mean;
+    cv::Scalar deviation;
+    cv::meanStdDev(haze, mean, deviation);
     double strength = view.values.get(IA_CMD_DEFLG_STRG) / kPercent;
     if (mode != kDefogOn)
     {
-        strength *= smoothStep(0.1, 0.35, cv::mean(haze)[0]);  // by itself: only where there is haze
+        strength *= smoothStep(0.1, 0.35, mean[0]);  // by itself: only where there is haze
     }
-    return 0.9 * strength * haze;
+    return {kMostVeil * (1 - std::pow(1 - strength, 1.5)) * haze, std::clamp(mean[0] + deviation[0] + 0.1, 0.6, 1.0)};
 }
 
 // Multiplies all planes by slope x brightness + offset, after the haze is taken from the brightness.
@@ -171,10 +186,10 @@ void mapTones(Planes& planes, int clip, const View& view)
     cv::Mat small;
     cv::resize(planes.y, small, planes.y.size() / kSmall, 0, 0, cv::INTER_AREA);
     small.convertTo(small, CV_32F, 1.0 / kWhite);
-    const cv::Mat haze = hazeOf(planes, small, view);
+    const Haze haze = hazeOf(planes, small, view);
     const int radius = std::max(1, cvRound(kNear * small.cols / 2));
 
-    const Fit places(small, small, radius);
+    const Fit places(small, small, radius, kEdge);
     const cv::Mat light = places.slope.mul(small) + places.offset;
     const double wideDynamics = view.values.get(IA_CMD_WDR_STRG) / kPercent;
     const double masking = masks ? view.values.get(IA_CMD_HLC_STRG) / kPercent : 0;
@@ -185,17 +200,17 @@ void mapTones(Planes& planes, int clip, const View& view)
         for (int column = 0; column < gain.cols; column++)
         {
             const double before = std::max(light.at<float>(row, column), 1e-3f);
-            const double veil = haze.empty() ? 0 : haze.at<float>(row, column);
-            // What the haze took is given to what is left of the range.
-            double after = std::max(before - veil, 1e-3) / (1 - veil);
+            const double veil = haze.veil.empty() ? 0 : haze.veil.at<float>(row, column);
+            // What is left of the range behind the haze becomes the whole again.
+            double after = std::max(before - veil, 1e-3) / std::max(1 - veil / haze.light, 0.2);
             const double masked = maskHighlights(before, masking);
             after = (mode == kOff ? after : wideDynamic(after, wideDynamics, reach)) * masked;
             gain.at<float>(row, column) = static_cast<float>(after / std::max(before - veil, 1e-3));
         }
     }
-    Fit full(small, gain, std::max(1, radius / 2));
+    Fit full(small, gain, std::max(1, radius / 2), kFine);
     full.slope /= kWhite;
-    multiply(planes, full, haze);
+    multiply(planes, full, haze.veil);
 }
 
 // ---- everywhere ----------------------------------------------------------------------------------------------

@@ -33,6 +33,8 @@ constexpr int kPatch = 4;             // pixels in each direction that are avera
 constexpr double kBrightest = 0.9;    // of the clipping value
 constexpr double kDarkest = 0.004;    // of the clipping value
 constexpr double kGreyWithin = 0.35;  // octaves that a grey thing's colour is away from the light's
+constexpr int kRounds = 5;
+constexpr double kCloser = 0.8;
 constexpr double kLeastShare = 0.02;  // of all patches must be grey, else there is nothing to go by
 
 }  // namespace
@@ -45,7 +47,7 @@ ColourGains WhiteBalance::update(const cv::Mat& linear, int clip, const View& vi
     constexpr Tint kTube{-0.7, 0.25};
     constexpr Tint kSodiumLamp{-2.6, 1.3};
     // What the automatic takes for light and not for a coloured thing.
-    constexpr Range kOutdoors{{-0.9, -0.35}, {0.5, 0.6}};
+    constexpr Range kOutdoors{{-1.0, -0.35}, {0.5, 0.6}};
     constexpr Range kIndoors{{-1.8, -0.3}, {0.3, 1.2}};
     constexpr Range kAnything{{-3.0, -1.5}, {1.5, 2.0}};
 
@@ -135,11 +137,11 @@ std::optional<WhiteBalance::Tint> WhiteBalance::lightOf(const cv::Mat& linear, i
         double weight = 0;
         Tint sum;
     };
-    const auto vote = [&tints](const Tint& light) {
+    const auto vote = [&tints](const Tint& light, double within) {
         Vote result;
         for (const Tint& tint : tints)
         {
-            const double distance = std::hypot(tint.blue - light.blue, tint.red - light.red) / kGreyWithin;
+            const double distance = std::hypot(tint.blue - light.blue, tint.red - light.red) / within;
             const double weight = distance < 1 ? 1 - distance * distance : 0;
             result.weight += weight;
             result.sum.blue += weight * tint.blue;
@@ -147,15 +149,11 @@ std::optional<WhiteBalance::Tint> WhiteBalance::lightOf(const cv::Mat& linear, i
         }
         return result;
     };
-    const auto clamped = [&range](const Tint& tint) {
-        return Tint{std::clamp(tint.blue, range.least.blue, range.greatest.blue),
-                    std::clamp(tint.red, range.least.red, range.greatest.red)};
-    };
     Vote best;
     double most = 0;
     for (const Tint& light : kLights)
     {
-        const Vote here = vote(clamped(light));
+        const Vote here = vote(light, kGreyWithin);
         const double weight = here.weight * (1 - kPreference * std::abs(light.blue));
         if (weight > most)
         {
@@ -163,15 +161,19 @@ std::optional<WhiteBalance::Tint> WhiteBalance::lightOf(const cv::Mat& linear, i
             most = weight;
         }
     }
-    for (int round = 0; round < 4 && best.weight > 0; round++)
+    // Closer and closer: what is only nearly grey, a sky perhaps, must not count.
+    double within = kGreyWithin;
+    for (int round = 0; round < kRounds && best.weight > 0; round++)
     {
-        best = vote({best.sum.blue / best.weight, best.sum.red / best.weight});
+        within *= kCloser;
+        best = vote({best.sum.blue / best.weight, best.sum.red / best.weight}, within);
     }
     if (best.weight < kLeastShare * tints.size())
     {
         return std::nullopt;
     }
-    return clamped({best.sum.blue / best.weight, best.sum.red / best.weight});
+    return Tint{std::clamp(best.sum.blue / best.weight, range.least.blue, range.greatest.blue),
+                std::clamp(best.sum.red / best.weight, range.least.red, range.greatest.red)};
 }
 
 ColourGains WhiteBalance::gainsFor(const Tint& light)
