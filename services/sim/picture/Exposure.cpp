@@ -126,7 +126,7 @@ double Exposure::measured(const View& view, const cv::Mat& linear) const
         cv::sort(grey.reshape(1, 1), sorted, cv::SORT_EVERY_ROW + cv::SORT_DESCENDING);
         const double bright = cv::mean(sorted.colRange(0, sorted.cols / 50))[0];
         const double part = view.values.get(IA_CMD_HLC_STRG) / 100.0;
-        level += part * std::max(0.0, 0.6 * bright - level);
+        level += part * std::max(0.0, 0.45 * bright - level);
     }
     return level;
 }

@@ -225,6 +225,7 @@ cv::Rect Layers::fill(const Projection& projection, const std::vector<Point>& co
                          255 * paint.facing * paint.colour[2], 255 * paint.facing * paint.infrared};
     const bool tall = paint.grain > 0 && area.height > 8;
     const bool wide = area.area() > kWidePixels;
+    const bool surface = paint.dims >= 1 && paint.lights == 0;
     const cv::Vec4b level(byte(std::clamp(middle.z, 1.0f, 255.0f)), byte(255 * paint.sun),
                           byte(255 * lampLight(projection.street(middle))), static_cast<std::uint8_t>(paint.glow));
 
@@ -254,7 +255,7 @@ cv::Rect Layers::fill(const Projection& projection, const std::vector<Point>& co
                 const Point point = plane.at(static_cast<float>(x), static_cast<float>(y));
                 street = projection.street(point);
                 now[kDepth] = byte(std::clamp(point.z, 1.0f, 255.0f));
-                if (wide)
+                if (wide && surface)
                 {
                     now[kLamps] = byte(255 * lampLight(street));
                 }
@@ -292,7 +293,9 @@ cv::Rect Layers::fill(const Projection& projection, const std::vector<Point>& co
                 const float factor = paint.grain > 0 ? 1 + paint.grain * grain.at(street) : 1;
                 for (int c = 0; c < 4; ++c)
                 {
-                    colour[c] = blend(colour[c], std::clamp(own[c] * factor, 0.0f, 255.0f), covered);
+                    const float above = std::min(own[c] * factor, 255.0f);
+                    colour[c] =
+                        covered == 255 ? static_cast<std::uint8_t>(above + 0.5f) : blend(colour[c], above, covered);
                 }
             }
             if (covered > 127)

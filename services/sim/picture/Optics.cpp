@@ -27,7 +27,7 @@ constexpr double kSharp = 0.15;    // pixels; less is not seen
 
 int Optics::margin(cv::Size frame)
 {
-    return static_cast<int>(std::ceil(2.2 * kShakeMost * frame.width / kFrameWidth)) + 1;
+    return 2 * static_cast<int>(std::ceil(kShakeMost * frame.width / kFrameWidth));
 }
 
 double Optics::opticalZoom(int position)
@@ -74,7 +74,7 @@ double Optics::blur(const View& view, double stop, cv::Size frame)
     return std::min(kBlurMost, off * kWidestStop / stop) * frame.width / kFrameWidth;
 }
 
-// A bell for little; else two boxes one after the other, which take as long however wide they are.
+// A bell for little; else two boxes one after the other on a picture of half the size, where nothing finer is left.
 void Optics::soften(const cv::Mat& picture, double spread)
 {
     if (spread < kBellMost)
@@ -83,10 +83,12 @@ void Optics::soften(const cv::Mat& picture, double spread)
         cv::GaussianBlur(picture, blurred_, {side, side}, 0.6 * spread);
         return;
     }
-    const int both = static_cast<int>(std::lround(1.4 * spread));
+    const int both = static_cast<int>(std::lround(0.7 * spread));
     const int first = 2 * (both / 2) + 1, second = 2 * (both - both / 2) + 1;
-    cv::blur(picture, blurred_, {first, first}, {-1, -1}, cv::BORDER_REFLECT_101);
-    cv::blur(blurred_, blurred_, {second, second}, {-1, -1}, cv::BORDER_REFLECT_101);
+    cv::resize(picture, half_, picture.size() / 2, 0, 0, cv::INTER_AREA);
+    cv::blur(half_, half_, {first, first}, {-1, -1}, cv::BORDER_REFLECT_101);
+    cv::blur(half_, half_, {second, second}, {-1, -1}, cv::BORDER_REFLECT_101);
+    cv::resize(half_, blurred_, picture.size(), 0, 0, cv::INTER_LINEAR);
 }
 
 cv::Mat Optics::draw(const cv::Mat& street, const View& view, double stop, cv::Point2d shake)

@@ -10,7 +10,7 @@ class Optics
 public:
     explicit Optics(cv::Size frame) : frame_(frame) {}
 
-    // Pixels that the street must be drawn beyond each edge of the frame, for the shake.
+    // Pixels that the street must be drawn beyond each edge of the frame, for the shake; an even number.
     static int margin(cv::Size frame);
 
     static Framing framing(const View& view, cv::Size frame);
@@ -33,6 +33,7 @@ private:
 
     const cv::Size frame_;
     cv::Mat blurred_;
+    cv::Mat half_;
 };
 
 }  // namespace sim::picture

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include <opencv2/imgproc.hpp>
+
 #include "services/sim/picture/Street.h"
 
 namespace sim::picture {
@@ -157,7 +159,7 @@ void Scene::spread(const Projection& projection)
     }
 }
 
-void Scene::shine(const Light& light, cv::Rect area)
+void Scene::shine(const Light& light, const std::vector<cv::Rect>& areas)
 {
     float clear[256], air[256], near[256];
     cv::Vec3f veil = light.sky * 0.75f + light.sun * 0.25f + light.lamps * 0.02f;
@@ -180,14 +182,13 @@ void Scene::shine(const Light& light, cv::Rect area)
         lamplight[c] = light.lamps[c] / 255;
     }
     constexpr float kByte = 1 / 255.0f;
-    for (int y = area.y; y < area.y + area.height; ++y)
-    {
+    const auto row = [&](const cv::Rect& area, int y) {
         const cv::Vec4b* const albedo = layers_.albedo.ptr<cv::Vec4b>(y);
         const cv::Vec4b* const place = layers_.place.ptr<cv::Vec4b>(y);
         cv::Vec3f* const out = radiance_.ptr<cv::Vec3f>(y);
-        const auto row = static_cast<std::size_t>(y);
-        const float beams[] = {light.beams[0] * beamDown_[0][row], light.beams[1] * beamDown_[1][row],
-                               light.beams[2] * beamDown_[2][row]};
+        const auto down = static_cast<std::size_t>(y);
+        const float beams[] = {light.beams[0] * beamDown_[0][down], light.beams[1] * beamDown_[1][down],
+                               light.beams[2] * beamDown_[2][down]};
         for (int x = area.x; x < area.x + area.width; ++x)
         {
             const cv::Vec4b& colour = albedo[x];
@@ -212,7 +213,17 @@ void Scene::shine(const Light& light, cv::Rect area)
                 out[x][c] = through * (colour[c] * falls + infrared) + hidden * veil[c];
             }
         }
-    }
+    };
+    cv::parallel_for_({0, static_cast<int>(areas.size())}, [&](const cv::Range& range) {
+        for (int i = range.start; i < range.end; ++i)
+        {
+            const cv::Rect& area = areas[static_cast<std::size_t>(i)];
+            for (int y = area.y; y < area.y + area.height; ++y)
+            {
+                row(area, y);
+            }
+        }
+    });
 }
 
 // Light scattered in lens and air around a lamp.
@@ -249,8 +260,25 @@ void Scene::dazzle(const Light& light, const Flare& flare, std::vector<cv::Rect>
     touched.push_back(area);
 }
 
+const cv::Mat& Scene::lookCoarsely(const View& view, const Framing& framing, double seconds)
+{
+    if (!coarse_)
+    {
+        coarse_ = std::make_unique<Scene>(frame_ / 2, margin_ / 2);
+    }
+    View resting = view;
+    resting.lens.zoomMoving = false;
+    cv::resize(coarse_->look(resting, {framing.zoom, framing.offset / 2}, seconds), enlarged_,
+               frame_ + cv::Size(2 * margin_, 2 * margin_), 0, 0, cv::INTER_LINEAR);
+    return enlarged_;
+}
+
 const cv::Mat& Scene::look(const View& view, const Framing& framing, double seconds)
 {
+    if (view.lens.zoomMoving)
+    {
+        return lookCoarsely(view, framing, seconds);
+    }
     const Projection projection(frame_, margin_, framing.zoom, framing.offset);
     const bool newStreet = !(framing == framing_);
     if (newStreet)
@@ -272,7 +300,7 @@ const cv::Mat& Scene::look(const View& view, const Framing& framing, double seco
     if (newStreet || !lit_ || !lit_->like(*light))
     {
         lit_ = light;
-        shine(*lit_, {{0, 0}, projection.canvas()});
+        shine(*lit_, joined({{{0, 0}, projection.canvas()}}, projection.canvas()));
         radiance_.copyTo(resting_);
         moved_.clear();
     }
@@ -283,10 +311,7 @@ const cv::Mat& Scene::look(const View& view, const Framing& framing, double seco
     moved_.clear();
     traffic_.draw(layers_, projection, seconds, lit_->dark, moved_);
     moved_ = joined(moved_, projection.canvas());
-    for (const cv::Rect& area : moved_)
-    {
-        shine(*lit_, area);
-    }
+    shine(*lit_, moved_);
     for (const Flare& flare : traffic_.flares())
     {
         dazzle(*lit_, flare, moved_);

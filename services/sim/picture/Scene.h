@@ -21,18 +21,20 @@ struct Framing
 class Scene
 {
 public:
-    // margin: pixels that are drawn beyond each edge of the frame.
+    // margin: pixels that are drawn beyond each edge of the frame, an even number.
     Scene(cv::Size frame, int margin);
 
     // What falls on the sensor for each lux of light that a white surface would give back: CV_32FC3, blue, green, red.
-    // seconds: since any fixed moment; what moves is where it is then. It holds until the next call.
+    // seconds: since any fixed moment; what moves is where it is then. It holds until the next call. While the lens
+    // zooms, all of it is new in each frame, and drawn half as fine.
     const cv::Mat& look(const View& view, const Framing& framing, double seconds);
 
 private:
     struct Light;
 
+    const cv::Mat& lookCoarsely(const View& view, const Framing& framing, double seconds);
     static Light lightOf(const View& view);
-    void shine(const Light& light, cv::Rect area);
+    void shine(const Light& light, const std::vector<cv::Rect>& areas);
     void dazzle(const Light& light, const Flare& flare, std::vector<cv::Rect>& touched);
     void spread(const Projection& projection);
 
@@ -49,6 +51,8 @@ private:
     std::vector<float> beamAcross_[3];  // each infrared lamp's beam over the columns
     std::vector<float> beamDown_[3];    // and rows
     float focal_ = 1;
+    std::unique_ptr<Scene> coarse_;  // of half the size
+    cv::Mat enlarged_;
 };
 
 }  // namespace sim::picture

@@ -12,10 +12,11 @@ namespace {
 constexpr double kSpeed = 400;
 constexpr double kLuxSeconds = 250;
 
-constexpr double kFullWell = 9000;  // electrons at full scale and 0 dB
-constexpr double kReadNoise = 2.2;  // electrons
-constexpr int kNoiseOne = 4096;     // its deviation in the tile
-constexpr int kTile = 1 << 20;      // noise values; rows begin anywhere in it
+constexpr double kFullWell = 9000;                   // electrons at full scale and 0 dB
+constexpr double kReadNoise = 2.2;                   // electrons
+constexpr int kNoiseOne = 4096;                      // its deviation in the tile
+constexpr int kTile = 1 << 20;                       // noise values; rows begin anywhere in it
+constexpr std::uint32_t kNoiseStride = 2654435761u;  // scatters where the rows begin
 
 }  // namespace
 
@@ -57,18 +58,22 @@ const cv::Mat& Sensor::expose(const cv::Mat& light, const Setting& setting, doub
     linear_.create(light.size(), CV_16UC3);
     const std::int16_t* const noise = tile_.ptr<std::int16_t>();
     const int count = linear_.cols * 3;
-    for (int y = 0; y < linear_.rows; ++y)
-    {
-        const float* const in = source.ptr<float>(y);
-        std::uint16_t* const out = linear_.ptr<std::uint16_t>(y);
-        const std::int16_t* const own = noise + random_.uniform(0, kTile - count);
-        for (int i = 0; i < count; ++i)
+    const auto begin = static_cast<std::uint32_t>(random_.next());
+    cv::parallel_for_({0, linear_.rows}, [&](const cv::Range& rows) {
+        for (int y = rows.start; y < rows.end; ++y)
         {
-            const float signal = std::min(in[i] * scale, most);
-            const float value = signal + own[i] * std::sqrt(signal * slope + base);
-            out[i] = static_cast<std::uint16_t>(static_cast<int>(std::min(std::max(value, 0.0f), most)));
+            const float* const in = source.ptr<float>(y);
+            std::uint16_t* const out = linear_.ptr<std::uint16_t>(y);
+            const std::uint32_t place = begin + static_cast<std::uint32_t>(y) * kNoiseStride;
+            const std::int16_t* const own = noise + place % static_cast<std::uint32_t>(kTile - count);
+            for (int i = 0; i < count; ++i)
+            {
+                const float signal = std::min(in[i] * scale, most);
+                const float value = signal + own[i] * std::sqrt(signal * slope + base);
+                out[i] = static_cast<std::uint16_t>(static_cast<int>(std::min(std::max(value, 0.0f), most)));
+            }
         }
-    }
+    });
     return linear_;
 }
 

@@ -58,7 +58,7 @@ private:
     void sky()
     {
         layers_.albedo = cv::Scalar(205, 190, 178, 110);
-        fill(level(-40000, 40000, 100, 60000, 900), matte(0.5f, 0.58f, 0.68f, 0.3f, 0.3f));
+        fill(level(-40000, 40000, 100, 60000, 900), matte(0.52f, 0.6f, 0.7f, 0.3f, 0.16f));
         layers_.place = cv::Scalar(0, 40, 0, 0);
     }
 

@@ -124,10 +124,10 @@ cv::Rect drawWalker(Layers& layers, const Projection& projection, const Walker& 
 struct Tree
 {
     float x, y, height, crown;  // metres
+    int clusters;               // of leaves
 };
 
-constexpr Tree kTrees[] = {{5.4f, 52, 7.5f, 2.6f}, {5.5f, 38, 8.5f, 2.9f}, {5.3f, 25.5f, 7.2f, 2.2f}};
-constexpr int kClusters = 190;  // of leaves on a tree
+constexpr Tree kTrees[] = {{5.4f, 52, 7.5f, 2.6f, 90}, {5.5f, 38, 8.5f, 2.9f, 130}, {5.3f, 25.5f, 7.2f, 2.2f, 170}};
 
 // The crown's leaves in clusters, dark ones behind bright ones; the wind moves the upper ones more.
 cv::Rect drawTree(Layers& layers, const Projection& projection, const Tree& tree, double seconds)
@@ -145,7 +145,7 @@ cv::Rect drawTree(Layers& layers, const Projection& projection, const Tree& tree
                             {tree.x - 0.17f, tree.y, 0}},
                            bark);
     const float middle = tree.height - tree.crown * 1.15f;
-    for (int i = 0; i < kClusters; ++i)
+    for (int i = 0; i < tree.clusters; ++i)
     {
         const auto part = [i, &tree](std::uint32_t salt) {
             return fraction(static_cast<std::uint32_t>(i) * 17 + salt + static_cast<std::uint32_t>(tree.y * 100));
@@ -156,14 +156,14 @@ cv::Rect drawTree(Layers& layers, const Projection& projection, const Tree& tree
             wind * 0.1f * (1.2f + up) + 0.04f * static_cast<float>(std::sin(seconds * (2 + 2 * part(3)) + i));
         const Point at(tree.x + std::cos(turn) * outward * tree.crown + sway, tree.y - 0.01f * static_cast<float>(i),
                        middle + up * tree.crown + 0.3f * sway);
-        const float bright = 0.45f + 0.35f * static_cast<float>(i) / kClusters + 0.3f * up;
+        const float bright = 0.45f + 0.35f * static_cast<float>(i) / static_cast<float>(tree.clusters) + 0.3f * up;
         Paint leaves;
         leaves.colour = cv::Vec3f(0.03f, 0.115f + 0.04f * part(4), 0.055f + 0.05f * part(5)) * std::max(0.25f, bright);
         leaves.infrared = 0.55f * std::max(0.35f, bright);
         leaves.grain = 0.8f;
         leaves.sun = std::clamp(bright, 0.1f, 1.0f);
         Corners cluster;
-        const float radius = tree.crown * (0.09f + 0.09f * part(6));
+        const float radius = tree.crown * (1.25f + 1.25f * part(6)) / std::sqrt(static_cast<float>(tree.clusters));
         for (int corner = 0; corner < 14; ++corner)
         {
             const float angle = static_cast<float>(corner) * 0.4488f + part(7) * 6;

@@ -63,6 +63,20 @@ TEST(Scene, ShowsTheSameWhateverItShowedBefore)
     EXPECT_EQ(0, greatest(fresh(day(), {}, 11), scene.look(day(), {}, 11)));
 }
 
+TEST(Scene, IsDrawnCoarselyWhileTheLensZooms)
+{
+    View zooming = day();
+    zooming.lens.zoomMoving = true;
+    const Framing framing{2.5, {8, 4}};
+    const cv::Mat fine = fresh(day(), framing, 5), coarse = fresh(zooming, framing, 5);
+    ASSERT_EQ(fine.size(), coarse.size());
+    EXPECT_LT(cv::norm(fine, coarse, cv::NORM_L1), 0.25 * cv::norm(fine, cv::NORM_L1)) << "the same street";
+    cv::Mat fineEdges, coarseEdges;
+    cv::Laplacian(fine, fineEdges, CV_32F);
+    cv::Laplacian(coarse, coarseEdges, CV_32F);
+    EXPECT_LT(cv::norm(coarseEdges, cv::NORM_L1), 0.7 * cv::norm(fineEdges, cv::NORM_L1));
+}
+
 TEST(Scene, MovesWithTime)
 {
     const cv::Mat before = fresh(day(), {}, 20), after = fresh(day(), {}, 20.5);
