@@ -14,6 +14,10 @@
 // The image-adjust service of a camera that needs no hardware. README.md says what it models.
 namespace sim {
 
+namespace picture {
+struct View;
+}
+
 // Brightness of the infrared lamps in per cent; all 0 by day and when they are switched off.
 struct Infrared
 {
@@ -62,6 +66,13 @@ public:
     std::vector<ParameterState> parameters() const override;
     std::optional<ParameterState> parameter(ia_cmd_e cmd) const override;
 
+    // ---- the picture ----
+
+    // All that a picture sees of the camera now.
+    picture::View look() const;
+    // The service must outlive it.
+    std::unique_ptr<PictureSource> openPicture() override;
+
 private:
     int perform(ia_cmd_e cmd, int opt, void* data);
     int performRecord(const Parameter& parameter, int opt, void* data);
@@ -79,6 +90,7 @@ private:
     Infrared lampsNow() const;
     ParameterState stateOf(const Parameter& parameter) const;
     void catchUp() const;
+    double secondsOfDay() const;
 
     mutable std::mutex mutex_;
 

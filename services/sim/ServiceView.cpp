@@ -12,7 +12,7 @@ namespace {
 constexpr int kMediumLampZoom = 28672;
 constexpr int kFarLampZoom = 30400;
 
-double secondsOfDay(const host::Clock& clock)
+double timeOfDay(const host::Clock& clock)
 {
     const std::tm now = clock.localTime();
     return now.tm_hour * 3600.0 + now.tm_min * 60.0 + now.tm_sec;
@@ -42,7 +42,7 @@ void Service::powerOn()
 {
     clock_ = host::clock();
     now_ = clock_->monotonic();
-    wallAtZero_ = wallAtZero(now_, secondsOfDay(*clock_));
+    wallAtZero_ = wallAtZero(now_, secondsOfDay());
     values_.clear();
     for (const Parameter& parameter : sim::parameters())
     {
@@ -61,7 +61,7 @@ void Service::catchUp() const
 {
     std::shared_ptr<host::Clock> clock = host::clock();
     now_ = clock->monotonic();
-    const double second = secondsOfDay(*clock);
+    const double second = timeOfDay(*clock);
     const double atZero = wallAtZero(now_, second);
     if (clock != clock_)
     {
@@ -79,6 +79,12 @@ void Service::catchUp() const
     {
         lens_.dayNightChanged(*change);
     }
+}
+
+// Of the clock that catchUp found in force.
+double Service::secondsOfDay() const
+{
+    return timeOfDay(*clock_);
 }
 
 void Service::reset()
@@ -128,7 +134,7 @@ std::optional<double> Service::light() const
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     catchUp();
-    return light_.lux(secondsOfDay(*clock_));
+    return light_.lux(secondsOfDay());
 }
 
 void Service::setDistance(double metres)
@@ -188,7 +194,7 @@ Infrared Service::lampsNow() const
     }
     default:
     {
-        const double lux = light_.lux(secondsOfDay(*clock_));
+        const double lux = light_.lux(secondsOfDay());
         const double bright = dayNight_.dayAbove() == 0 ? 0 : std::min(1.0, lux / dayNight_.dayAbove());
         const auto fill = [bright](int limit) { return static_cast<int>(std::lround(limit * (1 - bright))); };
         return {fill(limits.near), fill(limits.medium), fill(limits.far)};

@@ -1,0 +1,104 @@
+#include "services/sim/picture/Processing.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include "services/sim/picture/NoiseReduction.h"
+#include "services/sim/picture/Planes.h"
+#include "services/sim/picture/Sharpening.h"
+#include "services/sim/picture/ToneMapping.h"
+#include "services/sim/picture/WhiteBalance.h"
+
+namespace sim::picture {
+namespace {
+
+constexpr double kPercent = 100;
+
+// Bits of IA_CMD_UI_MIRROR.
+constexpr int kLeftRight = 1;
+constexpr int kUpDown = 2;
+
+// The sensor reads its lines the other way round, then the picture is turned: so the mirror's directions are those of the
+// sensor also in corridor view.
+void orient(cv::Mat& plane, const View& view)
+{
+    const int mirror = view.values.get(IA_CMD_UI_MIRROR);
+    if (mirror != 0)
+    {
+        cv::flip(plane, plane, mirror == kLeftRight ? 1 : mirror == kUpDown ? 0 : -1);
+    }
+    if (view.values.get(IA_CMD_BEAWAY) != 0)
+    {
+        cv::Mat turned;
+        cv::rotate(plane, turned, cv::ROTATE_90_CLOCKWISE);
+        plane = turned;
+    }
+}
+
+// One below the other, as the colour conversion wants them.
+cv::Mat toBgr(const cv::Mat& y, const cv::Mat& cb, const cv::Mat& cr)
+{
+    cv::Mat stacked(y.rows * 3 / 2, y.cols, CV_8U);
+    uchar* const colour = stacked.ptr<uchar>(y.rows);
+    y.copyTo(stacked.rowRange(0, y.rows));
+    cb.copyTo(cv::Mat(cb.size(), CV_8U, colour));
+    cr.copyTo(cv::Mat(cr.size(), CV_8U, colour + cb.total()));
+    cv::Mat result;
+    cv::cvtColor(stacked, result, cv::COLOR_YUV2BGR_I420);
+    return result;
+}
+
+}  // namespace
+
+struct Processing::Stages
+{
+    WhiteBalance whiteBalance;
+    Developing developing;
+    TemporalNoiseReduction temporal;
+    ToneCurve toneCurve;
+    Planes planes;
+    cv::Mat last;  // what freeze shows
+};
+
+Processing::Processing() : stages_(std::make_unique<Stages>()) {}
+
+Processing::~Processing() = default;
+
+cv::Mat Processing::process(const Shot& shot, const View& view)
+{
+    Stages& s = *stages_;
+    if (view.values.get(IA_CMD_FREEZE) != 0 && !s.last.empty())
+    {
+        return s.last.clone();
+    }
+    const ColourGains gains = shot.night ? ColourGains{} : s.whiteBalance.update(shot.linear, shot.clip, view);
+    s.developing.develop(shot.linear, shot.clip, gains, s.planes);
+    if (view.values.get(IA_CMD_ANTI_SHAKE_SWITCH) != 0)
+    {
+        steady(s.planes, shot.shake, view.values.get(IA_CMD_ANTI_SHAKE_STRG) / kPercent);
+    }
+    s.temporal.reduce(s.planes, temporalStrength(view, shot.gain));
+    mapTones(s.planes, shot.clip, view);
+    cv::Mat y;
+    cv::Mat cb;
+    cv::Mat cr;
+    s.toneCurve.apply(s.planes, shot.night, view, y, cb, cr);
+    const double spatial = spatialStrength(view, shot.gain);
+    if (spatial > 0)
+    {
+        reduceInBrightness(y, spatial);
+        if (!shot.night)
+        {
+            reduceInColour(cb, spatial);
+            reduceInColour(cr, spatial);
+        }
+    }
+    sharpen(y, view.values.get(IA_CMD_SHARPNESS) / kPercent, shot.gain);
+    for (cv::Mat* plane : {&y, &cb, &cr})
+    {
+        orient(*plane, view);
+    }
+    s.last = toBgr(y, cb, cr);
+    return s.last.clone();
+}
+
+}  // namespace sim::picture

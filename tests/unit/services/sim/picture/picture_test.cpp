@@ -1,0 +1,114 @@
+#include "services/sim/picture/Picture.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "tests/unit/services/sim/SimCamera.h"
+
+namespace {
+
+using sim::picture::Picture;
+
+class PictureOfACamera : public SimCamera
+{
+protected:
+    static std::string beginning(const services::Frame& frame) { return frame.jpeg.substr(0, 3); }
+
+    Picture small_{[this] { return service_->look(); }, {160, 90}};
+};
+
+TEST_F(PictureOfACamera, ComesFromTheModuleThatTheServiceLoads)
+{
+    const auto source = service_->openPicture();
+    const auto frame = source->next();
+    ASSERT_TRUE(frame);
+    EXPECT_EQ("\xFF\xD8\xFF", beginning(*frame));
+    EXPECT_EQ(1280, frame->width);
+    EXPECT_EQ(720, frame->height);
+}
+
+TEST_F(PictureOfACamera, HasAReaderOfItsOwnEachTime)
+{
+    const auto one = service_->openPicture();
+    const auto other = service_->openPicture();
+    one->stop();
+    EXPECT_FALSE(one->next());
+    EXPECT_TRUE(other->next());
+}
+
+TEST_F(PictureOfACamera, TellsWhatItWasTakenWith)
+{
+    service_->setLight(4000);
+    set(IA_CMD_EXPOSE_MODE, sim::kManualExposure);
+    set(IA_CMD_FIX_SHUTTER, 18);
+    set(IA_CMD_FIX_GAIN, 3);
+    const auto frame = small_.next();
+    ASSERT_TRUE(frame);
+    EXPECT_DOUBLE_EQ(0.001, frame->exposure);
+    EXPECT_DOUBLE_EQ(9, frame->gain);
+    EXPECT_DOUBLE_EQ(25, frame->rate);
+    EXPECT_DOUBLE_EQ(4000, frame->light);
+    EXPECT_DOUBLE_EQ(12 * 3600, frame->time);
+    EXPECT_FALSE(frame->night);
+    EXPECT_FALSE(frame->frozen);
+}
+
+TEST_F(PictureOfACamera, SaysWhenItIsNightOrFrozen)
+{
+    set(IA_CMD_DN_MODE, sim::kAlwaysNight);
+    set(IA_CMD_FREEZE, 1);
+    const auto frame = small_.next();
+    ASSERT_TRUE(frame);
+    EXPECT_TRUE(frame->night);
+    EXPECT_TRUE(frame->frozen);
+}
+
+TEST_F(PictureOfACamera, NumbersItsFramesUpwards)
+{
+    const auto first = small_.next();
+    const auto second = small_.next();
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ(1u, first->number);
+    EXPECT_LT(first->number, second->number);
+}
+
+// Of sixty frames a second every second one is drawn at most.
+TEST_F(PictureOfACamera, SkipsTheNumbersOfFramesThatItDoesNotDraw)
+{
+    service_->setModule(2);
+    set(IA_CMD_SENSOR_FPS, 60);
+    const auto first = small_.next();
+    const auto second = small_.next();
+    ASSERT_TRUE(first && second);
+    EXPECT_DOUBLE_EQ(60, second->rate);
+    EXPECT_LE(first->number + 2, second->number);
+}
+
+TEST_F(PictureOfACamera, FollowsTheFrameRateOfTheSensor)
+{
+    EXPECT_DOUBLE_EQ(25, small_.next()->rate);
+    set(IA_CMD_SENSOR_FPS, 50);
+    EXPECT_DOUBLE_EQ(50, small_.next()->rate);
+}
+
+TEST_F(PictureOfACamera, StandsUprightInCorridorView)
+{
+    set(IA_CMD_BEAWAY, 1);
+    const auto frame = small_.next();
+    ASSERT_TRUE(frame);
+    EXPECT_EQ(90, frame->width);
+    EXPECT_EQ(160, frame->height);
+}
+
+TEST_F(PictureOfACamera, GivesNothingMoreOnceStopped)
+{
+    std::thread stopper([this] { small_.stop(); });
+    while (small_.next())
+    {
+    }
+    stopper.join();
+    EXPECT_FALSE(small_.next());
+}
+
+}  // namespace
