@@ -18,15 +18,16 @@ constexpr double kMostKept = 0.93;  // of the frame before, where nothing moves
 
 // Motion is looked for in a picture that is smaller by this: its noise is as much smaller.
 constexpr int kSmall = 4;
-constexpr int kShades = 8;            // kinds of brightness whose noise is told apart
-constexpr int kLeastOfShade = 64;     // pixels, to tell the noise by
-constexpr double kQuartile = 0.3186;  // of the standard deviation: a quarter of all noise is below it
-constexpr double kLeastNoise = 3;     // of kWhite: what the curves' rounding makes
-constexpr double kClipped = 0.97;     // of kWhite, from where on there is no noise
-constexpr double kNoisy = 40;         // of kWhite: a night's noise
-constexpr double kRise = 0.05;        // of the way a frame: motion everywhere must not pass for noise
-constexpr double kStill = 2.5;        // of the noise: below it nothing moves
-constexpr double kMoves = 5;          // and from here on it does
+constexpr int kShades = 8;               // kinds of brightness whose noise is told apart
+constexpr int kLeastOfShade = 64;        // pixels, to tell the noise by
+constexpr double kQuartile = 0.3186;     // of the standard deviation: a quarter of all noise is below it
+constexpr double kLeastNoise = 3;        // of kWhite: what the curves' rounding makes
+constexpr double kClipped = 0.97;        // of kWhite, from where on there is no noise
+constexpr double kNoisy = 40;            // of kWhite: a night's noise
+constexpr double kLeastSoftness = 0.02;  // that is worth the time
+constexpr double kRise = 0.05;           // of the way a frame: motion everywhere must not pass for noise
+constexpr double kStill = 2.5;           // of the noise: below it nothing moves
+constexpr double kMoves = 5;             // and from here on it does
 
 double strengthOf(const View& view, u32 manual, u32 automaticLevel, u32 manualLevel, double gain)
 {
@@ -175,7 +176,14 @@ void TemporalNoiseReduction::reduce(Planes& planes, double strength)
             cv::resize(step, steps, plane.size(), 0, 0, cv::INTER_LINEAR);
             cv::resize(motion * softness, moving, plane.size(), 0, 0, cv::INTER_LINEAR);
         }
-        cv::medianBlur(plane, soft, 3);
+        if (softness > kLeastSoftness)
+        {
+            cv::medianBlur(plane, soft, 3);
+        }
+        else
+        {
+            soft = plane;
+        }
         blend(plane, soft, moving, steps, kept_.begin()[i]);
         kept_.begin()[i].copyTo(planes.begin()[i]);
     }

@@ -19,7 +19,8 @@ constexpr double kNear = 0.06;  // of the width: what is a place
 constexpr double kEdge = 0.07;  // of white, as a deviation: an edge between two places, not a texture
 constexpr double kFine = 0.02;  // the same, where the gains of places become those of pixels
 
-constexpr double kMostLift = 0.8;  // as a power
+constexpr float kColourFollows = 0.75f;  // the brightness: all the way, and what was dark would be gaudy
+constexpr double kMostLift = 0.8;        // as a power
 
 enum WideDynamics : int
 {
@@ -126,7 +127,7 @@ Haze hazeOf(const Planes& planes, const cv::Mat& small, const View& view)
     return {kMostVeil * (1 - std::pow(1 - strength, 1.5)) * haze, std::clamp(mean[0] + deviation[0] + 0.1, 0.6, 1.0)};
 }
 
-// Multiplies all planes by slope x brightness + offset, after the haze is taken from the brightness.
+// Multiplies the planes by slope x brightness + offset, after the haze is taken from the brightness.
 void multiply(Planes& planes, const Fit& gain, const cv::Mat& haze)
 {
     cv::Mat slope;
@@ -166,8 +167,9 @@ void multiply(Planes& planes, const Fit& gain, const cv::Mat& haze)
             short* const cr = planes.cr.ptr<short>(row / 2);
             for (int column = 0; column < planes.cb.cols; column++)
             {
-                cb[column] = cv::saturate_cast<short>(cb[column] * gains[2 * column]);
-                cr[column] = cv::saturate_cast<short>(cr[column] * gains[2 * column]);
+                const float factor = 1 + kColourFollows * (gains[2 * column] - 1);
+                cb[column] = cv::saturate_cast<short>(cb[column] * factor);
+                cr[column] = cv::saturate_cast<short>(cr[column] * factor);
             }
         }
     }

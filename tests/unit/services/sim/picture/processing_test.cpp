@@ -114,9 +114,9 @@ TEST_F(Processing, AntiShakeUndoesMoreOfTheShakeTheStrongerItIs)
         cv::warpAffine(quarters(), result, moved, kSize, cv::INTER_LINEAR, cv::BORDER_REPLICATE);
         return linear(result);
     };
-    const cv::Point2d shake(6, -4);
+    const cv::Point2d shake(8, -4);
     std::vector<double> left;
-    for (int strength = 0; strength <= 100; strength += 10)
+    for (int strength = 0; strength <= 100; strength += 25)
     {
         set(IA_CMD_ANTI_SHAKE_STRG, strength);
         shake_ = {};
