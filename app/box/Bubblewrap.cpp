@@ -23,7 +23,7 @@ constexpr const char* kSystemFolders[] = {
 const char* const kPrivateFolders[] = {"/mnt", "/hd1", "/tmp"};
 
 // Of the machine's settings what a program needs to run and to write to a terminal.
-const char* const kSettings[] = {"/etc/ld.so.cache", "/etc/localtime", "/etc/terminfo"};
+const char* const kSettings[] = {"/etc/ld.so.cache", "/etc/alternatives", "/etc/localtime", "/etc/terminfo"};
 
 // A /proc shows the processes of the tree alone. Where a container does not let one be mounted, there is an empty one.
 // That is enough for the camera, if the loader is told where the library lies, but not for a sanitizer.

@@ -20,7 +20,8 @@ constexpr double kShakeMost = 9;        // however long the lens
 constexpr double kBlurPerStep = 0.012;  // pixels for each motor step out of focus, at 1x and F1.6
 constexpr double kBlurMost = 26;
 constexpr double kWidestStop = 1.6;
-constexpr double kSharp = 0.35;  // pixels; less is not seen
+constexpr double kBellMost = 2.5;  // pixels
+constexpr double kSharp = 0.15;    // pixels; less is not seen
 
 }  // namespace
 
@@ -73,6 +74,21 @@ double Optics::blur(const View& view, double stop, cv::Size frame)
     return std::min(kBlurMost, off * kWidestStop / stop) * frame.width / kFrameWidth;
 }
 
+// A bell for little; else two boxes one after the other, which take as long however wide they are.
+void Optics::soften(const cv::Mat& picture, double spread)
+{
+    if (spread < kBellMost)
+    {
+        const int side = 2 * static_cast<int>(std::ceil(1.5 * spread)) + 1;
+        cv::GaussianBlur(picture, blurred_, {side, side}, 0.6 * spread);
+        return;
+    }
+    const int both = static_cast<int>(std::lround(1.4 * spread));
+    const int first = 2 * (both / 2) + 1, second = 2 * (both - both / 2) + 1;
+    cv::blur(picture, blurred_, {first, first}, {-1, -1}, cv::BORDER_REFLECT_101);
+    cv::blur(blurred_, blurred_, {second, second}, {-1, -1}, cv::BORDER_REFLECT_101);
+}
+
 cv::Mat Optics::draw(const cv::Mat& street, const View& view, double stop, cv::Point2d shake)
 {
     const int aside = margin(frame_);
@@ -83,17 +99,7 @@ cv::Mat Optics::draw(const cv::Mat& street, const View& view, double stop, cv::P
     cv::Mat picture = street(window);
     if (spread > kSharp)
     {
-        // Two passes of a box are round enough.
-        const int side = 2 * static_cast<int>(std::lround(spread * 0.7)) + 1;
-        if (side < 3)
-        {
-            cv::GaussianBlur(picture, blurred_, {3, 3}, spread * 0.6);
-        }
-        else
-        {
-            cv::blur(picture, blurred_, {side, side}, {-1, -1}, cv::BORDER_REFLECT_101);
-            cv::blur(blurred_, blurred_, {side, side}, {-1, -1}, cv::BORDER_REFLECT_101);
-        }
+        soften(picture, spread);
         picture = blurred_;
     }
     if (digital > 1)

@@ -29,6 +29,8 @@ public:
     cv::Mat draw(const cv::Mat& street, const View& view, double stop, cv::Point2d shake);
 
 private:
+    void soften(const cv::Mat& picture, double spread);
+
     const cv::Size frame_;
     cv::Mat blurred_;
 };
