@@ -289,10 +289,10 @@ void ToneCurve::prepare(const Setting& setting)
     }
 }
 
-void ToneCurve::apply(const Planes& planes, bool night, const View& view, cv::Mat& y, cv::Mat& cb, cv::Mat& cr)
+void ToneCurve::apply(const Planes& planes, double colour, const View& view, cv::Mat& y, cv::Mat& cb, cv::Mat& cr)
 {
     prepare({view.values.get(IA_CMD_GAMMA), view.values.get(IA_CMD_BRIGHTNESS), view.values.get(IA_CMD_CONTRAST)});
-    const float saturation = night ? 0 : view.values.get(IA_CMD_SATURATION) / float(kMiddle);
+    const auto saturation = static_cast<float>(colour * view.values.get(IA_CMD_SATURATION) / kMiddle);
     y.create(planes.y.size(), CV_8U);
     cb.create(planes.cb.size(), CV_8U);
     cr.create(planes.cr.size(), CV_8U);

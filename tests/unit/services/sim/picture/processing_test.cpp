@@ -136,6 +136,18 @@ TEST_F(Processing, WithoutAntiShakeThePictureIsNotCut)
     EXPECT_EQ(0, difference(resting, processed(linear(chart()))));
 }
 
+TEST_F(Processing, TellsOfEachStageOnce)
+{
+    sim::picture::Processing camera;
+    std::vector<std::string> stages;
+    camera.setWatch([&stages](const char* stage) { stages.emplace_back(stage); });
+    processed(camera, linear(chart()));
+    EXPECT_EQ(
+        (std::vector<std::string>{"white balance", "developing", "anti-shake", "3D noise reduction", "tone mapping",
+                                  "tone curve", "2D noise reduction", "sharpness", "mirror and colours"}),
+        stages);
+}
+
 TEST_F(Processing, EverythingAtOnceStillShowsThePicture)
 {
     for (const sim::Parameter& parameter : sim::parameters())
