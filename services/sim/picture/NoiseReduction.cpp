@@ -148,20 +148,7 @@ void TemporalNoiseReduction::reduce(Planes& planes, double strength)
     }
     const cv::Mat motion = motionIn(planes);
 
-    // Where nothing moves all frames count alike, until there are as many as the strength allows.
-    const double least = 1 - kMostKept * std::sqrt(strength);
-    cv::Mat step(motion.size(), CV_8U);
-    for (int row = 0; row < step.rows; row++)
-    {
-        for (int column = 0; column < step.cols; column++)
-        {
-            const float moves = motion.at<uchar>(row, column) / 255.0f;
-            float& age = age_.at<float>(row, column);
-            age = std::min((1 - moves) * age + 1, 255.0f);
-            const double still = std::max(least, 1.0 / age);
-            step.at<uchar>(row, column) = cv::saturate_cast<uchar>(255 * (still + moves * (1 - still)));
-        }
-    }
+    const cv::Mat step = stepsFor(motion, strength);
     // What moves cannot be averaged over time. The more noise there is, the more it is over its neighbours.
     const double mean = std::accumulate(noise_[0].begin(), noise_[0].end(), 0.0) / kShades;
     const double softness = strength * std::clamp(mean / kNoisy, 0.0, 1.0);
@@ -216,6 +203,26 @@ cv::Mat TemporalNoiseReduction::motionIn(const Planes& planes)
     }
     cv::dilate(found, found, cv::Mat());
     return found;
+}
+
+// CV_8U, small: how far of 255 to go towards the new picture. Where nothing moves all frames count alike, until there are
+// as many as the strength allows.
+cv::Mat TemporalNoiseReduction::stepsFor(const cv::Mat& motion, double strength)
+{
+    const double least = 1 - kMostKept * std::sqrt(strength);
+    cv::Mat steps(motion.size(), CV_8U);
+    for (int row = 0; row < steps.rows; row++)
+    {
+        for (int column = 0; column < steps.cols; column++)
+        {
+            const float moves = motion.at<uchar>(row, column) / 255.0f;
+            float& age = age_.at<float>(row, column);
+            age = std::min((1 - moves) * age + 1, 255.0f);
+            const double still = std::max(least, 1.0 / age);
+            steps.at<uchar>(row, column) = cv::saturate_cast<uchar>(255 * (still + moves * (1 - still)));
+        }
+    }
+    return steps;
 }
 
 void reduceInBrightness(cv::Mat& plane, double strength)
