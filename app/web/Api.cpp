@@ -157,7 +157,11 @@ bool has(const Response& response, const char* header)
 
 }  // namespace
 
-Api::Api(camera::Camera& camera, Settings settings) : camera_(camera), settings_(std::move(settings)), events_(camera)
+Api::Api(camera::Camera& camera, Settings settings)
+    : camera_(camera),
+      settings_(std::move(settings)),
+      page_(camera.setup().share),
+      events_(camera)
 {
 }
 
@@ -274,6 +278,10 @@ Response Api::routed(const Request& request, const Visitor& visitor)
     const Found found = find(request);
     if (found.methods.empty())
     {
+        if (std::optional<Response> file = page_.answer(request))
+        {
+            return std::move(*file);
+        }
         return problem(404, "no-such-path",
                        "there is nothing at " + request.path + "; /api/openapi.json lists all paths");
     }
