@@ -40,11 +40,11 @@ import * as texts from './texts.js';
  * @typedef {'connecting' | 'open' | 'lost' | 'login'} Connection
  */
 
-const kBetweenChanges = 100;  // milliseconds: at most ten changes a second
+const kBetweenChanges = 100; // milliseconds: at most ten changes a second
 const kRetry = 1000;
-const kLook = 1000;  // time and light are no events
-const kHold = 5000;  // a trial lasts 15 seconds without a sign
-const kOneGesture = 1200;  // changes of a control so close together are undone together
+const kLook = 1000; // time and light are no events
+const kHold = 5000; // a trial lasts 15 seconds without a sign
+const kOneGesture = 1200; // changes of a control so close together are undone together
 
 /** The number of the last event in a revision or in an event's id. @param {string} text */
 function eventNumber(text) {
@@ -110,7 +110,7 @@ class Camera extends EventTarget {
         setInterval(() => void this.#hold(), kHold);
         document.addEventListener('visibilitychange', () => {
             if (document.hidden) {
-                this.#disconnect();  // a browser has few connections for one camera
+                this.#disconnect(); // a browser has few connections for one camera
                 this.connection = 'connecting';
             } else if (this.connection !== 'login') {
                 void this.connect();
@@ -198,7 +198,8 @@ class Camera extends EventTarget {
         events.onopen = () => void this.#loadAll(events);
         for (const name of ['values', 'scheme', 'mode', 'night', 'saved', 'reset', 'trial', 'lens', 'log', 'state']) {
             events.addEventListener(name, (event) =>
-                this.#happened(name, JSON.parse(event.data), eventNumber(event.lastEventId)));
+                this.#happened(name, JSON.parse(event.data), eventNumber(event.lastEventId)),
+            );
         }
     }
 
@@ -209,7 +210,12 @@ class Camera extends EventTarget {
             this.#answered.clear();
             this.trial = null;
             this.#undo = [];
-            const [status] = await Promise.all([get('/api/status'), texts.load(), this.#loadLimits(), this.loadUnsaved()]);
+            const [status] = await Promise.all([
+                get('/api/status'),
+                texts.load(),
+                this.#loadLimits(),
+                this.loadUnsaved(),
+            ]);
             if (events === this.#events) {
                 this.status = status;
                 this.#setConnection('open');
@@ -240,8 +246,11 @@ class Camera extends EventTarget {
     }
 
     async #loadLimits() {
-        const [parameters, style, trials] =
-            await Promise.all([get('/api/parameters'), get('/api/style'), get('/api/trials')]);
+        const [parameters, style, trials] = await Promise.all([
+            get('/api/parameters'),
+            get('/api/style'),
+            get('/api/trials'),
+        ]);
         const tabs = tabsIn(style);
         const shape = (/** @type {any} */ value) => JSON.stringify(value);
         const isOther = shape(tabs) !== shape(this.tabs);
@@ -291,25 +300,25 @@ class Camera extends EventTarget {
     #happened(name, data, number) {
         this.history = [{ time: new Date(), text: name, data }, ...this.history].slice(0, 200);
         switch (name) {
-        case 'values':
-            this.#takeValues(data.values, number);
-            break;
-        case 'trial':
-            this.#trialHappened(data);
-            break;
-        case 'log':
-            this.#tell('log', data.line);
-            break;
-        case 'lens':
-            this.#takeValues(data.values, number);
-            this.#tell('lens', data);
-            break;
-        case 'saved':
-            break;
-        default:  // other values are in force
-            this.#undo = [];
-            this.#reloadLimits();
-            void this.#look();
+            case 'values':
+                this.#takeValues(data.values, number);
+                break;
+            case 'trial':
+                this.#trialHappened(data);
+                break;
+            case 'log':
+                this.#tell('log', data.line);
+                break;
+            case 'lens':
+                this.#takeValues(data.values, number);
+                this.#tell('lens', data);
+                break;
+            case 'saved':
+                break;
+            default: // other values are in force
+                this.#undo = [];
+                this.#reloadLimits();
+                void this.#look();
         }
         if (name !== 'lens' && name !== 'log') {
             this.#reloadUnsaved();
@@ -419,8 +428,11 @@ class Camera extends EventTarget {
         this.#lastSent = performance.now();
         const trial = this.trial ? `&trial=${this.trial.id}` : '';
         try {
-            const { body, revision } = await ask('PATCH', '/api/parameters' + (this.trying ? `?keep=false${trial}` : ''),
-                Object.fromEntries(this.#sent));
+            const { body, revision } = await ask(
+                'PATCH',
+                '/api/parameters' + (this.trying ? `?keep=false${trial}` : ''),
+                Object.fromEntries(this.#sent),
+            );
             this.#settle(body.values, revision);
             if (this.trying && body.trial) {
                 this.#tookOnTrial(body);

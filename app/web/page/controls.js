@@ -55,6 +55,7 @@ class ControlElement extends Page {
     #label = newId();
     #mark = h('span', { class: 'mark', hidden: true });
     #note = h('p', { class: 'note', id: newId(), hidden: true });
+    #factory = h('p', { class: 'quiet', hidden: true });
     /** Shows what is in force. */
     #update = () => {};
     #limits = '';
@@ -70,8 +71,11 @@ class ControlElement extends Page {
     /** Keys that decide what it shows. */
     get #keys() {
         const own = [this.control, ...this.control.parts, ...this.control.parts.flatMap((part) => part.parts)];
-        return [...own.map((control) => control.key), ...this.control.when.map((condition) => condition.key),
-            this.control.excludes];
+        return [
+            ...own.map((control) => control.key),
+            ...this.control.when.map((condition) => condition.key),
+            this.control.excludes,
+        ];
     }
 
     #build() {
@@ -89,7 +93,7 @@ class ControlElement extends Page {
             window: () => [this.#window()],
             notice: () => [h('p', { class: 'note standing' }, icon('info'), nameOf(this.control))],
         });
-        refill(this, kinds[this.control.kind]?.() ?? [], this.#note);
+        refill(this, kinds[this.control.kind]?.() ?? [], this.#factory, this.#note);
         this.#refresh(null);
     }
 
@@ -109,6 +113,16 @@ class ControlElement extends Page {
         this.hidden = !camera.isShown(this.control);
         this.#update();
         this.#refreshMark();
+        this.#refreshFactory();
+    }
+
+    /** A slider shows it always. */
+    #refreshFactory() {
+        const { control } = this;
+        const isOther = (camera.values.get(control.key) ?? control.factory) !== control.factory;
+        this.#factory.hidden =
+            !isOther || !['switch', 'combo', 'radio', 'number'].includes(control.kind) || this.#isOfWindow;
+        this.#factory.textContent = `${t('factory_value')}: ${valueText(control, control.factory)}`;
     }
 
     #refreshMark() {
@@ -154,15 +168,20 @@ class ControlElement extends Page {
             const saved = camera.unsaved.find((row) => row.key === control.key && row.scheme === camera.status?.scheme);
             return [
                 {
-                    text: t('set_factory'), note: valueText(control, control.factory), disabled: this.#isLocked,
+                    text: t('set_factory'),
+                    note: valueText(control, control.factory),
+                    disabled: this.#isLocked,
                     run: () => this.#set(control.factory),
                 },
                 {
-                    text: t('set_saved'), note: saved ? valueText(control, saved.saved) : undefined,
-                    disabled: !saved || this.#isLocked, run: () => saved && this.#set(saved.saved),
+                    text: t('set_saved'),
+                    note: saved ? valueText(control, saved.saved) : undefined,
+                    disabled: !saved || this.#isLocked,
+                    run: () => saved && this.#set(saved.saved),
                 },
                 {
-                    text: t('send_again'), disabled: this.#isLocked,
+                    text: t('send_again'),
+                    disabled: this.#isLocked,
                     run: () => ask('POST', `/api/parameters/${control.key}/restore`),
                 },
                 { text: t('explain'), run: () => explainKey(control) },
@@ -174,7 +193,11 @@ class ControlElement extends Page {
     #numberField(control, label, set) {
         const range = rangeOf(control);
         const input = h('input', {
-            type: 'number', inputmode: 'numeric', ...range, 'aria-label': label, disabled: this.#isLocked,
+            type: 'number',
+            inputmode: 'numeric',
+            ...range,
+            'aria-label': label,
+            disabled: this.#isLocked,
             onchange: () => {
                 const wanted = Math.min(range.max, Math.max(range.min, Math.round(Number(input.value))));
                 if (Number.isFinite(wanted) && input.value !== '') {
@@ -208,7 +231,10 @@ class ControlElement extends Page {
         const { control } = this;
         const range = rangeOf(control);
         const slider = h('input', {
-            type: 'range', ...range, 'aria-labelledby': this.#label, disabled: this.#isLocked,
+            type: 'range',
+            ...range,
+            'aria-labelledby': this.#label,
+            disabled: this.#isLocked,
             oninput: () => this.#set(Number(slider.value)),
         });
         const share = (/** @type {number} */ value) => (value - range.min) / Math.max(1, range.max - range.min);
@@ -218,20 +244,31 @@ class ControlElement extends Page {
             slider.style.setProperty('--share', String(share(value)));
             slider.setAttribute('aria-valuetext', valueText(control, value));
         });
-        const tick = h('span', { class: 'tick', title: `${t('factory_value')}: ${valueText(control, control.factory)}` });
+        const tick = h('span', {
+            class: 'tick',
+            title: `${t('factory_value')}: ${valueText(control, control.factory)}`,
+        });
         tick.style.setProperty('--share', String(Math.min(1, Math.max(0, share(control.factory)))));
         return [
             this.#row(this.#numberField(control, nameOf(control)), this.#unit()),
             h('div', { class: 'slider' }, slider, tick),
-            h('div', { class: 'ends', 'aria-hidden': 'true' }, h('span', {}, String(range.min)),
-                h('span', {}, `${t('factory_value')} ${control.factory}`), h('span', {}, String(range.max))),
+            h(
+                'div',
+                { class: 'ends', 'aria-hidden': 'true' },
+                h('span', {}, String(range.min)),
+                h('span', {}, `${t('factory_value')} ${control.factory}`),
+                h('span', {}, String(range.max)),
+            ),
         ];
     }
 
     #switch() {
         const { control } = this;
         const input = h('input', {
-            type: 'checkbox', role: 'switch', 'aria-labelledby': this.#label, 'aria-describedby': this.#note.id,
+            type: 'checkbox',
+            role: 'switch',
+            'aria-labelledby': this.#label,
+            'aria-describedby': this.#note.id,
             onchange: () => {
                 if (this.#isOfWindow) {
                     void this.#setWindow({ enabled: input.checked });
@@ -243,8 +280,8 @@ class ControlElement extends Page {
         this.#also(() => {
             const other = camera.excludedBy(control);
             input.checked = (camera.values.get(control.key) ?? 0) !== 0;
-            input.disabled = this.#isLocked || (other !== null && !input.checked) ||
-                (this.#isOfWindow && this.#hasNoWindow);
+            input.disabled =
+                this.#isLocked || (other !== null && !input.checked) || (this.#isOfWindow && this.#hasNoWindow);
             this.#note.hidden = other === null || input.checked;
             this.#note.textContent = other ? t('message_exclusive', nameOf(control), nameOf(other)) : '';
         });
@@ -253,11 +290,15 @@ class ControlElement extends Page {
 
     #combo() {
         const { control } = this;
-        const select = h('select', {
-            'aria-labelledby': this.#label, disabled: this.#isLocked,
-            onchange: () => this.#set(Number(select.value)),
-        }, choicesOf(control).map((choice) => h('option', { value: String(choice.value) },
-            nameOf(choice) + (choice.value === control.factory ? ' ·' : ''))));
+        const select = h(
+            'select',
+            {
+                'aria-labelledby': this.#label,
+                disabled: this.#isLocked,
+                onchange: () => this.#set(Number(select.value)),
+            },
+            choicesOf(control).map((choice) => h('option', { value: String(choice.value) }, nameOf(choice))),
+        );
         this.#also(() => {
             select.value = String(camera.values.get(control.key) ?? '');
         });
@@ -267,11 +308,24 @@ class ControlElement extends Page {
     #radio() {
         const { control } = this;
         const name = newId();
-        const group = h('div', { class: 'segments', role: 'radiogroup', 'aria-labelledby': this.#label },
-            choicesOf(control).map((choice) => h('label', {}, h('input', {
-                type: 'radio', name, value: String(choice.value), disabled: this.#isLocked,
-                onchange: () => this.#set(choice.value),
-            }), h('span', {}, nameOf(choice)))));
+        const group = h(
+            'div',
+            { class: 'segments', role: 'radiogroup', 'aria-labelledby': this.#label },
+            choicesOf(control).map((choice) =>
+                h(
+                    'label',
+                    {},
+                    h('input', {
+                        type: 'radio',
+                        name,
+                        value: String(choice.value),
+                        disabled: this.#isLocked,
+                        onchange: () => this.#set(choice.value),
+                    }),
+                    h('span', {}, nameOf(choice)),
+                ),
+            ),
+        );
         this.#also(() => {
             for (const input of group.querySelectorAll('input')) {
                 input.checked = Number(input.value) === camera.values.get(control.key);
@@ -287,25 +341,44 @@ class ControlElement extends Page {
         const directions = choicesOf(control).filter((choice) => choice.value !== control.factory);
         return [
             h('div', { class: 'control-row' }, this.#head()),
-            h('div', { class: 'pad', role: 'group', 'aria-labelledby': this.#label }, directions.map((choice, i) =>
-                iconButton(icons[i] ?? 'plus', nameOf(choice), action(() => camera.press(control.key, choice.value)),
-                    { disabled: this.#isLocked, 'data-at': icons[i] }))),
+            h(
+                'div',
+                { class: 'pad', role: 'group', 'aria-labelledby': this.#label },
+                directions.map((choice, i) =>
+                    iconButton(
+                        icons[i] ?? 'plus',
+                        nameOf(choice),
+                        action(() => camera.press(control.key, choice.value)),
+                        { disabled: this.#isLocked, 'data-at': icons[i] },
+                    ),
+                ),
+            ),
         ];
     }
 
     #button() {
         const { control } = this;
-        return h('button', {
-            type: 'button', disabled: this.#isLocked,
-            onclick: action(() => camera.press(control.key, control.press)),
-        }, nameOf(control));
+        return h(
+            'button',
+            {
+                type: 'button',
+                disabled: this.#isLocked,
+                onclick: action(() => camera.press(control.key, control.press)),
+            },
+            nameOf(control),
+        );
     }
 
     /** @param {Control} time @param {string} [title] */
     #time(time, title = nameOf(time)) {
         const isWindow = this.#isOfWindow;
-        const fields = time.parts.map((part) => this.#numberField(part, `${title}: ${partName(part)}`,
-            isWindow ? (value) => void this.#setWindow({ [part.key]: value }) : undefined));
+        const fields = time.parts.map((part) =>
+            this.#numberField(
+                part,
+                `${title}: ${partName(part)}`,
+                isWindow ? (value) => void this.#setWindow({ [part.key]: value }) : undefined,
+            ),
+        );
         fields.forEach((field) => {
             field.disabled ||= isWindow && this.#hasNoWindow;
         });
@@ -313,9 +386,19 @@ class ControlElement extends Page {
     }
 
     #window() {
-        return h('div', { class: 'control-window' }, this.#head(), this.control.parts.map((time) =>
-            h('label', { class: 'window-end' }, h('span', {}, nameOf(time)),
-                this.#time(time, `${nameOf(this.control)}, ${nameOf(time)}`))));
+        return h(
+            'div',
+            { class: 'control-window' },
+            this.#head(),
+            this.control.parts.map((time) =>
+                h(
+                    'label',
+                    { class: 'window-end' },
+                    h('span', {}, nameOf(time)),
+                    this.#time(time, `${nameOf(this.control)}, ${nameOf(time)}`),
+                ),
+            ),
+        );
     }
 
     // ---- the daily window, which goes to the scheme's file as a whole ------------------------------------------------
@@ -372,7 +455,7 @@ class GroupElement extends Page {
         this.setAttribute('aria-labelledby', id);
         refill(this, h('h2', { id }, styleText(this.group.text)));
         /** @type {HTMLElement | null} */
-        let buttons = null;  // push buttons side by side
+        let buttons = null; // push buttons side by side
         for (const control of this.group.controls) {
             if (control.kind !== 'button') {
                 buttons = null;
@@ -406,17 +489,51 @@ export function groupElement(group) {
 async function explainKey(control) {
     const known = await get(`/api/parameters/${control.key}`);
     /** @type {[string, number | undefined][]} */
-    const rows = [['value_now', known.value], ['value_saved', known.saved], ['factory_value', known.factory],
-        ['value_on_sensor', known.onSensor]];
+    const rows = [
+        ['value_now', known.value],
+        ['value_saved', known.saved],
+        ['factory_value', known.factory],
+        ['value_on_sensor', known.onSensor],
+    ];
     await askInDialog({
         title: nameOf(control),
         content: [
             h('p', { class: 'quiet' }, `${known.name} · ${known.key}`),
-            h('table', {}, h('tbody', {}, rows.filter(([, value]) => value !== undefined).map(([text, value]) =>
-                h('tr', {}, h('th', { scope: 'row' }, t(text)), h('td', {}, valueText(control, Number(value))))))),
+            h(
+                'table',
+                {},
+                h(
+                    'tbody',
+                    {},
+                    rows
+                        .filter(([, value]) => value !== undefined)
+                        .map(([text, value]) =>
+                            h(
+                                'tr',
+                                {},
+                                h('th', { scope: 'row' }, t(text)),
+                                h('td', {}, valueText(control, Number(value))),
+                            ),
+                        ),
+                ),
+            ),
             h('h3', {}, t('in_schemes')),
-            h('table', {}, h('tbody', {}, known.inSchemes.map((/** @type {any} */ row) =>
-                h('tr', {}, h('th', { scope: 'row' }, schemeName(row.scheme)), h('td', {}, valueText(control, row.value)))))),
+            h(
+                'table',
+                {},
+                h(
+                    'tbody',
+                    {},
+                    known.inSchemes.map((/** @type {any} */ row) =>
+                        h(
+                            'tr',
+                            {},
+                            h('th', { scope: 'row' }, schemeName(row.scheme)),
+                            h('td', {}, valueText(control, row.value)),
+                        ),
+                    ),
+                ),
+            ),
         ],
         answers: [{ text: t('button_close'), value: '' }],
     });
@@ -424,6 +541,9 @@ async function explainKey(control) {
 
 /** @param {number | undefined} scheme */
 export function schemeName(scheme) {
-    return scheme === undefined ? t('scheme_none')
-        : scheme === camera.status?.defaultScheme ? t('scheme_default') : t('scheme_number', scheme);
+    return scheme === undefined
+        ? t('scheme_none')
+        : scheme === camera.status?.defaultScheme
+          ? t('scheme_default')
+          : t('scheme_number', scheme);
 }

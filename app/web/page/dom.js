@@ -33,7 +33,7 @@ export function h(tag, attributes = {}, ...children) {
     dress(element, others);
     fill(element, ...children);
     if (value !== undefined) {
-        dress(element, { value });  // a list has its value only once its choices are there
+        dress(element, { value }); // a list has its value only once its choices are there
     }
     return element;
 }
@@ -105,7 +105,8 @@ const kIcons = {
     download: 'M12 4v11M7 11l5 5 5-5M5 20h14',
     upload: 'M12 16V5M7 9l5-5 5 5M5 20h14',
     copy: 'M9 9h11v11H9zM15 9V4H4v11h5',
-    offline: 'M3 3l18 18M8.5 8.5A7 7 0 0 0 5 12M12 18.5v.01M15.5 15A5 5 0 0 0 9 14.5M19 12a10 10 0 0 0-7.5-3.8M1.8 8.8A14 14 0 0 1 6 6.2M22.2 8.8A14 14 0 0 0 10 5.2',
+    offline:
+        'M3 3l18 18M8.5 8.5A7 7 0 0 0 5 12M12 18.5v.01M15.5 15A5 5 0 0 0 9 14.5M19 12a10 10 0 0 0-7.5-3.8M1.8 8.8A14 14 0 0 1 6 6.2M22.2 8.8A14 14 0 0 0 10 5.2',
 };
 
 /** @typedef {keyof typeof kIcons} IconName */
@@ -123,8 +124,11 @@ export function icon(name) {
  * @param {Record<string, any>} [attributes]
  */
 export function iconButton(name, label, onclick, attributes = {}) {
-    return h('button', { type: 'button', class: 'icon-button', 'aria-label': label, title: label, onclick, ...attributes },
-        icon(name));
+    return h(
+        'button',
+        { type: 'button', class: 'icon-button', 'aria-label': label, title: label, onclick, ...attributes },
+        icon(name),
+    );
 }
 
 let lastId = 0;

@@ -52,11 +52,17 @@ function useTheme(name) {
 function buildHeader() {
     undo.title = t('undo');
     undo.setAttribute('aria-label', t('undo'));
-    refill(header,
-        h('a', { class: 'brand', href: '#live' }, h('img', { src: '/icon.svg', alt: '', width: 32, height: 32 }),
-            h('span', { class: 'model' })),
+    refill(
+        header,
+        h(
+            'a',
+            { class: 'brand', href: '#live' },
+            h('img', { src: '/icon.svg', alt: '', width: 32, height: 32 }),
+            h('span', { class: 'model' }),
+        ),
         facts,
-        h('div', { class: 'actions' }, undo, save, menuButton('more', t('menu'), menuItems)));
+        h('div', { class: 'actions' }, undo, save, menuButton('more', t('menu'), menuItems)),
+    );
     refreshHeader();
 }
 
@@ -65,7 +71,8 @@ function menuItems() {
     const isOperator = camera.may('operator');
     return [
         ...languages.map((language) => ({
-            text: language.name, checked: language === current,
+            text: language.name,
+            checked: language === current,
             run: async () => {
                 await texts.choose(language.code);
                 rebuild();
@@ -86,13 +93,20 @@ function refreshHeader() {
     const model = /** @type {HTMLElement} */ (header.querySelector('.model'));
     model.textContent = t(`model_${status.model}`);
     document.title = `${t(`page_${shown || 'live'}`)} · ${t(`model_${status.model}`)}`;
-    refill(facts,
+    refill(
+        facts,
         h('span', { class: 'fact clock' }, status.time),
         h('span', { class: 'fact' }, icon(status.night ? 'moon' : 'world'), status.night ? t('night') : t('day')),
-        status.lux === undefined ? null
-            : h('span', { class: 'fact wide' }, `${texts.numeral(status.lux, status.lux < 10 ? 1 : 0)} ${t('unit_lux')}`),
+        status.lux === undefined
+            ? null
+            : h(
+                  'span',
+                  { class: 'fact wide' },
+                  `${texts.numeral(status.lux, status.lux < 10 ? 1 : 0)} ${t('unit_lux')}`,
+              ),
         h('a', { class: 'fact', href: '#schemes' }, schemeName(status.scheme)),
-        h('span', { class: 'fact wide' }, status.mode === 'auto' ? t('mode_scheduled') : t('mode_by_hand')));
+        h('span', { class: 'fact wide' }, status.mode === 'auto' ? t('mode_scheduled') : t('mode_by_hand')),
+    );
 }
 
 function refreshSave() {
@@ -101,13 +115,21 @@ function refreshSave() {
     const hasFile = camera.status?.scheme !== undefined && camera.status.scheme !== camera.status.defaultScheme;
     save.disabled = inForce === 0 || !camera.may('operator') || !hasFile;
     save.title = count === 0 ? t('saved') : hasFile ? t('unsaved_count', count) : t('default_not_saved');
-    refill(save, icon('save'), h('span', {}, inForce > 0 ? t('save_count', inForce) : t('saved')));
+    refill(
+        save,
+        icon('save'),
+        h('span', { class: 'word' }, inForce > 0 ? t('save_count', inForce) : t('saved')),
+        inForce > 0 ? h('span', { class: 'count', 'aria-hidden': 'true' }, String(inForce)) : null,
+    );
     undo.disabled = !camera.canUndo();
 }
-save.addEventListener('click', action(async () => {
-    const { body } = await ask('POST', '/api/save');
-    notify(t('message_saved', body.scheme));
-}));
+save.addEventListener(
+    'click',
+    action(async () => {
+        const { body } = await ask('POST', '/api/save');
+        notify(t('message_saved', body.scheme));
+    }),
+);
 
 async function reload() {
     await ask('POST', '/api/reload');
@@ -118,7 +140,10 @@ async function reset() {
     const answer = await askInDialog({
         title: t('button_reset'),
         content: [h('p', {}, t('message_confirm_reset'))],
-        answers: [{ text: t('button_reset'), value: 'reset', kind: 'danger' }, { text: t('button_cancel'), value: '' }],
+        answers: [
+            { text: t('button_reset'), value: 'reset', kind: 'danger' },
+            { text: t('button_cancel'), value: '' },
+        ],
     });
     if (answer === 'reset') {
         await ask('POST', '/api/reset');
@@ -150,15 +175,32 @@ async function showPage() {
 /** All anew, in the language that was chosen. */
 function rebuild() {
     navigation.setAttribute('aria-label', t('pages'));
-    refill(navigation, kPages.map((page) => h('a', { href: `#${page.name}` }, icon(page.icon), h('span', {}, t(`page_${page.name}`)))));
+    refill(
+        navigation,
+        kPages.map((page) => h('a', { href: `#${page.name}` }, icon(page.icon), h('span', {}, t(`page_${page.name}`)))),
+    );
     buildHeader();
     refreshSave();
-    refill(document.body,
-        h('a', { class: 'skip', href: '#main', onclick: (/** @type {Event} */ event) => {
-            event.preventDefault();
-            main.focus();
-        } }, t('skip')),
-        header, banner, navigation, main, noticeArea());
+    refill(
+        document.body,
+        h(
+            'a',
+            {
+                class: 'skip',
+                href: '#main',
+                onclick: (/** @type {Event} */ event) => {
+                    event.preventDefault();
+                    main.focus();
+                },
+            },
+            t('skip'),
+        ),
+        header,
+        banner,
+        navigation,
+        main,
+        noticeArea(),
+    );
     void showPage();
 }
 
@@ -169,26 +211,38 @@ function showLogin() {
     const name = h('input', { id: newId(), autocomplete: 'username', autocapitalize: 'none', spellcheck: 'false' });
     const password = h('input', { id: newId(), type: 'password', autocomplete: 'current-password' });
     const button = h('button', { type: 'submit', class: 'primary' }, t('log_in'));
-    const form = h('form', {
-        class: 'login card',
-        onsubmit: async (/** @type {Event} */ event) => {
-            event.preventDefault();
-            button.disabled = true;
-            failure.textContent = '';
-            try {
-                await camera.login(name.value, password.value);
-            } catch (error) {
-                failure.textContent = error instanceof Problem && error.code === 'wrong-login' ? t('wrong_login')
-                    : error instanceof Problem && error.code === 'too-many-logins' ? t('too_many_logins')
-                        : t('message_failed');
-                password.value = '';
-                password.focus();
-            }
-            button.disabled = false;
+    const form = h(
+        'form',
+        {
+            class: 'login card',
+            onsubmit: async (/** @type {Event} */ event) => {
+                event.preventDefault();
+                button.disabled = true;
+                failure.textContent = '';
+                try {
+                    await camera.login(name.value, password.value);
+                } catch (error) {
+                    failure.textContent =
+                        error instanceof Problem && error.code === 'wrong-login'
+                            ? t('wrong_login')
+                            : error instanceof Problem && error.code === 'too-many-logins'
+                              ? t('too_many_logins')
+                              : t('message_failed');
+                    password.value = '';
+                    password.focus();
+                }
+                button.disabled = false;
+            },
         },
-    }, h('img', { src: '/icon.svg', alt: '', width: 48, height: 48 }), h('h1', {}, 'sensorcam'),
-    h('label', { for: name.id }, t('user_name')), name, h('label', { for: password.id }, t('password')), password,
-    failure, button);
+        h('img', { src: '/icon.svg', alt: '', width: 48, height: 48 }),
+        h('h1', {}, 'sensorcam'),
+        h('label', { for: name.id }, t('user_name')),
+        name,
+        h('label', { for: password.id }, t('password')),
+        password,
+        failure,
+        button,
+    );
     refill(document.body, h('main', { class: 'login-page' }, form));
     name.focus();
 }
@@ -211,9 +265,14 @@ camera.addEventListener('connection', () => {
     }
     const isLost = connection === 'lost';
     if (isLost && !isBuilt) {
-        refill(document.body, banner);  // nothing has been seen of the camera yet, not even a language
+        refill(document.body, banner); // nothing has been seen of the camera yet, not even a language
     }
-    refill(banner, icon('offline'), h('strong', {}, isBuilt ? t('disconnected') : 'sensorcam'), h('span', {}, isBuilt ? t('reconnecting') : '…'));
+    refill(
+        banner,
+        icon('offline'),
+        h('strong', {}, isBuilt ? t('disconnected') : 'sensorcam'),
+        h('span', {}, isBuilt ? t('reconnecting') : '…'),
+    );
     if (banner.hidden === isLost) {
         banner.hidden = !isLost;
         main.inert = isLost;
@@ -239,7 +298,8 @@ addEventListener('hashchange', () => {
     }
 });
 addEventListener('keydown', (event) => {
-    const isText = event.target instanceof HTMLElement &&
+    const isText =
+        event.target instanceof HTMLElement &&
         event.target.matches('input:not([type=range], [type=checkbox], [type=radio]), textarea');
     if ((event.ctrlKey || event.metaKey) && event.key === 'z' && !isText && camera.canUndo()) {
         event.preventDefault();

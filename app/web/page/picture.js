@@ -33,10 +33,15 @@ function endOfHead(bytes, from) {
 
 /** @param {string} head */
 function headersIn(head) {
-    return new Map(head.split('\r\n').filter((line) => line.includes(':')).map((line) => {
-        const colon = line.indexOf(':');
-        return [line.slice(0, colon).trim().toLowerCase(), line.slice(colon + 1).trim()];
-    }));
+    return new Map(
+        head
+            .split('\r\n')
+            .filter((line) => line.includes(':'))
+            .map((line) => {
+                const colon = line.indexOf(':');
+                return [line.slice(0, colon).trim().toLowerCase(), line.slice(colon + 1).trim()];
+            }),
+    );
 }
 
 /** @param {Map<string, string>} head @param {Uint8Array<ArrayBuffer>} jpeg @returns {Frame} */
@@ -45,8 +50,14 @@ function frameOf(head, jpeg) {
     const flag = (/** @type {string} */ name) => ['1', 'true', 'yes'].includes(head.get(`x-frame-${name}`) ?? '');
     return {
         jpeg: new Blob([jpeg], { type: 'image/jpeg' }),
-        number: number('number'), time: number('time'), exposure: number('exposure'), gain: number('gain'),
-        rate: number('rate'), light: number('light'), night: flag('night'), frozen: flag('frozen'),
+        number: number('number'),
+        time: number('time'),
+        exposure: number('exposure'),
+        gain: number('gain'),
+        rate: number('rate'),
+        light: number('light'),
+        night: flag('night'),
+        frozen: flag('frozen'),
     };
 }
 
@@ -151,7 +162,7 @@ class PictureElement extends Page {
                 return;
             }
             if (error instanceof Problem && error.status === 404) {
-                this.#say('none');  // and there never will be
+                this.#say('none'); // and there never will be
                 return;
             }
             why = error instanceof Problem ? error.message : '';
@@ -167,7 +178,8 @@ class PictureElement extends Page {
         let isBusy = false;
         const draw = async () => {
             isBusy = true;
-            while (next && !signal.aborted) {  // of frames that come faster than they are drawn, the last
+            while (next && !signal.aborted) {
+                // of frames that come faster than they are drawn, the last
                 const frame = /** @type {Frame} */ (next);
                 next = null;
                 const picture = await createImageBitmap(frame.jpeg);
@@ -180,7 +192,7 @@ class PictureElement extends Page {
             next = frame;
             if (!isBusy) {
                 draw().catch(() => {
-                    isBusy = false;  // a frame that is no picture
+                    isBusy = false; // a frame that is no picture
                 });
             }
         }
@@ -206,7 +218,7 @@ class PictureElement extends Page {
         const now = performance.now();
         this.#rate.frames++;
         if (now - this.#rate.since >= 1000) {
-            this.#rate = { since: now, frames: 0, shown: this.#rate.frames * 1000 / (now - this.#rate.since) };
+            this.#rate = { since: now, frames: 0, shown: (this.#rate.frames * 1000) / (now - this.#rate.since) };
         }
     }
 
@@ -221,7 +233,10 @@ class PictureElement extends Page {
             `#${frame.number}`,
             frame.frozen ? t('frozen') : '',
         ].filter((fact) => fact !== '' && !fact.includes('NaN'));
-        refill(this.#overlay, facts.map((fact) => h('span', {}, fact)));
+        refill(
+            this.#overlay,
+            facts.map((fact) => h('span', {}, fact)),
+        );
     }
 
     /** @param {'connecting' | 'none' | 'waiting' | 'lost'} state @param {string} [why] */
@@ -229,21 +244,37 @@ class PictureElement extends Page {
         this.#state.hidden = false;
         this.classList.remove('has-picture');
         refill(this.#overlay);
-        const texts = { connecting: 'picture_connecting', none: 'picture_none', waiting: 'picture_waiting', lost: 'disconnected' };
-        refill(this.#state, icon(state === 'lost' ? 'offline' : 'live'), h('p', {}, t(texts[state])),
-            why && !this.isSmall ? h('p', { class: 'quiet' }, why) : null);
+        const texts = {
+            connecting: 'picture_connecting',
+            none: 'picture_none',
+            waiting: 'picture_waiting',
+            lost: 'disconnected',
+        };
+        refill(
+            this.#state,
+            icon(state === 'lost' ? 'offline' : 'live'),
+            h('p', {}, t(texts[state])),
+            why && !this.isSmall ? h('p', { class: 'quiet' }, why) : null,
+        );
     }
 
     // ---- tools -----------------------------------------------------------------------------------------------------
 
     #tools() {
-        const hold = iconButton('pause', t('picture_hold'), () => {
-            this.#isHeld = !this.#isHeld;
-            hold.setAttribute('aria-pressed', String(this.#isHeld));
-            this.classList.toggle('held', this.#isHeld);
-            this.#restart();
-        }, { 'aria-pressed': 'false' });
-        return h('div', { class: 'tools', role: 'toolbar', 'aria-label': t('picture_tools') },
+        const hold = iconButton(
+            'pause',
+            t('picture_hold'),
+            () => {
+                this.#isHeld = !this.#isHeld;
+                hold.setAttribute('aria-pressed', String(this.#isHeld));
+                this.classList.toggle('held', this.#isHeld);
+                this.#restart();
+            },
+            { 'aria-pressed': 'false' },
+        );
+        return h(
+            'div',
+            { class: 'tools', role: 'toolbar', 'aria-label': t('picture_tools') },
             hold,
             iconButton('photo', t('picture_snapshot'), () => this.#snapshot()),
             h('span', { class: 'gap' }),
@@ -252,9 +283,13 @@ class PictureElement extends Page {
             iconButton('plus', t('view_larger'), () => this.#zoomTo(this.#zoom * 1.5)),
             iconButton('fit', t('view_fit'), () => this.#zoomTo(1)),
             document.fullscreenEnabled
-                ? iconButton('full', t('full_screen'), () => void (document.fullscreenElement
-                    ? document.exitFullscreen() : this.requestFullscreen()))
-                : null);
+                ? iconButton(
+                      'full',
+                      t('full_screen'),
+                      () => void (document.fullscreenElement ? document.exitFullscreen() : this.requestFullscreen()),
+                  )
+                : null,
+        );
     }
 
     #snapshot() {
@@ -303,50 +338,73 @@ class PictureElement extends Page {
         stage.tabIndex = 0;
         stage.setAttribute('role', 'group');
         stage.setAttribute('aria-label', t('picture_keys'));
-        stage.addEventListener('wheel', (event) => {
-            if (this.#zoom > 1 || event.deltaY < 0) {
-                event.preventDefault();
-                this.#zoomTo(this.#zoom * (event.deltaY < 0 ? 1.2 : 1 / 1.2), share(event));
-            }
-        }, { signal, passive: false });
+        stage.addEventListener(
+            'wheel',
+            (event) => {
+                if (this.#zoom > 1 || event.deltaY < 0) {
+                    event.preventDefault();
+                    this.#zoomTo(this.#zoom * (event.deltaY < 0 ? 1.2 : 1 / 1.2), share(event));
+                }
+            },
+            { signal, passive: false },
+        );
         stage.addEventListener('dblclick', (event) => this.#zoomTo(this.#zoom > 1 ? 1 : 3, share(event)), { signal });
-        stage.addEventListener('keydown', (event) => {
-            const by = { ArrowLeft: [-0.2, 0], ArrowRight: [0.2, 0], ArrowUp: [0, -0.2], ArrowDown: [0, 0.2] }[event.key];
-            if (by && event.target === stage) {
-                event.preventDefault();
-                this.#at = { x: this.#at.x + by[0], y: this.#at.y + by[1] };
-                this.#place();
-            } else if (event.key === '+' || event.key === '-') {
-                this.#zoomTo(this.#zoom * (event.key === '+' ? 1.5 : 1 / 1.5));
-            }
-        }, { signal });
+        stage.addEventListener(
+            'keydown',
+            (event) => {
+                const by = { ArrowLeft: [-0.2, 0], ArrowRight: [0.2, 0], ArrowUp: [0, -0.2], ArrowDown: [0, 0.2] }[
+                    event.key
+                ];
+                if (by && event.target === stage) {
+                    event.preventDefault();
+                    this.#at = { x: this.#at.x + by[0], y: this.#at.y + by[1] };
+                    this.#place();
+                } else if (event.key === '+' || event.key === '-') {
+                    this.#zoomTo(this.#zoom * (event.key === '+' ? 1.5 : 1 / 1.5));
+                }
+            },
+            { signal },
+        );
         /** @type {Map<number, {x: number, y: number}>} */
         const fingers = new Map();
-        stage.addEventListener('pointerdown', (event) => {
-            if (event.target !== this.#divider) {
-                fingers.set(event.pointerId, share(event));
-                stage.setPointerCapture(event.pointerId);
-            }
-        }, { signal });
-        stage.addEventListener('pointermove', (event) => {
-            const before = fingers.get(event.pointerId);
-            if (!before) {
-                return;
-            }
-            const now = share(event);
-            const other = [...fingers].find(([id]) => id !== event.pointerId)?.[1];
-            if (other) {
-                const apart = (/** @type {{x: number, y: number}} */ finger) => Math.hypot(finger.x - other.x, finger.y - other.y);
-                this.#zoomTo(this.#zoom * apart(now) / Math.max(0.01, apart(before)),
-                    { x: (now.x + other.x) / 2, y: (now.y + other.y) / 2 });
-            } else {
-                this.#at = { x: this.#at.x - (now.x - before.x), y: this.#at.y - (now.y - before.y) };
-                this.#place();
-            }
-            fingers.set(event.pointerId, now);
-        }, { signal });
+        stage.addEventListener(
+            'pointerdown',
+            (event) => {
+                if (event.target !== this.#divider) {
+                    fingers.set(event.pointerId, share(event));
+                    stage.setPointerCapture(event.pointerId);
+                }
+            },
+            { signal },
+        );
+        stage.addEventListener(
+            'pointermove',
+            (event) => {
+                const before = fingers.get(event.pointerId);
+                if (!before) {
+                    return;
+                }
+                const now = share(event);
+                const other = [...fingers].find(([id]) => id !== event.pointerId)?.[1];
+                if (other) {
+                    const apart = (/** @type {{x: number, y: number}} */ finger) =>
+                        Math.hypot(finger.x - other.x, finger.y - other.y);
+                    this.#zoomTo((this.#zoom * apart(now)) / Math.max(0.01, apart(before)), {
+                        x: (now.x + other.x) / 2,
+                        y: (now.y + other.y) / 2,
+                    });
+                } else {
+                    this.#at = { x: this.#at.x - (now.x - before.x), y: this.#at.y - (now.y - before.y) };
+                    this.#place();
+                }
+                fingers.set(event.pointerId, now);
+            },
+            { signal },
+        );
         for (const end of ['pointerup', 'pointercancel']) {
-            stage.addEventListener(end, (event) => fingers.delete(/** @type {PointerEvent} */ (event).pointerId), { signal });
+            stage.addEventListener(end, (event) => fingers.delete(/** @type {PointerEvent} */ (event).pointerId), {
+                signal,
+            });
         }
     }
 

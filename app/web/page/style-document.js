@@ -59,11 +59,13 @@ function controlOf(element) {
             return { key: Number(key), values: values.split(',').map(Number) };
         }),
         excludes: number(element, 'enable_list', -1),
-        choices: children.filter((child) => child.tagName === 'item').map((child) => ({
-            value: number(child, 'index', 0),
-            text: child.getAttribute('text') ?? '',
-            label: child.getAttribute('label') ?? '',
-        })),
+        choices: children
+            .filter((child) => child.tagName === 'item')
+            .map((child) => ({
+                value: number(child, 'index', 0),
+                text: child.getAttribute('text') ?? '',
+                label: child.getAttribute('label') ?? '',
+            })),
         parts: children.filter((child) => child.tagName !== 'item').map(controlOf),
     };
 }

@@ -19,8 +19,12 @@ let styled = new Map();
 
 /** @param {string} xml */
 function textsIn(xml) {
-    return new Map([...parseXml(xml).querySelectorAll('text')].map((text) =>
-        [text.getAttribute('id') ?? '', text.textContent ?? '']));
+    return new Map(
+        [...parseXml(xml).querySelectorAll('text')].map((text) => [
+            text.getAttribute('id') ?? '',
+            text.textContent ?? '',
+        ]),
+    );
 }
 
 /** Of those that there are: what was chosen last, or what the browser prefers. */

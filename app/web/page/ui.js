@@ -18,7 +18,12 @@ export function noticeArea() {
  * @param {boolean} [bad]
  */
 export function notify(text, bad = false) {
-    const notice = h('div', { class: bad ? 'notice bad' : 'notice' }, icon(bad ? 'warning' : 'info'), h('span', {}, text));
+    const notice = h(
+        'div',
+        { class: bad ? 'notice bad' : 'notice' },
+        icon(bad ? 'warning' : 'info'),
+        h('span', {}, text),
+    );
     notice.append(iconButton('close', t('button_close'), () => notice.remove()));
     for (const same of [...notices.children].filter((other) => other.textContent === notice.textContent)) {
         same.remove();
@@ -69,11 +74,19 @@ export function action(work) {
 export function askInDialog({ title, content, answers }) {
     const heading = newId();
     const dialog = h('dialog', { 'aria-labelledby': heading });
-    const form = h('form', { method: 'dialog' },
+    const form = h(
+        'form',
+        { method: 'dialog' },
         h('h2', { id: heading }, title),
         h('div', { class: 'dialog-content' }, ...content),
-        h('div', { class: 'buttons' }, ...answers.map((answer) =>
-            h('button', { value: answer.value, class: answer.kind ?? '' , type: 'submit' }, answer.text))));
+        h(
+            'div',
+            { class: 'buttons' },
+            ...answers.map((answer) =>
+                h('button', { value: answer.value, class: answer.kind ?? '', type: 'submit' }, answer.text),
+            ),
+        ),
+    );
     dialog.append(form);
     document.body.append(dialog);
     dialog.showModal();
@@ -94,8 +107,10 @@ export function askInDialog({ title, content, answers }) {
  */
 export function menuButton(name, label, items) {
     const menu = h('div', { class: 'menu', role: 'menu', 'aria-label': label, hidden: true });
-    const button = iconButton(name, label, () => (menu.hidden ? open() : close()),
-        { 'aria-haspopup': 'menu', 'aria-expanded': 'false' });
+    const button = iconButton(name, label, () => (menu.hidden ? open() : close()), {
+        'aria-haspopup': 'menu',
+        'aria-expanded': 'false',
+    });
     const wrapper = h('div', { class: 'menu-anchor' }, button, menu);
 
     /** @param {Event} event */
@@ -110,15 +125,27 @@ export function menuButton(name, label, items) {
         document.removeEventListener('pointerdown', leave);
     }
     function open() {
-        refill(menu, items().map((item) => h('button', {
-            type: 'button', role: item.checked === undefined ? 'menuitem' : 'menuitemradio', disabled: item.disabled ?? false,
-            'aria-checked': item.checked === undefined ? undefined : String(item.checked),
-            onclick: () => {
-                close();
-                button.focus();
-                void action(item.run)();
-            },
-        }, h('span', {}, item.text), item.note ? h('small', {}, item.note) : null)));
+        refill(
+            menu,
+            items().map((item) =>
+                h(
+                    'button',
+                    {
+                        type: 'button',
+                        role: item.checked === undefined ? 'menuitem' : 'menuitemradio',
+                        disabled: item.disabled ?? false,
+                        'aria-checked': item.checked === undefined ? undefined : String(item.checked),
+                        onclick: () => {
+                            close();
+                            button.focus();
+                            void action(item.run)();
+                        },
+                    },
+                    h('span', {}, item.text),
+                    item.note ? h('small', {}, item.note) : null,
+                ),
+            ),
+        );
         menu.hidden = false;
         button.setAttribute('aria-expanded', 'true');
         const box = menu.getBoundingClientRect();
@@ -157,11 +184,25 @@ export function menuButton(name, label, items) {
  */
 export function segments(label, choices, chosen, choose) {
     const name = newId();
-    return h('div', { class: 'segments', role: 'radiogroup', 'aria-label': label }, choices.map((choice) =>
-        h('label', {}, h('input', {
-            type: 'radio', name, value: choice.value, checked: choice.value === chosen, disabled: choice.disabled ?? false,
-            onchange: () => choose(choice.value),
-        }), h('span', {}, choice.text))));
+    return h(
+        'div',
+        { class: 'segments', role: 'radiogroup', 'aria-label': label },
+        choices.map((choice) =>
+            h(
+                'label',
+                {},
+                h('input', {
+                    type: 'radio',
+                    name,
+                    value: choice.value,
+                    checked: choice.value === chosen,
+                    disabled: choice.disabled ?? false,
+                    onchange: () => choose(choice.value),
+                }),
+                h('span', {}, choice.text),
+            ),
+        ),
+    );
 }
 
 /**
@@ -171,8 +212,12 @@ export function segments(label, choices, chosen, choose) {
  */
 export function card(title, children, beside = []) {
     const id = newId();
-    return h('section', { class: 'card', 'aria-labelledby': id },
-        h('div', { class: 'card-head' }, h('h2', { id }, title), ...beside), ...children);
+    return h(
+        'section',
+        { class: 'card', 'aria-labelledby': id },
+        h('div', { class: 'card-head' }, h('h2', { id }, title), ...beside),
+        ...children,
+    );
 }
 
 /**
@@ -214,7 +259,9 @@ export class Page extends HTMLElement {
 
     /** @param {string} name @param {(detail: any) => void} listener */
     on(name, listener) {
-        camera.addEventListener(name, (event) => listener(/** @type {CustomEvent} */ (event).detail), { signal: this.signal });
+        camera.addEventListener(name, (event) => listener(/** @type {CustomEvent} */ (event).detail), {
+            signal: this.signal,
+        });
     }
 
     /** Runs it again and again while the page is shown. @param {() => unknown} work @param {number} milliseconds */

@@ -14,9 +14,17 @@ class LivePage extends Page {
     show() {
         this.#tabs.setAttribute('aria-label', t('page_parameters'));
         this.#tabs.onchange = () => this.#showTab();
-        refill(this, pictureElement(false),
-            h('aside', { class: 'panel', 'aria-label': t('page_parameters') },
-                h('div', { class: 'panel-head' }, this.#tabs), this.#trial, this.#panel));
+        refill(
+            this,
+            pictureElement(false),
+            h(
+                'aside',
+                { class: 'panel', 'aria-label': t('page_parameters') },
+                h('div', { class: 'panel-head' }, this.#tabs),
+                this.#trial,
+                this.#panel,
+            ),
+        );
         this.on('style', () => this.#fill());
         this.on('trial', () => this.#showTrial());
         this.#fill();
@@ -26,8 +34,11 @@ class LivePage extends Page {
     #fill() {
         const before = this.#tabs.value || 'image';
         const tabs = camera.tabs.filter((tab) => tab.key !== 'schedule');
-        refill(this.#tabs, tabs.map((tab) => h('option', { value: tab.key }, styleText(tab.text))));
-        this.#tabs.value = tabs.some((tab) => tab.key === before) ? before : tabs[0]?.key ?? '';
+        refill(
+            this.#tabs,
+            tabs.map((tab) => h('option', { value: tab.key }, styleText(tab.text))),
+        );
+        this.#tabs.value = tabs.some((tab) => tab.key === before) ? before : (tabs[0]?.key ?? '');
         this.#showTab();
     }
 
@@ -40,17 +51,37 @@ class LivePage extends Page {
         const isOperator = camera.may('operator');
         this.classList.toggle('trying', camera.trying);
         if (!camera.trying) {
-            refill(this.#trial, h('button', { type: 'button', disabled: !isOperator, onclick: () => camera.beginTrying() },
-                icon('compare'), h('span', {}, t('try_out'))));
+            refill(
+                this.#trial,
+                h(
+                    'button',
+                    { type: 'button', disabled: !isOperator, onclick: () => camera.beginTrying() },
+                    icon('compare'),
+                    h('span', {}, t('try_out')),
+                ),
+            );
             return;
         }
         const count = camera.trial?.values.size ?? 0;
-        refill(this.#trial,
+        refill(
+            this.#trial,
             h('p', { class: 'note standing' }, icon('compare'), t('trying_out', count)),
-            h('div', { class: 'buttons' },
+            h(
+                'div',
+                { class: 'buttons' },
                 h('button', { type: 'button', onclick: action(() => camera.endTrying(false)) }, t('trial_undo')),
-                h('button', { type: 'button', class: 'primary', disabled: count === 0, onclick: action(() => camera.endTrying(true)) },
-                    t('trial_keep'))));
+                h(
+                    'button',
+                    {
+                        type: 'button',
+                        class: 'primary',
+                        disabled: count === 0,
+                        onclick: action(() => camera.endTrying(true)),
+                    },
+                    t('trial_keep'),
+                ),
+            ),
+        );
     }
 }
 customElements.define('sc-live', LivePage);

@@ -19,11 +19,17 @@ class ParametersPage extends Page {
         this.#search.oninput = () => this.#refresh();
         this.#list.setAttribute('aria-label', t('page_parameters'));
         this.#list.onkeydown = (event) => this.#move(event);
-        refill(this,
+        refill(
+            this,
             h('div', { class: 'side' }, h('div', { class: 'search' }, icon('search'), this.#search), this.#list),
             this.#content,
-            h('aside', { class: 'preview', 'aria-label': t('live_picture') }, pictureElement(true),
-                h('p', { class: 'legend' }, h('span', { class: 'mark', 'aria-hidden': 'true' }), t('unsaved'))));
+            h(
+                'aside',
+                { class: 'preview', 'aria-label': t('live_picture') },
+                pictureElement(true),
+                h('p', { class: 'legend' }, h('span', { class: 'mark', 'aria-hidden': 'true' }), t('unsaved')),
+            ),
+        );
         this.on('style', () => this.#refresh());
         this.on('unsaved', () => this.#markTabs());
         addEventListener('hashchange', () => this.#open(), { signal: this.signal });
@@ -48,18 +54,33 @@ class ParametersPage extends Page {
     }
 
     #refresh() {
-        const tab = camera.tabs.find((candidate) => candidate.key === this.#tab) ?? camera.tabs.find((candidate) => candidate.key === 'image') ?? camera.tabs[0];
+        const tab =
+            camera.tabs.find((candidate) => candidate.key === this.#tab) ??
+            camera.tabs.find((candidate) => candidate.key === 'image') ??
+            camera.tabs[0];
         this.#tab = tab?.key ?? '';
         const words = this.#search.value.trim().toLowerCase();
         const hadFocus = this.#list.contains(document.activeElement);
-        refill(this.#list, camera.tabs.map((candidate) => {
-            const isChosen = candidate.key === this.#tab && words === '';
-            return h('button', {
-                type: 'button', role: 'tab', id: `tab-${candidate.key}`, 'aria-selected': String(isChosen),
-                'aria-controls': 'tab-content', tabindex: candidate.key === this.#tab ? '0' : '-1', 'data-tab': candidate.key,
-                onclick: () => this.#choose(candidate.key),
-            }, styleText(candidate.text));
-        }));
+        refill(
+            this.#list,
+            camera.tabs.map((candidate) => {
+                const isChosen = candidate.key === this.#tab && words === '';
+                return h(
+                    'button',
+                    {
+                        type: 'button',
+                        role: 'tab',
+                        id: `tab-${candidate.key}`,
+                        'aria-selected': String(isChosen),
+                        'aria-controls': 'tab-content',
+                        tabindex: candidate.key === this.#tab ? '0' : '-1',
+                        'data-tab': candidate.key,
+                        onclick: () => this.#choose(candidate.key),
+                    },
+                    styleText(candidate.text),
+                );
+            }),
+        );
         this.#markTabs();
         const chosen = /** @type {HTMLElement | null} */ (this.#list.querySelector(`[data-tab="${this.#tab}"]`));
         if (hadFocus) {
@@ -80,8 +101,14 @@ class ParametersPage extends Page {
     #find(words) {
         const found = parametersIn(camera.tabs).filter(({ tab, group, control, parent }) => {
             const name = camera.rows.get(control.key)?.name ?? '';
-            const texts = [nameOf(parent ?? control), styleText(tab.text), styleText(group.text), name, String(control.key),
-                ...control.choices.map(nameOf)];
+            const texts = [
+                nameOf(parent ?? control),
+                styleText(tab.text),
+                styleText(group.text),
+                name,
+                String(control.key),
+                ...control.choices.map(nameOf),
+            ];
             return words.split(/\s+/).every((word) => texts.some((text) => text.toLowerCase().includes(word)));
         });
         // A part of a time is shown with the whole of it.
@@ -90,19 +117,36 @@ class ParametersPage extends Page {
             refill(this.#content, h('p', { class: 'empty' }, t('search_nothing')));
             return;
         }
-        refill(this.#content, controls.map(([control, row]) => h('section', { class: 'card found' },
-            h('a', { href: `#parameters/${row.tab.key}`, class: 'path' }, `${styleText(row.tab.text)} › ${styleText(row.group.text)}`),
-            camera.isShown(control) ? null : h('p', { class: 'note standing' }, icon('info'), t('not_shown_now', nameOf(control))),
-            controlElement(control))));
+        refill(
+            this.#content,
+            controls.map(([control, row]) =>
+                h(
+                    'section',
+                    { class: 'card found' },
+                    h(
+                        'a',
+                        { href: `#parameters/${row.tab.key}`, class: 'path' },
+                        `${styleText(row.tab.text)} › ${styleText(row.group.text)}`,
+                    ),
+                    camera.isShown(control)
+                        ? null
+                        : h('p', { class: 'note standing' }, icon('info'), t('not_shown_now', nameOf(control))),
+                    controlElement(control),
+                ),
+            ),
+        );
     }
 
     #markTabs() {
         for (const button of this.#list.querySelectorAll('button')) {
             const tab = camera.tabs.find((candidate) => candidate.key === button.dataset.tab);
-            const isUnsaved = tab !== undefined && parametersIn([tab]).some(({ control }) => camera.isUnsaved(control.key));
+            const isUnsaved =
+                tab !== undefined && parametersIn([tab]).some(({ control }) => camera.isUnsaved(control.key));
             button.querySelector('.mark')?.remove();
             if (isUnsaved) {
-                button.append(h('span', { class: 'mark', title: t('unsaved') }, h('span', { class: 'unseen' }, t('unsaved'))));
+                button.append(
+                    h('span', { class: 'mark', title: t('unsaved') }, h('span', { class: 'unseen' }, t('unsaved'))),
+                );
             }
         }
     }

@@ -2,7 +2,7 @@
 import { Problem, ask, get } from '../api.js';
 import { camera } from '../camera.js';
 import { nameOf, schemeName, timeText, valueText } from '../controls.js';
-import { h, icon, newId, refill } from '../dom.js';
+import { h, icon, refill } from '../dom.js';
 import { parametersIn } from '../style-document.js';
 import { t } from '../texts.js';
 import { Page, action, askInDialog, card, notify, notifyProblem, segments } from '../ui.js';
@@ -26,7 +26,7 @@ import { Page, action, askInDialog, card, notify, notifyProblem, segments } from
  */
 
 const kDay = 24 * 60;
-const kGrid = 5;  // minutes, of what is drawn
+const kGrid = 5; // minutes, of what is drawn
 
 /** Minutes of the day; NaN when it is no time. @param {string} text */
 function minutesOf(text) {
@@ -50,7 +50,11 @@ function hidden(schedule, window) {
     const to = minutesOf(window.to);
     const before = schedule.schemes.filter((other) => other.scheme < window.scheme && other.enabled && isSound(other));
     const pieces = before
-        .map((other) => ({ from: Math.max(from, minutesOf(other.from)), to: Math.min(to, minutesOf(other.to)), by: other.scheme }))
+        .map((other) => ({
+            from: Math.max(from, minutesOf(other.from)),
+            to: Math.min(to, minutesOf(other.to)),
+            by: other.scheme,
+        }))
         .filter((piece) => piece.from < piece.to)
         .sort((a, b) => a.from - b.from);
     let reached = from;
@@ -64,8 +68,8 @@ function hidden(schedule, window) {
 
 /** @param {HTMLElement} element @param {number} from @param {number} to */
 function place(element, from, to) {
-    element.style.left = `${from / kDay * 100}%`;
-    element.style.width = `${(to - from) / kDay * 100}%`;
+    element.style.left = `${(from / kDay) * 100}%`;
+    element.style.width = `${((to - from) / kDay) * 100}%`;
 }
 
 class SchemesPage extends Page {
@@ -82,8 +86,12 @@ class SchemesPage extends Page {
     #isStale = false;
 
     show() {
-        refill(this, this.#inForce, card(t('day_chart'), [this.#chart, h('p', { class: 'quiet' }, t('chart_hint'))]),
-            card(t('compare_schemes'), [this.#compare]));
+        refill(
+            this,
+            this.#inForce,
+            card(t('day_chart'), [this.#chart, h('p', { class: 'quiet' }, t('chart_hint'))]),
+            card(t('compare_schemes'), [this.#compare]),
+        );
         this.on('schemes', () => void this.#load());
         this.on('status', () => this.#placeNow());
         void this.#load();
@@ -116,23 +124,49 @@ class SchemesPage extends Page {
     #showInForce(why) {
         const schedule = /** @type {Schedule} */ (this.#schedule);
         const schemes = [...schedule.schemes.map((row) => row.scheme), schedule.defaultScheme];
-        const choice = h('select', {
-            'aria-label': t('scheme'), value: String(schedule.scheme ?? ''),
-            disabled: this.#isLocked || schedule.mode === 'auto',
-            onchange: (/** @type {Event} */ event) => void this.#choose(Number(/** @type {HTMLSelectElement} */ (event.target).value)),
-        }, schemes.map((scheme) => h('option', { value: String(scheme) }, schemeName(scheme))));
+        const choice = h(
+            'select',
+            {
+                'aria-label': t('scheme'),
+                value: String(schedule.scheme ?? ''),
+                disabled: this.#isLocked || schedule.mode === 'auto',
+                onchange: (/** @type {Event} */ event) =>
+                    void this.#choose(Number(/** @type {HTMLSelectElement} */ (event.target).value)),
+            },
+            schemes.map((scheme) => h('option', { value: String(scheme) }, schemeName(scheme))),
+        );
         const next = why.next === undefined ? (schedule.byDayAndNight ? t('day_or_night') : '') : schemeName(why.next);
-        refill(this.#inForce, card(t('scheme_current'), [
-            h('div', { class: 'in-force-row' },
-                h('span', { class: `chip scheme-${schedule.scheme === schedule.defaultScheme ? 'default' : schedule.scheme ?? 'default'}` }, schemeName(schedule.scheme)),
-                h('p', {}, t(`why_${why.why}`), why.until ? ` ${t('until_then', why.until, next)}` : '')),
-            h('div', { class: 'in-force-row' },
-                segments(t('mode'), [
-                    { value: 'auto', text: t('mode_scheduled'), disabled: this.#isLocked },
-                    { value: 'manual', text: t('mode_by_hand'), disabled: this.#isLocked },
-                ], schedule.mode, (mode) => void action(() => ask('PUT', '/api/mode', { mode }))()),
-                choice),
-        ]));
+        refill(
+            this.#inForce,
+            card(t('scheme_current'), [
+                h(
+                    'div',
+                    { class: 'in-force-row' },
+                    h(
+                        'span',
+                        {
+                            class: `chip scheme-${schedule.scheme === schedule.defaultScheme ? 'default' : (schedule.scheme ?? 'default')}`,
+                        },
+                        schemeName(schedule.scheme),
+                    ),
+                    h('p', {}, t(`why_${why.why}`), why.until ? ` ${t('until_then', why.until, next)}` : ''),
+                ),
+                h(
+                    'div',
+                    { class: 'in-force-row' },
+                    segments(
+                        t('mode'),
+                        [
+                            { value: 'auto', text: t('mode_scheduled'), disabled: this.#isLocked },
+                            { value: 'manual', text: t('mode_by_hand'), disabled: this.#isLocked },
+                        ],
+                        schedule.mode,
+                        (mode) => void action(() => ask('PUT', '/api/mode', { mode }))(),
+                    ),
+                    choice,
+                ),
+            ]),
+        );
     }
 
     /** @param {number} scheme */
@@ -144,15 +178,24 @@ class SchemesPage extends Page {
 
     #showChart() {
         const schedule = /** @type {Schedule} */ (this.#schedule);
-        const focused = document.activeElement instanceof HTMLElement ? document.activeElement.dataset.focus : undefined;
+        const focused =
+            document.activeElement instanceof HTMLElement ? document.activeElement.dataset.focus : undefined;
         const hours = [0, 3, 6, 9, 12, 15, 18, 21, 24];
-        const axis = h('div', { class: 'axis', 'aria-hidden': 'true' }, hours.map((hour) => {
-            const mark = h('span', { class: hour % 6 ? 'minor' : '' }, String(hour).padStart(2, '0'));
-            mark.style.left = `${hour / 24 * 100}%`;
-            return mark;
-        }));
-        refill(this.#chart, h('div', { class: 'lane-row axis-row' }, axis), schedule.schemes.map((row) => this.#lane(row)),
-            this.#result());
+        const axis = h(
+            'div',
+            { class: 'axis', 'aria-hidden': 'true' },
+            hours.map((hour) => {
+                const mark = h('span', { class: hour % 6 ? 'minor' : '' }, String(hour).padStart(2, '0'));
+                mark.style.left = `${(hour / 24) * 100}%`;
+                return mark;
+            }),
+        );
+        refill(
+            this.#chart,
+            h('div', { class: 'lane-row axis-row' }, axis),
+            schedule.schemes.map((row) => this.#lane(row)),
+            this.#result(),
+        );
         this.#placeNow();
         if (focused) {
             /** @type {HTMLElement | null} */ (this.#chart.querySelector(`[data-focus="${focused}"]`))?.focus();
@@ -161,7 +204,7 @@ class SchemesPage extends Page {
 
     #placeNow() {
         const minutes = minutesOf(camera.status?.time ?? '');
-        this.#now.style.left = `${minutes / kDay * 100}%`;
+        this.#now.style.left = `${(minutes / kDay) * 100}%`;
     }
 
     /** @param {Window_} row */
@@ -170,13 +213,23 @@ class SchemesPage extends Page {
         const { scheme } = row;
         const lane = h('div', { class: `lane scheme-${scheme}` });
         const enabled = h('input', {
-            type: 'checkbox', role: 'switch', checked: row.enabled, disabled: this.#isLocked, 'aria-label': t('scheme_enable', scheme),
-            'data-focus': `on-${scheme}`, onchange: () => void this.#put({ ...row, enabled: enabled.checked }),
+            type: 'checkbox',
+            role: 'switch',
+            checked: row.enabled,
+            disabled: this.#isLocked,
+            'aria-label': t('scheme_enable', scheme),
+            'data-focus': `on-${scheme}`,
+            onchange: () => void this.#put({ ...row, enabled: enabled.checked }),
         });
         const field = (/** @type {'from' | 'to'} */ end) => {
             const input = h('input', {
-                class: 'clock-field', value: row[end], disabled: this.#isLocked, inputmode: 'numeric', maxlength: 5,
-                'aria-label': t(end === 'from' ? 'scheme_from' : 'scheme_to', scheme), 'data-focus': `${end}-${scheme}`,
+                class: 'clock-field',
+                value: row[end],
+                disabled: this.#isLocked,
+                inputmode: 'numeric',
+                maxlength: 5,
+                'aria-label': t(end === 'from' ? 'scheme_from' : 'scheme_to', scheme),
+                'data-focus': `${end}-${scheme}`,
                 onchange: () => {
                     const minutes = minutesOf(input.value);
                     if (Number.isNaN(minutes)) {
@@ -203,12 +256,20 @@ class SchemesPage extends Page {
         if (!this.#isLocked) {
             this.#drawOn(lane, row);
         }
-        return h('div', { class: row.enabled ? 'lane-row' : 'lane-row off', 'data-scheme': scheme },
-            h('div', { class: 'lane-name' }, h('span', { class: 'switch' }, enabled, h('span', { class: 'knob' })),
-                h('span', {}, schemeName(scheme)), scheme === schedule.scheme ? h('span', { class: 'badge' }, t('now')) : null),
+        return h(
+            'div',
+            { class: row.enabled ? 'lane-row' : 'lane-row off', 'data-scheme': scheme },
+            h(
+                'div',
+                { class: 'lane-name' },
+                h('span', { class: 'switch' }, enabled, h('span', { class: 'knob' })),
+                h('span', {}, schemeName(scheme)),
+                scheme === schedule.scheme ? h('span', { class: 'badge' }, t('now')) : null,
+            ),
             lane,
             h('div', { class: 'lane-times' }, field('from'), h('span', { 'aria-hidden': 'true' }, '–'), field('to')),
-            marks ? h('p', { class: 'lane-note' }, icon('warning'), marks) : null);
+            marks ? h('p', { class: 'lane-note' }, icon('warning'), marks) : null,
+        );
     }
 
     /** Why a window does not hold as it is drawn. @param {Schedule} schedule @param {Window_} row */
@@ -218,20 +279,32 @@ class SchemesPage extends Page {
         }
         const { isAll, by } = hidden(schedule, row);
         const names = by.map(schemeName).join(', ');
-        return !row.enabled || by.length === 0 ? '' : isAll ? t('window_hidden', names) : t('window_partly_hidden', names);
+        return !row.enabled || by.length === 0
+            ? ''
+            : isAll
+              ? t('window_hidden', names)
+              : t('window_partly_hidden', names);
     }
 
     /** @param {Window_} row */
     #bar(row) {
         const bar = h('div', { class: 'bar' });
         place(bar, minutesOf(row.from), minutesOf(row.to));
-        const handle = (/** @type {'from' | 'to'} */ end) => h('span', {
-            class: `handle ${end}`, role: 'slider', tabindex: this.#isLocked ? '-1' : '0', 'data-end': end, 'data-focus': `h${end}-${row.scheme}`,
-            'aria-label': t(end === 'from' ? 'scheme_from' : 'scheme_to', row.scheme), 'aria-valuemin': '0',
-            'aria-valuemax': String(kDay), 'aria-valuenow': String(minutesOf(row[end])), 'aria-valuetext': row[end],
-            'aria-disabled': String(this.#isLocked),
-            onkeydown: (/** @type {KeyboardEvent} */ event) => this.#step(event, row, end),
-        });
+        const handle = (/** @type {'from' | 'to'} */ end) =>
+            h('span', {
+                class: `handle ${end}`,
+                role: 'slider',
+                tabindex: this.#isLocked ? '-1' : '0',
+                'data-end': end,
+                'data-focus': `h${end}-${row.scheme}`,
+                'aria-label': t(end === 'from' ? 'scheme_from' : 'scheme_to', row.scheme),
+                'aria-valuemin': '0',
+                'aria-valuemax': String(kDay),
+                'aria-valuenow': String(minutesOf(row[end])),
+                'aria-valuetext': row[end],
+                'aria-disabled': String(this.#isLocked),
+                onkeydown: (/** @type {KeyboardEvent} */ event) => this.#step(event, row, end),
+            });
         bar.append(handle('from'), h('span', { class: 'bar-text' }, `${row.from}–${row.to}`), handle('to'));
         return bar;
     }
@@ -258,7 +331,7 @@ class SchemesPage extends Page {
     #drawOn(lane, row) {
         const at = (/** @type {PointerEvent} */ event) => {
             const box = lane.getBoundingClientRect();
-            const minutes = (event.clientX - box.left) / box.width * kDay;
+            const minutes = ((event.clientX - box.left) / box.width) * kDay;
             return Math.min(kDay, Math.max(0, Math.round(minutes / kGrid) * kGrid));
         };
         lane.addEventListener('pointerdown', (event) => {
@@ -267,7 +340,8 @@ class SchemesPage extends Page {
             }
             event.preventDefault();
             const target = /** @type {HTMLElement} */ (event.target);
-            target.closest('.handle') instanceof HTMLElement && /** @type {HTMLElement} */ (target.closest('.handle')).focus();
+            target.closest('.handle') instanceof HTMLElement &&
+                /** @type {HTMLElement} */ (target.closest('.handle')).focus();
             const end = target.dataset.end;
             const isMove = !end && target.closest('.bar') !== null && row.enabled;
             const begin = at(event);
@@ -328,17 +402,40 @@ class SchemesPage extends Page {
 
     #result() {
         const schedule = /** @type {Schedule} */ (this.#schedule);
-        const lane = h('div', { class: 'lane result', role: 'img', 'aria-label': schedule.day.map((piece) =>
-            `${piece.from}–${piece.to} ${piece.scheme === undefined ? t('day_or_night') : schemeName(piece.scheme)}`).join(', ') });
+        const lane = h('div', {
+            class: 'lane result',
+            role: 'img',
+            'aria-label': schedule.day
+                .map(
+                    (piece) =>
+                        `${piece.from}–${piece.to} ${piece.scheme === undefined ? t('day_or_night') : schemeName(piece.scheme)}`,
+                )
+                .join(', '),
+        });
         for (const piece of schedule.day) {
-            const kind = piece.scheme === undefined || piece.scheme === schedule.defaultScheme ? 'default' : piece.scheme;
-            const text = piece.scheme === undefined ? t('day_or_night') : piece.scheme === schedule.defaultScheme ? t('default_short') : String(piece.scheme);
-            const bar = h('div', { class: `bar scheme-${kind}`, title: `${piece.from}–${piece.to}` }, h('span', { class: 'bar-text' }, text));
+            const kind =
+                piece.scheme === undefined || piece.scheme === schedule.defaultScheme ? 'default' : piece.scheme;
+            const text =
+                piece.scheme === undefined
+                    ? t('day_or_night')
+                    : piece.scheme === schedule.defaultScheme
+                      ? t('default_short')
+                      : String(piece.scheme);
+            const bar = h(
+                'div',
+                { class: `bar scheme-${kind}`, title: `${piece.from}–${piece.to}` },
+                h('span', { class: 'bar-text' }, text),
+            );
             place(bar, minutesOf(piece.from), minutesOf(piece.to));
             lane.append(bar);
         }
         lane.append(this.#now);
-        return h('div', { class: 'lane-row result-row' }, h('div', { class: 'lane-name' }, h('span', {}, t('by_clock'))), lane);
+        return h(
+            'div',
+            { class: 'lane-row result-row' },
+            h('div', { class: 'lane-name' }, h('span', {}, t('by_clock'))),
+            lane,
+        );
     }
 
     // ---- changes ---------------------------------------------------------------------------------------------------
@@ -346,11 +443,16 @@ class SchemesPage extends Page {
     /** @param {Window_} row */
     async #put(row) {
         const { scheme, enabled, from, to } = row;
-        if (enabled && minutesOf(from) > minutesOf(to) && minutesOf(to) > 0 && await this.#splitAtMidnight(row)) {
+        if (enabled && minutesOf(from) > minutesOf(to) && minutesOf(to) > 0 && (await this.#splitAtMidnight(row))) {
             return;
         }
         try {
-            const { revision } = await ask('PUT', `/api/schemes/${scheme}/window`, { enabled, from, to }, { revision: this.#revision });
+            const { revision } = await ask(
+                'PUT',
+                `/api/schemes/${scheme}/window`,
+                { enabled, from, to },
+                { revision: this.#revision },
+            );
             this.#revision = revision;
         } catch (error) {
             if (error instanceof Problem && error.code === 'changed-meanwhile') {
@@ -369,13 +471,28 @@ class SchemesPage extends Page {
         const schedule = /** @type {Schedule} */ (this.#schedule);
         const free = schedule.schemes.find((other) => !other.enabled && other.scheme !== row.scheme);
         if (!free) {
-            return false;  // the camera says why not
+            return false; // the camera says why not
         }
         const answer = await askInDialog({
             title: t('over_midnight'),
-            content: [h('p', {}, t('over_midnight_offer', schemeName(row.scheme), `${row.from}–24:00`, schemeName(free.scheme), `00:00–${row.to}`)),
-                h('p', { class: 'quiet' }, t('over_midnight_values', schemeName(row.scheme), schemeName(free.scheme)))],
-            answers: [{ text: t('button_cancel'), value: '' }, { text: t('two_schemes'), value: 'two', kind: 'primary' }],
+            content: [
+                h(
+                    'p',
+                    {},
+                    t(
+                        'over_midnight_offer',
+                        schemeName(row.scheme),
+                        `${row.from}–24:00`,
+                        schemeName(free.scheme),
+                        `00:00–${row.to}`,
+                    ),
+                ),
+                h('p', { class: 'quiet' }, t('over_midnight_values', schemeName(row.scheme), schemeName(free.scheme))),
+            ],
+            answers: [
+                { text: t('button_cancel'), value: '' },
+                { text: t('two_schemes'), value: 'two', kind: 'primary' },
+            ],
         });
         if (answer === 'two') {
             await action(async () => {
@@ -413,37 +530,98 @@ class SchemesPage extends Page {
     async #showCompare() {
         const schedule = /** @type {Schedule} */ (this.#schedule);
         const schemes = [...schedule.schemes.map((row) => row.scheme), schedule.defaultScheme];
-        const select = (/** @type {string} */ chosen, /** @type {string} */ label, /** @type {(value: string) => void} */ choose) => {
-            const element = h('select', { value: chosen, 'aria-label': label, onchange: () => {
-                choose(element.value);
-                void this.#showCompare();
-            } }, schemes.map((scheme) => h('option', { value: String(scheme) }, schemeName(scheme))));
+        const select = (
+            /** @type {string} */ chosen,
+            /** @type {string} */ label,
+            /** @type {(value: string) => void} */ choose,
+        ) => {
+            const element = h(
+                'select',
+                {
+                    value: chosen,
+                    'aria-label': label,
+                    onchange: () => {
+                        choose(element.value);
+                        void this.#showCompare();
+                    },
+                },
+                schemes.map((scheme) => h('option', { value: String(scheme) }, schemeName(scheme))),
+            );
             return element;
         };
         const [a, b] = await Promise.all([this.#valuesOf(this.#a), this.#valuesOf(this.#b)]);
         const rows = parametersIn(camera.tabs).filter(({ control }) => a.get(control.key) !== b.get(control.key));
         const canCopy = !this.#isLocked && rows.length > 0 && Number(this.#b) !== schedule.defaultScheme;
-        const id = newId();
-        refill(this.#compare,
-            h('div', { class: 'compare-head' },
+        refill(
+            this.#compare,
+            h(
+                'div',
+                { class: 'compare-head' },
                 select(this.#a, t('first_scheme'), (value) => {
                     this.#a = value;
                 }),
-                h('button', { type: 'button', disabled: !canCopy, onclick: action(async () => {
-                    notify(t('values_copied', await this.#copy(this.#a, this.#b), schemeName(Number(this.#b))));
-                    await this.#load();
-                }) }, icon('copy'), h('span', {}, t('copy_values'))),
+                h(
+                    'button',
+                    {
+                        type: 'button',
+                        disabled: !canCopy,
+                        onclick: action(async () => {
+                            notify(t('values_copied', await this.#copy(this.#a, this.#b), schemeName(Number(this.#b))));
+                            await this.#load();
+                        }),
+                    },
+                    icon('copy'),
+                    h('span', {}, t('copy_values')),
+                ),
                 select(this.#b, t('second_scheme'), (value) => {
                     this.#b = value;
-                })),
-            rows.length === 0 ? h('p', { class: 'empty' }, t('no_difference'))
-                : h('div', { class: 'scroll', tabindex: '0', role: 'region', 'aria-labelledby': id },
-                    h('table', {}, h('caption', { id, class: 'unseen' }, t('compare_schemes')),
-                        h('thead', {}, h('tr', {}, h('th', { scope: 'col' }, t('parameter')), h('th', { scope: 'col' }, schemeName(Number(this.#a))), h('th', { scope: 'col' }, schemeName(Number(this.#b))))),
-                        h('tbody', {}, rows.map(({ control, parent }) => h('tr', {},
-                            h('th', { scope: 'row' }, parent ? `${nameOf(parent)}: ${t(control.kind)}` : nameOf(control)),
-                            h('td', {}, valueText(control, a.get(control.key) ?? 0)),
-                            h('td', {}, valueText(control, b.get(control.key) ?? 0))))))));
+                }),
+            ),
+            rows.length === 0
+                ? h('p', { class: 'empty' }, t('no_difference'))
+                : h(
+                      'div',
+                      {
+                          class: 'scroll',
+                          tabindex: '0',
+                          role: 'region',
+                          'aria-label': `${schemeName(Number(this.#a))} – ${schemeName(Number(this.#b))}`,
+                      },
+                      h(
+                          'table',
+                          {},
+                          h('caption', { class: 'unseen' }, t('compare_schemes')),
+                          h(
+                              'thead',
+                              {},
+                              h(
+                                  'tr',
+                                  {},
+                                  h('th', { scope: 'col' }, t('parameter')),
+                                  h('th', { scope: 'col' }, schemeName(Number(this.#a))),
+                                  h('th', { scope: 'col' }, schemeName(Number(this.#b))),
+                              ),
+                          ),
+                          h(
+                              'tbody',
+                              {},
+                              rows.map(({ control, parent }) =>
+                                  h(
+                                      'tr',
+                                      {},
+                                      h(
+                                          'th',
+                                          { scope: 'row' },
+                                          parent ? `${nameOf(parent)}: ${t(control.kind)}` : nameOf(control),
+                                      ),
+                                      h('td', {}, valueText(control, a.get(control.key) ?? 0)),
+                                      h('td', {}, valueText(control, b.get(control.key) ?? 0)),
+                                  ),
+                              ),
+                          ),
+                      ),
+                  ),
+        );
     }
 }
 customElements.define('sc-schemes', SchemesPage);
