@@ -96,9 +96,11 @@ class Camera extends EventTarget {
     /** Sent, not answered. @type {Map<number, number>} */
     #sent = new Map();
     #lastSent = -Infinity;
+    /** How often the unsaved values were asked for. */
+    #asked = 0;
     #timer = 0;
-    /** By key, the number of the event up to which events about it are old. @type {Map<number, number>} */
-    #answered = new Map();
+    /** By key, the number of the event up to which what is told about it is old. @type {Map<number, number>} */
+    #newest = new Map();
     /** @type {{steps: Step[], at: number}[]} */
     #undo = [];
     #reloadUnsaved = later(() => void this.#quietly(() => this.loadUnsaved()), 150);
@@ -207,7 +209,7 @@ class Camera extends EventTarget {
     async #loadAll(events) {
         try {
             this.#waiting.clear();
-            this.#answered.clear();
+            this.#newest.clear();
             this.trial = null;
             this.#undo = [];
             const [status] = await Promise.all([
@@ -247,16 +249,18 @@ class Camera extends EventTarget {
 
     async #loadLimits() {
         const [parameters, style, trials] = await Promise.all([
-            get('/api/parameters'),
+            ask('GET', '/api/parameters'),
             get('/api/style'),
             get('/api/trials'),
         ]);
         const tabs = tabsIn(style);
         const shape = (/** @type {any} */ value) => JSON.stringify(value);
         const isOther = shape(tabs) !== shape(this.tabs);
-        this.rows = new Map(parameters.keys.map((/** @type {KeyRow} */ row) => [row.key, row]));
+        // An event may have told more meanwhile: a revision is from before what was read.
+        const asOf = eventNumber(parameters.revision);
+        this.rows = new Map(parameters.body.keys.map((/** @type {KeyRow} */ row) => [row.key, row]));
         for (const row of this.rows.values()) {
-            if (row.value !== undefined && !this.#isMoving(row.key)) {
+            if (row.value !== undefined && !this.#isMoving(row.key) && asOf >= (this.#newest.get(row.key) ?? -1)) {
                 this.values.set(row.key, row.value);
             }
         }
@@ -272,8 +276,12 @@ class Camera extends EventTarget {
     }
 
     async loadUnsaved() {
-        this.unsaved = (await get('/api/unsaved')).values;
-        this.#tell('unsaved');
+        const mine = ++this.#asked;
+        const { values } = await get('/api/unsaved');
+        if (mine === this.#asked) {
+            this.unsaved = values;
+            this.#tell('unsaved');
+        }
     }
 
     /** @param {string} name @param {string} password */
@@ -336,8 +344,12 @@ class Camera extends EventTarget {
     #takeValues(values, number) {
         const changed = new Set();
         for (const { key, value } of values) {
-            const isOld = this.#isMoving(key) || number <= (this.#answered.get(key) ?? -1);
-            if (!isOld && this.values.get(key) !== value) {
+            const isOld = this.#isMoving(key) || number <= (this.#newest.get(key) ?? -1);
+            if (isOld) {
+                continue;
+            }
+            this.#newest.set(key, number);
+            if (this.values.get(key) !== value) {
                 this.values.set(key, value);
                 changed.add(key);
             }
@@ -448,7 +460,7 @@ class Camera extends EventTarget {
         const keys = [...this.#sent.keys()];
         this.#sent = new Map();
         for (const key of keys) {
-            this.#answered.set(key, eventNumber(revision));
+            this.#newest.set(key, eventNumber(revision));
         }
         /** @type {Set<number>} */
         const changed = new Set(keys);

@@ -84,6 +84,7 @@ class SchemesPage extends Page {
     #b = '1';
     #isDragging = false;
     #isStale = false;
+    #asked = 0;
 
     show() {
         refill(
@@ -102,8 +103,12 @@ class SchemesPage extends Page {
             this.#isStale = true;
             return;
         }
+        const mine = ++this.#asked;
         try {
             const [{ body, revision }, why] = await Promise.all([ask('GET', '/api/schemes'), get('/api/explain')]);
+            if (mine !== this.#asked) {
+                return; // a later answer is on its way
+            }
             this.#schedule = body;
             this.#revision = revision;
             this.#showInForce(why);
