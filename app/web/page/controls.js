@@ -192,6 +192,8 @@ class ControlElement extends Page {
     /** @param {Control} control @param {string} label @param {(value: number) => void} [set] */
     #numberField(control, label, set) {
         const range = rangeOf(control);
+        const digits = control.kind === 'hour' || control.kind === 'minute' ? 2 : 1;
+        const shown = () => String(camera.values.get(control.key) ?? '').padStart(digits, '0');
         const input = h('input', {
             type: 'number',
             inputmode: 'numeric',
@@ -207,12 +209,12 @@ class ControlElement extends Page {
                         camera.change(new Map([[control.key, wanted]]));
                     }
                 }
-                input.value = String(camera.values.get(control.key) ?? '');
+                input.value = shown();
             },
         });
         this.#also(() => {
             if (document.activeElement !== input || input.value === '') {
-                input.value = String(camera.values.get(control.key) ?? '');
+                input.value = shown();
             }
         });
         return input;
