@@ -76,11 +76,11 @@ install_missing() {
     apt_get install --no-install-recommends "${missing[@]}" || die "cannot install ${missing[*]}"
 }
 
-# Puts the packages of tests/shipped/client, in the versions of its lock file, into build/npm. Any node from 18 on will
-# do; where there is none, Debian's is installed.
+# install_npm_packages <folder with a lock file> <folder for them>: the packages in the versions of the lock file. Any node
+# from 18 on will do; where there is none, Debian's is installed.
 install_npm_packages() {
     command -v npm >/dev/null || install_missing nodejs npm
-    local from=tests/shipped/client folder=build/npm
+    local from=$1 folder=$2
     if cmp --quiet "$from/package-lock.json" "$folder/installed"; then
         return
     fi

@@ -165,6 +165,7 @@ bool has(const Response& response, const char* header)
 Api::Api(camera::Camera& camera, Settings settings)
     : camera_(camera),
       settings_(std::move(settings)),
+      page_(camera.setup().share),
       events_(camera),
       pictures_([&camera] { return camera.service().openPicture(); })
 {
@@ -287,6 +288,10 @@ Response Api::routed(const Request& request, const Visitor& visitor)
     const Found found = find(request);
     if (found.methods.empty())
     {
+        if (std::optional<Response> file = page_.answer(request))
+        {
+            return std::move(*file);
+        }
         return problem(404, "no-such-path", "there is nothing at " + request.path);
     }
     if (request.method == "OPTIONS")

@@ -9,6 +9,7 @@
 #include "app/web/EventStream.h"
 #include "app/web/Guard.h"
 #include "app/web/HttpServer.h"
+#include "app/web/PageFiles.h"
 #include "app/web/PictureStream.h"
 #include "app/web/TraceStream.h"
 #include "camera/Camera.h"
@@ -90,6 +91,7 @@ private:
 
     camera::Camera& camera_;
     const Settings settings_;
+    const PageFiles page_;
     EventLog events_;
     TraceLog trace_;
     Pictures pictures_;

@@ -1,0 +1,610 @@
+// The camera as the page knows it: one state for all pages, kept true by the camera's events.
+import { Problem, ask, get } from './api.js';
+import { parametersIn, tabsIn } from './style-document.js';
+import * as texts from './texts.js';
+
+/**
+ * @typedef {object} Allowed
+ * @property {string} kind
+ * @property {number} default
+ * @property {number} [minimum]
+ * @property {number} [maximum]
+ * @property {number} [step]
+ * @property {string} [unit]
+ * @property {{value: number, label: string}[]} [choices]
+ *
+ * @typedef {object} KeyRow
+ * @property {number} key
+ * @property {string} name
+ * @property {boolean} onlyStored
+ * @property {boolean} inScheme
+ * @property {number} [value]
+ * @property {Allowed} [allowed]
+ *
+ * @typedef {object} Status
+ * @property {string} model
+ * @property {string} version
+ * @property {number} module
+ * @property {string} time
+ * @property {number} [scheme]
+ * @property {string} mode
+ * @property {boolean} night
+ * @property {number} [lux]
+ * @property {number} defaultScheme
+ * @property {number} speed
+ * @property {number} [lamps]
+ *
+ * @typedef {{scheme: number, key: number, name: string, value: number, saved: number}} Unsaved
+ * @typedef {{key: number, before: number, after: number}} Step
+ * @typedef {{id: number, values: Map<number, number>, before: Map<number, number>}} Trial
+ * @typedef {'connecting' | 'open' | 'lost' | 'login'} Connection
+ */
+
+const kBetweenChanges = 100; // milliseconds: at most ten changes a second
+const kRetry = 1000;
+const kLook = 1000; // time and light are no events
+const kHold = 5000; // a trial lasts 15 seconds without a sign
+const kOneGesture = 1200; // changes of a control so close together are undone together
+
+/** The number of the last event in a revision or in an event's id. @param {string} text */
+function eventNumber(text) {
+    return Number(/-(\d+)/.exec(text)?.[1] ?? -1);
+}
+
+/**
+ * Runs something once, a while after it was last asked for.
+ * @param {() => void} run
+ * @param {number} milliseconds
+ */
+function later(run, milliseconds) {
+    let timer = 0;
+    return () => {
+        clearTimeout(timer);
+        timer = window.setTimeout(run, milliseconds);
+    };
+}
+
+class Camera extends EventTarget {
+    /** @type {Connection} */
+    connection = 'connecting';
+    /** @type {{name?: string, role: string}} */
+    session = { role: 'none' };
+    /** @type {Status | null} */
+    status = null;
+    /** @type {Map<number, KeyRow>} */
+    rows = new Map();
+    /** What is in force: of the scheme, or tried out. @type {Map<number, number>} */
+    values = new Map();
+    /** @type {Unsaved[]} */
+    unsaved = [];
+    /** @type {import('./style-document.js').Tab[]} */
+    tabs = [];
+    /** Changes are tried out, and not remembered. */
+    trying = false;
+    /** Own one. @type {Trial | null} */
+    trial = null;
+    /** Keys that somebody else tries out. @type {Map<number, Set<number>>} */
+    othersTrials = new Map();
+    /** @type {{time: Date, text: string, data: any}[]} */
+    history = [];
+
+    /** @type {EventSource | null} */
+    #events = null;
+    #attempt = 0;
+    /** Not sent yet. @type {Map<number, number>} */
+    #waiting = new Map();
+    /** Sent, not answered. @type {Map<number, number>} */
+    #sent = new Map();
+    #lastSent = -Infinity;
+    /** How often the unsaved values were asked for. */
+    #asked = 0;
+    #timer = 0;
+    /** By key, the number of the event up to which what is told about it is old. @type {Map<number, number>} */
+    #newest = new Map();
+    /** @type {{steps: Step[], at: number}[]} */
+    #undo = [];
+    #reloadUnsaved = later(() => void this.#quietly(() => this.loadUnsaved()), 150);
+    #reloadLimits = later(() => void this.#quietly(() => this.#loadLimits()), 300);
+
+    constructor() {
+        super();
+        setInterval(() => void this.#look(), kLook);
+        setInterval(() => void this.#hold(), kHold);
+        document.addEventListener('visibilitychange', () => {
+            if (document.hidden) {
+                this.#disconnect(); // a browser has few connections for one camera
+                this.connection = 'connecting';
+            } else if (this.connection !== 'login') {
+                void this.connect();
+            }
+        });
+    }
+
+    /** @param {string} name @param {any} [detail] */
+    #tell(name, detail) {
+        this.dispatchEvent(new CustomEvent(name, { detail }));
+    }
+
+    /** @param {Connection} connection */
+    #setConnection(connection) {
+        if (this.connection !== connection) {
+            this.connection = connection;
+            this.#tell('connection');
+        }
+    }
+
+    /** What a page of its own reads beside: a failure shows as a lost connection, or as nothing new.
+     * @param {() => Promise<void>} work */
+    async #quietly(work) {
+        try {
+            await work();
+        } catch (error) {
+            this.noticeFailure(error);
+        }
+    }
+
+    // ---- coming and going ------------------------------------------------------------------------------------------
+
+    #disconnect() {
+        this.#attempt++;
+        this.#events?.close();
+        this.#events = null;
+    }
+
+    /** @param {unknown} error */
+    noticeFailure(error) {
+        if (error instanceof Problem && error.code === 'no-session') {
+            this.#disconnect();
+            this.#setConnection('login');
+        } else if (error instanceof Problem && error.status === 0) {
+            this.lose();
+        }
+    }
+
+    /** The camera does not answer: try again until it does. */
+    lose() {
+        if (this.connection === 'login' || document.hidden) {
+            return;
+        }
+        this.#disconnect();
+        this.#setConnection('lost');
+        const attempt = this.#attempt;
+        setTimeout(() => {
+            if (attempt === this.#attempt) {
+                void this.connect();
+            }
+        }, kRetry);
+    }
+
+    async connect() {
+        this.#disconnect();
+        const attempt = this.#attempt;
+        try {
+            this.session = await (await ask('GET', '/api/session', undefined, { seconds: 5 })).body;
+        } catch (error) {
+            if (error instanceof Problem && error.status === 401) {
+                await texts.loadForStrangers().catch(() => {});
+                this.#setConnection('login');
+            } else {
+                this.lose();
+            }
+            return;
+        }
+        if (attempt !== this.#attempt) {
+            return;
+        }
+        const events = new EventSource('/api/events');
+        this.#events = events;
+        events.onerror = () => this.lose();
+        // Everything is read behind the beginning of the events: nothing is missed between.
+        events.onopen = () => void this.#loadAll(events);
+        for (const name of ['values', 'scheme', 'mode', 'night', 'saved', 'reset', 'trial', 'lens', 'log', 'state']) {
+            events.addEventListener(name, (event) =>
+                this.#happened(name, JSON.parse(event.data), eventNumber(event.lastEventId)),
+            );
+        }
+    }
+
+    /** @param {EventSource} events */
+    async #loadAll(events) {
+        try {
+            this.#waiting.clear();
+            this.#newest.clear();
+            this.trial = null;
+            this.#undo = [];
+            const [status] = await Promise.all([
+                get('/api/status'),
+                texts.load(),
+                this.#loadLimits(),
+                this.loadUnsaved(),
+            ]);
+            if (events === this.#events) {
+                this.status = status;
+                this.#setConnection('open');
+                this.#tell('values', null);
+                this.#tell('status');
+                this.#tell('schemes');
+            }
+        } catch (error) {
+            if (events === this.#events) {
+                this.noticeFailure(error);
+                if (this.connection !== 'login') {
+                    this.lose();
+                }
+            }
+        }
+    }
+
+    async #look() {
+        if (this.connection !== 'open' || document.hidden) {
+            return;
+        }
+        try {
+            this.status = (await ask('GET', '/api/status', undefined, { seconds: 5 })).body;
+            this.#tell('status');
+        } catch (error) {
+            this.noticeFailure(error);
+        }
+    }
+
+    async #loadLimits() {
+        const [parameters, style, trials] = await Promise.all([
+            ask('GET', '/api/parameters'),
+            get('/api/style'),
+            get('/api/trials'),
+        ]);
+        const tabs = tabsIn(style);
+        const shape = (/** @type {any} */ value) => JSON.stringify(value);
+        const isOther = shape(tabs) !== shape(this.tabs);
+        // An event may have told more meanwhile: a revision is from before what was read.
+        const asOf = eventNumber(parameters.revision);
+        this.rows = new Map(parameters.body.keys.map((/** @type {KeyRow} */ row) => [row.key, row]));
+        for (const row of this.rows.values()) {
+            if (row.value !== undefined && !this.#isMoving(row.key) && asOf >= (this.#newest.get(row.key) ?? -1)) {
+                this.values.set(row.key, row.value);
+            }
+        }
+        this.othersTrials.clear();
+        for (const trial of trials.trials) {
+            this.#takeTrial(trial.trial, trial.values);
+        }
+        if (isOther) {
+            this.tabs = tabs;
+            this.#tell('style');
+        }
+        this.#tell('values', null);
+    }
+
+    async loadUnsaved() {
+        const mine = ++this.#asked;
+        const { values } = await get('/api/unsaved');
+        if (mine === this.#asked) {
+            this.unsaved = values;
+            this.#tell('unsaved');
+        }
+    }
+
+    /** @param {string} name @param {string} password */
+    async login(name, password) {
+        await ask('POST', '/api/session', { name, password });
+        this.connection = 'connecting';
+        await this.connect();
+    }
+
+    async logout() {
+        await ask('DELETE', '/api/session');
+        await this.connect();
+    }
+
+    /** @param {'viewer' | 'operator' | 'administrator'} role */
+    may(role) {
+        const order = ['none', 'viewer', 'operator', 'administrator'];
+        return order.indexOf(this.session.role) >= order.indexOf(role);
+    }
+
+    // ---- what happens ----------------------------------------------------------------------------------------------
+
+    /** @param {string} name @param {any} data @param {number} number */
+    #happened(name, data, number) {
+        this.history = [{ time: new Date(), text: name, data }, ...this.history].slice(0, 200);
+        switch (name) {
+            case 'values':
+                this.#takeValues(data.values, number);
+                break;
+            case 'trial':
+                this.#trialHappened(data);
+                break;
+            case 'log':
+                this.#tell('log', data.line);
+                break;
+            case 'lens':
+                this.#takeValues(data.values, number);
+                this.#tell('lens', data);
+                break;
+            case 'saved':
+                break;
+            default: // other values are in force
+                this.#undo = [];
+                this.#reloadLimits();
+                void this.#look();
+        }
+        if (name !== 'lens' && name !== 'log') {
+            this.#reloadUnsaved();
+            this.#tell('schemes');
+        }
+        this.#tell('happened');
+    }
+
+    /** @param {number} key */
+    #isMoving(key) {
+        return this.#waiting.has(key) || this.#sent.has(key);
+    }
+
+    /** @param {{key: number, value: number}[]} values @param {number} number */
+    #takeValues(values, number) {
+        const changed = new Set();
+        for (const { key, value } of values) {
+            const isOld = this.#isMoving(key) || number <= (this.#newest.get(key) ?? -1);
+            if (isOld) {
+                continue;
+            }
+            this.#newest.set(key, number);
+            if (this.values.get(key) !== value) {
+                this.values.set(key, value);
+                changed.add(key);
+            }
+        }
+        this.#changed(changed);
+    }
+
+    /** @param {Set<number>} keys */
+    #changed(keys) {
+        if (keys.size > 0) {
+            this.#tell('values', keys);
+            // What a choice decides, such as the frame rate, may decide what others allow.
+            if ([...keys].some((key) => this.rows.get(key)?.allowed?.kind === 'choice')) {
+                this.#reloadLimits();
+            }
+        }
+    }
+
+    /** @param {number} id @param {{key: number, value: number}[]} values */
+    #takeTrial(id, values) {
+        for (const { key, value } of values) {
+            if (!this.#isMoving(key)) {
+                this.values.set(key, value);
+            }
+        }
+        if (id !== this.trial?.id) {
+            this.othersTrials.set(id, new Set(values.map((value) => value.key)));
+        }
+    }
+
+    /** @param {any} data */
+    #trialHappened(data) {
+        if (data.state === 'begun') {
+            this.#takeTrial(data.trial, data.values ?? []);
+            this.#tell('values', null);
+        } else {
+            this.othersTrials.delete(data.trial);
+            if (data.trial === this.trial?.id) {
+                this.trial = null;
+                this.trying = false;
+                if (data.state !== 'kept' && data.state !== 'undone') {
+                    this.#tell('notice', { text: texts.t('trial_ended') });
+                }
+            }
+            this.#reloadLimits();
+        }
+        this.#tell('trial');
+    }
+
+    // ---- changes ---------------------------------------------------------------------------------------------------
+
+    /**
+     * Shows the values at once, and sends them soon: at most ten times a second, the last ones always.
+     * @param {Map<number, number>} values
+     * @param {boolean} [canBeUndone]
+     */
+    change(values, canBeUndone = true) {
+        /** @type {Step[]} */
+        const steps = [];
+        for (const [key, value] of values) {
+            steps.push({ key, before: this.values.get(key) ?? value, after: value });
+            this.values.set(key, value);
+            this.#waiting.set(key, value);
+        }
+        if (canBeUndone && !this.trying) {
+            this.#remember(steps);
+        }
+        this.#tell('values', new Set(values.keys()));
+        this.#send();
+    }
+
+    #send() {
+        clearTimeout(this.#timer);
+        if (this.#waiting.size === 0 || this.#sent.size > 0) {
+            return;
+        }
+        const wait = this.#lastSent + kBetweenChanges - performance.now();
+        if (wait > 0) {
+            this.#timer = window.setTimeout(() => this.#send(), wait);
+            return;
+        }
+        void this.#sendNow();
+    }
+
+    async #sendNow() {
+        this.#sent = this.#waiting;
+        this.#waiting = new Map();
+        this.#lastSent = performance.now();
+        const trial = this.trial ? `&trial=${this.trial.id}` : '';
+        try {
+            const { body, revision } = await ask(
+                'PATCH',
+                '/api/parameters' + (this.trying ? `?keep=false${trial}` : ''),
+                Object.fromEntries(this.#sent),
+            );
+            this.#settle(body.values, revision);
+            if (this.trying && body.trial) {
+                this.#tookOnTrial(body);
+            }
+        } catch (error) {
+            this.#refused(error);
+        }
+        this.#send();
+    }
+
+    /** @param {any[]} values @param {string} revision */
+    #settle(values, revision) {
+        const keys = [...this.#sent.keys()];
+        this.#sent = new Map();
+        for (const key of keys) {
+            this.#newest.set(key, eventNumber(revision));
+        }
+        /** @type {Set<number>} */
+        const changed = new Set(keys);
+        for (const { key, value } of values) {
+            if (value !== undefined && !this.#isMoving(key)) {
+                this.values.set(key, value);
+                changed.add(key);
+            }
+        }
+        this.#changed(changed);
+        if (values.some((value) => value.outcome === 'corrected' || value.outcome === 'heldBack')) {
+            this.#tell('notice', { text: texts.t('value_corrected') });
+        }
+    }
+
+    /** @param {any} body */
+    #tookOnTrial(body) {
+        const before = this.trial?.before ?? new Map();
+        for (const { key, before: old } of body.values) {
+            if (!before.has(key) && old !== undefined) {
+                before.set(key, old);
+            }
+        }
+        const values = new Map(body.trial.values.map((/** @type {any} */ value) => [value.key, value.value]));
+        this.trial = { id: body.trial.trial, values, before };
+        this.othersTrials.delete(this.trial.id);
+        this.#tell('trial');
+    }
+
+    /** @param {unknown} error */
+    #refused(error) {
+        this.#sent = new Map();
+        this.noticeFailure(error);
+        if (error instanceof Problem && error.status !== 0) {
+            if (error.code === 'no-trial') {
+                this.trial = null;
+                this.#tell('trial');
+            }
+            this.#undo.pop();
+            this.#tell('notice', { text: error.message, bad: true });
+            this.#reloadLimits();
+        }
+    }
+
+    /**
+     * A press: acts, and is not remembered.
+     * @param {number} key
+     * @param {number} value
+     */
+    async press(key, value) {
+        await ask('PATCH', '/api/parameters?keep=false', { [key]: value });
+    }
+
+    // ---- undo ------------------------------------------------------------------------------------------------------
+
+    /** @param {Step[]} steps */
+    #remember(steps) {
+        const last = this.#undo.at(-1);
+        const now = performance.now();
+        const isSame = last && last.steps.map((step) => step.key).join() === steps.map((step) => step.key).join();
+        if (isSame && now - last.at < kOneGesture) {
+            last.steps.forEach((step, i) => {
+                step.after = steps[i].after;
+            });
+            last.at = now;
+        } else {
+            this.#undo = [...this.#undo, { steps, at: now }].slice(-100);
+        }
+        this.#tell('undo');
+    }
+
+    canUndo() {
+        return this.#undo.length > 0;
+    }
+
+    /** Takes the last change back, but for what somebody else has changed since. */
+    undo() {
+        const last = this.#undo.pop();
+        if (!last) {
+            return;
+        }
+        const mine = last.steps.filter((step) => this.values.get(step.key) === step.after);
+        if (mine.length > 0) {
+            this.change(new Map(mine.map((step) => [step.key, step.before])), false);
+        }
+        if (mine.length < last.steps.length) {
+            this.#tell('notice', { text: texts.t('undo_overtaken') });
+        }
+        this.#tell('undo');
+    }
+
+    // ---- trials ----------------------------------------------------------------------------------------------------
+
+    /** From now on changes are tried out. */
+    beginTrying() {
+        this.trying = true;
+        this.#tell('trial');
+    }
+
+    /** @param {boolean} keeps */
+    async endTrying(keeps) {
+        const trial = this.trial;
+        this.trying = false;
+        this.trial = null;
+        this.#tell('trial');
+        if (trial) {
+            await (keeps ? ask('POST', `/api/trials/${trial.id}/keep`) : ask('DELETE', `/api/trials/${trial.id}`));
+            this.#reloadLimits();
+            this.#reloadUnsaved();
+        }
+    }
+
+    async #hold() {
+        if (this.trial) {
+            await this.#quietly(async () => {
+                await ask('PUT', `/api/trials/${this.trial?.id}`);
+            });
+        }
+    }
+
+    // ---- the style document ----------------------------------------------------------------------------------------
+
+    /** @param {import('./style-document.js').Control} control */
+    isShown(control) {
+        return control.when.every(({ key, values }) => values.includes(this.values.get(key) ?? NaN));
+    }
+
+    /** The switch that keeps this one from being on; null: none.
+     * @param {import('./style-document.js').Control} control */
+    excludedBy(control) {
+        const isOn = (this.values.get(control.excludes) ?? 0) !== 0;
+        const other = parametersIn(this.tabs).find((parameter) => parameter.control.key === control.excludes);
+        return isOn && other ? other.control : null;
+    }
+
+    /** @param {number} key */
+    isUnsaved(key) {
+        return this.unsaved.some((row) => row.key === key && row.scheme === this.status?.scheme);
+    }
+
+    /** @param {number} key */
+    isOnTrial(key) {
+        return (this.trial?.values.has(key) ?? false) || [...this.othersTrials.values()].some((keys) => keys.has(key));
+    }
+}
+
+export const camera = new Camera();

@@ -1,0 +1,311 @@
+// The frame around the pages: navigation, the camera's state, logging in.
+import { Problem, ask } from './api.js';
+import { schemeName } from './controls.js';
+import { camera } from './camera.js';
+import { h, icon, iconButton, newId, refill } from './dom.js';
+import * as texts from './texts.js';
+import { action, askInDialog, menuButton, noticeArea, notify } from './ui.js';
+
+const { t } = texts;
+
+/** @type {{name: string, icon: import('./dom.js').IconName}[]} */
+const kPages = [
+    { name: 'live', icon: 'live' },
+    { name: 'parameters', icon: 'parameters' },
+    { name: 'schemes', icon: 'schemes' },
+    { name: 'lens', icon: 'lens' },
+    { name: 'world', icon: 'world' },
+    { name: 'diagnostics', icon: 'diagnostics' },
+];
+
+const banner = h('div', { class: 'banner', role: 'alert', hidden: true });
+const header = h('header', { class: 'top' });
+const navigation = h('nav', { class: 'pages' });
+const main = h('main', { id: 'main', tabindex: '-1' });
+const facts = h('div', { class: 'facts' });
+const save = h('button', { type: 'button', class: 'primary save' });
+const undo = iconButton('undo', '', () => camera.undo());
+let shown = '';
+
+/** The page that the address names. */
+function wanted() {
+    const name = location.hash.slice(1).split('/')[0];
+    return kPages.some((page) => page.name === name) ? name : 'live';
+}
+
+// ---- light and dark ----------------------------------------------------------------------------------------------
+
+const kThemes = ['system', 'light', 'dark'];
+
+function theme() {
+    return localStorage.getItem('theme') ?? 'system';
+}
+
+/** @param {string} name */
+function useTheme(name) {
+    localStorage.setItem('theme', name);
+    document.documentElement.dataset.theme = name;
+}
+
+// ---- header ------------------------------------------------------------------------------------------------------
+
+function buildHeader() {
+    undo.title = t('undo');
+    undo.setAttribute('aria-label', t('undo'));
+    refill(
+        header,
+        h(
+            'a',
+            { class: 'brand', href: '#live' },
+            h('img', { src: '/icon.svg', alt: '', width: 32, height: 32 }),
+            h('span', { class: 'model' }),
+        ),
+        facts,
+        h('div', { class: 'actions' }, undo, save, menuButton('more', t('menu'), menuItems)),
+    );
+    refreshHeader();
+}
+
+function menuItems() {
+    const { languages, current } = texts.known();
+    const isOperator = camera.may('operator');
+    return [
+        ...languages.map((language) => ({
+            text: language.name,
+            checked: language === current,
+            run: async () => {
+                await texts.choose(language.code);
+                rebuild();
+            },
+        })),
+        ...kThemes.map((name) => ({ text: t(`theme_${name}`), checked: name === theme(), run: () => useTheme(name) })),
+        { text: t('button_reload'), disabled: !isOperator, run: reload },
+        { text: t('button_reset'), disabled: !camera.may('administrator'), run: reset },
+        ...(camera.session.name ? [{ text: t('log_out'), note: camera.session.name, run: () => camera.logout() }] : []),
+    ];
+}
+
+function refreshHeader() {
+    const { status } = camera;
+    if (!status || header.childElementCount === 0) {
+        return;
+    }
+    const model = /** @type {HTMLElement} */ (header.querySelector('.model'));
+    model.textContent = t(`model_${status.model}`);
+    document.title = `${t(`page_${shown || 'live'}`)} · ${t(`model_${status.model}`)}`;
+    refill(
+        facts,
+        h('span', { class: 'fact clock' }, status.time),
+        h('span', { class: 'fact' }, icon(status.night ? 'moon' : 'world'), status.night ? t('night') : t('day')),
+        status.lux === undefined
+            ? null
+            : h(
+                  'span',
+                  { class: 'fact wide' },
+                  `${texts.numeral(status.lux, status.lux < 10 ? 1 : 0)} ${t('unit_lux')}`,
+              ),
+        h('a', { class: 'fact', href: '#schemes' }, schemeName(status.scheme)),
+        h('span', { class: 'fact wide' }, status.mode === 'auto' ? t('mode_scheduled') : t('mode_by_hand')),
+    );
+}
+
+function refreshSave() {
+    const count = camera.unsaved.length;
+    const inForce = camera.unsaved.filter((row) => row.scheme === camera.status?.scheme).length;
+    const hasFile = camera.status?.scheme !== undefined && camera.status.scheme !== camera.status.defaultScheme;
+    save.disabled = inForce === 0 || !camera.may('operator') || !hasFile;
+    save.title = count === 0 ? t('saved') : hasFile ? t('unsaved_count', count) : t('default_not_saved');
+    refill(
+        save,
+        icon('save'),
+        h('span', { class: 'word' }, inForce > 0 ? t('save_count', inForce) : t('saved')),
+        inForce > 0 ? h('span', { class: 'count', 'aria-hidden': 'true' }, String(inForce)) : null,
+    );
+    undo.disabled = !camera.canUndo();
+}
+save.addEventListener(
+    'click',
+    action(async () => {
+        const { body } = await ask('POST', '/api/save');
+        notify(t('message_saved', body.scheme));
+    }),
+);
+
+async function reload() {
+    await ask('POST', '/api/reload');
+    notify(t('message_reloaded'));
+}
+
+async function reset() {
+    const answer = await askInDialog({
+        title: t('button_reset'),
+        content: [h('p', {}, t('message_confirm_reset'))],
+        answers: [
+            { text: t('button_reset'), value: 'reset', kind: 'danger' },
+            { text: t('button_cancel'), value: '' },
+        ],
+    });
+    if (answer === 'reset') {
+        await ask('POST', '/api/reset');
+        notify(t('message_reset'));
+    }
+}
+
+// ---- pages -------------------------------------------------------------------------------------------------------
+
+async function showPage() {
+    const name = wanted();
+    shown = name;
+    for (const link of navigation.querySelectorAll('a')) {
+        if (link.hash === `#${name}`) {
+            link.setAttribute('aria-current', 'page');
+        } else {
+            link.removeAttribute('aria-current');
+        }
+    }
+    await import(`./pages/${name}.js`);
+    if (shown === name && camera.connection !== 'login') {
+        refill(main, h('h1', { class: 'unseen' }, t(`page_${name}`)), document.createElement(`sc-${name}`));
+        main.className = `page-${name}`;
+        main.scrollTop = 0;
+        refreshHeader();
+    }
+}
+
+/** All anew, in the language that was chosen. */
+function rebuild() {
+    navigation.setAttribute('aria-label', t('pages'));
+    refill(
+        navigation,
+        kPages.map((page) => h('a', { href: `#${page.name}` }, icon(page.icon), h('span', {}, t(`page_${page.name}`)))),
+    );
+    buildHeader();
+    refreshSave();
+    refill(
+        document.body,
+        h(
+            'a',
+            {
+                class: 'skip',
+                href: '#main',
+                onclick: (/** @type {Event} */ event) => {
+                    event.preventDefault();
+                    main.focus();
+                },
+            },
+            t('skip'),
+        ),
+        header,
+        banner,
+        navigation,
+        main,
+        noticeArea(),
+    );
+    void showPage();
+}
+
+// ---- logging in --------------------------------------------------------------------------------------------------
+
+function showLogin() {
+    const failure = h('p', { class: 'failure', role: 'alert' });
+    const name = h('input', { id: newId(), autocomplete: 'username', autocapitalize: 'none', spellcheck: 'false' });
+    const password = h('input', { id: newId(), type: 'password', autocomplete: 'current-password' });
+    const button = h('button', { type: 'submit', class: 'primary' }, t('log_in'));
+    const form = h(
+        'form',
+        {
+            class: 'login card',
+            onsubmit: async (/** @type {Event} */ event) => {
+                event.preventDefault();
+                button.disabled = true;
+                failure.textContent = '';
+                try {
+                    await camera.login(name.value, password.value);
+                } catch (error) {
+                    failure.textContent =
+                        error instanceof Problem && error.code === 'wrong-login'
+                            ? t('wrong_login')
+                            : error instanceof Problem && error.code === 'too-many-logins'
+                              ? t('too_many_logins')
+                              : t('message_failed');
+                    password.value = '';
+                    password.focus();
+                }
+                button.disabled = false;
+            },
+        },
+        h('img', { src: '/icon.svg', alt: '', width: 48, height: 48 }),
+        h('h1', {}, 'sensorcam'),
+        h('label', { for: name.id }, t('user_name')),
+        name,
+        h('label', { for: password.id }, t('password')),
+        password,
+        failure,
+        button,
+    );
+    refill(document.body, h('main', { class: 'login-page' }, form));
+    name.focus();
+}
+
+// ---- the camera comes and goes -------------------------------------------------------------------------------------
+
+let isBuilt = false;
+
+camera.addEventListener('connection', () => {
+    const { connection } = camera;
+    document.body.classList.toggle('lost', connection === 'lost');
+    if (connection === 'login') {
+        isBuilt = false;
+        showLogin();
+        return;
+    }
+    if (connection === 'open' && !isBuilt) {
+        isBuilt = true;
+        rebuild();
+    }
+    const isLost = connection === 'lost';
+    if (isLost && !isBuilt) {
+        refill(document.body, banner); // nothing has been seen of the camera yet, not even a language
+    }
+    refill(
+        banner,
+        icon('offline'),
+        h('strong', {}, isBuilt ? t('disconnected') : 'sensorcam'),
+        h('span', {}, isBuilt ? t('reconnecting') : '…'),
+    );
+    if (banner.hidden === isLost) {
+        banner.hidden = !isLost;
+        main.inert = isLost;
+        if (!isLost && isBuilt && connection === 'open') {
+            notify(t('connected'));
+        }
+    }
+});
+camera.addEventListener('status', () => {
+    refreshHeader();
+    refreshSave();
+});
+for (const name of ['unsaved', 'undo', 'values']) {
+    camera.addEventListener(name, refreshSave);
+}
+camera.addEventListener('notice', (event) => {
+    const { text, bad } = /** @type {CustomEvent} */ (event).detail;
+    notify(text, bad);
+});
+addEventListener('hashchange', () => {
+    if (isBuilt) {
+        void showPage();
+    }
+});
+addEventListener('keydown', (event) => {
+    const isText =
+        event.target instanceof HTMLElement &&
+        event.target.matches('input:not([type=range], [type=checkbox], [type=radio]), textarea');
+    if ((event.ctrlKey || event.metaKey) && event.key === 'z' && !isText && camera.canUndo()) {
+        event.preventDefault();
+        camera.undo();
+    }
+});
+
+useTheme(theme());
+void camera.connect();

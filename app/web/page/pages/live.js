@@ -1,0 +1,87 @@
+// The picture, and beside it the controls that change it.
+import { camera } from '../camera.js';
+import { groupElement } from '../controls.js';
+import { h, icon, refill } from '../dom.js';
+import { pictureElement } from '../picture.js';
+import { styleText, t } from '../texts.js';
+import { Page, action } from '../ui.js';
+
+class LivePage extends Page {
+    #panel = h('div', { class: 'panel-body' });
+    #tabs = h('select', {});
+    #trial = h('div', { class: 'trial-bar' });
+
+    show() {
+        this.#tabs.setAttribute('aria-label', t('page_parameters'));
+        this.#tabs.onchange = () => this.#showTab();
+        refill(
+            this,
+            pictureElement(false),
+            h(
+                'aside',
+                { class: 'panel', 'aria-label': t('page_parameters') },
+                h('div', { class: 'panel-head' }, this.#tabs),
+                this.#trial,
+                this.#panel,
+            ),
+        );
+        this.on('style', () => this.#fill());
+        this.on('trial', () => this.#showTrial());
+        this.#fill();
+        this.#showTrial();
+    }
+
+    #fill() {
+        const before = this.#tabs.value || 'image';
+        const tabs = camera.tabs.filter((tab) => tab.key !== 'schedule');
+        refill(
+            this.#tabs,
+            tabs.map((tab) => h('option', { value: tab.key }, styleText(tab.text))),
+        );
+        this.#tabs.value = tabs.some((tab) => tab.key === before) ? before : (tabs[0]?.key ?? '');
+        this.#showTab();
+    }
+
+    #showTab() {
+        const tab = camera.tabs.find((candidate) => candidate.key === this.#tabs.value);
+        refill(this.#panel, tab?.groups.map(groupElement));
+    }
+
+    #showTrial() {
+        const isOperator = camera.may('operator');
+        this.classList.toggle('trying', camera.trying);
+        if (!camera.trying) {
+            refill(
+                this.#trial,
+                h(
+                    'button',
+                    { type: 'button', disabled: !isOperator, onclick: () => camera.beginTrying() },
+                    icon('compare'),
+                    h('span', {}, t('try_out')),
+                ),
+            );
+            return;
+        }
+        const count = camera.trial?.values.size ?? 0;
+        refill(
+            this.#trial,
+            h('p', { class: 'note standing' }, icon('compare'), t('trying_out', count)),
+            h(
+                'div',
+                { class: 'buttons' },
+                h('button', { type: 'button', onclick: action(() => camera.endTrying(false)) }, t('trial_undo')),
+                h(
+                    'button',
+                    {
+                        type: 'button',
+                        class: 'primary',
+                        disabled: count === 0,
+                        onclick: action(() => camera.endTrying(true)),
+                    },
+                    t('trial_keep'),
+                ),
+            ),
+        );
+    }
+}
+customElements.define('sc-live', LivePage);

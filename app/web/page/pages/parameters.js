@@ -1,0 +1,164 @@
+// All parameters: a tab for each of the style document's, and a search over all keys.
+import { camera } from '../camera.js';
+import { controlElement, groupElement, nameOf } from '../controls.js';
+import { h, icon, refill } from '../dom.js';
+import { pictureElement } from '../picture.js';
+import { parametersIn } from '../style-document.js';
+import { styleText, t } from '../texts.js';
+import { Page } from '../ui.js';
+
+class ParametersPage extends Page {
+    #search = h('input', { type: 'search' });
+    #list = h('div', { class: 'tabs', role: 'tablist' });
+    #content = h('div', { class: 'tab-content' });
+    #tab = '';
+
+    show() {
+        this.#search.placeholder = t('search_parameters');
+        this.#search.setAttribute('aria-label', t('search_parameters'));
+        this.#search.oninput = () => this.#refresh();
+        this.#list.setAttribute('aria-label', t('page_parameters'));
+        this.#list.onkeydown = (event) => this.#move(event);
+        refill(
+            this,
+            h('div', { class: 'side' }, h('div', { class: 'search' }, icon('search'), this.#search), this.#list),
+            this.#content,
+            h(
+                'aside',
+                { class: 'preview', 'aria-label': t('live_picture') },
+                pictureElement(true),
+                h('p', { class: 'legend' }, h('span', { class: 'mark', 'aria-hidden': 'true' }), t('unsaved')),
+            ),
+        );
+        this.on('style', () => this.#refresh());
+        this.on('unsaved', () => this.#markTabs());
+        addEventListener('hashchange', () => this.#open(), { signal: this.signal });
+        this.#open();
+    }
+
+    #open() {
+        const [page, tab] = location.hash.slice(1).split('/');
+        if (page === 'parameters' && tab && tab !== this.#tab) {
+            this.#tab = tab;
+            this.#search.value = '';
+        }
+        this.#refresh();
+    }
+
+    /** @param {string} tab */
+    #choose(tab) {
+        this.#tab = tab;
+        this.#search.value = '';
+        history.replaceState(null, '', `#parameters/${tab}`);
+        this.#refresh();
+    }
+
+    #refresh() {
+        const tab =
+            camera.tabs.find((candidate) => candidate.key === this.#tab) ??
+            camera.tabs.find((candidate) => candidate.key === 'image') ??
+            camera.tabs[0];
+        this.#tab = tab?.key ?? '';
+        const words = this.#search.value.trim().toLowerCase();
+        const hadFocus = this.#list.contains(document.activeElement);
+        refill(
+            this.#list,
+            camera.tabs.map((candidate) => {
+                const isChosen = candidate.key === this.#tab && words === '';
+                return h(
+                    'button',
+                    {
+                        type: 'button',
+                        role: 'tab',
+                        id: `tab-${candidate.key}`,
+                        'aria-selected': String(isChosen),
+                        'aria-controls': 'tab-content',
+                        tabindex: candidate.key === this.#tab ? '0' : '-1',
+                        'data-tab': candidate.key,
+                        onclick: () => this.#choose(candidate.key),
+                    },
+                    styleText(candidate.text),
+                );
+            }),
+        );
+        this.#markTabs();
+        const chosen = /** @type {HTMLElement | null} */ (this.#list.querySelector(`[data-tab="${this.#tab}"]`));
+        if (hadFocus) {
+            chosen?.focus();
+        }
+        chosen?.scrollIntoView({ block: 'nearest', inline: 'nearest' });
+        this.#content.id = 'tab-content';
+        this.#content.setAttribute('role', 'tabpanel');
+        this.#content.setAttribute('aria-labelledby', `tab-${this.#tab}`);
+        if (words === '') {
+            refill(this.#content, tab?.groups.map(groupElement));
+        } else {
+            this.#find(words);
+        }
+    }
+
+    /** By name, by page, by the key's name and by its number. @param {string} words */
+    #find(words) {
+        const found = parametersIn(camera.tabs).filter(({ tab, group, control, parent }) => {
+            const name = camera.rows.get(control.key)?.name ?? '';
+            const texts = [
+                nameOf(parent ?? control),
+                styleText(tab.text),
+                styleText(group.text),
+                name,
+                String(control.key),
+                ...control.choices.map(nameOf),
+            ];
+            return words.split(/\s+/).every((word) => texts.some((text) => text.toLowerCase().includes(word)));
+        });
+        // A part of a time is shown with the whole of it.
+        const controls = [...new Map(found.map((row) => [row.parent ?? row.control, row])).entries()];
+        if (controls.length === 0) {
+            refill(this.#content, h('p', { class: 'empty' }, t('search_nothing')));
+            return;
+        }
+        refill(
+            this.#content,
+            controls.map(([control, row]) =>
+                h(
+                    'section',
+                    { class: 'card found' },
+                    h(
+                        'a',
+                        { href: `#parameters/${row.tab.key}`, class: 'path' },
+                        `${styleText(row.tab.text)} › ${styleText(row.group.text)}`,
+                    ),
+                    camera.isShown(control)
+                        ? null
+                        : h('p', { class: 'note standing' }, icon('info'), t('not_shown_now', nameOf(control))),
+                    controlElement(control),
+                ),
+            ),
+        );
+    }
+
+    #markTabs() {
+        for (const button of this.#list.querySelectorAll('button')) {
+            const tab = camera.tabs.find((candidate) => candidate.key === button.dataset.tab);
+            const isUnsaved =
+                tab !== undefined && parametersIn([tab]).some(({ control }) => camera.isUnsaved(control.key));
+            button.querySelector('.mark')?.remove();
+            if (isUnsaved) {
+                button.append(
+                    h('span', { class: 'mark', title: t('unsaved') }, h('span', { class: 'unseen' }, t('unsaved'))),
+                );
+            }
+        }
+    }
+
+    /** @param {KeyboardEvent} event */
+    #move(event) {
+        const by = { ArrowDown: 1, ArrowRight: 1, ArrowUp: -1, ArrowLeft: -1 }[event.key];
+        const at = camera.tabs.findIndex((tab) => tab.key === this.#tab);
+        if (by) {
+            event.preventDefault();
+            this.#choose(camera.tabs[(at + by + camera.tabs.length) % camera.tabs.length].key);
+        }
+    }
+}
+customElements.define('sc-parameters', ParametersPage);

@@ -1,0 +1,78 @@
+// Every model's documents, in both languages: no text is missing, nothing keeps anybody from using the page.
+import assert from 'node:assert';
+import { readFileSync } from 'node:fs';
+import test, { after, before } from 'node:test';
+import { Camera, launch, open, require } from './support.mjs';
+
+const axe = readFileSync(require.resolve('axe-core/axe.min.js'), 'utf8');
+const kPages = ['live', 'parameters', 'schemes', 'lens', 'world', 'diagnostics'];
+
+let browser;
+before(async () => {
+    browser = await launch();
+});
+after(() => browser.close());
+
+/** What it says, one line each. */
+async function violations(page) {
+    await page.evaluate(axe);
+    const found = await page.evaluate(() => globalThis.axe.run(document, { resultTypes: ['violations'] }));
+    return found.violations.flatMap((rule) =>
+        rule.nodes.map((node) => `${rule.id}: ${node.html} ${node.failureSummary}`),
+    );
+}
+
+/** Ids of texts that no document has, for an id stands for its text then. */
+async function missingTexts(page) {
+    const text = await page.evaluate(() =>
+        [
+            document.body.innerText,
+            ...[...document.querySelectorAll('[aria-label], [title]')].map(
+                (element) => `${element.getAttribute('aria-label')} ${element.getAttribute('title')}`,
+            ),
+        ].join('\n'),
+    );
+    return text.match(/\b[a-z]+_[a-z_]+\b/g) ?? [];
+}
+
+for (const model of ['fixed', 'dome', 'lpr', 'fisheye']) {
+    test(`${model}: every page, light and dark, in every language`, async () => {
+        const camera = await new Camera(['--model', model, '--at', '14:00']).start();
+        for (const [locale, colorScheme, width] of [
+            ['en', 'light', 1280],
+            ['de', 'dark', 390],
+        ]) {
+            const page = await open(browser, camera.url, {
+                locale,
+                colorScheme,
+                viewport: { width, height: 900 },
+                bypassCSP: true,
+            });
+            for (const name of kPages) {
+                await page.goto(`${camera.url}/#${name}`);
+                await page.locator(`sc-${name} > *`).first().waitFor();
+                await page.waitForLoadState('load');
+                await page.locator('.top .fact').first().waitFor();
+                assert.deepStrictEqual(await missingTexts(page), [], `${name} ${locale}`);
+                assert.deepStrictEqual(await violations(page), [], `${name} ${locale}`);
+                const isWider = await page.evaluate(() => document.documentElement.scrollWidth > innerWidth);
+                assert.ok(!isWider, `${name} is wider than its window of ${width}`);
+            }
+            assert.deepStrictEqual(page.failures, []);
+            await page.context().close();
+        }
+        const style = await (await fetch(`${camera.url}/api/style`)).text();
+        const page = await open(browser, `${camera.url}/#parameters`);
+        const tabs = page.getByRole('tab');
+        await tabs.first().waitFor();
+        assert.strictEqual(await tabs.count(), style.match(/<tab /g).length);
+        for (const tab of await tabs.all()) {
+            await tab.click();
+            await page.locator('.tab-content > *').first().waitFor();
+            assert.deepStrictEqual(await missingTexts(page), []);
+        }
+        assert.deepStrictEqual(page.failures, []);
+        await page.context().close();
+        await camera.remove();
+    });
+}

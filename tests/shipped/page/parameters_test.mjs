@@ -1,0 +1,147 @@
+// Parameters: what is moved reaches the camera, and what the camera does reaches the page.
+import assert from 'node:assert';
+import test, { after, before } from 'node:test';
+import { Camera, launch, open, until } from './support.mjs';
+
+let camera, browser;
+before(async () => {
+    camera = await new Camera(['--at', '14:00']).start();
+    browser = await launch();
+});
+after(async () => {
+    await browser.close();
+    await camera.remove();
+});
+
+const value = async (name) => (await camera.ask('GET', `/api/parameters/${name}`)).value;
+const control = (page, name) => page.locator('sc-control', { has: page.getByText(name, { exact: true }) }).first();
+
+test('a slider that is dragged sends at most ten changes a second, and the last one always', async () => {
+    const page = await open(browser, `${camera.url}/#parameters`);
+    const times = [];
+    page.on('request', (request) => request.method() === 'PATCH' && times.push(performance.now()));
+    const slider = page.getByRole('slider', { name: 'Brightness' });
+    await slider.focus();
+    const begin = performance.now();
+    for (let i = 0; i < 40; i++) {
+        await page.keyboard.press('ArrowRight');
+    }
+    const took = performance.now() - begin;
+    await until(async () => (await value('brightness')) === 90);
+    assert.ok(times.length >= 2 && times.length <= took / 100 + 2, `${times.length} changes in ${took} ms`);
+    assert.strictEqual(await slider.inputValue(), '90');
+    assert.deepStrictEqual(page.failures, []);
+    await page.context().close();
+});
+
+test('a change on one page appears on another, with its mark, until it is saved', async () => {
+    const one = await open(browser, `${camera.url}/#parameters`);
+    const other = await open(browser, `${camera.url}/#live`);
+    await other.getByRole('slider', { name: 'Contrast' }).waitFor();
+    await one.getByRole('spinbutton', { name: 'Contrast' }).fill('70');
+    await one.keyboard.press('Enter');
+    await until(async () => (await other.getByRole('slider', { name: 'Contrast' }).inputValue()) === '70');
+    await control(other, 'Contrast').locator('.mark').waitFor();
+    await other.getByRole('button', { name: /^Save \(/ }).click();
+    await control(one, 'Contrast').locator('.mark').waitFor({ state: 'hidden' });
+    assert.deepStrictEqual((await camera.ask('GET', '/api/unsaved')).values, []);
+    assert.deepStrictEqual([...one.failures, ...other.failures], []);
+    await one.context().close();
+    await other.context().close();
+});
+
+test('undo takes back what was changed here, and leaves what somebody else has changed since', async () => {
+    const page = await open(browser, `${camera.url}/#parameters`);
+    await camera.ask('PATCH', '/api/parameters', { saturation: 50, sharpness: 50 });
+    await page.getByRole('spinbutton', { name: 'Saturation' }).fill('60');
+    await page.keyboard.press('Enter');
+    await until(async () => (await value('saturation')) === 60);
+    await page.getByRole('button', { name: 'Undo' }).click();
+    await until(async () => (await value('saturation')) === 50);
+    await page.getByRole('spinbutton', { name: 'Sharpness' }).fill('60');
+    await page.keyboard.press('Enter');
+    await until(async () => (await value('sharpness')) === 60);
+    await camera.ask('PATCH', '/api/parameters', { sharpness: 75 });
+    await until(async () => (await page.getByRole('slider', { name: 'Sharpness' }).inputValue()) === '75');
+    await page.getByRole('button', { name: 'Undo' }).click();
+    await page.getByText('Somebody else has changed it since').waitFor();
+    assert.strictEqual(await value('sharpness'), 75);
+    await page.context().close();
+});
+
+test('switches that cannot be on at the same time say so', async () => {
+    const page = await open(browser, `${camera.url}/#parameters/compensation`);
+    const backlight = page.getByRole('switch', { name: 'Backlight compensation' });
+    assert.ok(await backlight.isEnabled());
+    await page.getByRole('switch', { name: 'Highlight compensation' }).check();
+    await page.getByText('Backlight compensation and Highlight compensation cannot be on at the same time.').waitFor();
+    assert.ok(await backlight.isDisabled());
+    await page.getByRole('slider', { name: 'Highlight compensation strength' }).waitFor();
+    await page.getByRole('switch', { name: 'Highlight compensation' }).uncheck();
+    await until(() => backlight.isEnabled());
+    assert.ok(await page.getByRole('slider', { name: 'Highlight compensation strength' }).isHidden());
+    await page.context().close();
+});
+
+test('the documents alone say what there is: a choice that the sensor does not support is absent', async () => {
+    const page = await open(browser, `${camera.url}/#parameters/wdr`);
+    const modes = page.getByRole('combobox', { name: 'Wide dynamic range' });
+    await modes.waitFor();
+    assert.deepStrictEqual(await modes.locator('option').allTextContents(), ['Off', 'Digital', 'Two exposures']);
+    await page.context().close();
+});
+
+test('the documents alone say what there is: a page that they add appears', async () => {
+    const page = await open(browser, 'about:blank');
+    await page.route('**/api/style', async (route) => {
+        const added =
+            '<tab key="own" text="sharpness"><group text="gamma"><notice id="0" text="wdr_not_offered"/>' +
+            '<slider id="34" value="50" min="0" max="100" step="1" unit="percent" text="brightness"/></group></tab>';
+        const answer = await route.fetch();
+        const body = (await answer.text()).replace('</SensorStyle>', `${added}</SensorStyle>`);
+        await route.fulfill({ response: answer, body });
+    });
+    await page.goto(`${camera.url}/#parameters`);
+    await page.getByRole('tab', { name: 'Sharpness' }).click();
+    await page.getByRole('slider', { name: 'Brightness' }).waitFor();
+    await page.getByText('Not available at 50 or 60 frames per second.').waitFor();
+    await page.context().close();
+});
+
+test('the search finds a key by its name, its number and what it is called', async () => {
+    const page = await open(browser, `${camera.url}/#parameters`);
+    const search = page.getByRole('searchbox');
+    for (const words of ['noise 3d', 'KEY_3D_NR_SWITCH', '2308']) {
+        await search.fill(words);
+        await page.getByRole('switch', { name: '3D noise reduction' }).waitFor();
+    }
+    await search.fill('nothing of that name');
+    await page.getByText('No parameter is called so.').waitFor();
+    await page.context().close();
+});
+
+test('a key gets its factory value, and tells where its value comes from', async () => {
+    const page = await open(browser, `${camera.url}/#parameters`);
+    await camera.ask('PATCH', '/api/parameters', { gamma: 3 });
+    const gamma = control(page, 'Gamma');
+    await gamma.getByText('Factory: Standard').waitFor();
+    await gamma.getByRole('button', { name: 'Gamma: More' }).click();
+    await page.getByRole('menuitem', { name: 'Where it comes from' }).click();
+    await page.getByRole('dialog').getByText('KEY_GAMMA · 2528').waitFor();
+    await page.keyboard.press('Escape');
+    await gamma.getByRole('button', { name: 'Gamma: More' }).press('Enter');
+    await page.getByRole('menuitem', { name: /^Factory value/ }).press('Enter');
+    await until(async () => (await value('gamma')) === 0);
+    await page.context().close();
+});
+
+test('a refused change says why, and shows what is in force', async () => {
+    const page = await open(browser, `${camera.url}/#parameters`);
+    await camera.ask('PATCH', '/api/parameters', { brightness: 50 });
+    await camera.ask('PUT', '/api/world', { faults: [{ key: 'brightness', status: -4 }] });
+    await page.getByRole('spinbutton', { name: 'Brightness' }).fill('55');
+    await page.keyboard.press('Enter');
+    await page.getByText('KEY_BRIGHTNESS refused').waitFor();
+    await until(async () => (await page.getByRole('slider', { name: 'Brightness' }).inputValue()) === '50');
+    await page.context().close();
+});

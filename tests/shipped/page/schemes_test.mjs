@@ -1,0 +1,156 @@
+// Schemes: windows are drawn on the day's chart, and the camera changes over by them.
+import assert from 'node:assert';
+import test, { after, before } from 'node:test';
+import { Camera, launch, open, until } from './support.mjs';
+
+let camera, browser;
+before(async () => {
+    camera = await new Camera(['--at', '12:00']).start();
+    browser = await launch();
+});
+after(async () => {
+    await browser.close();
+    await camera.remove();
+});
+
+const windowOf = (scheme) => camera.ask('GET', `/api/schemes/${scheme}/window`);
+const put = (scheme, enabled, from, to) => camera.ask('PUT', `/api/schemes/${scheme}/window`, { enabled, from, to });
+
+/** Draws on a scheme's lane, from one time to another. */
+async function draw(page, scheme, from, to) {
+    const box = await page.locator(`[data-scheme="${scheme}"] .lane`).boundingBox();
+    const x = (hour) => box.x + (box.width * hour) / 24;
+    await page.mouse.move(x(from), box.y + box.height / 2);
+    await page.mouse.down();
+    await page.mouse.move(x((from + to) / 2), box.y + box.height / 2);
+    await page.mouse.move(x(to), box.y + box.height / 2);
+    await page.mouse.up();
+}
+
+test('a window is drawn, moved, and set by the keyboard', async () => {
+    await put(1, false, '00:00', '24:00');
+    const page = await open(browser, `${camera.url}/#schemes`);
+    await page.locator('[data-scheme="1"] .lane').waitFor();
+    await draw(page, 1, 6, 12);
+    await until(async () => (await windowOf(1)).from === '06:00');
+    assert.deepStrictEqual(await windowOf(1), {
+        scheme: 1,
+        enabled: true,
+        from: '06:00',
+        to: '12:00',
+        neverHolds: false,
+    });
+    await page.getByRole('slider', { name: 'Scheme 1 to' }).press('ArrowRight');
+    await until(async () => (await windowOf(1)).to === '12:05');
+    await draw(page, 1, 9, 11);
+    await until(async () => (await windowOf(1)).from === '08:00');
+    await page.getByRole('textbox', { name: 'Scheme 1 from' }).fill('06:07');
+    await page.keyboard.press('Enter');
+    await until(async () => (await windowOf(1)).from === '06:07');
+    assert.deepStrictEqual(page.failures, []);
+    await page.context().close();
+});
+
+test('a window that another one hides says by which', async () => {
+    await put(0, true, '06:00', '18:00');
+    await put(1, true, '08:00', '10:00');
+    await put(2, true, '17:00', '20:00');
+    const page = await open(browser, `${camera.url}/#schemes`);
+    await page.locator('[data-scheme="1"]').getByText('Never in force: Scheme 0 covers it.').waitFor();
+    await page.locator('[data-scheme="2"]').getByText('Partly covered by Scheme 0.').waitFor();
+    const day = page.getByRole('img', { name: '06:00–18:00 Scheme 0, 18:00–20:00 Scheme 2' });
+    await day.waitFor();
+    await page.context().close();
+});
+
+test('a period over midnight is offered as two schemes', async () => {
+    await put(0, true, '06:00', '18:00');
+    await put(1, false, '00:00', '24:00');
+    await put(2, true, '18:00', '20:00');
+    await put(3, true, '20:00', '21:00');
+    await camera.ask('PUT', '/api/schemes/0', { brightness: 44 });
+    const page = await open(browser, `${camera.url}/#schemes`);
+    await page.getByRole('textbox', { name: 'Scheme 0 to' }).waitFor();
+    await page.getByRole('textbox', { name: 'Scheme 0 from' }).fill('22:00');
+    await page.keyboard.press('Enter');
+    await page.getByRole('dialog').getByText('Scheme 0 22:00–24:00 and Scheme 1 00:00–18:00').waitFor();
+    await page.getByRole('button', { name: 'Use two schemes' }).click();
+    await until(async () => (await windowOf(1)).enabled);
+    assert.deepStrictEqual(await windowOf(0), {
+        scheme: 0,
+        enabled: true,
+        from: '22:00',
+        to: '24:00',
+        neverHolds: false,
+    });
+    assert.deepStrictEqual(await windowOf(1), {
+        scheme: 1,
+        enabled: true,
+        from: '00:00',
+        to: '18:00',
+        neverHolds: false,
+    });
+    const copied = (await camera.ask('GET', '/api/schemes/1')).values.find((row) => row.name === 'KEY_BRIGHTNESS');
+    assert.strictEqual(copied.value, 44);
+    await page.context().close();
+});
+
+test('a window that the camera refuses says why, and stays as it was', async () => {
+    for (const scheme of [0, 1, 2, 3]) {
+        await put(scheme, true, '06:00', '18:00');
+    }
+    const page = await open(browser, `${camera.url}/#schemes`);
+    await page.getByRole('textbox', { name: 'Scheme 3 from' }).waitFor();
+    await page.getByRole('textbox', { name: 'Scheme 3 from' }).fill('22:00');
+    await page.keyboard.press('Enter');
+    await page.locator('.notice', { hasText: 'The window must start before it ends' }).waitFor();
+    assert.strictEqual((await windowOf(3)).from, '06:00');
+    assert.strictEqual(await page.getByRole('textbox', { name: 'Scheme 3 from' }).inputValue(), '06:00');
+    await page.context().close();
+});
+
+test('a change of somebody else in between is not overwritten', async () => {
+    await put(0, true, '06:00', '18:00');
+    const page = await open(browser, `${camera.url}/#schemes`);
+    await page.getByRole('textbox', { name: 'Scheme 0 from' }).waitFor();
+    await page.getByRole('textbox', { name: 'Scheme 0 from' }).fill('07:00');
+    await page.route('**/window', async (route) => {
+        await put(0, true, '05:00', '19:00');
+        await route.continue();
+    });
+    await page.keyboard.press('Enter');
+    await page.getByText('Somebody changed the camera meanwhile').waitFor();
+    assert.strictEqual((await windowOf(0)).from, '05:00');
+    await until(async () => (await page.getByRole('textbox', { name: 'Scheme 0 from' }).inputValue()) === '05:00');
+    await page.context().close();
+});
+
+test('two schemes are compared, and one copied to the other', async () => {
+    await camera.ask('PUT', '/api/schemes/0', { brightness: 33 });
+    await camera.ask('PUT', '/api/schemes/1', { brightness: 66 });
+    const page = await open(browser, `${camera.url}/#schemes`);
+    await page.getByRole('row', { name: 'Brightness 33 % 66 %' }).waitFor();
+    await page.getByRole('button', { name: 'Copy values' }).click();
+    await page.getByText('They hold the same values.').waitFor();
+    await page.context().close();
+});
+
+test('the page shows the change of schemes at the hour that was drawn', async () => {
+    const fast = await new Camera(['--at', '00:00', '--speed', '960']).start();
+    await fast.ask('PUT', '/api/schemes/0/window', { enabled: false, from: '00:00', to: '24:00' });
+    await fast.ask('PUT', '/api/mode', { mode: 'auto' });
+    const page = await open(browser, `${fast.url}/#schemes`);
+    await page.locator('[data-scheme="1"] .lane').waitFor();
+    await draw(page, 1, 9, 21);
+    await until(async () => (await fast.ask('GET', '/api/schemes/1/window')).from === '09:00');
+    const shown = (scheme) => page.locator('.top').getByText(scheme, { exact: true });
+    await fast.ask('PUT', '/api/world', { time: '08:30' });
+    await shown('Scheme 1').waitFor();
+    await fast.ask('PUT', '/api/world', { time: '20:30' });
+    await shown('Default scheme').waitFor();
+    const now = await fast.ask('GET', '/api/status');
+    assert.ok(now.time >= '21:00' || now.time < '09:00', now.time);
+    assert.deepStrictEqual(page.failures, []);
+    await page.context().close();
+    await fast.remove();
+});

@@ -1,0 +1,117 @@
+#include "app/web/PageFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace web {
+namespace {
+
+class PageFilesTest : public testing::Test
+{
+protected:
+    PageFilesTest()
+    {
+        put("page/index.html", "<!doctype html>");
+        put("page/pages/live.js", "export {};");
+        put("page/style.css", "body {}");
+        put("page/icon.svg", "<svg/>");
+        put("page/notes.txt", "not a part of it");
+        put("language/en/common.xml", "<texts/>");
+        put("models/fixed/moduleConfig.xml", "<Modules/>");
+        put("secret.xml", "<secret/>");
+    }
+    ~PageFilesTest() override { std::filesystem::remove_all(kShare); }
+
+    static void put(const std::string& name, const std::string& text)
+    {
+        const std::filesystem::path path = std::string(kShare) + "/" + name;
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream(path) << text;
+    }
+
+    static std::optional<Response> ask(const std::string& path, const std::string& method = "GET",
+                                       const std::string& tag = "")
+    {
+        Request request;
+        request.method = method;
+        request.path = path;
+        request.headers["if-none-match"] = tag;
+        return PageFiles(kShare).answer(request);
+    }
+
+    static std::string headerOf(const Response& response, const std::string& name)
+    {
+        for (const auto& [known, value] : response.headers)
+        {
+            if (known == name)
+            {
+                return value;
+            }
+        }
+        return "";
+    }
+
+    static constexpr char kShare[] = "/tmp/share";
+};
+
+TEST_F(PageFilesTest, AFileHasItsTypeByItsName)
+{
+    EXPECT_EQ(ask("/")->type, "text/html; charset=utf-8");
+    EXPECT_EQ(ask("/")->body, "<!doctype html>");
+    EXPECT_EQ(ask("/pages/live.js")->type, "text/javascript; charset=utf-8");
+    EXPECT_EQ(ask("/style.css")->type, "text/css; charset=utf-8");
+    EXPECT_EQ(ask("/icon.svg")->type, "image/svg+xml");
+    EXPECT_EQ(ask("/language/en/common.xml")->type, "text/xml; charset=utf-8");
+}
+
+TEST_F(PageFilesTest, NothingElseIsThere)
+{
+    for (const char* path : {"/index.html", "/notes.txt", "/secret.xml", "/../secret.xml", "/pages/../../secret.xml",
+                             "/language/../secret.xml", "//style.css", "/pages", "/pages/",
+                             "/models/fixed/moduleConfig.xml", "style.css", ""})
+    {
+        EXPECT_EQ(ask(path), std::nullopt) << path;
+    }
+}
+
+TEST_F(PageFilesTest, EveryFileSaysThatNothingIsLoadedFromElsewhere)
+{
+    for (const char* path : {"/", "/style.css", "/language/en/common.xml"})
+    {
+        EXPECT_EQ(headerOf(*ask(path), "Content-Security-Policy"),
+                  "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
+                  "base-uri 'none'; form-action 'none'; frame-ancestors 'none'")
+            << path;
+    }
+}
+
+TEST_F(PageFilesTest, WhoeverHasTheFileIsToldSo)
+{
+    const std::string tag = headerOf(*ask("/style.css"), "ETag");
+    const std::optional<Response> same = ask("/style.css", "GET", "W/" + tag);
+    EXPECT_EQ(same->status, 304);
+    EXPECT_EQ(same->body, "");
+    EXPECT_EQ(headerOf(*same, "ETag"), tag);
+    put("page/style.css", "body { margin: 0 }");
+    EXPECT_EQ(ask("/style.css", "GET", tag)->status, 200);
+}
+
+TEST_F(PageFilesTest, AFileIsOnlyRead)
+{
+    EXPECT_EQ(ask("/", "HEAD")->status, 200);
+    const std::optional<Response> refused = ask("/", "PUT");
+    EXPECT_EQ(refused->status, 405);
+    EXPECT_EQ(headerOf(*refused, "Allow"), "GET, HEAD, OPTIONS");
+    EXPECT_EQ(headerOf(*ask("/", "OPTIONS"), "Allow"), "GET, HEAD, OPTIONS");
+}
+
+TEST_F(PageFilesTest, WithoutItsFoldersThereIsNoPage)
+{
+    std::filesystem::remove_all(kShare);
+    EXPECT_EQ(ask("/"), std::nullopt);
+}
+
+}  // namespace
+}  // namespace web
