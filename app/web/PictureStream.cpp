@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "app/web/Answers.h"
 #include "app/web/RequestHead.h"
 
 namespace web {
@@ -279,7 +280,7 @@ Response Pictures::read()
         const std::unique_ptr<services::PictureSource> source = open_();
         if (source == nullptr)
         {
-            return problem(404, "not-on-device", "this camera has no picture");
+            return errorResponse({app::ErrorCode::notOnDevice, "this camera has no picture"});
         }
         const Reading reading(*this, *source);
         while (std::optional<services::Frame> frame = source->next())

@@ -28,7 +28,6 @@ constexpr Hint kHints[] = {
     {"no-such-path", "GET /api/openapi.json lists all paths"},
     {"no-trial", "begin a new one: PATCH /api/parameters?keep=false"},
     {"no-users", "go on without a session"},
-    {"not-on-device", "use a camera that has one"},
     {"not-json", "send the header Content-Type: application/json"},
     {"on-trial", "GET /api/trials says who tries it and how long; wait, or set it to stay"},
     {"too-large", "send less in one request"},
