@@ -109,6 +109,10 @@ class SchemesPage extends Page {
             if (mine !== this.#asked) {
                 return; // a later answer is on its way
             }
+            if (this.#isDragging) {
+                this.#isStale = true;
+                return;
+            }
             this.#schedule = body;
             this.#revision = revision;
             this.#showInForce(why);
