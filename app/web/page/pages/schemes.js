@@ -98,18 +98,28 @@ class SchemesPage extends Page {
         void this.#load();
     }
 
+    /** Something is drawn or typed, which must not go because the chart is made anew. */
+    #isInUse() {
+        const field = document.activeElement;
+        return (
+            this.#isDragging ||
+            (field instanceof HTMLInputElement && field.value !== (field.dataset.was ?? field.value))
+        );
+    }
+
     async #load() {
-        if (this.#isDragging) {
+        if (this.#isInUse()) {
             this.#isStale = true;
             return;
         }
+        this.#isStale = false;
         const mine = ++this.#asked;
         try {
             const [{ body, revision }, why] = await Promise.all([ask('GET', '/api/schemes'), get('/api/explain')]);
             if (mine !== this.#asked) {
                 return; // a later answer is on its way
             }
-            if (this.#isDragging) {
+            if (this.#isInUse()) {
                 this.#isStale = true;
                 return;
             }
@@ -234,6 +244,8 @@ class SchemesPage extends Page {
             const input = h('input', {
                 class: 'clock-field',
                 value: row[end],
+                'data-was': row[end],
+                onblur: () => this.#isStale && void this.#load(),
                 disabled: this.#isLocked,
                 inputmode: 'numeric',
                 maxlength: 5,
@@ -241,9 +253,11 @@ class SchemesPage extends Page {
                 'data-focus': `${end}-${scheme}`,
                 onchange: () => {
                     const minutes = minutesOf(input.value);
+                    input.dataset.was = input.value;
                     if (Number.isNaN(minutes)) {
                         notify(t('message_time'), true);
                         input.value = row[end];
+                        input.dataset.was = row[end];
                     } else {
                         void this.#put({ ...row, enabled: true, [end]: timeText(minutes) });
                     }
