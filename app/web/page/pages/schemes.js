@@ -470,13 +470,7 @@ class SchemesPage extends Page {
             return;
         }
         try {
-            const { revision } = await ask(
-                'PUT',
-                `/api/schemes/${scheme}/window`,
-                { enabled, from, to },
-                { revision: this.#revision },
-            );
-            this.#revision = revision;
+            await this.#putUnlessChanged(scheme, { enabled, from, to });
         } catch (error) {
             if (error instanceof Problem && error.code === 'changed-meanwhile') {
                 notify(t('changed_meanwhile'), true);
@@ -487,6 +481,30 @@ class SchemesPage extends Page {
             }
         }
         await this.#load();
+    }
+
+    /**
+     * Not over what somebody else made of this window meanwhile; that something else happened is no reason.
+     * @param {number} scheme
+     * @param {{enabled: boolean, from: string, to: string}} window
+     */
+    async #putUnlessChanged(scheme, window) {
+        const seen = JSON.stringify(this.#schedule?.schemes[scheme]);
+        for (let revision = this.#revision; ; ) {
+            try {
+                await ask('PUT', `/api/schemes/${scheme}/window`, window, { revision });
+                return;
+            } catch (error) {
+                if (!(error instanceof Problem) || error.code !== 'changed-meanwhile') {
+                    throw error;
+                }
+                const now = await ask('GET', `/api/schemes/${scheme}/window`);
+                if (JSON.stringify(now.body) !== seen) {
+                    throw error;
+                }
+                revision = now.revision;
+            }
+        }
     }
 
     /** A window does not run over midnight; two schemes do. True when that was chosen, or nothing. @param {Window_} row */
