@@ -8,7 +8,7 @@ import { t } from '../texts.js';
 import { Page, action, askInDialog, card, notify, notifyProblem, segments } from '../ui.js';
 
 /**
- * @typedef {object} Window_
+ * @typedef {object} DayWindow
  * @property {number} scheme
  * @property {boolean} enabled
  * @property {string} from
@@ -21,7 +21,7 @@ import { Page, action, askInDialog, card, notify, notifyProblem, segments } from
  * @property {number} [scheme]
  * @property {number} defaultScheme
  * @property {boolean} byDayAndNight
- * @property {Window_[]} schemes
+ * @property {DayWindow[]} schemes
  * @property {{from: string, to: string, scheme?: number}[]} day
  */
 
@@ -35,7 +35,7 @@ function minutesOf(text) {
     return parts && Number(parts[2]) < 60 && minutes <= kDay ? minutes : NaN;
 }
 
-/** @param {Window_} window */
+/** @param {DayWindow} window */
 function isSound(window) {
     return minutesOf(window.from) < minutesOf(window.to);
 }
@@ -43,7 +43,7 @@ function isSound(window) {
 /**
  * What of a window is hidden by schemes before it: pieces, and by whom.
  * @param {Schedule} schedule
- * @param {Window_} window
+ * @param {DayWindow} window
  */
 function hidden(schedule, window) {
     const from = minutesOf(window.from);
@@ -226,7 +226,7 @@ class SchemesPage extends Page {
         this.#now.style.left = `${(minutes / kDay) * 100}%`;
     }
 
-    /** @param {Window_} row */
+    /** @param {DayWindow} row */
     #lane(row) {
         const schedule = /** @type {Schedule} */ (this.#schedule);
         const { scheme } = row;
@@ -295,7 +295,7 @@ class SchemesPage extends Page {
         );
     }
 
-    /** Why a window does not hold as it is drawn. @param {Schedule} schedule @param {Window_} row */
+    /** Why a window does not hold as it is drawn. @param {Schedule} schedule @param {DayWindow} row */
     #marks(schedule, row) {
         if (row.neverHolds || !isSound(row)) {
             return `${t('scheme_never')} ${isSound(row) ? '' : t('message_window_order')}`;
@@ -309,7 +309,7 @@ class SchemesPage extends Page {
               : t('window_partly_hidden', names);
     }
 
-    /** @param {Window_} row */
+    /** @param {DayWindow} row */
     #bar(row) {
         const bar = h('div', { class: 'bar' });
         place(bar, minutesOf(row.from), minutesOf(row.to));
@@ -332,7 +332,7 @@ class SchemesPage extends Page {
         return bar;
     }
 
-    /** @param {KeyboardEvent} event @param {Window_} row @param {'from' | 'to'} end */
+    /** @param {KeyboardEvent} event @param {DayWindow} row @param {'from' | 'to'} end */
     #step(event, row, end) {
         const by = { ArrowLeft: -1, ArrowDown: -1, ArrowRight: 1, ArrowUp: 1, PageDown: -60, PageUp: 60 }[event.key];
         if (!by || this.#isLocked) {
@@ -349,7 +349,7 @@ class SchemesPage extends Page {
     /**
      * On an empty place a new window is drawn; a window is moved, and each of its ends.
      * @param {HTMLElement} lane
-     * @param {Window_} row
+     * @param {DayWindow} row
      */
     #drawOn(lane, row) {
         const at = (/** @type {PointerEvent} */ event) => {
@@ -463,7 +463,7 @@ class SchemesPage extends Page {
 
     // ---- changes ---------------------------------------------------------------------------------------------------
 
-    /** @param {Window_} row */
+    /** @param {DayWindow} row */
     async #put(row) {
         const { scheme, enabled, from, to } = row;
         if (enabled && minutesOf(from) > minutesOf(to) && minutesOf(to) > 0 && (await this.#splitAtMidnight(row))) {
@@ -507,7 +507,7 @@ class SchemesPage extends Page {
         }
     }
 
-    /** A window does not run over midnight; two schemes do. True when that was chosen, or nothing. @param {Window_} row */
+    /** A window does not run over midnight; two schemes do. True when that was chosen, or nothing. @param {DayWindow} row */
     async #splitAtMidnight(row) {
         const schedule = /** @type {Schedule} */ (this.#schedule);
         const free = schedule.schemes.find((other) => !other.enabled && other.scheme !== row.scheme);
