@@ -62,6 +62,7 @@ class ControlElement extends Page {
 
     show() {
         this.className = `control control-${this.control.kind}`;
+        this.dataset.key = String(this.control.key);
         this.#build();
         this.on('values', (/** @type {Set<number> | null} */ keys) => this.#refresh(keys));
         this.on('unsaved', () => this.#refreshMark());
@@ -116,13 +117,16 @@ class ControlElement extends Page {
         this.#refreshFactory();
     }
 
-    /** A slider shows it always. */
+    /** A slider has its own line for it. */
     #refreshFactory() {
         const { control } = this;
         const isOther = (camera.values.get(control.key) ?? control.factory) !== control.factory;
+        const isNumber = control.kind === 'number';
+        const range = rangeOf(control);
+        const factory = `${t('factory_value')}: ${valueText(control, control.factory)}`;
         this.#factory.hidden =
-            !isOther || !['switch', 'combo', 'radio', 'number'].includes(control.kind) || this.#isOfWindow;
-        this.#factory.textContent = `${t('factory_value')}: ${valueText(control, control.factory)}`;
+            this.#isOfWindow || !(isNumber || (isOther && ['switch', 'combo', 'radio'].includes(control.kind)));
+        this.#factory.textContent = isNumber ? `${range.min} … ${range.max} · ${factory}` : factory;
     }
 
     #refreshMark() {
@@ -479,6 +483,22 @@ class GroupElement extends Page {
     }
 }
 customElements.define('sc-group', GroupElement);
+
+/**
+ * Makes controls anew; the one that was in use stays so.
+ * @param {HTMLElement} area
+ * @param {() => void} rebuild
+ */
+export function keepingFocus(area, rebuild) {
+    const used = document.activeElement?.closest('sc-control');
+    const key = used instanceof HTMLElement && area.contains(used) ? used.dataset.key : undefined;
+    rebuild();
+    const same = key === undefined ? null : area.querySelector(`sc-control[data-key="${key}"]`);
+    const field = same?.querySelector('input:checked') ?? same?.querySelector('select, input, button');
+    if (field instanceof HTMLElement) {
+        field.focus();
+    }
+}
 
 /** @param {import('./style-document.js').Group} group */
 export function groupElement(group) {

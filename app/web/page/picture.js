@@ -113,6 +113,7 @@ class PictureElement extends Page {
     #zoom = 1;
     #at = { x: 0, y: 0 };
     #reading = new AbortController();
+    #photo = h('button');
     #rate = { since: 0, frames: 0, shown: 0 };
     #divider = h('input', { type: 'range', min: 0, max: 100, value: 50, class: 'divider', hidden: true });
 
@@ -208,6 +209,7 @@ class PictureElement extends Page {
         this.#frame = frame;
         this.dataset.frame = String(frame.number);
         this.#state.hidden = true;
+        this.#photo.disabled = false;
         this.classList.add('has-picture');
         this.#count();
         this.#tell(frame);
@@ -244,6 +246,7 @@ class PictureElement extends Page {
         this.#state.hidden = false;
         this.classList.remove('has-picture');
         refill(this.#overlay);
+        this.#photo.disabled = true;
         const texts = {
             connecting: 'picture_connecting',
             none: 'picture_none',
@@ -261,6 +264,7 @@ class PictureElement extends Page {
     // ---- tools -----------------------------------------------------------------------------------------------------
 
     #tools() {
+        this.#photo = iconButton('photo', t('picture_snapshot'), () => this.#snapshot());
         const hold = iconButton(
             'pause',
             t('picture_hold'),
@@ -276,7 +280,7 @@ class PictureElement extends Page {
             'div',
             { class: 'tools', role: 'toolbar', 'aria-label': t('picture_tools') },
             hold,
-            iconButton('photo', t('picture_snapshot'), () => this.#snapshot()),
+            this.#photo,
             h('span', { class: 'gap' }),
             iconButton('minus', t('view_smaller'), () => this.#zoomTo(this.#zoom / 1.5)),
             h('output', { class: 'zoom-value' }, '1×'),

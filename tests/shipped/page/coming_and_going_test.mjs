@@ -106,7 +106,7 @@ test('all is reached by the keyboard', async () => {
         'World',
         'Diagnostics',
         'Menu',
-        'Snapshot',
+        'Hold the picture',
         'Try changes out',
     ]) {
         assert.ok(reached.has(name), `${name} is not among ${[...reached].join(', ')}`);

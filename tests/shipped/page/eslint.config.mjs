@@ -11,6 +11,7 @@ const browser = [
     'localStorage',
     'customElements',
     'HTMLElement',
+    'HTMLInputElement',
     'Element',
     'SVGElement',
     'Node',

@@ -18,7 +18,8 @@ const put = (scheme, enabled, from, to) => camera.ask('PUT', `/api/schemes/${sch
 
 /** Draws on a scheme's lane, from one time to another. */
 async function draw(page, scheme, from, to) {
-    const box = await page.locator(`[data-scheme="${scheme}"] .lane`).boundingBox();
+    let box = null; // for a moment there is none when the chart is drawn anew
+    await until(async () => (box = await page.locator(`[data-scheme="${scheme}"] .lane`).boundingBox()));
     const x = (hour) => box.x + (box.width * hour) / 24;
     await page.mouse.move(x(from), box.y + box.height / 2);
     await page.mouse.down();

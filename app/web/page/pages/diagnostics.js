@@ -11,6 +11,7 @@ const kLines = 500;
 const kTypingPause = 300;
 
 class DiagnosticsPage extends Page {
+    #camera = h('dl', { class: 'figures' });
     #settings = h('div', { class: 'settings' });
     #trace = h('pre', { class: 'log', tabindex: '0', role: 'log' });
     #filter = h('input', { type: 'search' });
@@ -43,6 +44,7 @@ class DiagnosticsPage extends Page {
         this.#toggle.onclick = () => (this.#stream ? this.#stop() : this.#listen());
         refill(
             this,
+            card(t('camera'), [this.#camera]),
             card(t('debug_level'), [this.#settings]),
             card(t('trace'), [
                 h(
@@ -71,6 +73,7 @@ class DiagnosticsPage extends Page {
             card(t('pair_text'), this.#pairs()),
         );
         this.#stop();
+        this.#showCamera();
         this.on('happened', () => this.#showEvents());
         this.on('log', () => void this.#showLog());
         this.on('connection', () => (camera.connection === 'open' ? void this.#load() : this.#stop()));
@@ -87,6 +90,21 @@ class DiagnosticsPage extends Page {
             this.#showSettings(await get('/api/diagnostics'));
             await this.#showLog();
         })();
+    }
+
+    #showCamera() {
+        const { status } = camera;
+        const rows = status
+            ? [
+                  ['model', t(`model_${status.model}`)],
+                  ['sensor_module', String(status.module)],
+                  ['version', status.version],
+              ]
+            : [];
+        refill(
+            this.#camera,
+            rows.map(([text, value]) => h('div', {}, h('dt', {}, t(text)), h('dd', {}, value))),
+        );
     }
 
     // ---- level -----------------------------------------------------------------------------------------------------

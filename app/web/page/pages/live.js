@@ -1,6 +1,6 @@
 // The picture, and beside it the controls that change it.
 import { camera } from '../camera.js';
-import { groupElement } from '../controls.js';
+import { groupElement, keepingFocus } from '../controls.js';
 import { h, icon, refill } from '../dom.js';
 import { pictureElement } from '../picture.js';
 import { styleText, t } from '../texts.js';
@@ -44,7 +44,7 @@ class LivePage extends Page {
 
     #showTab() {
         const tab = camera.tabs.find((candidate) => candidate.key === this.#tabs.value);
-        refill(this.#panel, tab?.groups.map(groupElement));
+        keepingFocus(this.#panel, () => refill(this.#panel, tab?.groups.map(groupElement)));
     }
 
     #showTrial() {

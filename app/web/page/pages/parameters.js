@@ -1,6 +1,6 @@
 // All parameters: a tab for each of the style document's, and a search over all keys.
 import { camera } from '../camera.js';
-import { controlElement, groupElement, nameOf } from '../controls.js';
+import { controlElement, groupElement, keepingFocus, nameOf } from '../controls.js';
 import { h, icon, refill } from '../dom.js';
 import { pictureElement } from '../picture.js';
 import { parametersIn } from '../style-document.js';
@@ -91,7 +91,7 @@ class ParametersPage extends Page {
         this.#content.setAttribute('role', 'tabpanel');
         this.#content.setAttribute('aria-labelledby', `tab-${this.#tab}`);
         if (words === '') {
-            refill(this.#content, tab?.groups.map(groupElement));
+            keepingFocus(this.#content, () => refill(this.#content, tab?.groups.map(groupElement)));
         } else {
             this.#find(words);
         }

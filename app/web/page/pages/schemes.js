@@ -8,7 +8,7 @@ import { t } from '../texts.js';
 import { Page, action, askInDialog, card, notify, notifyProblem, segments } from '../ui.js';
 
 /**
- * @typedef {object} Window_
+ * @typedef {object} DayWindow
  * @property {number} scheme
  * @property {boolean} enabled
  * @property {string} from
@@ -21,7 +21,7 @@ import { Page, action, askInDialog, card, notify, notifyProblem, segments } from
  * @property {number} [scheme]
  * @property {number} defaultScheme
  * @property {boolean} byDayAndNight
- * @property {Window_[]} schemes
+ * @property {DayWindow[]} schemes
  * @property {{from: string, to: string, scheme?: number}[]} day
  */
 
@@ -35,7 +35,7 @@ function minutesOf(text) {
     return parts && Number(parts[2]) < 60 && minutes <= kDay ? minutes : NaN;
 }
 
-/** @param {Window_} window */
+/** @param {DayWindow} window */
 function isSound(window) {
     return minutesOf(window.from) < minutesOf(window.to);
 }
@@ -43,7 +43,7 @@ function isSound(window) {
 /**
  * What of a window is hidden by schemes before it: pieces, and by whom.
  * @param {Schedule} schedule
- * @param {Window_} window
+ * @param {DayWindow} window
  */
 function hidden(schedule, window) {
     const from = minutesOf(window.from);
@@ -98,16 +98,30 @@ class SchemesPage extends Page {
         void this.#load();
     }
 
+    /** Something is drawn or typed, which must not go because the chart is made anew. */
+    #isInUse() {
+        const field = document.activeElement;
+        return (
+            this.#isDragging ||
+            (field instanceof HTMLInputElement && field.value !== (field.dataset.was ?? field.value))
+        );
+    }
+
     async #load() {
-        if (this.#isDragging) {
+        if (this.#isInUse()) {
             this.#isStale = true;
             return;
         }
+        this.#isStale = false;
         const mine = ++this.#asked;
         try {
             const [{ body, revision }, why] = await Promise.all([ask('GET', '/api/schemes'), get('/api/explain')]);
             if (mine !== this.#asked) {
                 return; // a later answer is on its way
+            }
+            if (this.#isInUse()) {
+                this.#isStale = true;
+                return;
             }
             this.#schedule = body;
             this.#revision = revision;
@@ -212,7 +226,7 @@ class SchemesPage extends Page {
         this.#now.style.left = `${(minutes / kDay) * 100}%`;
     }
 
-    /** @param {Window_} row */
+    /** @param {DayWindow} row */
     #lane(row) {
         const schedule = /** @type {Schedule} */ (this.#schedule);
         const { scheme } = row;
@@ -230,6 +244,8 @@ class SchemesPage extends Page {
             const input = h('input', {
                 class: 'clock-field',
                 value: row[end],
+                'data-was': row[end],
+                onblur: () => this.#isStale && void this.#load(),
                 disabled: this.#isLocked,
                 inputmode: 'numeric',
                 maxlength: 5,
@@ -237,9 +253,11 @@ class SchemesPage extends Page {
                 'data-focus': `${end}-${scheme}`,
                 onchange: () => {
                     const minutes = minutesOf(input.value);
+                    input.dataset.was = input.value;
                     if (Number.isNaN(minutes)) {
                         notify(t('message_time'), true);
                         input.value = row[end];
+                        input.dataset.was = row[end];
                     } else {
                         void this.#put({ ...row, enabled: true, [end]: timeText(minutes) });
                     }
@@ -277,7 +295,7 @@ class SchemesPage extends Page {
         );
     }
 
-    /** Why a window does not hold as it is drawn. @param {Schedule} schedule @param {Window_} row */
+    /** Why a window does not hold as it is drawn. @param {Schedule} schedule @param {DayWindow} row */
     #marks(schedule, row) {
         if (row.neverHolds || !isSound(row)) {
             return `${t('scheme_never')} ${isSound(row) ? '' : t('message_window_order')}`;
@@ -291,7 +309,7 @@ class SchemesPage extends Page {
               : t('window_partly_hidden', names);
     }
 
-    /** @param {Window_} row */
+    /** @param {DayWindow} row */
     #bar(row) {
         const bar = h('div', { class: 'bar' });
         place(bar, minutesOf(row.from), minutesOf(row.to));
@@ -314,7 +332,7 @@ class SchemesPage extends Page {
         return bar;
     }
 
-    /** @param {KeyboardEvent} event @param {Window_} row @param {'from' | 'to'} end */
+    /** @param {KeyboardEvent} event @param {DayWindow} row @param {'from' | 'to'} end */
     #step(event, row, end) {
         const by = { ArrowLeft: -1, ArrowDown: -1, ArrowRight: 1, ArrowUp: 1, PageDown: -60, PageUp: 60 }[event.key];
         if (!by || this.#isLocked) {
@@ -331,7 +349,7 @@ class SchemesPage extends Page {
     /**
      * On an empty place a new window is drawn; a window is moved, and each of its ends.
      * @param {HTMLElement} lane
-     * @param {Window_} row
+     * @param {DayWindow} row
      */
     #drawOn(lane, row) {
         const at = (/** @type {PointerEvent} */ event) => {
@@ -445,20 +463,14 @@ class SchemesPage extends Page {
 
     // ---- changes ---------------------------------------------------------------------------------------------------
 
-    /** @param {Window_} row */
+    /** @param {DayWindow} row */
     async #put(row) {
         const { scheme, enabled, from, to } = row;
         if (enabled && minutesOf(from) > minutesOf(to) && minutesOf(to) > 0 && (await this.#splitAtMidnight(row))) {
             return;
         }
         try {
-            const { revision } = await ask(
-                'PUT',
-                `/api/schemes/${scheme}/window`,
-                { enabled, from, to },
-                { revision: this.#revision },
-            );
-            this.#revision = revision;
+            await this.#putUnlessChanged(scheme, { enabled, from, to });
         } catch (error) {
             if (error instanceof Problem && error.code === 'changed-meanwhile') {
                 notify(t('changed_meanwhile'), true);
@@ -471,7 +483,31 @@ class SchemesPage extends Page {
         await this.#load();
     }
 
-    /** A window does not run over midnight; two schemes do. True when that was chosen, or nothing. @param {Window_} row */
+    /**
+     * Not over what somebody else made of this window meanwhile; that something else happened is no reason.
+     * @param {number} scheme
+     * @param {{enabled: boolean, from: string, to: string}} window
+     */
+    async #putUnlessChanged(scheme, window) {
+        const seen = JSON.stringify(this.#schedule?.schemes[scheme]);
+        for (let revision = this.#revision; ; ) {
+            try {
+                await ask('PUT', `/api/schemes/${scheme}/window`, window, { revision });
+                return;
+            } catch (error) {
+                if (!(error instanceof Problem) || error.code !== 'changed-meanwhile') {
+                    throw error;
+                }
+                const now = await ask('GET', `/api/schemes/${scheme}/window`);
+                if (JSON.stringify(now.body) !== seen) {
+                    throw error;
+                }
+                revision = now.revision;
+            }
+        }
+    }
+
+    /** A window does not run over midnight; two schemes do. True when that was chosen, or nothing. @param {DayWindow} row */
     async #splitAtMidnight(row) {
         const schedule = /** @type {Schedule} */ (this.#schedule);
         const free = schedule.schemes.find((other) => !other.enabled && other.scheme !== row.scheme);
