@@ -18,15 +18,16 @@ constexpr double kMostKept = 0.93;  // of the frame before, where nothing moves
 
 // Motion is looked for in a picture that is smaller by this: its noise is as much smaller.
 constexpr int kSmall = 4;
-constexpr int kShades = 8;            // kinds of brightness whose noise is told apart
-constexpr int kLeastOfShade = 64;     // pixels, to tell the noise by
-constexpr double kQuartile = 0.3186;  // of the standard deviation: a quarter of all noise is below it
-constexpr double kLeastNoise = 3;     // of kWhite: what the curves' rounding makes
-constexpr double kClipped = 0.97;     // of kWhite, from where on there is no noise
-constexpr double kNoisy = 40;         // of kWhite: a night's noise
-constexpr double kRise = 0.05;        // of the way a frame: motion everywhere must not pass for noise
-constexpr double kStill = 2.5;        // of the noise: below it nothing moves
-constexpr double kMoves = 5;          // and from here on it does
+constexpr int kShades = 8;               // kinds of brightness whose noise is told apart
+constexpr int kLeastOfShade = 64;        // pixels, to tell the noise by
+constexpr double kQuartile = 0.3186;     // of the standard deviation: a quarter of all noise is below it
+constexpr double kLeastNoise = 3;        // of kWhite: what the curves' rounding makes
+constexpr double kClipped = 0.97;        // of kWhite, from where on there is no noise
+constexpr double kNoisy = 40;            // of kWhite: a night's noise
+constexpr double kLeastSoftness = 0.02;  // that is worth the time
+constexpr double kRise = 0.05;           // of the way a frame: motion everywhere must not pass for noise
+constexpr double kStill = 2.5;           // of the noise: below it nothing moves
+constexpr double kMoves = 5;             // and from here on it does
 
 double strengthOf(const View& view, u32 manual, u32 automaticLevel, u32 manualLevel, double gain)
 {
@@ -147,20 +148,7 @@ void TemporalNoiseReduction::reduce(Planes& planes, double strength)
     }
     const cv::Mat motion = motionIn(planes);
 
-    // Where nothing moves all frames count alike, until there are as many as the strength allows.
-    const double least = 1 - kMostKept * std::sqrt(strength);
-    cv::Mat step(motion.size(), CV_8U);
-    for (int row = 0; row < step.rows; row++)
-    {
-        for (int column = 0; column < step.cols; column++)
-        {
-            const float moves = motion.at<uchar>(row, column) / 255.0f;
-            float& age = age_.at<float>(row, column);
-            age = std::min((1 - moves) * age + 1, 255.0f);
-            const double still = std::max(least, 1.0 / age);
-            step.at<uchar>(row, column) = cv::saturate_cast<uchar>(255 * (still + moves * (1 - still)));
-        }
-    }
+    const cv::Mat step = stepsFor(motion, strength);
     // What moves cannot be averaged over time. The more noise there is, the more it is over its neighbours.
     const double mean = std::accumulate(noise_[0].begin(), noise_[0].end(), 0.0) / kShades;
     const double softness = strength * std::clamp(mean / kNoisy, 0.0, 1.0);
@@ -175,7 +163,14 @@ void TemporalNoiseReduction::reduce(Planes& planes, double strength)
             cv::resize(step, steps, plane.size(), 0, 0, cv::INTER_LINEAR);
             cv::resize(motion * softness, moving, plane.size(), 0, 0, cv::INTER_LINEAR);
         }
-        cv::medianBlur(plane, soft, 3);
+        if (softness > kLeastSoftness)
+        {
+            cv::medianBlur(plane, soft, 3);
+        }
+        else
+        {
+            soft = plane;
+        }
         blend(plane, soft, moving, steps, kept_.begin()[i]);
         kept_.begin()[i].copyTo(planes.begin()[i]);
     }
@@ -208,6 +203,26 @@ cv::Mat TemporalNoiseReduction::motionIn(const Planes& planes)
     }
     cv::dilate(found, found, cv::Mat());
     return found;
+}
+
+// CV_8U, small: how far of 255 to go towards the new picture. Where nothing moves all frames count alike, until there are
+// as many as the strength allows.
+cv::Mat TemporalNoiseReduction::stepsFor(const cv::Mat& motion, double strength)
+{
+    const double least = 1 - kMostKept * std::sqrt(strength);
+    cv::Mat steps(motion.size(), CV_8U);
+    for (int row = 0; row < steps.rows; row++)
+    {
+        for (int column = 0; column < steps.cols; column++)
+        {
+            const float moves = motion.at<uchar>(row, column) / 255.0f;
+            float& age = age_.at<float>(row, column);
+            age = std::min((1 - moves) * age + 1, 255.0f);
+            const double still = std::max(least, 1.0 / age);
+            steps.at<uchar>(row, column) = cv::saturate_cast<uchar>(255 * (still + moves * (1 - still)));
+        }
+    }
+    return steps;
 }
 
 void reduceInBrightness(cv::Mat& plane, double strength)

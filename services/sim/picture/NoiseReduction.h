@@ -19,6 +19,7 @@ public:
 private:
     void begin(const Planes& planes);
     cv::Mat motionIn(const Planes& planes);
+    cv::Mat stepsFor(const cv::Mat& motion, double strength);
 
     Planes kept_;
 

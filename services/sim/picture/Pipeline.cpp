@@ -45,9 +45,7 @@ cv::Mat Pipeline::shoot(const View& view, double seconds, double interval)
     shot.gain = setting_.gain;
     shot.shake = shake;
     shot.clip = static_cast<int>(range * kFullScale);
-    cv::Mat picture = processing_.process(shot, view);
-    ended("processing");
-    return picture;
+    return processing_.process(shot, view);
 }
 
 }  // namespace sim::picture

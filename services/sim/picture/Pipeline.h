@@ -1,7 +1,5 @@
 #pragma once
 
-#include <functional>
-
 #include "services/sim/picture/Exposure.h"
 #include "services/sim/picture/Optics.h"
 #include "services/sim/picture/Processing.h"
@@ -23,8 +21,12 @@ public:
     const Setting& setting() const { return setting_; }
 
     // Called with the name of each stage when it has ended.
-    using Watch = std::function<void(const char* stage)>;
-    void setWatch(Watch watch) { watch_ = std::move(watch); }
+    using Watch = Processing::Watch;
+    void setWatch(const Watch& watch)
+    {
+        processing_.setWatch(watch);
+        watch_ = watch;
+    }
 
 private:
     void ended(const char* stage) const;

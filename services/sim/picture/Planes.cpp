@@ -117,16 +117,14 @@ void steady(Planes& planes, const cv::Point2d& shake, double strength)
     const cv::Size size = planes.y.size();
     const double right = std::clamp(strength * shake.x, -kMargin * size.width, kMargin * size.width);
     const double down = std::clamp(strength * shake.y, -kMargin * size.height, kMargin * size.height);
+    // What is left is made as large as the picture was. By whole pixels, as what rests must come to the same place.
+    const cv::Point corner(cvRound(kMargin * size.width + right), cvRound(kMargin * size.height + down));
+    const cv::Size part(cvFloor((1 - 2 * kMargin) * size.width), cvFloor((1 - 2 * kMargin) * size.height));
     for (cv::Mat& plane : planes)
     {
-        // Where each pixel comes from: what is left is made as large as the picture was.
-        const double part = 1 - 2 * kMargin;
-        const double scale = double(plane.cols) / size.width;
-        const double x = kMargin * plane.cols + right * scale;
-        const double y = kMargin * plane.rows + down * scale;
-        const cv::Matx23d from(part, 0, x, 0, part, y);
+        const int scale = size.width / plane.cols;
         cv::Mat moved;
-        cv::warpAffine(plane, moved, from, plane.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP, cv::BORDER_REPLICATE);
+        cv::resize(plane(cv::Rect(corner / scale, part / scale)), moved, plane.size(), 0, 0, cv::INTER_LINEAR);
         plane = moved;
     }
 }

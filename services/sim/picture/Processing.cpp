@@ -8,14 +8,28 @@
 #include "services/sim/picture/ToneMapping.h"
 #include "services/sim/picture/WhiteBalance.h"
 
+#include <algorithm>
+
 namespace sim::picture {
 namespace {
 
 constexpr double kPercent = 100;
 
+// In the dark, where noise has more colour than things have, some of it goes: decibels.
+constexpr double kColourFadesFrom = 15;
+constexpr double kColourFadesTo = 45;
+constexpr double kLeastColour = 0.5;
+
 // Bits of IA_CMD_UI_MIRROR.
 constexpr int kLeftRight = 1;
 constexpr int kUpDown = 2;
+
+// The part of the colour that is shown.
+double colourAt(double gain)
+{
+    const double dark = std::clamp((gain - kColourFadesFrom) / (kColourFadesTo - kColourFadesFrom), 0.0, 1.0);
+    return 1 - (1 - kLeastColour) * dark;
+}
 
 // The sensor reads its lines the other way round, then the picture is turned: so the mirror's directions are those of the
 // sensor also in corridor view.
@@ -63,6 +77,14 @@ Processing::Processing() : stages_(std::make_unique<Stages>()) {}
 
 Processing::~Processing() = default;
 
+void Processing::ended(const char* stage) const
+{
+    if (watch_)
+    {
+        watch_(stage);
+    }
+}
+
 cv::Mat Processing::process(const Shot& shot, const View& view)
 {
     Stages& s = *stages_;
@@ -71,17 +93,23 @@ cv::Mat Processing::process(const Shot& shot, const View& view)
         return s.last.clone();
     }
     const ColourGains gains = shot.night ? ColourGains{} : s.whiteBalance.update(shot.linear, shot.clip, view);
+    ended("white balance");
     s.developing.develop(shot.linear, shot.clip, gains, s.planes);
+    ended("developing");
     if (view.values.get(IA_CMD_ANTI_SHAKE_SWITCH) != 0)
     {
         steady(s.planes, shot.shake, view.values.get(IA_CMD_ANTI_SHAKE_STRG) / kPercent);
     }
+    ended("anti-shake");
     s.temporal.reduce(s.planes, temporalStrength(view, shot.gain));
+    ended("3D noise reduction");
     mapTones(s.planes, shot.clip, view);
+    ended("tone mapping");
     cv::Mat y;
     cv::Mat cb;
     cv::Mat cr;
-    s.toneCurve.apply(s.planes, shot.night, view, y, cb, cr);
+    s.toneCurve.apply(s.planes, shot.night ? 0 : colourAt(shot.gain), view, y, cb, cr);
+    ended("tone curve");
     const double spatial = spatialStrength(view, shot.gain);
     if (spatial > 0)
     {
@@ -92,13 +120,17 @@ cv::Mat Processing::process(const Shot& shot, const View& view)
             reduceInColour(cr, spatial);
         }
     }
+    ended("2D noise reduction");
     sharpen(y, view.values.get(IA_CMD_SHARPNESS) / kPercent, shot.gain);
+    ended("sharpness");
     for (cv::Mat* plane : {&y, &cb, &cr})
     {
         orient(*plane, view);
     }
     s.last = toBgr(y, cb, cr);
-    return s.last.clone();
+    cv::Mat result = s.last.clone();
+    ended("mirror and colours");
+    return result;
 }
 
 }  // namespace sim::picture

@@ -4,7 +4,9 @@
 
 #include "services/sim/picture/View.h"
 
+#include <functional>
 #include <memory>
+#include <utility>
 
 namespace sim::picture {
 
@@ -31,9 +33,17 @@ public:
     // CV_8UC3, blue, green, red; upright in corridor view. Shares no memory with what is kept.
     cv::Mat process(const Shot& shot, const View& view);
 
+    // Called with the name of each stage when it has ended.
+    using Watch = std::function<void(const char* stage)>;
+    void setWatch(Watch watch) { watch_ = std::move(watch); }
+
 private:
     struct Stages;
+
+    void ended(const char* stage) const;
+
     std::unique_ptr<Stages> stages_;
+    Watch watch_;
 };
 
 }  // namespace sim::picture

@@ -19,19 +19,12 @@ constexpr double kNear = 0.06;  // of the width: what is a place
 constexpr double kEdge = 0.07;  // of white, as a deviation: an edge between two places, not a texture
 constexpr double kFine = 0.02;  // the same, where the gains of places become those of pixels
 
-constexpr double kMostLift = 0.8;  // as a power
+constexpr float kColourFollows = 0.75f;  // of the gain: with all of it the colours of dark places would be gaudy
+constexpr double kMostLift = 0.8;        // of dark places, as a power
 
-enum WideDynamics : int
-{
-    kOff = 0,
-    kDigital = 1,
-};
-
-enum Defog : int
-{
-    kDefogOff = 0,
-    kDefogOn = 1,
-};
+constexpr int kWideDynamicOff = 0;
+constexpr int kDefogOff = 0;
+constexpr int kDefogOn = 1;  // not only where there is haze
 
 cv::Mat box(const cv::Mat& plane, int radius)
 {
@@ -84,7 +77,7 @@ double wideDynamic(double light, double strength, double reach)
     return knee + (1 - knee) * beyond * (1 + beyond / (most * most)) / (1 + beyond);
 }
 
-// Of the light of a place that is brighter than all else the strength takes most away.
+// What a place is multiplied by: the closer to white it is, the less is left of it.
 double maskHighlights(double light, double strength)
 {
     return 1 - 0.75 * strength * smoothStep(0.75, 1.0, light);
@@ -126,7 +119,36 @@ Haze hazeOf(const Planes& planes, const cv::Mat& small, const View& view)
     return {kMostVeil * (1 - std::pow(1 - strength, 1.5)) * haze, std::clamp(mean[0] + deviation[0] + 0.1, 0.6, 1.0)};
 }
 
-// Multiplies all planes by slope x brightness + offset, after the haze is taken from the brightness.
+// What the brightness of each place is multiplied by, once the haze is off. light: of the places.
+cv::Mat gainsOf(const cv::Mat& light, const Haze& haze, int clip, const View& view)
+{
+    const bool wide = view.values.get(IA_CMD_WDR_MODE) != kWideDynamicOff;
+    const double strength = view.values.get(IA_CMD_WDR_STRG) / kPercent;
+    const bool masks = view.values.get(IA_CMD_HLC_SWITCH) != 0;
+    const double masking = masks ? view.values.get(IA_CMD_HLC_STRG) / kPercent : 0;
+    const double reach = encode(double(clip) / kFullScale);
+    constexpr double kBlack = 1e-3;
+    cv::Mat gains(light.size(), CV_32F);
+    for (int row = 0; row < gains.rows; row++)
+    {
+        for (int column = 0; column < gains.cols; column++)
+        {
+            const double before = std::max<double>(light.at<float>(row, column), kBlack);
+            const double veil = haze.veil.empty() ? 0 : haze.veil.at<float>(row, column);
+            const double clear = std::max(before - veil, kBlack);
+            // What is left of the range behind the haze becomes the whole again.
+            double after = clear / std::max(1 - veil / haze.light, 0.2);
+            if (wide)
+            {
+                after = wideDynamic(after, strength, reach);
+            }
+            gains.at<float>(row, column) = static_cast<float>(after * maskHighlights(before, masking) / clear);
+        }
+    }
+    return gains;
+}
+
+// Multiplies the planes by slope x brightness + offset, after the haze is taken from the brightness.
 void multiply(Planes& planes, const Fit& gain, const cv::Mat& haze)
 {
     cv::Mat slope;
@@ -166,8 +188,9 @@ void multiply(Planes& planes, const Fit& gain, const cv::Mat& haze)
             short* const cr = planes.cr.ptr<short>(row / 2);
             for (int column = 0; column < planes.cb.cols; column++)
             {
-                cb[column] = cv::saturate_cast<short>(cb[column] * gains[2 * column]);
-                cr[column] = cv::saturate_cast<short>(cr[column] * gains[2 * column]);
+                const float factor = 1 + kColourFollows * (gains[2 * column] - 1);
+                cb[column] = cv::saturate_cast<short>(cb[column] * factor);
+                cr[column] = cv::saturate_cast<short>(cr[column] * factor);
             }
         }
     }
@@ -177,9 +200,8 @@ void multiply(Planes& planes, const Fit& gain, const cv::Mat& haze)
 
 void mapTones(Planes& planes, int clip, const View& view)
 {
-    const int mode = view.values.get(IA_CMD_WDR_MODE);
-    const bool masks = view.values.get(IA_CMD_HLC_SWITCH) != 0;
-    if (mode == kOff && !masks && view.values.get(IA_CMD_DEFLG_SWITCH) == kDefogOff)
+    if (view.values.get(IA_CMD_WDR_MODE) == kWideDynamicOff && view.values.get(IA_CMD_HLC_SWITCH) == 0 &&
+        view.values.get(IA_CMD_DEFLG_SWITCH) == kDefogOff)
     {
         return;
     }
@@ -191,23 +213,7 @@ void mapTones(Planes& planes, int clip, const View& view)
 
     const Fit places(small, small, radius, kEdge);
     const cv::Mat light = places.slope.mul(small) + places.offset;
-    const double wideDynamics = view.values.get(IA_CMD_WDR_STRG) / kPercent;
-    const double masking = masks ? view.values.get(IA_CMD_HLC_STRG) / kPercent : 0;
-    const double reach = encode(double(clip) / kFullScale);
-    cv::Mat gain(small.size(), CV_32F);
-    for (int row = 0; row < gain.rows; row++)
-    {
-        for (int column = 0; column < gain.cols; column++)
-        {
-            const double before = std::max(light.at<float>(row, column), 1e-3f);
-            const double veil = haze.veil.empty() ? 0 : haze.veil.at<float>(row, column);
-            // What is left of the range behind the haze becomes the whole again.
-            double after = std::max(before - veil, 1e-3) / std::max(1 - veil / haze.light, 0.2);
-            const double masked = maskHighlights(before, masking);
-            after = (mode == kOff ? after : wideDynamic(after, wideDynamics, reach)) * masked;
-            gain.at<float>(row, column) = static_cast<float>(after / std::max(before - veil, 1e-3));
-        }
-    }
+    const cv::Mat gain = gainsOf(light, haze, clip, view);
     Fit full(small, gain, std::max(1, radius / 2), kFine);
     full.slope /= kWhite;
     multiply(planes, full, haze.veil);
@@ -287,10 +293,10 @@ void ToneCurve::prepare(const Setting& setting)
     }
 }
 
-void ToneCurve::apply(const Planes& planes, bool night, const View& view, cv::Mat& y, cv::Mat& cb, cv::Mat& cr)
+void ToneCurve::apply(const Planes& planes, double colour, const View& view, cv::Mat& y, cv::Mat& cb, cv::Mat& cr)
 {
     prepare({view.values.get(IA_CMD_GAMMA), view.values.get(IA_CMD_BRIGHTNESS), view.values.get(IA_CMD_CONTRAST)});
-    const float saturation = night ? 0 : view.values.get(IA_CMD_SATURATION) / float(kMiddle);
+    const auto saturation = static_cast<float>(colour * view.values.get(IA_CMD_SATURATION) / kMiddle);
     y.create(planes.y.size(), CV_8U);
     cb.create(planes.cb.size(), CV_8U);
     cr.create(planes.cr.size(), CV_8U);

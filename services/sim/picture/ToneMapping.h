@@ -13,8 +13,8 @@ void mapTones(Planes& planes, int clip, const View& view);
 class ToneCurve
 {
 public:
-    // night: without colour.
-    void apply(const Planes& planes, bool night, const View& view, cv::Mat& y, cv::Mat& cb, cv::Mat& cr);
+    // colour: the part of it that is shown, 0 to 1, before saturation.
+    void apply(const Planes& planes, double colour, const View& view, cv::Mat& y, cv::Mat& cb, cv::Mat& cr);
 
 private:
     struct Setting

@@ -1,5 +1,7 @@
 #include "services/sim/picture/WhiteBalance.h"
 
+#include "services/sim/picture/Processing.h"
+
 #include <algorithm>
 #include <cmath>
 #include <vector>
@@ -31,11 +33,12 @@ constexpr int kAcross = 80;
 constexpr int kDown = 45;
 constexpr int kPatch = 4;             // pixels in each direction that are averaged: the noise goes
 constexpr double kBrightest = 0.9;    // of the clipping value
-constexpr double kDarkest = 0.004;    // of the clipping value
+constexpr double kDarkest = 0.004;    // of full scale
 constexpr double kGreyWithin = 0.35;  // octaves that a grey thing's colour is away from the light's
 constexpr int kRounds = 5;
 constexpr double kCloser = 0.8;
 constexpr double kLeastShare = 0.02;  // of all patches must be grey, else there is nothing to go by
+constexpr std::size_t kLeastPatches = 50;
 
 }  // namespace
 
@@ -94,9 +97,8 @@ void WhiteBalance::follow(const cv::Mat& linear, int clip, const Range& range, d
     light_ = Tint{from.blue + pace * (seen->blue - from.blue), from.red + pace * (seen->red - from.red)};
 }
 
-// The light is the one of those that exist under which most of the picture is grey; what is grey then tells its exact
-// colour.
-std::optional<WhiteBalance::Tint> WhiteBalance::lightOf(const cv::Mat& linear, int clip, const Range& range)
+// The colours of patches all over the picture, without those too dark or too bright to have one.
+std::vector<WhiteBalance::Tint> WhiteBalance::tintsOf(const cv::Mat& linear, int clip)
 {
     std::vector<Tint> tints;
     tints.reserve(kAcross * kDown);
@@ -117,13 +119,21 @@ std::optional<WhiteBalance::Tint> WhiteBalance::lightOf(const cv::Mat& linear, i
                 greatest = std::max<int>(greatest, pixels[k]);
             }
         }
-        if (greatest < kBrightest * clip && sum[1] > kDarkest * clip * kPatch * kPatch)
+        if (greatest < kBrightest * clip && sum[1] > kDarkest * kFullScale * kPatch * kPatch)
         {
             const double green = std::log2(sum[1]);
             tints.push_back({std::log2(sum[0] + 1) - green, std::log2(sum[2] + 1) - green});
         }
     }
-    if (tints.size() < kLeastShare * across * down)
+    return tints;
+}
+
+// The light is the one of those that exist under which most of the picture is grey; what is grey then tells its exact
+// colour.
+std::optional<WhiteBalance::Tint> WhiteBalance::lightOf(const cv::Mat& linear, int clip, const Range& range)
+{
+    const std::vector<Tint> tints = tintsOf(linear, clip);
+    if (tints.size() < kLeastPatches)
     {
         return std::nullopt;
     }

@@ -5,6 +5,7 @@
 #include "services/sim/picture/View.h"
 
 #include <optional>
+#include <vector>
 
 namespace sim::picture {
 
@@ -37,6 +38,7 @@ private:
     };
 
     void follow(const cv::Mat& linear, int clip, const Range& range, double pace);
+    static std::vector<Tint> tintsOf(const cv::Mat& linear, int clip);
     static std::optional<Tint> lightOf(const cv::Mat& linear, int clip, const Range& range);
     static ColourGains gainsFor(const Tint& light);
 

@@ -114,9 +114,9 @@ TEST_F(Processing, AntiShakeUndoesMoreOfTheShakeTheStrongerItIs)
         cv::warpAffine(quarters(), result, moved, kSize, cv::INTER_LINEAR, cv::BORDER_REPLICATE);
         return linear(result);
     };
-    const cv::Point2d shake(6, -4);
+    const cv::Point2d shake(8, -4);
     std::vector<double> left;
-    for (int strength = 0; strength <= 100; strength += 10)
+    for (int strength = 0; strength <= 100; strength += 25)
     {
         set(IA_CMD_ANTI_SHAKE_STRG, strength);
         shake_ = {};
@@ -134,6 +134,18 @@ TEST_F(Processing, WithoutAntiShakeThePictureIsNotCut)
     set(IA_CMD_ANTI_SHAKE_STRG, 100);
     shake_ = {6, -4};
     EXPECT_EQ(0, difference(resting, processed(linear(chart()))));
+}
+
+TEST_F(Processing, TellsOfEachStageOnce)
+{
+    sim::picture::Processing camera;
+    std::vector<std::string> stages;
+    camera.setWatch([&stages](const char* stage) { stages.emplace_back(stage); });
+    processed(camera, linear(chart()));
+    EXPECT_EQ(
+        (std::vector<std::string>{"white balance", "developing", "anti-shake", "3D noise reduction", "tone mapping",
+                                  "tone curve", "2D noise reduction", "sharpness", "mirror and colours"}),
+        stages);
 }
 
 TEST_F(Processing, EverythingAtOnceStillShowsThePicture)

@@ -77,6 +77,17 @@ TEST_F(ToneMapping, SaturationLeavesGreyGrey)
     }
 }
 
+TEST_F(ToneMapping, TheMoreGainTheDarkNeedsTheLessColourIsLeft)
+{
+    std::vector<double> colours;
+    for (const double gain : {15.0, 25.0, 35.0, 45.0})
+    {
+        gain_ = gain;
+        colours.push_back(colour(processed(linear(chart())), kRed));
+    }
+    expectFalling(colours, 3);
+}
+
 TEST_F(ToneMapping, AGreaterExponentOfGammaMakesTheMiddleDarker)
 {
     expectFalling(over(IA_CMD_GAMMA, {1, 2, 3}, linear(flat(0.18)), [](const cv::Mat& p) { return brightness(p); }),
