@@ -3,6 +3,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <map>
@@ -22,7 +23,6 @@ constexpr int kWarmUp = 10;
 constexpr int kFrames = 100;
 constexpr double kInterval = 0.04;
 constexpr int kThreads = 2;
-const char* const kStages[] = {"exposure", "scene", "optics", "sensor", "processing", "encoding"};
 
 double processorTime()
 {
@@ -70,24 +70,31 @@ View viewOf(const Situation& situation)
     return view;
 }
 
-void measure(const Situation& situation)
+using Costs = std::map<std::string, double>;  // milliseconds of a frame, by stage
+
+// order: the stages as they come.
+Costs measure(const Situation& situation, std::vector<std::string>& order)
 {
     View view = viewOf(situation);
     Pipeline pipeline({sim::picture::kWidth, sim::picture::kHeight});
     sim::picture::Encoder encoder;
-    std::map<std::string, double> seconds;
+    Costs costs;
     double last = 0;
-    const auto ended = [&](const char* stage) {
+    const auto ended = [&](const std::string& stage) {
         const double now = processorTime();
-        seconds[stage] += now - last;
+        costs[stage] += (now - last) * 1e3 / kFrames;
         last = now;
+        if (std::find(order.begin(), order.end(), stage) == order.end())
+        {
+            order.push_back(stage);
+        }
     };
     pipeline.setWatch(ended);
     for (int frame = 0; frame < kWarmUp + kFrames; ++frame)
     {
         if (frame == kWarmUp)
         {
-            seconds.clear();
+            costs.clear();
         }
         view.lens.zoom += situation.zoomed;
         view.lens.zoomMoving = situation.zoomed != 0;
@@ -95,38 +102,53 @@ void measure(const Situation& situation)
         encoder.encode(pipeline.shoot(view, frame * kInterval, kInterval));
         ended("encoding");
     }
-    double sum = 0;
-    std::printf("%-30s", situation.name);
-    for (const char* stage : kStages)
-    {
-        const double milliseconds = seconds[stage] / kFrames * 1e3;
-        sum += milliseconds;
-        std::printf(" %10.1f", milliseconds);
-    }
-    std::printf(" %7.1f %6.2f\n", sum, sum / 1e3 / kInterval);
+    return costs;
 }
+
+const Situation kSituations[] = {
+    {"day", 20000, false, 0, 0, {}},
+    {"night", 0.05, true, 0, 0, {}},
+    {"day, all on", 20000, false, 0, 0, kEverything},
+    {"night, all on", 0.05, true, 0, 0, kEverything},
+    {"out of focus", 20000, false, 1500, 0, {}},
+    {"zooming", 20000, false, 0, 120, {}},
+};
 
 }  // namespace
 
 int main()
 {
     cv::setNumThreads(kThreads);
-    std::printf("%-30s", "ms of processor time");
-    for (const char* stage : kStages)
+    std::vector<std::string> order;
+    std::vector<Costs> all;
+    for (const Situation& situation : kSituations)
     {
-        std::printf(" %10s", stage);
+        all.push_back(measure(situation, order));
     }
-    std::printf(" %7s %6s\n", "frame", "cores");
-    const Situation situations[] = {
-        {"day, as shipped", 20000, false, 0, 0, {}},
-        {"night, as shipped", 0.05, true, 0, 0, {}},
-        {"day, everything on", 20000, false, 0, 0, kEverything},
-        {"night, everything on", 0.05, true, 0, 0, kEverything},
-        {"day, out of focus", 20000, false, 1500, 0, {}},
-        {"day, while the lens zooms", 20000, false, 0, 120, {}},
-    };
-    for (const Situation& situation : situations)
+    std::printf("%-22s", "ms of processor time");
+    for (const Situation& situation : kSituations)
     {
-        measure(situation);
+        std::printf(" %13s", situation.name);
     }
+    std::vector<double> sums(all.size());
+    for (const std::string& stage : order)
+    {
+        std::printf("\n%-22s", stage.c_str());
+        for (std::size_t i = 0; i < all.size(); ++i)
+        {
+            std::printf(" %13.1f", all[i][stage]);
+            sums[i] += all[i][stage];
+        }
+    }
+    std::printf("\n%-22s", "a frame");
+    for (const double sum : sums)
+    {
+        std::printf(" %13.1f", sum);
+    }
+    std::printf("\n%-22s", "cores at 25 frames/s");
+    for (const double sum : sums)
+    {
+        std::printf(" %13.2f", sum / 1e3 / kInterval);
+    }
+    std::printf("\n");
 }

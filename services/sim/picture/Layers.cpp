@@ -151,6 +151,151 @@ cv::Mat warped(const cv::Mat& image, const std::vector<cv::Point2f>& pixels, cv:
     return out;
 }
 
+using Channel = Layers::Channel;
+
+// Draws one surface pixel by pixel.
+class Brush
+{
+public:
+    // image: the paint's, as it lies in the area; empty without one.
+    Brush(const Projection& projection, const std::vector<Point>& corners, const Plane& plane, const Paint& paint,
+          cv::Rect area, const cv::Mat& image)
+        : projection_(projection),
+          plane_(plane),
+          paint_(paint),
+          area_(area),
+          image_(image),
+          middle_(plane.at(area.x + area.width / 2.0f, area.y + area.height / 2.0f)),
+          grain_(corners, middle_.z / projection.focal()),
+          wide_(area.area() > kWidePixels),
+          own_{255 * paint.facing * paint.colour[0], 255 * paint.facing * paint.colour[1],
+               255 * paint.facing * paint.colour[2], 255 * paint.facing * paint.infrared},
+          place_(depth(middle_), byte(255 * paint.sun), byte(255 * lampLight(projection.street(middle_))),
+                 static_cast<std::uint8_t>(paint.glow))
+    {
+    }
+
+    void beginRow(int y)
+    {
+        y_ = y;
+        if (paint_.grain > 0 && area_.height > 8)
+        {
+            const Point here = plane_.at(static_cast<float>(area_.x + area_.width / 2), static_cast<float>(y));
+            grain_.fit(std::max(0.01f, here.z) / projection_.focal());
+        }
+    }
+
+    // cover: how much of the pixel, of 255.
+    void touch(int x, int cover, cv::Vec4b& colour, cv::Vec4b& place) const
+    {
+        cv::Vec4b now = place_;
+        Point street;
+        if (wide_ || paint_.grain > 0)
+        {
+            const Point point = plane_.at(static_cast<float>(x), static_cast<float>(y_));
+            street = projection_.street(point);
+            now[Channel::kDepth] = depth(point);
+        }
+        if (place[Channel::kDepth] != 0 && now[Channel::kDepth] > place[Channel::kDepth] + 1)
+        {
+            return;
+        }
+        if (paint_.dims < 1)
+        {
+            return dim(cover, colour, place);
+        }
+        if (paint_.lights > 0)
+        {
+            place[Channel::kLamps] = byte(place[Channel::kLamps] + paint_.lights * static_cast<float>(cover) / 255);
+            return;
+        }
+        if (!image_.empty())
+        {
+            show(image_.ptr<cv::Vec3b>(y_ - area_.y)[x - area_.x], cover, colour);
+        }
+        else
+        {
+            put(street, cover, colour);
+        }
+        if (cover > 127)
+        {
+            if (wide_)
+            {
+                now[Channel::kLamps] = byte(255 * lampLight(street));
+            }
+            place = now;
+        }
+    }
+
+private:
+    static std::uint8_t depth(Point seen) { return byte(std::clamp(seen.z, 1.0f, 255.0f)); }
+
+    void dim(int cover, cv::Vec4b& colour, cv::Vec4b& place) const
+    {
+        const float left = 1 - (1 - paint_.dims) * static_cast<float>(cover) / 255;
+        for (int c = 0; c < 4; ++c)
+        {
+            colour[c] = byte(colour[c] * left);
+        }
+        place[Channel::kSun] = byte(place[Channel::kSun] * left);
+    }
+
+    void show(const cv::Vec3b& texel, int cover, cv::Vec4b& colour) const
+    {
+        for (int c = 0; c < 3; ++c)
+        {
+            colour[c] = blend(colour[c], texel[c] * paint_.facing, cover);
+        }
+        colour[3] = blend(colour[3], (texel[0] + texel[1] + texel[2]) * paint_.facing / 3, cover);
+    }
+
+    void put(Point street, int cover, cv::Vec4b& colour) const
+    {
+        const float factor = paint_.grain > 0 ? 1 + paint_.grain * grain_.at(street) : 1;
+        for (int c = 0; c < 4; ++c)
+        {
+            const float above = std::min(own_[c] * factor, 255.0f);
+            colour[c] = cover == 255 ? static_cast<std::uint8_t>(above + 0.5f) : blend(colour[c], above, cover);
+        }
+    }
+
+    const Projection& projection_;
+    const Plane& plane_;
+    const Paint& paint_;
+    const cv::Rect area_;
+    const cv::Mat& image_;
+    const Point middle_;
+    Grain grain_;
+    const bool wide_;
+    const float own_[4];
+    const cv::Vec4b place_;
+    int y_ = 0;
+};
+
+// The pixels that may be touched.
+cv::Rect areaOf(const std::vector<cv::Point2f>& pixels, cv::Size canvas)
+{
+    constexpr float kFarOutside = 1e6f;  // what is further out is as good as there
+    const cv::Rect2f bounds = cv::boundingRect(pixels);
+    const cv::Rect area(static_cast<int>(std::max(bounds.x - 1, -kFarOutside)),
+                        static_cast<int>(std::max(bounds.y - 1, -kFarOutside)),
+                        static_cast<int>(std::min(bounds.width + 3, 2 * kFarOutside)),
+                        static_cast<int>(std::min(bounds.height + 3, 2 * kFarOutside)));
+    return area & cv::Rect({0, 0}, canvas);
+}
+
+// How much of each pixel a polygon covers, of 255.
+void cover(cv::Mat mask, const std::vector<cv::Point2f>& pixels, cv::Point origin)
+{
+    std::vector<cv::Point> fixed;
+    for (const cv::Point2f& pixel : pixels)
+    {
+        fixed.emplace_back((pixel - cv::Point2f(origin)) * (1 << kSubpixelBits));
+    }
+    mask = 0;
+    cv::fillPoly(mask, std::vector<std::vector<cv::Point>>{fixed}, 255, cv::LINE_AA, kSubpixelBits);
+}
+
 }  // namespace
 
 float lampLight(Point street)
@@ -189,118 +334,32 @@ cv::Rect Layers::fill(const Projection& projection, const std::vector<Point>& co
     }
     const Plane plane(projection, seen);
     const std::vector<Point> inFront = clipped(seen);
-    if (inFront.size() < 3)
-    {
-        return {};
-    }
     std::vector<cv::Point2f> pixels;
     for (const Point& point : inFront)
     {
         pixels.push_back(projection.pixel(point));
     }
-    cv::Rect2f bounds = cv::boundingRect(pixels);
-    const cv::Rect area =
-        cv::Rect(static_cast<int>(std::max(bounds.x - 1, -1e6f)), static_cast<int>(std::max(bounds.y - 1, -1e6f)),
-                 static_cast<int>(std::min(bounds.width + 3, 2e6f)),
-                 static_cast<int>(std::min(bounds.height + 3, 2e6f))) &
-        cv::Rect({0, 0}, albedo.size());
+    const cv::Rect area = pixels.size() < 3 ? cv::Rect() : areaOf(pixels, albedo.size());
     if (area.empty())
     {
         return {};
     }
-    std::vector<cv::Point> fixed;
-    for (const cv::Point2f& pixel : pixels)
-    {
-        fixed.emplace_back((pixel - cv::Point2f(area.tl())) * (1 << kSubpixelBits));
-    }
-    cv::Mat mask = mask_(area);
-    mask = 0;
-    cv::fillPoly(mask, std::vector<std::vector<cv::Point>>{fixed}, 255, cv::LINE_AA, kSubpixelBits);
-
+    const cv::Mat mask = mask_(area);
+    cover(mask, pixels, area.tl());
     const bool pictured = paint.image != nullptr && inFront.size() == 4 && corners.size() == 4;
     const cv::Mat image = pictured ? warped(*paint.image, pixels, area) : cv::Mat();
-    const Point middle = plane.at(area.x + area.width / 2.0f, area.y + area.height / 2.0f);
-    Grain grain(corners, middle.z / projection.focal());
-    const float own[] = {255 * paint.facing * paint.colour[0], 255 * paint.facing * paint.colour[1],
-                         255 * paint.facing * paint.colour[2], 255 * paint.facing * paint.infrared};
-    const bool tall = paint.grain > 0 && area.height > 8;
-    const bool wide = area.area() > kWidePixels;
-    const bool surface = paint.dims >= 1 && paint.lights == 0;
-    const cv::Vec4b level(byte(std::clamp(middle.z, 1.0f, 255.0f)), byte(255 * paint.sun),
-                          byte(255 * lampLight(projection.street(middle))), static_cast<std::uint8_t>(paint.glow));
-
+    Brush brush(projection, corners, plane, paint, area, image);
     for (int y = area.y; y < area.y + area.height; ++y)
     {
-        const std::uint8_t* const cover = mask.ptr(y - area.y);
+        const std::uint8_t* const covered = mask.ptr(y - area.y);
         cv::Vec4b* const colours = albedo.ptr<cv::Vec4b>(y);
         cv::Vec4b* const places = place.ptr<cv::Vec4b>(y);
-        if (tall)
-        {
-            const Point here = plane.at(static_cast<float>(area.x + area.width / 2), static_cast<float>(y));
-            grain.fit(std::max(0.01f, here.z) / projection.focal());
-        }
+        brush.beginRow(y);
         for (int x = area.x; x < area.x + area.width; ++x)
         {
-            const int covered = cover[x - area.x];
-            if (covered == 0)
+            if (covered[x - area.x] != 0)
             {
-                continue;
-            }
-            cv::Vec4b& colour = colours[x];
-            cv::Vec4b& here = places[x];
-            cv::Vec4b now = level;
-            Point street;
-            if (wide || paint.grain > 0)
-            {
-                const Point point = plane.at(static_cast<float>(x), static_cast<float>(y));
-                street = projection.street(point);
-                now[kDepth] = byte(std::clamp(point.z, 1.0f, 255.0f));
-                if (wide && surface)
-                {
-                    now[kLamps] = byte(255 * lampLight(street));
-                }
-            }
-            if (here[kDepth] != 0 && now[kDepth] > here[kDepth] + 1)
-            {
-                continue;
-            }
-            if (paint.dims < 1)
-            {
-                const float left = 1 - (1 - paint.dims) * static_cast<float>(covered) / 255;
-                for (int c = 0; c < 4; ++c)
-                {
-                    colour[c] = byte(colour[c] * left);
-                }
-                here[kSun] = byte(here[kSun] * left);
-                continue;
-            }
-            if (paint.lights > 0)
-            {
-                here[kLamps] = byte(here[kLamps] + paint.lights * static_cast<float>(covered) / 255);
-                continue;
-            }
-            if (pictured)
-            {
-                const cv::Vec3b& texel = image.ptr<cv::Vec3b>(y - area.y)[x - area.x];
-                for (int c = 0; c < 3; ++c)
-                {
-                    colour[c] = blend(colour[c], texel[c] * paint.facing, covered);
-                }
-                colour[3] = blend(colour[3], (texel[0] + texel[1] + texel[2]) * paint.facing / 3, covered);
-            }
-            else
-            {
-                const float factor = paint.grain > 0 ? 1 + paint.grain * grain.at(street) : 1;
-                for (int c = 0; c < 4; ++c)
-                {
-                    const float above = std::min(own[c] * factor, 255.0f);
-                    colour[c] =
-                        covered == 255 ? static_cast<std::uint8_t>(above + 0.5f) : blend(colour[c], above, covered);
-                }
-            }
-            if (covered > 127)
-            {
-                here = now;
+                brush.touch(x, covered[x - area.x], colours[x], places[x]);
             }
         }
     }

@@ -59,12 +59,12 @@ private:
     {
         layers_.albedo = cv::Scalar(205, 190, 178, 110);
         fill(level(-40000, 40000, 100, 60000, 900), matte(0.52f, 0.6f, 0.7f, 0.3f, 0.16f));
-        layers_.place = cv::Scalar(0, 40, 0, 0);
+        layers_.place = cv::Scalar(0, 190, 0, 0);
     }
 
     void ground()
     {
-        fill(level(-60, 60, 1, kFar, -0.02f), matte(0.11f, 0.14f, 0.06f, 0.4f, 0.6f));
+        fill(level(-300, 300, 1, kFar, -0.02f), matte(0.11f, 0.14f, 0.06f, 0.4f, 0.6f));
         fill(level(kLeftKerb, kKerb, 1, kFar, 0), matte(0.115f, 0.112f, 0.11f, 0.14f, 0.35f));
         const Paint slabs = matte(0.33f, 0.31f, 0.28f, 0.36f, 0.25f);
         fill(level(kFacade, kLeftKerb, 1, kFar, 0.05f), slabs);
@@ -167,6 +167,12 @@ private:
                   {kFacade + 0.4f, house.to, house.height},
                   {kFacade + 0.4f, house.from, house.height}},
                  matte(0.24f, 0.12f, 0.09f, 0.3f, 0.4f));
+            fill({{kFacade, house.from, 0},
+                  {kFacade, house.from, house.height},
+                  {kFacade - 4, house.from, house.height + 3},
+                  {kFacade - 8, house.from, house.height},
+                  {kFacade - 8, house.from, 0}},
+                 shaded(wall, 0.75f, 0.4f));
             fill(along(kFacade, house.from, house.to, 0, house.height), wall);
             fill(along(kFacade + 0.01f, house.from, house.to, 0, 0.6f),
                  shaded(matte(0.2f, 0.19f, 0.18f, 0.25f, 0.3f), 0.9f, 0.8f));

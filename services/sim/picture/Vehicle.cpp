@@ -149,6 +149,7 @@ private:
         paint.infrared = 0.15f + 0.6f * (vehicle_.colour[0] + vehicle_.colour[1] + vehicle_.colour[2]) / 3;
         paint.facing = facing;
         paint.sun = sun;
+        paint.grain = 0.04f;
         return paint;
     }
 
@@ -218,6 +219,9 @@ private:
             if (to.glass)
             {
                 fill(piece, plain(kGlassColour * (1 + flat), 0.1f));
+                const Point across = (piece[1] - piece[0]) * 0.3f;
+                fill({piece[0] + across * 0.3f, piece[0] + across, piece[3] + across * 1.6f, piece[3] + across * 0.9f},
+                     plain(kGlassColour * (2 + flat), 0.14f));
             }
             else
             {
@@ -250,11 +254,28 @@ private:
             const cv::Vec3f colour = vehicle_.coming ? cv::Vec3f(0.75f, 0.85f, 0.9f) : cv::Vec3f(0.03f, 0.03f, 0.5f);
             fill(lamp, plain(colour, vehicle_.coming ? 0.8f : 0.5f, vehicle_.lamps));
         }
+        trim(y, low, waist);
         const float plateLow = low + (vehicle_.coming ? 0.14f : 0.26f);
         Paint plate;
         plate.image = &vehicle_.plate;
         plate.sun = 0.4f;
         fill(across(y - 0.02f, vehicle_.x - 0.26f, vehicle_.x + 0.26f, plateLow, plateLow + 0.112f), plate);
+    }
+
+    // Gaps between the sheets, a strip of chrome, reversing lamps or indicators.
+    void trim(float y, float low, float waist)
+    {
+        const Paint gap = plain({0.02f, 0.02f, 0.02f}, 0.05f);
+        fill(across(y - 0.01f, left() + 0.12f, right() - 0.12f, waist - 0.035f, waist - 0.025f), gap);
+        fill(across(y - 0.01f, left() + 0.04f, right() - 0.04f, low + 0.155f, low + 0.165f), gap);
+        fill(across(y - 0.01f, vehicle_.x - 0.3f, vehicle_.x + 0.3f, waist - 0.075f, waist - 0.055f),
+             plain({0.5f, 0.5f, 0.5f}, 0.6f));
+        for (const float side : {-1.0f, 1.0f})
+        {
+            const float x = vehicle_.x + side * (kLampsApart / 2 - 0.11f);
+            const cv::Vec3f colour = vehicle_.coming ? cv::Vec3f(0.05f, 0.35f, 0.75f) : cv::Vec3f(0.6f, 0.65f, 0.65f);
+            fill(across(y - 0.01f, x - 0.05f, x + 0.05f, kLampsHigh - 0.08f, kLampsHigh - 0.03f), plain(colour, 0.6f));
+        }
     }
 
     Layers& layers_;

@@ -28,6 +28,29 @@ TEST_F(PictureOfACamera, ComesFromTheModuleThatTheServiceLoads)
     EXPECT_EQ(720, frame->height);
 }
 
+TEST_F(PictureOfACamera, SeesWhatTheServiceAnswers)
+{
+    service_->setLight(3);
+    service_->setDistance(4);
+    set(IA_CMD_BRIGHTNESS, 61);
+    set(IA_CMD_MZ_POSITION, 20000);
+    pass(std::chrono::minutes(2));
+    const sim::picture::View view = service_->look();
+    for (const sim::Parameter& parameter : sim::parameters())
+    {
+        if (parameter.kind != sim::Kind::record)
+        {
+            EXPECT_EQ(get(parameter.cmd), view.values.get(parameter.cmd)) << parameter.name;
+        }
+    }
+    EXPECT_EQ(20000, view.lens.zoom);
+    EXPECT_EQ(4, view.distance);
+    EXPECT_EQ(3, view.lux);
+    EXPECT_EQ((12 * 60 + 2) * 60, view.secondsOfDay);
+    EXPECT_TRUE(view.night);
+    EXPECT_EQ(service_->infrared().near, view.lamps.near);
+}
+
 TEST_F(PictureOfACamera, HasAReaderOfItsOwnEachTime)
 {
     const auto one = service_->openPicture();
