@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -126,17 +127,24 @@ std::string requestFor(OneKey what, int value)
            "Content-Type: application/json\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
-// Answers the same text to everything, on the lane that the camera would take.
+// What a request costs beside the answer itself: the camera's own call, on the lane that the camera would take, and then
+// the same text always. Without the call it would answer before the server's thread sleeps, which no camera can: waking
+// that thread would be missing.
 class Constant : public web::Handler
 {
 public:
-    explicit Constant(std::string text) : text_(std::move(text)) {}
+    Constant(std::string text, std::function<void()> call) : text_(std::move(text)), call_(std::move(call)) {}
 
     Lane lane(const web::Request& request) override { return request.method == "GET" ? Lane::read : Lane::change; }
-    web::Response answer(const web::Request&) override { return {200, "application/json", text_}; }
+    web::Response answer(const web::Request&) override
+    {
+        call_();
+        return {200, "application/json", text_};
+    }
 
 private:
     const std::string text_;
+    const std::function<void()> call_;
 };
 
 std::vector<web::ListenSocket> listenAt(const char* path)
@@ -312,7 +320,18 @@ RequestCost measureRequest(OneKey what, int batches)
     ServedCamera served(app::service());
     Client client(kCameraPath);
     client.say(requestFor(what, 60));
-    Constant constant(client.answer());
+    const std::function<void()> callAlone = [&served, what, turn = 0]() mutable {
+        ++turn;
+        if (what == OneKey::get)
+        {
+            served.camera().explainKey(KEY_BRIGHTNESS);
+        }
+        else
+        {
+            served.camera().apply({{KEY_BRIGHTNESS, 50 + turn % 2}});
+        }
+    };
+    Constant constant(client.answer(), callAlone);
     const web::HttpServer floorServer(listenAt(kConstantPath), constant);
     Client floorClient(kConstantPath);
     std::vector<double> figures;
@@ -329,27 +348,18 @@ RequestCost measureRequest(OneKey what, int batches)
             client.say(requestFor(what, 50 + turn % 2));
             client.answer();
         });
-        const double call = timed([&](int turn) {
-            if (what == OneKey::get)
-            {
-                served.camera().explainKey(KEY_BRIGHTNESS);
-            }
-            else
-            {
-                served.camera().apply({{KEY_BRIGHTNESS, 50 + turn % 2}});
-            }
-        });
+        const double call = timed([&callAlone](int) { callAlone(); });
         if (i >= 0)
         {
             figures.push_back(figure);
             floors.push_back(floor);
             calls.push_back(call);
-            ratios.push_back((figure - call) / floor);
+            ratios.push_back((figure - call) / (floor - call));
         }
     }
     const double figure = quantile(figures, 0.5);
-    const double floor = quantile(floors, 0.5);
     const double call = quantile(calls, 0.5);
+    const double floor = quantile(floors, 0.5) - call;
     return {figure, floor, call, (figure - call) / floor, quantile(ratios, 0.25), quantile(ratios, 0.75)};
 }
 

@@ -2,12 +2,12 @@
 
 namespace bench {
 
-// Seconds. What a request takes on the Unix socket, beside the same server answering a constant of the same length, and
-// beside the camera's own call, which every way to it has to make.
+// Seconds. What a request takes on the Unix socket, beside the same server that makes the camera's own
+// call and then answers a constant of the same length, and beside that call, which every way to it has to make.
 struct RequestCost
 {
     double figure;
-    double floor;
+    double floor;  // without the call
     double call;
     double ratio;  // figure without the call, to the floor; of the medians
     double lowerQuartile;

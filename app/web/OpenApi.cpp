@@ -32,7 +32,7 @@ constexpr char kOwnSchemas[] = R"json({
 "newWindow": {"type": "object", "minProperties": 1, "additionalProperties": false, "properties": {
     "enabled": {"type": "boolean"}, "from": {"$ref": "#/$defs/endTime"}, "to": {"$ref": "#/$defs/endTime"},
     "scheme": {"$ref": "#/$defs/schemeNumber"}, "neverHolds": {"type": "boolean"}},
-    "description": "What is left out stays. scheme and neverHolds mean nothing: what was read can be sent back.",
+    "description": "What is left out stays. What was read can be sent back: scheme is that of the path, neverHolds means nothing.",
     "examples": [{"enabled": false}, {"enabled": true, "from": "06:00", "to": "08:00"}]},
 "newLens": {"type": "object", "minProperties": 1, "maxProperties": 1, "additionalProperties": false, "properties": {
     "zoom": {"type": "integer"}, "focus": {"type": "integer"}, "focusMode": {"type": "integer"}}},

@@ -201,7 +201,18 @@ Response putWindow(const Call& call)
         {
             setTime(window.endHour, window.endMinute, timeOf(call, "to"));
         }
-        else if (name != "scheme" && name != "neverHolds")  // as it was read
+        else if (name == "scheme")  // as it was read
+        {
+            if (bodyNumber(call, "scheme") != scheme)
+            {
+                return errorResponse({ErrorCode::badValue, "the path names scheme " + std::to_string(scheme)});
+            }
+        }
+        else if (name == "neverHolds")
+        {
+            bodyFlag(call, "neverHolds");
+        }
+        else
         {
             return errorResponse({ErrorCode::badDocument, "a window has no " + name + "; it has enabled, from and to"});
         }

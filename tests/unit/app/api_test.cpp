@@ -384,6 +384,9 @@ TEST_F(ApiTest, WhatIsLeftOutOfAWindowStays)
               "a window has no form; it has enabled, from and to");
     EXPECT_EQ(json("PUT", path, {{"enabled", 1}}, 400)["code"], "bad-document");
     EXPECT_EQ(json("PUT", path, {{"from", 9}}, 400)["code"], "bad-document");
+    EXPECT_EQ(json("PUT", path, {{"scheme", "1"}}, 400)["code"], "bad-document");
+    EXPECT_EQ(json("PUT", path, {{"scheme", 0}, {"from", "07:00"}}, 400)["detail"], "the path names scheme 1");
+    EXPECT_EQ(json("PUT", path, {{"neverHolds", 0}}, 400)["code"], "bad-document");
     EXPECT_EQ(json("GET", path)["from"], "09:45");
 }
 
