@@ -30,7 +30,7 @@ public:
     // Channels of place.
     enum Channel
     {
-        kDepth = 0,  // metres; 0 for the sky, which no haze hides
+        kDepth = 0,  // metres; 0 for the sky
         kSun = 1,    // the part of the sun, of 255
         kLamps = 2,  // the part of the street lamps' light, of 255
         kGlows = 3,

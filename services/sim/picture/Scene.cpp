@@ -30,6 +30,8 @@ constexpr Beam kBeams[] = {{14, 34}, {34, 14}, {100, 6.5f}};  // near, medium, f
 constexpr float kClearMetres = 2200;  // what haze leaves of a contrast there is 37 %
 constexpr float kMistMetres = 150;    // at its thickest, in the morning
 constexpr double kMistHour = 6.5;
+constexpr float kFogMetres = 20;   // in fog: 5 % of a contrast is left in 60 m
+constexpr float kSkyMetres = 150;  // of haze before the sky
 
 float between(double value, double none, double full)
 {
@@ -113,7 +115,8 @@ Scene::Light Scene::lightOf(const View& view)
 {
     Light light;
     const auto lux = static_cast<float>(view.lux);
-    const float sunny = 0.72f * between(view.lux, kOvercast, kSunny);
+    const float fog = static_cast<float>(view.haze) / 100;
+    const float sunny = 0.72f * between(view.lux, kOvercast, kSunny) * (1 - fog);
     const float dusk = 1 - between(std::log10(std::max(view.lux, 0.01)), 0.5, 2.3);
     const float evening = between(view.lux, kSunny, kOvercast);
     light.daylight = lux;
@@ -137,6 +140,7 @@ Scene::Light Scene::lightOf(const View& view)
     const double hours = std::fabs(std::remainder(view.secondsOfDay / 3600 - kMistHour, 24));
     const float mist = 1 - between(hours, 0.5, 3);
     light.haze = (1 - mist) / kClearMetres + mist / kMistMetres;
+    light.haze += (std::pow(kClearMetres / kFogMetres, fog) - 1) / kClearMetres;
     return light;
 }
 
@@ -170,7 +174,7 @@ void Scene::shine(const Light& light, const std::vector<cv::Rect>& areas)
     }
     for (int metres = 0; metres < 256; ++metres)
     {
-        clear[metres] = metres == 0 ? 1 : std::exp(-light.haze * static_cast<float>(metres));
+        clear[metres] = std::exp(-light.haze * (metres == 0 ? kSkyMetres : static_cast<float>(metres)));
         air[metres] = 1 - clear[metres];
         const float distance = std::max(2, metres);
         near[metres] = metres == 0 ? 0 : 100 / (distance * distance);
@@ -309,7 +313,7 @@ const cv::Mat& Scene::look(const View& view, const Framing& framing, double seco
         resting_(area).copyTo(radiance_(area));
     }
     moved_.clear();
-    traffic_.draw(layers_, projection, seconds, lit_->dark, moved_);
+    traffic_.draw(layers_, projection, {seconds, lit_->dark, view.wind / 100.0}, moved_);
     moved_ = joined(moved_, projection.canvas());
     shine(*lit_, moved_);
     for (const Flare& flare : traffic_.flares())

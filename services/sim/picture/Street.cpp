@@ -54,11 +54,11 @@ public:
 private:
     void fill(const Corners& corners, const Paint& paint) { layers_.fill(projection_, corners, paint); }
 
-    // Clouds on a plane high above; no haze hides them.
+    // Clouds on a plane high above.
     void sky()
     {
-        layers_.albedo = cv::Scalar(205, 190, 178, 110);
-        fill(level(-40000, 40000, 100, 60000, 900), matte(0.52f, 0.6f, 0.7f, 0.3f, 0.16f));
+        layers_.albedo = cv::Scalar(235, 222, 210, 110);
+        fill(level(-40000, 40000, 100, 60000, 900), matte(0.66f, 0.76f, 0.9f, 0.3f, 0.16f));
         layers_.place = cv::Scalar(0, 190, 0, 0);
     }
 

@@ -155,4 +155,31 @@ TEST_F(LightKeys, TheNearLampLightsWhatIsNearAndTheFarOneWhatIsFar)
     EXPECT_GT(lit(0, 100), lit(100, 0) + 20);
 }
 
+TEST_F(LightKeys, DefogGivesBackPartOfWhatHazeHides)
+{
+    const auto far = [this] {
+        cv::Scalar middle, deviation;
+        cv::meanStdDev(shoot()(cv::Rect(20, 40, 110, 60)), middle, deviation);
+        return deviation[1];
+    };
+    service_->setLight(8000);
+    const double clear = far();
+    services::Weather weather;
+    weather.haze = 70;
+    service_->setWeather(weather);
+    const double hidden = far();
+    EXPECT_LT(hidden, clear * 0.8);
+    set(IA_CMD_DEFLG_SWITCH, 1);
+    std::vector<double> given;
+    for (const int strength : {0, 20, 40, 60, 80, 100})
+    {
+        set(IA_CMD_DEFLG_STRG, strength);
+        given.push_back(far());
+    }
+    EXPECT_NEAR(hidden, given.front(), 1);
+    expectRising(given, 0, 5);
+    set(IA_CMD_DEFLG_SWITCH, 2);
+    EXPECT_GT(far(), hidden + 5) << "by itself, in haze";
+}
+
 }  // namespace
