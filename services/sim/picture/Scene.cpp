@@ -18,6 +18,7 @@ constexpr double kSunny = 20000;           // and from which it shines fully
 constexpr float kDaylightInfrared = 0.8f;  // of the same light in white, for a sensor without its cut filter
 constexpr float kLampInfrared = 1.5f;
 constexpr double kLightChange = 0.004;  // a smaller change of the daylight draws nothing anew
+constexpr double kZoomStep = 1.06;      // a smaller change of the zoom draws nothing anew while the lens zooms
 
 // Infrared lamps: what they give at 10 m straight ahead, and how wide they spread.
 struct Beam
@@ -264,6 +265,7 @@ void Scene::dazzle(const Light& light, const Flare& flare, std::vector<cv::Rect>
     touched.push_back(area);
 }
 
+// Drawn anew only when the zoom has come some way further; in between, a part of what is there is enlarged.
 const cv::Mat& Scene::lookCoarsely(const View& view, const Framing& framing, double seconds)
 {
     if (!coarse_)
@@ -272,8 +274,14 @@ const cv::Mat& Scene::lookCoarsely(const View& view, const Framing& framing, dou
     }
     View resting = view;
     resting.lens.zoomMoving = false;
-    cv::resize(coarse_->look(resting, {framing.zoom, framing.offset / 2}, seconds), enlarged_,
-               frame_ + cv::Size(2 * margin_, 2 * margin_), 0, 0, cv::INTER_LINEAR);
+    const Framing drawn{std::pow(kZoomStep, std::floor(std::log(framing.zoom) / std::log(kZoomStep))),
+                        framing.offset / 2};
+    const cv::Mat& street = coarse_->look(resting, drawn, seconds);
+    const cv::Point2d size(street.cols, street.rows);
+    const cv::Point2d centre = size / 2 - cv::Point2d(drawn.offset);
+    const double part = drawn.zoom / framing.zoom;
+    const cv::Rect seen(cv::Point(centre * (1 - part)), cv::Point(centre + (size - centre) * part));
+    cv::resize(street(seen), enlarged_, frame_ + cv::Size(2 * margin_, 2 * margin_), 0, 0, cv::INTER_LINEAR);
     return enlarged_;
 }
 

@@ -33,10 +33,31 @@ Paint shaded(Paint paint, float facing, float sun)
     return paint;
 }
 
+struct Pictures
+{
+    const cv::Mat colours = colourChart();
+    const cv::Mat lines = resolutionChart();
+    const cv::Mat shopWindow = picture::shopWindow();
+    const cv::Mat shopSign = picture::shopSign();
+    const cv::Mat vanPlate = numberPlate("B KT 5107");
+    const cv::Mat carPlate = numberPlate("M LX 4826");
+};
+
+const Pictures& pictures()
+{
+    static const Pictures made;
+    return made;
+}
+
 class Drawing
 {
 public:
-    Drawing(Layers& layers, const Projection& projection) : layers_(layers), projection_(projection) {}
+    Drawing(Layers& layers, const Projection& projection)
+        : layers_(layers),
+          projection_(projection),
+          pictures_(pictures())
+    {
+    }
 
     void draw()
     {
@@ -202,12 +223,12 @@ private:
     void shop(const House& house)
     {
         Paint light;
-        light.image = &shopWindow_;
+        light.image = &pictures_.shopWindow;
         light.sun = 0.2f;
         light.glow = 13;
         fill(along(kFacade + 0.06f, house.from + 0.8f, house.to - 3, 0.6f, 3), light);
         Paint sign;
-        sign.image = &shopSign_;
+        sign.image = &pictures_.shopSign;
         sign.glow = 7;
         fill(along(kFacade + 0.25f, house.from + 0.6f, house.to - 2.8f, 3.15f, 4), sign);
         fill(along(kFacade + 0.06f, house.to - 2.4f, house.to - 1.2f, 0.1f, 2.6f),
@@ -285,14 +306,14 @@ private:
         const Paint leg = matte(0.15f, 0.13f, 0.1f, 0.2f, 0);
         fill(across(17, 4.6f, 4.68f, 0, 0.9f), leg);
         fill(across(17, 6.1f, 6.18f, 0, 0.9f), leg);
-        board.image = &colours_;
+        board.image = &pictures_.colours;
         fill(across(16.95f, 4.5f, 6.3f, 1.5f, 2.7f), board);
-        board.image = &lines_;
+        board.image = &pictures_.lines;
         fill(across(16.95f, 4.5f, 6.3f, 0.3f, 1.5f), board);
         // Small ones beside the car, for a long lens.
-        board.image = &lines_;
+        board.image = &pictures_.lines;
         fill(across(34.9f, 1.0f, 1.3f, 0.8f, 1.0f), board);
-        board.image = &colours_;
+        board.image = &pictures_.colours;
         fill(across(34.9f, 1.0f, 1.3f, 0.6f, 0.8f), board);
         fill(across(34.95f, 1.12f, 1.18f, 0, 0.6f), leg);
     }
@@ -302,23 +323,20 @@ private:
         Vehicle van;
         van.body = Body::van;
         van.colour = {0.55f, 0.56f, 0.55f};
-        van.plate = numberPlate("B KT 5107");
+        van.plate = pictures_.vanPlate;
         van.x = 0.35f;
         van.y = 44;
         drawVehicle(layers_, projection_, van);
         Vehicle car;
         car.colour = {0.09f, 0.1f, 0.42f};
-        car.plate = numberPlate("M LX 4826");
+        car.plate = pictures_.carPlate;
         car.y = 35;
         drawVehicle(layers_, projection_, car);
     }
 
     Layers& layers_;
     const Projection& projection_;
-    const cv::Mat colours_ = colourChart();
-    const cv::Mat lines_ = resolutionChart();
-    const cv::Mat shopWindow_ = shopWindow();
-    const cv::Mat shopSign_ = shopSign();
+    const Pictures& pictures_;
 };
 
 }  // namespace

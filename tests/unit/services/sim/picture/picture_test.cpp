@@ -90,6 +90,71 @@ TEST_F(PictureOfACamera, SaysWhenItIsNightOrFrozen)
     EXPECT_TRUE(frame->frozen);
 }
 
+TEST_F(PictureOfACamera, FrozenGivesTheLastFrameAgainAndDrawsNothing)
+{
+    int stages = 0;
+    small_.setWatch([&stages](const char*) { ++stages; });
+    const auto last = small_.next();
+    ASSERT_TRUE(last);
+    EXPECT_GT(stages, 0);
+    stages = 0;
+    set(IA_CMD_FREEZE, 1);
+    set(IA_CMD_UI_MIRROR, 1);
+    for (int i = 0; i < 3; ++i)
+    {
+        const auto frozen = small_.next();
+        ASSERT_TRUE(frozen);
+        EXPECT_TRUE(frozen->frozen);
+        EXPECT_EQ(last->jpeg, frozen->jpeg);
+    }
+    EXPECT_EQ(0, stages);
+    set(IA_CMD_FREEZE, 0);
+    const auto next = small_.next();
+    ASSERT_TRUE(next);
+    EXPECT_FALSE(next->frozen);
+    EXPECT_NE(last->jpeg, next->jpeg);
+    EXPECT_GT(stages, 0);
+}
+
+TEST_F(PictureOfACamera, OpenedFrozenShowsWhatItSawFirst)
+{
+    set(IA_CMD_FREEZE, 1);
+    const auto first = small_.next();
+    const auto second = small_.next();
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ("\xFF\xD8\xFF", beginning(*first));
+    EXPECT_EQ(first->jpeg, second->jpeg);
+    EXPECT_LT(first->number, second->number);
+}
+
+// What is set while nobody waits for a frame is in the next one; while one is drawn, in the one after it.
+TEST_F(PictureOfACamera, ShowsWhatWasSetInTheNextFrame)
+{
+    const auto before = small_.next();
+    set(IA_CMD_BEAWAY, 1);
+    const auto after = small_.next();
+    ASSERT_TRUE(before && after);
+    EXPECT_EQ(160, before->width);
+    EXPECT_EQ(90, after->width);
+}
+
+TEST_F(PictureOfACamera, DrawsNothingUntilItIsAskedForAFrame)
+{
+    std::atomic<int> looks{0};
+    const std::unique_ptr<services::PictureSource> picture = std::make_unique<Picture>(
+        [this, &looks] {
+            ++looks;
+            return service_->look();
+        },
+        cv::Size(160, 90));
+    EXPECT_EQ(0, looks);
+    picture->next();
+    const int once = looks;
+    EXPECT_GT(once, 0);
+    picture->stop();
+    EXPECT_FALSE(picture->next());
+}
+
 TEST_F(PictureOfACamera, NumbersItsFramesUpwards)
 {
     const auto first = small_.next();
