@@ -278,7 +278,7 @@ const cv::Mat& Scene::lookCoarsely(const View& view, const Framing& framing, dou
                         framing.offset / 2};
     const cv::Mat& street = coarse_->look(resting, drawn, seconds);
     const cv::Point2d size(street.cols, street.rows);
-    const cv::Point2d centre = size / 2 - cv::Point2d(drawn.offset);
+    const cv::Point2d centre = size / 2 + cv::Point2d(drawn.offset);
     const double part = drawn.zoom / framing.zoom;
     const cv::Rect seen(cv::Point(centre * (1 - part)), cv::Point(centre + (size - centre) * part));
     cv::resize(street(seen), enlarged_, frame_ + cv::Size(2 * margin_, 2 * margin_), 0, 0, cv::INTER_LINEAR);

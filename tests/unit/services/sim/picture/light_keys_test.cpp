@@ -67,12 +67,17 @@ TEST_F(LightKeys, TheThresholdsSayAtWhichLightColourGoesAndComes)
 
 TEST_F(LightKeys, ColourGoesWhenTheDelayIsOver)
 {
-    set(IA_CMD_DELAY, 30);
-    service_->setLight(1);
-    pass(29s);
-    EXPECT_FALSE(monochrome());
-    pass(2s);
-    EXPECT_TRUE(monochrome());
+    for (const int delay : {2, 30, 75, 120})
+    {
+        service_->setLight(300);
+        pass(180s);
+        set(IA_CMD_DELAY, delay);
+        service_->setLight(1);
+        pass(std::chrono::seconds(delay - 1));
+        EXPECT_FALSE(monochrome()) << delay << " s";
+        pass(2s);
+        EXPECT_TRUE(monochrome()) << delay << " s";
+    }
 }
 
 TEST_F(LightKeys, ColourGoesAndComesAtTheTimesThatAreSet)

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <thread>
 
 #include "tests/unit/services/sim/SimCamera.h"
@@ -26,6 +29,27 @@ TEST_F(PictureOfACamera, ComesFromTheModuleThatTheServiceLoads)
     EXPECT_EQ("\xFF\xD8\xFF", beginning(*frame));
     EXPECT_EQ(1280, frame->width);
     EXPECT_EQ(720, frame->height);
+}
+
+bool moduleIsLoaded()
+{
+    std::ifstream maps("/proc/self/maps");
+    const std::string all{std::istreambuf_iterator<char>(maps), {}};
+    EXPECT_NE(std::string::npos, all.find("libc")) << "what is loaded cannot be read";
+    return all.find("libsensorsim-picture") != std::string::npos;
+}
+
+TEST_F(PictureOfACamera, LoadsItsModuleWhenAPictureIsWantedAndNotBefore)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");  // in a process that has opened no picture yet
+    EXPECT_EXIT(
+        {
+            service_->look();
+            const bool before = moduleIsLoaded();
+            service_->openPicture();
+            std::exit(before ? 1 : moduleIsLoaded() ? 0 : 2);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST_F(PictureOfACamera, SeesWhatTheServiceAnswers)
@@ -138,21 +162,19 @@ TEST_F(PictureOfACamera, ShowsWhatWasSetInTheNextFrame)
     EXPECT_EQ(90, after->width);
 }
 
-TEST_F(PictureOfACamera, DrawsNothingUntilItIsAskedForAFrame)
+TEST_F(PictureOfACamera, DrawsNothingButTheFramesThatItIsAskedFor)
 {
-    std::atomic<int> looks{0};
-    const std::unique_ptr<services::PictureSource> picture = std::make_unique<Picture>(
-        [this, &looks] {
-            ++looks;
-            return service_->look();
-        },
-        cv::Size(160, 90));
-    EXPECT_EQ(0, looks);
-    picture->next();
-    const int once = looks;
-    EXPECT_GT(once, 0);
-    picture->stop();
-    EXPECT_FALSE(picture->next());
+    int drawn = 0;
+    small_.setWatch([&drawn](const char* stage) { drawn += stage == std::string("sensor") ? 1 : 0; });
+    EXPECT_EQ(0, drawn);
+    for (int frame = 1; frame <= 3; ++frame)
+    {
+        small_.next();
+        EXPECT_EQ(frame, drawn);
+    }
+    small_.stop();
+    small_.next();
+    EXPECT_EQ(3, drawn);
 }
 
 TEST_F(PictureOfACamera, NumbersItsFramesUpwards)
