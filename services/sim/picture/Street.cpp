@@ -67,6 +67,7 @@ public:
         farEnd();
         leftHouses();
         rightHouses();
+        shadows();
         posts();
         charts();
         parkedCars();
@@ -275,6 +276,41 @@ private:
         fill(level(kWall, kWall + 0.3f, 4, 160, 1.1f), matte(0.42f, 0.4f, 0.36f, 0.45f, 0.2f));
     }
 
+    // The sun stands behind the camera and to the right of it.
+    void shadows()
+    {
+        Paint half;
+        half.shades = 0.45f;
+        const auto onGround = [](float x, float y, float height) {
+            return Point(x - 0.75f * height, y + 0.4f * height, 0.1f);
+        };
+        for (float y = 150; y > 30; y -= 26)
+        {
+            fill({{12, y, 0}, onGround(12, y, 6.5f), onGround(12, y + 16, 6.5f), {12, y + 16, 0}}, half);
+        }
+        for (const Tree& tree : trees())
+        {
+            fill({{tree.x - 0.15f, tree.y, 0.1f},
+                  {tree.x + 0.15f, tree.y, 0.1f},
+                  onGround(tree.x + 0.1f, tree.y, tree.height * 0.5f),
+                  onGround(tree.x - 0.1f, tree.y, tree.height * 0.5f)},
+                 half);
+            const Point middle = onGround(tree.x, tree.y, tree.height - tree.crown);
+            for (const float size : {1.1f, 0.9f})
+            {
+                Corners crown;
+                for (int i = 0; i < 40; ++i)
+                {
+                    const float turn = i * 0.15708f;
+                    const float uneven = 1 + 0.1f * std::sin(turn * 7 + tree.y) + 0.07f * std::sin(turn * 13);
+                    const float far = tree.crown * size * uneven;
+                    crown.push_back(middle + Point(far * std::cos(turn), far * std::sin(turn) * 1.1f, 0));
+                }
+                fill(crown, half);
+            }
+        }
+    }
+
     void posts()
     {
         const Paint steel = shaded(matte(0.2f, 0.21f, 0.21f, 0.3f, 0.1f), 1, 0.7f);
@@ -361,6 +397,13 @@ std::vector<Point> streetLamps()
         lamps.push_back({-5.6f, y, 7});
     }
     return lamps;
+}
+
+const std::vector<Tree>& trees()
+{
+    static const std::vector<Tree> planted = {
+        {5.4f, 52, 7.5f, 2.6f, 90}, {5.5f, 38, 8.5f, 2.9f, 130}, {5.3f, 25.5f, 7.2f, 2.2f, 170}};
+    return planted;
 }
 
 void drawStreet(Layers& layers, const Projection& projection)

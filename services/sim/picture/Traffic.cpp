@@ -5,6 +5,7 @@
 
 #include "services/sim/picture/Charts.h"
 #include "services/sim/picture/Shapes.h"
+#include "services/sim/picture/Street.h"
 
 namespace sim::picture {
 namespace {
@@ -120,14 +121,6 @@ cv::Rect drawWalker(Layers& layers, const Projection& projection, const Walker& 
     fill(disc({x, y - 0.05f, tall - 0.075f}, 0.11f), cloth(colour(300) * 0.3f, 0.3f));
     return touched;
 }
-
-struct Tree
-{
-    float x, y, height, crown;  // metres
-    int clusters;               // of leaves
-};
-
-constexpr Tree kTrees[] = {{5.4f, 52, 7.5f, 2.6f, 90}, {5.5f, 38, 8.5f, 2.9f, 130}, {5.3f, 25.5f, 7.2f, 2.2f, 170}};
 
 // The crown's leaves in clusters, dark ones behind bright ones; the wind moves the upper ones more.
 cv::Rect drawTree(Layers& layers, const Projection& projection, const Tree& tree, const Moment& moment)
@@ -287,7 +280,7 @@ void Traffic::draw(Layers& layers, const Projection& projection, const Moment& m
             }
         }
     }
-    for (const Tree& tree : kTrees)
+    for (const Tree& tree : trees())
     {
         touched.push_back(drawTree(layers, projection, tree, moment));
     }

@@ -95,6 +95,20 @@ TEST(Scene, IsAsBrightAsItsLight)
     EXPECT_NEAR(2, mean(fresh(view, {}, 5)) / before, 0.08) << "but for the lamps";
 }
 
+// The shadow of a tree on the pavement.
+TEST(Scene, ThrowsShadowsWhenTheSunShines)
+{
+    const auto shaded = [](double lux, int haze) {
+        View view = day();
+        view.lux = lux;
+        view.haze = haze;
+        const cv::Mat radiance = fresh(view, {}, 5);
+        return mean(radiance(cv::Rect(174, 109, 14, 4))) / mean(radiance(cv::Rect(174, 135, 14, 4)));
+    };
+    EXPECT_LT(shaded(40000, 0), 0.7 * shaded(2000, 0)) << "in the sun darker than under clouds";
+    EXPECT_GT(shaded(40000, 100), shaded(40000, 0)) << "no sun in fog";
+}
+
 TEST(Scene, LightsItsLampsAtDusk)
 {
     View view = day();
