@@ -1,7 +1,7 @@
 // Schemes: windows are drawn on the day's chart, and the camera changes over by them.
 import assert from 'node:assert';
 import test, { after, before } from 'node:test';
-import { Camera, launch, open, until } from './support.mjs';
+import { Camera, draw, launch, open, until } from './support.mjs';
 
 let camera, browser;
 before(async () => {
@@ -15,18 +15,6 @@ after(async () => {
 
 const windowOf = (scheme) => camera.ask('GET', `/api/schemes/${scheme}/window`);
 const put = (scheme, enabled, from, to) => camera.ask('PUT', `/api/schemes/${scheme}/window`, { enabled, from, to });
-
-/** Draws on a scheme's lane, from one time to another. */
-async function draw(page, scheme, from, to) {
-    let box = null; // for a moment there is none when the chart is drawn anew
-    await until(async () => (box = await page.locator(`[data-scheme="${scheme}"] .lane`).boundingBox()));
-    const x = (hour) => box.x + (box.width * hour) / 24;
-    await page.mouse.move(x(from), box.y + box.height / 2);
-    await page.mouse.down();
-    await page.mouse.move(x((from + to) / 2), box.y + box.height / 2);
-    await page.mouse.move(x(to), box.y + box.height / 2);
-    await page.mouse.up();
-}
 
 test('a window is drawn, moved, and set by the keyboard', async () => {
     await put(1, false, '00:00', '24:00');
@@ -106,7 +94,7 @@ test('a window that the camera refuses says why, and stays as it was', async () 
     await page.keyboard.press('Enter');
     await page.locator('.notice', { hasText: 'The window must start before it ends' }).waitFor();
     assert.strictEqual((await windowOf(3)).from, '06:00');
-    assert.strictEqual(await page.getByRole('textbox', { name: 'Scheme 3 from' }).inputValue(), '06:00');
+    await until(async () => (await page.getByRole('textbox', { name: 'Scheme 3 from' }).inputValue()) === '06:00');
     await page.context().close();
 });
 

@@ -16,8 +16,8 @@ class DiagnosticsPage extends Page {
     #trace = h('pre', { class: 'log', tabindex: '0', role: 'log' });
     #filter = h('input', { type: 'search' });
     #toggle = h('button', { type: 'button' });
-    #log = h('pre', { class: 'log', tabindex: '0' });
-    #document = h('pre', { class: 'log', tabindex: '0' });
+    #log = h('pre', { class: 'log', tabindex: '0', role: 'group' });
+    #document = h('pre', { class: 'log', tabindex: '0', role: 'group' });
     #plan = h('div', {});
     #events = h('ul', { class: 'rows events' });
     /** @type {EventSource | null} */
