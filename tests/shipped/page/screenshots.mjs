@@ -17,13 +17,6 @@ async function camera(model, time, world = {}) {
 }
 
 async function take(page, name) {
-    if ((await page.locator('sc-picture').count()) > 0) {
-        const frame = async () => Number((await page.locator('sc-picture').first().getAttribute('data-frame')) ?? 0);
-        await page.locator('sc-picture.has-picture').first().waitFor();
-        const first = await frame();
-        await until(async () => (await frame()) > first + kSettled, 'frames', 60);
-    }
-    await page.evaluate(() => document.fonts.ready);
     await page.screenshot({ path: path.join(folder, `${name}.jpg`), type: 'jpeg', quality: 85 });
     if (page.failures.length > 0) {
         throw new Error(`${name}: ${page.failures.join('\n')}`);
@@ -31,31 +24,40 @@ async function take(page, name) {
     await page.context().close();
 }
 
+async function takeWithPicture(page, name) {
+    const picture = page.locator('sc-picture.has-picture').first();
+    const frame = async () => Number(await picture.getAttribute('data-frame'));
+    const first = await frame();
+    await until(async () => (await frame()) > first + kSettled, 'frames', 60);
+    await take(page, name);
+}
+
 const show = (where, options = {}) =>
-    open(browser, where, { viewport: { width: 1280, height: 800 }, colorScheme: 'light', ...options });
+    open(browser, where, { viewport: { width: 1280, height: 720 }, colorScheme: 'light', ...options });
 
 const day = await camera('fixed', '10:30');
 await day.ask('PATCH', '/api/parameters', { brightness: 54, contrast: 58 });
-await take(await show(day.url), 'live-day');
+await takeWithPicture(await show(day.url), 'live-day');
 
 await day.ask('POST', '/api/save');
 await day.ask('PATCH', '/api/parameters', { saturation: 61, sharpness: 57 });
 const parameters = await show(`${day.url}/#parameters`);
 await parameters.getByRole('slider', { name: 'Sharpness' }).waitFor();
 await parameters.getByRole('button', { name: /^Save \(/ }).waitFor();
-await take(parameters, 'parameters');
+await takeWithPicture(parameters, 'parameters');
 await day.ask('POST', '/api/save');
 
+await day.ask('PUT', '/api/schemes/0/window', { enabled: false, from: '00:00', to: '24:00' });
+await day.ask('PUT', '/api/schemes/1', { brightness: 62, saturation: 20 });
 const schemes = await show(`${day.url}/#schemes`);
 for (const [scheme, from, to] of [
-    [1, 19, 23],
-    [2, 7, 9],
-    [3, 8.5, 16],
+    [0, 9, 16],
+    [1, 6.5, 19.5],
+    [2, 19.5, 23],
 ]) {
     await draw(schemes, scheme, from, to);
     await until(async () => (await day.ask('GET', `/api/schemes/${scheme}/window`)).enabled);
 }
-await day.ask('PUT', '/api/schemes/1', { brightness: 62, saturation: 20 });
 await schemes.mouse.move(0, 0);
 await schemes.getByRole('row', { name: /^Saturation/ }).waitFor();
 await take(schemes, 'schemes');
@@ -65,10 +67,10 @@ await day.ask('PUT', '/api/lens', { focusMode: 1 });
 await lens.getByRole('button', { name: 'Measure' }).click();
 await lens.getByRole('img', { name: /^Sharpness over focus position; sharpest at/ }).waitFor();
 await until(() => lens.getByRole('button', { name: 'Measure' }).isEnabled());
-await take(lens, 'lens');
+await takeWithPicture(lens, 'lens');
 
-const diagnostics = await show(`${day.url}/#diagnostics`);
 await day.ask('PUT', '/api/diagnostics', { level: 6 });
+const diagnostics = await show(`${day.url}/#diagnostics`);
 await diagnostics.getByRole('button', { name: 'Listen' }).click();
 await diagnostics.getByText('Waiting for the next line').waitFor();
 await until(async () => {
@@ -79,13 +81,13 @@ await take(diagnostics, 'diagnostics');
 await day.remove();
 
 const dusk = await camera('dome', '17:40');
-await take(await show(`${dusk.url}/#world`), 'world');
+await takeWithPicture(await show(`${dusk.url}/#world`), 'world');
 await dusk.remove();
 
 const night = await camera('lpr', '22:30');
 await until(async () => (await night.ask('GET', '/api/status')).lamps > 0);
-await take(await show(night.url, { colorScheme: 'dark' }), 'live-night');
-await take(
+await takeWithPicture(await show(night.url, { colorScheme: 'dark' }), 'live-night');
+await takeWithPicture(
     await show(night.url, {
         viewport: { width: 390, height: 780 },
         deviceScaleFactor: 2,
