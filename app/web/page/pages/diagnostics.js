@@ -1,7 +1,7 @@
 // What the library prints and serves, and what leaves and enters the camera as a document.
 import { ask, get } from '../api.js';
 import { camera } from '../camera.js';
-import { nameOf, schemeName } from '../controls.js';
+import { nameOf, schemeName } from '../names.js';
 import { h, icon, refill } from '../dom.js';
 import { parametersIn } from '../style-document.js';
 import { known, t } from '../texts.js';
