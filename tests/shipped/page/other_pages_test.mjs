@@ -15,7 +15,7 @@ after(async () => {
     await camera.remove();
 });
 
-test('the lens moves for as long as the button is pressed', async () => {
+test('the lens moves for as long as the button is pressed, and to the position that is typed', async () => {
     const page = await open(browser, `${camera.url}/#lens`);
     const before = (await camera.ask('GET', '/api/lens')).zoom;
     const steps = () => page.requests.filter((request) => request.url().endsWith('/api/lens/zoom-in')).length;
@@ -30,6 +30,9 @@ test('the lens moves for as long as the button is pressed', async () => {
     await page.locator('.figures').getByText(after_.zoom.toLocaleString('en'), { exact: true }).waitFor();
     await button.press('Enter');
     await until(async () => (await camera.ask('GET', '/api/lens')).zoom > after_.zoom);
+    await page.getByRole('spinbutton', { name: /^Zoom position/ }).fill('20000');
+    await page.keyboard.press('Enter');
+    await until(async () => (await camera.ask('GET', '/api/lens')).zoom === 20000);
     assert.deepStrictEqual(page.failures, []);
     await page.context().close();
 });
@@ -46,7 +49,7 @@ test('the focus curve is measured, and the lens stays where it was sharpest', as
     await page.context().close();
 });
 
-test('light and time of the world are moved, and the camera changes to night', async () => {
+test('light, time and speed of the world are set, the camera changes to night, and a device fails', async () => {
     const page = await open(browser, `${camera.url}/#world`);
     await page.getByRole('button', { name: 'Moonlight' }).click();
     await until(async () => (await camera.ask('GET', '/api/world')).lux === 0.2);
@@ -54,6 +57,10 @@ test('light and time of the world are moved, and the camera changes to night', a
     await until(async () => (await camera.ask('GET', '/api/world')).time.startsWith('23:0'));
     await page.locator('.figures').getByText('Night', { exact: true }).waitFor();
     await page.getByRole('button', { name: 'Sunshine' }).click();
+    for (const speed of [60, 1]) {
+        await page.getByRole('radiogroup', { name: 'Speed' }).getByText(`${speed}×`, { exact: true }).click();
+        await until(async () => (await camera.ask('GET', '/api/world')).speed === speed);
+    }
     await page.getByRole('combobox', { name: 'Parameter' }).selectOption({ label: 'Sharpness' });
     await page.getByRole('button', { name: 'Add' }).click();
     await page.getByText('Sharpness: 1 × status -4').waitFor();

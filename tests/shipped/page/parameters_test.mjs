@@ -62,6 +62,10 @@ test('undo takes back what was changed here, and leaves what somebody else has c
     await until(async () => (await value('saturation')) === 60);
     await page.getByRole('button', { name: 'Undo' }).click();
     await until(async () => (await value('saturation')) === 50);
+    await page.getByRole('button', { name: 'Redo' }).click();
+    await until(async () => (await value('saturation')) === 60);
+    await page.keyboard.press('Control+z');
+    await until(async () => (await value('saturation')) === 50);
     await page.getByRole('spinbutton', { name: 'Sharpness' }).fill('60');
     await page.keyboard.press('Enter');
     await until(async () => (await value('sharpness')) === 60);

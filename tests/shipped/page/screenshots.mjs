@@ -5,6 +5,7 @@ import path from 'node:path';
 import { Camera, draw, launch, open, until } from './support.mjs';
 
 const folder = process.argv[5];
+const kPlates = 28000; // zoom position from which they can be read
 const kSettled = 60; // frames until exposure and noise reduction have come to rest
 
 mkdirSync(folder, { recursive: true });
@@ -78,6 +79,9 @@ await until(async () => {
     return (await diagnostics.getByRole('log').innerText()).split('\n').length > 8;
 });
 await take(diagnostics, 'diagnostics');
+
+const phone = { viewport: { width: 390, height: 780 }, deviceScaleFactor: 2, isMobile: true, hasTouch: true };
+await takeWithPicture(await show(day.url, { ...phone, colorScheme: 'dark' }), 'phone');
 await day.remove();
 
 const dusk = await camera('dome', '17:40');
@@ -85,17 +89,10 @@ await takeWithPicture(await show(`${dusk.url}/#world`), 'world');
 await dusk.remove();
 
 const night = await camera('lpr', '22:30');
-await until(async () => (await night.ask('GET', '/api/status')).lamps > 0);
-await takeWithPicture(await show(night.url, { colorScheme: 'dark' }), 'live-night');
-await takeWithPicture(
-    await show(night.url, {
-        viewport: { width: 390, height: 780 },
-        deviceScaleFactor: 2,
-        isMobile: true,
-        hasTouch: true,
-        colorScheme: 'dark',
-    }),
-    'phone',
+await night.ask('PUT', '/api/lens', { zoom: kPlates });
+await until(
+    async () => (await night.ask('GET', '/api/status')).lamps > 0 && !(await night.ask('GET', '/api/lens')).zoomMoving,
 );
+await takeWithPicture(await show(night.url, { colorScheme: 'dark' }), 'live-night');
 await night.remove();
 await browser.close();
