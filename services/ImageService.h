@@ -50,6 +50,15 @@ struct ParameterState
     std::string labelOf(int wanted) const;
 };
 
+// In per cent; what is outside 0 to 100 counts as the end next to it.
+struct Weather
+{
+    static constexpr int kMost = 100;
+
+    int haze = 0;   // 100: fog that hides what is 60 m away
+    int wind = 20;  // 100: a storm in the trees
+};
+
 // What is around the camera, where a service lets it be changed. Thread-safe.
 class World
 {
@@ -63,6 +72,8 @@ public:
     // Metres to the object that the lens focuses on.
     virtual void setDistance(double metres) = 0;
     virtual double distance() const = 0;
+    virtual void setWeather(Weather weather) = 0;
+    virtual Weather weather() const = 0;
 };
 
 class PlannedFailures;

@@ -37,7 +37,8 @@ public:
 
     int call(ia_cmd_e cmd, int opt, void* data) override;
 
-    // Power-on state: every value, the lens, the registers, 300 lux, an object at 10 m. Keeps the module.
+    // Power-on state: every value, the lens, the registers, and the scene: 300 lux, an object at 10 m, clear
+    // weather. Keeps the module.
     void reset();
 
     bool setModule(int id) override;
@@ -52,6 +53,8 @@ public:
     // At least 0.01 metres.
     void setDistance(double metres) override;
     double distance() const override;
+    void setWeather(Weather weather) override;
+    Weather weather() const override;
 
     // ---- what cannot be read as a parameter ----
 
@@ -101,6 +104,7 @@ private:
     const SensorModule* module_;
     Values values_;
     Light light_;
+    Weather weather_;
     mutable DayNight dayNight_;
     mutable Lens lens_;
     std::map<int, int> registers_;

@@ -58,6 +58,8 @@ picture::View Service::look() const
     view.lux = light_.lux(view.secondsOfDay);
     view.night = dayNight_.night();
     view.lamps = lampsNow();
+    view.haze = weather_.haze;
+    view.wind = weather_.wind;
     return view;
 }
 

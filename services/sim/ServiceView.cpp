@@ -52,6 +52,7 @@ void Service::powerOn()
         }
     }
     light_.set(kPowerOnLux);
+    weather_ = {};
     dayNight_.reset(now_);
     lens_.reset();
     registers_.clear();
@@ -148,6 +149,18 @@ double Service::distance() const
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     return lens_.distance();
+}
+
+void Service::setWeather(Weather weather)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    weather_ = {std::clamp(weather.haze, 0, Weather::kMost), std::clamp(weather.wind, 0, Weather::kMost)};
+}
+
+Weather Service::weather() const
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return weather_;
 }
 
 // ---- what a page shows -------------------------------------------------------------------------------------

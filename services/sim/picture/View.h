@@ -19,6 +19,8 @@ struct View
     double secondsOfDay = 0;  // camera's local time
     bool night = false;       // the infrared cut filter is away, the picture is monochrome
     Infrared lamps = {};      // per cent
+    int haze = Weather().haze;
+    int wind = Weather().wind;
 };
 
 // Looks at the camera. Thread-safe.

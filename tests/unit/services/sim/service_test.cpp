@@ -338,16 +338,29 @@ TEST_F(Options, ResetGoesBackToPowerOnButKeepsTheModule)
     ia_sensor_check_st write{0x40, 1, 1, 0};
     service_->call(IA_CMD_SENSOR_CHECK, IA_CMD_OPT_SET, &write);
     service_->setLight(3);
+    service_->setWeather({30, 70});
     pass(1min);
     service_->reset();
     EXPECT_EQ(50, get(IA_CMD_BRIGHTNESS));
     EXPECT_EQ(16384, get(IA_CMD_MZ_POSITION));
     EXPECT_EQ(0, get(IA_CMD_DN_STATE));
     EXPECT_EQ(sim::Service::kPowerOnLux, service_->light());
+    EXPECT_EQ(0, service_->weather().haze);
+    EXPECT_EQ(20, service_->weather().wind);
     ia_sensor_check_st read{0x40, 2, 0, -1};
     service_->call(IA_CMD_SENSOR_CHECK, IA_CMD_OPT_GET, &read);
     EXPECT_EQ(0, read.result);
     EXPECT_EQ(30, get(IA_CMD_SENSOR_FPS));
+}
+
+TEST_F(Options, WeatherIsKeptWithinZeroAndAHundredPerCent)
+{
+    service_->setWeather({55, 0});
+    EXPECT_EQ(55, service_->weather().haze);
+    EXPECT_EQ(0, service_->weather().wind);
+    service_->setWeather({-1, 101});
+    EXPECT_EQ(0, service_->weather().haze);
+    EXPECT_EQ(100, service_->weather().wind);
 }
 
 TEST_F(Options, StateListsEveryWordWithNameUnitRangeAndValue)

@@ -32,6 +32,7 @@ TEST_F(PictureOfACamera, SeesWhatTheServiceAnswers)
 {
     service_->setLight(3);
     service_->setDistance(4);
+    service_->setWeather({30, 70});
     set(IA_CMD_BRIGHTNESS, 61);
     set(IA_CMD_MZ_POSITION, 20000);
     pass(std::chrono::minutes(2));
@@ -49,6 +50,8 @@ TEST_F(PictureOfACamera, SeesWhatTheServiceAnswers)
     EXPECT_EQ((12 * 60 + 2) * 60, view.secondsOfDay);
     EXPECT_TRUE(view.night);
     EXPECT_EQ(service_->infrared().near, view.lamps.near);
+    EXPECT_EQ(30, view.haze);
+    EXPECT_EQ(70, view.wind);
 }
 
 TEST_F(PictureOfACamera, HasAReaderOfItsOwnEachTime)
