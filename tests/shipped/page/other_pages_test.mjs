@@ -71,6 +71,23 @@ test('light, time and speed of the world are set, the camera changes to night, a
     await page.context().close();
 });
 
+test('the weather is changed on one page, and another shows it', async () => {
+    const page = await open(browser, `${camera.url}/#world`);
+    const other = await open(browser, `${camera.url}/#world`);
+    await other.getByRole('slider', { name: 'Wind' }).waitFor();
+    await page.getByRole('slider', { name: 'Haze' }).fill('80');
+    await page.getByRole('slider', { name: 'Wind' }).fill('100');
+    await until(async () => {
+        const { haze, wind } = await camera.ask('GET', '/api/world');
+        return haze === 80 && wind === 100;
+    });
+    await until(async () => (await other.getByRole('slider', { name: 'Haze' }).inputValue()) === '80');
+    await until(async () => (await other.getByRole('slider', { name: 'Wind' }).inputValue()) === '100');
+    assert.deepStrictEqual([...page.failures, ...other.failures], []);
+    await page.context().close();
+    await other.context().close();
+});
+
 test("the library's lines are read as they come, by the words that they contain", async () => {
     const page = await open(browser, `${camera.url}/#diagnostics`);
     await page.getByRole('combobox', { name: 'Debug level' }).selectOption('6');
