@@ -1,7 +1,7 @@
 // Live: the picture, and changes that are tried out on it.
 import assert from 'node:assert';
 import test, { after, before } from 'node:test';
-import { Camera, launch, open, until, watchFrames } from './support.mjs';
+import { Camera, close, launch, open, until, watchFrames } from './support.mjs';
 
 let camera, browser;
 before(async () => {
@@ -28,8 +28,7 @@ test('the picture moves, and tells what each frame was taken with', async () => 
         .locator('.signals')
         .getByText(/^[\d.]+ % black · [\d.]+ % white$/)
         .waitFor();
-    assert.deepStrictEqual(page.failures, []);
-    await page.context().close();
+    await close(page);
 });
 
 /** Drags a slider to where its value is, in one movement. */
@@ -86,8 +85,7 @@ test('brightness that is dragged is in the picture two frames later', async () =
         }
         before = after;
     }
-    assert.deepStrictEqual(page.failures, []);
-    await page.context().close();
+    await close(page);
 });
 
 test('the picture is held, zoomed and kept as a file', async () => {
@@ -105,7 +103,7 @@ test('the picture is held, zoomed and kept as a file', async () => {
     await page.getByRole('button', { name: 'Whole picture' }).click();
     await page.getByRole('button', { name: 'Hold the picture' }).click();
     await until(async () => Number(await shown.getAttribute('data-frame')) > Number(held));
-    await page.context().close();
+    await close(page);
 });
 
 test('a change that is tried out stands beside the picture before it, and is taken back or kept', async () => {
@@ -127,6 +125,5 @@ test('a change that is tried out stands beside the picture before it, and is tak
         await until(async () => (await page.getByRole('slider', { name: 'Brightness' }).inputValue()) === String(left));
         assert.deepStrictEqual((await camera.ask('GET', '/api/trials')).trials, []);
     }
-    assert.deepStrictEqual(page.failures, []);
-    await page.context().close();
+    await close(page);
 });

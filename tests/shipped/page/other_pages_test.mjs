@@ -3,7 +3,7 @@ import assert from 'node:assert';
 import { readFileSync, writeFileSync } from 'node:fs';
 import path from 'node:path';
 import test, { after, before } from 'node:test';
-import { Camera, launch, open, until } from './support.mjs';
+import { Camera, close, launch, open, until } from './support.mjs';
 
 let camera, browser;
 before(async () => {
@@ -33,8 +33,7 @@ test('the lens moves for as long as the button is pressed, and to the position t
     await page.getByRole('spinbutton', { name: /^Zoom position/ }).fill('20000');
     await page.keyboard.press('Enter');
     await until(async () => (await camera.ask('GET', '/api/lens')).zoom === 20000);
-    assert.deepStrictEqual(page.failures, []);
-    await page.context().close();
+    await close(page);
 });
 
 test('the focus curve is measured, and the lens stays where it was sharpest', async () => {
@@ -45,8 +44,7 @@ test('the focus curve is measured, and the lens stays where it was sharpest', as
     await until(async () => (await page.locator('.curve circle.point').count()) > 20);
     await until(() => page.getByRole('button', { name: 'Measure' }).isEnabled());
     await page.getByRole('img', { name: /^Sharpness over focus position; sharpest at/ }).waitFor();
-    assert.deepStrictEqual(page.failures, []);
-    await page.context().close();
+    await close(page);
 });
 
 test('light, time and speed of the world are set, the camera changes to night, and a device fails', async () => {
@@ -67,8 +65,7 @@ test('light, time and speed of the world are set, the camera changes to night, a
     assert.strictEqual((await camera.ask('GET', '/api/world')).faults[0].name, 'KEY_SHARPNESS');
     await page.getByRole('button', { name: 'Remove' }).click();
     await until(async () => (await camera.ask('GET', '/api/world')).faults.length === 0);
-    assert.deepStrictEqual(page.failures, []);
-    await page.context().close();
+    await close(page);
 });
 
 test('the weather is changed on one page, and another shows it', async () => {
@@ -83,9 +80,8 @@ test('the weather is changed on one page, and another shows it', async () => {
     });
     await until(async () => (await other.getByRole('slider', { name: 'Haze' }).inputValue()) === '80');
     await until(async () => (await other.getByRole('slider', { name: 'Wind' }).inputValue()) === '100');
-    assert.deepStrictEqual([...page.failures, ...other.failures], []);
-    await page.context().close();
-    await other.context().close();
+    await close(page);
+    await close(other);
 });
 
 test("the library's lines are read as they come, by the words that they contain", async () => {
@@ -105,8 +101,7 @@ test("the library's lines are read as they come, by the words that they contain"
     await page.locator('.events').getByText('Values').first().waitFor();
     await page.getByRole('button', { name: 'Back to the start' }).click();
     await until(async () => (await camera.ask('GET', '/api/diagnostics')).level === 1);
-    assert.deepStrictEqual(page.failures, []);
-    await page.context().close();
+    await close(page);
 });
 
 test('schemes are exported, and an import shows what it would do before it does it', async () => {
@@ -125,8 +120,7 @@ test('schemes are exported, and an import shows what it would do before it does 
     assert.strictEqual((await camera.ask('GET', '/api/parameters/brightness')).inSchemes[2].value, 50);
     await page.getByRole('button', { name: 'Import' }).last().click();
     await until(async () => (await camera.ask('GET', '/api/parameters/brightness')).inSchemes[2].value === 57);
-    assert.deepStrictEqual(page.failures, []);
-    await page.context().close();
+    await close(page);
 });
 
 test('documents are shown as they are served, and values are set as text', async () => {
@@ -137,5 +131,5 @@ test('documents are shown as they are served, and values are set as text', async
     await page.getByRole('button', { name: 'Apply' }).click();
     await until(async () => (await camera.ask('GET', '/api/parameters/brightness')).value === 58);
     assert.strictEqual((await camera.ask('GET', '/api/parameters/contrast')).value, 41);
-    await page.context().close();
+    await close(page);
 });

@@ -2,7 +2,7 @@
 // usage: node screenshots.mjs SENSORCAM NODE_MODULES WORK_FOLDER FOLDER
 import { mkdirSync } from 'node:fs';
 import path from 'node:path';
-import { Camera, draw, launch, open, until } from './support.mjs';
+import { Camera, close, draw, launch, open, until } from './support.mjs';
 
 const folder = process.argv[5];
 const kPlates = 28000; // zoom position from which they can be read
@@ -19,10 +19,7 @@ async function camera(model, time, world = {}) {
 
 async function take(page, name) {
     await page.screenshot({ path: path.join(folder, `${name}.jpg`), type: 'jpeg', quality: 85 });
-    if (page.failures.length > 0) {
-        throw new Error(`${name}: ${page.failures.join('\n')}`);
-    }
-    await page.context().close();
+    await close(page);
 }
 
 async function takeWithPicture(page, name) {

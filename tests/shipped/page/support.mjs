@@ -1,5 +1,6 @@
 // A camera of its own for each file of tests, and a browser that remembers what it was shown.
 // usage of each: node X_test.mjs SENSORCAM NODE_MODULES WORK_FOLDER
+import assert from 'node:assert';
 import { spawn } from 'node:child_process';
 import { mkdirSync, mkdtempSync, rmSync } from 'node:fs';
 import { createRequire } from 'node:module';
@@ -114,6 +115,12 @@ export async function open(browser, url, options = {}) {
     page.setDefaultTimeout(20000);
     await page.goto(url);
     return page;
+}
+
+/** Nothing went wrong in it. */
+export async function close(page) {
+    assert.deepStrictEqual(page.failures, []);
+    await page.context().close();
 }
 
 /**
