@@ -252,35 +252,4 @@ LanguageTexts Camera::texts(int language)
     return {known, controller_.getUILanguageFile(language), controller_.getUICommonFile(language)};
 }
 
-int Camera::minutesOfDay() const
-{
-    const KSDeviceTime now = KSDeviceTime::getCurrentTime();
-    return now.getHour() * 60 + now.getMinute();
-}
-
-bool Camera::setTimeOfDay(int minutes)
-{
-    const auto clock = std::dynamic_pointer_cast<host::ScaledClock>(host::clock());
-    if (!clock)
-    {
-        return false;
-    }
-    clock->setTimeOfDay(minutes / 60, minutes % 60);
-    return true;
-}
-
-bool Camera::setSpeed(double speed)
-{
-    const std::lock_guard<std::recursive_mutex> change(changing_);
-    const auto clock = std::dynamic_pointer_cast<host::ScaledClock>(host::clock());
-    if (!clock)
-    {
-        return false;
-    }
-    clock->setSpeed(speed);
-    trials_.setLease(leaseAt(speed), clock->monotonic());
-    speed_ = speed;
-    return true;
-}
-
 }  // namespace camera

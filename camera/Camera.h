@@ -34,6 +34,7 @@
 //   LensControl.cpp    the lens                    UiFiles              texts for user interfaces
 //   FrameRate.cpp      what is never sent in bulk  Explain, Events      why it is so, and what happens (Telling.cpp)
 //   Trials             values on trial             Transfer             all schemes as data
+//   World.cpp          time and surroundings
 //
 // Threads: all operations may be called from any thread at once, beside the sensor thread. Changes of values, schemes
 // and modes run one after the other; reading does not wait for them, but for the call of the library that is under way.
@@ -98,14 +99,12 @@ public:
 
     // Minutes since midnight on the camera's clock.
     int minutesOfDay() const;
-    // False when the camera follows the system's clock.
-    bool setTimeOfDay(int minutes);
     // Camera seconds in a real second.
     double speed() const { return speed_; }
     static constexpr double kSlowest = 0.1;
     static constexpr double kFastest = 3600.0;  // an hour a second; the scheduler's turn is then 0.3 ms long
-    // From kSlowest to kFastest. False when the camera follows the system's clock.
-    bool setSpeed(double speed);
+    // All of it or, where part of it cannot be, nothing. What else is around the camera the service's world tells.
+    WorldResult changeWorld(const WorldChange& wanted);
 
     // ---- values of the scheme in force ---------------------------------------------------------------------
 

@@ -25,6 +25,7 @@ struct Event
         lens,    // it has begun to move, or is at rest: moving; values are its positions
         log,     // line has come to the error log
         trial,   // trial has begun or ended: trialState; values are those tried
+        world,   // somebody has changed what is around the camera, its time or how fast that passes
     };
     Kind kind;
     std::string by = {};  // as Acting says; empty: the camera's scheduler, or a caller who said nothing

@@ -7,6 +7,7 @@
 
 #include "SchemeWindow.h"
 #include "camera/KeyLimits.h"
+#include "services/PlannedFailures.h"
 
 // What the operations of a camera answer: plain data, for any front end.
 namespace camera {
@@ -66,6 +67,29 @@ struct RestoreResult
     Kind kind;
     int value;   // the scheme's
     int status;  // of a refusal
+};
+
+// ---- surroundings -------------------------------------------------------------------------------------------
+
+// What is to be around the camera from now on. What is missing stays as it is.
+struct WorldChange
+{
+    std::optional<int> minutes;      // time of day, since midnight
+    std::optional<double> speed;     // camera seconds in a real second, Camera::kSlowest to kFastest
+    std::optional<double> lux;       // from 0 on
+    bool daylight = false;           // light as the sun gives it
+    std::optional<double> distance;  // metres, above 0
+    std::optional<int> haze;         // services::Weather
+    std::optional<int> wind;
+    std::optional<std::vector<services::FailureRule>> faults;  // in place of those that are planned
+};
+
+enum class WorldResult
+{
+    changed,
+    isReal,       // the surroundings are what they are
+    systemClock,  // the camera follows it: the time is no one's to set
+    noFaults,     // the device fails by itself or not at all
 };
 
 // ---- trials -------------------------------------------------------------------------------------------------

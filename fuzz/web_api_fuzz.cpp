@@ -131,6 +131,7 @@ public:
         {
             world->setLight(300);
             world->setDistance(10);
+            world->setWeather({});
         }
         camera_ = std::make_unique<camera::Camera>(
             camera::Camera::Setup{"fixed", SENSORDLL_SOURCE_DIR "/share", 1.0, std::nullopt, true}, app::service());

@@ -53,6 +53,8 @@ struct ParameterState
 // In per cent; what is outside 0 to 100 counts as the end next to it.
 struct Weather
 {
+    static constexpr int kMost = 100;
+
     int haze = 0;   // 100: fog that hides what is 60 m away
     int wind = 20;  // 100: a storm in the trees
 };

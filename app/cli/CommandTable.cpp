@@ -50,6 +50,11 @@ Words completeLight(Session&, const Words& arguments)
     return completeWords(arguments, 0, {"sun"});
 }
 
+Words completeWeather(Session&, const Words&)
+{
+    return {"haze=", "wind="};
+}
+
 Words completeTrace(Session&, const Words& arguments)
 {
     return completeWords(arguments, 0, {"off", "1", "4", "6", "7"});
@@ -174,6 +179,10 @@ const std::vector<Command>& commands()
         {"light", "light [LUX|sun]", "light on the sensor",
          "'light sun' follows the camera's time of day from now on: dark by night, full light at noon.\n", runLight,
          completeLight, withArguments},
+        {"weather", "weather [haze=PERCENT] [wind=PERCENT]", "haze and wind",
+         "haze=0 is a clear view, haze=100 a fog that hides what is 60 m away.\n"
+         "wind=0 is still, wind=100 a storm in the trees.\n",
+         runWeather, completeWeather, withArguments},
         {"time", "time [HH:MM]", "the camera's time of day", "", runTime, nullptr, withArguments},
         {"watch", "watch [SECONDS]", "tell changes of scheme, day or night, light",
          "Changes of the mode and the full hours are told too, and the light when it is five times what it was or a\n"

@@ -74,6 +74,7 @@ Answer runLens(Session& session, const Words& arguments);
 // CommandsScene.cpp
 Answer runStatus(Session& session, const Words& arguments);
 Answer runLight(Session& session, const Words& arguments);
+Answer runWeather(Session& session, const Words& arguments);
 Answer runTime(Session& session, const Words& arguments);
 Answer runWatch(Session& session, const Words& arguments);
 

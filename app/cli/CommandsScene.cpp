@@ -126,31 +126,63 @@ Answer runLight(Session& session, const Words& arguments)
     {
         return wrongUsage("light");
     }
-    services::World* const world = camera.service().world();
-    if (!arguments.empty() && world == nullptr)
+    camera::WorldChange wanted;
+    wanted.daylight = !arguments.empty() && toLower(arguments[0]) == "sun";
+    if (!arguments.empty() && !wanted.daylight)
     {
-        return Answer::failure({ErrorCode::notSettable, "the light on this camera is what it is; it cannot be set"});
-    }
-    std::string how;
-    if (!arguments.empty() && toLower(arguments[0]) == "sun")
-    {
-        world->setDaylight();
-        how = ", following the sun";
-    }
-    else if (!arguments.empty())
-    {
-        const std::optional<double> lux = parseNumber(arguments[0]);
-        if (!lux)
+        wanted.lux = parseNumber(arguments[0]);
+        if (!wanted.lux)
         {
             return Answer::failure(
                 {ErrorCode::badValue, arguments[0] + " is no light level in lux, from 0 on, and not 'sun'"});
         }
-        world->setLight(*lux);
     }
+    if (!arguments.empty() && camera.changeWorld(wanted) != camera::WorldResult::changed)
+    {
+        return Answer::failure({ErrorCode::notSettable, "the light on this camera is what it is; it cannot be set"});
+    }
+    const std::string how = wanted.daylight ? ", following the sun" : "";
     const std::optional<double> lux = camera.service().light();
     Answer answer;
     answer.text = luxText(lux) + (camera.night() ? ", night" : ", day") + how + "\n";
     answer.data = lightJson(lux, camera.night());
+    return answer;
+}
+
+Answer runWeather(Session& session, const Words& arguments)
+{
+    camera::Camera& camera = session.camera();
+    const services::World* const world = camera.service().world();
+    if (world == nullptr)
+    {
+        return Answer::failure(
+            {ErrorCode::notSettable, "the weather at this camera is what it is; it can neither be told nor set"});
+    }
+    camera::WorldChange wanted;
+    for (const std::string& argument : arguments)
+    {
+        const std::optional<Assignment> assignment = parseAssignment(argument);
+        const std::string name = assignment ? toLower(assignment->key) : "";
+        if (name != "haze" && name != "wind")
+        {
+            return wrongUsage("weather");
+        }
+        const std::optional<int> value = parseInt(assignment->value);
+        if (!value || *value < 0 || *value > services::Weather::kMost)
+        {
+            return Answer::failure({ErrorCode::badValue, assignment->value + " is no " + name + " in per cent, 0 to " +
+                                                             std::to_string(services::Weather::kMost)});
+        }
+        (name == "haze" ? wanted.haze : wanted.wind) = value;
+    }
+    if (!arguments.empty())
+    {
+        camera.changeWorld(wanted);
+    }
+    const services::Weather weather = world->weather();
+    Answer answer;
+    answer.text = "haze " + std::to_string(weather.haze) + " %, wind " + std::to_string(weather.wind) + " %\n";
+    answer.data = toJson(weather);
     return answer;
 }
 
@@ -162,12 +194,13 @@ Answer runTime(Session& session, const Words& arguments)
     }
     if (!arguments.empty())
     {
-        const std::optional<int> minutes = parseTimeOfDay(arguments[0]);
-        if (!minutes || *minutes >= camera::kMinutesPerDay)
+        camera::WorldChange wanted;
+        wanted.minutes = parseTimeOfDay(arguments[0]);
+        if (!wanted.minutes || *wanted.minutes >= camera::kMinutesPerDay)
         {
             return Answer::failure({ErrorCode::badValue, arguments[0] + " is not a time of day from 00:00 to 23:59"});
         }
-        if (!session.camera().setTimeOfDay(*minutes))
+        if (session.camera().changeWorld(wanted) != camera::WorldResult::changed)
         {
             return Answer::failure(
                 {ErrorCode::notSettable,

@@ -152,6 +152,8 @@ const char* eventWord(camera::Event::Kind kind)
         return "log";
     case camera::Event::Kind::trial:
         return "trial";
+    case camera::Event::Kind::world:
+        return "world";
     }
     return "";
 }
@@ -499,6 +501,11 @@ Json lightJson(std::optional<double> lux, bool night)
     return json;
 }
 
+Json toJson(const services::Weather& weather)
+{
+    return {{"haze", weather.haze}, {"wind", weather.wind}};
+}
+
 Json toJson(const camera::LensState& lens)
 {
     Json json = Json::object();
@@ -560,6 +567,7 @@ Json toJson(const camera::Event& event)
         break;
     case camera::Event::Kind::saved:
     case camera::Event::Kind::reset:
+    case camera::Event::Kind::world:
         break;
     }
     return json;

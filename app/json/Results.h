@@ -84,6 +84,7 @@ struct Status
 Json toJson(const Status& status);
 
 Json lightJson(std::optional<double> lux, bool night);
+Json toJson(const services::Weather& weather);
 Json toJson(const camera::LensState& lens);
 
 // ---- what happens -------------------------------------------------------------------------------------------

@@ -36,15 +36,17 @@ constexpr char kOwnSchemas[] = R"json({
     "examples": [{"enabled": false}, {"enabled": true, "from": "06:00", "to": "08:00"}]},
 "newLens": {"type": "object", "minProperties": 1, "maxProperties": 1, "additionalProperties": false, "properties": {
     "zoom": {"type": "integer"}, "focus": {"type": "integer"}, "focusMode": {"type": "integer"}}},
-"world": {"type": "object", "required": ["time", "speed", "distance", "night"], "additionalProperties": false, "properties": {
+"world": {"type": "object", "required": ["time", "speed", "distance", "haze", "wind", "night"], "additionalProperties": false, "properties": {
     "time": {"$ref": "#/$defs/timeOfDay"}, "speed": {"type": "number"}, "night": {"type": "boolean"},
     "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"},
+    "haze": {"$ref": "#/$defs/haze"}, "wind": {"$ref": "#/$defs/wind"},
     "lux": {"$ref": "#/$defs/lux"}, "faults": {"type": "array", "items": {"$ref": "#/$defs/fault"}}}},
 "newWorld": {"type": "object", "additionalProperties": false, "properties": {
     "time": {"$ref": "#/$defs/timeOfDay"},
-    "speed": {"type": "number", "minimum": 0.1, "maximum": 3600, "description": "Camera seconds in a real second"},
+    "speed": {"type": "number", "description": "Camera seconds in a real second"},
     "light": {"anyOf": [{"type": "number", "minimum": 0}, {"const": "daylight"}], "description": "Lux"},
-    "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"}, "faults": {"type": "array", "maxItems": 100, "items": {"type": "object",
+    "distance": {"type": "number", "exclusiveMinimum": 0, "description": "Metres"},
+    "haze": {"$ref": "#/$defs/haze"}, "wind": {"$ref": "#/$defs/wind"}, "faults": {"type": "array", "maxItems": 100, "items": {"type": "object",
         "required": ["key"], "properties": {"key": {"type": ["integer", "string"]}, "status": {"type": "integer"},
         "after": {"type": "integer", "minimum": 0}, "count": {"type": "integer", "minimum": 0}}}}}},
 "login": {"type": "object", "required": ["name", "password"], "properties": {
@@ -469,6 +471,8 @@ Json operationOf(const Route& route)
 Json openApi(const Json& commands)
 {
     Json all = Json::parse(kOwnSchemas);
+    all["newWorld"]["properties"]["speed"].update(
+        {{"minimum", camera::Camera::kSlowest}, {"maximum", camera::Camera::kFastest}});
     for (const auto& [name, schema] : commands.at("$defs").items())
     {
         all[name] = isCommand(schema) ? withoutEnvelope(schema) : schema;

@@ -31,9 +31,9 @@ camera::LanguageTexts textsOf(const Call& call)
     return texts;
 }
 
-services::World& worldOf(const Call& call)
+const services::World& worldOf(const Call& call)
 {
-    services::World* const world = call.camera.service().world();
+    const services::World* const world = call.camera.service().world();
     if (world == nullptr)
     {
         throw Refused({ErrorCode::notSettable, "this camera's surroundings are what they are"});
@@ -71,29 +71,34 @@ double speedOf(const app::Json& json)
     const double speed = realNumber(json, "speed", false);
     if (speed < camera::Camera::kSlowest || speed > camera::Camera::kFastest)
     {
-        throw Refused({ErrorCode::badValue, "speed is a number from 0.1 to 3600"});
+        char text[64];
+        std::snprintf(text, sizeof text, "speed is a number from %g to %g", camera::Camera::kSlowest,
+                      camera::Camera::kFastest);
+        throw Refused({ErrorCode::badValue, text});
     }
     return speed;
 }
 
-void refuseUnless(bool isSet, const std::string& what)
+int percentOf(const app::Json& json, const std::string& name)
 {
-    if (!isSet)
+    const std::optional<int> percent = app::intOf(json);
+    if (!percent || *percent < 0 || *percent > services::Weather::kMost)
     {
-        app::Error error = {ErrorCode::notSettable, "this camera follows the system's clock; its " + what + " is that"};
-        error.hint = "start the camera with --at or --speed, then set it";
-        throw Refused(error);
+        throw Refused(
+            {ErrorCode::badValue, name + " is a whole number from 0 to " + std::to_string(services::Weather::kMost)});
     }
+    return *percent;
 }
 
-services::PlannedFailures& failuresOf(const Call& call)
+app::Error refusalOf(camera::WorldResult result, const std::string& ofClock)
 {
-    services::PlannedFailures* const failures = call.camera.service().failures();
-    if (failures == nullptr)
+    if (result == camera::WorldResult::noFaults)
     {
-        throw Refused({ErrorCode::notSettable, "this camera's device fails by itself or not at all"});
+        return {ErrorCode::notSettable, "this camera's device fails by itself or not at all"};
     }
-    return *failures;
+    app::Error error = {ErrorCode::notSettable, "this camera follows the system's clock; its " + ofClock + " is that"};
+    error.hint = "start the camera with --at or --speed, then set it";
+    return error;
 }
 
 app::Json faultJson(const services::FailureRule& rule)
@@ -273,6 +278,7 @@ Response getWorld(const Call& call)
     app::Json json = app::timeJson(call.camera.minutesOfDay());
     json["speed"] = call.camera.speed();
     json["distance"] = world.distance();
+    json.update(app::toJson(world.weather()));
     json.update(app::lightJson(call.camera.service().light(), call.camera.night()));
     if (const services::PlannedFailures* const failures = call.camera.service().failures())
     {
@@ -285,60 +291,51 @@ Response getWorld(const Call& call)
     return jsonResponse(json);
 }
 
-// All members are looked at before the first is put into force; time and speed, of which both or none may be refused,
-// come first.
 Response putWorld(const Call& call)
 {
-    services::World& world = worldOf(call);
-    std::vector<std::function<void()>> changes;
+    worldOf(call);
+    camera::WorldChange wanted;
     for (const auto& [name, json] : call.body.items())
     {
         if (name == "light" && json == "daylight")
         {
-            changes.emplace_back([&world] { world.setDaylight(); });
+            wanted.daylight = true;
         }
         else if (name == "light")
         {
-            changes.emplace_back([&world, lux = realNumber(json, name, true)] { world.setLight(lux); });
+            wanted.lux = realNumber(json, name, true);
         }
         else if (name == "time")
         {
-            changes.insert(changes.begin(), [&call, minutes = timeOf(json)] {
-                refuseUnless(call.camera.setTimeOfDay(minutes), "time of day");
-            });
+            wanted.minutes = timeOf(json);
         }
         else if (name == "speed")
         {
-            changes.insert(changes.begin(),
-                           [&call, speed = speedOf(json)] { refuseUnless(call.camera.setSpeed(speed), "speed"); });
+            wanted.speed = speedOf(json);
         }
         else if (name == "distance")
         {
-            changes.emplace_back([&world, metres = realNumber(json, name, false)] { world.setDistance(metres); });
+            wanted.distance = realNumber(json, name, false);
+        }
+        else if (name == "haze" || name == "wind")
+        {
+            (name == "haze" ? wanted.haze : wanted.wind) = percentOf(json, name);
         }
         else if (name == "faults")
         {
-            services::PlannedFailures& failures = failuresOf(call);
-            changes.emplace_back([&failures, rules = rulesOf(json)] {
-                failures.clear();
-                for (const services::FailureRule& rule : rules)
-                {
-                    failures.add(rule);
-                }
-            });
+            wanted.faults = rulesOf(json);
         }
         else
         {
-            return errorResponse({ErrorCode::badDocument,
-                                  "the world has no " + name + "; it has light, distance, time, speed and faults"});
+            return errorResponse(
+                {ErrorCode::badDocument,
+                 "the world has no " + name + "; it has light, distance, haze, wind, time, speed and faults"});
         }
     }
-    for (const auto& change : changes)
-    {
-        change();
-    }
-    call.api.changed();
-    return getWorld(call);
+    const camera::WorldResult result = call.camera.changeWorld(wanted);
+    return result == camera::WorldResult::changed
+               ? getWorld(call)
+               : errorResponse(refusalOf(result, wanted.minutes ? "time of day" : "speed"));
 }
 
 // A revision names an event too, the last one before it: who has read something goes on from there.

@@ -50,7 +50,7 @@ const std::vector<Route>& routes()
         {"GET",   "/api/stream.mjpg", kFrame, getStream, "The picture, frame by frame", nullptr, nullptr, "multipart/x-mixed-replace"},
         {"GET",   "/api/snapshot.jpg", kFrame, getSnapshot, "One frame of the picture", nullptr, nullptr, "image/jpeg"},
         {"GET",   "/api/world", kRead, getWorld, "What is around a camera whose surroundings can be changed", nullptr, "world"},
-        {"PUT",   "/api/world", kChange, putWorld, "Change the light, the distance, the time of day, how fast it passes, or which sets the device refuses", "newWorld", "world", kJson, Role::administrator},
+        {"PUT",   "/api/world", kChange, putWorld, "Change the light, the distance, the weather, the time of day, how fast it passes, or which sets the device refuses", "newWorld", "world", kJson, Role::administrator},
         {"GET",   "/api/diagnostics", kAside, getDiagnostics, "The library's debug level, and whether a failed assertion ends the camera", nullptr, "diagnostics"},
         {"PUT",   "/api/diagnostics", kChange, putDiagnostics, "Set either; marker false alone switches both off", "newDiagnostics", "diagnostics", kJson, Role::administrator},
         {"GET",   "/api/log", kAside, getLog, "The error log; ?lines=N only its end", nullptr, "log"},

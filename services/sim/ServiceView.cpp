@@ -154,7 +154,7 @@ double Service::distance() const
 void Service::setWeather(Weather weather)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    weather_ = {std::clamp(weather.haze, 0, 100), std::clamp(weather.wind, 0, 100)};
+    weather_ = {std::clamp(weather.haze, 0, Weather::kMost), std::clamp(weather.wind, 0, Weather::kMost)};
 }
 
 Weather Service::weather() const

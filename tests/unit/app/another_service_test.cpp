@@ -89,6 +89,8 @@ const std::vector<Example> kExamples = {
     {"light", ""},
     {"light 3", "the light on this camera is what it is; it cannot be set"},
     {"light sun", "the light on this camera is what it is; it cannot be set"},
+    {"weather", "the weather at this camera is what it is; it can neither be told nor set"},
+    {"weather haze=3", "the weather at this camera is what it is; it can neither be told nor set"},
     {"time 12:00", ""},
     {"watch 2", ""},
     {"trace", ""},

@@ -451,6 +451,9 @@ TEST_F(ApiTest, TheWorldOfASimulatedCameraCanBeChanged)
 {
     EXPECT_DOUBLE_EQ(json("PUT", "/api/world", {{"light", 5}})["lux"].get<double>(), 5.0);
     EXPECT_EQ(json("PUT", "/api/world", {{"distance", 2.5}})["distance"], 2.5);
+    EXPECT_EQ(json("PUT", "/api/world", {{"haze", 40}})["haze"], 40);
+    EXPECT_EQ(json("PUT", "/api/world", {{"wind", 0}})["haze"], 40) << "stays";
+    EXPECT_EQ(json("GET", "/api/world")["wind"], 0);
     EXPECT_EQ(json("PUT", "/api/world", {{"gravity", 1}}, 400)["code"], "bad-document");
     EXPECT_EQ(json("PUT", "/api/world", {{"light", "dark"}}, 400)["code"], "bad-document");
 }
@@ -458,7 +461,8 @@ TEST_F(ApiTest, TheWorldOfASimulatedCameraCanBeChanged)
 TEST_F(ApiTest, WhatIsNoWorldIsRefusedAndNothingIsChanged)
 {
     const std::string before = json("GET", "/api/world")["lux"].dump();
-    for (const Json& body : {Json{{"light", -5}}, Json{{"distance", 0}}, Json{{"distance", -3}}})
+    for (const Json& body : {Json{{"light", -5}}, Json{{"distance", 0}}, Json{{"distance", -3}}, Json{{"haze", -1}},
+                             Json{{"haze", 101}}, Json{{"wind", 0.5}}, Json{{"wind", "much"}}, Json{{"speed", 0.05}}})
     {
         EXPECT_EQ(json("PUT", "/api/world", body, 400)["code"], "bad-value") << body;
     }
@@ -569,6 +573,16 @@ TEST_F(ApiTest, WhatNobodyAskedForChangesTheRevisionToo)
     turnAt(13, 0);
     ASSERT_EQ(c().currentScheme(), 1);
     EXPECT_EQ(ask("PATCH", "/api/parameters", {{"brightness", 61}}, {{"if-match", revision}}).status, 412);
+}
+
+TEST_F(ApiTest, AnotherFrontEndsChangeOfTheWorldChangesTheRevision)
+{
+    const std::string revision = headerOf(ask("GET", "/api/world"), "ETag");
+    camera::WorldChange wanted;
+    wanted.haze = 40;
+    ASSERT_EQ(c().changeWorld(wanted), camera::WorldResult::changed);
+    EXPECT_EQ(ask("PUT", "/api/world", {{"haze", 50}}, {{"if-match", revision}}).status, 412);
+    EXPECT_EQ(json("GET", "/api/world")["haze"], 40);
 }
 
 TEST_F(ApiTest, EveryThingThatCanBeEditedChangesTheRevision)

@@ -144,6 +144,8 @@ REQUESTS = [
     ("GET", "/api/world", "", None, ""),
     ("PUT", "/api/world", "", {"light": 42.5, "distance": 3}, ""),
     ("PUT", "/api/world", "", {"light": "daylight", "time": "12:00"}, ""),
+    ("PUT", "/api/world", "", {"haze": 40, "wind": 0}, ""),
+    ("PUT", "/api/world", "", {"haze": 101}, "bad-value"),
     ("PUT", "/api/world", "", {"time": "24:00"}, "bad-value"),
     ("PUT", "/api/world", "", {"speed": 2, "time": "12:00"}, ""),
     ("PUT", "/api/world", "", {"speed": 0}, "bad-value"),

@@ -105,6 +105,10 @@ LINES = [
     ("light 42.5", ""),
     ("light sun", ""),
     ("light dark", "bad-value"),
+    ("weather", ""),
+    ("weather haze=40 wind=0", ""),
+    ("weather haze=101", "bad-value"),
+    ("weather rain=1", "wrong-usage"),
     ("time", ""),
     ("time 12:00", ""),
     ("time 25:00", "bad-value"),
@@ -148,6 +152,7 @@ TOY_LINES = [
     ("lens zoom in", "not-on-device"),
     ("light", ""),
     ("light 3", "not-settable"),
+    ("weather", "not-settable"),
     ("watch 1", ""),
     ("quit", ""),
 ]

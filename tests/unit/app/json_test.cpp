@@ -157,10 +157,10 @@ TEST(JsonResults, EveryOutcomeReasonAndSourceHasAWordOfTheSchema)
 TEST(JsonResults, EventsAreAsInTheExamplesOfTheSchema)
 {
     using Kind = camera::Event::Kind;
-    camera::Event events[] = {{Kind::values, "ann"}, {Kind::scheme, ""}, {Kind::mode, ""},
-                              {Kind::night, ""},     {Kind::saved, ""},  {Kind::reset, ""},
-                              {Kind::trial, ""},     {Kind::lens, ""},   {Kind::log, ""}};
-    const int schemes[] = {0, 1, 1, 1, 2, -1, 1, 1, 1};
+    camera::Event events[] = {{Kind::values, "ann"}, {Kind::scheme, ""},  {Kind::mode, ""},  {Kind::night, ""},
+                              {Kind::saved, ""},     {Kind::reset, ""},   {Kind::trial, ""}, {Kind::lens, ""},
+                              {Kind::log, ""},       {Kind::world, "ann"}};
+    const int schemes[] = {0, 1, 1, 1, 2, -1, 1, 1, 1, 1};
     app::Json documents = app::Json::array();
     for (std::size_t i = 0; i < std::size(events); ++i)
     {

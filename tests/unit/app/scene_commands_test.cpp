@@ -71,6 +71,20 @@ TEST_F(SceneCommandsTest, LightAndTimeAreTheScenesOwn)
     EXPECT_EQ(execute({"time 24:00"}).status, 1);
 }
 
+TEST_F(SceneCommandsTest, WeatherIsHazeAndWindAndWhatIsNotNamedStays)
+{
+    const Ended ended = execute({"weather", "weather haze=60", "weather WIND=0"});
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_EQ(ended.out, "haze 0 %, wind 20 %\nhaze 60 %, wind 20 %\nhaze 60 %, wind 0 %\n");
+    EXPECT_EQ(execute({"weather haze=101"}).err, "sensorcam: 101 is no haze in per cent, 0 to 100\n");
+    EXPECT_EQ(execute({"weather haze=60 wind=-1"}).err, "sensorcam: -1 is no wind in per cent, 0 to 100\n");
+    for (const char* line : {"weather fine", "weather rain=1", "weather haze"})
+    {
+        EXPECT_EQ(execute({line}).err, "sensorcam: usage: weather [haze=PERCENT] [wind=PERCENT]   ('help weather' says "
+                                       "more)\n");
+    }
+}
+
 TEST_F(SceneCommandsTest, LightCanFollowTheSun)
 {
     const Ended ended = execute({"light sun", "time 12:00", "light", "time 00:30", "light"}, {"--json"});

@@ -97,7 +97,9 @@ TEST_F(WindowCommandTest, TheSchedulerNeverSeesAWindowThatIsHalfChanged)
     EXPECT_EQ(changes, 6) << "off first, on last";
     EXPECT_TRUE(isOutOfForce);
     EXPECT_NE(camera.mode(), 0) << "the clock chooses again";
-    ASSERT_TRUE(camera.setTimeOfDay(60));
+    camera::WorldChange later;
+    later.minutes = 60;
+    ASSERT_EQ(camera.changeWorld(later), camera::WorldResult::changed);
     EXPECT_TRUE(comesIntoForce(camera, 1));
 }
 

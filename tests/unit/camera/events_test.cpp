@@ -255,6 +255,30 @@ TEST_F(CameraEvents, WhatTheLensIsToldIsToldAtOnce)
     EXPECT_EQ(only(take(), Kind::values).values.back().key, KEY_FOCUS_FAR);
 }
 
+TEST_F(CameraEvents, AChangeOfTheWorldIsToldOnceAndOneThatIsRefusedIsNot)
+{
+    bringUp();
+    listen();
+    camera::WorldChange wanted;
+    wanted.lux = 5;
+    wanted.distance = 2;
+    wanted.haze = 40;
+    {
+        const camera::Acting acting("ann");
+        EXPECT_EQ(c().changeWorld(wanted), camera::WorldResult::changed);
+    }
+    EXPECT_EQ(only(take(), Kind::world).by, "ann");
+    EXPECT_EQ(simulator().light(), 5);
+    EXPECT_EQ(simulator().distance(), 2);
+    EXPECT_EQ(simulator().weather().haze, 40);
+    EXPECT_EQ(simulator().weather().wind, 20);
+    wanted.lux = 100;
+    wanted.speed = 60;
+    EXPECT_EQ(c().changeWorld(wanted), camera::WorldResult::systemClock);
+    EXPECT_EQ(simulator().light(), 5);
+    EXPECT_TRUE(take().empty());
+}
+
 TEST_F(CameraEvents, NightIsToldWhenItFalls)
 {
     bringUp();

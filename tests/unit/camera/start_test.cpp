@@ -53,7 +53,9 @@ TEST_F(CameraStart, TheClockBeginsAtTheTimeThatWasGiven)
     camera_ = std::make_unique<camera::Camera>(
         camera::Camera::Setup{"fixed", SENSORDLL_SOURCE_DIR "/share", 5.0, 10 * 60 + 15, false}, journal());
     EXPECT_EQ(c().minutesOfDay(), 10 * 60 + 15);
-    EXPECT_TRUE(c().setTimeOfDay(23 * 60 + 59));
+    camera::WorldChange later;
+    later.minutes = 23 * 60 + 59;
+    EXPECT_EQ(c().changeWorld(later), camera::WorldResult::changed);
     EXPECT_EQ(c().minutesOfDay(), 23 * 60 + 59);
 }
 

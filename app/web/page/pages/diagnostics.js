@@ -1,7 +1,7 @@
 // What the library prints and serves, and what leaves and enters the camera as a document.
 import { ask, get } from '../api.js';
 import { camera } from '../camera.js';
-import { nameOf, schemeName } from '../controls.js';
+import { nameOf, schemeName } from '../names.js';
 import { h, icon, refill } from '../dom.js';
 import { parametersIn } from '../style-document.js';
 import { known, t } from '../texts.js';
@@ -16,8 +16,8 @@ class DiagnosticsPage extends Page {
     #trace = h('pre', { class: 'log', tabindex: '0', role: 'log' });
     #filter = h('input', { type: 'search' });
     #toggle = h('button', { type: 'button' });
-    #log = h('pre', { class: 'log', tabindex: '0' });
-    #document = h('pre', { class: 'log', tabindex: '0' });
+    #log = h('pre', { class: 'log', tabindex: '0', role: 'group' });
+    #document = h('pre', { class: 'log', tabindex: '0', role: 'group' });
     #plan = h('div', {});
     #events = h('ul', { class: 'rows events' });
     /** @type {EventSource | null} */

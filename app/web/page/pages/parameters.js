@@ -1,7 +1,8 @@
 // All parameters: a tab for each of the style document's, and a search over all keys.
 import { camera } from '../camera.js';
-import { controlElement, groupElement, keepingFocus, nameOf } from '../controls.js';
+import { controlElement, groupElement, keepingFocus } from '../controls.js';
 import { h, icon, refill } from '../dom.js';
+import { nameOf } from '../names.js';
 import { pictureElement } from '../picture.js';
 import { parametersIn } from '../style-document.js';
 import { styleText, t } from '../texts.js';

@@ -1,7 +1,7 @@
 // The day as a chart: a lane for each scheme, and below it what comes of them.
 import { Problem, ask, get } from '../api.js';
 import { camera } from '../camera.js';
-import { nameOf, schemeName, timeText, valueText } from '../controls.js';
+import { nameOf, schemeName, timeText, valueText } from '../names.js';
 import { h, icon, refill } from '../dom.js';
 import { parametersIn } from '../style-document.js';
 import { t } from '../texts.js';
