@@ -70,7 +70,31 @@ class LensPage extends Page {
         this.#measure.onclick = action(() => this.#measureCurve());
         refill(
             this,
-            h('div', { class: 'lens-picture' }, pictureElement(true), this.#state),
+            h(
+                'div',
+                { class: 'lens-picture' },
+                pictureElement(true),
+                this.#state,
+                card(t('focus_curve'), [
+                    this.#curve,
+                    h(
+                        'div',
+                        { class: 'buttons start' },
+                        this.#measure,
+                        h(
+                            'button',
+                            {
+                                type: 'button',
+                                onclick: () => {
+                                    this.#samples.clear();
+                                    this.#drawCurve();
+                                },
+                            },
+                            t('clear'),
+                        ),
+                    ),
+                ]),
+            ),
             h(
                 'div',
                 { class: 'column' },
@@ -112,25 +136,6 @@ class LensPage extends Page {
                         this.#hold('iris-close', 'minus', t('iris_close')),
                         this.#hold('iris-open', 'plus', t('iris_open')),
                         h('p', { class: 'quiet' }, t('iris_hint')),
-                    ),
-                ]),
-                card(t('focus_curve'), [
-                    this.#curve,
-                    h(
-                        'div',
-                        { class: 'buttons start' },
-                        this.#measure,
-                        h(
-                            'button',
-                            {
-                                type: 'button',
-                                onclick: () => {
-                                    this.#samples.clear();
-                                    this.#drawCurve();
-                                },
-                            },
-                            t('clear'),
-                        ),
                     ),
                 ]),
             ),
@@ -351,17 +356,17 @@ class LensPage extends Page {
         const points = [...this.#samples].sort((a, b) => a[0] - b[0]);
         const top = Math.max(1, ...points.map((point) => point[1]));
         const x = (/** @type {number} */ focus) => 8 + ((focus - min) / (max - min)) * 584;
-        const y = (/** @type {number} */ sharpness) => 168 - (sharpness / top) * 144;
+        const y = (/** @type {number} */ sharpness) => 128 - (sharpness / top) * 104;
         const lens = this.#lens;
         const best = [...points].sort((a, b) => b[1] - a[1])[0];
         const label = (/** @type {number} */ at, /** @type {string} */ anchor, /** @type {string} */ text) =>
-            s('text', { x: at, y: 188, 'text-anchor': anchor }, text);
+            s('text', { x: at, y: 148, 'text-anchor': anchor }, text);
         refill(
             this.#curve,
             s(
                 'svg',
-                { viewBox: '0 0 600 192', role: 'img', 'aria-label': t('curve_text', numeral(best?.[0] ?? 0)) },
-                s('path', { class: 'grid', d: 'M8 24H592M8 72H592M8 120H592M8 168H592' }),
+                { viewBox: '0 0 600 152', role: 'img', 'aria-label': t('curve_text', numeral(best?.[0] ?? 0)) },
+                s('path', { class: 'grid', d: 'M8 24H592M8 76H592M8 128H592' }),
                 label(8, 'start', numeral(min)),
                 label(300, 'middle', styleText('focus_position')),
                 label(592, 'end', numeral(max)),
@@ -370,7 +375,7 @@ class LensPage extends Page {
                 points.map(([focus, sharpness]) =>
                     s('circle', { class: 'point', cx: x(focus), cy: y(sharpness), r: 2.5 }),
                 ),
-                s('line', { class: 'here', x1: x(lens.focus), x2: x(lens.focus), y1: 24, y2: 168 }),
+                s('line', { class: 'here', x1: x(lens.focus), x2: x(lens.focus), y1: 24, y2: 128 }),
                 s('circle', { class: 'here', cx: x(lens.focus), cy: y(lens.sharpness), r: 5 }),
             ),
             points.length > 1 ? null : h('p', { class: 'quiet' }, t('curve_hint')),
