@@ -41,7 +41,7 @@ class DiagnosticsPage extends Page {
             clearTimeout(timer);
             timer = window.setTimeout(() => (this.#stream ? this.#listen() : this.#drawTrace()), kTypingPause);
         };
-        this.#toggle.onclick = () => (this.#stream ? this.#stop() : this.#listen());
+        this.#toggle.onclick = action(() => (this.#stream ? this.#stop() : this.#begin()));
         refill(
             this,
             h(
@@ -97,7 +97,6 @@ class DiagnosticsPage extends Page {
         await action(async () => {
             this.#showSettings(await get('/api/diagnostics'));
             await this.#showLog();
-            await this.#showOutput();
         })();
     }
 
@@ -171,12 +170,12 @@ class DiagnosticsPage extends Page {
 
     // ---- trace -----------------------------------------------------------------------------------------------------
 
-    /** What was printed before anybody listened. */
-    async #showOutput() {
+    /** With what was printed before. */
+    async #begin() {
         if (this.#lines.length === 0) {
             this.#lines = (await get(`/api/output?lines=${kLines}`)).lines;
-            this.#drawTrace();
         }
+        this.#listen();
     }
 
     #listen() {
