@@ -84,7 +84,9 @@ function menuItems() {
                 rebuild();
             },
         })),
+        null,
         ...kThemes.map((name) => ({ text: t(`theme_${name}`), checked: name === theme(), run: () => useTheme(name) })),
+        null,
         {
             text: t('unsaved_list'),
             note: String(camera.unsaved.length),
@@ -93,7 +95,9 @@ function menuItems() {
         },
         { text: t('button_reload'), disabled: !isOperator, run: reload },
         { text: t('button_reset'), disabled: !camera.may('administrator'), run: reset },
-        ...(camera.session.name ? [{ text: t('log_out'), note: camera.session.name, run: () => camera.logout() }] : []),
+        ...(camera.session.name
+            ? [null, { text: t('log_out'), note: camera.session.name, run: () => camera.logout() }]
+            : []),
     ];
 }
 
