@@ -3,6 +3,7 @@ import { Problem, ask, get } from './api.js';
 import { Sender } from './sender.js';
 import { parametersIn, tabsIn } from './style-document.js';
 import * as texts from './texts.js';
+import { Trials } from './trials.js';
 import { Undo } from './undo.js';
 
 /**
@@ -37,14 +38,13 @@ import { Undo } from './undo.js';
  * @property {number} [lamps]
  *
  * @typedef {{scheme: number, key: number, name: string, value: number, saved: number}} Unsaved
- * @typedef {{id: number, values: Map<number, number>, before: Map<number, number>}} Trial
  * @typedef {'connecting' | 'open' | 'lost' | 'login'} Connection
  */
 
 const kEvents = ['values', 'scheme', 'mode', 'night', 'saved', 'reset', 'trial', 'lens', 'world', 'log', 'state'];
 const kRetry = 1000; // milliseconds
 const kLook = 1000; // time and light are no events
-const kHold = 5000; // a trial lasts 15 seconds without a sign
+const kHold = 5000;
 
 /** The number of the last event in a revision or in an event's id. @param {string} text */
 function eventNumber(text) {
@@ -79,12 +79,7 @@ class Camera extends EventTarget {
     unsaved = [];
     /** @type {import('./style-document.js').Tab[]} */
     tabs = [];
-    /** Changes are tried out, and not remembered. */
-    trying = false;
-    /** Own one. @type {Trial | null} */
-    trial = null;
-    /** Keys that somebody else tries out. @type {Map<number, Set<number>>} */
-    othersTrials = new Map();
+    trials = new Trials();
     /** @type {{time: Date, text: string, data: any}[]} */
     history = [];
 
@@ -107,7 +102,7 @@ class Camera extends EventTarget {
     constructor() {
         super();
         setInterval(() => void this.#look(), kLook);
-        setInterval(() => void this.#hold(), kHold);
+        setInterval(() => void this.#quietly(() => this.trials.hold()), kHold);
         document.addEventListener('visibilitychange', () => {
             if (document.hidden) {
                 this.#disconnect(); // a browser has few connections for one camera
@@ -208,7 +203,7 @@ class Camera extends EventTarget {
         try {
             this.#sender.drop();
             this.#newest.clear();
-            this.trial = null;
+            this.trials.own = null;
             this.#undo.clear();
             const [status] = await Promise.all([
                 get('/api/status'),
@@ -262,9 +257,9 @@ class Camera extends EventTarget {
                 this.values.set(row.key, row.value);
             }
         }
-        this.othersTrials.clear();
+        this.trials.forgetOthers();
         for (const trial of trials.trials) {
-            this.#takeTrial(trial.trial, trial.values);
+            this.#takeTrial(trial);
         }
         if (isOther) {
             this.tabs = tabs;
@@ -364,31 +359,24 @@ class Camera extends EventTarget {
         }
     }
 
-    /** @param {number} id @param {{key: number, value: number}[]} values */
-    #takeTrial(id, values) {
-        for (const { key, value } of values) {
+    /** @param {{trial: number, values: {key: number, value: number}[]}} trial */
+    #takeTrial(trial) {
+        for (const { key, value } of trial.values) {
             if (!this.#sender.has(key)) {
                 this.values.set(key, value);
             }
         }
-        if (id !== this.trial?.id) {
-            this.othersTrials.set(id, new Set(values.map((value) => value.key)));
-        }
+        this.trials.heardOf(trial);
     }
 
     /** @param {any} data */
     #trialHappened(data) {
         if (data.state === 'begun') {
-            this.#takeTrial(data.trial, data.values ?? []);
+            this.#takeTrial({ trial: data.trial, values: data.values ?? [] });
             this.#tell('values', null);
         } else {
-            this.othersTrials.delete(data.trial);
-            if (data.trial === this.trial?.id) {
-                this.trial = null;
-                this.trying = false;
-                if (data.state !== 'kept' && data.state !== 'undone') {
-                    this.#tell('notice', { text: texts.t('trial_ended') });
-                }
+            if (this.trials.ended(data.trial) && data.state !== 'kept' && data.state !== 'undone') {
+                this.#tell('notice', { text: texts.t('trial_ended') });
             }
             this.#reloadLimits();
         }
@@ -409,7 +397,7 @@ class Camera extends EventTarget {
             this.values.set(key, value);
         }
         this.#sender.put(values);
-        if (canBeUndone && !this.trying) {
+        if (canBeUndone && !this.trials.isOn) {
             this.#undo.remember(steps);
             this.#tell('undo');
         }
@@ -418,9 +406,7 @@ class Camera extends EventTarget {
 
     /** @param {Map<number, number>} changes */
     #patch(changes) {
-        const trial = this.trial ? `&trial=${this.trial.id}` : '';
-        const query = this.trying ? `?keep=false${trial}` : '';
-        return ask('PATCH', `/api/parameters${query}`, Object.fromEntries(changes));
+        return ask('PATCH', `/api/parameters${this.trials.query}`, Object.fromEntries(changes));
     }
 
     /** @param {import('./api.js').Answer} answer @param {number[]} keys */
@@ -440,23 +426,10 @@ class Camera extends EventTarget {
         if (body.values.some((/** @type {any} */ value) => ['corrected', 'heldBack'].includes(value.outcome))) {
             this.#tell('notice', { text: texts.t('value_corrected') });
         }
-        if (this.trying && body.trial) {
-            this.#tookOnTrial(body);
+        if (this.trials.isOn && body.trial) {
+            this.trials.took(body.trial);
+            this.#tell('trial');
         }
-    }
-
-    /** @param {any} body */
-    #tookOnTrial(body) {
-        const before = this.trial?.before ?? new Map();
-        for (const { key, before: old } of body.values) {
-            if (!before.has(key) && old !== undefined) {
-                before.set(key, old);
-            }
-        }
-        const values = new Map(body.trial.values.map((/** @type {any} */ value) => [value.key, value.value]));
-        this.trial = { id: body.trial.trial, values, before };
-        this.othersTrials.delete(this.trial.id);
-        this.#tell('trial');
     }
 
     /** @param {unknown} error */
@@ -464,7 +437,7 @@ class Camera extends EventTarget {
         this.noticeFailure(error);
         if (error instanceof Problem && error.status !== 0) {
             if (error.code === 'no-trial') {
-                this.trial = null;
+                this.trials.own = null;
                 this.#tell('trial');
             }
             this.#undo.forgetLast();
@@ -522,29 +495,17 @@ class Camera extends EventTarget {
 
     /** From now on changes are tried out. */
     beginTrying() {
-        this.trying = true;
+        this.trials.isOn = true;
         this.#tell('trial');
     }
 
     /** @param {boolean} keeps */
     async endTrying(keeps) {
-        const trial = this.trial;
-        this.trying = false;
-        this.trial = null;
+        const ended = this.trials.end(keeps);
         this.#tell('trial');
-        if (trial) {
-            await (keeps ? ask('POST', `/api/trials/${trial.id}/keep`) : ask('DELETE', `/api/trials/${trial.id}`));
-            this.#reloadLimits();
-            this.#reloadUnsaved();
-        }
-    }
-
-    async #hold() {
-        if (this.trial) {
-            await this.#quietly(async () => {
-                await ask('PUT', `/api/trials/${this.trial?.id}`);
-            });
-        }
+        await ended;
+        this.#reloadLimits();
+        this.#reloadUnsaved();
     }
 
     // ---- the style document ----------------------------------------------------------------------------------------
@@ -565,11 +526,6 @@ class Camera extends EventTarget {
     /** @param {number} key */
     isUnsaved(key) {
         return this.unsaved.some((row) => row.key === key && row.scheme === this.status?.scheme);
-    }
-
-    /** @param {number} key */
-    isOnTrial(key) {
-        return (this.trial?.values.has(key) ?? false) || [...this.othersTrials.values()].some((keys) => keys.has(key));
     }
 }
 

@@ -106,7 +106,7 @@ class ControlElement extends Page {
     }
 
     #refreshMark() {
-        const isOnTrial = camera.isOnTrial(this.control.key);
+        const isOnTrial = camera.trials.has(this.control.key);
         const isUnsaved = this.#keys.some((key) => camera.isUnsaved(key)) && camera.isUnsaved(this.control.key);
         this.#mark.hidden = !isOnTrial && !isUnsaved;
         this.#mark.className = isOnTrial ? 'mark trial' : 'mark';

@@ -1,7 +1,9 @@
-// Why a parameter is what it is.
+// Why a parameter is what it is, and what is not saved.
 import { get } from './api.js';
+import { camera } from './camera.js';
 import { h } from './dom.js';
 import { nameOf, schemeName, valueText } from './names.js';
+import { parametersIn } from './style-document.js';
 import { t } from './texts.js';
 import { askInDialog } from './ui.js';
 
@@ -52,6 +54,49 @@ export async function explainKey(control) {
                             h('td', {}, valueText(control, row.value)),
                         ),
                     ),
+                ),
+            ),
+        ],
+        answers: [{ text: t('button_close'), value: '' }],
+    });
+}
+
+/** What would be lost if the camera ended now, of all schemes. */
+export async function listUnsaved() {
+    const controls = new Map(parametersIn(camera.tabs).map((parameter) => [parameter.control.key, parameter]));
+    await askInDialog({
+        title: t('unsaved_list'),
+        content: [
+            h(
+                'table',
+                {},
+                h(
+                    'thead',
+                    {},
+                    h(
+                        'tr',
+                        {},
+                        ['scheme', 'parameter', 'value_now', 'value_saved'].map((text) =>
+                            h('th', { scope: 'col' }, t(text)),
+                        ),
+                    ),
+                ),
+                h(
+                    'tbody',
+                    {},
+                    camera.unsaved.map(({ scheme, key, name, value, saved }) => {
+                        const known = controls.get(key);
+                        const text = (/** @type {number} */ number) =>
+                            known ? valueText(known.control, number) : String(number);
+                        return h(
+                            'tr',
+                            {},
+                            h('td', {}, schemeName(scheme)),
+                            h('th', { scope: 'row' }, known ? nameOf(known.parent ?? known.control) : name),
+                            h('td', {}, text(value)),
+                            h('td', {}, text(saved)),
+                        );
+                    }),
                 ),
             ),
         ],

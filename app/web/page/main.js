@@ -84,10 +84,20 @@ function menuItems() {
                 rebuild();
             },
         })),
+        null,
         ...kThemes.map((name) => ({ text: t(`theme_${name}`), checked: name === theme(), run: () => useTheme(name) })),
+        null,
+        {
+            text: t('unsaved_list'),
+            note: String(camera.unsaved.length),
+            disabled: camera.unsaved.length === 0,
+            run: async () => (await import('./explain.js')).listUnsaved(),
+        },
         { text: t('button_reload'), disabled: !isOperator, run: reload },
         { text: t('button_reset'), disabled: !camera.may('administrator'), run: reset },
-        ...(camera.session.name ? [{ text: t('log_out'), note: camera.session.name, run: () => camera.logout() }] : []),
+        ...(camera.session.name
+            ? [null, { text: t('log_out'), note: camera.session.name, run: () => camera.logout() }]
+            : []),
     ];
 }
 

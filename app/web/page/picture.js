@@ -284,14 +284,14 @@ export class PictureElement extends Page {
 
     /** The picture as it is now stays as the left half. */
     #compareTrial() {
-        this.#try.hidden = camera.trying;
-        const begins = camera.trying && this.#beforeSide.hidden && this.classList.contains('has-picture');
+        this.#try.hidden = camera.trials.isOn;
+        const begins = camera.trials.isOn && this.#beforeSide.hidden && this.classList.contains('has-picture');
         if (begins) {
             this.#before.width = this.#canvas.width;
             this.#before.height = this.#canvas.height;
             this.#before.getContext('2d')?.drawImage(this.#canvas, 0, 0);
         }
-        if (begins || !camera.trying) {
+        if (begins || !camera.trials.isOn) {
             this.#beforeSide.hidden = !begins;
             this.#divider.hidden = !begins;
             this.classList.toggle('comparing', begins);

@@ -23,7 +23,7 @@ class LensPage extends Page {
     #curve = h('div', { class: 'curve' });
     #zoom = { slider: h('input', { type: 'range' }), field: h('input', { type: 'number', inputmode: 'numeric' }) };
     #focus = { slider: h('input', { type: 'range' }), field: h('input', { type: 'number', inputmode: 'numeric' }) };
-    #ratio = h('span', { class: 'badge idle' });
+    #ratio = h('output', { class: 'reading' });
     #mode = h('div', {});
     #measure = h('button', { type: 'button' });
     /** @type {Map<number, number>} */
@@ -49,6 +49,7 @@ class LensPage extends Page {
         this.#build();
         this.#refresh();
         this.on('lens', () => void this.#look());
+        this.on('status', () => this.#drawCurve()); // as wide as it is now
         this.every(kLook, () => this.#isMoving() && this.#look());
     }
 
@@ -70,7 +71,31 @@ class LensPage extends Page {
         this.#measure.onclick = action(() => this.#measureCurve());
         refill(
             this,
-            h('div', { class: 'lens-picture' }, pictureElement(true), this.#state),
+            h(
+                'div',
+                { class: 'lens-picture' },
+                pictureElement(true),
+                this.#state,
+                card(t('focus_curve'), [
+                    this.#curve,
+                    h(
+                        'div',
+                        { class: 'buttons start' },
+                        this.#measure,
+                        h(
+                            'button',
+                            {
+                                type: 'button',
+                                onclick: () => {
+                                    this.#samples.clear();
+                                    this.#drawCurve();
+                                },
+                            },
+                            t('clear'),
+                        ),
+                    ),
+                ]),
+            ),
             h(
                 'div',
                 { class: 'column' },
@@ -112,25 +137,6 @@ class LensPage extends Page {
                         this.#hold('iris-close', 'minus', t('iris_close')),
                         this.#hold('iris-open', 'plus', t('iris_open')),
                         h('p', { class: 'quiet' }, t('iris_hint')),
-                    ),
-                ]),
-                card(t('focus_curve'), [
-                    this.#curve,
-                    h(
-                        'div',
-                        { class: 'buttons start' },
-                        this.#measure,
-                        h(
-                            'button',
-                            {
-                                type: 'button',
-                                onclick: () => {
-                                    this.#samples.clear();
-                                    this.#drawCurve();
-                                },
-                            },
-                            t('clear'),
-                        ),
                     ),
                 ]),
             ),
@@ -350,27 +356,32 @@ class LensPage extends Page {
         const [min, max] = [Number(this.#focus.slider.min), Number(this.#focus.slider.max)];
         const points = [...this.#samples].sort((a, b) => a[0] - b[0]);
         const top = Math.max(1, ...points.map((point) => point[1]));
-        const x = (/** @type {number} */ focus) => 8 + ((focus - min) / (max - min)) * 584;
-        const y = (/** @type {number} */ sharpness) => 168 - (sharpness / top) * 144;
+        const width = this.#curve.clientWidth || 600;
+        const [left, right, ground, roof] = [6, width - 6, 144, 24];
+        const x = (/** @type {number} */ focus) => left + ((focus - min) / (max - min)) * (right - left);
+        const y = (/** @type {number} */ sharpness) => ground - (sharpness / top) * (ground - roof);
         const lens = this.#lens;
         const best = [...points].sort((a, b) => b[1] - a[1])[0];
         const label = (/** @type {number} */ at, /** @type {string} */ anchor, /** @type {string} */ text) =>
-            s('text', { x: at, y: 188, 'text-anchor': anchor }, text);
+            s('text', { x: at, y: 164, 'text-anchor': anchor }, text);
         refill(
             this.#curve,
             s(
                 'svg',
-                { viewBox: '0 0 600 192', role: 'img', 'aria-label': t('curve_text', numeral(best?.[0] ?? 0)) },
-                s('path', { class: 'grid', d: 'M8 24H592M8 72H592M8 120H592M8 168H592' }),
-                label(8, 'start', numeral(min)),
-                label(300, 'middle', styleText('focus_position')),
-                label(592, 'end', numeral(max)),
-                s('text', { x: 8, y: 16 }, `${t('sharpness_measure')}, ${t('most', numeral(top))}`),
+                { viewBox: `0 0 ${width} 168`, role: 'img', 'aria-label': t('curve_text', numeral(best?.[0] ?? 0)) },
+                s('path', {
+                    class: 'grid',
+                    d: `M${left} ${roof}H${right}M${left} ${(roof + ground) / 2}H${right}M${left} ${ground}H${right}`,
+                }),
+                label(left, 'start', numeral(min)),
+                label(width / 2, 'middle', styleText('focus_position')),
+                label(right, 'end', numeral(max)),
+                s('text', { x: left, y: 12 }, `${t('sharpness_measure')}, ${t('most', numeral(top))}`),
                 s('polyline', { points: points.map(([focus, sharpness]) => `${x(focus)},${y(sharpness)}`).join(' ') }),
                 points.map(([focus, sharpness]) =>
-                    s('circle', { class: 'point', cx: x(focus), cy: y(sharpness), r: 2.5 }),
+                    s('circle', { class: 'point', cx: x(focus), cy: y(sharpness), r: 2 }),
                 ),
-                s('line', { class: 'here', x1: x(lens.focus), x2: x(lens.focus), y1: 24, y2: 168 }),
+                s('line', { class: 'here', x1: x(lens.focus), x2: x(lens.focus), y1: roof, y2: ground }),
                 s('circle', { class: 'here', cx: x(lens.focus), cy: y(lens.sharpness), r: 5 }),
             ),
             points.length > 1 ? null : h('p', { class: 'quiet' }, t('curve_hint')),

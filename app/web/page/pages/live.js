@@ -49,8 +49,8 @@ class LivePage extends Page {
     }
 
     #showTrial() {
-        const count = camera.trial?.values.size ?? 0;
-        this.#trial.hidden = !camera.trying;
+        const count = camera.trials.own?.keys.size ?? 0;
+        this.#trial.hidden = !camera.trials.isOn;
         refill(
             this.#trial,
             h('p', { class: 'note standing' }, icon('compare'), h('span', {}, t('trying_out', count))),

@@ -84,7 +84,7 @@ const kDistance = {
     name: 'distance',
     text: 'distance',
     min: -0.3,
-    max: 3,
+    max: 2.7,
     step: 0.05,
     value: power,
     position: (/** @type {any} */ world) => Math.log10(world.distance),
@@ -186,7 +186,13 @@ class WorldPage extends Page {
         time.slider.classList.add('sky');
         refill(
             this,
-            h('div', { class: 'world-picture' }, pictureElement(true), this.#figures),
+            h(
+                'div',
+                { class: 'world-picture' },
+                pictureElement(true),
+                this.#figures,
+                card(t('faults'), [h('p', { class: 'quiet' }, t('faults_hint')), this.#faults]),
+            ),
             h(
                 'div',
                 { class: 'column' },
@@ -235,12 +241,11 @@ class WorldPage extends Page {
                     t('distance'),
                     [
                         distance.slider,
-                        this.#ends([0.5, 5, 50, 1000].map((metres) => `${numeral(metres, 1)} ${unitText('metres')}`)),
+                        this.#ends([0.5, 5, 50, 500].map((metres) => `${numeral(metres, 1)} ${unitText('metres')}`)),
                         h('p', { class: 'quiet' }, t('distance_hint')),
                     ],
                     [distance.reading],
                 ),
-                card(t('faults'), [h('p', { class: 'quiet' }, t('faults_hint')), this.#faults]),
             ),
         );
     }
