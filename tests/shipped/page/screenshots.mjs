@@ -57,6 +57,7 @@ for (const [scheme, from, to] of [
     await until(async () => (await day.ask('GET', `/api/schemes/${scheme}/window`)).enabled);
 }
 await schemes.mouse.move(0, 0);
+await schemes.locator('.top').getByText('Scheme 0', { exact: true }).waitFor();
 await schemes.getByRole('row', { name: /^Saturation/ }).waitFor();
 await take(schemes, 'schemes');
 
@@ -86,9 +87,15 @@ await takeWithPicture(await show(`${dusk.url}/#world`), 'world');
 await dusk.remove();
 
 const night = await camera('lpr', '22:30');
+await until(async () => (await night.ask('GET', '/api/status')).lamps > 0);
 await night.ask('PUT', '/api/lens', { zoom: kPlates });
 await until(
-    async () => (await night.ask('GET', '/api/status')).lamps > 0 && !(await night.ask('GET', '/api/lens')).zoomMoving,
+    async () => {
+        const { zoom, focusMoving } = await night.ask('GET', '/api/lens');
+        return zoom === kPlates && !focusMoving;
+    },
+    'the plates can be read',
+    120,
 );
 await takeWithPicture(await show(night.url, { colorScheme: 'dark' }), 'live-night');
 await night.remove();
