@@ -180,6 +180,9 @@ protected:
         case IA_CMD_DIGITAL_ZOOM:
             state.then = [this] { set(IA_CMD_MZ_POSITION, 32767); };
             break;
+        case IA_CMD_CAP_OFF_ADJ_DIRECTION:
+            state.before = [this] { set(IA_CMD_CAP_OFF_ADJ_STEP, 32); };
+            break;
         case IA_CMD_CAP_OFF_ADJ_STEP:
             state.then = [this] { set(IA_CMD_CAP_OFF_ADJ_DIRECTION, sim::kRight); };
             break;
@@ -273,7 +276,7 @@ protected:
         EXPECT_EQ(0, give(cmd, value));
         state.then();
         pass(state.passes);
-        sim::picture::Pipeline pipeline({320, 180});
+        sim::picture::Pipeline pipeline({160, 90});
         const double interval = 1.0 / get(IA_CMD_SENSOR_FPS);
         cv::Mat picture;
         for (int frame = 0; frame < 3; ++frame)
