@@ -284,15 +284,16 @@ std::optional<int> lockOrJoin(std::optional<StateFolder>& state, const std::stri
             }
             const StateFolder running(path, kind, StateFolder::Lock::ofAnother);
             running.chooseModel(options.model);
-            if (options.setsClock)
-            {
-                throw Failure("the camera on " + path +
-                              " is running already, at a time of its own: --speed and --at are for one that starts");
-            }
             auto socket = remote::SessionClient::open(path + "/" + kSessionSocketFile, options.json, hasPrompt(options),
                                                       kAnswerLimit);
             if (socket != nullptr)
             {
+                if (options.setsClock)
+                {
+                    throw Failure(
+                        "the camera on " + path +
+                        " is running already, at a time of its own: --speed and --at are for one that starts");
+                }
                 if (const std::optional<int> status = runClient(options, std::move(socket), path))
                 {
                     return status;

@@ -253,7 +253,7 @@ TEST_F(RemoteSessionTest, ACameraThatDoesNotAnswerInTimeIsInUse)
     execute({"mode"});
     const camera::Descriptor lock(open("/mnt/mtd/sensorcam/lock", O_RDWR | O_CLOEXEC));
     ASSERT_EQ(flock(lock.number(), LOCK_EX), 0);
-    const Ended ended = run({"exec", "mode"});
+    const Ended ended = run({"--speed", "1", "exec", "mode"});  // which a camera that answers refuses
     EXPECT_EQ(ended.status, 3);
     EXPECT_TRUE(has(ended.err, "a camera is already running on /mnt/mtd/sensorcam (process ")) << ended.err;
 }
