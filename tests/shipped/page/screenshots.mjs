@@ -91,6 +91,12 @@ test('each page is taken', async () => {
 
     const night = await camera('lpr', '22:30');
     await until(async () => (await night.ask('GET', '/api/status')).scheme === 1); // with a zoom of its own
+    await night.ask('PATCH', '/api/parameters', {
+        KEY_IR_MANUAL_STRG_NEAR: 100,
+        KEY_IR_MANUAL_STRG_MEDIUM: 100,
+        KEY_IR_MANUAL_STRG_FAR: 100,
+    });
+    await night.ask('POST', '/api/save');
     await night.ask('PUT', '/api/lens', { zoom: kPlates });
     await until(
         async () => {
@@ -100,6 +106,8 @@ test('each page is taken', async () => {
         'the plates can be read',
         120,
     );
-    await takeWithPicture(await show(night.url, { colorScheme: 'dark' }), 'live-night');
+    const live = await show(night.url, { colorScheme: 'dark' });
+    await live.getByRole('combobox', { name: 'Parameters' }).selectOption({ label: 'Infrared' });
+    await takeWithPicture(live, 'live-night');
     await night.remove();
 });
