@@ -106,6 +106,7 @@ void addOptions(CLI::App& cli, Options& options, RawOptions& raw)
     cli.add_option("--supervisor-descriptor", options.supervisorDescriptor)->group("");
     cli.add_option("--http-descriptor", options.httpDescriptor)->group("");
     cli.add_option("--session-descriptor", options.sessionDescriptor)->group("");
+    cli.add_option("--folder", options.folder)->group("");
 }
 
 constexpr int kDefaultPort = 8080;
@@ -377,6 +378,10 @@ std::vector<std::string> insideArguments(const Options& options, int lockDescrip
     if (options.verbose)
     {
         arguments.push_back("--verbose");
+    }
+    if (!options.folder.empty())
+    {
+        arguments.insert(arguments.end(), {"--folder", options.folder});
     }
     if (options.serve)
     {
