@@ -15,6 +15,7 @@
 #include "app/box/Bubblewrap.h"
 #include "app/box/StateFolder.h"
 #include "app/cli/Parsing.h"
+#include "app/cli/Shell.h"
 #include "app/web/Guard.h"
 #include "app/web/Users.h"
 #include "camera/Camera.h"
@@ -24,11 +25,13 @@ namespace {
 
 constexpr char kDescription[] =
     "sensorcam - a network camera without hardware: the image-control library, real style documents and an\n"
-    "image-adjust service that behaves like a sensor, in a private file tree of its own.\n";
+    "image-adjust service that behaves like a sensor, in a private file tree of its own.\n"
+    "Without a subcommand it prints the address of a page, http://localhost:8080/ or at the next free port, and at a\n"
+    "terminal opens a prompt; elsewhere there is the page alone, until a signal ends it.\n";
 
 constexpr char kFooter[] =
     "\nExamples:\n"
-    "  sensorcam                                        a fixed camera, at the prompt\n"
+    "  sensorcam                                        a fixed camera: the prompt, and a page in a browser\n"
     "  sensorcam exec 'set brightness=60' save          change a value and keep it\n"
     "  sensorcam exec 'get brightness'                  60, also after a restart\n"
     "  sensorcam --json exec 'get' | jq .               all values, for programs\n"
@@ -74,12 +77,13 @@ bool asksForJson(int argc, char** argv)
     return false;
 }
 
-// Texts that CLI11 fills in and that need more than a flag to become an Options.
+// What CLI11 fills in and that needs more than a name to become an Options.
 struct RawOptions
 {
     std::string model;
     std::string speed;
     std::string startTime;
+    bool prompt = false;
 };
 
 void addOptions(CLI::App& cli, Options& options, RawOptions& raw)
@@ -111,7 +115,7 @@ void addOptions(CLI::App& cli, Options& options, RawOptions& raw)
 
 constexpr int kDefaultPort = 8080;
 
-CLI::App* addServe(CLI::App& cli, ServeOptions& serve)
+CLI::App* addServe(CLI::App& cli, ServeOptions& serve, RawOptions& raw)
 {
     CLI::App* serving = cli.add_subcommand("serve", "Answer HTTP until a signal ends it");
     serving->fallthrough();
@@ -153,6 +157,7 @@ CLI::App* addServe(CLI::App& cli, ServeOptions& serve)
             return origin ? *origin : throw CLI::ValidationError(text + " is not http://HOST:PORT");
         })
         ->type_name("ORIGIN");
+    serving->add_flag("--prompt", raw.prompt)->group("");
     serving->add_option("--descriptor", serve.descriptors)->group("");
     serving->add_option("--identity-descriptor", serve.identityDescriptor)->group("");
     return serving;
@@ -220,16 +225,15 @@ public:
         cli_.footer(kFooter);
         cli_.set_version_flag("--version", std::string("sensorcam ") + SENSORCAM_VERSION);
         cli_.require_subcommand(0, 1);
-        cli_.add_subcommand("shell",
-                            "Open a prompt; without a terminal, read commands from standard input (the default)")
-            ->fallthrough();
+        shell_ = cli_.add_subcommand("shell", "Open a prompt; without a terminal, read commands from standard input");
+        shell_->fallthrough();
         CLI::App* const exec =
             cli_.add_subcommand("exec", "Run commands, each argument one command line, and end. Stops at the "
                                         "first command that fails; 'help' lists the commands");
         exec->add_option("COMMAND", options_.commands, "Command lines, as at the prompt")->required();
         exec->positionals_at_end();
         exec_ = exec;
-        serving_ = addServe(cli_, serve_);
+        serving_ = addServe(cli_, serve_, raw_);
         passwd_ = addPasswd(cli_, password_);
     }
 
@@ -245,8 +249,9 @@ public:
     // After parse.
     Options options()
     {
-        options_.isShell = !exec_->parsed() && !serving_->parsed() && !passwd_->parsed();
-        options_.serve = serving_->parsed() ? std::make_optional(served()) : std::nullopt;
+        const bool isBare = cli_.get_subcommands().empty();
+        options_.isShell = shell_->parsed() || raw_.prompt || (isBare && isInteractive(STDOUT_FILENO, options_.json));
+        options_.serve = serving_->parsed() || isBare ? std::make_optional(served()) : std::nullopt;
         options_.password = passwd_->parsed() ? std::make_optional(password_) : std::nullopt;
         options_.model = raw_.model.empty() ? std::nullopt : std::make_optional(raw_.model);
         options_.setsClock = !raw_.speed.empty() || !raw_.startTime.empty();
@@ -277,6 +282,7 @@ private:
     ServeOptions served() const
     {
         ServeOptions serve = serve_;
+        serve.orNextPort = !serving_->parsed();
         if (serve.socket.empty() && !serve.port && serve.descriptors.empty())
         {
             serve.port = kDefaultPort;
@@ -289,6 +295,7 @@ private:
     ServeOptions serve_;
     PasswordOptions password_;
     CLI::App cli_{kDescription, "sensorcam"};
+    CLI::App* shell_;
     const CLI::App* exec_;
     const CLI::App* serving_;
     const CLI::App* passwd_;
@@ -302,9 +309,13 @@ std::optional<Options> refuse(const std::string& mistake, bool json, int& status
 }
 
 // For the copy inside, which has sockets and not their places.
-std::vector<std::string> serveArguments(const ServeOptions& serve)
+std::vector<std::string> serveArguments(const ServeOptions& serve, bool hasPrompt)
 {
     std::vector<std::string> arguments = {"serve", "--bind", serve.address};
+    if (hasPrompt)
+    {
+        arguments.push_back("--prompt");
+    }
     if (!serve.users.empty())
     {
         const std::string name = std::filesystem::path(serve.users).filename().string();
@@ -385,7 +396,7 @@ std::vector<std::string> insideArguments(const Options& options, int lockDescrip
     }
     if (options.serve)
     {
-        const std::vector<std::string> more = serveArguments(*options.serve);
+        const std::vector<std::string> more = serveArguments(*options.serve, options.isShell);
         arguments.insert(arguments.end(), more.begin(), more.end());
         return arguments;
     }

@@ -16,10 +16,11 @@ enum ExitStatus
     kExitNoCamera = 3,  // the camera could not be started
 };
 
-// Of "serve": where, and for whom.
+// Where the camera answers HTTP, and for whom.
 struct ServeOptions
 {
     std::optional<int> port;
+    bool orNextPort = false;            // when that one is taken
     std::string address = "127.0.0.1";  // numeric
     std::string socket;                 // path of a Unix socket; empty: none
     std::string socketMode = "600";     // of its file, octal
@@ -56,7 +57,7 @@ struct Options
     bool json = false;
     bool verbose = false;  // the library's lines are not kept back at the prompt
     bool inPlace = false;
-    bool isShell = true;
+    bool isShell = true;  // with serve: a prompt beside the page
     std::optional<ServeOptions> serve;
     std::optional<PasswordOptions> password;
     std::vector<std::string> commands;  // of exec, a command line each

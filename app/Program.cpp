@@ -141,10 +141,13 @@ int runAtTerminal(const Options& options, bool endsCamera,
 // Until whoever started the camera, at the terminal, lets it end.
 int command(const Options& options, Session& session, Terminal& terminal, const std::string& stateFolder)
 {
+    if (options.isShell)
+    {
+        return runShell(session, terminal, stateFolder + "/history");
+    }
     if (!options.serve)
     {
-        return options.isShell ? runShell(session, terminal, stateFolder + "/history")
-                               : session.runAll(options.commands);
+        return session.runAll(options.commands);
     }
     while (terminal.pause(std::chrono::hours(1)))
     {
@@ -277,7 +280,7 @@ std::optional<int> lockOrJoin(std::optional<StateFolder>& state, const std::stri
         }
         catch (const StateFolder::InUse& inUse)
         {
-            if (options.serve)
+            if (options.serve && !options.isShell)
             {
                 throw Failure(std::string(inUse.what()) + ". It answers HTTP on " + path + "/" + kHttpSocketFile);
             }

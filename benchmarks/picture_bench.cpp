@@ -1,16 +1,25 @@
 // Prints what a frame of the simulated picture costs, stage by stage: milliseconds of processor time, and the cores that
-// 25 frames a second take. build/bench/bin/picture_bench, after ./bench has built it.
+// 25 frames a second take. Then how long a parameter that is set takes to show: from the call to the first frame whose
+// pixels are others. build/bench/bin/picture_bench, after ./bench has built it.
 
 #include <opencv2/core.hpp>
+#include <turbojpeg.h>
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <ctime>
 #include <map>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "services/sim/ParameterTable.h"
+#include "services/sim/Service.h"
 #include "services/sim/picture/Encoder.h"
 #include "services/sim/picture/Picture.h"
 
@@ -111,8 +120,109 @@ const Situation kSituations[] = {
     {"day, all on", 20000, false, 0, 0, kEverything},
     {"night, all on", 0.05, true, 0, 0, kEverything},
     {"out of focus", 20000, false, 1500, 0, {}},
-    {"zooming", 20000, false, 0, 120, {}},
+    {"zoom, all on", 20000, false, 0, 120, kEverything},
 };
+
+// ---- from a call to its picture ------------------------------------------------------------------------------
+
+constexpr int kCalls = 60;
+constexpr double kMiddle = 128;  // between the brightnesses of a dark picture and a light one
+
+// From 0 to 255, of an eighth of its size.
+double brightnessOf(const std::string& jpeg)
+{
+    const std::unique_ptr<void, decltype(&tjDestroy)> decoder(tjInitDecompress(), tjDestroy);
+    const int width = sim::picture::kWidth / 8, height = sim::picture::kHeight / 8;
+    cv::Mat grey(height, width, CV_8U);
+    const auto* const data = reinterpret_cast<const unsigned char*>(jpeg.data());
+    if (tjDecompress2(decoder.get(), data, jpeg.size(), grey.data, width, 0, height, TJPF_GRAY, 0) != 0)
+    {
+        throw std::runtime_error("a frame is no JPEG");
+    }
+    return cv::mean(grey)[0];
+}
+
+// Reads frames on a thread of its own and counts them.
+class Viewer
+{
+public:
+    explicit Viewer(const sim::picture::Look& look) : picture_(look), reader_([this] { read(); }) {}
+
+    ~Viewer()
+    {
+        picture_.stop();
+        reader_.join();
+    }
+
+    int seen()
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return seen_;
+    }
+
+    // The first frame that is light, or dark; its place among those seen.
+    int waitFor(bool light)
+    {
+        std::unique_lock<std::mutex> lock(mutex_);
+        came_.wait(lock, [this, light] { return seen_ > 0 && (brightness_ > kMiddle) == light; });
+        return seen_;
+    }
+
+private:
+    void read()
+    {
+        while (const auto frame = picture_.next())
+        {
+            const double brightness = brightnessOf(frame->jpeg);
+            const std::lock_guard<std::mutex> lock(mutex_);
+            ++seen_;
+            brightness_ = brightness;
+            came_.notify_all();
+        }
+    }
+
+    sim::picture::Picture picture_;
+    std::mutex mutex_;
+    std::condition_variable came_;
+    int seen_ = 0;           // guarded by mutex_
+    double brightness_ = 0;  // of the last one, guarded by mutex_
+    std::thread reader_;
+};
+
+void printLatency()
+{
+    using Clock = std::chrono::steady_clock;
+    sim::Service camera;
+    const auto set = [&camera](ia_cmd_e cmd, int value) { camera.call(cmd, IA_CMD_OPT_SET, &value); };
+    for (const auto& [cmd, value] : kEverything)
+    {
+        set(cmd, value);
+    }
+    Viewer viewer([&camera] { return camera.look(); });
+    std::vector<double> milliseconds;
+    std::map<int, int> frames;  // how many calls took so many
+    bool light = false;
+    set(IA_CMD_BRIGHTNESS, 0);
+    viewer.waitFor(light);
+    for (int i = 0; i < kCalls; ++i)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200 + 7 * i));  // anywhere between two frames
+        light = !light;
+        const int before = viewer.seen();
+        const auto begun = Clock::now();
+        set(IA_CMD_BRIGHTNESS, light ? 100 : 0);
+        ++frames[viewer.waitFor(light) - before];
+        milliseconds.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begun).count());
+    }
+    std::sort(milliseconds.begin(), milliseconds.end());
+    std::printf("\nfrom a call to its picture, all on: median %.0f ms, longest %.0f ms;", milliseconds[kCalls / 2],
+                milliseconds.back());
+    for (const auto& [count, calls] : frames)
+    {
+        std::printf(" in frame %d: %d of %d", count, calls, kCalls);
+    }
+    std::printf("\n");
+}
 
 }  // namespace
 
@@ -151,4 +261,5 @@ int main()
         std::printf(" %13.2f", sum / 1e3 / kInterval);
     }
     std::printf("\n");
+    printLatency();
 }

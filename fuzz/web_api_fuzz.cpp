@@ -16,6 +16,7 @@
 #include "app/web/RequestHead.h"
 #include "camera/KeyNames.h"
 #include "fuzz/CameraTree.h"
+#include "fuzz/HostStandIns.h"
 #include "fuzz/Require.h"
 #include "fuzz/TextParts.h"
 
@@ -94,6 +95,27 @@ private:
     std::optional<web::Sessions> sessions_;
 };
 
+// Whoever waits gives the library's thread, which runs only when it is told to, a turn.
+class TurningClock : public host::ManualClock
+{
+public:
+    using ManualClock::ManualClock;
+
+    void wait(host::Span span) override
+    {
+        ManualClock::wait(span);
+        if (!turning_)
+        {
+            turning_ = true;
+            fuzz::turnOfThread();
+            turning_ = false;
+        }
+    }
+
+private:
+    bool turning_ = false;
+};
+
 // A camera in manual mode on its first scheme, as every input finds it.
 class Served
 {
@@ -163,7 +185,7 @@ private:
         return guarded;
     }
 
-    const std::shared_ptr<host::ManualClock> clock_ = std::make_shared<host::ManualClock>(12, 0);
+    const std::shared_ptr<TurningClock> clock_ = std::make_shared<TurningClock>(12, 0);
     web::AuditLog audit_{kAuditFile, [](const std::string&) { FUZZ_REQUIRE(!"changes can be noted"); }};
     std::unique_ptr<camera::Camera> camera_;
     std::unique_ptr<web::Api> api_;

@@ -121,9 +121,11 @@ fold_progress() {
     printf '%s' "$erase" >&2
 }
 
-# Configures and builds a preset in build/<preset>. Quiet when there is nothing to do.
+# build_preset <preset> [<target>...]: configures it and builds it, or those targets, in build/<preset>. Quiet when there
+# is nothing to do.
 build_preset() {
     local preset=$1 folder=build/$1
+    shift
     mkdir -p "$folder"
     # A build folder that came along with a copied or moved checkout names the old place everywhere: begin anew.
     if [ -f "$folder/configured" ] && [ "$(cat "$folder/configured")" != "$PWD" ]; then
@@ -139,5 +141,5 @@ build_preset() {
         cmake --preset "$preset" >"$folder/configure.log" 2>&1 || { cat "$folder/configure.log" >&2; return 1; }
         printf '%s\n' "$PWD" >"$folder/configured"
     fi
-    ninja -C "$folder" -j "$(nproc)" 2>&1 | fold_progress "building $folder"
+    ninja -C "$folder" -j "$(nproc)" "$@" 2>&1 | fold_progress "building $folder"
 }

@@ -9,8 +9,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace web {
@@ -20,7 +20,7 @@ constexpr int kBacklog = 512;  // who finds it full is not heard for a second
 
 [[noreturn]] void fail(const std::string& what, int error = errno)
 {
-    throw std::runtime_error(what + ": " + std::strerror(error));
+    throw std::system_error(error, std::generic_category(), what);
 }
 
 camera::Descriptor openSocket(int family, const std::string& what)

@@ -9,7 +9,8 @@
 
 namespace web {
 
-// A socket that accepts connections. Throws std::runtime_error with a text for people when it cannot be had.
+// A socket that accepts connections. Throws std::runtime_error with a text for people when it cannot be had,
+// std::system_error where the system says why.
 class ListenSocket
 {
 public:

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <system_error>
 
 #include "app/Failure.h"
 #include "app/box/DiskFiles.h"
@@ -22,6 +23,8 @@ namespace {
 
 constexpr char kIdentityFile[] = "/tls.pem";
 constexpr char kAuditFile[] = "/audit.log";
+
+constexpr int kNextPorts = 100;  // that are tried: a machine has no more cameras, and other programs other ports
 
 ListenSocket inheritedSocket(const std::string& text)
 {
@@ -144,6 +147,30 @@ std::string identityIn(const camera::Descriptor& memory)
     return text;
 }
 
+ListenSocket socketOnPort(const app::ServeOptions& options)
+{
+    for (int port = *options.port;; ++port)
+    {
+        try
+        {
+            ListenSocket socket = ListenSocket::onPort(options.address, port);
+            if (port != *options.port)
+            {
+                app::notice("port " + std::to_string(*options.port) + " is taken; this camera has port " +
+                            std::to_string(port));
+            }
+            return socket;
+        }
+        catch (const std::system_error& error)
+        {
+            if (!options.orNextPort || error.code() != std::errc::address_in_use || port == *options.port + kNextPorts)
+            {
+                throw;
+            }
+        }
+    }
+}
+
 // What a person can reach it by.
 std::string placeOf(const ListenSocket& socket, const app::ServeOptions& options, bool tls)
 {
@@ -192,7 +219,7 @@ Opened open(const app::ServeOptions& options, const std::string& stateFolder)
     }
     if (options.port)
     {
-        opened.sockets.push_back(ListenSocket::onPort(options.address, *options.port));
+        opened.sockets.push_back(socketOnPort(options));
     }
     if (!options.socket.empty())
     {

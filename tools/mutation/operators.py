@@ -109,8 +109,9 @@ class Mutator:
 
     def _number(self, index, token):
         digits, suffix = re.fullmatch(r"(0[xX][0-9a-fA-F]+|\d+)([uUlL]*)", token.text.replace("'", "")).groups()
-        is_octal = digits.isdecimal() and digits[0] == "0"
-        value = int(digits, 8 if is_octal else 0)
+        is_fraction = index > 0 and self.tokens[index - 1].text == "."
+        is_octal = digits.isdecimal() and digits[0] == "0" and not is_fraction
+        value = int(digits, 8 if is_octal else 10 if is_fraction else 0)
         form = "0{:o}" if is_octal and value else "0x{:X}" if digits[:2].lower() == "0x" else "{}"
         for new in [value + 1] if self.is_table else sorted({value + 1, value - 1, 0} - {value, -1}):
             self._replace("constant", index, form.format(new) + suffix)

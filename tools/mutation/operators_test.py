@@ -38,6 +38,10 @@ class Operators(unittest.TestCase):
         self.expect("int c = 0;", ("constant", "int c = 1;"))
         self.expect("int c = 0x0Fu;", *(("constant", f"int c = 0x{value}u;") for value in ("10", "E", "0")))
 
+    def test_digits_behind_a_point_are_decimal(self):
+        self.expect("double c = 1.08;", *(("constant", f"double c = {value};") for value in
+                                          ("2.08", "0.08", "1.9", "1.7", "1.0")))
+
     def test_a_call_is_left_out(self):
         self.expect("g(a);", ("call", ";"))
 

@@ -1,7 +1,10 @@
 // The camera as the page knows it: one state for all pages, kept true by the camera's events.
 import { Problem, ask, get } from './api.js';
+import { Sender } from './sender.js';
 import { parametersIn, tabsIn } from './style-document.js';
 import * as texts from './texts.js';
+import { Trials } from './trials.js';
+import { Undo } from './undo.js';
 
 /**
  * @typedef {object} Allowed
@@ -35,16 +38,13 @@ import * as texts from './texts.js';
  * @property {number} [lamps]
  *
  * @typedef {{scheme: number, key: number, name: string, value: number, saved: number}} Unsaved
- * @typedef {{key: number, before: number, after: number}} Step
- * @typedef {{id: number, values: Map<number, number>, before: Map<number, number>}} Trial
  * @typedef {'connecting' | 'open' | 'lost' | 'login'} Connection
  */
 
-const kBetweenChanges = 100; // milliseconds: at most ten changes a second
-const kRetry = 1000;
+const kEvents = ['values', 'scheme', 'mode', 'night', 'saved', 'reset', 'trial', 'lens', 'world', 'log', 'state'];
+const kRetry = 1000; // milliseconds
 const kLook = 1000; // time and light are no events
-const kHold = 5000; // a trial lasts 15 seconds without a sign
-const kOneGesture = 1200; // changes of a control so close together are undone together
+const kHold = 5000;
 
 /** The number of the last event in a revision or in an event's id. @param {string} text */
 function eventNumber(text) {
@@ -79,37 +79,30 @@ class Camera extends EventTarget {
     unsaved = [];
     /** @type {import('./style-document.js').Tab[]} */
     tabs = [];
-    /** Changes are tried out, and not remembered. */
-    trying = false;
-    /** Own one. @type {Trial | null} */
-    trial = null;
-    /** Keys that somebody else tries out. @type {Map<number, Set<number>>} */
-    othersTrials = new Map();
+    trials = new Trials();
     /** @type {{time: Date, text: string, data: any}[]} */
     history = [];
 
     /** @type {EventSource | null} */
     #events = null;
     #attempt = 0;
-    /** Not sent yet. @type {Map<number, number>} */
-    #waiting = new Map();
-    /** Sent, not answered. @type {Map<number, number>} */
-    #sent = new Map();
-    #lastSent = -Infinity;
+    #sender = new Sender(
+        (/** @type {Map<number, number>} */ changes) => this.#patch(changes),
+        (answer, keys) => this.#settle(answer, keys),
+        (error) => this.#refused(error),
+    );
+    #undo = new Undo();
     /** How often the unsaved values were asked for. */
     #asked = 0;
-    #timer = 0;
     /** By key, the number of the event up to which what is told about it is old. @type {Map<number, number>} */
     #newest = new Map();
-    /** @type {{steps: Step[], at: number}[]} */
-    #undo = [];
     #reloadUnsaved = later(() => void this.#quietly(() => this.loadUnsaved()), 150);
     #reloadLimits = later(() => void this.#quietly(() => this.#loadLimits()), 300);
 
     constructor() {
         super();
         setInterval(() => void this.#look(), kLook);
-        setInterval(() => void this.#hold(), kHold);
+        setInterval(() => void this.#quietly(() => this.trials.hold()), kHold);
         document.addEventListener('visibilitychange', () => {
             if (document.hidden) {
                 this.#disconnect(); // a browser has few connections for one camera
@@ -198,7 +191,7 @@ class Camera extends EventTarget {
         events.onerror = () => this.lose();
         // Everything is read behind the beginning of the events: nothing is missed between.
         events.onopen = () => void this.#loadAll(events);
-        for (const name of ['values', 'scheme', 'mode', 'night', 'saved', 'reset', 'trial', 'lens', 'log', 'state']) {
+        for (const name of kEvents) {
             events.addEventListener(name, (event) =>
                 this.#happened(name, JSON.parse(event.data), eventNumber(event.lastEventId)),
             );
@@ -208,10 +201,10 @@ class Camera extends EventTarget {
     /** @param {EventSource} events */
     async #loadAll(events) {
         try {
-            this.#waiting.clear();
+            this.#sender.drop();
             this.#newest.clear();
-            this.trial = null;
-            this.#undo = [];
+            this.trials.own = null;
+            this.#undo.clear();
             const [status] = await Promise.all([
                 get('/api/status'),
                 texts.load(),
@@ -260,13 +253,13 @@ class Camera extends EventTarget {
         const asOf = eventNumber(parameters.revision);
         this.rows = new Map(parameters.body.keys.map((/** @type {KeyRow} */ row) => [row.key, row]));
         for (const row of this.rows.values()) {
-            if (row.value !== undefined && !this.#isMoving(row.key) && asOf >= (this.#newest.get(row.key) ?? -1)) {
+            if (row.value !== undefined && !this.#sender.has(row.key) && asOf >= (this.#newest.get(row.key) ?? -1)) {
                 this.values.set(row.key, row.value);
             }
         }
-        this.othersTrials.clear();
+        this.trials.forgetOthers();
         for (const trial of trials.trials) {
-            this.#takeTrial(trial.trial, trial.values);
+            this.#takeTrial(trial);
         }
         if (isOther) {
             this.tabs = tabs;
@@ -321,30 +314,28 @@ class Camera extends EventTarget {
                 this.#takeValues(data.values, number);
                 this.#tell('lens', data);
                 break;
+            case 'world':
+                this.#tell('world');
+                break;
             case 'saved':
                 break;
             default: // other values are in force
-                this.#undo = [];
+                this.#undo.clear();
                 this.#reloadLimits();
                 void this.#look();
         }
-        if (name !== 'lens' && name !== 'log') {
+        if (!['lens', 'log', 'world'].includes(name)) {
             this.#reloadUnsaved();
             this.#tell('schemes');
         }
         this.#tell('happened');
     }
 
-    /** @param {number} key */
-    #isMoving(key) {
-        return this.#waiting.has(key) || this.#sent.has(key);
-    }
-
     /** @param {{key: number, value: number}[]} values @param {number} number */
     #takeValues(values, number) {
         const changed = new Set();
         for (const { key, value } of values) {
-            const isOld = this.#isMoving(key) || number <= (this.#newest.get(key) ?? -1);
+            const isOld = this.#sender.has(key) || number <= (this.#newest.get(key) ?? -1);
             if (isOld) {
                 continue;
             }
@@ -368,31 +359,24 @@ class Camera extends EventTarget {
         }
     }
 
-    /** @param {number} id @param {{key: number, value: number}[]} values */
-    #takeTrial(id, values) {
-        for (const { key, value } of values) {
-            if (!this.#isMoving(key)) {
+    /** @param {{trial: number, values: {key: number, value: number}[]}} trial */
+    #takeTrial(trial) {
+        for (const { key, value } of trial.values) {
+            if (!this.#sender.has(key)) {
                 this.values.set(key, value);
             }
         }
-        if (id !== this.trial?.id) {
-            this.othersTrials.set(id, new Set(values.map((value) => value.key)));
-        }
+        this.trials.heardOf(trial);
     }
 
     /** @param {any} data */
     #trialHappened(data) {
         if (data.state === 'begun') {
-            this.#takeTrial(data.trial, data.values ?? []);
+            this.#takeTrial({ trial: data.trial, values: data.values ?? [] });
             this.#tell('values', null);
         } else {
-            this.othersTrials.delete(data.trial);
-            if (data.trial === this.trial?.id) {
-                this.trial = null;
-                this.trying = false;
-                if (data.state !== 'kept' && data.state !== 'undone') {
-                    this.#tell('notice', { text: texts.t('trial_ended') });
-                }
+            if (this.trials.ended(data.trial) && data.state !== 'kept' && data.state !== 'undone') {
+                this.#tell('notice', { text: texts.t('trial_ended') });
             }
             this.#reloadLimits();
         }
@@ -407,99 +391,57 @@ class Camera extends EventTarget {
      * @param {boolean} [canBeUndone]
      */
     change(values, canBeUndone = true) {
-        /** @type {Step[]} */
         const steps = [];
         for (const [key, value] of values) {
             steps.push({ key, before: this.values.get(key) ?? value, after: value });
             this.values.set(key, value);
-            this.#waiting.set(key, value);
         }
-        if (canBeUndone && !this.trying) {
-            this.#remember(steps);
+        this.#sender.put(values);
+        if (canBeUndone && !this.trials.isOn) {
+            this.#undo.remember(steps);
+            this.#tell('undo');
         }
         this.#tell('values', new Set(values.keys()));
-        this.#send();
     }
 
-    #send() {
-        clearTimeout(this.#timer);
-        if (this.#waiting.size === 0 || this.#sent.size > 0) {
-            return;
-        }
-        const wait = this.#lastSent + kBetweenChanges - performance.now();
-        if (wait > 0) {
-            this.#timer = window.setTimeout(() => this.#send(), wait);
-            return;
-        }
-        void this.#sendNow();
+    /** @param {Map<number, number>} changes */
+    #patch(changes) {
+        return ask('PATCH', `/api/parameters${this.trials.query}`, Object.fromEntries(changes));
     }
 
-    async #sendNow() {
-        this.#sent = this.#waiting;
-        this.#waiting = new Map();
-        this.#lastSent = performance.now();
-        const trial = this.trial ? `&trial=${this.trial.id}` : '';
-        try {
-            const { body, revision } = await ask(
-                'PATCH',
-                '/api/parameters' + (this.trying ? `?keep=false${trial}` : ''),
-                Object.fromEntries(this.#sent),
-            );
-            this.#settle(body.values, revision);
-            if (this.trying && body.trial) {
-                this.#tookOnTrial(body);
-            }
-        } catch (error) {
-            this.#refused(error);
-        }
-        this.#send();
-    }
-
-    /** @param {any[]} values @param {string} revision */
-    #settle(values, revision) {
-        const keys = [...this.#sent.keys()];
-        this.#sent = new Map();
+    /** @param {import('./api.js').Answer} answer @param {number[]} keys */
+    #settle({ body, revision }, keys) {
         for (const key of keys) {
             this.#newest.set(key, eventNumber(revision));
         }
         /** @type {Set<number>} */
         const changed = new Set(keys);
-        for (const { key, value } of values) {
-            if (value !== undefined && !this.#isMoving(key)) {
+        for (const { key, value } of body.values) {
+            if (value !== undefined && !this.#sender.has(key)) {
                 this.values.set(key, value);
                 changed.add(key);
             }
         }
         this.#changed(changed);
-        if (values.some((value) => value.outcome === 'corrected' || value.outcome === 'heldBack')) {
+        if (body.values.some((/** @type {any} */ value) => ['corrected', 'heldBack'].includes(value.outcome))) {
             this.#tell('notice', { text: texts.t('value_corrected') });
         }
-    }
-
-    /** @param {any} body */
-    #tookOnTrial(body) {
-        const before = this.trial?.before ?? new Map();
-        for (const { key, before: old } of body.values) {
-            if (!before.has(key) && old !== undefined) {
-                before.set(key, old);
-            }
+        if (this.trials.isOn && body.trial) {
+            this.trials.took(body.trial);
+            this.#tell('trial');
         }
-        const values = new Map(body.trial.values.map((/** @type {any} */ value) => [value.key, value.value]));
-        this.trial = { id: body.trial.trial, values, before };
-        this.othersTrials.delete(this.trial.id);
-        this.#tell('trial');
     }
 
     /** @param {unknown} error */
     #refused(error) {
-        this.#sent = new Map();
         this.noticeFailure(error);
         if (error instanceof Problem && error.status !== 0) {
             if (error.code === 'no-trial') {
-                this.trial = null;
+                this.trials.own = null;
                 this.#tell('trial');
             }
-            this.#undo.pop();
+            this.#undo.forgetLast();
+            this.#tell('undo');
             this.#tell('notice', { text: error.message, bad: true });
             this.#reloadLimits();
         }
@@ -516,37 +458,34 @@ class Camera extends EventTarget {
 
     // ---- undo ------------------------------------------------------------------------------------------------------
 
-    /** @param {Step[]} steps */
-    #remember(steps) {
-        const last = this.#undo.at(-1);
-        const now = performance.now();
-        const isSame = last && last.steps.map((step) => step.key).join() === steps.map((step) => step.key).join();
-        if (isSame && now - last.at < kOneGesture) {
-            last.steps.forEach((step, i) => {
-                step.after = steps[i].after;
-            });
-            last.at = now;
-        } else {
-            this.#undo = [...this.#undo, { steps, at: now }].slice(-100);
-        }
-        this.#tell('undo');
+    get canUndo() {
+        return this.#undo.canUndo;
     }
 
-    canUndo() {
-        return this.#undo.length > 0;
+    get canRedo() {
+        return this.#undo.canRedo;
     }
 
-    /** Takes the last change back, but for what somebody else has changed since. */
     undo() {
-        const last = this.#undo.pop();
-        if (!last) {
-            return;
-        }
-        const mine = last.steps.filter((step) => this.values.get(step.key) === step.after);
+        this.#step(this.#undo.back(), 'after', 'before');
+    }
+
+    redo() {
+        this.#step(this.#undo.forward(), 'before', 'after');
+    }
+
+    /**
+     * But for what somebody else has changed since.
+     * @param {import('./undo.js').Step[]} steps
+     * @param {'before' | 'after'} from
+     * @param {'before' | 'after'} to
+     */
+    #step(steps, from, to) {
+        const mine = steps.filter((step) => this.values.get(step.key) === step[from]);
         if (mine.length > 0) {
-            this.change(new Map(mine.map((step) => [step.key, step.before])), false);
+            this.change(new Map(mine.map((step) => [step.key, step[to]])), false);
         }
-        if (mine.length < last.steps.length) {
+        if (mine.length < steps.length) {
             this.#tell('notice', { text: texts.t('undo_overtaken') });
         }
         this.#tell('undo');
@@ -556,29 +495,17 @@ class Camera extends EventTarget {
 
     /** From now on changes are tried out. */
     beginTrying() {
-        this.trying = true;
+        this.trials.isOn = true;
         this.#tell('trial');
     }
 
     /** @param {boolean} keeps */
     async endTrying(keeps) {
-        const trial = this.trial;
-        this.trying = false;
-        this.trial = null;
+        const ended = this.trials.end(keeps);
         this.#tell('trial');
-        if (trial) {
-            await (keeps ? ask('POST', `/api/trials/${trial.id}/keep`) : ask('DELETE', `/api/trials/${trial.id}`));
-            this.#reloadLimits();
-            this.#reloadUnsaved();
-        }
-    }
-
-    async #hold() {
-        if (this.trial) {
-            await this.#quietly(async () => {
-                await ask('PUT', `/api/trials/${this.trial?.id}`);
-            });
-        }
+        await ended;
+        this.#reloadLimits();
+        this.#reloadUnsaved();
     }
 
     // ---- the style document ----------------------------------------------------------------------------------------
@@ -599,11 +526,6 @@ class Camera extends EventTarget {
     /** @param {number} key */
     isUnsaved(key) {
         return this.unsaved.some((row) => row.key === key && row.scheme === this.status?.scheme);
-    }
-
-    /** @param {number} key */
-    isOnTrial(key) {
-        return (this.trial?.values.has(key) ?? false) || [...this.othersTrials.values()].some((keys) => keys.has(key));
     }
 }
 

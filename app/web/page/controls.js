@@ -1,36 +1,12 @@
 // Controls, made from the style document alone.
-import { ask, get } from './api.js';
+import { ask } from './api.js';
 import { camera } from './camera.js';
-import { h, icon, iconButton, newId, refill, fill } from './dom.js';
+import { fill, h, icon, iconButton, newId, refill } from './dom.js';
+import { nameOf, partName, timeText, valueText } from './names.js';
 import { styleText, t, unitText } from './texts.js';
-import { Page, action, askInDialog, menuButton, notifyProblem } from './ui.js';
+import { Page, action, menuButton, notifyProblem } from './ui.js';
 
-/**
- * @typedef {import('./style-document.js').Control} Control
- * @typedef {import('./style-document.js').Choice} Choice
- */
-
-/** @param {{text: string, label: string}} named */
-export function nameOf(named) {
-    return named.label || styleText(named.text);
-}
-
-/** The parts of a time have no name of their own. @param {Control} control */
-function partName(control) {
-    return t(control.kind);
-}
-
-/** @param {Control} control @param {number} value */
-export function valueText(control, value) {
-    const choice = control.choices.find((candidate) => candidate.value === value);
-    if (choice) {
-        return nameOf(choice);
-    }
-    if (control.kind === 'switch') {
-        return styleText(value ? 'on' : 'off');
-    }
-    return control.unit ? `${value} ${unitText(control.unit)}` : String(value);
-}
+/** @typedef {import('./style-document.js').Control} Control */
 
 /** What the device allows now; otherwise what the document says. @param {Control} control */
 function rangeOf(control) {
@@ -130,7 +106,7 @@ class ControlElement extends Page {
     }
 
     #refreshMark() {
-        const isOnTrial = camera.isOnTrial(this.control.key);
+        const isOnTrial = camera.trials.has(this.control.key);
         const isUnsaved = this.#keys.some((key) => camera.isUnsaved(key)) && camera.isUnsaved(this.control.key);
         this.#mark.hidden = !isOnTrial && !isUnsaved;
         this.#mark.className = isOnTrial ? 'mark trial' : 'mark';
@@ -188,7 +164,7 @@ class ControlElement extends Page {
                     disabled: this.#isLocked,
                     run: () => ask('POST', `/api/parameters/${control.key}/restore`),
                 },
-                { text: t('explain'), run: () => explainKey(control) },
+                { text: t('explain'), run: async () => (await import('./explain.js')).explainKey(control) },
             ];
         });
     }
@@ -254,17 +230,20 @@ class ControlElement extends Page {
             class: 'tick',
             title: `${t('factory_value')}: ${valueText(control, control.factory)}`,
         });
-        tick.style.setProperty('--share', String(Math.min(1, Math.max(0, share(control.factory)))));
+        const factory = Math.min(1, Math.max(0, share(control.factory)));
+        const ends = h(
+            'div',
+            { class: `ends${factory < 0.25 ? ' low' : factory > 0.75 ? ' high' : ''}`, 'aria-hidden': 'true' },
+            h('span', {}, String(range.min)),
+            h('span', { class: 'factory' }, `${t('factory_value')} ${control.factory}`),
+            h('span', {}, String(range.max)),
+        );
+        tick.style.setProperty('--share', String(factory));
+        ends.style.setProperty('--share', String(factory));
         return [
             this.#row(this.#numberField(control, nameOf(control)), this.#unit()),
             h('div', { class: 'slider' }, slider, tick),
-            h(
-                'div',
-                { class: 'ends', 'aria-hidden': 'true' },
-                h('span', {}, String(range.min)),
-                h('span', {}, `${t('factory_value')} ${control.factory}`),
-                h('span', {}, String(range.max)),
-            ),
+            ends,
         ];
     }
 
@@ -437,11 +416,6 @@ class ControlElement extends Page {
 }
 customElements.define('sc-control', ControlElement);
 
-/** @param {number} minutes of the day */
-export function timeText(minutes) {
-    return `${String(Math.floor(minutes / 60)).padStart(2, '0')}:${String(minutes % 60).padStart(2, '0')}`;
-}
-
 /** @param {Control} control */
 export function controlElement(control) {
     const element = /** @type {ControlElement} */ (document.createElement('sc-control'));
@@ -505,67 +479,4 @@ export function groupElement(group) {
     const element = /** @type {GroupElement} */ (document.createElement('sc-group'));
     element.group = group;
     return element;
-}
-
-/** Where the value comes from, and what else there is. @param {Control} control */
-async function explainKey(control) {
-    const known = await get(`/api/parameters/${control.key}`);
-    /** @type {[string, number | undefined][]} */
-    const rows = [
-        ['value_now', known.value],
-        ['value_saved', known.saved],
-        ['factory_value', known.factory],
-        ['value_on_sensor', known.onSensor],
-    ];
-    await askInDialog({
-        title: nameOf(control),
-        content: [
-            h('p', { class: 'quiet' }, `${known.name} · ${known.key}`),
-            h(
-                'table',
-                {},
-                h(
-                    'tbody',
-                    {},
-                    rows
-                        .filter(([, value]) => value !== undefined)
-                        .map(([text, value]) =>
-                            h(
-                                'tr',
-                                {},
-                                h('th', { scope: 'row' }, t(text)),
-                                h('td', {}, valueText(control, Number(value))),
-                            ),
-                        ),
-                ),
-            ),
-            h('h3', {}, t('in_schemes')),
-            h(
-                'table',
-                {},
-                h(
-                    'tbody',
-                    {},
-                    known.inSchemes.map((/** @type {any} */ row) =>
-                        h(
-                            'tr',
-                            {},
-                            h('th', { scope: 'row' }, schemeName(row.scheme)),
-                            h('td', {}, valueText(control, row.value)),
-                        ),
-                    ),
-                ),
-            ),
-        ],
-        answers: [{ text: t('button_close'), value: '' }],
-    });
-}
-
-/** @param {number | undefined} scheme */
-export function schemeName(scheme) {
-    return scheme === undefined
-        ? t('scheme_none')
-        : scheme === camera.status?.defaultScheme
-          ? t('scheme_default')
-          : t('scheme_number', scheme);
 }

@@ -1,8 +1,8 @@
-// The frame around the pages: navigation, the camera's state, logging in.
-import { Problem, ask } from './api.js';
-import { schemeName } from './controls.js';
+// The frame around the pages: navigation, the camera's state, what goes for all of it.
+import { ask } from './api.js';
 import { camera } from './camera.js';
-import { h, icon, iconButton, newId, refill } from './dom.js';
+import { h, icon, iconButton, refill } from './dom.js';
+import { schemeName } from './names.js';
 import * as texts from './texts.js';
 import { action, askInDialog, menuButton, noticeArea, notify } from './ui.js';
 
@@ -25,6 +25,7 @@ const main = h('main', { id: 'main', tabindex: '-1' });
 const facts = h('div', { class: 'facts' });
 const save = h('button', { type: 'button', class: 'primary save' });
 const undo = iconButton('undo', '', () => camera.undo());
+const redo = iconButton('redo', '', () => camera.redo(), { class: 'icon-button redo' });
 let shown = '';
 
 /** The page that the address names. */
@@ -50,8 +51,13 @@ function useTheme(name) {
 // ---- header ------------------------------------------------------------------------------------------------------
 
 function buildHeader() {
-    undo.title = t('undo');
-    undo.setAttribute('aria-label', t('undo'));
+    for (const [button, text] of /** @type {[HTMLElement, string][]} */ ([
+        [undo, t('undo')],
+        [redo, t('redo')],
+    ])) {
+        button.title = text;
+        button.setAttribute('aria-label', text);
+    }
     refill(
         header,
         h(
@@ -61,7 +67,7 @@ function buildHeader() {
             h('span', { class: 'model' }),
         ),
         facts,
-        h('div', { class: 'actions' }, undo, save, menuButton('more', t('menu'), menuItems)),
+        h('div', { class: 'actions' }, undo, redo, save, menuButton('more', t('menu'), menuItems)),
     );
     refreshHeader();
 }
@@ -78,10 +84,20 @@ function menuItems() {
                 rebuild();
             },
         })),
+        null,
         ...kThemes.map((name) => ({ text: t(`theme_${name}`), checked: name === theme(), run: () => useTheme(name) })),
+        null,
+        {
+            text: t('unsaved_list'),
+            note: String(camera.unsaved.length),
+            disabled: camera.unsaved.length === 0,
+            run: async () => (await import('./explain.js')).listUnsaved(),
+        },
         { text: t('button_reload'), disabled: !isOperator, run: reload },
         { text: t('button_reset'), disabled: !camera.may('administrator'), run: reset },
-        ...(camera.session.name ? [{ text: t('log_out'), note: camera.session.name, run: () => camera.logout() }] : []),
+        ...(camera.session.name
+            ? [null, { text: t('log_out'), note: camera.session.name, run: () => camera.logout() }]
+            : []),
     ];
 }
 
@@ -121,7 +137,8 @@ function refreshSave() {
         h('span', { class: 'word' }, inForce > 0 ? t('save_count', inForce) : t('saved')),
         inForce > 0 ? h('span', { class: 'count', 'aria-hidden': 'true' }, String(inForce)) : null,
     );
-    undo.disabled = !camera.canUndo();
+    undo.disabled = !camera.canUndo;
+    redo.disabled = !camera.canRedo;
 }
 save.addEventListener(
     'click',
@@ -153,6 +170,23 @@ async function reset() {
 
 // ---- pages -------------------------------------------------------------------------------------------------------
 
+/** @type {Map<string, Promise<void>>} */
+const sheets = new Map();
+
+/** Its style, once; settles when it is in force. @param {string} name */
+function loadSheet(name) {
+    const loaded =
+        sheets.get(name) ??
+        new Promise((resolve) => {
+            const done = () => resolve();
+            document.head.append(
+                h('link', { rel: 'stylesheet', href: `/pages/${name}.css`, onload: done, onerror: done }),
+            );
+        });
+    sheets.set(name, loaded);
+    return loaded;
+}
+
 async function showPage() {
     const name = wanted();
     shown = name;
@@ -163,11 +197,11 @@ async function showPage() {
             link.removeAttribute('aria-current');
         }
     }
-    await import(`./pages/${name}.js`);
+    await Promise.all([import(`./pages/${name}.js`), loadSheet(name)]);
     if (shown === name && camera.connection !== 'login') {
         refill(main, h('h1', { class: 'unseen' }, t(`page_${name}`)), document.createElement(`sc-${name}`));
         main.className = `page-${name}`;
-        main.scrollTop = 0;
+        document.documentElement.scrollTop = 0;
         refreshHeader();
     }
 }
@@ -204,47 +238,12 @@ function rebuild() {
     void showPage();
 }
 
-// ---- logging in --------------------------------------------------------------------------------------------------
-
-function showLogin() {
-    const failure = h('p', { class: 'failure', role: 'alert' });
-    const name = h('input', { id: newId(), autocomplete: 'username', autocapitalize: 'none', spellcheck: 'false' });
-    const password = h('input', { id: newId(), type: 'password', autocomplete: 'current-password' });
-    const button = h('button', { type: 'submit', class: 'primary' }, t('log_in'));
-    const form = h(
-        'form',
-        {
-            class: 'login card',
-            onsubmit: async (/** @type {Event} */ event) => {
-                event.preventDefault();
-                button.disabled = true;
-                failure.textContent = '';
-                try {
-                    await camera.login(name.value, password.value);
-                } catch (error) {
-                    failure.textContent =
-                        error instanceof Problem && error.code === 'wrong-login'
-                            ? t('wrong_login')
-                            : error instanceof Problem && error.code === 'too-many-logins'
-                              ? t('too_many_logins')
-                              : t('message_failed');
-                    password.value = '';
-                    password.focus();
-                }
-                button.disabled = false;
-            },
-        },
-        h('img', { src: '/icon.svg', alt: '', width: 48, height: 48 }),
-        h('h1', {}, 'sensorcam'),
-        h('label', { for: name.id }, t('user_name')),
-        name,
-        h('label', { for: password.id }, t('password')),
-        password,
-        failure,
-        button,
-    );
-    refill(document.body, h('main', { class: 'login-page' }, form));
-    name.focus();
+async function showLogin() {
+    const [{ loginForm }] = await Promise.all([import('./login.js'), loadSheet('login')]);
+    if (camera.connection === 'login') {
+        refill(document.body, h('main', { class: 'login-page' }, loginForm()));
+        document.querySelector('input')?.focus();
+    }
 }
 
 // ---- the camera comes and goes -------------------------------------------------------------------------------------
@@ -256,7 +255,7 @@ camera.addEventListener('connection', () => {
     document.body.classList.toggle('lost', connection === 'lost');
     if (connection === 'login') {
         isBuilt = false;
-        showLogin();
+        void showLogin();
         return;
     }
     if (connection === 'open' && !isBuilt) {
@@ -301,9 +300,13 @@ addEventListener('keydown', (event) => {
     const isText =
         event.target instanceof HTMLElement &&
         event.target.matches('input:not([type=range], [type=checkbox], [type=radio]), textarea');
-    if ((event.ctrlKey || event.metaKey) && event.key === 'z' && !isText && camera.canUndo()) {
+    if ((event.ctrlKey || event.metaKey) && event.key.toLowerCase() === 'z' && !isText) {
         event.preventDefault();
-        camera.undo();
+        if (event.shiftKey) {
+            camera.redo();
+        } else {
+            camera.undo();
+        }
     }
 });
 

@@ -103,7 +103,7 @@ export function askInDialog({ title, content, answers }) {
  * A button that opens a list of actions.
  * @param {import('./dom.js').IconName} name
  * @param {string} label
- * @param {() => {text: string, run: () => unknown, disabled?: boolean, note?: string, checked?: boolean}[]} items
+ * @param {() => ({text: string, run: () => unknown, disabled?: boolean, note?: string, checked?: boolean} | null)[]} items null: a line between
  */
 export function menuButton(name, label, items) {
     const menu = h('div', { class: 'menu', role: 'menu', 'aria-label': label, hidden: true });
@@ -128,22 +128,24 @@ export function menuButton(name, label, items) {
         refill(
             menu,
             items().map((item) =>
-                h(
-                    'button',
-                    {
-                        type: 'button',
-                        role: item.checked === undefined ? 'menuitem' : 'menuitemradio',
-                        disabled: item.disabled ?? false,
-                        'aria-checked': item.checked === undefined ? undefined : String(item.checked),
-                        onclick: () => {
-                            close();
-                            button.focus();
-                            void action(item.run)();
-                        },
-                    },
-                    h('span', {}, item.text),
-                    item.note ? h('small', {}, item.note) : null,
-                ),
+                item === null
+                    ? h('hr')
+                    : h(
+                          'button',
+                          {
+                              type: 'button',
+                              role: item.checked === undefined ? 'menuitem' : 'menuitemradio',
+                              disabled: item.disabled ?? false,
+                              'aria-checked': item.checked === undefined ? undefined : String(item.checked),
+                              onclick: () => {
+                                  close();
+                                  button.focus();
+                                  void action(item.run)();
+                              },
+                          },
+                          h('span', {}, item.text),
+                          item.note ? h('small', {}, item.note) : null,
+                      ),
             ),
         );
         menu.hidden = false;

@@ -23,7 +23,7 @@ constexpr double kDecibelsPerStop = 6.0206;
 constexpr double kStops[] = {1.6, 2.0, 2.8, 4.0, 5.6, 8.0, 11, 16};  // of the iris, from open on
 constexpr double kStepsPerStop = 12;                                 // of its motor
 
-constexpr double kWanted = 0.2;  // of full scale, as the mean
+constexpr double kWanted = 0.26;  // of full scale, as the mean
 constexpr double kStopsPerSecond = 15;
 constexpr double kDeadStops = 0.06;    // an error that is left alone
 constexpr double kLeast = 1e-4;        // of full scale, for the logarithm

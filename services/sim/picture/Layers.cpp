@@ -204,6 +204,11 @@ public:
         {
             return dim(cover, colour, place);
         }
+        if (paint_.shades < 1)
+        {
+            place[Channel::kSun] = byte(place[Channel::kSun] * left(paint_.shades, cover));
+            return;
+        }
         if (paint_.lights > 0)
         {
             place[Channel::kLamps] = byte(place[Channel::kLamps] + paint_.lights * static_cast<float>(cover) / 255);
@@ -230,14 +235,17 @@ public:
 private:
     static std::uint8_t depth(Point seen) { return byte(std::clamp(seen.z, 1.0f, 255.0f)); }
 
+    // Of a pixel that is covered in part.
+    static float left(float part, int cover) { return 1 - (1 - part) * static_cast<float>(cover) / 255; }
+
     void dim(int cover, cv::Vec4b& colour, cv::Vec4b& place) const
     {
-        const float left = 1 - (1 - paint_.dims) * static_cast<float>(cover) / 255;
+        const float dims = left(paint_.dims, cover);
         for (int c = 0; c < 4; ++c)
         {
-            colour[c] = byte(colour[c] * left);
+            colour[c] = byte(colour[c] * dims);
         }
-        place[Channel::kSun] = byte(place[Channel::kSun] * left);
+        place[Channel::kSun] = byte(place[Channel::kSun] * dims);
     }
 
     void show(const cv::Vec3b& texel, int cover, cv::Vec4b& colour) const

@@ -16,6 +16,7 @@ struct Paint
     float grain = 0;        // how much the texture changes the colour, 0 to 1
     int glow = 0;           // light of its own, 0 to 255: kGlow times its square, in lux
     float dims = 1;         // a shadow: what is there is multiplied by this, and nothing else changes
+    float shades = 1;       // a shadow in the sun: the part of the sun that is left there, and nothing else changes
     int lights = 0;         // a cone of light: added to the street lamps' light, of 255, and nothing else changes
     const cv::Mat* image = nullptr;  // CV_8UC3 instead of the colour; its corners are the polygon's, from top left on
 };
@@ -30,7 +31,7 @@ public:
     // Channels of place.
     enum Channel
     {
-        kDepth = 0,  // metres; 0 for the sky, which no haze hides
+        kDepth = 0,  // metres; 0 for the sky
         kSun = 1,    // the part of the sun, of 255
         kLamps = 2,  // the part of the street lamps' light, of 255
         kGlows = 3,

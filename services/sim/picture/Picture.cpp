@@ -63,20 +63,27 @@ std::optional<services::Frame> Picture::next()
     }
     // Looked at after the wait: what was set meanwhile is in this frame.
     const View view = look_();
-    services::Frame frame;
-    frame.number = number_;
-    frame.time = view.secondsOfDay;
+    frame_.number = number_;
+    frame_.time = view.secondsOfDay;
+    frame_.rate = rate_;
+    frame_.light = view.lux;
+    frame_.night = view.night;
+    frame_.frozen = view.values.get(IA_CMD_FREEZE) != 0;
+    if (!frame_.frozen || frame_.jpeg.empty())
+    {
+        draw(view);
+    }
+    return frame_;
+}
+
+void Picture::draw(const View& view)
+{
     const cv::Mat picture = pipeline_.shoot(view, toSeconds(std::chrono::steady_clock::now()), 1 / rate_);
-    frame.width = picture.cols;
-    frame.height = picture.rows;
-    frame.jpeg = encoder_.encode(picture);
-    frame.exposure = pipeline_.setting().shutter;
-    frame.gain = pipeline_.setting().gain;
-    frame.rate = rate_;
-    frame.light = view.lux;
-    frame.night = view.night;
-    frame.frozen = view.values.get(IA_CMD_FREEZE) != 0;
-    return frame;
+    frame_.width = picture.cols;
+    frame_.height = picture.rows;
+    frame_.jpeg = encoder_.encode(picture);
+    frame_.exposure = pipeline_.setting().shutter;
+    frame_.gain = pipeline_.setting().gain;
 }
 
 }  // namespace sim::picture

@@ -13,7 +13,7 @@ constexpr int kWidth = 1280;
 constexpr int kHeight = 720;
 
 // The simulated picture in real time, however fast the camera's clock runs. A frame that cannot be drawn in time is
-// skipped, and its number with it. One reader's; stop is Thread-safe.
+// skipped, and its number with it. Frozen, the last one is given again. One reader's; stop is Thread-safe.
 class Picture : public services::PictureSource
 {
 public:
@@ -22,15 +22,21 @@ public:
     std::optional<services::Frame> next() override;
     void stop() override;
 
+    // Called with the name of each stage when it has ended.
+    void setWatch(const Pipeline::Watch& watch) { pipeline_.setWatch(watch); }
+
 private:
     using Time = std::chrono::steady_clock::time_point;
 
     bool waitUntil(Time time);
     bool waitForFrame(double rate);
 
+    void draw(const View& view);
+
     const Look look_;
     Pipeline pipeline_;
     Encoder encoder_;
+    services::Frame frame_;  // the last one
 
     // Frames are counted from one that began at a known time at a known rate.
     double rate_ = 0;

@@ -70,7 +70,6 @@ struct Processing::Stages
     TemporalNoiseReduction temporal;
     ToneCurve toneCurve;
     Planes planes;
-    cv::Mat last;  // what freeze shows
 };
 
 Processing::Processing() : stages_(std::make_unique<Stages>()) {}
@@ -88,10 +87,6 @@ void Processing::ended(const char* stage) const
 cv::Mat Processing::process(const Shot& shot, const View& view)
 {
     Stages& s = *stages_;
-    if (view.values.get(IA_CMD_FREEZE) != 0 && !s.last.empty())
-    {
-        return s.last.clone();
-    }
     const ColourGains gains = shot.night ? ColourGains{} : s.whiteBalance.update(shot.linear, shot.clip, view);
     ended("white balance");
     s.developing.develop(shot.linear, shot.clip, gains, s.planes);
@@ -127,8 +122,7 @@ cv::Mat Processing::process(const Shot& shot, const View& view)
     {
         orient(*plane, view);
     }
-    s.last = toBgr(y, cb, cr);
-    cv::Mat result = s.last.clone();
+    cv::Mat result = toBgr(y, cb, cr);
     ended("mirror and colours");
     return result;
 }

@@ -22,8 +22,8 @@ struct Shot
     int clip = kFullScale;  // the greatest value; more than kFullScale where several exposures make the picture
 };
 
-// Makes of what the sensor delivers what a viewer sees. Keeps from frame to frame what noise reduction, white balance
-// and freeze need. Reentrant.
+// Makes of what the sensor delivers what a viewer sees. Keeps from frame to frame what noise reduction and white balance
+// need. Reentrant.
 class Processing
 {
 public:

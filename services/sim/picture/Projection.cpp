@@ -21,7 +21,7 @@ const float kCos = std::cos(kPitch);
 Projection::Projection(cv::Size frame, int margin, double zoom, cv::Point2d offset)
     : canvas_(frame.width + 2 * margin, frame.height + 2 * margin),
       focal_(static_cast<float>(frame.width * kFocalPerWidth * zoom)),
-      centre_(static_cast<float>(canvas_.width / 2.0 - offset.x), static_cast<float>(canvas_.height / 2.0 - offset.y))
+      centre_(static_cast<float>(canvas_.width / 2.0 + offset.x), static_cast<float>(canvas_.height / 2.0 + offset.y))
 {
 }
 

@@ -11,7 +11,7 @@ using Point = cv::Point3f;
 class Projection
 {
 public:
-    // offset: pixels by which the sensor's window is moved to the right and down; margin: pixels drawn beyond each edge.
+    // offset: pixels by which the picture is moved to the right and down; margin: pixels drawn beyond each edge.
     Projection(cv::Size frame, int margin, double zoom, cv::Point2d offset);
 
     cv::Size canvas() const { return canvas_; }

@@ -18,6 +18,7 @@ constexpr double kSunny = 20000;           // and from which it shines fully
 constexpr float kDaylightInfrared = 0.8f;  // of the same light in white, for a sensor without its cut filter
 constexpr float kLampInfrared = 1.5f;
 constexpr double kLightChange = 0.004;  // a smaller change of the daylight draws nothing anew
+constexpr double kZoomStep = 1.06;      // a smaller change of the zoom draws nothing anew while the lens zooms
 
 // Infrared lamps: what they give at 10 m straight ahead, and how wide they spread.
 struct Beam
@@ -30,6 +31,8 @@ constexpr Beam kBeams[] = {{14, 34}, {34, 14}, {100, 6.5f}};  // near, medium, f
 constexpr float kClearMetres = 2200;  // what haze leaves of a contrast there is 37 %
 constexpr float kMistMetres = 150;    // at its thickest, in the morning
 constexpr double kMistHour = 6.5;
+constexpr float kFogMetres = 20;   // in fog: 5 % of a contrast is left in 60 m
+constexpr float kSkyMetres = 150;  // of haze before the sky
 
 float between(double value, double none, double full)
 {
@@ -113,7 +116,8 @@ Scene::Light Scene::lightOf(const View& view)
 {
     Light light;
     const auto lux = static_cast<float>(view.lux);
-    const float sunny = 0.72f * between(view.lux, kOvercast, kSunny);
+    const float fog = static_cast<float>(view.haze) / 100;
+    const float sunny = 0.72f * between(view.lux, kOvercast, kSunny) * (1 - fog);
     const float dusk = 1 - between(std::log10(std::max(view.lux, 0.01)), 0.5, 2.3);
     const float evening = between(view.lux, kSunny, kOvercast);
     light.daylight = lux;
@@ -137,6 +141,7 @@ Scene::Light Scene::lightOf(const View& view)
     const double hours = std::fabs(std::remainder(view.secondsOfDay / 3600 - kMistHour, 24));
     const float mist = 1 - between(hours, 0.5, 3);
     light.haze = (1 - mist) / kClearMetres + mist / kMistMetres;
+    light.haze += (std::pow(kClearMetres / kFogMetres, fog) - 1) / kClearMetres;
     return light;
 }
 
@@ -170,7 +175,7 @@ void Scene::shine(const Light& light, const std::vector<cv::Rect>& areas)
     }
     for (int metres = 0; metres < 256; ++metres)
     {
-        clear[metres] = metres == 0 ? 1 : std::exp(-light.haze * static_cast<float>(metres));
+        clear[metres] = std::exp(-light.haze * (metres == 0 ? kSkyMetres : static_cast<float>(metres)));
         air[metres] = 1 - clear[metres];
         const float distance = std::max(2, metres);
         near[metres] = metres == 0 ? 0 : 100 / (distance * distance);
@@ -260,6 +265,7 @@ void Scene::dazzle(const Light& light, const Flare& flare, std::vector<cv::Rect>
     touched.push_back(area);
 }
 
+// Drawn anew only when the zoom has come some way further; in between, a part of what is there is enlarged.
 const cv::Mat& Scene::lookCoarsely(const View& view, const Framing& framing, double seconds)
 {
     if (!coarse_)
@@ -268,8 +274,14 @@ const cv::Mat& Scene::lookCoarsely(const View& view, const Framing& framing, dou
     }
     View resting = view;
     resting.lens.zoomMoving = false;
-    cv::resize(coarse_->look(resting, {framing.zoom, framing.offset / 2}, seconds), enlarged_,
-               frame_ + cv::Size(2 * margin_, 2 * margin_), 0, 0, cv::INTER_LINEAR);
+    const Framing drawn{std::pow(kZoomStep, std::floor(std::log(framing.zoom) / std::log(kZoomStep))),
+                        framing.offset / 2};
+    const cv::Mat& street = coarse_->look(resting, drawn, seconds);
+    const cv::Point2d size(street.cols, street.rows);
+    const cv::Point2d centre = size / 2 + cv::Point2d(drawn.offset);
+    const double part = drawn.zoom / framing.zoom;
+    const cv::Rect seen(cv::Point(centre * (1 - part)), cv::Point(centre + (size - centre) * part));
+    cv::resize(street(seen), enlarged_, frame_ + cv::Size(2 * margin_, 2 * margin_), 0, 0, cv::INTER_LINEAR);
     return enlarged_;
 }
 
@@ -309,7 +321,7 @@ const cv::Mat& Scene::look(const View& view, const Framing& framing, double seco
         resting_(area).copyTo(radiance_(area));
     }
     moved_.clear();
-    traffic_.draw(layers_, projection, seconds, lit_->dark, moved_);
+    traffic_.draw(layers_, projection, {seconds, lit_->dark, view.wind / 100.0}, moved_);
     moved_ = joined(moved_, projection.canvas());
     shine(*lit_, moved_);
     for (const Flare& flare : traffic_.flares())

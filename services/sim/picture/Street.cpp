@@ -33,10 +33,31 @@ Paint shaded(Paint paint, float facing, float sun)
     return paint;
 }
 
+struct Pictures
+{
+    const cv::Mat colours = colourChart();
+    const cv::Mat lines = resolutionChart();
+    const cv::Mat shopWindow = picture::shopWindow();
+    const cv::Mat shopSign = picture::shopSign();
+    const cv::Mat vanPlate = numberPlate("B KT 5107");
+    const cv::Mat carPlate = numberPlate("M LX 4826");
+};
+
+const Pictures& pictures()
+{
+    static const Pictures made;
+    return made;
+}
+
 class Drawing
 {
 public:
-    Drawing(Layers& layers, const Projection& projection) : layers_(layers), projection_(projection) {}
+    Drawing(Layers& layers, const Projection& projection)
+        : layers_(layers),
+          projection_(projection),
+          pictures_(pictures())
+    {
+    }
 
     void draw()
     {
@@ -46,6 +67,7 @@ public:
         farEnd();
         leftHouses();
         rightHouses();
+        shadows();
         posts();
         charts();
         parkedCars();
@@ -54,11 +76,11 @@ public:
 private:
     void fill(const Corners& corners, const Paint& paint) { layers_.fill(projection_, corners, paint); }
 
-    // Clouds on a plane high above; no haze hides them.
+    // Clouds on a plane high above.
     void sky()
     {
-        layers_.albedo = cv::Scalar(205, 190, 178, 110);
-        fill(level(-40000, 40000, 100, 60000, 900), matte(0.52f, 0.6f, 0.7f, 0.3f, 0.16f));
+        layers_.albedo = cv::Scalar(235, 222, 210, 110);
+        fill(level(-40000, 40000, 100, 60000, 900), matte(0.66f, 0.76f, 0.9f, 0.3f, 0.16f));
         layers_.place = cv::Scalar(0, 190, 0, 0);
     }
 
@@ -202,12 +224,12 @@ private:
     void shop(const House& house)
     {
         Paint light;
-        light.image = &shopWindow_;
+        light.image = &pictures_.shopWindow;
         light.sun = 0.2f;
         light.glow = 13;
         fill(along(kFacade + 0.06f, house.from + 0.8f, house.to - 3, 0.6f, 3), light);
         Paint sign;
-        sign.image = &shopSign_;
+        sign.image = &pictures_.shopSign;
         sign.glow = 7;
         fill(along(kFacade + 0.25f, house.from + 0.6f, house.to - 2.8f, 3.15f, 4), sign);
         fill(along(kFacade + 0.06f, house.to - 2.4f, house.to - 1.2f, 0.1f, 2.6f),
@@ -254,6 +276,41 @@ private:
         fill(level(kWall, kWall + 0.3f, 4, 160, 1.1f), matte(0.42f, 0.4f, 0.36f, 0.45f, 0.2f));
     }
 
+    // The sun stands behind the camera and to the right of it.
+    void shadows()
+    {
+        Paint half;
+        half.shades = 0.45f;
+        const auto onGround = [](float x, float y, float height) {
+            return Point(x - 0.75f * height, y + 0.4f * height, 0.1f);
+        };
+        for (float y = 150; y > 30; y -= 26)
+        {
+            fill({{12, y, 0}, onGround(12, y, 6.5f), onGround(12, y + 16, 6.5f), {12, y + 16, 0}}, half);
+        }
+        for (const Tree& tree : trees())
+        {
+            fill({{tree.x - 0.15f, tree.y, 0.1f},
+                  {tree.x + 0.15f, tree.y, 0.1f},
+                  onGround(tree.x + 0.1f, tree.y, tree.height * 0.5f),
+                  onGround(tree.x - 0.1f, tree.y, tree.height * 0.5f)},
+                 half);
+            const Point middle = onGround(tree.x, tree.y, tree.height - tree.crown);
+            for (const float size : {1.1f, 0.9f})
+            {
+                Corners crown;
+                for (int i = 0; i < 40; ++i)
+                {
+                    const float turn = i * 0.15708f;
+                    const float uneven = 1 + 0.1f * std::sin(turn * 7 + tree.y) + 0.07f * std::sin(turn * 13);
+                    const float far = tree.crown * size * uneven;
+                    crown.push_back(middle + Point(far * std::cos(turn), far * std::sin(turn) * 1.1f, 0));
+                }
+                fill(crown, half);
+            }
+        }
+    }
+
     void posts()
     {
         const Paint steel = shaded(matte(0.2f, 0.21f, 0.21f, 0.3f, 0.1f), 1, 0.7f);
@@ -285,14 +342,14 @@ private:
         const Paint leg = matte(0.15f, 0.13f, 0.1f, 0.2f, 0);
         fill(across(17, 4.6f, 4.68f, 0, 0.9f), leg);
         fill(across(17, 6.1f, 6.18f, 0, 0.9f), leg);
-        board.image = &colours_;
+        board.image = &pictures_.colours;
         fill(across(16.95f, 4.5f, 6.3f, 1.5f, 2.7f), board);
-        board.image = &lines_;
+        board.image = &pictures_.lines;
         fill(across(16.95f, 4.5f, 6.3f, 0.3f, 1.5f), board);
         // Small ones beside the car, for a long lens.
-        board.image = &lines_;
+        board.image = &pictures_.lines;
         fill(across(34.9f, 1.0f, 1.3f, 0.8f, 1.0f), board);
-        board.image = &colours_;
+        board.image = &pictures_.colours;
         fill(across(34.9f, 1.0f, 1.3f, 0.6f, 0.8f), board);
         fill(across(34.95f, 1.12f, 1.18f, 0, 0.6f), leg);
     }
@@ -302,23 +359,20 @@ private:
         Vehicle van;
         van.body = Body::van;
         van.colour = {0.55f, 0.56f, 0.55f};
-        van.plate = numberPlate("B KT 5107");
+        van.plate = pictures_.vanPlate;
         van.x = 0.35f;
         van.y = 44;
         drawVehicle(layers_, projection_, van);
         Vehicle car;
         car.colour = {0.09f, 0.1f, 0.42f};
-        car.plate = numberPlate("M LX 4826");
+        car.plate = pictures_.carPlate;
         car.y = 35;
         drawVehicle(layers_, projection_, car);
     }
 
     Layers& layers_;
     const Projection& projection_;
-    const cv::Mat colours_ = colourChart();
-    const cv::Mat lines_ = resolutionChart();
-    const cv::Mat shopWindow_ = shopWindow();
-    const cv::Mat shopSign_ = shopSign();
+    const Pictures& pictures_;
 };
 
 }  // namespace
@@ -343,6 +397,13 @@ std::vector<Point> streetLamps()
         lamps.push_back({-5.6f, y, 7});
     }
     return lamps;
+}
+
+const std::vector<Tree>& trees()
+{
+    static const std::vector<Tree> planted = {
+        {5.4f, 52, 7.5f, 2.6f, 90}, {5.5f, 38, 8.5f, 2.9f, 130}, {5.3f, 25.5f, 7.2f, 2.2f, 170}};
+    return planted;
 }
 
 void drawStreet(Layers& layers, const Projection& projection)

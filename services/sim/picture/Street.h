@@ -4,6 +4,15 @@
 
 namespace sim::picture {
 
+struct Tree
+{
+    float x, y, height, crown;  // metres
+    int clusters;               // of leaves
+};
+
+// The farthest first. They are drawn as they move.
+const std::vector<Tree>& trees();
+
 // Draws what never moves: sky, ground, houses, lamp posts, charts, and the car parked where the lens looks.
 void drawStreet(Layers& layers, const Projection& projection);
 

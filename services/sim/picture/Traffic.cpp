@@ -5,6 +5,7 @@
 
 #include "services/sim/picture/Charts.h"
 #include "services/sim/picture/Shapes.h"
+#include "services/sim/picture/Street.h"
 
 namespace sim::picture {
 namespace {
@@ -93,7 +94,7 @@ cv::Rect drawWalker(Layers& layers, const Projection& projection, const Walker& 
     };
     const Paint skin = cloth({0.2f, 0.28f, 0.45f}, 0.55f);
     const Paint coat = cloth(colour(100), 0.5f);
-    const Paint trousers = cloth(colour(200) * 0.5f, 0.35f);
+    const Paint trousers = cloth(colour(200) * 0.5f, 0.15f);
     const float hip = tall * 0.52f, shoulder = tall * 0.82f;
     cv::Rect touched;
     const auto fill = [&](const Corners& corners, const Paint& paint) {
@@ -121,19 +122,13 @@ cv::Rect drawWalker(Layers& layers, const Projection& projection, const Walker& 
     return touched;
 }
 
-struct Tree
-{
-    float x, y, height, crown;  // metres
-    int clusters;               // of leaves
-};
-
-constexpr Tree kTrees[] = {{5.4f, 52, 7.5f, 2.6f, 90}, {5.5f, 38, 8.5f, 2.9f, 130}, {5.3f, 25.5f, 7.2f, 2.2f, 170}};
-
 // The crown's leaves in clusters, dark ones behind bright ones; the wind moves the upper ones more.
-cv::Rect drawTree(Layers& layers, const Projection& projection, const Tree& tree, double seconds)
+cv::Rect drawTree(Layers& layers, const Projection& projection, const Tree& tree, const Moment& moment)
 {
     cv::Rect touched;
-    const float wind = static_cast<float>(0.6 * std::sin(seconds * 0.9 + tree.y) + 0.4 * std::sin(seconds * 2.3));
+    const double seconds = moment.seconds;
+    const auto wind = static_cast<float>(moment.wind);
+    const float gust = static_cast<float>(0.6 * std::sin(seconds * 0.9 + tree.y) + 0.4 * std::sin(seconds * 2.3));
     Paint bark;
     bark.colour = {0.06f, 0.08f, 0.1f};
     bark.infrared = 0.25f;
@@ -152,8 +147,8 @@ cv::Rect drawTree(Layers& layers, const Projection& projection, const Tree& tree
         };
         const float outward = std::sqrt(part(1)), turn = part(2) * 6.2832f;
         const float up = std::sin(turn) * outward * 1.15f;
-        const float sway =
-            wind * 0.1f * (1.2f + up) + 0.04f * static_cast<float>(std::sin(seconds * (2 + 2 * part(3)) + i));
+        const float flutter = static_cast<float>(std::sin(seconds * (2 + 2 * part(3)) + i));
+        const float sway = wind * (0.5f * gust * (1.2f + up) + 0.2f * flutter);
         const Point at(tree.x + std::cos(turn) * outward * tree.crown + sway, tree.y - 0.01f * static_cast<float>(i),
                        middle + up * tree.crown + 0.3f * sway);
         const float bright = 0.45f + 0.35f * static_cast<float>(i) / static_cast<float>(tree.clusters) + 0.3f * up;
@@ -252,9 +247,10 @@ void Traffic::lightRoad(Layers& layers, const Projection& projection, const Vehi
     }
 }
 
-void Traffic::draw(Layers& layers, const Projection& projection, double seconds, bool dark,
-                   std::vector<cv::Rect>& touched)
+void Traffic::draw(Layers& layers, const Projection& projection, const Moment& moment, std::vector<cv::Rect>& touched)
 {
+    const double seconds = moment.seconds;
+    const bool dark = moment.dark;
     addVehicles(seconds, dark);
     flares_.clear();
     if (dark)
@@ -284,9 +280,9 @@ void Traffic::draw(Layers& layers, const Projection& projection, double seconds,
             }
         }
     }
-    for (const Tree& tree : kTrees)
+    for (const Tree& tree : trees())
     {
-        touched.push_back(drawTree(layers, projection, tree, seconds));
+        touched.push_back(drawTree(layers, projection, tree, moment));
     }
 }
 

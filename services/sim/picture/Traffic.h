@@ -16,13 +16,20 @@ struct Flare
     float metres;      // from the middle to where little is left
 };
 
-// What moves in the street: vehicles, people, and trees in the wind. Where each of them is depends on the time alone.
+struct Moment
+{
+    double seconds;  // since any fixed one
+    bool dark;       // lamps are lit
+    double wind;     // 0 to 1, a storm
+};
+
+// What moves in the street: vehicles, people, and trees in the wind. Where each of them is depends on the moment alone.
 // Reentrant.
 class Traffic
 {
 public:
-    // seconds: since any fixed moment. dark: lamps are lit. Adds what it touched.
-    void draw(Layers& layers, const Projection& projection, double seconds, bool dark, std::vector<cv::Rect>& touched);
+    // Adds what it touched.
+    void draw(Layers& layers, const Projection& projection, const Moment& moment, std::vector<cv::Rect>& touched);
 
     // Of the last drawing.
     const std::vector<Flare>& flares() const { return flares_; }

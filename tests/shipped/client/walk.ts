@@ -198,18 +198,20 @@ async function trace(): Promise<void> {
   await camera.putDiagnostics({ body: { marker: false }, throwOnError });
 }
 
-// Which the simulator has where its libraries were found.
+// The simulator has none where its libraries were not found.
 async function picture(): Promise<void> {
   const shot = await camera.getSnapshotJpg();
   if (shot.response.status === 200) {
     expectEqual('the type', shot.response.headers.get('Content-Type'), 'image/jpeg');
     expect('the frame has a number', Number(shot.response.headers.get('X-Frame-Number')) > 0);
   } else {
-    expectRefusal(shot, 404, 'not-on-device');
+    expectRefusal(shot, 503, 'no-picture');
   }
   const ending = new AbortController();
   const stream = await camera.getStreamMjpg({ parseAs: 'stream', signal: ending.signal });
-  expectEqual('the status of the stream', stream.response.status, shot.response.status);
+  if (stream.response.status !== 200) {
+    expectRefusal(stream, 503, 'no-picture');
+  }
   ending.abort();
 }
 

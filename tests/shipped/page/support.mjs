@@ -1,8 +1,8 @@
-// A camera of its own for each file of tests, a browser, and a picture where the camera has none.
+// A camera of its own for each file of tests, and a browser that remembers what it was shown.
 // usage of each: node X_test.mjs SENSORCAM NODE_MODULES WORK_FOLDER
+import assert from 'node:assert';
 import { spawn } from 'node:child_process';
 import { mkdirSync, mkdtempSync, rmSync } from 'node:fs';
-import http from 'node:http';
 import { createRequire } from 'node:module';
 import path from 'node:path';
 import { after } from 'node:test';
@@ -104,78 +104,71 @@ export async function open(browser, url, options = {}) {
             page.failures.push(message.text());
         }
     });
-    page.on('request', (request) => page.requests.push(request));
+    page.on('request', (request) => {
+        page.requests.push(request);
+        const { origin, protocol } = new URL(request.url());
+        const isPage = request.isNavigationRequest() || !protocol.startsWith('http');
+        if (!isPage && origin !== new URL(page.url()).origin) {
+            page.failures.push(`asked for ${request.url()}`);
+        }
+    });
     page.setDefaultTimeout(20000);
     await page.goto(url);
     return page;
 }
 
-/**
- * In front of a camera without a picture: passes everything on, and delivers frames of changing grey.
- * @param {any} browser that draws them
- * @param {string} url of the camera
- */
-export async function withPicture(browser, url) {
-    const page = await browser.newPage();
-    const frames = await page.evaluate(() =>
-        [60, 90, 120, 150].map((grey) => {
-            const canvas = document.createElement('canvas');
-            canvas.width = 320;
-            canvas.height = 180;
-            const context = canvas.getContext('2d');
-            const sky = context.createLinearGradient(0, 0, 0, 180);
-            sky.addColorStop(0, `rgb(${grey}, ${grey + 20}, ${grey + 40})`);
-            sky.addColorStop(1, `rgb(${grey - 40}, ${grey - 30}, ${grey - 40})`);
-            context.fillStyle = sky;
-            context.fillRect(0, 0, 320, 180);
-            return canvas.toDataURL('image/jpeg').split(',')[1];
-        }),
-    );
-    await page.close();
-    const jpegs = frames.map((text) => Buffer.from(text, 'base64'));
-    let number = 0;
+/** Nothing went wrong in it. */
+export async function close(page) {
+    assert.deepStrictEqual(page.failures, []);
+    await page.context().close();
+}
 
-    const proxy = http.createServer((request, response) => {
-        if (request.url === '/api/stream.mjpg') {
-            response.writeHead(200, { 'Content-Type': 'multipart/x-mixed-replace; boundary=frame' });
-            const timer = setInterval(() => {
-                const jpeg = jpegs[++number % jpegs.length];
-                response.write(
-                    `--frame\r\nContent-Type: image/jpeg\r\nContent-Length: ${jpeg.length}\r\n` +
-                        `X-Frame-Number: ${number}\r\nX-Frame-Time: 50400\r\nX-Frame-Exposure: 0.004\r\nX-Frame-Gain: 6.5\r\n` +
-                        'X-Frame-Rate: 25\r\nX-Frame-Light: 300\r\nX-Frame-Night: false\r\nX-Frame-Frozen: false\r\n\r\n',
-                );
-                response.write(jpeg);
-                response.write('\r\n');
-            }, 40);
-            request.on('close', () => clearInterval(timer));
-            return;
-        }
-        const headers = { ...request.headers, host: new URL(url).host };
-        if (headers.origin) {
-            headers.origin = url;
-        }
-        const passed = http.request(url + request.url, { method: request.method, headers }, (answer) => {
-            response.writeHead(answer.statusCode, answer.headers);
-            answer.pipe(response);
+/**
+ * From now on the page keeps what each frame that it shows was taken with, and how it looks: its mean and its colour
+ * (how far red, green and blue lie apart), of 255.
+ * @param {any} page with a picture
+ */
+export async function watchFrames(page) {
+    await page.locator('sc-picture.has-picture').waitFor();
+    await page.evaluate(() => {
+        const small = document.createElement('canvas');
+        small.width = 64;
+        small.height = 36;
+        const context = small.getContext('2d', { willReadFrequently: true });
+        globalThis.frames_ = [];
+        document.querySelector('sc-picture').addEventListener('frame', ({ target, detail }) => {
+            context.drawImage(target.querySelector('canvas'), 0, 0, small.width, small.height);
+            const { data } = context.getImageData(0, 0, small.width, small.height);
+            let sum = 0;
+            let colour = 0;
+            for (let i = 0; i < data.length; i += 4) {
+                const pixel = [data[i], data[i + 1], data[i + 2]];
+                sum += (pixel[0] + pixel[1] + pixel[2]) / 3;
+                colour += Math.max(...pixel) - Math.min(...pixel);
+            }
+            const { jpeg, ...facts } = detail;
+            const pixels = data.length / 4;
+            globalThis.frames_.push({ ...facts, bytes: jpeg.size, mean: sum / pixels, colour: colour / pixels });
         });
-        passed.on('error', () => response.destroy());
-        response.on('close', () => passed.destroy());
-        request.pipe(passed);
     });
-    await new Promise((resolve) => proxy.listen(0, '127.0.0.1', () => resolve()));
-    return {
-        url: `http://localhost:${proxy.address().port}`,
-        end() {
-            proxy.closeAllConnections();
-            proxy.close();
-        },
-    };
+    return () => page.evaluate(() => globalThis.frames_);
+}
+
+/** Draws a window on a scheme's lane, from one hour to another. */
+export async function draw(page, scheme, from, to) {
+    let box = null; // for a moment there is none when the chart is drawn anew
+    await until(async () => (box = await page.locator(`[data-scheme="${scheme}"] .lane`).boundingBox()));
+    const x = (hour) => box.x + (box.width * hour) / 24;
+    await page.mouse.move(x(from), box.y + box.height / 2);
+    await page.mouse.down();
+    await page.mouse.move(x((from + to) / 2), box.y + box.height / 2);
+    await page.mouse.move(x(to), box.y + box.height / 2);
+    await page.mouse.up();
 }
 
 /** Waits until it holds, with a bound. @param {() => any} condition */
-export async function until(condition, what = String(condition)) {
-    for (let i = 0; i < 400; i++) {
+export async function until(condition, what = String(condition), seconds = 20) {
+    for (let i = 0; i < seconds * 20; i++) {
         if (await condition()) {
             return;
         }

@@ -108,6 +108,13 @@ TEST_P(SandboxTest, OfTheMachinesSettingsAndServicesThereIsNothing)
     EXPECT_EQ(shellSays("ls -d /run /sys /home /root /var /etc/shadow /etc/passwd 2>/dev/null; true"), "");
 }
 
+TEST_P(SandboxTest, LibrariesAndProgramsThatTheMachineChoseAmongSeveralAreFound)
+{
+    const std::string chosen = fs::canonical("/usr/bin/awk");
+    ASSERT_NE(chosen, "/usr/bin/awk") << "chosen by a link in /etc/alternatives";
+    EXPECT_EQ(shellSays("readlink -e /usr/bin/awk"), chosen + "\n");
+}
+
 TEST_P(SandboxTest, TheUsersFolderCanOnlyBeReadAndLeadsNowhereElse)
 {
     constexpr char kFolder[] = "/tmp/of-users";

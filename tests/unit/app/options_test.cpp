@@ -1,7 +1,9 @@
 #include "app/Options.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include "app/cli/Shell.h"
 #include "tests/support/CapturedOutput.h"
 
 namespace {
@@ -18,11 +20,14 @@ std::optional<app::Options> read(std::vector<std::string> arguments, int* status
     return app::readOptions(static_cast<int>(pointers.size()), pointers.data(), status == nullptr ? ignored : *status);
 }
 
-TEST(Options, NothingAtAllOpensTheShellOfTheUsualCamera)
+TEST(Options, NothingAtAllIsTheUsualCameraAndItsPage)
 {
     const std::optional<app::Options> options = read({});
-    ASSERT_TRUE(options);
-    EXPECT_TRUE(options->isShell);
+    ASSERT_TRUE(options && options->serve);
+    EXPECT_EQ(options->isShell, app::isInteractive(STDOUT_FILENO, false));
+    EXPECT_EQ(options->serve->port, 8080);
+    EXPECT_TRUE(options->serve->orNextPort);
+    EXPECT_EQ(options->serve->address, "127.0.0.1");
     EXPECT_FALSE(options->model);
     EXPECT_FALSE(options->startMinutes);
     EXPECT_EQ(options->speed, 1.0);
@@ -244,6 +249,9 @@ TEST(ServeOptions, TheCopyInsideGetsWhatWasOpenedOutside)
     EXPECT_FALSE(inner->serve->selfSigned);
     EXPECT_EQ(inner->serve->descriptors, std::vector<std::string>{"11:8080"});
     EXPECT_EQ(inner->serve->origins, std::vector<std::string>{"http://x:1"});
+    EXPECT_FALSE(inner->isShell);
+    outer->isShell = true;
+    EXPECT_TRUE(read(app::insideArguments(*outer, 7, 8))->isShell);
 }
 
 TEST(PasswordOptions, TheNameAndTheRoleMustBeOnesThatAUserCanHave)

@@ -154,11 +154,19 @@ private:
     std::atomic<int> taken_ = 0;
 };
 
+std::string noPicture(const std::string& why)
+{
+    return "{\"code\":\"no-picture\",\"detail\":\"" + why +
+           "\",\"hint\":\"come again after as many seconds as Retry-After says\",\"status\":503}";
+}
+
+constexpr char kEnding[] = "{\"code\":\"ending\",\"detail\":\"the camera is ending\","
+                           "\"hint\":\"come again when the camera has been started anew\",\"status\":503}";
+
 // problem: sent again because of this.
 std::string partOf(std::uint64_t number, const std::string& jpeg = "JPEG", const std::string& problem = "")
 {
-    const std::string header =
-        "X-Frame-Problem: {\"code\":\"no-picture\",\"detail\":\"" + problem + "\",\"status\":503}\r\n";
+    const std::string header = "X-Frame-Problem: " + noPicture(problem) + "\r\n";
     return "Content-Type: image/jpeg\r\nContent-Length: " + std::to_string(jpeg.size()) +
            "\r\nX-Frame-Number: " + std::to_string(number) +
            "\r\nX-Frame-Time: 28680.5\r\nX-Frame-Width: 1280\r\nX-Frame-Height: 720\r\nX-Frame-Exposure: 0.04\r\n"
@@ -401,7 +409,7 @@ TEST_F(PictureStreamTest, APictureThatCannotBeHadIsRefusedWithTheReason)
     {
         EXPECT_EQ(response.status, 503);
         EXPECT_EQ(response.type, "application/problem+json");
-        EXPECT_EQ(response.body, "{\"code\":\"no-picture\",\"detail\":\"its lens cap is on\",\"status\":503}");
+        EXPECT_EQ(response.body, noPicture("its lens cap is on"));
         EXPECT_EQ(headerOf(response, "Retry-After"), "1");
         EXPECT_EQ(response.source, nullptr);
     }
@@ -416,8 +424,8 @@ TEST_F(PictureStreamTest, ACameraWithoutAPictureSaysSo)
     for (const Response& response : {pictures_.stream(), pictures_.snapshot()})
     {
         EXPECT_EQ(response.status, 404);
-        EXPECT_EQ(response.body,
-                  "{\"code\":\"not-on-device\",\"detail\":\"this camera has no picture\",\"status\":404}");
+        EXPECT_EQ(response.body, "{\"status\":404,\"code\":\"not-on-device\",\"detail\":\"this camera has no picture\","
+                                 "\"hint\":\"do without it: this camera does not have it\"}\n");
     }
 }
 
@@ -443,8 +451,7 @@ TEST_F(PictureStreamTest, ADeviceThatHangsIsNotWaitedForAgainAndAgain)
     }
     for (int i = 0; i < 3; ++i)
     {
-        EXPECT_EQ(impatient.stream().body,
-                  "{\"code\":\"no-picture\",\"detail\":\"the picture does not come\",\"status\":503}");
+        EXPECT_EQ(impatient.stream().body, noPicture("the picture does not come"));
         EXPECT_EQ(impatient.snapshot().status, 503);
     }
     EXPECT_EQ(device_.opened(), 1);
@@ -459,16 +466,13 @@ TEST_F(PictureStreamTest, TheEndEndsStreamsAndNoneComesAfterIt)
     pictures_.end();
     EXPECT_EQ(viewer.next(), "the end");
     device_.waitUntilClosed();
-    EXPECT_EQ(pictures_.stream().body, "{\"code\":\"ending\",\"detail\":\"the camera is ending\",\"status\":503}");
+    EXPECT_EQ(pictures_.stream().body, kEnding);
     EXPECT_EQ(device_.opened(), 1);
 }
 
 TEST_F(PictureStreamTest, WhoWaitsForAPictureIsToldTheEnd)
 {
-    std::thread waiting([this] {
-        EXPECT_EQ(pictures_.snapshot().body,
-                  "{\"code\":\"ending\",\"detail\":\"the camera is ending\",\"status\":503}");
-    });
+    std::thread waiting([this] { EXPECT_EQ(pictures_.snapshot().body, kEnding); });
     device_.waitUntilTaken();
     pictures_.end();
     waiting.join();

@@ -1,9 +1,10 @@
 #!/bin/sh
 # The camera in its private tree, started as a person does. Needs bubblewrap; must not run inside a test's tree.
-# usage: sandbox_e2e.sh SENSORCAM WORK_FOLDER
+# usage: sandbox_e2e.sh SENSORCAM BUILD_FOLDER CMAKE [PICTURE]      PICTURE: anything, where the camera has one
 set -u
 program=$1
 work=$2/sensorcam-e2e.$$
+picture=${4:-}
 failures=0
 
 mkdir -p "$work"
@@ -78,6 +79,43 @@ wait "$second"
 expect "SIGTERM ends in order" 143 $?
 camera two exec status >/dev/null
 expect "and gives the folder back" 0 $?
+
+# Two without a subcommand, away from a terminal, as built and as installed: each has its page at a port of its own.
+port_of()
+{
+    "$2" --state "$work/$1" >"$work/page.$1" 2>"$work/page.errors" </dev/null &
+    wait_for "$work/page.$1" '^serving on http://localhost:[0-9]*/$'
+    port=$(sed -n 's|^serving on http://localhost:\([0-9]*\)/$|\1|p' "$work/page.$1")
+}
+
+# The head of what the camera at a port answers.
+head_of()
+{
+    bash -c 'exec 9<>"/dev/tcp/127.0.0.1/$1" && printf "GET %s HTTP/1.1\r\nHost: localhost:$1\r\nConnection: close\r\n\r\n" \
+        "$2" >&9 && tr -d "\0" <&9' bash "$1" "$2" | LC_ALL=C sed -n '1s/\r//p;s/^\(Content-Type: .*\)\r$/\1/p'
+}
+
+"$3" --install "$2" --prefix "$work/installed" >/dev/null
+expect "installing" 0 $?
+cp "$(dirname "$program")/leaks.supp" "$work/installed/bin" # a sanitizer looks for it beside the program
+port_of one "$program"
+first=$! first_port=$port
+port_of two "$work/installed/bin/sensorcam"
+second=$!
+expect "a second camera takes another port" no "$([ "$port" = "$first_port" ] && echo yes || echo no)"
+for each in "$first_port" "$port"
+do
+    expect "the page at port $each" "$(printf 'HTTP/1.1 200 OK\nContent-Type: text/html; charset=utf-8')" \
+        "$(head_of "$each" /)"
+    [ -z "$picture" ] ||
+        expect "the picture at port $each" "$(printf 'HTTP/1.1 200 OK\nContent-Type: image/jpeg')" \
+            "$(head_of "$each" /api/snapshot.jpg)"
+done
+kill -TERM "$first" "$second"
+wait "$first"
+expect "the page ends with a signal" 143 $?
+wait "$second"
+expect "and so does the other one" 143 $?
 
 # Every end signal reaches the camera, which ends the watch and says so; one that is killed does not.
 for signal in HUP:129 INT:130 TERM:143

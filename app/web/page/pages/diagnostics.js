@@ -1,7 +1,7 @@
 // What the library prints and serves, and what leaves and enters the camera as a document.
 import { ask, get } from '../api.js';
 import { camera } from '../camera.js';
-import { nameOf, schemeName } from '../controls.js';
+import { nameOf, schemeName } from '../names.js';
 import { h, icon, refill } from '../dom.js';
 import { parametersIn } from '../style-document.js';
 import { known, t } from '../texts.js';
@@ -13,11 +13,11 @@ const kTypingPause = 300;
 class DiagnosticsPage extends Page {
     #camera = h('dl', { class: 'figures' });
     #settings = h('div', { class: 'settings' });
-    #trace = h('pre', { class: 'log', tabindex: '0', role: 'log' });
+    #trace = h('pre', { class: 'log long', tabindex: '0', role: 'log' });
     #filter = h('input', { type: 'search' });
     #toggle = h('button', { type: 'button' });
-    #log = h('pre', { class: 'log', tabindex: '0' });
-    #document = h('pre', { class: 'log', tabindex: '0' });
+    #log = h('pre', { class: 'log', tabindex: '0', role: 'group' });
+    #document = h('pre', { class: 'log', tabindex: '0', role: 'group' });
     #plan = h('div', {});
     #events = h('ul', { class: 'rows events' });
     /** @type {EventSource | null} */
@@ -39,38 +39,46 @@ class DiagnosticsPage extends Page {
         let timer = 0;
         this.#filter.oninput = () => {
             clearTimeout(timer);
-            timer = window.setTimeout(() => this.#stream && this.#listen(), kTypingPause);
+            timer = window.setTimeout(() => (this.#stream ? this.#listen() : this.#drawTrace()), kTypingPause);
         };
-        this.#toggle.onclick = () => (this.#stream ? this.#stop() : this.#listen());
+        this.#toggle.onclick = action(() => (this.#stream ? this.#stop() : this.#begin()));
         refill(
             this,
-            card(t('camera'), [this.#camera]),
-            card(t('debug_level'), [this.#settings]),
-            card(t('trace'), [
-                h(
-                    'div',
-                    { class: 'form-row' },
-                    this.#filter,
-                    this.#toggle,
+            h(
+                'div',
+                { class: 'column' },
+                this.#camera,
+                card(t('trace'), [
                     h(
-                        'button',
-                        {
-                            type: 'button',
-                            onclick: () => {
-                                this.#lines = [];
-                                this.#drawTrace();
+                        'div',
+                        { class: 'form-row' },
+                        this.#filter,
+                        this.#toggle,
+                        h(
+                            'button',
+                            {
+                                type: 'button',
+                                onclick: () => {
+                                    this.#lines = [];
+                                    this.#drawTrace();
+                                },
                             },
-                        },
-                        t('clear'),
+                            t('clear'),
+                        ),
                     ),
-                ),
-                this.#trace,
-            ]),
-            card(t('events'), [this.#events]),
-            card(t('error_log'), [this.#log]),
-            card(t('documents'), [this.#documents(), this.#document]),
-            card(t('transfer'), [this.#transfer(), this.#plan]),
-            card(t('pair_text'), this.#pairs()),
+                    this.#trace,
+                ]),
+                card(t('error_log'), [this.#log]),
+                card(t('documents'), [this.#documents(), this.#document]),
+            ),
+            h(
+                'div',
+                { class: 'column' },
+                card(t('library'), [this.#settings]),
+                card(t('events'), [this.#events]),
+                card(t('transfer'), [this.#transfer(), this.#plan]),
+                card(t('pair_text'), this.#pairs()),
+            ),
         );
         this.#stop();
         this.#showCamera();
@@ -162,6 +170,14 @@ class DiagnosticsPage extends Page {
 
     // ---- trace -----------------------------------------------------------------------------------------------------
 
+    /** With what was printed before. */
+    async #begin() {
+        if (this.#lines.length === 0) {
+            this.#lines = (await get(`/api/output?lines=${kLines}`)).lines;
+        }
+        this.#listen();
+    }
+
     #listen() {
         this.#stream?.close();
         const filter = this.#filter.value;
@@ -193,7 +209,8 @@ class DiagnosticsPage extends Page {
 
     #drawTrace() {
         const isAtEnd = this.#trace.scrollHeight - this.#trace.scrollTop - this.#trace.clientHeight < 40;
-        this.#trace.textContent = this.#lines.join('\n') || t(this.#stream ? 'trace_waits' : 'trace_off');
+        const lines = this.#lines.filter((line) => line.includes(this.#filter.value));
+        this.#trace.textContent = lines.join('\n') || t(this.#stream ? 'trace_waits' : 'trace_off');
         if (isAtEnd) {
             this.#trace.scrollTop = this.#trace.scrollHeight;
         }

@@ -14,14 +14,16 @@ const kPoints = 25; // of a measured focus curve
 const kZoom = 1568;
 const kFocus = 1552;
 const kFocusMode = 1536;
+const kByHand = 1;
 
 class LensPage extends Page {
     /** @type {any} */
     #lens = null;
     #state = h('dl', { class: 'figures' });
     #curve = h('div', { class: 'curve' });
-    #zoom = h('input', { type: 'range' });
-    #focus = h('input', { type: 'range' });
+    #zoom = { slider: h('input', { type: 'range' }), field: h('input', { type: 'number', inputmode: 'numeric' }) };
+    #focus = { slider: h('input', { type: 'range' }), field: h('input', { type: 'number', inputmode: 'numeric' }) };
+    #ratio = h('output', { class: 'reading' });
     #mode = h('div', {});
     #measure = h('button', { type: 'button' });
     /** @type {Map<number, number>} */
@@ -47,6 +49,7 @@ class LensPage extends Page {
         this.#build();
         this.#refresh();
         this.on('lens', () => void this.#look());
+        this.on('status', () => this.#drawCurve()); // as wide as it is now
         this.every(kLook, () => this.#isMoving() && this.#look());
     }
 
@@ -62,67 +65,17 @@ class LensPage extends Page {
     }
 
     #build() {
-        for (const [input, key, member] of /** @type {[HTMLInputElement, number, string][]} */ ([
-            [this.#zoom, kZoom, 'zoom'],
-            [this.#focus, kFocus, 'focus'],
-        ])) {
-            const allowed = camera.rows.get(key)?.allowed;
-            input.min = String(allowed?.minimum ?? 0);
-            input.max = String(allowed?.maximum ?? 1);
-            input.step = '1';
-            input.disabled = this.#isLocked;
-            input.setAttribute('aria-label', styleText(member === 'zoom' ? 'zoom_position' : 'focus_position'));
-            input.onchange = action(() => this.#move('PUT', '/api/lens', { [member]: Number(input.value) }));
-        }
+        this.#prepare(this.#zoom, kZoom, 'zoom');
+        this.#prepare(this.#focus, kFocus, 'focus');
         this.#measure.textContent = t('measure_curve');
         this.#measure.onclick = action(() => this.#measureCurve());
         refill(
             this,
-            h('div', { class: 'lens-picture' }, pictureElement(true), this.#state),
             h(
                 'div',
-                { class: 'lens-controls' },
-                card(t('zoom'), [
-                    h(
-                        'div',
-                        { class: 'hold-row' },
-                        this.#hold('zoom-out', 'minus', styleText('zoom_out')),
-                        h('div', { class: 'slider' }, this.#zoom),
-                        this.#hold('zoom-in', 'plus', styleText('zoom_in')),
-                    ),
-                ]),
-                card(t('focus'), [
-                    this.#mode,
-                    h(
-                        'div',
-                        { class: 'hold-row' },
-                        this.#hold('focus-near', 'minus', styleText('focus_near')),
-                        h('div', { class: 'slider' }, this.#focus),
-                        this.#hold('focus-far', 'plus', styleText('focus_far')),
-                    ),
-                    h(
-                        'div',
-                        { class: 'buttons start' },
-                        h(
-                            'button',
-                            {
-                                type: 'button',
-                                disabled: this.#isLocked,
-                                onclick: action(() => this.#move('POST', '/api/lens/focus-once')),
-                            },
-                            styleText('focus_once'),
-                        ),
-                    ),
-                ]),
-                card(t('iris'), [
-                    h(
-                        'div',
-                        { class: 'buttons start' },
-                        this.#hold('iris-close', 'minus', t('iris_close')),
-                        this.#hold('iris-open', 'plus', t('iris_open')),
-                    ),
-                    h('p', { class: 'quiet' }, t('iris_hint')),
-                ]),
+                { class: 'lens-picture' },
+                pictureElement(true),
+                this.#state,
                 card(t('focus_curve'), [
                     this.#curve,
                     h(
@@ -142,22 +95,86 @@ class LensPage extends Page {
                         ),
                     ),
                 ]),
-                card(t('maintenance'), [
+            ),
+            h(
+                'div',
+                { class: 'column' },
+                card(
+                    t('zoom'),
+                    [
+                        h(
+                            'div',
+                            { class: 'hold-row' },
+                            this.#hold('zoom-out', 'minus', styleText('zoom_out')),
+                            h('div', { class: 'slider' }, this.#zoom.slider),
+                            this.#hold('zoom-in', 'plus', styleText('zoom_in')),
+                            this.#zoom.field,
+                        ),
+                    ],
+                    [this.#ratio],
+                ),
+                card(t('focus'), [
+                    this.#mode,
+                    h(
+                        'div',
+                        { class: 'hold-row' },
+                        this.#hold('focus-near', 'minus', styleText('focus_near')),
+                        h('div', { class: 'slider' }, this.#focus.slider),
+                        this.#hold('focus-far', 'plus', styleText('focus_far')),
+                        this.#focus.field,
+                    ),
                     h(
                         'div',
                         { class: 'buttons start' },
-                        h(
-                            'button',
-                            {
-                                type: 'button',
-                                disabled: this.#isLocked,
-                                onclick: action(() => this.#move('POST', '/api/lens/reset')),
-                            },
-                            styleText('lens_reset'),
-                        ),
+                        this.#step('focus-once', styleText('focus_once')),
+                        this.#step('reset', styleText('lens_reset')),
+                    ),
+                ]),
+                card(t('iris'), [
+                    h(
+                        'div',
+                        { class: 'hold-row' },
+                        this.#hold('iris-close', 'minus', t('iris_close')),
+                        this.#hold('iris-open', 'plus', t('iris_open')),
+                        h('p', { class: 'quiet' }, t('iris_hint')),
                     ),
                 ]),
             ),
+        );
+    }
+
+    /**
+     * A position: dragged, or typed.
+     * @param {{slider: HTMLInputElement, field: HTMLInputElement}} inputs
+     * @param {number} key
+     * @param {'zoom' | 'focus'} member
+     */
+    #prepare(inputs, key, member) {
+        const allowed = camera.rows.get(key)?.allowed;
+        const label = styleText(`${member}_position`);
+        for (const [input, text] of /** @type {[HTMLInputElement, string][]} */ ([
+            [inputs.slider, label],
+            [inputs.field, `${label}: ${t('exact')}`],
+        ])) {
+            input.min = String(allowed?.minimum ?? 0);
+            input.max = String(allowed?.maximum ?? 1);
+            input.step = '1';
+            input.disabled = this.#isLocked;
+            input.setAttribute('aria-label', text);
+            input.onchange = action(() => this.#move('PUT', '/api/lens', { [member]: Number(input.value) }));
+        }
+    }
+
+    /** @param {string} step @param {string} text */
+    #step(step, text) {
+        return h(
+            'button',
+            {
+                type: 'button',
+                disabled: this.#isLocked,
+                onclick: action(() => this.#move('POST', `/api/lens/${step}`)),
+            },
+            text,
         );
     }
 
@@ -236,35 +253,39 @@ class LensPage extends Page {
 
     #refresh() {
         const lens = this.#lens;
-        const moving = (/** @type {boolean} */ is) =>
-            h('span', { class: is ? 'badge' : 'badge idle' }, is ? t('moving') : t('idle'));
-        const figure = (/** @type {string} */ name, /** @type {string} */ value, /** @type {Node | null} */ beside) =>
-            h('div', {}, h('dt', {}, name), h('dd', {}, value, beside));
+        const figure = (/** @type {string} */ name, /** @type {string} */ value, /** @type {boolean} */ isMoving) =>
+            h(
+                'div',
+                {},
+                h('dt', {}, name, isMoving ? h('span', { class: 'moving' }, ` · ${t('moving')}`) : null),
+                h('dd', {}, value),
+            );
+        this.#ratio.textContent = `${numeral(lens.ratio / 1000, 2)}×`;
         refill(
             this.#state,
-            figure(t('zoom'), `${numeral(lens.ratio / 1000, 2)}×`, moving(lens.zoomMoving)),
-            figure(styleText('zoom_position'), numeral(lens.zoom), null),
-            figure(styleText('focus_position'), numeral(lens.focus), moving(lens.focusMoving)),
-            figure(t('iris'), String(lens.iris), moving(lens.irisMoving)),
-            figure(
-                t('sharpness_measure'),
-                numeral(lens.sharpness),
-                lens.resetting ? h('span', { class: 'badge' }, t('lens_resetting')) : null,
-            ),
+            figure(styleText('zoom_position'), numeral(lens.zoom), lens.zoomMoving),
+            figure(styleText('focus_position'), numeral(lens.focus), lens.focusMoving),
+            figure(t('iris'), String(lens.iris), lens.irisMoving),
+            figure(t('sharpness_measure'), numeral(lens.sharpness), false),
+            lens.resetting ? figure(t('state'), t('lens_resetting'), true) : null,
         );
-        for (const [input, value] of /** @type {[HTMLInputElement, number][]} */ ([
+        for (const [inputs, value] of /** @type {[{slider: HTMLInputElement, field: HTMLInputElement}, number][]} */ ([
             [this.#zoom, lens.zoom],
             [this.#focus, lens.focus],
         ])) {
-            if (document.activeElement !== input || !this.#isMoving()) {
-                input.value = String(value);
+            const { slider, field } = inputs;
+            if (document.activeElement !== slider || !this.#isMoving()) {
+                slider.value = String(value);
             }
-            input.style.setProperty(
-                '--share',
-                String((value - Number(input.min)) / (Number(input.max) - Number(input.min))),
-            );
+            if (document.activeElement !== field) {
+                field.value = String(value);
+            }
+            const share = (value - Number(slider.min)) / (Number(slider.max) - Number(slider.min));
+            slider.style.setProperty('--share', String(share));
         }
-        this.#focus.disabled = this.#isLocked || lens.focusMode !== 1;
+        const isByHand = !this.#isLocked && lens.focusMode === kByHand;
+        this.#focus.slider.disabled = !isByHand;
+        this.#focus.field.disabled = !isByHand;
         this.#measure.disabled = this.#isLocked || this.#isMeasuring;
         this.#showMode();
         if (lens.zoom !== this.#zoomOfSamples) {
@@ -315,8 +336,8 @@ class LensPage extends Page {
         const mode = this.#lens.focusMode;
         this.#isMeasuring = true;
         try {
-            await this.#move('PUT', '/api/lens', { focusMode: 1 });
-            const [min, max] = [Number(this.#focus.min), Number(this.#focus.max)];
+            await this.#move('PUT', '/api/lens', { focusMode: kByHand });
+            const [min, max] = [Number(this.#focus.slider.min), Number(this.#focus.slider.max)];
             for (let i = 0; i <= kPoints && this.isConnected; i++) {
                 await this.#move('PUT', '/api/lens', { focus: Math.round(min + ((max - min) * i) / kPoints) });
                 await this.#atRest();
@@ -332,29 +353,38 @@ class LensPage extends Page {
     }
 
     #drawCurve() {
-        const [min, max] = [Number(this.#focus.min), Number(this.#focus.max)];
+        const [min, max] = [Number(this.#focus.slider.min), Number(this.#focus.slider.max)];
         const points = [...this.#samples].sort((a, b) => a[0] - b[0]);
         const top = Math.max(1, ...points.map((point) => point[1]));
-        const x = (/** @type {number} */ focus) => 40 + ((focus - min) / (max - min)) * 544;
-        const y = (/** @type {number} */ sharpness) => 164 - (sharpness / top) * 148;
+        const width = this.#curve.clientWidth || 600;
+        const [left, right, ground, roof] = [6, width - 6, 144, 24];
+        const x = (/** @type {number} */ focus) => left + ((focus - min) / (max - min)) * (right - left);
+        const y = (/** @type {number} */ sharpness) => ground - (sharpness / top) * (ground - roof);
         const lens = this.#lens;
         const best = [...points].sort((a, b) => b[1] - a[1])[0];
+        const label = (/** @type {number} */ at, /** @type {string} */ anchor, /** @type {string} */ text) =>
+            s('text', { x: at, y: 164, 'text-anchor': anchor }, text);
         refill(
             this.#curve,
             s(
                 'svg',
-                { viewBox: '0 0 600 200', role: 'img', 'aria-label': t('curve_text', numeral(best?.[0] ?? 0)) },
-                s('path', { class: 'grid', d: 'M40 16H584M40 90H584M40 164H584' }),
-                s('text', { x: 40, y: 186 }, numeral(min)),
-                s('text', { x: 584, y: 186, 'text-anchor': 'end' }, numeral(max)),
-                s('text', { x: 312, y: 186, 'text-anchor': 'middle' }, styleText('focus_position')),
+                { viewBox: `0 0 ${width} 168`, role: 'img', 'aria-label': t('curve_text', numeral(best?.[0] ?? 0)) },
+                s('path', {
+                    class: 'grid',
+                    d: `M${left} ${roof}H${right}M${left} ${(roof + ground) / 2}H${right}M${left} ${ground}H${right}`,
+                }),
+                label(left, 'start', numeral(min)),
+                label(width / 2, 'middle', styleText('focus_position')),
+                label(right, 'end', numeral(max)),
+                s('text', { x: left, y: 12 }, `${t('sharpness_measure')}, ${t('most', numeral(top))}`),
                 s('polyline', { points: points.map(([focus, sharpness]) => `${x(focus)},${y(sharpness)}`).join(' ') }),
                 points.map(([focus, sharpness]) =>
-                    s('circle', { class: 'point', cx: x(focus), cy: y(sharpness), r: 2.5 }),
+                    s('circle', { class: 'point', cx: x(focus), cy: y(sharpness), r: 2 }),
                 ),
-                s('line', { class: 'here', x1: x(lens.focus), x2: x(lens.focus), y1: 12, y2: 164 }),
+                s('line', { class: 'here', x1: x(lens.focus), x2: x(lens.focus), y1: roof, y2: ground }),
                 s('circle', { class: 'here', cx: x(lens.focus), cy: y(lens.sharpness), r: 5 }),
             ),
+            points.length > 1 ? null : h('p', { class: 'quiet' }, t('curve_hint')),
         );
     }
 }

@@ -1,27 +1,28 @@
-// The picture, and beside it the controls that change it.
+// The picture, what it is made with, and beside it the controls that change it.
 import { camera } from '../camera.js';
 import { groupElement, keepingFocus } from '../controls.js';
 import { h, icon, refill } from '../dom.js';
 import { pictureElement } from '../picture.js';
+import { signalsElement } from '../signals.js';
 import { styleText, t } from '../texts.js';
 import { Page, action } from '../ui.js';
 
 class LivePage extends Page {
     #panel = h('div', { class: 'panel-body' });
     #tabs = h('select', {});
-    #trial = h('div', { class: 'trial-bar' });
+    #trial = h('div', { class: 'trial-bar', hidden: true });
 
     show() {
         this.#tabs.setAttribute('aria-label', t('page_parameters'));
         this.#tabs.onchange = () => this.#showTab();
+        const picture = pictureElement(false);
         refill(
             this,
-            pictureElement(false),
+            h('div', { class: 'viewer' }, picture, signalsElement(picture)),
             h(
                 'aside',
                 { class: 'panel', 'aria-label': t('page_parameters') },
-                h('div', { class: 'panel-head' }, this.#tabs),
-                this.#trial,
+                h('div', { class: 'panel-head' }, this.#tabs, this.#trial),
                 this.#panel,
             ),
         );
@@ -48,38 +49,21 @@ class LivePage extends Page {
     }
 
     #showTrial() {
-        const isOperator = camera.may('operator');
-        this.classList.toggle('trying', camera.trying);
-        if (!camera.trying) {
-            refill(
-                this.#trial,
-                h(
-                    'button',
-                    { type: 'button', disabled: !isOperator, onclick: () => camera.beginTrying() },
-                    icon('compare'),
-                    h('span', {}, t('try_out')),
-                ),
-            );
-            return;
-        }
-        const count = camera.trial?.values.size ?? 0;
+        const count = camera.trials.own?.keys.size ?? 0;
+        this.#trial.hidden = !camera.trials.isOn;
         refill(
             this.#trial,
-            h('p', { class: 'note standing' }, icon('compare'), t('trying_out', count)),
+            h('p', { class: 'note standing' }, icon('compare'), h('span', {}, t('trying_out', count))),
+            h('button', { type: 'button', onclick: action(() => camera.endTrying(false)) }, t('trial_undo')),
             h(
-                'div',
-                { class: 'buttons' },
-                h('button', { type: 'button', onclick: action(() => camera.endTrying(false)) }, t('trial_undo')),
-                h(
-                    'button',
-                    {
-                        type: 'button',
-                        class: 'primary',
-                        disabled: count === 0,
-                        onclick: action(() => camera.endTrying(true)),
-                    },
-                    t('trial_keep'),
-                ),
+                'button',
+                {
+                    type: 'button',
+                    class: 'primary',
+                    disabled: count === 0,
+                    onclick: action(() => camera.endTrying(true)),
+                },
+                t('trial_keep'),
             ),
         );
     }

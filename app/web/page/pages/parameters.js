@@ -1,16 +1,21 @@
 // All parameters: a tab for each of the style document's, and a search over all keys.
 import { camera } from '../camera.js';
-import { controlElement, groupElement, keepingFocus, nameOf } from '../controls.js';
+import { controlElement, groupElement, keepingFocus } from '../controls.js';
 import { h, icon, refill } from '../dom.js';
+import { nameOf } from '../names.js';
 import { pictureElement } from '../picture.js';
 import { parametersIn } from '../style-document.js';
 import { styleText, t } from '../texts.js';
 import { Page } from '../ui.js';
 
+const kAllKeys = 'all-keys'; // a page beside those of the style document
+
 class ParametersPage extends Page {
     #search = h('input', { type: 'search' });
     #list = h('div', { class: 'tabs', role: 'tablist' });
     #content = h('div', { class: 'tab-content' });
+    #all = h('a', { class: 'all-keys', href: `#parameters/${kAllKeys}` });
+    #legend = h('p', { class: 'legend' });
     #tab = '';
 
     show() {
@@ -19,16 +24,19 @@ class ParametersPage extends Page {
         this.#search.oninput = () => this.#refresh();
         this.#list.setAttribute('aria-label', t('page_parameters'));
         this.#list.onkeydown = (event) => this.#move(event);
+        this.#all.textContent = t('all_keys');
+        refill(this.#legend, h('span', { class: 'mark', 'aria-hidden': 'true' }), t('unsaved'));
         refill(
             this,
-            h('div', { class: 'side' }, h('div', { class: 'search' }, icon('search'), this.#search), this.#list),
-            this.#content,
             h(
-                'aside',
-                { class: 'preview', 'aria-label': t('live_picture') },
-                pictureElement(true),
-                h('p', { class: 'legend' }, h('span', { class: 'mark', 'aria-hidden': 'true' }), t('unsaved')),
+                'div',
+                { class: 'side' },
+                h('div', { class: 'search' }, icon('search'), this.#search),
+                this.#list,
+                this.#all,
             ),
+            this.#content,
+            h('aside', { class: 'preview', 'aria-label': t('live_picture') }, pictureElement(true), this.#legend),
         );
         this.on('style', () => this.#refresh());
         this.on('unsaved', () => this.#markTabs());
@@ -54,32 +62,29 @@ class ParametersPage extends Page {
     }
 
     #refresh() {
-        const tab =
-            camera.tabs.find((candidate) => candidate.key === this.#tab) ??
-            camera.tabs.find((candidate) => candidate.key === 'image') ??
-            camera.tabs[0];
-        this.#tab = tab?.key ?? '';
+        const find = (/** @type {string} */ key) => camera.tabs.find((candidate) => candidate.key === key);
+        const tab = this.#tab === kAllKeys ? undefined : (find(this.#tab) ?? find('image') ?? camera.tabs[0]);
+        this.#tab = tab?.key ?? kAllKeys;
         const words = this.#search.value.trim().toLowerCase();
         const hadFocus = this.#list.contains(document.activeElement);
         refill(
             this.#list,
-            camera.tabs.map((candidate) => {
-                const isChosen = candidate.key === this.#tab && words === '';
-                return h(
+            camera.tabs.map(({ key, text }, i) =>
+                h(
                     'button',
                     {
                         type: 'button',
                         role: 'tab',
-                        id: `tab-${candidate.key}`,
-                        'aria-selected': String(isChosen),
+                        id: `tab-${key}`,
+                        'aria-selected': String(key === this.#tab && words === ''),
                         'aria-controls': 'tab-content',
-                        tabindex: candidate.key === this.#tab ? '0' : '-1',
-                        'data-tab': candidate.key,
-                        onclick: () => this.#choose(candidate.key),
+                        tabindex: key === this.#tab || (!tab && i === 0) ? '0' : '-1',
+                        'data-tab': key,
+                        onclick: () => this.#choose(key),
                     },
-                    styleText(candidate.text),
-                );
-            }),
+                    styleText(text),
+                ),
+            ),
         );
         this.#markTabs();
         const chosen = /** @type {HTMLElement | null} */ (this.#list.querySelector(`[data-tab="${this.#tab}"]`));
@@ -89,11 +94,25 @@ class ParametersPage extends Page {
         chosen?.scrollIntoView({ block: 'nearest', inline: 'nearest' });
         this.#content.id = 'tab-content';
         this.#content.setAttribute('role', 'tabpanel');
-        this.#content.setAttribute('aria-labelledby', `tab-${this.#tab}`);
-        if (words === '') {
-            keepingFocus(this.#content, () => refill(this.#content, tab?.groups.map(groupElement)));
+        this.#content.setAttribute('aria-label', tab ? styleText(tab.text) : t('all_keys'));
+        if (tab || words !== '') {
+            this.#all.removeAttribute('aria-current');
         } else {
+            this.#all.setAttribute('aria-current', 'true');
+        }
+        if (words !== '') {
             this.#find(words);
+        } else if (tab) {
+            keepingFocus(this.#content, () => refill(this.#content, tab.groups.map(groupElement)));
+        } else {
+            void this.#showAllKeys();
+        }
+    }
+
+    async #showAllKeys() {
+        await import('../all-keys.js');
+        if (this.#tab === kAllKeys) {
+            refill(this.#content, document.createElement('sc-all-keys'));
         }
     }
 
@@ -138,6 +157,7 @@ class ParametersPage extends Page {
     }
 
     #markTabs() {
+        this.#legend.hidden = !camera.unsaved.some((row) => row.scheme === camera.status?.scheme);
         for (const button of this.#list.querySelectorAll('button')) {
             const tab = camera.tabs.find((candidate) => candidate.key === button.dataset.tab);
             const isUnsaved =

@@ -1,18 +1,19 @@
-// What is around the camera, where it can be changed: time, light, distance, and a device that fails.
+// What is around the camera, where it can be changed: time, light, weather, distance, and a device that fails.
 import { Problem, ask, get } from '../api.js';
 import { camera } from '../camera.js';
-import { nameOf, timeText } from '../controls.js';
 import { h, icon, iconButton, newId, refill } from '../dom.js';
-import { pictureElement } from '../picture.js';
+import { nameOf, timeText } from '../names.js';
+import { lightText, pictureElement } from '../picture.js';
+import { Sender } from '../sender.js';
 import { parametersIn } from '../style-document.js';
-import { numeral, t } from '../texts.js';
-import { Page, action, card, notifyProblem } from '../ui.js';
+import { numeral, t, unitText } from '../texts.js';
+import { Page, action, card, notifyProblem, segments } from '../ui.js';
 
-const kDarkest = -1; // powers of ten, in lux
-const kBrightest = 5;
-const kBetween = 100; // milliseconds between two changes
+const kSpeeds = [1, 10, 60, 240, 960];
+const kHours = [0, 6, 12, 18, 24];
+const kTimes = ['06:00', '12:00', '19:00', '23:00'];
 
-/** Presets, in lux. */
+/** In lux. */
 const kLights = [
     ['light_sun', 50000],
     ['light_overcast', 5000],
@@ -22,17 +23,90 @@ const kLights = [
     ['light_moon', 0.2],
 ];
 
+/**
+ * A slider of the page, and how its position becomes a value.
+ * @typedef {object} Dial
+ * @property {string} name of the member
+ * @property {string} text
+ * @property {number} min
+ * @property {number} max
+ * @property {number} step
+ * @property {(position: number) => any} value
+ * @property {(world: any) => number} position
+ * @property {(world: any) => string} reading
+ */
+
+/** @param {string} name @returns {Dial} */
+function percent(name) {
+    return {
+        name,
+        text: name,
+        min: 0,
+        max: 100,
+        step: 1,
+        value: (position) => position,
+        position: (world) => world[name],
+        reading: (world) => `${world[name]} ${unitText('percent')}`,
+    };
+}
+
+/** Where the ends of what spans powers of ten are; two digits are enough. @param {number} position */
+function power(position) {
+    return Number((10 ** position).toPrecision(2));
+}
+
+const kTime = {
+    name: 'time',
+    text: 'clock',
+    min: 0,
+    max: 1439,
+    step: 1,
+    value: timeText,
+    position: (/** @type {any} */ world) => {
+        const [hour, minute] = world.time.split(':').map(Number);
+        return hour * 60 + minute;
+    },
+    reading: (/** @type {any} */ world) => world.time,
+};
+
+const kLight = {
+    name: 'light',
+    text: 'light',
+    min: -1,
+    max: 5,
+    step: 0.05,
+    value: power,
+    position: (/** @type {any} */ world) => Math.log10(Math.max(world.lux ?? 0, 0.1)),
+    reading: (/** @type {any} */ world) => lightText(world.lux ?? 0),
+};
+
+const kDistance = {
+    name: 'distance',
+    text: 'distance',
+    min: -0.3,
+    max: 2.7,
+    step: 0.05,
+    value: power,
+    position: (/** @type {any} */ world) => Math.log10(world.distance),
+    reading: (/** @type {any} */ world) => `${numeral(world.distance, 1)} ${unitText('metres')}`,
+};
+
 class WorldPage extends Page {
     /** @type {any} */
     #world = null;
-    #time = h('input', { type: 'range', min: 0, max: 1439, step: 1 });
-    #light = h('input', { type: 'range', min: kDarkest, max: kBrightest, step: 0.05 });
-    #distance = h('input', { type: 'number', min: 0.1, step: 0.1, inputmode: 'decimal' });
+    /** @type {{dial: Dial, input: HTMLInputElement, reading: HTMLElement}[]} */
+    #dials = [];
     #figures = h('dl', { class: 'figures' });
+    #speed = h('div', {});
     #faults = h('div', {});
-    /** @type {Record<string, any>} */
-    #waiting = {};
-    #isSending = false;
+    #sender = new Sender(
+        (/** @type {Map<string, any>} */ changes) => ask('PUT', '/api/world', Object.fromEntries(changes)),
+        ({ body }) => this.#take(body),
+        (error) => {
+            notifyProblem(error);
+            void this.#look();
+        },
+    );
 
     show() {
         void this.#begin();
@@ -51,158 +125,203 @@ class WorldPage extends Page {
         }
         this.#build();
         this.#refresh();
-        this.on('status', () => void this.#look());
-        this.on('connection', () => void this.#look());
+        for (const event of ['status', 'world', 'connection']) {
+            this.on(event, () => void this.#look());
+        }
     }
 
     get #isLocked() {
         return !camera.may('administrator');
     }
 
+    /** @param {string} member @param {any} value */
+    #send(member, value) {
+        this.#sender.put([[member, value]]);
+    }
+
+    /** A slider, and what it is at. @param {Dial} dial */
+    #dial(dial) {
+        const { name, min, max, step } = dial;
+        const input = h('input', {
+            type: 'range',
+            min,
+            max,
+            step,
+            disabled: this.#isLocked,
+            'aria-label': t(dial.text),
+            oninput: () => {
+                this.#showShare(input);
+                this.#send(name, dial.value(Number(input.value)));
+            },
+        });
+        const reading = h('output', { class: 'reading' });
+        this.#dials.push({ dial, input, reading });
+        return { slider: h('div', { class: 'slider' }, input), reading };
+    }
+
+    /** @param {import('../dom.js').Child[]} marks */
+    #ends(marks) {
+        return h(
+            'div',
+            { class: 'ends', 'aria-hidden': 'true' },
+            marks.map((mark) => h('span', {}, mark)),
+        );
+    }
+
+    /** @param {string} member @param {string} text @param {any} value */
+    #preset(member, text, value) {
+        return h(
+            'button',
+            { type: 'button', disabled: this.#isLocked, onclick: () => this.#send(member, value) },
+            text,
+        );
+    }
+
     #build() {
-        this.#time.oninput = () => this.#send({ time: timeText(Number(this.#time.value)) });
-        this.#light.oninput = () => this.#send({ light: Number((10 ** Number(this.#light.value)).toPrecision(2)) });
-        this.#distance.onchange = () => this.#send({ distance: Number(this.#distance.value) });
-        for (const [input, text] of /** @type {[HTMLInputElement, string][]} */ ([
-            [this.#time, 'clock'],
-            [this.#light, 'light'],
-            [this.#distance, 'distance'],
-        ])) {
-            input.disabled = this.#isLocked;
-            input.setAttribute('aria-label', t(text));
-        }
-        const preset = (/** @type {string} */ text, /** @type {any} */ light) =>
-            h('button', { type: 'button', disabled: this.#isLocked, onclick: () => this.#send({ light }) }, t(text));
+        this.#dials = [];
+        const time = this.#dial(kTime);
+        const light = this.#dial(kLight);
+        const distance = this.#dial(kDistance);
+        const weather = ['haze', 'wind'].filter((name) => name in this.#world);
+        time.slider.classList.add('sky');
         refill(
             this,
-            h('div', { class: 'world-picture' }, pictureElement(true), this.#figures),
             h(
                 'div',
-                { class: 'world-controls' },
-                this.#isLocked ? h('p', { class: 'note standing' }, icon('info'), t('only_administrator')) : null,
-                card(t('clock'), [
-                    h('div', { class: 'slider sky' }, this.#time),
-                    h(
-                        'div',
-                        { class: 'ends', 'aria-hidden': 'true' },
-                        ['00', '06', '12', '18', '24'].map((hour) => h('span', {}, hour)),
-                    ),
-                    h(
-                        'div',
-                        { class: 'buttons start' },
-                        ['06:00', '12:00', '19:00', '23:00'].map((time) =>
-                            h(
-                                'button',
-                                { type: 'button', disabled: this.#isLocked, onclick: () => this.#send({ time }) },
-                                time,
-                            ),
-                        ),
-                    ),
-                ]),
-                card(t('light'), [
-                    h('div', { class: 'slider' }, this.#light),
-                    h(
-                        'div',
-                        { class: 'ends', 'aria-hidden': 'true' },
-                        [0.1, 10, 1000, 100000].map((lux) => h('span', {}, `${numeral(lux, 2)} ${t('unit_lux')}`)),
-                    ),
-                    h(
-                        'div',
-                        { class: 'buttons start' },
-                        preset('light_daylight', 'daylight'),
-                        kLights.map(([text, lux]) => preset(String(text), lux)),
-                    ),
-                ]),
-                card(t('distance'), [
-                    h('div', { class: 'field' }, this.#distance, h('span', { class: 'unit' }, 'm')),
-                    h('p', { class: 'quiet' }, t('distance_hint')),
-                ]),
+                { class: 'world-picture' },
+                pictureElement(true),
+                this.#figures,
                 card(t('faults'), [h('p', { class: 'quiet' }, t('faults_hint')), this.#faults]),
+            ),
+            h(
+                'div',
+                { class: 'column' },
+                this.#isLocked ? h('p', { class: 'note standing' }, icon('info'), t('only_administrator')) : null,
+                card(
+                    t('clock'),
+                    [
+                        time.slider,
+                        this.#ends(kHours.map((hour) => String(hour).padStart(2, '0'))),
+                        h(
+                            'div',
+                            { class: 'buttons start' },
+                            kTimes.map((text) => this.#preset('time', text, text)),
+                        ),
+                        h('div', { class: 'speed' }, h('span', {}, t('speed')), this.#speed),
+                    ],
+                    [time.reading],
+                ),
+                card(
+                    t('light'),
+                    [
+                        light.slider,
+                        this.#ends([0.1, 10, 1000, 100000].map((lux) => `${numeral(lux, 2)} ${unitText('lux')}`)),
+                        h(
+                            'div',
+                            { class: 'buttons start' },
+                            this.#preset('light', t('light_daylight'), 'daylight'),
+                            kLights.map(([text, lux]) => this.#preset('light', t(String(text)), lux)),
+                        ),
+                    ],
+                    [light.reading],
+                ),
+                weather.length === 0
+                    ? null
+                    : card(t('weather'), [
+                          h(
+                              'div',
+                              { class: 'sliders' },
+                              weather.flatMap((name) => {
+                                  const { slider, reading } = this.#dial(percent(name));
+                                  return [h('span', {}, t(name)), slider, reading];
+                              }),
+                          ),
+                      ]),
+                card(
+                    t('distance'),
+                    [
+                        distance.slider,
+                        this.#ends([0.5, 5, 50, 500].map((metres) => `${numeral(metres, 1)} ${unitText('metres')}`)),
+                        h('p', { class: 'quiet' }, t('distance_hint')),
+                    ],
+                    [distance.reading],
+                ),
             ),
         );
     }
 
-    /** The last of what was moved is always sent. @param {Record<string, any>} change */
-    #send(change) {
-        Object.assign(this.#waiting, change);
-        if (!this.#isSending) {
-            this.#isSending = true;
-            void this.#sendAll();
-        }
-    }
-
-    async #sendAll() {
-        while (Object.keys(this.#waiting).length > 0) {
-            const change = this.#waiting;
-            this.#waiting = {};
-            const pause = new Promise((resolve) => setTimeout(resolve, kBetween));
-            try {
-                this.#world = (await ask('PUT', '/api/world', change)).body;
-            } catch (error) {
-                notifyProblem(error);
-                this.#waiting = {};
-            }
-            this.#refresh();
-            await pause;
-        }
-        this.#isSending = false;
-    }
-
     async #look() {
-        if (this.#isSending || camera.connection !== 'open') {
+        if (this.#sender.isBusy || camera.connection !== 'open') {
             return;
         }
         try {
-            this.#world = await get('/api/world');
-            if (!this.#isSending) {
-                this.#refresh();
+            const world = await get('/api/world');
+            if (!this.#sender.isBusy) {
+                this.#take(world);
             }
         } catch (error) {
             camera.noticeFailure(error);
         }
     }
 
+    /** @param {any} world */
+    #take(world) {
+        this.#world = world;
+        this.#refresh();
+    }
+
+    /** @param {HTMLInputElement} input */
+    #showShare(input) {
+        const share = (Number(input.value) - Number(input.min)) / (Number(input.max) - Number(input.min));
+        input.style.setProperty('--share', String(share));
+    }
+
     #refresh() {
         const world = this.#world;
-        const [hour, minute] = world.time.split(':').map(Number);
         const figure = (/** @type {string} */ name, /** @type {string} */ value) =>
             h('div', {}, h('dt', {}, name), h('dd', {}, value));
         refill(
             this.#figures,
             figure(t('clock'), world.time),
-            figure(t('speed'), `${numeral(world.speed, 1)}×`),
-            world.lux === undefined
-                ? null
-                : figure(t('light'), `${numeral(world.lux, world.lux < 10 ? 2 : 0)} ${t('unit_lux')}`),
             figure(t('state'), t(world.night ? 'night' : 'day')),
-            camera.status?.lamps === undefined ? null : figure(t('lamps'), `${camera.status.lamps} %`),
+            world.lux === undefined ? null : figure(t('light'), lightText(world.lux)),
+            camera.status?.lamps === undefined
+                ? null
+                : figure(t('lamps'), `${camera.status.lamps} ${unitText('percent')}`),
         );
-        const show = (
-            /** @type {HTMLInputElement} */ input,
-            /** @type {number} */ value,
-            /** @type {string} */ text,
-        ) => {
-            input.value = String(value);
-            input.style.setProperty(
-                '--share',
-                String((value - Number(input.min)) / (Number(input.max) - Number(input.min))),
-            );
-            input.setAttribute('aria-valuetext', text);
-        };
-        if (!('time' in this.#waiting)) {
-            show(this.#time, hour * 60 + minute, world.time);
+        for (const { dial, input, reading } of this.#dials) {
+            if (!this.#sender.has(dial.name)) {
+                const text = dial.reading(world);
+                input.value = String(dial.position(world));
+                input.setAttribute('aria-valuetext', text);
+                reading.textContent = text;
+                this.#showShare(input);
+            }
         }
-        if (!('light' in this.#waiting)) {
-            show(
-                this.#light,
-                Math.min(kBrightest, Math.max(kDarkest, Math.log10(Math.max(world.lux ?? 0, 0.1)))),
-                `${world.lux} ${t('unit_lux')}`,
-            );
-        }
-        if (document.activeElement !== this.#distance) {
-            this.#distance.value = String(world.distance);
-        }
+        this.#showSpeed();
         this.#showFaults();
+    }
+
+    #showSpeed() {
+        const now = this.#world.speed;
+        if (this.#speed.dataset.speed === String(now)) {
+            return;
+        }
+        this.#speed.dataset.speed = String(now);
+        const speeds = kSpeeds.includes(now) ? kSpeeds : [...kSpeeds, now].sort((a, b) => a - b);
+        refill(
+            this.#speed,
+            segments(
+                t('speed'),
+                speeds.map((speed) => ({
+                    value: String(speed),
+                    text: `${numeral(speed, 1)}×`,
+                    disabled: this.#isLocked,
+                })),
+                String(now),
+                (speed) => this.#send('speed', Number(speed)),
+            ),
+        );
     }
 
     #showFaults() {
@@ -228,14 +347,15 @@ class WorldPage extends Page {
         );
         const count = h('input', { id: newId(), type: 'number', min: 1, max: 100, value: '1' });
         const put = (/** @type {any[]} */ list) =>
-            this.#send({
-                faults: list.map((fault) => ({
-                    key: fault.key,
-                    status: fault.status,
-                    after: fault.after,
-                    count: fault.count,
+            this.#send(
+                'faults',
+                list.map(({ key: number, status, after, count: times }) => ({
+                    key: number,
+                    status,
+                    after,
+                    count: times,
                 })),
-            });
+            );
         refill(
             this.#faults,
             faults.length === 0

@@ -112,6 +112,29 @@ TEST_F(ExposureKeys, TheAutomaticExposureKeepsThePictureAsBrightInAnyLight)
     }
 }
 
+TEST_F(ExposureKeys, ByDayTheStreetIsNeitherDarkNorBleached)
+{
+    for (const double lux : {300.0, 3000.0, 30000.0, 90000.0})
+    {
+        service_->setLight(lux);
+        const cv::Mat picture = shoot();
+        EXPECT_GT(mean(picture), 105) << lux << " lux";
+        EXPECT_LT(mean(picture), 125) << lux << " lux";
+        cv::Mat grey;
+        cv::cvtColor(picture, grey, cv::COLOR_BGR2GRAY);
+        EXPECT_LT(cv::countNonZero(grey > 245), 0.01 * static_cast<double>(grey.total())) << lux << " lux";
+    }
+}
+
+TEST_F(ExposureKeys, ByNightTheStreetCanBeRead)
+{
+    service_->setLight(0.05);
+    set(IA_CMD_DN_MODE, sim::kAlwaysNight);
+    EXPECT_GT(brightness(), 85) << "infrared lamps";
+    set(IA_CMD_IR_SWITCH, 0);
+    EXPECT_GT(brightness(), 70) << "street lamps alone";
+}
+
 TEST_F(ExposureKeys, TheIrisBrightensThePictureTheMoreItIsOpen)
 {
     service_->setLight(20);

@@ -83,6 +83,25 @@ TEST_F(LayersOfAStreet, TakeAShadowWithoutAChangeOfPlace)
     EXPECT_NEAR(25, depth({0, 25, 0}), 2);
 }
 
+TEST_F(LayersOfAStreet, TakeAShadowInTheSunThatChangesNothingElse)
+{
+    layers_.fill(projection_, level(-50, 50, 1, 200, 0), paint(0.5f));
+    const cv::Mat before[] = {layers_.albedo.clone(), layers_.place.clone()};
+    Paint shadow;
+    shadow.shades = 0.4f;
+    const cv::Rect touched = layers_.fill(projection_, level(-2, 2, 20, 30, 0), shadow);
+    EXPECT_EQ(0, cv::norm(before[0], layers_.albedo, cv::NORM_INF));
+    cv::Mat channels[4], earlier[4];
+    cv::split(layers_.place, channels);
+    cv::split(before[1], earlier);
+    for (const int channel : {Layers::kDepth, Layers::kLamps, Layers::kGlows})
+    {
+        EXPECT_EQ(0, cv::norm(earlier[channel], channels[channel], cv::NORM_INF)) << channel;
+    }
+    const cv::Point middle = (touched.tl() + touched.br()) / 2;
+    EXPECT_NEAR(0.4 * earlier[Layers::kSun].at<uchar>(middle), channels[Layers::kSun].at<uchar>(middle), 1);
+}
+
 TEST_F(LayersOfAStreet, ShowAnImageTheRightWayRound)
 {
     cv::Mat image(40, 60, CV_8UC3, cv::Scalar::all(0));

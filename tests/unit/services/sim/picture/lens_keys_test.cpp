@@ -62,6 +62,33 @@ TEST_F(LensKeys, AutomaticFocusMakesThePictureSharpAndManualFocusLeavesIt)
     EXPECT_DOUBLE_EQ(sharp, sharpness());
 }
 
+TEST_F(LensKeys, WithFocusAfterZoomThePictureIsMadeSharpWhenTheLensHasZoomed)
+{
+    set(IA_CMD_AUTO_FOCUS_MODE, sim::kFocusAfterZoom);
+    service_->setDistance(0.7);
+    pass(60s);
+    zoomTo(17000);
+    const double sharp = sharpness();
+    service_->setDistance(10);
+    pass(60s);
+    const double blurred = sharpness();
+    EXPECT_LT(blurred, sharp * 0.8);
+    zoomTo(17100);
+    EXPECT_GT(sharpness(), blurred * 1.2);
+}
+
+TEST_F(LensKeys, ThePictureStaysBlurredWhileTheCameraTurns)
+{
+    const double sharp = sharpness();
+    set(IA_CMD_PTZ_RUN_STATE, 1);
+    service_->setDistance(0.7);
+    pass(60s);
+    EXPECT_LT(sharpness(), sharp * 0.8);
+    set(IA_CMD_PTZ_RUN_STATE, 0);
+    pass(60s);
+    EXPECT_GT(sharpness(), sharp * 0.85);
+}
+
 TEST_F(LensKeys, FocusStepsMoveTheSharpness)
 {
     focusByHand(sharpPosition() + 600);
@@ -147,11 +174,15 @@ TEST_F(LensKeys, AClosedIrisMakesMoreOfThePictureSharp)
 TEST_F(LensKeys, TwiceTheZoomShowsTheMiddleTwiceAsLarge)
 {
     cv::Mat wide = shoot();
-    zoomTo(24576);
-    cv::Mat expected;
-    cv::resize(wide({80, 45, 160, 90}), expected, {320, 180});
-    const cv::Mat zoomed = shoot();
-    EXPECT_LT(difference(expected, zoomed), difference(wide, zoomed) * 0.6);
+    for (const int position : {24576, 28672, 30016, 31424})  // 2x, 4x, 8x, 16x
+    {
+        zoomTo(position);
+        cv::Mat expected;
+        cv::resize(wide({80, 45, 160, 90}), expected, {320, 180});
+        const cv::Mat zoomed = shoot();
+        EXPECT_LT(difference(expected, zoomed), difference(wide, zoomed) * 0.6) << position;
+        wide = zoomed;
+    }
 }
 
 TEST_F(LensKeys, EveryZoomPositionShowsALessPart)
@@ -237,9 +268,52 @@ TEST_F(LensKeys, AnOffsetMovesThePictureByItsPixels)
     const cv::Mat before = shoot();
     offset(32, -16);
     const cv::Mat moved = shoot();
-    const cv::Rect from = middle_, to = middle_ - cv::Point(8, -4);
+    const cv::Rect from = middle_, to = middle_ + cv::Point(8, -4);
     EXPECT_LT(difference(before(from), moved(to)), 5);
     EXPECT_GT(difference(before(from), moved(from)), 8);
+}
+
+// How far the picture lies to the right of another and below it, in pixels of the sensor.
+cv::Point2d shift(const cv::Mat& from, const cv::Mat& to)
+{
+    cv::Mat grey[2];
+    for (const bool second : {false, true})
+    {
+        cv::cvtColor(second ? to : from, grey[second], cv::COLOR_BGR2GRAY);
+        grey[second].convertTo(grey[second], CV_32F);
+    }
+    cv::Mat window;
+    cv::createHanningWindow(window, from.size(), CV_32F);
+    return cv::phaseCorrelate(grey[0], grey[1], window) * 4;
+}
+
+TEST_F(LensKeys, ThePictureMovesByItsOffsetOverTheWholeRange)
+{
+    holdExposure(6, 0);
+    const cv::Mat before = shoot();
+    for (const int by : {-64, -40, -16, 16, 40, 64})
+    {
+        offset(by, 0);
+        EXPECT_NEAR(by, shift(before, shoot()).x, 2);
+        offset(0, by);
+        EXPECT_NEAR(by, shift(before, shoot()).y, 2);
+    }
+}
+
+TEST_F(LensKeys, AGreaterStepMovesThePictureFurther)
+{
+    holdExposure(6, 0);
+    const cv::Mat before = shoot();
+    for (const int step : {8, 16, 24, 32})
+    {
+        offset(0, 0);
+        set(IA_CMD_CAP_OFF_ADJ_STEP, step);
+        set(IA_CMD_CAP_OFF_ADJ_DIRECTION, sim::kLeft);
+        set(IA_CMD_CAP_OFF_ADJ_DIRECTION, sim::kUp);
+        const cv::Point2d moved = shift(before, shoot());
+        EXPECT_NEAR(-step, moved.x, 2);
+        EXPECT_NEAR(-step, moved.y, 2);
+    }
 }
 
 TEST_F(LensKeys, DirectionAndStepMoveThePictureWithinItsLimits)

@@ -67,12 +67,17 @@ TEST_F(LightKeys, TheThresholdsSayAtWhichLightColourGoesAndComes)
 
 TEST_F(LightKeys, ColourGoesWhenTheDelayIsOver)
 {
-    set(IA_CMD_DELAY, 30);
-    service_->setLight(1);
-    pass(29s);
-    EXPECT_FALSE(monochrome());
-    pass(2s);
-    EXPECT_TRUE(monochrome());
+    for (const int delay : {2, 30, 75, 120})
+    {
+        service_->setLight(300);
+        pass(180s);
+        set(IA_CMD_DELAY, delay);
+        service_->setLight(1);
+        pass(std::chrono::seconds(delay - 1));
+        EXPECT_FALSE(monochrome()) << delay << " s";
+        pass(2s);
+        EXPECT_TRUE(monochrome()) << delay << " s";
+    }
 }
 
 TEST_F(LightKeys, ColourGoesAndComesAtTheTimesThatAreSet)
@@ -153,6 +158,33 @@ TEST_F(LightKeys, TheNearLampLightsWhatIsNearAndTheFarOneWhatIsFar)
         return mean(picture({150, 70, 20, 20})) - mean(picture({220, 150, 60, 20}));
     };
     EXPECT_GT(lit(0, 100), lit(100, 0) + 20);
+}
+
+TEST_F(LightKeys, DefogGivesBackPartOfWhatHazeHides)
+{
+    const auto far = [this] {
+        cv::Scalar middle, deviation;
+        cv::meanStdDev(shoot()(cv::Rect(20, 40, 110, 60)), middle, deviation);
+        return deviation[1];
+    };
+    service_->setLight(8000);
+    const double clear = far();
+    services::Weather weather;
+    weather.haze = 70;
+    service_->setWeather(weather);
+    const double hidden = far();
+    EXPECT_LT(hidden, clear * 0.8);
+    set(IA_CMD_DEFLG_SWITCH, 1);
+    std::vector<double> given;
+    for (const int strength : {0, 20, 40, 60, 80, 100})
+    {
+        set(IA_CMD_DEFLG_STRG, strength);
+        given.push_back(far());
+    }
+    EXPECT_NEAR(hidden, given.front(), 1);
+    expectRising(given, 0, 5);
+    set(IA_CMD_DEFLG_SWITCH, 2);
+    EXPECT_GT(far(), hidden + 5) << "by itself, in haze";
 }
 
 }  // namespace

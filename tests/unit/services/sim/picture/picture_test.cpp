@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <thread>
 
 #include "tests/unit/services/sim/SimCamera.h"
@@ -26,6 +29,27 @@ TEST_F(PictureOfACamera, ComesFromTheModuleThatTheServiceLoads)
     EXPECT_EQ("\xFF\xD8\xFF", beginning(*frame));
     EXPECT_EQ(1280, frame->width);
     EXPECT_EQ(720, frame->height);
+}
+
+bool moduleIsLoaded()
+{
+    std::ifstream maps("/proc/self/maps");
+    const std::string all{std::istreambuf_iterator<char>(maps), {}};
+    EXPECT_NE(std::string::npos, all.find("libc")) << "what is loaded cannot be read";
+    return all.find("libsensorsim-picture") != std::string::npos;
+}
+
+TEST_F(PictureOfACamera, LoadsItsModuleWhenAPictureIsWantedAndNotBefore)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");  // in a process that has opened no picture yet
+    EXPECT_EXIT(
+        {
+            service_->look();
+            const bool before = moduleIsLoaded();
+            service_->openPicture();
+            std::exit(before ? 1 : moduleIsLoaded() ? 0 : 2);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST_F(PictureOfACamera, SeesWhatTheServiceAnswers)
@@ -88,6 +112,69 @@ TEST_F(PictureOfACamera, SaysWhenItIsNightOrFrozen)
     ASSERT_TRUE(frame);
     EXPECT_TRUE(frame->night);
     EXPECT_TRUE(frame->frozen);
+}
+
+TEST_F(PictureOfACamera, FrozenGivesTheLastFrameAgainAndDrawsNothing)
+{
+    int stages = 0;
+    small_.setWatch([&stages](const char*) { ++stages; });
+    const auto last = small_.next();
+    ASSERT_TRUE(last);
+    EXPECT_GT(stages, 0);
+    stages = 0;
+    set(IA_CMD_FREEZE, 1);
+    set(IA_CMD_UI_MIRROR, 1);
+    for (int i = 0; i < 3; ++i)
+    {
+        const auto frozen = small_.next();
+        ASSERT_TRUE(frozen);
+        EXPECT_TRUE(frozen->frozen);
+        EXPECT_EQ(last->jpeg, frozen->jpeg);
+    }
+    EXPECT_EQ(0, stages);
+    set(IA_CMD_FREEZE, 0);
+    const auto next = small_.next();
+    ASSERT_TRUE(next);
+    EXPECT_FALSE(next->frozen);
+    EXPECT_NE(last->jpeg, next->jpeg);
+    EXPECT_GT(stages, 0);
+}
+
+TEST_F(PictureOfACamera, OpenedFrozenShowsWhatItSawFirst)
+{
+    set(IA_CMD_FREEZE, 1);
+    const auto first = small_.next();
+    const auto second = small_.next();
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ("\xFF\xD8\xFF", beginning(*first));
+    EXPECT_EQ(first->jpeg, second->jpeg);
+    EXPECT_LT(first->number, second->number);
+}
+
+// What is set while nobody waits for a frame is in the next one; while one is drawn, in the one after it.
+TEST_F(PictureOfACamera, ShowsWhatWasSetInTheNextFrame)
+{
+    const auto before = small_.next();
+    set(IA_CMD_BEAWAY, 1);
+    const auto after = small_.next();
+    ASSERT_TRUE(before && after);
+    EXPECT_EQ(160, before->width);
+    EXPECT_EQ(90, after->width);
+}
+
+TEST_F(PictureOfACamera, DrawsNothingButTheFramesThatItIsAskedFor)
+{
+    int drawn = 0;
+    small_.setWatch([&drawn](const char* stage) { drawn += stage == std::string("sensor") ? 1 : 0; });
+    EXPECT_EQ(0, drawn);
+    for (int frame = 1; frame <= 3; ++frame)
+    {
+        small_.next();
+        EXPECT_EQ(frame, drawn);
+    }
+    small_.stop();
+    small_.next();
+    EXPECT_EQ(3, drawn);
 }
 
 TEST_F(PictureOfACamera, NumbersItsFramesUpwards)

@@ -76,35 +76,6 @@ TEST_F(Processing, InCorridorViewAMirrorAlongTheSensorsLinesIsOneUpAndDown)
     EXPECT_EQ((Order{0, 2, 1, 3}), seen());
 }
 
-TEST_F(Processing, FreezeKeepsTheLastPicture)
-{
-    sim::picture::Processing camera;
-    const cv::Mat last = processed(camera, linear(chart()));
-    set(IA_CMD_FREEZE, 1);
-    EXPECT_EQ(0, difference(last, processed(camera, linear(quarters()))));
-    set(IA_CMD_FREEZE, 0);
-    EXPECT_LT(10, difference(last, processed(camera, linear(quarters()))));
-}
-
-TEST_F(Processing, WhatACallerDrawsOnAPictureIsNotFrozen)
-{
-    sim::picture::Processing camera;
-    cv::Mat last = processed(camera, linear(chart()));
-    const cv::Mat before = last.clone();
-    last.setTo(0);
-    set(IA_CMD_FREEZE, 1);
-    cv::Mat frozen = processed(camera, linear(chart()));
-    EXPECT_EQ(0, difference(before, frozen));
-    frozen.setTo(0);
-    EXPECT_EQ(0, difference(before, processed(camera, linear(chart()))));
-}
-
-TEST_F(Processing, TheFirstPictureIsThereAlsoWhenFrozen)
-{
-    set(IA_CMD_FREEZE, 1);
-    EXPECT_EQ((Order{0, 1, 2, 3}), seen());
-}
-
 TEST_F(Processing, AntiShakeUndoesMoreOfTheShakeTheStrongerItIs)
 {
     set(IA_CMD_ANTI_SHAKE_SWITCH, 1);

@@ -95,6 +95,20 @@ TEST(Scene, IsAsBrightAsItsLight)
     EXPECT_NEAR(2, mean(fresh(view, {}, 5)) / before, 0.08) << "but for the lamps";
 }
 
+// The shadow of a tree on the pavement.
+TEST(Scene, ThrowsShadowsWhenTheSunShines)
+{
+    const auto shaded = [](double lux, int haze) {
+        View view = day();
+        view.lux = lux;
+        view.haze = haze;
+        const cv::Mat radiance = fresh(view, {}, 5);
+        return mean(radiance(cv::Rect(174, 109, 14, 4))) / mean(radiance(cv::Rect(174, 135, 14, 4)));
+    };
+    EXPECT_LT(shaded(40000, 0), 0.7 * shaded(2000, 0)) << "in the sun darker than under clouds";
+    EXPECT_GT(shaded(40000, 100), shaded(40000, 0)) << "no sun in fog";
+}
+
 TEST(Scene, LightsItsLampsAtDusk)
 {
     View view = day();
@@ -105,17 +119,63 @@ TEST(Scene, LightsItsLampsAtDusk)
     EXPECT_GT(mean(fresh(view, {}, 5)(road)) / view.lux, before * 1.2);
 }
 
+// Of what is far, relative to its brightness.
+double contrast(const View& view)
+{
+    cv::Scalar middle, deviation;
+    cv::meanStdDev(fresh(view, {}, 5)(cv::Rect(130, 50, 40, 25)), middle, deviation);
+    return deviation[1] / middle[1];
+}
+
 TEST(Scene, IsHazyInTheMorning)
 {
     View view = day();
-    const auto contrast = [](const cv::Mat& radiance) {
-        cv::Scalar middle, deviation;
-        cv::meanStdDev(radiance(cv::Rect(130, 50, 40, 25)), middle, deviation);
-        return deviation[1] / middle[1];
-    };
-    const double clear = contrast(fresh(view, {}, 5));
+    const double clear = contrast(view);
     view.secondsOfDay = 6.5 * 3600;
-    EXPECT_LT(contrast(fresh(view, {}, 5)), clear * 0.9);
+    EXPECT_LT(contrast(view), clear * 0.9);
+}
+
+TEST(Scene, HidesWhatIsFarTheMoreTheHazierItIs)
+{
+    View view = day();
+    double before = contrast(view);
+    const double clear = before;
+    for (int haze = 10; haze <= 100; haze += 10)
+    {
+        view.haze = haze;
+        const double now = contrast(view);
+        EXPECT_LT(now, before) << haze << " %";
+        before = now;
+    }
+    EXPECT_LT(before, clear * 0.1);
+}
+
+TEST(Scene, HidesASkyBehindFog)
+{
+    const cv::Rect sky(160, 5, 100, 15);
+    View view = day();
+    view.haze = 100;
+    cv::Scalar middle, deviation;
+    cv::meanStdDev(fresh(view, {}, 5)(sky), middle, deviation);
+    EXPECT_LT(deviation[1], middle[1] * 0.001);
+}
+
+TEST(Scene, MovesItsTreesTheMoreTheMoreWindThereIs)
+{
+    const cv::Rect trees(190, 30, 50, 50);
+    View view = day();
+    double before = -1;
+    for (int wind = 0; wind <= 100; wind += 20)
+    {
+        view.wind = wind;
+        const double moved = cv::norm(fresh(view, {}, 20)(trees), fresh(view, {}, 20.2)(trees), cv::NORM_L1);
+        EXPECT_GT(moved, before) << wind << " %";
+        before = moved;
+        if (wind == 0)
+        {
+            EXPECT_EQ(0, moved) << "still";
+        }
+    }
 }
 
 // Leaves give back near infrared, which a sensor without its cut filter sees.
