@@ -110,6 +110,7 @@ void addOptions(CLI::App& cli, Options& options, RawOptions& raw)
     cli.add_option("--supervisor-descriptor", options.supervisorDescriptor)->group("");
     cli.add_option("--http-descriptor", options.httpDescriptor)->group("");
     cli.add_option("--session-descriptor", options.sessionDescriptor)->group("");
+    cli.add_option("--folder", options.folder)->group("");
 }
 
 constexpr int kDefaultPort = 8080;
@@ -388,6 +389,10 @@ std::vector<std::string> insideArguments(const Options& options, int lockDescrip
     if (options.verbose)
     {
         arguments.push_back("--verbose");
+    }
+    if (!options.folder.empty())
+    {
+        arguments.insert(arguments.end(), {"--folder", options.folder});
     }
     if (options.serve)
     {

@@ -68,6 +68,7 @@ struct Options
     int supervisorDescriptor = -1;
     int httpDescriptor = -1;  // sockets of the state folder
     int sessionDescriptor = -1;
+    std::string folder;  // of WorkingFolder::handOver
 };
 
 // Nothing when the program is to end at once with status: after --help and --version, and after a mistake, which

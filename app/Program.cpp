@@ -22,6 +22,7 @@
 #include "app/box/Provision.h"
 #include "app/box/StateFolder.h"
 #include "app/box/Supervisor.h"
+#include "app/box/WorkingFolder.h"
 #include "app/cli/Session.h"
 #include "app/cli/Shell.h"
 #include "app/cli/Terminal.h"
@@ -120,7 +121,8 @@ int runAtTerminal(const Options& options, bool endsCamera,
     EventLoop loop;
     EndSignals signals;
     LibraryOutput output;
-    Terminal terminal(loop, signals, output, libraryWay(options, interactive), interactive, endsCamera);
+    Terminal terminal(loop, signals, output, libraryWay(options, interactive), interactive, endsCamera,
+                      WorkingFolder(options.folder));
     const Work work = workAt(terminal, output);
     loop.watch(signals.descriptor(), [&] {
         signals.takeIn();
@@ -363,6 +365,13 @@ int runInPrivateTree(Options options)
     std::optional<web::Opened> opened;
     std::vector<int> inherited = {state.lockDescriptor(), line.copysEnd(), options.httpDescriptor,
                                   options.sessionDescriptor};
+    camera::Descriptor root;
+    if (options.isShell || !options.serve)  // somebody may name a file
+    {
+        root = camera::Descriptor(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+        options.folder = WorkingFolder::handOver(root.number());
+        inherited.push_back(root.number());
+    }
     if (options.serve)
     {
         opened.emplace(web::open(*options.serve, state.path()));

@@ -184,6 +184,9 @@ const std::vector<Command>& commands()
          "wind=0 is still, wind=100 a storm in the trees.\n",
          runWeather, completeWeather, withArguments},
         {"time", "time [HH:MM]", "the camera's time of day", "", runTime, nullptr, withArguments},
+        {"snapshot", "snapshot FILE", "write a frame of the picture, a JPEG, to a file",
+         "The file lies in your folder, not the camera's; one that is there is overwritten. Ctrl-C ends the waiting.\n",
+         runSnapshot, nullptr},
         {"watch", "watch [SECONDS]", "tell changes of scheme, day or night, light",
          "Changes of the mode and the full hours are told too, and the light when it is five times what it was or a\n"
          "fifth. Goes on for SECONDS of the camera's time (at --speed 600 a day of 86400 takes 144 real seconds), or "

@@ -78,6 +78,9 @@ Answer runWeather(Session& session, const Words& arguments);
 Answer runTime(Session& session, const Words& arguments);
 Answer runWatch(Session& session, const Words& arguments);
 
+// CommandsPicture.cpp
+Answer runSnapshot(Session& session, const Words& arguments);
+
 // CommandTable.cpp
 Answer runHelp(Session& session, const Words& arguments);
 Answer runQuit(Session& session, const Words& arguments);

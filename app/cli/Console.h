@@ -35,6 +35,9 @@ public:
     // What the library printed and was kept back, oldest line first; nothing where all of it is shown.
     virtual std::optional<std::deque<std::string>> keptLines() = 0;
 
+    // Makes a file where whoever gives the commands is, or overwrites it. Throws Failure, with the reason.
+    virtual void writeFile(const std::string& file, const std::string& bytes) = 0;
+
     // Waits that span of real time; what the library prints is shown meanwhile. False at once after an interrupt or
     // the end.
     virtual bool pause(std::chrono::microseconds span) = 0;

@@ -19,13 +19,14 @@ constexpr std::size_t kMostUnshown = 1 << 20;
 }  // namespace
 
 Terminal::Terminal(EventLoop& loop, EndSignals& signals, LibraryOutput& output, LibraryView::Way way, bool interactive,
-                   bool endsCamera)
+                   bool endsCamera, WorkingFolder folder)
     : loop_(loop),
       signals_(signals),
       output_(output),
       way_(way),
       interactive_(interactive),
       endsCamera_(endsCamera),
+      folder_(std::move(folder)),
       answers_(output.descriptor()),
       view_(way, isatty(way == LibraryView::Way::beside ? STDERR_FILENO : output.descriptor()) != 0),
       holdsLines_(way == LibraryView::Way::keptBack),  // if the start fails, all of them are shown

@@ -11,6 +11,7 @@
 #include "app/Output.h"
 #include "app/box/LibraryOutput.h"
 #include "app/box/LibraryView.h"
+#include "app/box/WorkingFolder.h"
 #include "app/cli/Console.h"
 
 namespace app {
@@ -22,7 +23,7 @@ class Terminal : public Console, private LibraryOutput::Listener
 public:
     // All must outlive it. endsCamera: the camera is this process's own.
     Terminal(EventLoop& loop, EndSignals& signals, LibraryOutput& output, LibraryView::Way way, bool interactive,
-             bool endsCamera = true);
+             bool endsCamera = true, WorkingFolder folder = {});
     ~Terminal() override;
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
@@ -34,6 +35,7 @@ public:
     int columns() const override;
     void showLibrary() override;
     std::optional<std::deque<std::string>> keptLines() override;
+    void writeFile(const std::string& file, const std::string& bytes) override { folder_.write(file, bytes); }
     bool pause(std::chrono::microseconds span) override;
     bool takeInterrupt() override { return interactive_ && signals_.takeInterrupt(); }
     bool ended() const override;
@@ -75,6 +77,7 @@ private:
     const LibraryView::Way way_;
     const bool interactive_;
     const bool endsCamera_;
+    const WorkingFolder folder_;
     Answers answers_;
     bool asksForInput_ = false;
     std::atomic<bool> hungUp_{false};

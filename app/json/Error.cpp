@@ -36,6 +36,7 @@ constexpr CodeRow kCodes[] = {
     {ErrorCode::unreadable, "unreadable", "put a plain file of sensible length in its place"},
     {ErrorCode::notWritten, "not-written", "see whether the disk is full, then try again"},
     {ErrorCode::notSettable, "not-settable", "leave it as it is on this camera"},
+    {ErrorCode::noPicture, "no-picture", "remove the cause that is named, then try again"},
     {ErrorCode::interrupted, "interrupted", "try again"},
     {ErrorCode::notRun, "not-run",
      "something before it failed, or the program was told to end; run it again after that"},

@@ -34,6 +34,7 @@ enum class ErrorCode
     unreadable,
     notWritten,
     notSettable,
+    noPicture,
     interrupted,
     notRun,
     noCamera,

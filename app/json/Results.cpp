@@ -506,6 +506,11 @@ Json toJson(const services::Weather& weather)
     return {{"haze", weather.haze}, {"wind", weather.wind}};
 }
 
+Json toJson(const services::Frame& frame, const std::string& file)
+{
+    return {{"number", frame.number}, {"width", frame.width}, {"height", frame.height}, {"file", file}};
+}
+
 Json toJson(const camera::LensState& lens)
 {
     Json json = Json::object();

@@ -86,6 +86,7 @@ Json toJson(const Status& status);
 Json lightJson(std::optional<double> lux, bool night);
 Json toJson(const services::Weather& weather);
 Json toJson(const camera::LensState& lens);
+Json toJson(const services::Frame& frame, const std::string& file);
 
 // ---- what happens -------------------------------------------------------------------------------------------
 

@@ -11,7 +11,7 @@
 namespace remote {
 
 // Changes with every change of the frames.
-constexpr char kVersion[] = "1";
+constexpr char kVersion[] = "2";
 
 // Bytes of a frame.
 constexpr std::size_t kMostOfHello = 256;
@@ -31,7 +31,7 @@ enum class Kind : char
     values = 'v',     // that may stand after this key
     interrupt = 'i',  // of what runs
     end = 'e',        // no more is to be run
-    answer = 'a',     // to keptLines: "none", or "kept" and the lines
+    answer = 'a',     // to keptLines: "none", or "kept" and the lines; to file: why not, or ""
 
     // From the camera.
     welcome = 'W',  // the session has begun
@@ -41,6 +41,7 @@ enum class Kind : char
     library = 'L',      // bytes that the library printed
     showLibrary = 'S',  // all of them
     keptLines = 'K',    // are to be told
+    file = 'F',         // is to be made: its name, its bytes
     choices = 'V',      // the answer to words and values
     done = 'D',         // "ok" or "failed", "quit" or ""
 };

@@ -50,17 +50,34 @@ void RemoteConsole::showLibrary()
 
 std::optional<std::deque<std::string>> RemoteConsole::keptLines()
 {
+    const std::optional<Frame> answer = ask(Kind::keptLines);
+    if (!answer || answer->part(0) != "kept")
+    {
+        return std::nullopt;
+    }
+    return std::deque<std::string>(answer->parts.begin() + 1, answer->parts.end());
+}
+
+void RemoteConsole::writeFile(const std::string& file, const std::string& bytes)
+{
+    const std::optional<Frame> answer = ask(Kind::file, {file, bytes});
+    const std::string whyNot = answer ? answer->part(0) : "nobody is left to write " + file;
+    if (!whyNot.empty())
+    {
+        throw app::Failure(whyNot);
+    }
+}
+
+// Nothing when the client has gone.
+std::optional<Frame> RemoteConsole::ask(Kind kind, const std::vector<std::string>& parts)
+{
     answer_.reset();
-    send(Kind::keptLines);
+    send(kind, parts);
     while (!answer_ && !gone_)
     {
         waitUntil(Clock::time_point::max());
     }
-    if (!answer_ || answer_->part(0) != "kept")
-    {
-        return std::nullopt;
-    }
-    return std::deque<std::string>(answer_->parts.begin() + 1, answer_->parts.end());
+    return answer_;
 }
 
 bool RemoteConsole::pause(std::chrono::microseconds span)

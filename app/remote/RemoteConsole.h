@@ -25,6 +25,7 @@ public:
     int columns() const override { return columns_; }
     void showLibrary() override;
     std::optional<std::deque<std::string>> keptLines() override;
+    void writeFile(const std::string& file, const std::string& bytes) override;
     bool pause(std::chrono::microseconds span) override;
     bool takeInterrupt() override;
     bool ended() const override { return gone_ || ended_; }
@@ -39,6 +40,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    std::optional<Frame> ask(Kind kind, const std::vector<std::string>& parts = {});
     void libraryPrinted(const std::string& bytes) override;
     void sendLibrary();
     void waitUntil(Clock::time_point end);

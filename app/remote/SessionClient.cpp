@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <iterator>
 #include <utility>
 
@@ -67,6 +68,10 @@ SessionClient::~SessionClient()
 
 bool SessionClient::run(const std::string& line)
 {
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        line_ = line;
+    }
     const std::optional<Frame> done = ask(Kind::run, {line, std::to_string(terminal_.columns())});
     if (!done)
     {
@@ -164,6 +169,32 @@ std::vector<std::string> SessionClient::keptAnswer() const
     return parts;
 }
 
+// By the line that runs: what answers may be no camera.
+bool SessionClient::isNamed(const std::string& file)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::string error;
+    const app::Words words = app::splitWords(line_, error).value_or(app::Words());
+    return std::find(words.begin(), words.end(), file) != words.end();
+}
+
+std::string SessionClient::whyNotWritten(const Frame& file)
+{
+    if (!isNamed(file.part(0)))
+    {
+        return "nobody named the file " + file.part(0);
+    }
+    try
+    {
+        terminal_.writeFile(file.part(0), file.part(1));
+        return "";
+    }
+    catch (const app::Failure& failure)
+    {
+        return failure.what();
+    }
+}
+
 void SessionClient::act(const Frame& frame)
 {
     isAnswered_ = isAnswered_ || (frame.kind != Kind::library && frame.kind != Kind::showLibrary);
@@ -183,6 +214,9 @@ void SessionClient::act(const Frame& frame)
         break;
     case Kind::keptLines:
         socket_->send(Kind::answer, keptAnswer());
+        break;
+    case Kind::file:
+        socket_->send(Kind::answer, {whyNotWritten(frame)});
         break;
     default:
     {

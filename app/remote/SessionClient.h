@@ -49,6 +49,8 @@ private:
     void readAll();
     void act(const Frame& frame);
     std::vector<std::string> keptAnswer() const;
+    bool isNamed(const std::string& file);
+    std::string whyNotWritten(const Frame& file);
     void tellLoss(const std::string& command);
     std::optional<Frame> ask(Kind kind, const std::vector<std::string>& parts);
 
@@ -62,6 +64,7 @@ private:
     std::condition_variable changed_;
     // Guarded by mutex_.
     bool isLost_ = false;
+    std::string line_;  // that runs
     std::optional<Frame> answer_;
 
     std::thread reader_;

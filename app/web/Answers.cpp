@@ -95,6 +95,7 @@ int statusOf(ErrorCode code)
     case ErrorCode::deviceRefused:
         return 502;
     case ErrorCode::noCamera:
+    case ErrorCode::noPicture:
         return 503;
     case ErrorCode::notWritten:
         return 507;

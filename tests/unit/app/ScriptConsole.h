@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 
 #include "app/cli/Console.h"
@@ -19,6 +20,7 @@ public:
     int columns() const override { return 80; }
     void showLibrary() override { ++shown; }
     std::optional<std::deque<std::string>> keptLines() override { return kept; }
+    void writeFile(const std::string& file, const std::string& bytes) override { files[file] = bytes; }
     bool pause(std::chrono::microseconds span) override
     {
         paused += span;
@@ -32,6 +34,7 @@ public:
     std::string out;
     std::string err;
     std::optional<std::deque<std::string>> kept;
+    std::map<std::string, std::string> files;
     int shown = 0;
     int pauses = 0;  // how many are not interrupted
     std::chrono::microseconds paused = {};

@@ -92,6 +92,8 @@ const std::vector<Example> kExamples = {
     {"weather", "the weather at this camera is what it is; it can neither be told nor set"},
     {"weather haze=3", "the weather at this camera is what it is; it can neither be told nor set"},
     {"time 12:00", ""},
+    {"snapshot /tmp/toy.jpg", ""},
+    {"snapshot /tmp/none/toy.jpg", "cannot write /tmp/none/toy.jpg: No such file or directory"},
     {"watch 2", ""},
     {"trace", ""},
     {"log", ""},

@@ -153,6 +153,9 @@ TOY_LINES = [
     ("light", ""),
     ("light 3", "not-settable"),
     ("weather", "not-settable"),
+    ("snapshot /dev/null", ""),
+    ("snapshot", "wrong-usage"),
+    ("snapshot /none/picture.jpg", "not-written"),
     ("watch 1", ""),
     ("quit", ""),
 ]
@@ -242,7 +245,8 @@ class Answers(unittest.TestCase):
         cls.mistakes = []
         cls.converse("sensorcam", (), LINES)
         cls.converse("toycam", (), TOY_LINES)
-        cls.converse("toycam", ("--model", "fisheye"), [("lens", "not-on-device")])
+        cls.converse("toycam", ("--model", "fisheye"), [("lens", "not-on-device"),
+                                                         ("snapshot /dev/null", "no-picture")])
         cls.converse("sensorcam", ("--model", "lpr"), [("schemes", ""), ("explain", ""), ("window 0 on 8:00-9:00", ""),
                                                        ("schemes", ""), ("explain", "")])
         cls.spoil_files()

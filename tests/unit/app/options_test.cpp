@@ -236,12 +236,14 @@ TEST(ServeOptions, TheCopyInsideGetsWhatWasOpenedOutside)
     outer->serve->descriptors = {"11:8080"};
     outer->httpDescriptor = 12;
     outer->sessionDescriptor = 13;
+    outer->folder = "14:/people/otto";
     const std::optional<app::Options> inner = read(app::insideArguments(*outer, 7, 8));
     ASSERT_TRUE(inner);
     EXPECT_EQ(inner->serve->address, "0.0.0.0");
     EXPECT_EQ(inner->serve->users, "/users/users");
     EXPECT_EQ(inner->httpDescriptor, 12);
     EXPECT_EQ(inner->sessionDescriptor, 13);
+    EXPECT_EQ(inner->folder, "14:/people/otto");
     EXPECT_EQ(inner->serve->identityDescriptor, 10);
     EXPECT_TRUE(inner->serve->hasTls());
     EXPECT_FALSE(inner->serve->selfSigned);

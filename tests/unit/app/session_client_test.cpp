@@ -6,9 +6,11 @@
 
 #include <cstdio>
 #include <exception>
+#include <thread>
 
 #include "app/Options.h"
 #include "app/remote/RemoteConsole.h"
+#include "tests/support/PrivateTree.h"
 
 namespace {
 
@@ -80,6 +82,35 @@ TEST_F(SessionClientTest, SendsAsManyOfItsKeptLinesAsAFrameHasRoomForTheNewest)
     EXPECT_EQ(answer->part(0), "kept");
     EXPECT_EQ(answer->parts.size(), 1u + (1 << 20) / 2004);
     EXPECT_EQ(answer->parts.back(), std::string(2000, 'x') + " 999");
+}
+
+TEST_F(SessionClientTest, MakesAFileThatItsLineNamesAndNoOther)
+{
+    const std::string path = "/tmp/gate.jpg";
+    std::remove(path.c_str());
+    remote::SessionClient client(std::move(others_), terminal_, false, false);
+    camera_->allow(remote::kMostOfRequest);
+    std::thread camera([&] {
+        const auto whyNot = [this] {
+            std::optional<remote::Frame> frame;
+            while (!frame && camera_->receive())
+            {
+                frame = camera_->take();
+            }
+            return frame && frame->kind == Kind::answer ? frame->part(0) : "no answer";
+        };
+        EXPECT_EQ(whyNot(), "no answer") << "the line";
+        camera_->send(Kind::file, {path + "2", "JPEG"});
+        EXPECT_EQ(whyNot(), "nobody named the file " + path + "2");
+        camera_->send(Kind::file, {path, "JPEG"});
+        EXPECT_EQ(whyNot(), "");
+        camera_->send(Kind::done, {"ok", ""});
+    });
+    EXPECT_TRUE(client.run("snapshot '" + path + "'"));
+    camera.join();
+    EXPECT_EQ(support::readFile(path), "JPEG");
+    EXPECT_FALSE(support::fileExists(path + "2"));
+    std::remove(path.c_str());
 }
 
 // Where no descriptor is left, what body throws.
