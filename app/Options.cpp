@@ -26,8 +26,10 @@ namespace {
 constexpr char kDescription[] =
     "sensorcam - a network camera without hardware: the image-control library, real style documents and an\n"
     "image-adjust service that behaves like a sensor, in a private file tree of its own.\n"
-    "Without a subcommand it prints the address of a page, http://localhost:8080/ or at the next free port, and at a\n"
-    "terminal opens a prompt; elsewhere there is the page alone, until a signal ends it.\n";
+    "Without a subcommand it prints the address of a page, http://127.0.0.1:8080/ or at the next free port, and at a\n"
+    "terminal, without --json, opens a prompt; elsewhere there is the page alone, until a signal ends it. Where a "
+    "camera\n"
+    "runs already on the folder, the prompt joins it, and no page is added.\n";
 
 constexpr char kFooter[] =
     "\nExamples:\n"
@@ -201,6 +203,13 @@ CLI::App* addPasswd(CLI::App& cli, PasswordOptions& password)
     return passwd;
 }
 
+// Of a terminal, which would stop it when it asks for a line.
+bool inBackground()
+{
+    const pid_t inFront = tcgetpgrp(STDIN_FILENO);
+    return inFront >= 0 && inFront != getpgrp();
+}
+
 // An option that was given an empty text, which CLI11 hands to no check; empty: none.
 std::string emptyOption(const CLI::App& command)
 {
@@ -250,7 +259,8 @@ public:
     Options options()
     {
         const bool isBare = cli_.get_subcommands().empty();
-        options_.isShell = shell_->parsed() || raw_.prompt || (isBare && isInteractive(STDOUT_FILENO, options_.json));
+        options_.isShell = shell_->parsed() || raw_.prompt ||
+                           (isBare && isInteractive(STDOUT_FILENO, options_.json) && !inBackground());
         options_.serve = serving_->parsed() || isBare ? std::make_optional(served()) : std::nullopt;
         options_.password = passwd_->parsed() ? std::make_optional(password_) : std::nullopt;
         options_.model = raw_.model.empty() ? std::nullopt : std::make_optional(raw_.model);

@@ -178,11 +178,8 @@ std::string placeOf(const ListenSocket& socket, const app::ServeOptions& options
     {
         return "the socket";
     }
+    // Not as "localhost": that may lead to another address, at which the same port is somebody else's.
     const std::string port = std::to_string(socket.port());
-    if (options.address == "127.0.0.1" || options.address == "::1")
-    {
-        return (tls ? "https://localhost:" : "http://localhost:") + port + "/";
-    }
     const bool isSix = options.address.find(':') != std::string::npos;
     return (tls ? "https://" : "http://") + (isSix ? "[" + options.address + "]" : options.address) + ":" + port + "/";
 }

@@ -233,7 +233,7 @@ class Camera extends EventTarget {
             return;
         }
         try {
-            this.status = (await ask('GET', '/api/status', undefined, { seconds: 5 })).body;
+            this.status = (await ask('GET', '/api/status', undefined, { seconds: 15 })).body;
             this.#tell('status');
         } catch (error) {
             this.noticeFailure(error);

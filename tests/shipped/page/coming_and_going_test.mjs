@@ -25,7 +25,12 @@ test('a camera that is killed and started again under an open page is noticed', 
     await camera.end('SIGKILL');
     await page.getByRole('alert').getByText('Connection lost').waitFor();
     assert.ok(await page.locator('main').evaluate((main) => main.inert));
-    await camera.start();
+    await until(() =>
+        camera.start().then(
+            () => true,
+            () => false,
+        ),
+    ); // what was killed may be ending still
     await page.getByRole('alert').waitFor({ state: 'hidden' });
     await until(async () => (await page.getByRole('slider', { name: 'Brightness' }).inputValue()) === '71');
     await page.getByRole('spinbutton', { name: 'Brightness' }).fill('72');

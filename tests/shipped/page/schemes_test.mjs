@@ -29,10 +29,16 @@ test('a window is drawn, moved, and set by the keyboard', async () => {
         to: '12:00',
         neverHolds: false,
     });
+    // The chart moves at once, the exact times when the camera has been asked again.
+    const shows = (end, time) =>
+        until(async () => (await page.getByRole('textbox', { name: `Scheme 1 ${end}` }).inputValue()) === time);
+    await shows('to', '12:00');
     await page.getByRole('slider', { name: 'Scheme 1 to' }).press('ArrowRight');
     await until(async () => (await windowOf(1)).to === '12:05');
+    await shows('to', '12:05');
     await draw(page, 1, 9, 11);
     await until(async () => (await windowOf(1)).from === '08:00');
+    await shows('from', '08:00');
     await page.getByRole('textbox', { name: 'Scheme 1 from' }).fill('06:07');
     await page.keyboard.press('Enter');
     await until(async () => (await windowOf(1)).from === '06:07');

@@ -55,7 +55,7 @@ export class Camera {
                 }
             });
         });
-        this.url = `http://localhost:${this.port}`;
+        this.url = `http://127.0.0.1:${this.port}`;
         return this;
     }
 
@@ -83,7 +83,7 @@ export class Camera {
 }
 
 export function launch() {
-    return chromium.launch({ executablePath: '/usr/bin/chromium', args: ['--no-sandbox'] });
+    return chromium.launch({ executablePath: '/usr/bin/chromium', args: ['--no-sandbox'], timeout: 120_000 });
 }
 
 /**
@@ -112,7 +112,7 @@ export async function open(browser, url, options = {}) {
             page.failures.push(`asked for ${request.url()}`);
         }
     });
-    page.setDefaultTimeout(20000);
+    page.setDefaultTimeout(60_000);
     await page.goto(url);
     return page;
 }
@@ -167,7 +167,7 @@ export async function draw(page, scheme, from, to) {
 }
 
 /** Waits until it holds, with a bound. @param {() => any} condition */
-export async function until(condition, what = String(condition), seconds = 20) {
+export async function until(condition, what = String(condition), seconds = 60) {
     for (let i = 0; i < seconds * 20; i++) {
         if (await condition()) {
             return;

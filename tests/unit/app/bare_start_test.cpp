@@ -19,7 +19,7 @@ protected:
     // What the address that the camera prints answers to GET /.
     static std::string pageOf(SensorcamRun& run)
     {
-        const std::string place = "serving on http://localhost:";
+        const std::string place = "serving on http://127.0.0.1:";
         run.waitFor(place);
         run.waitFor("/");
         const std::size_t start = run.out.find(place) + place.size();
@@ -64,6 +64,19 @@ TEST_F(BareStartTest, ElsewhereThereIsThePageUntilASignal)
     run.sendSignal(SIGTERM);
     EXPECT_EQ(run.waitForEnd(), 128 + SIGTERM);
     EXPECT_FALSE(has(run.out, "KEY_BRIGHTNESS")) << "commands are for shell";
+}
+
+TEST_F(BareStartTest, InTheBackgroundOfATerminalThereIsThePageAlone)
+{
+    SensorcamRun shell(SensorcamRun::Command{{"/bin/bash", "--norc", "--noprofile", "-i"}},
+                       SensorcamRun::Terminal::pseudo);
+    shell.type(std::string(support::kSensorcam) + " --in-place &\n");
+    expectPage(pageOf(shell));
+    shell.type("kill %1; wait %1; echo ended $?\n");
+    shell.waitFor("ended 143");
+    EXPECT_FALSE(has(shell.out, "camera> ")) << shell.out;
+    shell.type("exit\n");
+    EXPECT_EQ(shell.waitForEnd(), 0);
 }
 
 TEST_F(BareStartTest, ThePromptOfShellComesWithoutAPage)

@@ -216,7 +216,7 @@ class Camera:
 
     def __enter__(self):
         for line in self.process.stdout:
-            if port := re.fullmatch("serving on http://localhost:([0-9]+)/\n", line):
+            if port := re.fullmatch("serving on http://127.0.0.1:([0-9]+)/\n", line):
                 self.port = int(port[1])
             if line == "serving on the socket\n":
                 return self

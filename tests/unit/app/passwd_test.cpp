@@ -189,8 +189,7 @@ std::string certificateAt(const std::string& address)
     run.waitFor("\n");
     run.sendSignal(SIGTERM);
     EXPECT_EQ(run.waitForEnd(), 128 + SIGTERM);
-    EXPECT_EQ(run.out.rfind("serving on https://" + (address == "127.0.0.1" ? "localhost" : address) + ":", 0), 0u)
-        << run.out;
+    EXPECT_EQ(run.out.rfind("serving on https://" + address + ":", 0), 0u) << run.out;
     const std::string identity = contentOf(kOwnCertificate);
     EXPECT_EQ(run.out.substr(run.out.find("SHA-256 ") + std::strlen("SHA-256 ")), web::fingerprintOf(identity) + "\n");
     return identity;

@@ -566,12 +566,13 @@ TEST_F(ServedPictureTest, AViewerThatNeverReadsHoldsNobodyUp)
 
 TEST_F(ServedPictureTest, RequestsThatWaitForAFrameHoldNoOthersUp)
 {
+    const Connection viewer = ask("GET", "/stream");  // for whom the picture stays open
+    device_.waitUntilTaken();
     std::deque<Connection> waiting;
     for (int i = 0; i < 8; ++i)
     {
         waiting.push_back(ask("GET", i % 2 == 0 ? "/stream" : "/snapshot"));
     }
-    device_.waitUntilTaken();
     EXPECT_NE(ask("GET", "/other").untilClosed().find("other"), std::string::npos);
     device_.give(frame(1));
     for (Connection& client : waiting)

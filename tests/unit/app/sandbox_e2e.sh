@@ -84,8 +84,8 @@ expect "and gives the folder back" 0 $?
 port_of()
 {
     "$2" --state "$work/$1" >"$work/page.$1" 2>"$work/page.errors" </dev/null &
-    wait_for "$work/page.$1" '^serving on http://localhost:[0-9]*/$'
-    port=$(sed -n 's|^serving on http://localhost:\([0-9]*\)/$|\1|p' "$work/page.$1")
+    wait_for "$work/page.$1" '^serving on http://127.0.0.1:[0-9]*/$'
+    port=$(sed -n 's|^serving on http://127.0.0.1:\([0-9]*\)/$|\1|p' "$work/page.$1")
 }
 
 # The head of what the camera at a port answers.
