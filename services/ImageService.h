@@ -65,7 +65,7 @@ class World
 public:
     virtual ~World() = default;
 
-    // Light on the sensor, in lux, from now on; negative counts as 0.
+    // Light on the sensor, in lux, from now on; what is outside 0 to a million counts as the nearer end.
     virtual void setLight(double lux) = 0;
     // Light that follows the clock's time of day from now on.
     virtual void setDaylight() = 0;

@@ -1,7 +1,10 @@
 #include "app/web/PageFiles.h"
 
+#include <zlib.h>
+
 #include <filesystem>
 #include <functional>
+#include <sstream>
 
 #include "app/web/Answers.h"
 #include "app/web/RequestHead.h"
@@ -32,6 +35,46 @@ const char* typeOf(const std::string& extension)
     return found == types.end() ? nullptr : found->second;
 }
 
+// Whether an Accept-Encoding names gzip, and not with the quality 0.
+bool takesGzip(const std::string& encodings)
+{
+    std::istringstream list(encodings);
+    for (std::string item; std::getline(list, item, ',');)
+    {
+        const std::size_t end = std::min(item.find(';'), item.size());
+        const std::size_t quality = item.find("q=0", end);
+        std::string coding = item.substr(0, end);
+        coding.erase(0, coding.find_first_not_of(" \t"));
+        coding.erase(coding.find_last_not_of(" \t") + 1);
+        if (coding == "gzip")
+        {
+            return quality == std::string::npos || item.find_first_of("123456789", quality) != std::string::npos;
+        }
+    }
+    return false;
+}
+
+std::string gzipOf(const std::string& text)
+{
+    constexpr int kGzip = 16;  // in the window's bits: with its head
+    constexpr int kMemory = 8;
+    z_stream stream = {};
+    if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, MAX_WBITS + kGzip, kMemory, Z_DEFAULT_STRATEGY) !=
+        Z_OK)
+    {
+        throw std::bad_alloc();
+    }
+    std::string packed(deflateBound(&stream, text.size()), '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+    stream.avail_in = static_cast<uInt>(text.size());
+    stream.next_out = reinterpret_cast<Bytef*>(packed.data());
+    stream.avail_out = static_cast<uInt>(packed.size());
+    deflate(&stream, Z_FINISH);  // there is room for all of it
+    packed.resize(stream.total_out);
+    deflateEnd(&stream);
+    return packed;
+}
+
 }  // namespace
 
 PageFiles::PageFiles(const std::string& share)
@@ -52,8 +95,7 @@ void PageFiles::read(const std::string& folder, const std::string& path)
         }
         const std::string body = camera::readExistingFile(entry.path().string(), camera::kDocumentMax);
         const std::string name = path + "/" + entry.path().lexically_relative(folder).generic_string();
-        files_[name == kIndex ? "/" : name] = {type, body,
-                                               "\"" + std::to_string(std::hash<std::string>()(body)) + "\""};
+        files_[name == kIndex ? "/" : name] = {type, body, std::to_string(std::hash<std::string>()(body))};
     }
 }
 
@@ -75,18 +117,26 @@ std::optional<Response> PageFiles::answer(const Request& request) const
         return response;
     }
     const File& file = found->second;
+    const bool isPacked = takesGzip(request.header("accept-encoding"));
+    const std::string tag = "\"" + file.tag + (isPacked ? "-gzip\"" : "\"");
     Response response = {200,
                          file.type,
-                         file.body,
-                         {{"ETag", file.tag},
+                         "",
+                         {{"ETag", tag},
+                          {"Vary", "Accept-Encoding"},
                           {"Cache-Control", "no-cache"},
                           {"Content-Security-Policy", kPolicy},
                           {"Referrer-Policy", "same-origin"}}};
-    if (names(request.header("if-none-match"), file.tag, true))
+    if (names(request.header("if-none-match"), tag, true))
     {
         response.status = 304;
         response.type.clear();
-        response.body.clear();
+        return response;
+    }
+    response.body = isPacked ? gzipOf(file.body) : file.body;
+    if (isPacked)
+    {
+        response.headers.emplace_back("Content-Encoding", "gzip");
     }
     return response;
 }

@@ -24,7 +24,7 @@ private:
     {
         const char* type;
         std::string body;
-        std::string tag;
+        std::string tag;  // of the content, without quotes
     };
 
     void read(const std::string& folder, const std::string& path);

@@ -3,6 +3,7 @@
 #include "HostClock.h"
 #include "services/sim/Values.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace sim {
@@ -14,11 +15,13 @@ double daylight(double secondsOfDay);
 class Light
 {
 public:
-    // Negative, or not a number, counts as 0.
-    void set(double lux) { fixed_ = lux > 0 ? lux : 0; }
+    // Negative, or not a number, counts as 0, and more than kBrightest as that.
+    void set(double lux) { fixed_ = lux > 0 ? std::min(lux, kBrightest) : 0; }
     void setDaylight() { fixed_.reset(); }
     bool steady() const { return fixed_.has_value(); }
     double lux(double secondsOfDay) const { return fixed_ ? *fixed_ : daylight(secondsOfDay); }
+
+    static constexpr double kBrightest = 1e6;  // lux
 
 private:
     std::optional<double> fixed_ = 0;  // none: daylight

@@ -1,6 +1,7 @@
 #include "app/web/PageFiles.h"
 
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <filesystem>
 #include <fstream>
@@ -32,12 +33,13 @@ protected:
     }
 
     static std::optional<Response> ask(const std::string& path, const std::string& method = "GET",
-                                       const std::string& tag = "")
+                                       const std::string& tag = "", const std::string& encodings = "")
     {
         Request request;
         request.method = method;
         request.path = path;
         request.headers["if-none-match"] = tag;
+        request.headers["accept-encoding"] = encodings;
         return PageFiles(kShare).answer(request);
     }
 
@@ -51,6 +53,21 @@ protected:
             }
         }
         return "";
+    }
+
+    static std::string unpacked(const std::string& body)
+    {
+        z_stream stream = {};
+        EXPECT_EQ(inflateInit2(&stream, MAX_WBITS + 16), Z_OK);
+        std::string text(100'000, '\0');
+        stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(body.data()));
+        stream.avail_in = static_cast<uInt>(body.size());
+        stream.next_out = reinterpret_cast<Bytef*>(text.data());
+        stream.avail_out = static_cast<uInt>(text.size());
+        EXPECT_EQ(inflate(&stream, Z_FINISH), Z_STREAM_END);
+        text.resize(stream.total_out);
+        inflateEnd(&stream);
+        return text;
     }
 
     static constexpr char kShare[] = "/tmp/share";
@@ -96,6 +113,28 @@ TEST_F(PageFilesTest, WhoeverHasTheFileIsToldSo)
     EXPECT_EQ(headerOf(*same, "ETag"), tag);
     put("page/style.css", "body { margin: 0 }");
     EXPECT_EQ(ask("/style.css", "GET", tag)->status, 200);
+}
+
+TEST_F(PageFilesTest, WhoeverTakesItPackedGetsItSo)
+{
+    const std::string style(10'000, ' ');
+    put("page/style.css", style);
+    for (const char* encodings : {"gzip", "gzip, deflate, br", "br;q=1.0 , gzip;q=0.8", "gzip;q=0.001"})
+    {
+        const std::optional<Response> packed = ask("/style.css", "GET", "", encodings);
+        EXPECT_EQ(headerOf(*packed, "Content-Encoding"), "gzip") << encodings;
+        EXPECT_LT(packed->body.size(), 100u);
+        EXPECT_EQ(unpacked(packed->body), style);
+        EXPECT_EQ(ask("/style.css", "GET", headerOf(*packed, "ETag"), encodings)->status, 304);
+        EXPECT_EQ(ask("/style.css", "GET", headerOf(*packed, "ETag"))->status, 200) << "the plain one is another";
+    }
+    for (const char* encodings : {"", "br", "xgzip", "gzip;q=0", "gzip;q=0.000", "identity"})
+    {
+        const std::optional<Response> plain = ask("/style.css", "GET", "", encodings);
+        EXPECT_EQ(headerOf(*plain, "Content-Encoding"), "") << encodings;
+        EXPECT_EQ(plain->body, style);
+        EXPECT_EQ(headerOf(*plain, "Vary"), "Accept-Encoding");
+    }
 }
 
 TEST_F(PageFilesTest, AFileIsOnlyRead)

@@ -238,6 +238,12 @@ TEST_F(DayNightState, NegativeLightAndNoNumberAreDarkness)
     EXPECT_EQ(0, service_->light());
 }
 
+TEST_F(DayNightState, LightEndsAtAMillionLux)
+{
+    service_->setLight(1e39);
+    EXPECT_EQ(1e6, service_->light());
+}
+
 TEST_F(DayNightState, AReplacedClockBeginsAPendingChangeAnew)
 {
     pass(1h);
