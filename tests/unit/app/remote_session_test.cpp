@@ -783,8 +783,8 @@ TEST_F(RemoteSessionTest, WhatAClientChangesIsInTheAuditLogAndWhatItReadsIsNot)
     EXPECT_EQ(run({"exec", "nonsense"}).status, 1);
     EXPECT_EQ(audited(), (Words{"light 500 0", "weather haze=30 0", "time 12:00 0", "set brightness=60 contrast=40 0",
                                 "set mirror=both 0", "default mirror 0", "text '(34,70)' 0", "save 0", "reload 0",
-                                "restore brightness 0", "window 1 on 08:00-10:00 0", "mode manual 0", "scheme 1 0",
-                                "reset 0", "set brightness=1000 1"}));
+                                "restore brightness 0", "window 1 on 08:00-10:00 0", "time 12:00 0", "mode manual 0",
+                                "scheme 1 0", "time 12:00 0", "reset 0", "set brightness=1000 1"}));
     EXPECT_EQ(camera.end(), 0);
 }
 
