@@ -89,13 +89,17 @@ class Camera extends EventTarget {
     #sender = new Sender(
         (/** @type {Map<number, number>} */ changes) => this.#patch(changes),
         (answer, keys) => this.#settle(answer, keys),
-        (error) => this.#refused(error),
+        (error, changes) => this.#refused(error, changes),
     );
     #undo = new Undo();
     /** How often the unsaved values were asked for. */
     #asked = 0;
+    /** How often the limits were asked for, and which answer is the one in force. */
+    #limits = { asked: 0, taken: 0 };
     /** By key, the number of the event up to which what is told about it is old. @type {Map<number, number>} */
     #newest = new Map();
+    /** Told of keys whose own change was on its way. @type {{key: number, value: number, number: number}[]} */
+    #heldUp = [];
     #reloadUnsaved = later(() => void this.#quietly(() => this.loadUnsaved()), 150);
     #reloadLimits = later(() => void this.#quietly(() => this.#loadLimits()), 300);
 
@@ -104,10 +108,13 @@ class Camera extends EventTarget {
         setInterval(() => void this.#look(), kLook);
         setInterval(() => void this.#quietly(() => this.trials.hold()), kHold);
         document.addEventListener('visibilitychange', () => {
+            if (this.connection === 'login') {
+                return;
+            }
             if (document.hidden) {
                 this.#disconnect(); // a browser has few connections for one camera
                 this.connection = 'connecting';
-            } else if (this.connection !== 'login') {
+            } else {
                 void this.connect();
             }
         });
@@ -203,8 +210,7 @@ class Camera extends EventTarget {
         try {
             this.#sender.drop();
             this.#newest.clear();
-            this.trials.own = null;
-            this.#undo.clear();
+            this.#heldUp = [];
             const [status] = await Promise.all([
                 get('/api/status'),
                 texts.load(),
@@ -212,6 +218,9 @@ class Camera extends EventTarget {
                 this.loadUnsaved(),
             ]);
             if (events === this.#events) {
+                if (this.status?.scheme !== status.scheme) {
+                    this.#undo.clear();
+                }
                 this.status = status;
                 this.#setConnection('open');
                 this.#tell('values', null);
@@ -241,11 +250,17 @@ class Camera extends EventTarget {
     }
 
     async #loadLimits() {
+        const mine = ++this.#limits.asked;
+        const { own } = this.trials;
         const [parameters, style, trials] = await Promise.all([
             ask('GET', '/api/parameters'),
             get('/api/style'),
             get('/api/trials'),
         ]);
+        if (mine < this.#limits.taken) {
+            return;
+        }
+        this.#limits.taken = mine;
         const tabs = tabsIn(style);
         const shape = (/** @type {any} */ value) => JSON.stringify(value);
         const isOther = shape(tabs) !== shape(this.tabs);
@@ -260,6 +275,9 @@ class Camera extends EventTarget {
         this.trials.forgetOthers();
         for (const trial of trials.trials) {
             this.#takeTrial(trial);
+        }
+        if (own && !trials.trials.some((/** @type {any} */ { trial }) => trial === own.id)) {
+            this.#lapsed(own.id);
         }
         if (isOther) {
             this.tabs = tabs;
@@ -335,8 +353,11 @@ class Camera extends EventTarget {
     #takeValues(values, number) {
         const changed = new Set();
         for (const { key, value } of values) {
-            const isOld = this.#sender.has(key) || number <= (this.#newest.get(key) ?? -1);
-            if (isOld) {
+            if (number <= (this.#newest.get(key) ?? -1)) {
+                continue;
+            }
+            if (this.#sender.has(key)) {
+                this.#heldUp.push({ key, value, number });
                 continue;
             }
             this.#newest.set(key, number);
@@ -346,6 +367,13 @@ class Camera extends EventTarget {
             }
         }
         this.#changed(changed);
+    }
+
+    /** What was told before the answer, and is newer. */
+    #catchUp() {
+        for (const { key, value, number } of this.#heldUp.splice(0)) {
+            this.#takeValues([{ key, value }], number);
+        }
     }
 
     /** @param {Set<number>} keys */
@@ -374,11 +402,22 @@ class Camera extends EventTarget {
         if (data.state === 'begun') {
             this.#takeTrial({ trial: data.trial, values: data.values ?? [] });
             this.#tell('values', null);
+            this.#tell('trial');
         } else {
-            if (this.trials.ended(data.trial) && data.state !== 'kept' && data.state !== 'undone') {
-                this.#tell('notice', { text: texts.t('trial_ended') });
+            if (data.state === 'kept' || data.state === 'undone') {
+                this.trials.ended(data.trial);
+                this.#tell('trial');
+            } else {
+                this.#lapsed(data.trial);
             }
             this.#reloadLimits();
+        }
+    }
+
+    /** @param {number} trial that nobody here has ended */
+    #lapsed(trial) {
+        if (this.trials.ended(trial)) {
+            this.#tell('notice', { text: texts.t('trial_ended') });
         }
         this.#tell('trial');
     }
@@ -406,7 +445,9 @@ class Camera extends EventTarget {
 
     /** @param {Map<number, number>} changes */
     #patch(changes) {
-        return ask('PATCH', `/api/parameters${this.trials.query}`, Object.fromEntries(changes));
+        // By name: an object puts numbers in order, and the camera takes the values in the order given.
+        const named = [...changes].map(([key, value]) => [this.rows.get(key)?.name ?? key, value]);
+        return ask('PATCH', `/api/parameters${this.trials.query}`, Object.fromEntries(named));
     }
 
     /** @param {import('./api.js').Answer} answer @param {number[]} keys */
@@ -416,13 +457,17 @@ class Camera extends EventTarget {
         }
         /** @type {Set<number>} */
         const changed = new Set(keys);
-        for (const { key, value } of body.values) {
+        for (const { key, asked, value } of body.values) {
+            if (value !== undefined) {
+                this.#undo.correct({ key, asked, value });
+            }
             if (value !== undefined && !this.#sender.has(key)) {
                 this.values.set(key, value);
                 changed.add(key);
             }
         }
         this.#changed(changed);
+        this.#catchUp();
         if (body.values.some((/** @type {any} */ value) => ['corrected', 'heldBack'].includes(value.outcome))) {
             this.#tell('notice', { text: texts.t('value_corrected') });
         }
@@ -432,19 +477,25 @@ class Camera extends EventTarget {
         }
     }
 
-    /** @param {unknown} error */
-    #refused(error) {
+    /** @param {unknown} error @param {Map<number, number>} changes */
+    #refused(error, changes) {
         this.noticeFailure(error);
+        this.#catchUp();
         if (error instanceof Problem && error.status !== 0) {
             if (error.code === 'no-trial') {
                 this.trials.own = null;
                 this.#tell('trial');
             }
-            this.#undo.forgetLast();
+            this.#undo.forget(changes);
             this.#tell('undo');
             this.#tell('notice', { text: error.message, bad: true });
             this.#reloadLimits();
         }
+    }
+
+    /** Settles when every change is answered. */
+    idle() {
+        return this.#sender.idle();
     }
 
     /**
@@ -501,6 +552,7 @@ class Camera extends EventTarget {
 
     /** @param {boolean} keeps */
     async endTrying(keeps) {
+        await this.idle();
         const ended = this.trials.end(keeps);
         this.#tell('trial');
         await ended;

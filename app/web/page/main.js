@@ -143,6 +143,7 @@ function refreshSave() {
 save.addEventListener(
     'click',
     action(async () => {
+        await camera.idle();
         const { body } = await ask('POST', '/api/save');
         notify(t('message_saved', body.scheme));
     }),
@@ -173,15 +174,19 @@ async function reset() {
 /** @type {Map<string, Promise<void>>} */
 const sheets = new Map();
 
-/** Its style, once; settles when it is in force. @param {string} name */
+/** Its style, once; settles when it is in force. What has failed is forgotten. @param {string} name */
 function loadSheet(name) {
     const loaded =
         sheets.get(name) ??
-        new Promise((resolve) => {
-            const done = () => resolve();
-            document.head.append(
-                h('link', { rel: 'stylesheet', href: `/pages/${name}.css`, onload: done, onerror: done }),
-            );
+        new Promise((resolve, reject) => {
+            const fail = () => {
+                sheets.delete(name);
+                sheet.remove();
+                reject(new Error(`no style of ${name}`));
+            };
+            const href = `/pages/${name}.css`;
+            const sheet = h('link', { rel: 'stylesheet', href, onload: () => resolve(), onerror: fail });
+            document.head.append(sheet);
         });
     sheets.set(name, loaded);
     return loaded;
@@ -197,7 +202,12 @@ async function showPage() {
             link.removeAttribute('aria-current');
         }
     }
-    await Promise.all([import(`./pages/${name}.js`), loadSheet(name)]);
+    try {
+        await Promise.all([import(`./pages/${name}.js`), loadSheet(name)]);
+    } catch {
+        camera.lose(); // shown when it is back
+        return;
+    }
     if (shown === name && camera.connection !== 'login') {
         refill(main, h('h1', { class: 'unseen' }, t(`page_${name}`)), document.createElement(`sc-${name}`));
         main.className = `page-${name}`;
@@ -239,7 +249,7 @@ function rebuild() {
 }
 
 async function showLogin() {
-    const [{ loginForm }] = await Promise.all([import('./login.js'), loadSheet('login')]);
+    const [{ loginForm }] = await Promise.all([import('./login.js'), loadSheet('login').catch(() => {})]);
     if (camera.connection === 'login') {
         refill(document.body, h('main', { class: 'login-page' }, loginForm()));
         document.querySelector('input')?.focus();
@@ -261,6 +271,8 @@ camera.addEventListener('connection', () => {
     if (connection === 'open' && !isBuilt) {
         isBuilt = true;
         rebuild();
+    } else if (connection === 'open' && !main.querySelector(`sc-${shown}:not(:empty)`)) {
+        void showPage(); // it was asked for while the camera was away
     }
     const isLost = connection === 'lost';
     if (isLost && !isBuilt) {

@@ -45,6 +45,8 @@ export class PictureElement extends Page {
     /** @type {Frame | null} */
     #frame = null;
     #isHeld = false;
+    /** Was there a trial when it was last looked at? */
+    #wasTrying = false;
     #reading = new AbortController();
     #photo = h('button');
     #try = h('button');
@@ -68,6 +70,8 @@ export class PictureElement extends Page {
             this.#stage.setAttribute('aria-label', t('picture_keys'));
             this.#view.listen(this.signal);
             this.on('trial', () => this.#compareTrial());
+            this.#wasTrying = camera.trials.isOn; // its picture before is not to be had any more
+            this.#compareTrial();
         }
         this.on('connection', () => this.#restart());
         document.addEventListener('visibilitychange', () => this.#restart(), { signal: this.signal });
@@ -91,7 +95,7 @@ export class PictureElement extends Page {
         this.#drawn = [];
         if (camera.connection === 'open' && !document.hidden && !this.#isHeld) {
             void this.#read(this.#reading.signal);
-        } else if (camera.connection === 'lost') {
+        } else if (camera.connection === 'lost' && !this.#isHeld) {
             this.#say('lost');
         }
     }
@@ -124,13 +128,14 @@ export class PictureElement extends Page {
         /** @type {Frame | null} */
         let next = null;
         let isBusy = false;
+        let isFailing = false;
         const draw = async () => {
             isBusy = true;
             while (next && !signal.aborted) {
                 const frame = /** @type {Frame} */ (next);
                 next = null;
                 const picture = await createImageBitmap(frame.jpeg).catch(() => null);
-                if (picture && !signal.aborted) {
+                if (picture && !signal.aborted && !isFailing) {
                     this.#draw(picture, frame);
                 }
                 picture?.close();
@@ -138,7 +143,9 @@ export class PictureElement extends Page {
             isBusy = false;
         };
         for await (const frame of framesIn(body)) {
-            if (frame.problem) {
+            isFailing = frame.problem !== '';
+            if (isFailing) {
+                next = null;
                 this.#say('waiting', frame.problem); // with an earlier frame
                 continue;
             }
@@ -284,14 +291,16 @@ export class PictureElement extends Page {
 
     /** The picture as it is now stays as the left half. */
     #compareTrial() {
-        this.#try.hidden = camera.trials.isOn;
-        const begins = camera.trials.isOn && this.#beforeSide.hidden && this.classList.contains('has-picture');
+        const { isOn } = camera.trials;
+        const begins = isOn && !this.#wasTrying && this.classList.contains('has-picture');
+        this.#wasTrying = isOn;
+        this.#try.hidden = isOn;
         if (begins) {
             this.#before.width = this.#canvas.width;
             this.#before.height = this.#canvas.height;
             this.#before.getContext('2d')?.drawImage(this.#canvas, 0, 0);
         }
-        if (begins || !camera.trials.isOn) {
+        if (begins || !isOn) {
             this.#beforeSide.hidden = !begins;
             this.#divider.hidden = !begins;
             this.classList.toggle('comparing', begins);

@@ -13,6 +13,8 @@ export class Sender {
     #sent = new Map();
     #lastSent = -Infinity;
     #timer = 0;
+    /** Who waits until all is answered. @type {(() => void)[]} */
+    #waiters = [];
     #ask;
     #settle;
     #refuse;
@@ -20,7 +22,7 @@ export class Sender {
     /**
      * @param {(changes: Map<K, V>) => Promise<A>} ask
      * @param {(answer: A, keys: K[]) => void} settle
-     * @param {(error: unknown) => void} refuse
+     * @param {(error: unknown, changes: Map<K, V>) => void} refuse
      */
     constructor(ask, settle, refuse) {
         this.#ask = ask;
@@ -31,6 +33,7 @@ export class Sender {
     /** @param {Iterable<[K, V]>} changes */
     put(changes) {
         for (const [key, value] of changes) {
+            this.#waiting.delete(key); // sent in the order in which they were last changed
             this.#waiting.set(key, value);
         }
         this.#send();
@@ -45,14 +48,27 @@ export class Sender {
         return this.#waiting.size > 0 || this.#sent.size > 0;
     }
 
+    /** Settles when all is answered. @returns {Promise<void>} */
+    idle() {
+        return new Promise((resolve) => {
+            this.#waiters.push(resolve);
+            this.#send();
+        });
+    }
+
     /** Forgets what was not sent. */
     drop() {
         this.#waiting.clear();
+        this.#send();
     }
 
     #send() {
         clearTimeout(this.#timer);
-        if (this.#waiting.size === 0 || this.#sent.size > 0) {
+        if (this.#sent.size > 0) {
+            return;
+        }
+        if (this.#waiting.size === 0) {
+            this.#waiters.splice(0).forEach((done) => done());
             return;
         }
         const wait = this.#lastSent + kBetween - performance.now();
@@ -67,14 +83,14 @@ export class Sender {
         this.#sent = this.#waiting;
         this.#waiting = new Map();
         this.#lastSent = performance.now();
-        const keys = [...this.#sent.keys()];
+        const changes = this.#sent;
         try {
-            const answer = await this.#ask(this.#sent);
+            const answer = await this.#ask(changes);
             this.#sent = new Map();
-            this.#settle(answer, keys);
+            this.#settle(answer, [...changes.keys()]);
         } catch (error) {
             this.#sent = new Map();
-            this.#refuse(error);
+            this.#refuse(error, changes);
         }
         this.#send();
     }

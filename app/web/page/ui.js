@@ -268,6 +268,9 @@ export class Page extends HTMLElement {
 
     /** Runs it again and again while the page is shown. @param {() => unknown} work @param {number} milliseconds */
     every(milliseconds, work) {
+        if (this.signal.aborted) {
+            return; // it was left before it was ready
+        }
         const timer = setInterval(work, milliseconds);
         this.signal.addEventListener('abort', () => clearInterval(timer));
     }

@@ -40,9 +40,20 @@ export class Undo {
         }
     }
 
-    /** The last change did not come about. */
-    forgetLast() {
-        this.#done.pop();
+    /** These changes did not come about. @param {Map<number, number>} changes */
+    forget(changes) {
+        while (this.#done.at(-1)?.steps.every((step) => changes.get(step.key) === step.after)) {
+            this.#done.pop();
+        }
+    }
+
+    /** The camera made another value of it. @param {{key: number, asked: number, value: number}} value */
+    correct({ key, asked, value }) {
+        for (const step of this.#done.at(-1)?.steps ?? []) {
+            if (step.key === key && step.after === asked) {
+                step.after = value;
+            }
+        }
     }
 
     back() {

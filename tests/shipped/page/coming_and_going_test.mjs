@@ -3,7 +3,7 @@ import assert from 'node:assert';
 import { spawn } from 'node:child_process';
 import path from 'node:path';
 import test, { after, before } from 'node:test';
-import { Camera, close, launch, open, sensorcam, until } from './support.mjs';
+import { Camera, close, hide, launch, open, sensorcam, until } from './support.mjs';
 
 let camera, browser;
 before(async () => {
@@ -15,6 +15,17 @@ after(async () => {
     await camera.remove();
 });
 
+/** The killed camera is started again, and the page has noticed. */
+async function comeBack(page) {
+    await until(() =>
+        camera.start().then(
+            () => true,
+            () => false,
+        ),
+    ); // what was killed may be ending still
+    await page.getByRole('alert').waitFor({ state: 'hidden' });
+}
+
 test('a camera that is killed and started again under an open page is noticed', async () => {
     const page = await open(browser, `${camera.url}/#parameters`);
     await page.getByRole('slider', { name: 'Brightness' }).waitFor();
@@ -25,17 +36,47 @@ test('a camera that is killed and started again under an open page is noticed', 
     await camera.end('SIGKILL');
     await page.getByRole('alert').getByText('Connection lost').waitFor();
     assert.ok(await page.locator('main').evaluate((main) => main.inert));
-    await until(() =>
-        camera.start().then(
-            () => true,
-            () => false,
-        ),
-    ); // what was killed may be ending still
-    await page.getByRole('alert').waitFor({ state: 'hidden' });
+    await comeBack(page);
     await until(async () => (await page.getByRole('slider', { name: 'Brightness' }).inputValue()) === '71');
     await page.getByRole('spinbutton', { name: 'Brightness' }).fill('72');
     await page.keyboard.press('Enter');
     await until(async () => (await camera.ask('GET', '/api/parameters/brightness')).value === 72);
+    await close(page);
+});
+
+test('a page that is chosen while the camera is away is shown when it is back, and a held picture stays', async () => {
+    const page = await open(browser, camera.url);
+    const shown = page.locator('sc-picture');
+    await page.locator('sc-picture.has-picture').waitFor();
+    await page.getByRole('button', { name: 'Hold the picture' }).click();
+    await page.locator('sc-picture.held').waitFor();
+    const lost = page.getByRole('alert').getByText('Connection lost');
+    await camera.end('SIGKILL');
+    await lost.waitFor();
+    await comeBack(page);
+    assert.strictEqual(await shown.getAttribute('data-state'), 'live');
+    assert.ok(await page.locator('sc-picture canvas').first().isVisible());
+
+    await camera.end('SIGKILL');
+    await lost.waitFor();
+    await page.getByRole('link', { name: 'World' }).click();
+    await comeBack(page);
+    await page.getByRole('slider', { name: 'Clock' }).waitFor();
+    assert.strictEqual(await page.locator('sc-live').count(), 0);
+    await close(page);
+});
+
+test('a page whose first question was lost asks again', async () => {
+    const page = await open(browser, camera.url);
+    await page.getByRole('slider', { name: 'Brightness' }).waitFor();
+    for (const [name, where, shown] of [
+        ['Lens', '**/api/lens', 'Measure'],
+        ['World', '**/api/world', 'Sunshine'],
+    ]) {
+        await page.route(where, (route) => route.abort(), { times: 1 });
+        await page.getByRole('link', { name }).click();
+        await page.getByRole('button', { name: shown }).waitFor();
+    }
     await close(page);
 });
 
@@ -132,6 +173,8 @@ test('a camera with users asks who one is, and lets a viewer change nothing', as
     await guarded.start();
     const page = await open(browser, guarded.url, { locale: 'de' });
     await page.getByLabel('Name').fill('otto');
+    await hide(page, true);
+    await hide(page, false);
     await page.getByLabel('Kennwort').fill('wrong horse');
     await page.getByRole('button', { name: 'Anmelden' }).click();
     await page.getByText('Name oder Kennwort ist falsch.').waitFor();

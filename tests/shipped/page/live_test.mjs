@@ -1,7 +1,7 @@
 // Live: the picture, and changes that are tried out on it.
 import assert from 'node:assert';
 import test, { after, before } from 'node:test';
-import { Camera, close, launch, open, until, watchFrames } from './support.mjs';
+import { Camera, close, hideAndShow, keepBack, launch, open, until, watchFrames } from './support.mjs';
 
 let camera, browser;
 before(async () => {
@@ -125,5 +125,202 @@ test('a change that is tried out stands beside the picture before it, and is tak
         await until(async () => (await page.getByRole('slider', { name: 'Brightness' }).inputValue()) === String(left));
         assert.deepStrictEqual((await camera.ask('GET', '/api/trials')).trials, []);
     }
+    await close(page);
+});
+
+/** Types the value of a parameter. */
+async function type(page, name, value) {
+    await page.getByRole('spinbutton', { name }).fill(String(value));
+    await page.keyboard.press('Enter');
+}
+
+/** Everything is as in the beginning. */
+async function reset() {
+    await camera.ask('POST', '/api/reset');
+    await until(async () => (await camera.ask('GET', '/api/unsaved')).values.length === 0);
+}
+
+const remembered = async (name) => (await camera.ask('GET', `/api/parameters/${name}`)).value;
+const shows = (page, name, value) =>
+    until(
+        async () => (await page.getByRole('slider', { name }).inputValue()) === String(value),
+        `${name} is shown at ${value}`,
+    );
+
+test('a trial goes on while the tab is in the background, and is kept', async () => {
+    await reset();
+    const page = await open(browser, camera.url);
+    await page.getByRole('button', { name: 'Try changes out' }).click();
+    await type(page, 'Brightness', 64);
+    await page.getByText('Trying out: 1 changed').waitFor();
+    await hideAndShow(page);
+    await page.getByRole('button', { name: 'Keep' }).click();
+    await until(async () => (await remembered('brightness')) === 64);
+    await shows(page, 'Brightness', 64);
+    await close(page);
+});
+
+test('a trial that ended while the tab was in the background is over', async () => {
+    await reset();
+    const page = await open(browser, camera.url);
+    await page.getByRole('button', { name: 'Try changes out' }).click();
+    await type(page, 'Brightness', 64);
+    await page.getByText('Trying out: 1 changed').waitFor();
+    await hideAndShow(page, async () => {
+        const { trials } = await camera.ask('GET', '/api/trials');
+        await camera.ask('DELETE', `/api/trials/${trials[0].trial}`);
+    });
+    await page.getByText('What was tried out has been taken back.').waitFor();
+    await page.getByRole('button', { name: 'Keep' }).waitFor({ state: 'hidden' });
+    await shows(page, 'Brightness', 50);
+    await close(page);
+});
+
+test('what is on its way to the camera is kept, taken back and saved with the rest', async () => {
+    await reset();
+    const page = await open(browser, camera.url);
+    const asked = (method) => page.requests.some((request) => request.method() === method);
+    const patch = '**/api/parameters*';
+    await page.getByRole('button', { name: 'Try changes out' }).click();
+    let letGo = await keepBack(page, patch, 'PATCH');
+    await type(page, 'Brightness', 64);
+    await page.getByRole('button', { name: 'Take back' }).click();
+    await letGo();
+    await until(() => asked('DELETE'), 'the trial is taken back');
+    await shows(page, 'Brightness', 50);
+
+    await page.getByRole('button', { name: 'Try changes out' }).click();
+    await type(page, 'Brightness', 64);
+    await page.getByText('Trying out: 1 changed').waitFor();
+    letGo = await keepBack(page, patch, 'PATCH');
+    await type(page, 'Brightness', 70);
+    await page.getByRole('button', { name: 'Keep' }).click();
+    await letGo();
+    await until(async () => (await remembered('brightness')) === 70);
+
+    await page.getByRole('button', { name: 'Save (1)' }).waitFor();
+    letGo = await keepBack(page, patch, 'PATCH');
+    await type(page, 'Brightness', 71);
+    await page.getByRole('button', { name: 'Save (1)' }).click();
+    await letGo();
+    await until(async () => {
+        const { values } = await camera.ask('GET', '/api/unsaved');
+        return values.length === 0 && (await remembered('brightness')) === 71;
+    });
+    await close(page);
+});
+
+test('a trial that the page comes back to has no picture before it', async () => {
+    await reset();
+    const page = await open(browser, `${camera.url}/#live`);
+    await page.locator('sc-picture.has-picture').waitFor();
+    await page.getByRole('button', { name: 'Try changes out' }).click();
+    const divider = page.getByRole('slider', { name: 'Before and after' });
+    await divider.waitFor();
+    await type(page, 'Brightness', 64);
+    await page.getByText('Trying out: 1 changed').waitFor();
+    await page.getByRole('link', { name: 'Parameters' }).click();
+    await page.locator('sc-parameters').waitFor();
+    await page.getByRole('link', { name: 'Live' }).click();
+    await page.locator('sc-picture.has-picture').waitFor();
+    assert.ok(!(await page.getByRole('button', { name: 'Try changes out' }).isVisible()));
+    await type(page, 'Contrast', 60);
+    await page.getByText('Trying out: 2 changed').waitFor();
+    assert.ok(!(await divider.isVisible()));
+    await page.getByRole('button', { name: 'Take back' }).click();
+    await until(async () => (await value('brightness')) === 50);
+    await close(page);
+});
+
+test('a change is taken back after the tab was in the background', async () => {
+    await reset();
+    const page = await open(browser, camera.url);
+    await type(page, 'Brightness', 61);
+    await until(async () => (await remembered('brightness')) === 61);
+    await hideAndShow(page);
+    await page.getByRole('button', { name: 'Undo' }).click();
+    await until(async () => (await remembered('brightness')) === 50);
+    await close(page);
+});
+
+test('what was refused while it was tried out takes no change from those that can be taken back', async () => {
+    await reset();
+    const page = await open(browser, camera.url);
+    await type(page, 'Brightness', 61);
+    await until(async () => (await remembered('brightness')) === 61);
+    await page.getByRole('button', { name: 'Try changes out' }).click();
+    const patch = '**/api/parameters*';
+    await page.route(patch, (route) =>
+        route.request().method() === 'PATCH'
+            ? route.fulfill({
+                  status: 409,
+                  contentType: 'application/problem+json',
+                  body: '{"code": "on-trial", "detail": "another has it"}',
+              })
+            : route.continue(),
+    );
+    await type(page, 'Contrast', 60);
+    await shows(page, 'Contrast', 50); // read again, since it was refused
+    await page.unroute(patch);
+    await page.getByRole('button', { name: 'Take back' }).click();
+    await page.getByRole('button', { name: 'Undo' }).click();
+    await until(async () => (await remembered('brightness')) === 50);
+    await close(page);
+});
+
+test('a change that the camera corrected is taken back', async () => {
+    await reset();
+    const page = await open(browser, camera.url);
+    const patch = '**/api/parameters*';
+    await page.route(patch, async (route) => {
+        if (route.request().method() !== 'PATCH') {
+            return route.continue();
+        }
+        const response = await route.fetch({ postData: '{"brightness": 60}' });
+        const json = await response.json();
+        Object.assign(json.values[0], { asked: 61, outcome: 'corrected' });
+        return route.fulfill({ response, json });
+    });
+    await type(page, 'Brightness', 61);
+    await page.getByText('The camera corrected the value.').waitFor();
+    await shows(page, 'Brightness', 60);
+    await page.unroute(patch);
+    await page.getByRole('button', { name: 'Undo' }).click();
+    await until(async () => (await remembered('brightness')) === 50);
+    await close(page);
+});
+
+test('changes that waited together are sent in the order in which they were made', async () => {
+    await reset();
+    const page = await open(browser, camera.url);
+    const letGo = await keepBack(page, '**/api/parameters*', 'PATCH');
+    await type(page, 'Saturation', 55);
+    await type(page, 'Contrast', 56);
+    await type(page, 'Brightness', 57);
+    await letGo();
+    await until(async () => (await remembered('brightness')) === 57);
+    const sent = page.requests.filter((request) => request.method() === 'PATCH');
+    assert.strictEqual(sent.at(-1).postData(), '{"KEY_CONTRAST":56,"KEY_BRIGHTNESS":57}');
+    await close(page);
+});
+
+test("somebody else's change behind the own one is shown, though the own one is answered later", async () => {
+    await reset();
+    const page = await open(browser, camera.url);
+    let letGo = () => {};
+    const gone = new Promise((resolve) => (letGo = resolve));
+    await page.route('**/api/parameters*', async (route) => {
+        const response = await route.fetch();
+        if (route.request().method() === 'PATCH') {
+            await gone;
+        }
+        await route.fulfill({ response });
+    });
+    await type(page, 'Brightness', 61);
+    await until(async () => (await remembered('brightness')) === 61);
+    await camera.ask('PATCH', '/api/parameters', { brightness: 80, contrast: 44 });
+    await shows(page, 'Contrast', 44);
+    letGo();
+    await shows(page, 'Brightness', 80);
     await close(page);
 });

@@ -166,6 +166,40 @@ export async function draw(page, scheme, from, to) {
     await page.mouse.up();
 }
 
+/** The tab goes into the background, or comes back. */
+export async function hide(page, isHidden) {
+    await page.evaluate((hidden) => {
+        Object.defineProperty(document, 'hidden', { configurable: true, value: hidden });
+        document.dispatchEvent(new Event('visibilitychange'));
+    }, isHidden);
+}
+
+/** The tab is in the background for a while, and the page has read everything anew. */
+export async function hideAndShow(page, meanwhile = () => {}) {
+    await hide(page, true);
+    await meanwhile();
+    const read = page.waitForResponse('**/api/trials');
+    await hide(page, false);
+    await read;
+}
+
+/** From now on what the page asks for waits until it is let go. @returns {Promise<() => Promise<void>>} */
+export async function keepBack(page, where, method) {
+    let letGo = () => {};
+    const gone = new Promise((resolve) => (letGo = resolve));
+    const wait = async (route) => {
+        if (route.request().method() === method) {
+            await gone;
+        }
+        await route.continue();
+    };
+    await page.route(where, wait);
+    return async () => {
+        letGo();
+        await page.unroute(where, wait);
+    };
+}
+
 /** Waits until it holds, with a bound. @param {() => any} condition */
 export async function until(condition, what = String(condition), seconds = 60) {
     for (let i = 0; i < seconds * 20; i++) {

@@ -190,7 +190,7 @@ class LensPage extends Page {
         let pressed = 0;
         const go = async (/** @type {number} */ mine) => {
             let pause = kFirstPause;
-            while (pressed === mine) {
+            while (pressed === mine && this.isConnected) {
                 try {
                     await this.#move('POST', `/api/lens/${step}`);
                 } catch (error) {
