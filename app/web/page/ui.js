@@ -199,6 +199,7 @@ export function segments(label, choices, chosen, choose) {
                     value: choice.value,
                     checked: choice.value === chosen,
                     disabled: choice.disabled ?? false,
+                    'data-focus': choice.value,
                     onchange: () => choose(choice.value),
                 }),
                 h('span', {}, choice.text),

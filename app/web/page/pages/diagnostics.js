@@ -127,6 +127,7 @@ class DiagnosticsPage extends Page {
             {
                 'aria-label': t('debug_level'),
                 value: String(state.level),
+                'data-focus': 'level',
                 disabled: isLocked,
                 onchange: () => void put({ level: Number(level.value) }),
             },
@@ -137,6 +138,7 @@ class DiagnosticsPage extends Page {
             role: 'switch',
             'aria-label': t('assertions'),
             checked: state.assertions,
+            'data-focus': 'assertions',
             disabled: isLocked,
             onchange: () => void put({ assertions: ends.checked }),
         });
