@@ -76,6 +76,14 @@ test('before an import the page lists windows, the mode, and schemes that there 
     await close(page);
 });
 
+test('a refusal is told in the language of the page', async () => {
+    const page = await open(browser, `${camera.url}/#diagnostics`, { locale: 'de' });
+    await page.getByRole('textbox', { name: 'Werte als Text' }).fill('(34,300)');
+    await page.getByRole('button', { name: 'Anwenden' }).click();
+    await page.getByText('Helligkeit muss zwischen 0 und 100 liegen.').waitFor();
+    await close(page);
+});
+
 test('what happened is told in the language of the page', async () => {
     const page = await open(browser, `${camera.url}/#diagnostics`, { locale: 'de' });
     await page.locator('.events li').first().waitFor();

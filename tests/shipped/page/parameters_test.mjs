@@ -121,6 +121,10 @@ test('the search finds a key by its name, its number and what it is called', asy
         await search.fill(words);
         await page.getByRole('switch', { name: '3D noise reduction' }).waitFor();
     }
+    await search.fill('1537'); // no control of the style document has it
+    await page.getByText('KEY_AUTO_FOCUS_NEAR_LIMIT · 1537').waitFor();
+    await page.getByRole('tabpanel').getByRole('link', { name: 'All keys' }).click();
+    await page.getByRole('spinbutton', { name: 'KEY_AUTO_FOCUS_NEAR_LIMIT' }).waitFor();
     await search.fill('nothing of that name');
     await page.getByText('No parameter is called so.').waitFor();
     await close(page);
