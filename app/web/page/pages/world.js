@@ -233,7 +233,7 @@ class WorldPage extends Page {
                             kLights.map(([text, lux]) => this.#preset('light', t(String(text)), lux)),
                         ),
                     ],
-                    [light.reading, this.#lux],
+                    [h('div', { class: 'field' }, this.#lux, h('span', { class: 'unit' }, unitText('lux')))],
                 ),
                 weather.length === 0
                     ? null
