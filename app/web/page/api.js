@@ -25,7 +25,7 @@ export class Problem extends Error {
  * Throws Problem.
  * @param {string} method
  * @param {string} path
- * @param {any} [body]
+ * @param {any} [body] a text is JSON already
  * @param {{revision?: string, seconds?: number}} [options] revision: refused with 412 unless it is still the last one
  * @returns {Promise<Answer>}
  */
@@ -45,7 +45,7 @@ export async function ask(method, path, body, options = {}) {
         response = await fetch(path, {
             method,
             headers,
-            body: body === undefined ? undefined : JSON.stringify(body),
+            body: typeof body === 'string' ? body : JSON.stringify(body),
             signal: AbortSignal.timeout((options.seconds ?? 30) * 1000),
         });
         const text = await response.text();

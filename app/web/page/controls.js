@@ -24,6 +24,35 @@ function choicesOf(control) {
     return control.choices.filter((choice) => !allowed || allowed.some((item) => item.value === choice.value));
 }
 
+/** What can be done with a key beside giving it a value. @param {Control} control */
+export function keyMenu(control) {
+    const set = (/** @type {number} */ value) => camera.change(new Map([[control.key, value]]));
+    return menuButton('more', `${nameOf(control)}: ${t('more')}`, () => {
+        const isLocked = !camera.may('operator');
+        const saved = camera.unsaved.find((row) => row.key === control.key && row.scheme === camera.status?.scheme);
+        return [
+            {
+                text: t('set_factory'),
+                note: valueText(control, control.factory),
+                disabled: isLocked,
+                run: () => set(control.factory),
+            },
+            {
+                text: t('set_saved'),
+                note: saved ? valueText(control, saved.saved) : undefined,
+                disabled: !saved || isLocked,
+                run: () => saved && set(saved.saved),
+            },
+            {
+                text: t('send_again'),
+                disabled: isLocked,
+                run: () => ask('POST', `/api/parameters/${control.key}/restore`),
+            },
+            { text: t('explain'), run: async () => (await import('./explain.js')).explainKey(control) },
+        ];
+    });
+}
+
 /** One control with its label, its mark and its menu. */
 class ControlElement extends Page {
     /** @type {Control} */
@@ -140,33 +169,7 @@ class ControlElement extends Page {
     }
 
     #menu() {
-        const { control } = this;
-        if (control.key < 0 || this.#isOfWindow) {
-            return null;
-        }
-        return menuButton('more', `${nameOf(control)}: ${t('more')}`, () => {
-            const saved = camera.unsaved.find((row) => row.key === control.key && row.scheme === camera.status?.scheme);
-            return [
-                {
-                    text: t('set_factory'),
-                    note: valueText(control, control.factory),
-                    disabled: this.#isLocked,
-                    run: () => this.#set(control.factory),
-                },
-                {
-                    text: t('set_saved'),
-                    note: saved ? valueText(control, saved.saved) : undefined,
-                    disabled: !saved || this.#isLocked,
-                    run: () => saved && this.#set(saved.saved),
-                },
-                {
-                    text: t('send_again'),
-                    disabled: this.#isLocked,
-                    run: () => ask('POST', `/api/parameters/${control.key}/restore`),
-                },
-                { text: t('explain'), run: async () => (await import('./explain.js')).explainKey(control) },
-            ];
-        });
+        return this.control.key < 0 || this.#isOfWindow ? null : keyMenu(this.control);
     }
 
     /** @param {Control} control @param {string} label @param {(value: number) => void} [set] */
@@ -191,6 +194,7 @@ class ControlElement extends Page {
                 }
                 input.value = shown();
             },
+            onblur: () => (input.value = shown()),
         });
         this.#also(() => {
             if (document.activeElement !== input || input.value === '') {

@@ -29,19 +29,14 @@ export class DayChart extends HTMLElement {
 
     /** Something is drawn or typed, which must not go because the chart is made anew. */
     get isInUse() {
-        const field = document.activeElement;
-        return (
-            this.#isDragging ||
-            (field instanceof HTMLInputElement && field.value !== (field.dataset.was ?? field.value))
-        );
+        const fields = /** @type {NodeListOf<HTMLInputElement>} */ (this.querySelectorAll('.clock-field'));
+        return this.#isDragging || [...fields].some((field) => field.value !== field.dataset.was);
     }
 
     /** @param {Schedule} schedule */
     draw(schedule) {
         this.#schedule = schedule;
         this.isStale = false;
-        const focused =
-            document.activeElement instanceof HTMLElement ? document.activeElement.dataset.focus : undefined;
         const hours = [0, 3, 6, 9, 12, 15, 18, 21, 24];
         const axis = h(
             'div',
@@ -60,9 +55,17 @@ export class DayChart extends HTMLElement {
             this.#result(),
         );
         this.placeNow();
-        if (focused) {
-            /** @type {HTMLElement | null} */ (this.querySelector(`[data-focus="${focused}"]`))?.focus();
-        }
+    }
+
+    /** As it is wanted, which the camera may not have yet. @param {number} scheme */
+    #wanted(scheme) {
+        return /** @type {Schedule} */ (this.#schedule).schemes[scheme];
+    }
+
+    /** @param {DayWindow} row */
+    #want(row) {
+        /** @type {Schedule} */ (this.#schedule).schemes[row.scheme] = row;
+        void this.put(row);
     }
 
     placeNow() {
@@ -85,33 +88,8 @@ export class DayChart extends HTMLElement {
             disabled: this.#isLocked,
             'aria-label': t('scheme_enable', scheme),
             'data-focus': `on-${scheme}`,
-            onchange: () => void this.put({ ...row, enabled: enabled.checked }),
+            onchange: () => this.#want({ ...this.#wanted(scheme), enabled: enabled.checked }),
         });
-        const field = (/** @type {'from' | 'to'} */ end) => {
-            const input = h('input', {
-                class: 'clock-field',
-                value: row[end],
-                'data-was': row[end],
-                onblur: () => this.isStale && this.reload(),
-                disabled: this.#isLocked,
-                inputmode: 'numeric',
-                maxlength: 5,
-                'aria-label': t(end === 'from' ? 'scheme_from' : 'scheme_to', scheme),
-                'data-focus': `${end}-${scheme}`,
-                onchange: () => {
-                    const minutes = minutesOf(input.value);
-                    input.dataset.was = input.value;
-                    if (Number.isNaN(minutes)) {
-                        notify(t('message_time'), true);
-                        input.value = row[end];
-                        input.dataset.was = row[end];
-                    } else {
-                        void this.put({ ...row, enabled: true, [end]: timeText(minutes) });
-                    }
-                },
-            });
-            return input;
-        };
         const marks = this.#marks(schedule, row);
         if (isSound(row)) {
             lane.append(this.#bar(row));
@@ -124,7 +102,7 @@ export class DayChart extends HTMLElement {
             }
         }
         if (!this.#isLocked) {
-            this.#drawOn(lane, row);
+            this.#drawOn(lane, scheme);
         }
         return h(
             'div',
@@ -137,8 +115,54 @@ export class DayChart extends HTMLElement {
                 scheme === schedule.scheme ? h('span', { class: 'badge' }, t('now')) : null,
             ),
             lane,
-            h('div', { class: 'lane-times' }, field('from'), h('span', { 'aria-hidden': 'true' }, '–'), field('to')),
+            this.#times(row),
             marks ? h('p', { class: 'lane-note' }, icon('warning'), marks) : null,
+        );
+    }
+
+    /** Its exact times, which are put together: when the focus leaves them, or with Enter. @param {DayWindow} row */
+    #times({ scheme, from, to }) {
+        const field = (/** @type {'from' | 'to'} */ end, /** @type {string} */ time) =>
+            h('input', {
+                class: 'clock-field',
+                value: time,
+                'data-was': time,
+                disabled: this.#isLocked,
+                inputmode: 'numeric',
+                maxlength: 5,
+                'aria-label': t(end === 'from' ? 'scheme_from' : 'scheme_to', scheme),
+                'data-focus': `${end}-${scheme}`,
+            });
+        const fields = [field('from', from), field('to', to)];
+        const put = () => {
+            const minutes = fields.map((input) => minutesOf(input.value));
+            if (fields.every((input) => input.value === input.dataset.was)) {
+                this.isStale && this.reload();
+            } else if (minutes.some(Number.isNaN)) {
+                notify(t('message_time'), true);
+                fields.forEach((input) => (input.value = input.dataset.was ?? ''));
+            } else {
+                fields.forEach((input) => (input.dataset.was = input.value));
+                const [first, last] = minutes.map(timeText);
+                this.#want({ ...this.#wanted(scheme), enabled: true, from: first, to: last });
+            }
+        };
+        return h(
+            'div',
+            {
+                class: 'lane-times',
+                onkeydown: (/** @type {KeyboardEvent} */ event) => {
+                    if (event.key === 'Enter') {
+                        event.preventDefault(); // it must not press a button of the dialog that may open now
+                        put();
+                    }
+                },
+                onfocusout: (/** @type {FocusEvent} */ { currentTarget, relatedTarget }) =>
+                    /** @type {Node} */ (currentTarget).contains(/** @type {Node | null} */ (relatedTarget)) || put(),
+            },
+            fields[0],
+            h('span', { 'aria-hidden': 'true' }, '–'),
+            fields[1],
         );
     }
 
@@ -158,8 +182,6 @@ export class DayChart extends HTMLElement {
 
     /** @param {DayWindow} row */
     #bar(row) {
-        const bar = h('div', { class: 'bar' });
-        place(bar, minutesOf(row.from), minutesOf(row.to));
         const handle = (/** @type {'from' | 'to'} */ end) =>
             h('span', {
                 class: `handle ${end}`,
@@ -170,35 +192,47 @@ export class DayChart extends HTMLElement {
                 'aria-label': t(end === 'from' ? 'scheme_from' : 'scheme_to', row.scheme),
                 'aria-valuemin': '0',
                 'aria-valuemax': String(kDay),
-                'aria-valuenow': String(minutesOf(row[end])),
-                'aria-valuetext': row[end],
                 'aria-disabled': String(this.#isLocked),
-                onkeydown: (/** @type {KeyboardEvent} */ event) => this.#step(event, row, end),
+                onkeydown: (/** @type {KeyboardEvent} */ event) => this.#step(event, bar, row.scheme, end),
             });
-        bar.append(handle('from'), h('span', { class: 'bar-text' }, `${row.from}–${row.to}`), handle('to'));
+        const bar = h('div', { class: 'bar' }, handle('from'), h('span', { class: 'bar-text' }), handle('to'));
+        this.#fit(bar, row);
         return bar;
     }
 
-    /** @param {KeyboardEvent} event @param {DayWindow} row @param {'from' | 'to'} end */
-    #step(event, row, end) {
+    /** @param {HTMLElement} bar @param {DayWindow} row */
+    #fit(bar, row) {
+        place(bar, minutesOf(row.from), minutesOf(row.to));
+        /** @type {HTMLElement} */ (bar.querySelector('.bar-text')).textContent = `${row.from}–${row.to}`;
+        for (const handle of bar.querySelectorAll('.handle')) {
+            const time = handle.classList.contains('from') ? row.from : row.to;
+            handle.setAttribute('aria-valuenow', String(minutesOf(time)));
+            handle.setAttribute('aria-valuetext', time);
+        }
+    }
+
+    /** @param {KeyboardEvent} event @param {HTMLElement} bar @param {number} scheme @param {'from' | 'to'} end */
+    #step(event, bar, scheme, end) {
         const by = { ArrowLeft: -1, ArrowDown: -1, ArrowRight: 1, ArrowUp: 1, PageDown: -60, PageUp: 60 }[event.key];
         if (!by || this.#isLocked) {
             return;
         }
         event.preventDefault();
+        const row = this.#wanted(scheme);
         const minutes = minutesOf(row[end]) + by * (event.shiftKey ? 60 : Math.abs(by) === 1 ? kGrid : 1);
         const next = { ...row, [end]: timeText(Math.min(kDay, Math.max(0, minutes))) };
         if (isSound(next)) {
-            void this.put(next);
+            this.#fit(bar, next);
+            this.#want(next);
         }
     }
 
     /**
      * On an empty place a new window is drawn; a window is moved, and each of its ends.
      * @param {HTMLElement} lane
-     * @param {DayWindow} row
+     * @param {number} scheme
      */
-    #drawOn(lane, row) {
+    #drawOn(lane, scheme) {
         const at = (/** @type {PointerEvent} */ event) => {
             const box = lane.getBoundingClientRect();
             const minutes = ((event.clientX - box.left) / box.width) * kDay;
@@ -209,6 +243,7 @@ export class DayChart extends HTMLElement {
                 return;
             }
             event.preventDefault();
+            const row = this.#wanted(scheme);
             const target = /** @type {HTMLElement} */ (event.target);
             target.closest('.handle') instanceof HTMLElement &&
                 /** @type {HTMLElement} */ (target.closest('.handle')).focus();
@@ -218,7 +253,7 @@ export class DayChart extends HTMLElement {
             const from = minutesOf(row.from);
             const to = minutesOf(row.to);
             let next = row;
-            const ghost = lane.querySelector('.bar') ?? h('div', { class: 'bar' });
+            const ghost = lane.querySelector('.bar') ?? h('div', { class: 'bar' }, h('span', { class: 'bar-text' }));
             const bar = /** @type {HTMLElement} */ (ghost);
             this.#isDragging = true;
             lane.setPointerCapture(event.pointerId);
@@ -244,23 +279,19 @@ export class DayChart extends HTMLElement {
                     lane.append(bar);
                 }
                 bar.classList.add('drawn');
-                place(bar, a, b);
-                const text = bar.querySelector('.bar-text');
-                if (text) {
-                    text.textContent = `${next.from}–${next.to}`;
-                } else {
-                    refill(bar, h('span', { class: 'bar-text' }, `${next.from}–${next.to}`));
-                }
+                this.#fit(bar, next);
             };
-            const finish = () => {
+            const finish = (/** @type {PointerEvent} */ { type }) => {
                 lane.removeEventListener('pointermove', move);
                 lane.removeEventListener('pointerup', finish);
                 lane.removeEventListener('pointercancel', finish);
                 this.#isDragging = false;
-                if (next !== row) {
-                    void this.put(next);
+                if (type === 'pointerup' && next !== row) {
+                    this.#want(next);
                 } else if (this.isStale) {
                     this.reload();
+                } else if (next !== row) {
+                    this.draw(/** @type {Schedule} */ (this.#schedule)); // the browser scrolls instead
                 }
             };
             lane.addEventListener('pointermove', move);

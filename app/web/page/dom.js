@@ -65,12 +65,18 @@ export function fill(element, ...children) {
 }
 
 /**
+ * What had the focus keeps it, if it comes again with the same data-focus.
  * @param {Element} element
  * @param {...(Child | Child[])} children
  */
 export function refill(element, ...children) {
+    const used = document.activeElement;
+    const name = used instanceof HTMLElement && element.contains(used) ? used.dataset.focus : undefined;
     element.replaceChildren();
     fill(element, ...children);
+    if (name !== undefined) {
+        /** @type {HTMLElement | null} */ (element.querySelector(`[data-focus="${name}"]`))?.focus();
+    }
 }
 
 // Strokes on a square of 24.

@@ -1,5 +1,6 @@
 // What things are called: parameters, values, schemes, times.
 import { camera } from './camera.js';
+import { parametersIn } from './style-document.js';
 import { styleText, t, unitText } from './texts.js';
 
 /** @typedef {import('./style-document.js').Control} Control */
@@ -38,4 +39,23 @@ export function schemeName(scheme) {
         : scheme === camera.status?.defaultScheme
           ? t('scheme_default')
           : t('scheme_number', scheme);
+}
+
+/** Why something was refused: in the page's language, as far as it has words for it. @param {import('./api.js').Problem} problem */
+export function problemText({ status, code, body, message }) {
+    const { key, value, allowed } = body;
+    const found = parametersIn(camera.tabs).find(({ control }) => control.key === key);
+    const name = found ? nameOf(found.parent ?? found.control) : String(body.name);
+    if (code === 'busy' && status === 409) {
+        return t('message_busy');
+    }
+    if (code === 'refused-value' && allowed?.choices) {
+        const choices = allowed.choices.map((/** @type {any} */ choice) => choice.label || choice.value);
+        return t('message_choice', name, choices.join(', '));
+    }
+    if (code === 'refused-value' && (value < allowed?.minimum || value > allowed?.maximum)) {
+        return t('message_range', name, allowed.minimum, allowed.maximum);
+    }
+    const isOfKey = ['refused-value', 'device-refused'].includes(code) && key !== undefined && value !== undefined;
+    return isOfKey ? t('message_refused', value, name) : message || t('message_failed');
 }

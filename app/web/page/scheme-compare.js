@@ -38,6 +38,7 @@ export class SchemeCompare extends HTMLElement {
     #a = 0;
     #b = 1;
     #isWhole = false;
+    #asked = 0;
 
     /** @param {import('./day.js').Schedule} schedule */
     async draw(schedule) {
@@ -53,6 +54,7 @@ export class SchemeCompare extends HTMLElement {
             {
                 value: String(chosen),
                 'aria-label': label,
+                'data-focus': label,
                 onchange: action(() => {
                     choose(Number(element.value));
                     return this.#refresh();
@@ -64,13 +66,18 @@ export class SchemeCompare extends HTMLElement {
     }
 
     async #refresh() {
+        const mine = ++this.#asked;
         const [a, b] = await Promise.all([valuesOf(this.#a), valuesOf(this.#b)]);
+        if (mine !== this.#asked) {
+            return; // a later answer is on its way
+        }
         const all = parametersIn(camera.tabs).filter(({ control }) => a.has(control.key));
         const different = all.filter(({ control }) => a.get(control.key) !== b.get(control.key));
         const rows = this.#isWhole ? all : different;
         const whole = h('input', {
             type: 'checkbox',
             checked: this.#isWhole,
+            'data-focus': 'whole',
             onchange: action(() => {
                 this.#isWhole = whole.checked;
                 return this.#refresh();

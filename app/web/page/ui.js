@@ -2,6 +2,7 @@
 import { Problem } from './api.js';
 import { camera } from './camera.js';
 import { h, icon, iconButton, newId, refill } from './dom.js';
+import { problemText } from './names.js';
 import { t } from './texts.js';
 
 const kNoticeTime = 6000;
@@ -39,7 +40,7 @@ export function notify(text, bad = false) {
 export function notifyProblem(error) {
     camera.noticeFailure(error);
     if (error instanceof Problem && error.status !== 0 && error.code !== 'no-session') {
-        notify(error.message || t('message_failed'), true);
+        notify(problemText(error), true);
     } else if (!(error instanceof Problem)) {
         throw error;
     }
@@ -199,6 +200,7 @@ export function segments(label, choices, chosen, choose) {
                     value: choice.value,
                     checked: choice.value === chosen,
                     disabled: choice.disabled ?? false,
+                    'data-focus': choice.value,
                     onchange: () => choose(choice.value),
                 }),
                 h('span', {}, choice.text),

@@ -121,8 +121,39 @@ test('the search finds a key by its name, its number and what it is called', asy
         await search.fill(words);
         await page.getByRole('switch', { name: '3D noise reduction' }).waitFor();
     }
+    await search.fill('1537'); // no control of the style document has it
+    await page.getByText('KEY_AUTO_FOCUS_NEAR_LIMIT · 1537').waitFor();
+    await page.getByRole('tabpanel').getByRole('link', { name: 'All keys' }).click();
+    await page.getByRole('spinbutton', { name: 'KEY_AUTO_FOCUS_NEAR_LIMIT' }).waitFor();
     await search.fill('nothing of that name');
     await page.getByText('No parameter is called so.').waitFor();
+    await close(page);
+});
+
+test('in the table of all keys the next field is reached by the keyboard', async () => {
+    const page = await open(browser, `${camera.url}/#parameters/all-keys`);
+    const brightness = page.getByRole('spinbutton', { name: 'KEY_BRIGHTNESS' });
+    await brightness.fill('47');
+    await page.keyboard.press('Tab');
+    await until(async () => (await value('brightness')) === 47);
+    assert.ok(await page.evaluate(() => document.activeElement.closest('sc-all-keys') !== null));
+    const more = page.getByRole('button', { name: 'KEY_BRIGHTNESS: More' });
+    await more.press('Enter');
+    await page.getByRole('menuitem', { name: /^Factory value/ }).press('Enter');
+    await until(async () => (await value('brightness')) === 50);
+    await until(async () => (await brightness.inputValue()) === '50');
+    await close(page);
+});
+
+test('a field that is left shows what somebody else has set meanwhile', async () => {
+    await camera.ask('PATCH', '/api/parameters', { contrast: 50 });
+    const page = await open(browser, `${camera.url}/#parameters`);
+    const contrast = page.getByRole('spinbutton', { name: 'Contrast' });
+    await contrast.focus();
+    await camera.ask('PATCH', '/api/parameters', { contrast: 71 });
+    await until(async () => (await page.getByRole('slider', { name: 'Contrast' }).inputValue()) === '71');
+    await page.keyboard.press('Tab');
+    assert.strictEqual(await contrast.inputValue(), '71');
     await close(page);
 });
 

@@ -45,6 +45,75 @@ test('a window is drawn, moved, and set by the keyboard', async () => {
     await close(page);
 });
 
+test('a key that is held moves an end by every step, however slow the camera answers', async () => {
+    await put(1, true, '06:00', '12:00');
+    const page = await open(browser, `${camera.url}/#schemes`);
+    const end = page.getByRole('slider', { name: 'Scheme 1 to' });
+    await end.waitFor();
+    let answer;
+    const isPressed = new Promise((resolve) => (answer = resolve));
+    await page.route('**/window', async (route) => {
+        await isPressed;
+        await route.continue();
+    });
+    for (let i = 0; i < 4; i++) {
+        await end.press('ArrowRight');
+    }
+    assert.strictEqual(await end.getAttribute('aria-valuetext'), '12:20');
+    answer();
+    await until(async () => (await windowOf(1)).to === '12:20');
+    assert.strictEqual(await page.locator('.notice').count(), 0);
+    await close(page);
+});
+
+test('both times of a window are typed before they are put', async () => {
+    await put(1, true, '08:00', '10:00');
+    const page = await open(browser, `${camera.url}/#schemes`);
+    await page.getByRole('textbox', { name: 'Scheme 1 from' }).fill('20:00');
+    await page.keyboard.press('Tab');
+    await page.getByRole('textbox', { name: 'Scheme 1 to' }).fill('22:00');
+    await page.keyboard.press('Tab');
+    await until(async () => (await windowOf(1)).from === '20:00');
+    assert.strictEqual((await windowOf(1)).to, '22:00');
+    assert.strictEqual(page.requests.filter((request) => request.method() === 'PUT').length, 1);
+    await close(page);
+});
+
+test('a window is not put when the browser takes the pointer away', async () => {
+    await put(1, true, '06:00', '12:00');
+    const page = await open(browser, `${camera.url}/#schemes`);
+    const lane = page.locator('[data-scheme="1"] .lane');
+    await lane.waitFor();
+    const { x, y, width, height } = await lane.boundingBox();
+    await page.mouse.move(x + width * 0.4, y + height / 2);
+    await page.mouse.down();
+    await page.mouse.move(x + width * 0.6, y + height / 2);
+    await lane.dispatchEvent('pointercancel', { pointerId: 1 });
+    await page.mouse.up();
+    await lane.getByText('06:00–12:00').waitFor();
+    await page.getByRole('slider', { name: 'Scheme 1 to' }).press('ArrowRight');
+    await until(async () => (await windowOf(1)).to === '12:05');
+    assert.strictEqual((await windowOf(1)).from, '06:00');
+    assert.strictEqual(page.requests.filter((request) => request.method() === 'PUT').length, 1);
+    await close(page);
+});
+
+test('what is operated by the keyboard keeps the focus when the camera has answered', async () => {
+    await camera.ask('PUT', '/api/schemes/0', { brightness: 33 });
+    await camera.ask('PUT', '/api/schemes/1', { brightness: 66 });
+    const page = await open(browser, `${camera.url}/#schemes`);
+    const byHand = page.getByRole('radio', { name: 'By hand' });
+    await byHand.evaluate((radio) => (radio.isOld = true));
+    await page.getByRole('radio', { name: 'By schedule' }).press('ArrowRight');
+    await until(() => byHand.evaluate((radio) => !radio.isOld && radio === document.activeElement));
+    await camera.ask('PUT', '/api/mode', { mode: 'auto' });
+    const first = page.getByRole('combobox', { name: 'First scheme' });
+    await first.press('ArrowDown');
+    await page.getByText('They hold the same values.').waitFor();
+    assert.ok(await first.evaluate((field) => field === document.activeElement));
+    await close(page);
+});
+
 test('a window that another one hides says by which', async () => {
     await put(0, true, '06:00', '18:00');
     await put(1, true, '08:00', '10:00');

@@ -5,10 +5,15 @@ import { nameOf, schemeName } from '../names.js';
 import { h, icon, refill } from '../dom.js';
 import { parametersIn } from '../style-document.js';
 import { known, t } from '../texts.js';
-import { Page, action, card, download, notify, notifyProblem } from '../ui.js';
+import { Page, action, card, download, notify } from '../ui.js';
 
 const kLines = 500;
 const kTypingPause = 300;
+
+/** @param {string} mode */
+function modeText(mode) {
+    return t(mode === 'auto' ? 'mode_scheduled' : 'mode_by_hand');
+}
 
 class DiagnosticsPage extends Page {
     #camera = h('dl', { class: 'figures' });
@@ -127,6 +132,7 @@ class DiagnosticsPage extends Page {
             {
                 'aria-label': t('debug_level'),
                 value: String(state.level),
+                'data-focus': 'level',
                 disabled: isLocked,
                 onchange: () => void put({ level: Number(level.value) }),
             },
@@ -137,6 +143,7 @@ class DiagnosticsPage extends Page {
             role: 'switch',
             'aria-label': t('assertions'),
             checked: state.assertions,
+            'data-focus': 'assertions',
             disabled: isLocked,
             onchange: () => void put({ assertions: ends.checked }),
         });
@@ -230,8 +237,8 @@ class DiagnosticsPage extends Page {
             const what = [
                 data.scheme === undefined ? '' : schemeName(data.scheme),
                 data.why ? t(`why_${data.why}`) : '',
-                data.state ?? '',
-                data.mode ?? '',
+                data.state ? t(`state_${data.state}`) : '',
+                data.mode ? modeText(data.mode) : '',
                 values,
                 data.line ?? '',
             ].filter((part) => part);
@@ -341,17 +348,31 @@ class DiagnosticsPage extends Page {
     /** What would become of each value; nothing is done yet. @param {string} name @param {any} document */
     async #showPlan(name, document) {
         const { body: plan, revision } = await ask('POST', '/api/import?dry-run=true', document);
-        const rows = plan.schemes.flatMap((/** @type {any} */ scheme) =>
-            (scheme.values ?? [])
+        const values = plan.schemes.flatMap((/** @type {any} */ scheme) =>
+            scheme.values
                 .filter((/** @type {any} */ value) => value.outcome !== 'unchanged')
                 .map((/** @type {any} */ value) => ({ scheme: scheme.scheme, ...value })),
         );
-        const skipped = rows.filter((/** @type {any} */ row) => row.outcome === 'skipped').length;
+        const skipped = values.filter((/** @type {any} */ row) => row.outcome === 'skipped').length;
+        const others = plan.schemes.flatMap(
+            (/** @type {any} */ { scheme, stored, window, check }, /** @type {number} */ i) => {
+                if (stored === 'noScheme') {
+                    return [{ scheme, name: '', outcome: 'skipped', text: t('import_noScheme') }];
+                }
+                const { enabled, from, to } = document.schemes[i].window ?? {};
+                const value = enabled === false ? t('scheme_disabled') : `${from ?? ''}–${to ?? ''}`;
+                const text =
+                    window !== 'skipped' ? '' : t(check === 507 ? 'message_window_order' : 'message_window_late');
+                return window ? [{ scheme, name: t('import_window'), value, outcome: window, text }] : [];
+            },
+        );
+        const mode = plan.mode && [{ name: t('mode'), value: modeText(plan.mode), outcome: 'applied' }];
+        const rows = [...(mode ?? []), ...others, ...values];
         refill(
             this.#plan,
             h('h3', {}, t('import_plan', name)),
             plan.sameModel ? null : h('p', { class: 'note standing' }, icon('warning'), t('import_other_model')),
-            h('p', {}, t('import_counts', rows.length - skipped, skipped)),
+            h('p', {}, t('import_counts', values.length - skipped, skipped)),
             rows.length === 0
                 ? null
                 : h(
@@ -378,11 +399,15 @@ class DiagnosticsPage extends Page {
                                   h(
                                       'tr',
                                       { class: row.outcome },
-                                      h('td', {}, schemeName(row.scheme)),
+                                      h('td', {}, row.scheme === undefined ? '' : schemeName(row.scheme)),
                                       h('th', { scope: 'row' }, row.name),
                                       h('td', {}, row.before ?? ''),
                                       h('td', {}, row.value ?? row.asked ?? ''),
-                                      h('td', {}, row.why ? t(`import_${row.why}`) : t(`outcome_${row.outcome}`)),
+                                      h(
+                                          'td',
+                                          {},
+                                          row.text || (row.why ? t(`import_${row.why}`) : t(`outcome_${row.outcome}`)),
+                                      ),
                                   ),
                               ),
                           ),
@@ -439,22 +464,17 @@ class DiagnosticsPage extends Page {
                     {
                         type: 'button',
                         disabled: !camera.may('operator'),
-                        onclick: async () => {
-                            const pairs = [...text.value.matchAll(/\(\s*(\d+)\s*,\s*(-?\d+)\s*\)/g)].map((pair) => [
-                                pair[1],
-                                Number(pair[2]),
-                            ]);
-                            if (pairs.length === 0) {
+                        onclick: action(async () => {
+                            if (!/^\s*(\(\s*\d+\s*,\s*-?\d+\s*\)\s*)+$/.test(text.value)) {
                                 notify(t('pairs_none'), true);
                                 return;
                             }
-                            try {
-                                await ask('PATCH', '/api/parameters', Object.fromEntries(pairs));
-                                notify(t('pairs_applied', pairs.length));
-                            } catch (error) {
-                                notifyProblem(error);
-                            }
-                        },
+                            const pairs = [...text.value.matchAll(/(\d+)\s*,\s*(-?\d+)/g)];
+                            // An object would put them in order by their numbers, and forget one that comes twice.
+                            const members = pairs.map(([, key, value]) => `"${key}": ${Number(value)}`);
+                            await ask('PATCH', '/api/parameters', `{${members.join(', ')}}`);
+                            notify(t('pairs_applied', pairs.length));
+                        }),
                     },
                     t('pairs_apply'),
                 ),

@@ -132,7 +132,13 @@ class ParametersPage extends Page {
         });
         // A part of a time is shown with the whole of it.
         const controls = [...new Map(found.map((row) => [row.parent ?? row.control, row])).entries()];
-        if (controls.length === 0) {
+        const shown = new Set(parametersIn(camera.tabs).map(({ control }) => control.key));
+        const others = [...camera.rows.values()].filter(
+            ({ key, name }) =>
+                !shown.has(key) &&
+                words.split(/\s+/).every((word) => name.toLowerCase().includes(word) || String(key).includes(word)),
+        );
+        if (controls.length + others.length === 0) {
             refill(this.#content, h('p', { class: 'empty' }, t('search_nothing')));
             return;
         }
@@ -151,6 +157,18 @@ class ParametersPage extends Page {
                         ? null
                         : h('p', { class: 'note standing' }, icon('info'), t('not_shown_now', nameOf(control))),
                     controlElement(control),
+                ),
+            ),
+            others.map(({ key, name }) =>
+                h(
+                    'section',
+                    { class: 'card found' },
+                    h(
+                        'a',
+                        { href: `#parameters/${kAllKeys}`, class: 'path', onclick: () => this.#choose(kAllKeys) },
+                        t('all_keys'),
+                    ),
+                    h('p', {}, `${name} · ${key}`),
                 ),
             ),
         );

@@ -15,7 +15,12 @@ import { Page, action, askInDialog, card, notify, notifyProblem, segments } from
 class SchemesPage extends Page {
     /** @type {Schedule | null} */
     #schedule = null;
+    /** What the camera has, scheme by scheme. @type {string[]} */
+    #seen = [];
     #revision = '';
+    /** Not put yet. @type {Map<number, DayWindow>} */
+    #wanted = new Map();
+    #isPutting = false;
     #inForce = h('div', { class: 'in-force' });
     #chart = new DayChart();
     #compare = new SchemeCompare();
@@ -36,7 +41,7 @@ class SchemesPage extends Page {
     }
 
     async #load() {
-        if (this.#chart.isInUse) {
+        if (this.#chart.isInUse || this.#isPutting) {
             this.#chart.isStale = true;
             return;
         }
@@ -51,6 +56,7 @@ class SchemesPage extends Page {
                 return;
             }
             this.#schedule = body;
+            this.#seen = body.schemes.map((/** @type {DayWindow} */ row) => JSON.stringify(row));
             this.#revision = revision;
             this.#showInForce(body, why);
             this.#chart.draw(body);
@@ -72,6 +78,7 @@ class SchemesPage extends Page {
                 'aria-label': t('scheme'),
                 value: String(schedule.scheme ?? ''),
                 disabled: isLocked,
+                'data-focus': 'scheme',
                 onchange: (/** @type {Event} */ event) =>
                     void this.#choose(Number(/** @type {HTMLSelectElement} */ (event.target).value)),
             },
@@ -109,8 +116,24 @@ class SchemesPage extends Page {
 
     // ---- changes ---------------------------------------------------------------------------------------------------
 
+    /** One at a time; of what is wanted meanwhile the last. @param {DayWindow} wanted */
+    async #put(wanted) {
+        this.#wanted.set(wanted.scheme, wanted);
+        if (this.#isPutting) {
+            return;
+        }
+        this.#isPutting = true;
+        ++this.#asked; // no answer from before is drawn
+        for (const [scheme, row] of this.#wanted) {
+            this.#wanted.delete(scheme);
+            await this.#putOne(row);
+        }
+        this.#isPutting = false;
+        await this.#load();
+    }
+
     /** @param {DayWindow} row */
-    async #put(row) {
+    async #putOne(row) {
         const { scheme, enabled, from, to } = row;
         if (enabled && minutesOf(from) > minutesOf(to) && minutesOf(to) > 0 && (await this.#splitAtMidnight(row))) {
             return;
@@ -118,6 +141,7 @@ class SchemesPage extends Page {
         try {
             await this.#putUnlessChanged(scheme, { enabled, from, to });
         } catch (error) {
+            this.#wanted.delete(scheme);
             if (error instanceof Problem && error.code === 'changed-meanwhile') {
                 notify(t('changed_meanwhile'), true);
             } else if (error instanceof Problem && error.code === 'window-refused') {
@@ -126,7 +150,6 @@ class SchemesPage extends Page {
                 notifyProblem(error);
             }
         }
-        await this.#load();
     }
 
     /**
@@ -135,17 +158,18 @@ class SchemesPage extends Page {
      * @param {{enabled: boolean, from: string, to: string}} window
      */
     async #putUnlessChanged(scheme, window) {
-        const seen = JSON.stringify(this.#schedule?.schemes[scheme]);
         for (let revision = this.#revision; ; ) {
             try {
-                await ask('PUT', `/api/schemes/${scheme}/window`, window, { revision });
+                const put = await ask('PUT', `/api/schemes/${scheme}/window`, window, { revision });
+                this.#seen[scheme] = JSON.stringify(put.body);
+                this.#revision = put.revision;
                 return;
             } catch (error) {
                 if (!(error instanceof Problem) || error.code !== 'changed-meanwhile') {
                     throw error;
                 }
                 const now = await ask('GET', `/api/schemes/${scheme}/window`);
-                if (JSON.stringify(now.body) !== seen) {
+                if (JSON.stringify(now.body) !== this.#seen[scheme]) {
                     throw error;
                 }
                 revision = now.revision;
@@ -188,7 +212,6 @@ class SchemesPage extends Page {
                 await ask('PUT', `/api/schemes/${free.scheme}/window`, { enabled: true, from: '00:00', to: row.to });
             })();
         }
-        await this.#load();
         return true;
     }
 }

@@ -97,6 +97,7 @@ class WorldPage extends Page {
     /** @type {{dial: Dial, input: HTMLInputElement, reading: HTMLElement}[]} */
     #dials = [];
     #figures = h('dl', { class: 'figures' });
+    #lux = h('input');
     #speed = h('div', {});
     #faults = h('div', {});
     #sender = new Sender(
@@ -183,6 +184,15 @@ class WorldPage extends Page {
         const light = this.#dial(kLight);
         const distance = this.#dial(kDistance);
         const weather = ['haze', 'wind'].filter((name) => name in this.#world);
+        this.#lux = h('input', {
+            type: 'number',
+            min: 0,
+            step: 'any',
+            'aria-label': `${t('light')} (${unitText('lux')})`,
+            disabled: this.#isLocked,
+            onchange: () => this.#lux.value !== '' && this.#send('light', Number(this.#lux.value)),
+            onblur: () => this.#refresh(),
+        });
         time.slider.classList.add('sky');
         refill(
             this,
@@ -223,7 +233,7 @@ class WorldPage extends Page {
                             kLights.map(([text, lux]) => this.#preset('light', t(String(text)), lux)),
                         ),
                     ],
-                    [light.reading],
+                    [h('div', { class: 'field' }, this.#lux, h('span', { class: 'unit' }, unitText('lux')))],
                 ),
                 weather.length === 0
                     ? null
@@ -297,6 +307,9 @@ class WorldPage extends Page {
                 reading.textContent = text;
                 this.#showShare(input);
             }
+        }
+        if (document.activeElement !== this.#lux) {
+            this.#lux.value = world.lux === undefined ? '' : String(Number(world.lux.toPrecision(3)));
         }
         this.#showSpeed();
         this.#showFaults();
