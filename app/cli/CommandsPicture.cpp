@@ -13,7 +13,7 @@
 namespace app {
 namespace {
 
-constexpr auto kPatience = std::chrono::seconds(10);  // for the first frame, for which much is drawn
+constexpr auto kPatience = std::chrono::seconds(30);  // for the first frame, for which much is drawn
 constexpr auto kLook = std::chrono::milliseconds(10);
 
 // The first frame of a picture, which is waited for on a thread of its own: a device may never give one.

@@ -488,7 +488,7 @@ class Camera extends EventTarget {
             }
             this.#undo.forget(changes);
             this.#tell('undo');
-            this.#tell('notice', { text: error.message, bad: true });
+            this.#tell('notice', { problem: error });
             this.#reloadLimits();
         }
     }

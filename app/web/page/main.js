@@ -2,7 +2,7 @@
 import { ask } from './api.js';
 import { camera } from './camera.js';
 import { h, icon, iconButton, refill } from './dom.js';
-import { schemeName } from './names.js';
+import { problemText, schemeName } from './names.js';
 import * as texts from './texts.js';
 import { action, askInDialog, menuButton, noticeArea, notify } from './ui.js';
 
@@ -300,8 +300,8 @@ for (const name of ['unsaved', 'undo', 'values']) {
     camera.addEventListener(name, refreshSave);
 }
 camera.addEventListener('notice', (event) => {
-    const { text, bad } = /** @type {CustomEvent} */ (event).detail;
-    notify(text, bad);
+    const { text, problem } = /** @type {CustomEvent} */ (event).detail;
+    notify(text ?? problemText(problem), problem !== undefined);
 });
 addEventListener('hashchange', () => {
     if (isBuilt) {

@@ -178,7 +178,7 @@ test('a refused change says why, and shows what is in force', async () => {
     await camera.ask('PUT', '/api/world', { faults: [{ key: 'brightness', status: -4 }] });
     await page.getByRole('spinbutton', { name: 'Brightness' }).fill('55');
     await page.keyboard.press('Enter');
-    await page.getByText('KEY_BRIGHTNESS refused').waitFor();
+    await page.getByText('The camera refused 55 for Brightness.').waitFor();
     await until(async () => (await page.getByRole('slider', { name: 'Brightness' }).inputValue()) === '50');
     await close(page);
 });

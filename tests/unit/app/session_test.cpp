@@ -168,6 +168,9 @@ TEST_F(SessionTest, WithoutADescriptorThereAreNoSessionsForOthers)
 {
     app::LibraryOutput output;
     web::ListenSocket socket = web::ListenSocket::atPath("/mnt/mtd/sessions", 0600);
+    {
+        const app::Failure seen("UBSan looks at an object through a pipe, but only at the first of a type");
+    }
     rlimit before = {};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
     const rlimit none = {0, before.rlim_max};
