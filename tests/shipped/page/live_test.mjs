@@ -1,7 +1,7 @@
 // Live: the picture, and changes that are tried out on it.
 import assert from 'node:assert';
 import test, { after, before } from 'node:test';
-import { Camera, close, hideAndShow, keepBack, launch, open, until, watchFrames } from './support.mjs';
+import { Camera, close, goOn, hideAndShow, keepBack, launch, open, until, watchFrames } from './support.mjs';
 
 let camera, browser;
 before(async () => {
@@ -185,7 +185,7 @@ test('what is on its way to the camera is kept, taken back and saved with the re
     let letGo = await keepBack(page, patch, 'PATCH');
     await type(page, 'Brightness', 64);
     await page.getByRole('button', { name: 'Take back' }).click();
-    await letGo();
+    letGo();
     await until(() => asked('DELETE'), 'the trial is taken back');
     await shows(page, 'Brightness', 50);
 
@@ -195,14 +195,14 @@ test('what is on its way to the camera is kept, taken back and saved with the re
     letGo = await keepBack(page, patch, 'PATCH');
     await type(page, 'Brightness', 70);
     await page.getByRole('button', { name: 'Keep' }).click();
-    await letGo();
+    letGo();
     await until(async () => (await remembered('brightness')) === 70);
 
     await page.getByRole('button', { name: 'Save (1)' }).waitFor();
     letGo = await keepBack(page, patch, 'PATCH');
     await type(page, 'Brightness', 71);
     await page.getByRole('button', { name: 'Save (1)' }).click();
-    await letGo();
+    letGo();
     await until(async () => {
         const { values } = await camera.ask('GET', '/api/unsaved');
         return values.length === 0 && (await remembered('brightness')) === 71;
@@ -257,7 +257,7 @@ test('what was refused while it was tried out takes no change from those that ca
                   contentType: 'application/problem+json',
                   body: '{"code": "on-trial", "detail": "another has it"}',
               })
-            : route.continue(),
+            : goOn(route),
     );
     await type(page, 'Contrast', 60);
     await shows(page, 'Contrast', 50); // read again, since it was refused
@@ -274,7 +274,7 @@ test('a change that the camera corrected is taken back', async () => {
     const patch = '**/api/parameters*';
     await page.route(patch, async (route) => {
         if (route.request().method() !== 'PATCH') {
-            return route.continue();
+            return goOn(route);
         }
         const response = await route.fetch({ postData: '{"brightness": 60}' });
         const json = await response.json();
@@ -297,7 +297,7 @@ test('changes that waited together are sent in the order in which they were made
     await type(page, 'Saturation', 55);
     await type(page, 'Contrast', 56);
     await type(page, 'Brightness', 57);
-    await letGo();
+    letGo();
     await until(async () => (await remembered('brightness')) === 57);
     const sent = page.requests.filter((request) => request.method() === 'PATCH');
     assert.strictEqual(sent.at(-1).postData(), '{"KEY_CONTRAST":56,"KEY_BRIGHTNESS":57}');

@@ -1,7 +1,7 @@
 // Schemes: windows are drawn on the day's chart, and the camera changes over by them.
 import assert from 'node:assert';
 import test, { after, before } from 'node:test';
-import { Camera, close, draw, launch, open, until } from './support.mjs';
+import { Camera, close, draw, goOn, launch, open, until } from './support.mjs';
 
 let camera, browser;
 before(async () => {
@@ -54,7 +54,7 @@ test('a key that is held moves an end by every step, however slow the camera ans
     const isPressed = new Promise((resolve) => (answer = resolve));
     await page.route('**/window', async (route) => {
         await isPressed;
-        await route.continue();
+        await goOn(route);
     });
     for (let i = 0; i < 4; i++) {
         await end.press('ArrowRight');
@@ -179,7 +179,7 @@ test('a change of somebody else in between is not overwritten', async () => {
     await page.getByRole('textbox', { name: 'Scheme 0 from' }).fill('07:00');
     await page.route('**/window', async (route) => {
         await put(0, true, '05:00', '19:00');
-        await route.continue();
+        await goOn(route);
     });
     await page.keyboard.press('Enter');
     await page.getByText('Somebody changed the camera meanwhile').waitFor();

@@ -183,7 +183,12 @@ export async function hideAndShow(page, meanwhile = () => {}) {
     await read;
 }
 
-/** From now on what the page asks for waits until it is let go. @returns {Promise<() => Promise<void>>} */
+/** A request goes its way, unless its page has been closed. */
+export function goOn(route) {
+    return route.continue().catch(() => {});
+}
+
+/** From now on what the page asks for waits until it is let go. @returns {Promise<() => void>} */
 export async function keepBack(page, where, method) {
     let letGo = () => {};
     const gone = new Promise((resolve) => (letGo = resolve));
@@ -191,13 +196,10 @@ export async function keepBack(page, where, method) {
         if (route.request().method() === method) {
             await gone;
         }
-        await route.continue();
+        await goOn(route);
     };
     await page.route(where, wait);
-    return async () => {
-        letGo();
-        await page.unroute(where, wait);
-    };
+    return letGo;
 }
 
 /** Waits until it holds, with a bound. @param {() => any} condition */
