@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,7 @@ struct Control
     bool isReadable = true;                     // a button is not
     bool isSettable = true;
     bool isVolatile = false;  // the device changes it by itself
+    bool is64Bits = false;    // how its value travels
 
     // The value that the device would take for this one; of a menu's, itself only.
     std::int64_t nearest(std::int64_t value) const;
@@ -64,8 +66,9 @@ struct ControlEvent
     };
 
     Kind kind;
-    Control control;         // of described, the whole of it; else its id counts
-    std::int64_t value = 0;  // of changed
+    u32 id;
+    std::int64_t value = 0;          // of changed
+    std::optional<Control> control;  // of described
 };
 
 // One device that is open. For one thread at a time; a call may hang for seconds.
@@ -80,13 +83,13 @@ public:
     // 0, or an error number, and then some may have been set. What was set is replaced by what the device made of it.
     virtual int set(std::vector<Setting>& settings) = 0;
 
-    // 0, or an error number, and then values are unchanged.
-    virtual int get(std::vector<Setting>& settings) = 0;
+    // 0, or an error number, and then value is unchanged.
+    virtual int get(u32 id, std::int64_t& value) = 0;
 
     // Readable, for poll, when events() has something; -1 for a device that tells nothing.
     virtual int eventDescriptor() const { return -1; }
-    // Those that have come; never waits.
-    virtual std::vector<ControlEvent> events() { return {}; }
+    // Adds those that have come; never waits. 0, or an error number: the device is gone.
+    virtual int events(std::vector<ControlEvent>&) { return 0; }
 };
 
 }  // namespace devices
