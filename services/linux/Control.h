@@ -55,6 +55,8 @@ inline bool operator==(const Setting& a, const Setting& b)
     return a.id == b.id && a.value == b.value;
 }
 
+using Values = std::map<u32, std::int64_t>;  // by control
+
 // What a device tells unasked.
 struct ControlEvent
 {

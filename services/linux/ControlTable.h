@@ -23,9 +23,7 @@ struct Rows
 };
 Rows rows();
 
-using Words = std::map<u32, int>;            // by command; 153, whether it is night, is one of them
-using Values = std::map<u32, std::int64_t>;  // by control
-
+using Words = std::map<u32, int>;  // by command; 153, whether it is night, is one of them
 // The rows that have a device behind them. Constant, Reentrant.
 class ControlTable
 {
