@@ -22,10 +22,14 @@ public:
 
     int set(bool isHigh) override
     {
-        gpio_v2_line_values values = {};
-        values.mask = 1;
-        values.bits = isHigh ? 1 : 0;
-        return ioctl(descriptor_, GPIO_V2_LINE_SET_VALUES_IOCTL, &values) == 0 ? 0 : errno;
+        // Direction and level in one step: a filter must not be moved by the way to its first position.
+        gpio_v2_line_config config = {};
+        config.flags = GPIO_V2_LINE_FLAG_OUTPUT;
+        config.num_attrs = 1;
+        config.attrs[0].mask = 1;
+        config.attrs[0].attr.id = GPIO_V2_LINE_ATTR_ID_OUTPUT_VALUES;
+        config.attrs[0].attr.values = isHigh ? 1 : 0;
+        return ioctl(descriptor_, GPIO_V2_LINE_SET_CONFIG_IOCTL, &config) == 0 ? 0 : errno;
     }
 
 private:
@@ -52,7 +56,6 @@ std::unique_ptr<Line> gpioLine(const std::string& chip, unsigned offset, int& er
     gpio_v2_line_request request = {};
     request.num_lines = 1;
     request.offsets[0] = offset;
-    request.config.flags = GPIO_V2_LINE_FLAG_OUTPUT;
     std::strncpy(request.consumer, "sensorcam", sizeof request.consumer - 1);
     error = ioctl(descriptor, GPIO_V2_GET_LINE_IOCTL, &request) == 0 ? 0 : errno;
     close(descriptor);

@@ -15,7 +15,7 @@ public:
     virtual int set(bool isHigh) = 0;
 };
 
-// Line number offset of a chip, "/dev/gpiochip0", driven low until it is set. Null, and error says why, when it cannot
+// Line number offset of a chip, "/dev/gpiochip0", left as it is until it is set. Null, and error says why, when it cannot
 // be had; EBUSY: somebody else drives it. It is given back with the object.
 std::unique_ptr<Line> gpioLine(const std::string& chip, unsigned offset, int& error);
 

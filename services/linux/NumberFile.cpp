@@ -29,8 +29,8 @@ public:
             return error;
         }
         // What fills the buffer may go on.
-        const auto read = static_cast<std::size_t>(length);
-        const std::optional<double> number = read < sizeof text ? parseNumber({text, read}) : std::nullopt;
+        const auto size = static_cast<std::size_t>(length);
+        const std::optional<double> number = size < sizeof text ? parseNumber({text, size}) : std::nullopt;
         value = number.value_or(value);
         return number ? 0 : EBADMSG;
     }
