@@ -140,7 +140,6 @@ void ControlQueue::opened(const std::vector<Control>& controls)
     }
     for (auto& [id, slot] : slots_)
     {
-        slot.sent.reset();
         slot.actual.reset();
         slot.flying.reset();
         slot.isAlone = false;
@@ -451,7 +450,7 @@ void ControlQueue::overrule(u32 id, Slot& slot, std::int64_t value, Instant now)
     {
         freeManual(id);
     }
-    if (!isNew || !slot.wished || slot.flying || slot.control->isVolatile || isHeld(holdOf(id)) ||
+    if (!isNew || !slot.wished || slot.flying || slot.control->isVolatile ||
         (slot.state != ControlState::applied && slot.state != ControlState::overruled))
     {
         return;

@@ -389,6 +389,8 @@ TEST_F(ControlQueueTest, WhatAnotherSetIsPutBackAFewTimesAMinute)
     now_ += 1min;
     expectSent({{kBrightness, 5}});
     EXPECT_EQ(ControlState::applied, stateOf(kBrightness));
+    hear(ControlEvent::Kind::changed, kBrightness, 20);
+    expectSent({{kBrightness, 5}});
 }
 
 TEST_F(ControlQueueTest, ANewWishIsSentWhoeverHadOverruledTheOldOne)
@@ -440,6 +442,7 @@ TEST_F(ControlQueueTest, APressIsSentOnceAndForgotten)
     EXPECT_EQ(ControlState::busy, stateOf(V4L2_CID_AUTO_FOCUS_START));
     now_ += 1h;
     expectNothing();
+    queue_.press(V4L2_CID_AUTO_FOCUS_START);
     queue_.lost();
     queue_.opened(controls);
     expectNothing();

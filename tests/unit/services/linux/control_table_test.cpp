@@ -139,6 +139,22 @@ TEST(ControlTable, AWordThatSaysNothingLeavesItsControlAlone)
         << "the temperature of manual white balance is set by itself";
 }
 
+TEST(ControlTable, EachControlIsSetOnceWhateverHasAPartInIt)
+{
+    const ControlTable table(everything());
+    Words words = {{IA_CMD_DN_STATE, 1}};
+    for (const ia_cmd_e cmd : table.commands())
+    {
+        words[cmd] = table.allowed(cmd)->defaultValue;
+    }
+    std::set<u32> controls;
+    for (const Setting& setting : table.settings(words))
+    {
+        EXPECT_TRUE(controls.insert(setting.id).second) << setting.id;
+    }
+    EXPECT_GT(controls.size(), 25u);
+}
+
 TEST(ControlTable, ANightHasNoColourAndTheDaysSaturationComesBack)
 {
     const ControlTable table(everything());
