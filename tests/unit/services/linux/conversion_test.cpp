@@ -27,6 +27,19 @@ Row list(const Entry (&entries)[N])
     return {IA_CMD_BRIGHTNESS, kAny, Conversion::list, 0, 0, 0, entries, N};
 }
 
+TEST(Control, TheNearestValueIsAWholeStepWithinTheRange)
+{
+    const Control control = number(kAny, 3, 21, 8, 5);
+    EXPECT_EQ(3, control.nearest(-100));
+    EXPECT_EQ(3, control.nearest(5));
+    EXPECT_EQ(8, control.nearest(6));
+    EXPECT_EQ(18, control.nearest(20));
+    EXPECT_EQ(18, control.nearest(100)) << "23 would be beyond";
+    EXPECT_FALSE(control.contains(21));
+    EXPECT_EQ(7, menu(kAny, {1, 3}, 1).nearest(7)) << "one item does not stand for another";
+    EXPECT_FALSE(menu(kAny, {1, 3}, 1).contains(2));
+}
+
 TEST(Percent, FiftyIsTheDevicesDefaultWhereverThatLies)
 {
     const Row row = range(Conversion::percent, 0, 50, 100);
