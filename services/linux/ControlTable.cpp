@@ -187,10 +187,11 @@ constexpr Row kRows[] = {
 };
 // clang-format on
 
-// Of a row that sleeps, or speaks only sometimes, nothing is known here: that is asked with the words.
-bool isAsleep(const Row& row, const std::vector<Control>& controls)
+// A driver may give a control another type than everybody else: of a menu there are no shares.
+bool isAsleep(const Row& row, const Control& control, const std::vector<Control>& controls)
 {
-    return (row.with != 0 && findControl(controls, row.with) == nullptr) ||
+    const bool isOther = isRange(row) && control.type != ControlType::number && control.type != ControlType::yesNo;
+    return isOther || (row.with != 0 && findControl(controls, row.with) == nullptr) ||
            (row.unless != 0 && findControl(controls, row.unless) != nullptr);
 }
 
@@ -230,7 +231,7 @@ ControlTable::ControlTable(std::vector<Control> controls) : controls_(std::move(
     for (const Row& row : rows())
     {
         const Control* const control = findControl(controls_, row.control);
-        if (control == nullptr || !control->isSettable || isAsleep(row, controls_))
+        if (control == nullptr || !control->isSettable || isAsleep(row, *control, controls_))
         {
             continue;
         }

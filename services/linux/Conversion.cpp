@@ -102,7 +102,7 @@ std::optional<std::int64_t> resolve(std::int64_t value, const Control& control)
     case kGreatest:
         return control.nearest(control.maximum);
     case kDefault:
-        return control.defaultValue;
+        return control.nearest(control.defaultValue);
     default:
         // A number next to the one that is meant will do, an item of a menu will not.
         if (control.type == ControlType::menu ? control.contains(value)
@@ -177,9 +177,14 @@ int nearestShutter(std::int64_t value)
     return nearest;
 }
 
-bool takes(const Control& control, std::int64_t value)
+bool isWithin(const Control& control, std::int64_t value)
 {
     return value >= control.minimum && value <= control.maximum;
+}
+
+std::optional<std::int64_t> ifTaken(const Control& control, std::int64_t value)
+{
+    return control.contains(value) ? std::optional<std::int64_t>(value) : std::nullopt;
 }
 
 }  // namespace
@@ -197,15 +202,15 @@ std::optional<std::int64_t> valueOf(const Row& row, int word, const Control& con
         return entry == nullptr ? std::nullopt : valueOf(*entry, control);
     }
     case Conversion::shutter:
-        if (word < 0 || word >= static_cast<int>(std::size(kShutters)) || !takes(control, exposure(word)))
+        if (word < 0 || word >= static_cast<int>(std::size(kShutters)) || !isWithin(control, exposure(word)))
         {
             return std::nullopt;
         }
-        return control.nearest(exposure(word));
+        return ifTaken(control, control.nearest(exposure(word)));
     case Conversion::bit:
-        return (static_cast<unsigned>(word) >> row.least) & 1u;
+        return ifTaken(control, (static_cast<unsigned>(word) >> row.least) & 1u);
     case Conversion::same:
-        return control.contains(word) ? std::optional<std::int64_t>(word) : std::nullopt;
+        return ifTaken(control, word);
     default:
         return std::nullopt;  // what is pressed is no state
     }
@@ -261,7 +266,8 @@ std::set<int> wordsOf(const Row& row, const Control& control)
         }
         break;
     case Conversion::bit:
-        words = {0, 1 << row.least};
+        addIfTaken(0);
+        addIfTaken(1 << row.least);
         break;
     case Conversion::same:
         for (const auto& [value, text] : control.items)

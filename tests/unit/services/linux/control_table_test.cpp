@@ -247,6 +247,11 @@ TEST(ControlTable, AControlThatCannotBeSetIsNoDevice)
     EXPECT_TRUE(ControlTable({brightness}).commands().empty());
 }
 
+TEST(ControlTable, AMenuWhereOthersHaveANumberIsNoDevice)
+{
+    EXPECT_TRUE(ControlTable({menu(V4L2_CID_BRIGHTNESS, {0, 3}, 0)}).commands().empty());
+}
+
 TEST(ControlTable, AButtonIsPressedAndNeverSet)
 {
     const ControlTable table(everything());

@@ -198,6 +198,13 @@ TEST(Bit, IsOneOfTheWordsBits)
     EXPECT_EQ((std::set<int>{0, 2}), wordsOf(row, flip));
 }
 
+TEST(Bit, OfAControlThatCannotBeOneThereIsOnlyZero)
+{
+    const Row row = range(Conversion::bit, 0, 0, 0);
+    EXPECT_EQ(std::nullopt, valueOf(row, 1, number(kAny, 0, 0, 0)));
+    EXPECT_EQ((std::set<int>{0}), wordsOf(row, number(kAny, 0, 0, 0)));
+}
+
 TEST(Same, IsTheValueItself)
 {
     const Row row = range(Conversion::same, 0, 0, 0);
