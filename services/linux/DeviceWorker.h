@@ -1,0 +1,93 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "services/linux/Control.h"
+#include "services/linux/ControlQueue.h"
+
+namespace devices {
+
+// Called on the worker's thread, which holds no lock: any call of the worker is allowed but ending it. Must not throw.
+class WorkerListener
+{
+public:
+    virtual ~WorkerListener() = default;
+
+    // The device is there, for the first time or again. values: what was found, where nothing had been wished yet.
+    virtual void opened(const std::vector<Control>& controls, const Values& values) = 0;
+    // What changed, by control.
+    virtual void told(const std::map<u32, Report>& news) = 0;
+};
+
+// The thread that brings one device to what is wished. Thread-safe; no call waits for the device, but the end of this
+// object waits for a call under way.
+class DeviceWorker
+{
+public:
+    // Null while the device is not there. Called on the worker's thread, with pauses between.
+    using Open = std::function<std::unique_ptr<ControlDevice>()>;
+
+    // The listener must outlive it.
+    DeviceWorker(Open open, WorkerListener& listener, Patience patience = {}, Others others = Others::putBack);
+    ~DeviceWorker();
+
+    DeviceWorker(const DeviceWorker&) = delete;
+    DeviceWorker& operator=(const DeviceWorker&) = delete;
+
+    // The newest wish of each control counts.
+    void wish(const std::vector<Setting>& settings);
+    // A button; not while the device is not there.
+    void press(u32 id);
+    // It may be there now: it is looked for at once, and again as after a first failure.
+    void plugged();
+
+    Report report(u32 id) const;
+
+private:
+    class Wake
+    {
+    public:
+        Wake();
+        ~Wake();
+        int descriptor() const { return descriptor_; }
+        void signal() const;
+        void clear() const;
+
+    private:
+        const int descriptor_;
+    };
+
+    void run();
+    bool isEnding() const;
+    void openDevice();
+    Values find(const std::vector<Control>& controls);
+    bool sendNext();
+    void waitForMore();
+    void hear();
+    void loseDevice();
+    void tell();
+
+    const Open open_;
+    WorkerListener& listener_;
+    const Patience patience_;
+    const Wake wake_;
+
+    // The thread's own.
+    std::unique_ptr<ControlDevice> device_;
+
+    mutable std::mutex mutex_;  // never held during a call of the device or the listener
+
+    // Guarded by mutex_.
+    ControlQueue queue_;
+    bool isEnding_ = false;
+    int openings_ = 0;  // that failed, one after the other
+    Instant nextOpening_{};
+
+    std::thread thread_;  // last: it uses the others
+};
+
+}  // namespace devices

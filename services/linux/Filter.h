@@ -1,0 +1,38 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "services/linux/Control.h"
+#include "services/linux/Line.h"
+
+namespace devices {
+
+// The filter that keeps infrared light out: one control, 1 when it is in the light's way. For one thread at a time.
+class Filter : public ControlDevice
+{
+public:
+    // A line that is high, or with isHighIn false low, while the filter is in.
+    static std::unique_ptr<Filter> byLevel(std::unique_ptr<Line> line, bool isHighIn);
+
+    using Sleep = std::function<void(std::chrono::milliseconds)>;
+
+    // A motor or magnet with a line for each way, high for so long. set returns when the pulse is over.
+    static std::unique_ptr<Filter> byPulse(std::unique_ptr<Line> in, std::unique_ptr<Line> out,
+                                           std::chrono::milliseconds length, Sleep sleep = {});
+
+    const std::vector<Control>& controls() const override { return controls_; }
+    int set(std::vector<Setting>& settings) override;
+    // Lines tell nothing: EPERM.
+    int get(u32 id, std::int64_t& value) override;
+
+private:
+    explicit Filter(std::function<int(bool isIn)> move);
+
+    const std::vector<Control> controls_;
+    const std::function<int(bool isIn)> move_;
+};
+
+}  // namespace devices

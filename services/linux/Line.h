@@ -1,0 +1,22 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace devices {
+
+// One output line. For one thread at a time.
+class Line
+{
+public:
+    virtual ~Line() = default;
+
+    // 0, or an error number.
+    virtual int set(bool isHigh) = 0;
+};
+
+// Line number offset of a chip, "/dev/gpiochip0", left as it is until it is set. Null, and error says why, when it cannot
+// be had; EBUSY: somebody else drives it. It is given back with the object.
+std::unique_ptr<Line> gpioLine(const std::string& chip, unsigned offset, int& error);
+
+}  // namespace devices

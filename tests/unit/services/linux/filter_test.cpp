@@ -1,0 +1,107 @@
+#include "services/linux/Filter.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <string>
+
+#include "services/linux/ControlIds.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using devices::Filter;
+using devices::kFilter;
+using devices::Setting;
+
+class FilterTest : public testing::Test
+{
+protected:
+    // Writes down what it is set to; fails with error_ when it is set high.
+    std::unique_ptr<devices::Line> line(const std::string& name)
+    {
+        class Written : public devices::Line
+        {
+        public:
+            Written(FilterTest& test, std::string name) : test_(test), name_(std::move(name)) {}
+
+            int set(bool isHigh) override
+            {
+                test_.log_ += name_ + (isHigh ? "+ " : "- ");
+                return isHigh ? test_.error_ : 0;
+            }
+
+        private:
+            FilterTest& test_;
+            const std::string name_;
+        };
+        return std::make_unique<Written>(*this, name);
+    }
+
+    std::unique_ptr<Filter> byPulse()
+    {
+        return Filter::byPulse(line("in"), line("out"), 100ms,
+                               [this](std::chrono::milliseconds span) { log_ += std::to_string(span.count()) + " "; });
+    }
+
+    static int move(Filter& filter, bool isIn)
+    {
+        std::vector<Setting> settings = {{kFilter, isIn ? 1 : 0}};
+        return filter.set(settings);
+    }
+
+    std::string log_;
+    int error_ = 0;
+};
+
+TEST_F(FilterTest, IsOneControlThatCannotBeRead)
+{
+    const auto filter = Filter::byLevel(line("line"), true);
+    ASSERT_EQ(1u, filter->controls().size());
+    EXPECT_EQ(kFilter, filter->controls()[0].id);
+    EXPECT_FALSE(filter->controls()[0].isReadable);
+    std::int64_t value = 5;
+    EXPECT_EQ(EPERM, filter->get(kFilter, value));
+    EXPECT_EQ(5, value);
+    std::vector<Setting> other = {{devices::kLampNear, 1}};
+    EXPECT_EQ(EINVAL, filter->set(other));
+    EXPECT_EQ("", log_) << "nothing moves before it is wished";
+}
+
+TEST_F(FilterTest, ByLevelTheLineStaysAsItIsSet)
+{
+    EXPECT_EQ(0, move(*Filter::byLevel(line("line"), true), true));
+    EXPECT_EQ(0, move(*Filter::byLevel(line("line"), true), false));
+    EXPECT_EQ(0, move(*Filter::byLevel(line("line"), false), true));
+    EXPECT_EQ("line+ line- line- ", log_);
+}
+
+TEST_F(FilterTest, ByPulseTheLineOfTheWayIsHighForAWhile)
+{
+    const auto filter = byPulse();
+    EXPECT_EQ(0, move(*filter, true));
+    EXPECT_EQ(0, move(*filter, false));
+    EXPECT_EQ("in+ 100 in- out+ 100 out- ", log_);
+}
+
+TEST_F(FilterTest, APulseThatFailsLeavesNoCoilOn)
+{
+    error_ = EIO;
+    EXPECT_EQ(EIO, move(*byPulse(), true));
+    EXPECT_EQ("in+ in- ", log_);
+}
+
+TEST(GpioLine, WhatIsNoChipIsRefusedWithoutWaiting)
+{
+    int error = 0;
+    EXPECT_FALSE(devices::gpioLine("/nowhere/gpiochip0", 3, error));
+    EXPECT_EQ(ENOENT, error);
+    EXPECT_FALSE(devices::gpioLine("/dev/null", 3, error));
+    EXPECT_EQ(ENOTTY, error);
+    ASSERT_EQ(0, mkfifo("/tmp/gpiochip0", 0600));
+    EXPECT_FALSE(devices::gpioLine("/tmp/gpiochip0", 3, error));
+    EXPECT_EQ(ENOTTY, error);
+}
+
+}  // namespace
