@@ -20,6 +20,3 @@ light=$(sensor cm3232)
 expect 0 "$(cat "$light/in_illuminance_input")"
 i2cset -f -y 0 0x10 0x50 10000 w
 expect_between 1 65535 "$(cat "$light/in_illuminance_input")"
-
-echo 0x1c >$bus/delete_device
-echo 0x10 >$bus/delete_device
