@@ -79,6 +79,23 @@ std::u16string utf16(const std::string& text)
     return units;
 }
 
+std::uint8_t abilitiesOf(const std::string& word)
+{
+    if (word == "read-only")
+    {
+        return kRead | kChanges;
+    }
+    if (word == "changes")
+    {
+        return kRead | kSet | kChanges;
+    }
+    if (word.empty())
+    {
+        return kRead | kSet;
+    }
+    throw std::runtime_error("no such ability: " + word);
+}
+
 Control readControl(const std::string& words)
 {
     char name[32];
@@ -86,11 +103,12 @@ Control readControl(const std::string& words)
     int end = 0;
     const int read = std::sscanf(words.c_str(), "%31s %ld..%ld/%li %ld %n", name, &control.minimum, &control.maximum,
                                  &control.step, &control.byDefault, &end);
-    if (read != 5 || static_cast<std::size_t>(end) != words.size())
+    if (read != 5)
     {
         throw std::runtime_error("NAME MINIMUM..MAXIMUM/STEP DEFAULT is needed");
     }
     control.kind = kindOf(name);
+    control.abilities = abilitiesOf(words.substr(static_cast<std::size_t>(end)));
     control.current = control.byDefault;
     return control;
 }

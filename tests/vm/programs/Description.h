@@ -24,6 +24,10 @@ constexpr std::uint8_t kCameraTerminal = 1;
 constexpr std::uint8_t kProcessingUnit = 2;
 constexpr std::uint8_t kExtensionUnit = 4;
 
+constexpr std::uint8_t kRead = 1;
+constexpr std::uint8_t kSet = 2;
+constexpr std::uint8_t kChanges = 8;  // by itself: it is to be read anew each time
+
 struct Control
 {
     const ControlKind* kind = nullptr;
@@ -32,13 +36,14 @@ struct Control
     long step = 0;  // of the exposure mode: the modes there are, a bit each
     long byDefault = 0;
     long current = 0;
+    std::uint8_t abilities = 0;  // as UVC numbers them: kRead, kSet, kChanges
 };
 
 // What a camera is. In text, a line each, in any order; empty lines and those that begin with # say nothing:
 //   usb VENDOR:PRODUCT                       hexadecimal
 //   product TEXT                             ASCII, and \uXXXX for any one unit of UTF-16, also half a pair
 //   serial TEXT
-//   control NAME MINIMUM..MAXIMUM/STEP DEFAULT
+//   control NAME MINIMUM..MAXIMUM/STEP DEFAULT [changes|read-only]
 struct Description
 {
     std::uint16_t vendor = 0x1d6b;

@@ -288,6 +288,7 @@ Answer UvcCamera::unitRequest(int request, int unit, int selector, const Bytes& 
         return set(halves, data);
     }
     Bytes values;
+    std::uint8_t abilities = 0;
     for (const ControlKind* half : halves)
     {
         const Control* control = find(*half);
@@ -299,11 +300,12 @@ Answer UvcCamera::unitRequest(int request, int unit, int selector, const Bytes& 
                            : request == kGetRes ? from.step
                                                 : from.byDefault;
         append(values, static_cast<std::uint32_t>(value), half->size);
+        abilities |= from.abilities;
     }
     switch (request)
     {
     case kGetInfo:
-        return done({3});  // it can be read and set
+        return done({abilities});
     case kGetLen:
         return done({static_cast<std::uint8_t>(values.size()), 0});
     case kGetCur:
@@ -343,7 +345,7 @@ Answer UvcCamera::set(const std::vector<const ControlKind*>& halves, const Bytes
             return {};
         }
         const long wanted = number(data, *half);
-        if (control && (wanted < control->minimum || wanted > control->maximum))
+        if (control && ((control->abilities & kSet) == 0 || wanted < control->minimum || wanted > control->maximum))
         {
             std::printf("refused %s = %ld\n", half->name, wanted);
             return {};

@@ -1,4 +1,5 @@
-# The camera's controls are listed, set and read; a value that it has not is clamped or refused, as the driver does.
+# The camera's controls are listed, set and read, also after the camera itself changed one; a value that it has not is clamped
+# or refused, as the driver does.
 
 plug_in webcam Webcam
 v4l2-ctl -d "$node" -l >/tmp/controls
@@ -23,3 +24,8 @@ v4l2-ctl -d "$node" -c auto_exposure=1
 v4l2-ctl -d "$node" -c exposure_time_absolute=100
 wait_for said webcam 'exposure_time = 100'
 expect 'Numerical result out of range' "$(refusal "$node" power_line_frequency=3)"
+
+tell webcam change zoom 300
+wait_for said webcam 'change zoom 300: done'
+expect 300 "$(value_of "$node" zoom_absolute)"
+expect 'Permission denied' "$(refusal "$node" privacy=1)"

@@ -22,9 +22,11 @@ expect 80.0 "$(seen colour)"
 v4l2-ctl -d "$node" -c auto_exposure=1
 look "$node" 160 120 exposure_time_absolute=100
 expect_between 62 65 "$(seen y)"
-look "$node" 160 120 privacy=1
+tell webcam change privacy 1
+wait_for said webcam 'change privacy 1: done'
+look "$node" 160 120 sharpness=4
 expect 0.0 "$(seen spread)"
 
 v4l2-ctl -d "$node" -p 15 >/dev/null
-look "$node" 160 120 privacy=0
+look "$node" 160 120 sharpness=3
 expect 'interval 666666' "$(grep interval /tmp/webcam.log | tail -n 1)"
