@@ -81,6 +81,9 @@ test('each page is taken', async () => {
     });
     await take(diagnostics, 'diagnostics');
 
+    await day.ask('PUT', '/api/lens', { focusMode: 0 });
+    await day.ask('POST', '/api/lens/focus-once');
+    await until(async () => !(await day.ask('GET', '/api/lens')).focusMoving);
     const phone = { viewport: { width: 390, height: 780 }, deviceScaleFactor: 2, isMobile: true, hasTouch: true };
     await takeWithPicture(await show(day.url, { ...phone, colorScheme: 'dark' }), 'phone');
     await day.remove();
