@@ -5,6 +5,8 @@
 #include <cmath>
 #include <utility>
 
+#include "services/sim/picture/SignalsHeld.h"
+
 namespace sim::picture {
 namespace {
 
@@ -78,6 +80,7 @@ std::optional<services::Frame> Picture::next()
 
 void Picture::draw(const View& view)
 {
+    const SignalsHeld held;
     const cv::Mat picture = pipeline_.shoot(view, toSeconds(std::chrono::steady_clock::now()), 1 / rate_);
     frame_.width = picture.cols;
     frame_.height = picture.rows;

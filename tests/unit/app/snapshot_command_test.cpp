@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <condition_variable>
+#include <csignal>
 #include <limits>
 #include <mutex>
 #include <stdexcept>
@@ -177,6 +179,20 @@ TEST_F(SnapshotCommandTest, OfTheSimulatedCameraIsAWholeJpeg)
     ASSERT_GT(jpeg.size(), 10'000u);
     EXPECT_EQ(jpeg.substr(0, 3), "\xFF\xD8\xFF");
     EXPECT_EQ(jpeg.substr(jpeg.size() - 2), "\xFF\xD9");
+}
+
+TEST_F(SnapshotCommandTest, ASignalToTheProcessIsNotForTheThreadsThatDraw)
+{
+    answer(support::journal(), "snapshot gate.jpg", console_);
+    camera_.reset();  // its own threads
+    sigset_t interrupt, before;
+    sigemptyset(&interrupt);
+    sigaddset(&interrupt, SIGINT);
+    ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &interrupt, &before), 0);
+    kill(getpid(), SIGINT);  // a thread that took it would end the process
+    const timespec now = {};
+    EXPECT_EQ(sigtimedwait(&interrupt, nullptr, &now), SIGINT);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 }  // namespace
