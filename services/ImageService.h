@@ -76,6 +76,52 @@ public:
     virtual Weather weather() const = 0;
 };
 
+// How what was wished of a parameter stands with a real device.
+enum class Standing : unsigned char
+{
+    applied,
+    waiting,    // on its way
+    held,       // an automatic of the device is on; sent when it is off
+    busy,       // not while the device is used; tried again
+    stalled,    // the device fails, or does not answer; tried again
+    refused,    // the device does not take this value
+    overruled,  // another program has set another value
+    lost,       // the device is gone; sent when it is back
+};
+
+// A control of the device that is behind no command.
+struct NamedControl
+{
+    std::string name;   // [a-z0-9_]+, made of the device's own; one of a kind
+    std::string title;  // the device's own, printable UTF-8
+    Kind kind;          // range, choice or action
+    AllowedValues allowed;
+    std::map<int, std::string> labels;  // of a choice's values
+    int value;                          // as wished
+    Standing standing;
+};
+
+// The device behind a service that has a real one. Thread-safe; nothing here waits for it.
+class Device
+{
+public:
+    virtual ~Device() = default;
+
+    virtual std::string name() const = 0;
+    virtual bool isThere() const = 0;
+    // It came back with other controls than those that the camera's documents are made of.
+    virtual bool hasOtherControls() const = 0;
+
+    // Of the commands that are not applied.
+    virtual std::map<ia_cmd_e, Standing> standings() const = 0;
+    // Words that another program has set and that count from now on, each told once.
+    virtual std::map<ia_cmd_e, int> takenOver() = 0;
+
+    virtual std::vector<NamedControl> controls() const = 0;
+    // A Status: kUnknownCommand without such a control, kOutOfRange.
+    virtual int set(const std::string& control, int value) = 0;
+};
+
 class PlannedFailures;
 
 // Thread-safe: the library calls from the host's threads and from the sensor thread at once.
@@ -105,6 +151,8 @@ public:
     virtual World* world() { return nullptr; }
     // Null where no calls can be made to fail.
     virtual PlannedFailures* failures() { return nullptr; }
+    // Null for a service without a real one.
+    virtual Device* device() { return nullptr; }
 
     // A picture of its own for each reader; null for a service without one. Throws std::runtime_error, with the reason,
     // when there is one that cannot be had.
@@ -125,6 +173,7 @@ public:
     std::optional<int> lamps() const override { return inner_.lamps(); }
     World* world() override { return inner_.world(); }
     PlannedFailures* failures() override { return inner_.failures(); }
+    Device* device() override { return inner_.device(); }
     std::unique_ptr<PictureSource> openPicture() override { return inner_.openPicture(); }
 
 protected:

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace devices {
+
+enum class Role : unsigned char
+{
+    camera,  // its node
+    light,   // a sensor of the kernel's industrial I/O
+    lampNear,
+    lampMedium,
+    lampFar,
+    filter,  // the GPIO chip of its lines
+};
+
+// Who opens the devices of one camera: this process, or another one outside of its private tree. Thread-safe.
+class DeviceSource
+{
+public:
+    virtual ~DeviceSource() = default;
+
+    // A descriptor of the role's device as it is plugged in now, which the caller closes. file: one of the kernel's files
+    // of a light sensor or a lamp ("in_illuminance_raw", "brightness"); empty for a node. Below 0, the error number with
+    // a minus: -ENODEV while it is not plugged in, -ENOENT for a file that it does not have, -EINVAL for a role that the
+    // camera has nothing for. Does not wait for the device.
+    virtual int open(Role role, const std::string& file = "") = 0;
+
+    // From now on changed is called whenever a device has come or gone, on a thread of the source's own; it may call
+    // open. One listener; null takes it off, and then a call under way has ended when this returns.
+    virtual void listen(std::function<void()> changed) = 0;
+};
+
+}  // namespace devices
