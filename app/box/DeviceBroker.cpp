@@ -162,6 +162,7 @@ void DeviceBroker::run()
     while (answerOne())
     {
     }
+    shutdown(line_.number(), SHUT_RDWR);
     source_.listen(nullptr);
     const std::lock_guard<std::mutex> lock(mutex_);
     changes_ = camera::Descriptor();
