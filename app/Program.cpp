@@ -472,7 +472,7 @@ int runInPrivateTree(Options options)
     const std::vector<std::string> arguments = insideArguments(options, state.lockDescriptor(), line.copysEnd());
     const std::string users = options.serve ? web::usersFolder(*options.serve) : "";
     const Tree tree = device ? Tree::ofDevice : Tree::ofModel;
-    return superviseCamera(sandboxCommand(state.path(), tree, programFile(), arguments, users), line, inherited,
+    return superviseCamera(sandboxCommand(state.path(), programFile(), arguments, users, tree), line, inherited,
                            hasPrompt(options));
 }
 

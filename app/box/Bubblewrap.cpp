@@ -149,8 +149,9 @@ int probe(const Arguments& command, std::string& errors)
 
 }  // namespace
 
-std::vector<std::string> sandboxCommand(const std::string& stateFolder, Tree tree, const std::string& program,
-                                        const std::vector<std::string>& arguments, const std::string& usersFolder)
+std::vector<std::string> sandboxCommand(const std::string& stateFolder, const std::string& program,
+                                        const std::vector<std::string>& arguments, const std::string& usersFolder,
+                                        Tree tree)
 {
     const fs::path prefix = fs::path(program).parent_path().parent_path();
     std::string errors;

@@ -22,8 +22,9 @@ enum class Tree
 // The command that runs program (an absolute path on the real machine) with arguments inside the tree of stateFolder.
 // Tries first what this machine allows. Throws Failure, with the remedy, when there is no way.
 // usersFolder: read-only inside, whatever changes in it outside; empty: none.
-std::vector<std::string> sandboxCommand(const std::string& stateFolder, Tree tree, const std::string& program,
-                                        const std::vector<std::string>& arguments, const std::string& usersFolder = "");
+std::vector<std::string> sandboxCommand(const std::string& stateFolder, const std::string& program,
+                                        const std::vector<std::string>& arguments, const std::string& usersFolder = "",
+                                        Tree tree = Tree::ofModel);
 
 // True in a tree that sandboxCommand, or a service manager, made: what the camera writes to is its state folder's.
 bool insideSandbox(Tree tree);

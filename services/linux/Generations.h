@@ -1,9 +1,11 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "services/ImageService.h"
 #include "services/linux/Board.h"
 #include "services/linux/Description.h"
 
@@ -37,6 +39,11 @@ struct Generation
 // share: the installed documents.
 Generation bringUp(const std::string& state, const std::string& share, const Description& description,
                    const Board& board);
+
+// The same, with what a service can set of a device in place of parametersOf.
+using StatesOf = std::function<std::vector<services::ParameterState>(const Description&)>;
+Generation bringUp(const std::string& state, const std::string& share, const Description& description,
+                   const Board& board, const StatesOf& statesOf);
 
 // The one in force as it is; nothing when there is none.
 std::optional<Generation> generationInForce(const std::string& state);

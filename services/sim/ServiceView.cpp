@@ -237,13 +237,8 @@ bool Service::value(ia_cmd_e cmd, int& value) const
 
 ParameterState Service::stateOf(const Parameter& parameter) const
 {
-    ParameterState state{parameter.cmd,  parameter.name, parameter.unit, parameter.kind, allowedNow(parameter), {},
-                         word(parameter)};
-    for (int i = 0; i < parameter.choiceCount; ++i)
-    {
-        state.labels[parameter.choices[i].value] = parameter.choices[i].label;
-    }
-    return state;
+    return {parameter.cmd,         parameter.name,      parameter.unit, parameter.kind,
+            allowedNow(parameter), labelsOf(parameter), word(parameter)};
 }
 
 std::vector<ParameterState> Service::parameters() const
