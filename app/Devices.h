@@ -56,6 +56,7 @@ public:
 
     int open(devices::Role role, const std::string& file = "") override { return source_->open(role, file); }
     void listen(std::function<void()> changed) override;
+    void listenToUse(std::function<void()> used) override { source_->listenToUse(std::move(used)); }
     // As listen.
     void overhear(std::function<void()> changed);
 

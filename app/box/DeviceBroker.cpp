@@ -20,9 +20,14 @@ namespace {
 
 using devices::Role;
 
-// A request is a byte, the role or kListen, and the name of the file. An answer is a number: 0, with a descriptor, or an
-// error number with a minus.
-constexpr char kListen = 'l';
+// A request is a byte, the role and the name of the file behind it, or one of these. An answer is a number: 0, with a
+// descriptor, or an error number with a minus.
+constexpr char kListen = 'l';       // by a descriptor from which changes are read, a byte each
+constexpr char kListenToUse = 'u';  // by the same one
+
+// Changes.
+constexpr char kPlugged = 'p';
+constexpr char kUsed = 'u';
 constexpr std::size_t kRequestMax = 64;
 
 const char* const kLightFiles[] = {
@@ -164,6 +169,7 @@ void DeviceBroker::run()
     }
     shutdown(line_.number(), SHUT_RDWR);
     source_.listen(nullptr);
+    source_.listenToUse(nullptr);
     const std::lock_guard<std::mutex> lock(mutex_);
     changes_ = camera::Descriptor();
 }
@@ -185,6 +191,11 @@ bool DeviceBroker::answerOne()
     {
         hearChanges();
         return true;
+    }
+    if (request[0] == kListenToUse && count == 1)
+    {
+        source_.listenToUse([this] { tell(kUsed); });
+        return sendAnswer(line_.number(), 0, -1);
     }
     const std::string file(request + 1, static_cast<std::size_t>(count) - 1);
     const Role role = static_cast<Role>(request[0]);
@@ -208,15 +219,15 @@ void DeviceBroker::hearChanges()
         const std::lock_guard<std::mutex> lock(mutex_);
         changes_ = std::move(ends.first);
     }
-    source_.listen([this] { tellChange(); });
+    source_.listen([this] { tell(kPlugged); });
     sendAnswer(line_.number(), 0, ends.second.number());
 }
 
-void DeviceBroker::tellChange()
+void DeviceBroker::tell(char change)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     // Where there is no room, it has been told often enough.
-    send(changes_.number(), ".", 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+    send(changes_.number(), &change, 1, MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
 RemoteDevices::RemoteDevices(camera::Descriptor copysEnd)
@@ -231,7 +242,11 @@ RemoteDevices::RemoteDevices(camera::Descriptor copysEnd)
 
 RemoteDevices::~RemoteDevices()
 {
-    listen(nullptr);
+    if (thread_.joinable())
+    {
+        eventfd_write(wake_.number(), 1);
+        thread_.join();
+    }
 }
 
 int RemoteDevices::open(Role role, const std::string& file)
@@ -241,19 +256,31 @@ int RemoteDevices::open(Role role, const std::string& file)
 
 void RemoteDevices::listen(std::function<void()> changed)
 {
-    if (thread_)
-    {
-        eventfd_write(wake_.number(), 1);
-        thread_->join();
-        thread_.reset();
-        eventfd_t ignored;
-        eventfd_read(wake_.number(), &ignored);
-    }
+    const std::lock_guard<std::mutex> lock(mutex_);
     changed_ = std::move(changed);
     if (changed_)
     {
+        beginToHear();
+    }
+}
+
+void RemoteDevices::listenToUse(std::function<void()> used)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    used_ = std::move(used);
+    if (used_)
+    {
+        beginToHear();
+        ask(std::string(1, kListenToUse));
+    }
+}
+
+void RemoteDevices::beginToHear()
+{
+    if (!thread_.joinable())
+    {
         changes_ = camera::Descriptor(ask(std::string(1, kListen)));
-        thread_.emplace([this] { hear(); });
+        thread_ = std::thread([this] { hear(); });
     }
 }
 
@@ -269,11 +296,21 @@ int RemoteDevices::ask(const std::string& request)
 
 void RemoteDevices::hear()
 {
-    while (changes_.number() >= 0 && readable(changes_.number(), wake_.number()))
+    int changes = -1;
     {
-        char ignored[1];
-        const bool isThere = recv(changes_.number(), ignored, sizeof ignored, 0) > 0;
-        changed_();
+        const std::lock_guard<std::mutex> lock(mutex_);
+        changes = changes_.number();
+    }
+    while (changes >= 0 && readable(changes, wake_.number()))
+    {
+        char change = kPlugged;
+        const bool isThere = recv(changes, &change, sizeof change, 0) > 0;
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::function<void()>& listener = change == kUsed ? used_ : changed_;
+        if (listener)
+        {
+            listener();
+        }
         if (!isThere)
         {
             return;  // the broker has ended, and the devices are gone

@@ -38,7 +38,7 @@ private:
     void run();
     bool answerOne();
     void hearChanges();
-    void tellChange();
+    void tell(char change);
 
     devices::DeviceSource& source_;
     const camera::Descriptor line_;
@@ -56,17 +56,24 @@ public:
 
     int open(devices::Role role, const std::string& file = "") override;
     void listen(std::function<void()> changed) override;
+    void listenToUse(std::function<void()> used) override;
 
 private:
     int ask(const std::string& request);
+    void beginToHear();
     void hear();
 
     const camera::Descriptor line_;
     const camera::Descriptor wake_;
     std::mutex asking_;
-    std::function<void()> changed_;  // of thread_, as the next one: set while it does not run
-    camera::Descriptor changes_;
-    std::optional<std::thread> thread_;
+
+    std::mutex mutex_;  // held during a call of a listener
+
+    // Guarded by mutex_.
+    std::function<void()> changed_;
+    std::function<void()> used_;
+    camera::Descriptor changes_;  // none until somebody listens; then constant, and read by thread_
+    std::thread thread_;          // runs from then on
 };
 
 }  // namespace app

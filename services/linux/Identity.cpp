@@ -165,22 +165,28 @@ std::string addressOf(const CameraNode& camera)
 
 }  // namespace
 
-int queryNode(const std::string& node, v4l2_capability& capability)
+int openVideoNode(const std::string& node)
 {
     // Looked at before: opening another kind of file may wait, or do something.
     struct stat status;
     if (lstat(node.c_str(), &status) != 0)
     {
-        return errno;
+        return -errno;
     }
     if (!S_ISCHR(status.st_mode) || major(status.st_rdev) != kVideoMajor)
     {
-        return ENOTTY;
+        return -ENOTTY;
     }
     const int descriptor = open(node.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW);
+    return descriptor >= 0 ? descriptor : -errno;
+}
+
+int queryNode(const std::string& node, v4l2_capability& capability)
+{
+    const int descriptor = openVideoNode(node);
     if (descriptor < 0)
     {
-        return errno;
+        return -descriptor;
     }
     const int error = ioctl(descriptor, VIDIOC_QUERYCAP, &capability) == 0 ? 0 : errno;
     close(descriptor);

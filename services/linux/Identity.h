@@ -31,6 +31,9 @@ struct CameraNode
     int error = 0;       // why its node cannot be opened
 };
 
+// A descriptor of a video node; below 0, an error number with a minus.
+int openVideoNode(const std::string& node);
+
 // What a node says of itself: 0, or an error number.
 using NodeQuery = std::function<int(const std::string& node, v4l2_capability& capability)>;
 int queryNode(const std::string& node, v4l2_capability& capability);

@@ -49,6 +49,19 @@ public:
         changed_ = std::move(changed);
     }
 
+    void listenToUse(std::function<void()> used) override
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        used_ = std::move(used);
+    }
+
+    void use()
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        ASSERT_TRUE(used_);
+        used_();
+    }
+
     void change()
     {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -77,6 +90,7 @@ public:
 private:
     std::mutex mutex_;
     std::function<void()> changed_;
+    std::function<void()> used_;
     std::set<std::string> asked_;
     int error_ = 0;
 };
@@ -164,6 +178,20 @@ TEST_F(DeviceBrokerTest, EveryChangeIsToldToTheOneWhoListens)
     second.get_future().get();
     remote.listen(nullptr);
     source.change();
+}
+
+TEST_F(DeviceBrokerTest, TheUseByOthersIsToldApartFromPlugging)
+{
+    DeviceBroker broker(source, std::move(line.brokers));
+    RemoteDevices remote(std::move(line.copys));
+    std::promise<void> used;
+    std::promise<void> plugged;
+    remote.listenToUse([&] { used.set_value(); });
+    remote.listen([&] { plugged.set_value(); });
+    source.use();
+    used.get_future().get();
+    source.change();
+    plugged.get_future().get();
 }
 
 TEST_F(DeviceBrokerTest, ChangesThatNobodyTakesKeepNobodyWaiting)
