@@ -365,12 +365,15 @@ public:
         exec->positionals_at_end();
         exec_ = exec;
         serving_ = addServe(cli_, serve_, raw_);
-        daemon_ = cli_.add_subcommand("daemon", "Keep a device's settings without a terminal, until a signal ends it; "
-                                                "exec and shell join it. systemd is told when all is applied");
-        daemon_->fallthrough();
-        devices_ = cli_.add_subcommand("devices", "List the cameras that are plugged in, for --device");
-        devices_->fallthrough();
-        devices_->add_option("--identity", deviceList_.identityOf, "Print the identity of this node's camera alone")
+        CLI::App* const daemon =
+            cli_.add_subcommand("daemon", "Keep a device's settings without a terminal, until a signal ends it; "
+                                          "exec and shell join it. systemd is told when all is applied");
+        daemon_ = daemon;
+        daemon->fallthrough();
+        CLI::App* const list = cli_.add_subcommand("devices", "List the cameras that are plugged in, for --device");
+        devices_ = list;
+        list->fallthrough();
+        list->add_option("--identity", deviceList_.identityOf, "Print the identity of this node's camera alone")
             ->type_name("NODE");
         passwd_ = addPasswd(cli_, password_);
     }
@@ -449,8 +452,8 @@ private:
     DeviceListOptions deviceList_;
     CLI::App cli_{kDescription, "sensorcam"};
     CLI::App* shell_;
-    CLI::App* daemon_;
-    CLI::App* devices_;
+    const CLI::App* daemon_;
+    const CLI::App* devices_;
     const CLI::App* exec_;
     const CLI::App* serving_;
     const CLI::App* passwd_;
