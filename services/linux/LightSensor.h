@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -12,17 +13,22 @@ namespace devices {
 class LightSensor
 {
 public:
-    // folder: the sensor's, "/sys/bus/iio/devices/iio:device0".
-    explicit LightSensor(std::string folder, NumberFiles files = sysfsFile);
+    explicit LightSensor(NumberFiles files);
 
     // At least 0; nothing while the sensor gives none.
-    std::optional<double> lux() const;
+    std::optional<double> lux();
 
 private:
-    std::optional<double> read(const std::string& name) const;
+    bool find();
+    std::unique_ptr<NumberFile> present(const std::string& name) const;
+    std::optional<double> measure();
 
-    const std::string folder_;
     const NumberFiles files_;
+
+    // Null until the sensor is found; scale and offset also where it has none.
+    std::unique_ptr<NumberFile> value_;
+    std::unique_ptr<NumberFile> offset_;
+    std::unique_ptr<NumberFile> scale_;
 };
 
 }  // namespace devices

@@ -1,6 +1,5 @@
 #include "services/linux/Line.h"
 
-#include <fcntl.h>
 #include <linux/gpio.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -38,27 +37,20 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Line> gpioLine(const std::string& chip, unsigned offset, int& error)
+std::unique_ptr<Line> gpioLine(int chip, unsigned offset, int& error)
 {
-    // Looked at before: opening something else may wait, or do something.
+    // Looked at before: what another kind of file makes of the number of this call is its own affair.
     struct stat status;
-    error = stat(chip.c_str(), &status) != 0 ? errno : S_ISCHR(status.st_mode) ? 0 : ENOTTY;
+    error = fstat(chip, &status) != 0 ? errno : S_ISCHR(status.st_mode) ? 0 : ENOTTY;
     if (error != 0)
     {
-        return nullptr;
-    }
-    const int descriptor = open(chip.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (descriptor < 0)
-    {
-        error = errno;
         return nullptr;
     }
     gpio_v2_line_request request = {};
     request.num_lines = 1;
     request.offsets[0] = offset;
     std::strncpy(request.consumer, "sensorcam", sizeof request.consumer - 1);
-    error = ioctl(descriptor, GPIO_V2_GET_LINE_IOCTL, &request) == 0 ? 0 : errno;
-    close(descriptor);
+    error = ioctl(chip, GPIO_V2_GET_LINE_IOCTL, &request) == 0 ? 0 : errno;
     return error == 0 ? std::make_unique<GpioLine>(request.fd) : nullptr;
 }
 

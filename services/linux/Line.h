@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <string>
 
 namespace devices {
 
@@ -15,8 +14,8 @@ public:
     virtual int set(bool isHigh) = 0;
 };
 
-// Line number offset of a chip, "/dev/gpiochip0", left as it is until it is set. Null, and error says why, when it cannot
-// be had; EBUSY: somebody else drives it. It is given back with the object.
-std::unique_ptr<Line> gpioLine(const std::string& chip, unsigned offset, int& error);
+// Line number offset of an open chip, which stays the caller's and need not stay open, left as it is until it is set. Null,
+// and error says why, when it cannot be had; EBUSY: somebody else drives it. It is given back with the object.
+std::unique_ptr<Line> gpioLine(int chip, unsigned offset, int& error);
 
 }  // namespace devices
