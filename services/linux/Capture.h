@@ -1,19 +1,16 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
-#include <string>
 #include <thread>
 
 #include "services/Picture.h"
 #include "services/linux/VideoNode.h"
 
 namespace devices {
-
-class V4l2Stream;
 
 // What the camera's service knows of a picture that its device does not.
 struct Surroundings
@@ -68,17 +65,19 @@ public:
 
 private:
     class Reader;
+    class Session;
     class Shared;
 
     void run();
-    std::string stream();
-    std::string deliver(V4l2Stream& stream, u32 rate);
+    void stream();
 
     const Open open_;
     const Look look_;
     const Times times_;
     const std::shared_ptr<Shared> shared_;
-    std::thread thread_;
+
+    std::mutex mutex_;
+    std::thread thread_;  // guarded by mutex_; begins with the first reader
 };
 
 }  // namespace devices
