@@ -81,6 +81,7 @@ bool isPlain(char character)
 std::string dotted(std::string text)
 {
     std::replace(text.begin(), text.end(), ':', '.');
+    std::replace(text.begin(), text.end(), '_', '-');
     return safeName(text);
 }
 
