@@ -4,8 +4,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <memory>
-#include <sstream>
+#include <mutex>
 
 #include "FactoryScheme.h"
 #include "HostPlatform.h"
@@ -14,15 +15,16 @@
 #include "XmlGuard.h"
 #include "sensordll.h"
 #include "services/CommandNames.h"
+#include "services/RecordingVideo.h"
 #include "services/Status.h"
+#include "services/checks/Parts.h"
 #include "services/linux/ControlIds.h"
 #include "services/linux/Documents.h"
 #include "services/linux/Generations.h"
 #include "services/linux/Service.h"
 #include "tests/support/CapturedOutput.h"
-#include "tests/support/FakeService.h"
-#include "tests/support/FakeVideo.h"
 #include "tests/support/PrivateTree.h"
+#include "tests/support/ServiceDouble.h"
 #include "tests/unit/services/linux/Webcam.h"
 
 // The library on the documents of devices.
@@ -106,6 +108,71 @@ std::vector<Camera> cameras()
     };
 }
 
+// A device that takes what its parameters allow, and knows no other command. Thread-safe.
+class ScriptedService final : public support::ServiceDouble
+{
+public:
+    void take(std::vector<ParameterState> states)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        states_ = std::move(states);
+    }
+
+    int call(ia_cmd_e cmd, int opt, void* data) override
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::size_t words = services::wordsToSet(cmd);
+        const auto state = std::find_if(states_.begin(), states_.end(),
+                                        [cmd](const ParameterState& candidate) { return candidate.cmd == cmd; });
+        if (cmd == IA_CMD_DYNAMIC_PARAMS_CMDS_GET && opt == IA_CMD_OPT_GET)
+        {
+            *static_cast<ia_dynamic_params_cmds_st*>(data) = {};  // items stand in the documents
+            return services::kDone;
+        }
+        if (state == states_.end())
+        {
+            return refuse(cmd, opt, services::kUnknownCommand);
+        }
+        auto* const word = static_cast<int*>(data);
+        switch (opt)
+        {
+        case IA_CMD_OPT_SET:
+            if (words == 1 && !state->allowed.contains(*word))
+            {
+                return refuse(cmd, *word, services::kOutOfRange);
+            }
+            held_[cmd] = *word;
+            return services::kDone;
+        case IA_CMD_OPT_GET:
+            *word = held_.count(cmd) != 0 ? held_[cmd] : state->value;
+            return services::kDone;
+        default:
+            return opt == IA_CMD_OPT_CORRECT_PARAM ? services::kDone : services::kNotSupported;
+        }
+    }
+
+    // "IA_CMD_CONTRAST 101: -4"
+    std::vector<std::string> refused() const
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return refused_;
+    }
+
+private:
+    int refuse(ia_cmd_e cmd, int what, int status)
+    {
+        refused_.push_back(std::string(services::commandName(cmd)) + " " + std::to_string(what) + ": " +
+                           std::to_string(status));
+        return status;
+    }
+
+    mutable std::mutex mutex_;
+    std::vector<ParameterState> states_;
+    std::map<ia_cmd_e, int> held_;
+    std::vector<std::string> refused_;
+    const support::InForce inForce_{*this};
+};
+
 class DeviceCamera : public support::PrivateTreeTest, public testing::WithParamInterface<Camera>
 {
 protected:
@@ -121,7 +188,7 @@ protected:
             description_.values[control.id] = control.maximum;
         }
         states_ = parametersOf(description_, GetParam().board);
-        service_.intercept([this](u32 cmd, int opt, void* data) { return judge(cmd, opt, data); });
+        service_.take(states_);
         bringUpIt();
     }
 
@@ -173,27 +240,6 @@ protected:
         }
     }
 
-    // A device takes what its parameters allow, and knows no other command.
-    std::optional<int> judge(u32 cmd, int opt, void* data)
-    {
-        if (opt != IA_CMD_OPT_SET || services::wordsToSet(cmd) != 1)
-        {
-            return std::nullopt;
-        }
-        const auto state = std::find_if(states_.begin(), states_.end(),
-                                        [cmd](const ParameterState& candidate) { return candidate.cmd == cmd; });
-        const int status = state == states_.end()                              ? services::kUnknownCommand
-                           : state->allowed.contains(*static_cast<int*>(data)) ? services::kDone
-                                                                               : services::kOutOfRange;
-        if (status != services::kDone)
-        {
-            refused_.push_back(std::string(services::commandName(cmd)) + " " +
-                               std::to_string(*static_cast<int*>(data)));
-            return status;
-        }
-        return std::nullopt;
-    }
-
     static std::vector<std::string> reports()
     {
         std::vector<std::string> texts;
@@ -206,20 +252,19 @@ protected:
 
     Documents documents() const { return documentsOf(description_, states_, GetParam().board, {}); }
 
-    support::FakeService service_;
-    support::FakeVideo video_;
+    ScriptedService service_;
+    services::RecordingVideo video_;
     Description description_;
     std::vector<ParameterState> states_;
     Generation generation_;
     std::unique_ptr<ISensorController> controller_;
-    std::vector<std::string> refused_;
 };
 
 TEST_P(DeviceCamera, ComesUpWithoutAReportAndNothingIsRefused)
 {
     ASSERT_TRUE(start());
     EXPECT_EQ(reports(), std::vector<std::string>());
-    EXPECT_EQ(refused_, std::vector<std::string>());
+    EXPECT_EQ(service_.refused(), std::vector<std::string>());
     EXPECT_EQ(g_stSysConf.nSchemeSum, 4u);
     std::vector<KeyVal> records(100);
     u32 count = 0;
@@ -242,7 +287,7 @@ TEST_P(DeviceCamera, TakesEverySchemeWithoutARefusal)
     {
         EXPECT_TRUE(controller_->setParamScheme(scheme)) << scheme;
     }
-    EXPECT_EQ(refused_, std::vector<std::string>());
+    EXPECT_EQ(service_.refused(), std::vector<std::string>());
     EXPECT_EQ(reports(), std::vector<std::string>());
 }
 
@@ -269,6 +314,24 @@ TEST_P(DeviceCamera, SchemeZeroIsAsTheDeviceWasAndIsSavedIntoItsGeneration)
     EXPECT_FALSE(bringUp(kState, kShare, description_, GetParam().board).isNew);
 }
 
+TEST_P(DeviceCamera, HasDocumentsThatAPortMayHave)
+{
+    portcheck::Options options;
+    options.documents = true;
+    std::string printed;
+    portcheck::Factory factory;
+    {
+        support::CapturedOutput output;
+        portcheck::Report report{std::chrono::minutes(1)};
+        factory = portcheck::checkDocuments(report, options);
+        report.finish();
+        printed = output.take();
+    }
+    ASSERT_NE(factory, nullptr) << printed;
+    EXPECT_EQ(factory->size(), documents().parameters.size());
+    EXPECT_NE(printed.find("3 passed, 0 failed, 0 left out"), std::string::npos) << printed;
+}
+
 class CameraWithBrightness : public DeviceCamera
 {
 };
@@ -288,6 +351,7 @@ TEST_P(CameraWithBrightness, KeepsWhatWasSavedWhenItsControlsChange)
         description_.controls.erase(description_.controls.begin() + 1);
     }
     states_ = parametersOf(description_, GetParam().board);
+    service_.take(states_);
     bringUpIt();
     ASSERT_EQ(generation_.number, 2);
     ASSERT_TRUE(start());
@@ -297,7 +361,7 @@ TEST_P(CameraWithBrightness, KeepsWhatWasSavedWhenItsControlsChange)
     EXPECT_GE(controller_->getParameter(KEY_BRIGHTNESS, word), 0);
     EXPECT_EQ(word, 61);
     EXPECT_EQ(reports(), std::vector<std::string>());
-    EXPECT_EQ(refused_, std::vector<std::string>());
+    EXPECT_EQ(service_.refused(), std::vector<std::string>());
 }
 
 TEST_P(DeviceCamera, HasDocumentsThatEveryParserTakes)
