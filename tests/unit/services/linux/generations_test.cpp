@@ -362,6 +362,29 @@ TEST_F(GenerationsTest, FiveOldOnesAreKept)
     EXPECT_EQ(generations(), (std::set<std::string>{"10", "5", "6", "7", "8", "9"}));
 }
 
+// Half removed, it must not pass for whole; and nothing goes before the new one is in force.
+TEST_F(GenerationsTest, AnOldOneGoesLastAndItsMarkFirst)
+{
+    for (int i = 1; i <= 6; ++i)
+    {
+        put(state_ + "/generations/" + std::to_string(i) + "/made-of", "documents 0\n");
+    }
+    const DiskSteps steps(state_);
+    up(before());
+    const std::vector<DiskSteps::Step> taken = steps.taken();
+    ASSERT_GE(taken.size(), 4u);
+    Lines last;
+    for (std::size_t i = taken.size() - 4; i < taken.size(); ++i)
+    {
+        last.push_back(std::to_string(static_cast<int>(taken[i].kind)) + " " + taken[i].path);
+    }
+    const auto line = [](Kind kind, const std::string& path) {
+        return std::to_string(static_cast<int>(kind)) + " " + path;
+    };
+    EXPECT_EQ(last, (Lines{line(Kind::rename, "current.new"), line(Kind::syncFolder, ""),
+                           line(Kind::remove, "generations/1/made-of"), line(Kind::syncFolder, "generations/1")}));
+}
+
 // ---- what others have left ---------------------------------------------------------------------------------------
 
 TEST_F(GenerationsTest, AHalfBuiltOneIsRemovedAtTheNextStart)
