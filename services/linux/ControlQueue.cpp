@@ -103,6 +103,16 @@ void ControlQueue::again(u32 id)
     }
 }
 
+std::vector<u32> ControlQueue::wishesToCheck() const
+{
+    std::vector<u32> ids;
+    std::copy_if(order_.begin(), order_.end(), std::back_inserter(ids), [this](u32 id) {
+        const std::optional<Control>& control = slots_.at(id).control;
+        return control && control->isReadable && !control->isVolatile;
+    });
+    return ids;
+}
+
 Report ControlQueue::report(u32 id, Instant now) const
 {
     const auto found = slots_.find(id);

@@ -11,6 +11,38 @@ constexpr char kLux[] = "_input";
 
 }  // namespace
 
+std::vector<FoundSensor> findLightSensors(const Roots& roots)
+{
+    std::vector<FoundSensor> sensors;
+    const std::string all = roots.sys + "/bus/iio/devices";
+    for (const std::string& entry : namesIn(all))
+    {
+        const std::string folder = all + "/" + entry;
+        const std::vector<std::string> files = namesIn(folder);
+        const bool isForLight = std::any_of(files.begin(), files.end(), [](const std::string& file) {
+            return file == "in_illuminance_input" || file == "in_illuminance0_input" || file == "in_illuminance_raw" ||
+                   file == "in_illuminance0_raw";
+        });
+        if (isForLight)
+        {
+            sensors.push_back({folder, readLine(folder + "/name")});
+        }
+    }
+    return sensors;
+}
+
+const FoundSensor* chooseSensor(const std::vector<FoundSensor>& sensors, const std::string& name)
+{
+    if (name == "auto")
+    {
+        return sensors.size() == 1 ? &sensors.front() : nullptr;
+    }
+    const auto found = std::find_if(sensors.begin(), sensors.end(), [&](const FoundSensor& sensor) {
+        return name == sensor.name || name == sensor.folder;
+    });
+    return found != sensors.end() ? &*found : nullptr;
+}
+
 LightSensor::LightSensor(NumberFiles files) : files_(std::move(files)) {}
 
 std::optional<double> LightSensor::lux()

@@ -1,8 +1,34 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <vector>
+
+#include "services/linux/Identity.h"
 
 namespace devices {
+
+struct Chip
+{
+    std::string node;   // "/dev/gpiochip0"
+    std::string label;  // for people too: printable UTF-8
+    unsigned lines = 0;
+    int error = 0;  // why it cannot be opened, and then label and lines are unknown
+};
+std::vector<Chip> findChips(const Roots& roots = {});
+
+struct ChipLine
+{
+    unsigned offset;
+    std::string name;  // printable UTF-8, as user
+    std::string user;
+    bool isUsed;
+};
+// Those that have a name or are in use.
+std::vector<ChipLine> findLines(const Chip& chip);
+
+// A descriptor of the chip of that node, name ("gpiochip0") or label; below 0, an error number with a minus.
+int openChip(const Roots& roots, const std::string& name);
 
 // One output line. For one thread at a time.
 class Line
