@@ -214,8 +214,15 @@ int V4l2Device::setFrameRate(Setting& setting)
     if (error == 0)
     {
         setting.value = rateOf(parameters.parm.capture.timeperframe);
+        // Some drivers keep the stream for whoever has set its rate, until that one wants no buffers.
+        v4l2_requestbuffers none = {};
+        none.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+        none.memory = V4L2_MEMORY_MMAP;
+        ioctl_(VIDIOC_REQBUFS, &none);
     }
-    return error;
+    // While it streams none can be set, and whoever streams may have set this one.
+    std::int64_t inForce = 0;
+    return error == EBUSY && getFrameRate(inForce) == 0 && inForce == setting.value ? 0 : error;
 }
 
 int V4l2Device::getFrameRate(std::int64_t& value)

@@ -100,8 +100,23 @@ TEST_F(V4l2DeviceTest, TheFrameRateGoesItsOwnWay)
     std::int64_t value = 0;
     EXPECT_EQ(0, device_->get(devices::kFrameRate, value));
     EXPECT_EQ(15, value);
+}
+
+TEST_F(V4l2DeviceTest, WhereAnotherRateCannotBeSetTheOneInForceIsNoFailure)
+{
     driver_.errors[VIDIOC_S_PARM] = EBUSY;
+    std::vector<Setting> settings = {{devices::kFrameRate, 15}};
     EXPECT_EQ(EBUSY, device_->set(settings));
+    driver_.interval = {1, 15};
+    EXPECT_EQ(0, device_->set(settings));
+}
+
+TEST_F(V4l2DeviceTest, TheStreamIsLeftToOthersAfterItsRateWasSet)
+{
+    std::vector<Setting> settings = {{devices::kFrameRate, 15}};
+    driver_.asked.clear();
+    EXPECT_EQ(0, device_->set(settings));
+    EXPECT_EQ((std::vector<unsigned long>{VIDIOC_S_PARM, VIDIOC_REQBUFS}), driver_.asked);
 }
 
 TEST_F(V4l2DeviceTest, TellsWhatOthersHaveDone)
