@@ -1,5 +1,6 @@
 #include "services/linux/V4l2Device.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -172,16 +173,20 @@ TEST_F(V4l2DeviceTest, ADriverThatTellsWithoutEndIsLeftInBetween)
     EXPECT_FALSE(events.empty());
 }
 
-TEST(V4l2DeviceOpen, WhatIsNoVideoDeviceIsNeitherOpenedNorWaitedFor)
+TEST(V4l2DeviceOpen, WhatIsNoVideoDeviceIsClosedAgain)
 {
     int error = 0;
-    EXPECT_FALSE(V4l2Device::open("/nowhere/video0", error));
-    EXPECT_EQ(ENOENT, error);
-    EXPECT_FALSE(V4l2Device::open("/dev/null", error));
-    EXPECT_EQ(ENOTTY, error);
+    EXPECT_FALSE(V4l2Device::open(-ENODEV, error));
+    EXPECT_EQ(ENODEV, error);
     ASSERT_EQ(0, mkfifo("/tmp/video0", 0600));
-    EXPECT_FALSE(V4l2Device::open("/tmp/video0", error));
-    EXPECT_EQ(ENOTTY, error);
+    for (const char* path : {"/dev/null", "/tmp/video0"})
+    {
+        const int descriptor = open(path, O_RDWR | O_CLOEXEC);
+        ASSERT_GE(descriptor, 0);
+        EXPECT_FALSE(V4l2Device::open(descriptor, error));
+        EXPECT_EQ(ENOTTY, error) << path;
+        EXPECT_EQ(-1, fcntl(descriptor, F_GETFD)) << path;
+    }
 }
 
 }  // namespace
