@@ -239,7 +239,7 @@ CameraNode chooseCamera(const std::vector<CameraNode>& cameras, const std::strin
 {
     if (cameras.empty())
     {
-        throw std::runtime_error("no camera is plugged in");
+        throw std::runtime_error("no camera is plugged in; sensorcam devices shows what there is");
     }
     const std::string node = name.find('/') != std::string::npos ? realPath(name) : "";
     std::vector<CameraNode> found;

@@ -123,7 +123,7 @@ TEST_F(IdentityTest, ACameraIsCalledByIdentityNodeLinkOrSerialNumber)
     EXPECT_EQ(0u, chosen("").find("no camera is called ;"));
     tree_.pull("1");
     tree_.pull("2");
-    EXPECT_EQ("no camera is plugged in", chosen("nobody"));
+    EXPECT_EQ("no camera is plugged in; sensorcam devices shows what there is", chosen("nobody"));
 }
 
 TEST(SafeName, WhatDiffersStaysDifferent)
