@@ -53,6 +53,7 @@ expect 38 "$(value_of "$node" brightness)"
 # The daemon knows its device from the state folder.
 in_tree daemon >/tmp/daemon.log 2>&1 &
 daemon=$!
+wait_for test -S $camera/state/shell.socket
 wait_for runs
 expect_line 'KEY_BRIGHTNESS = 80' /tmp/answer
 grep -E '^(Vm|Rss|voluntary)' /proc/"$(pidof sensorcam)"/status
