@@ -69,8 +69,7 @@ place_driver() {
     echo "${2##*/} ${3:-}"
 }
 
-# place_drivers ROOT <LIST: copies the drivers that the list names, and what they need, and writes down the order in which
-# they are loaded.
+# Copies the drivers named in the file $here/modules, and what they need, and writes down the order in which they are loaded.
 place_drivers() {
     local root=$1 tree module options line needed i
     tree=$(echo "$kernel"/lib/modules/*)
@@ -83,5 +82,5 @@ place_drivers() {
             place_driver "$root" "$tree/${needed[i]}"
         done
         place_driver "$root" "$tree/${line%%:*}" "$options"
-    done >"$root/drivers/order"
+    done <"$here/modules" >"$root/drivers/order"
 }
