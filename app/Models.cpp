@@ -22,7 +22,7 @@ std::string modelList()
 
 std::string modelTitle(const std::string& name)
 {
-    return (name == "lpr" ? "licence-plate" : name) + " camera";
+    return (name == "lpr" ? "licence-plate" : name == kDeviceModel ? "device's" : name) + " camera";
 }
 
 }  // namespace app

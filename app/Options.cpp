@@ -19,13 +19,15 @@
 #include "app/web/Guard.h"
 #include "app/web/Users.h"
 #include "camera/Camera.h"
+#include "services/linux/ControlIds.h"
 
 namespace app {
 namespace {
 
 constexpr char kDescription[] =
     "sensorcam - a network camera without hardware: the image-control library, real style documents and an\n"
-    "image-adjust service that behaves like a sensor, in a private file tree of its own.\n"
+    "image-adjust service that behaves like a sensor, in a private file tree of its own. With --device it keeps the\n"
+    "settings of a camera that is plugged into this machine.\n"
     "Without a subcommand it prints the address of a page, http://127.0.0.1:8080/ or at the next free port, and at a\n"
     "terminal, without --json, opens a prompt; elsewhere there is the page alone, until a signal ends it. Where a "
     "camera\n"
@@ -40,13 +42,16 @@ constexpr char kFooter[] =
     "  sensorcam --model dome --state ~/dome shell      another camera beside it\n"
     "  sensorcam --model lpr --speed 600 --at 05:00 exec 'light sun' 'watch 72000'\n"
     "                                                   twenty hours of a licence-plate camera in two minutes\n"
+    "  sensorcam devices                                the cameras that are plugged into this machine\n"
+    "  sensorcam --device /dev/video0 shell             one of them; it keeps what is set there\n"
     "\n"
-    "Files: a camera lives below its state folder, by default ${XDG_STATE_HOME:-~/.local/state}/sensorcam/<model>.\n"
+    "Files: a camera lives below its state folder, by default ${XDG_STATE_HOME:-~/.local/state}/sensorcam/<model>, a\n"
+    "device's in devices/<identity> there.\n"
     "Nothing outside of it is touched. Delete the folder and the camera is new.\n"
     "\n"
     "Exit status: 0 success, 1 a command failed, its answer could not be written, or the camera went down, 2 wrong\n"
-    "usage, 3 the camera could not be started, 128+n ended by signal n. 141 (SIGPIPE): whoever read the answers\n"
-    "has gone.\n";
+    "usage, 3 the camera could not be started, or has to be started again, 128+n ended by signal n. 141 (SIGPIPE):\n"
+    "whoever read the answers has gone.\n";
 
 std::string checkSpeed(const std::string& text)
 {
@@ -85,8 +90,124 @@ struct RawOptions
     std::string model;
     std::string speed;
     std::string startTime;
+    std::string device;
+    std::string light;
+    std::vector<std::string> lamps;
+    std::string filter;
+    std::string board;
+    std::string schemesBy;
+    std::string others;
     bool prompt = false;
+
+    bool namesDevice() const { return !device.empty() || !board.empty(); }
+    // What a board file says itself.
+    bool namesParts() const
+    {
+        return !light.empty() || !lamps.empty() || !filter.empty() || !schemesBy.empty() || !others.empty();
+    }
 };
+
+// What parse throws for this text; empty when it takes it.
+template <typename Parse>
+std::string mistakeOf(const Parse& parse)
+{
+    try
+    {
+        parse();
+        return "";
+    }
+    catch (const std::runtime_error& error)
+    {
+        return error.what();
+    }
+}
+
+const std::map<std::string, devices::Others> kOthers = {
+    {"put-back", devices::Others::putBack},
+    {"take-over", devices::Others::takeOver},
+    {"leave", devices::Others::leave},
+};
+
+void addDeviceOptions(CLI::App& cli, Options& options, RawOptions& raw)
+{
+    cli.add_option("--device", raw.device,
+                   "Camera that is plugged in: its node, a link to it, its identity or serial number")
+        ->type_name("NAME");
+    cli.add_option("--light", raw.light, "Its light sensor, by name, or auto for the only one there is")
+        ->type_name("NAME");
+    cli.add_option("--lamp", raw.lamps, "A lamp of it: near=LED, medium=LED or far=LED; may be repeated")
+        ->allow_extra_args(false)
+        ->check([](const std::string& text) {
+            std::map<u32, std::string> lamps;
+            return mistakeOf([&] { devices::parseLamp(text, lamps); });
+        })
+        ->type_name("LAMP");
+    cli.add_option("--filter", raw.filter,
+                   "The line of its infrared-cut filter, gpiochip0:3 or gpiochip0:3,low, or the two that move it by "
+                   "pulses, gpiochip0:3:4,100ms")
+        ->check([](const std::string& text) { return mistakeOf([&] { devices::parseFilter(text); }); })
+        ->type_name("LINES");
+    cli.add_option("--board", raw.board, "File that says all this, a line 'name = value' each")->type_name("FILE");
+    cli.add_option("--schemes-by", raw.schemesBy,
+                   "What decides between its schemes 0 and 1: clock (the default) or light")
+        ->check(CLI::IsMember({"light", "clock"}))
+        ->type_name("WHAT");
+    cli.add_option("--others", raw.others,
+                   "What another program sets at it: put-back (the default), take-over or leave")
+        ->check(CLI::IsMember({"put-back", "take-over", "leave"}))
+        ->type_name("WHAT");
+    cli.add_option("--device-descriptor", options.deviceDescriptor)->group("");
+}
+
+// Of options that have been checked.
+std::optional<DeviceOptions> deviceOf(const RawOptions& raw)
+{
+    if (!raw.namesDevice())
+    {
+        return std::nullopt;
+    }
+    DeviceOptions device;
+    device.camera = raw.device;
+    device.boardFile = raw.board;
+    if (!raw.light.empty())
+    {
+        device.light = raw.light;
+    }
+    for (const std::string& lamp : raw.lamps)
+    {
+        devices::parseLamp(lamp, device.lamps);
+    }
+    if (!raw.filter.empty())
+    {
+        device.filter = devices::parseFilter(raw.filter);
+    }
+    if (!raw.schemesBy.empty())
+    {
+        device.schemesByLight = raw.schemesBy == "light";
+    }
+    if (!raw.others.empty())
+    {
+        device.others = kOthers.at(raw.others);
+    }
+    return device;
+}
+
+// Why these options cannot stand together; empty when they can.
+std::string deviceProblem(const RawOptions& raw)
+{
+    if (raw.namesDevice() && !raw.model.empty())
+    {
+        return "--model is for a camera without hardware; --device and --board name one that is plugged in";
+    }
+    if (!raw.board.empty() && (!raw.device.empty() || raw.namesParts()))
+    {
+        return "--board names a file that says everything; --device, --light, --lamp, --filter, --schemes-by and "
+               "--others cannot be added";
+    }
+    return !raw.namesDevice() && raw.namesParts()
+               ? "--light, --lamp, --filter, --schemes-by and --others belong to a camera that --device names"
+               : "";
+}
 
 void addOptions(CLI::App& cli, Options& options, RawOptions& raw)
 {
@@ -107,6 +228,7 @@ void addOptions(CLI::App& cli, Options& options, RawOptions& raw)
                  "Use the real /mnt/mtd, /hd1 and /tmp instead of a private tree: for a board, or for a container "
                  "that is thrown away. Documents that are there already are kept")
         ->excludes(state);
+    addDeviceOptions(cli, options, raw);
     cli.add_flag("--inside", options.inside)->group("");
     cli.add_option("--lock-descriptor", options.lockDescriptor)->group("");
     cli.add_option("--supervisor-descriptor", options.supervisorDescriptor)->group("");
@@ -243,6 +365,16 @@ public:
         exec->positionals_at_end();
         exec_ = exec;
         serving_ = addServe(cli_, serve_, raw_);
+        CLI::App* const daemon =
+            cli_.add_subcommand("daemon", "Keep a device's settings without a terminal, until a signal ends it; "
+                                          "exec and shell join it. systemd is told when all is applied");
+        daemon_ = daemon;
+        daemon->fallthrough();
+        CLI::App* const list = cli_.add_subcommand("devices", "List the cameras that are plugged in, for --device");
+        devices_ = list;
+        list->fallthrough();
+        list->add_option("--identity", deviceList_.identityOf, "Print the identity of this node's camera alone")
+            ->type_name("NODE");
         passwd_ = addPasswd(cli_, password_);
     }
 
@@ -263,6 +395,9 @@ public:
                            (isBare && isInteractive(STDOUT_FILENO, options_.json) && !inBackground());
         options_.serve = serving_->parsed() || isBare ? std::make_optional(served()) : std::nullopt;
         options_.password = passwd_->parsed() ? std::make_optional(password_) : std::nullopt;
+        options_.deviceList = devices_->parsed() ? std::make_optional(deviceList_) : std::nullopt;
+        options_.isDaemon = daemon_->parsed();
+        options_.device = deviceOf(raw_);
         options_.model = raw_.model.empty() ? std::nullopt : std::make_optional(raw_.model);
         options_.setsClock = !raw_.speed.empty() || !raw_.startTime.empty();
         options_.speed = raw_.speed.empty() ? 1.0 : *parseNumber(raw_.speed);
@@ -273,7 +408,7 @@ public:
     // What is wrong with options that could be read; empty when nothing is.
     std::string mistake() const
     {
-        for (const CLI::App* const command : {static_cast<const CLI::App*>(&cli_), serving_, passwd_})
+        for (const CLI::App* const command : {static_cast<const CLI::App*>(&cli_), serving_, devices_, passwd_})
         {
             const std::string name = emptyOption(*command);
             if (!name.empty())
@@ -284,6 +419,16 @@ public:
         if (!options_.stateFolder.empty() && absolutePath(options_.stateFolder) == "/")
         {
             return "--state / would be the machine itself; name a folder for the camera";
+        }
+        const std::string problem = deviceProblem(raw_);
+        if (!problem.empty())
+        {
+            return problem;
+        }
+        if (daemon_->parsed() && !raw_.namesDevice() && options_.stateFolder.empty() && !options_.inPlace &&
+            !options_.inside)
+        {
+            return "daemon needs a device: --device NAME, --board FILE, or --state DIR of a device's camera";
         }
         return serving_->parsed() ? serveProblem(served()) : "";
     }
@@ -304,8 +449,11 @@ private:
     RawOptions raw_;
     ServeOptions serve_;
     PasswordOptions password_;
+    DeviceListOptions deviceList_;
     CLI::App cli_{kDescription, "sensorcam"};
     CLI::App* shell_;
+    const CLI::App* daemon_;
+    const CLI::App* devices_;
     const CLI::App* exec_;
     const CLI::App* serving_;
     const CLI::App* passwd_;
@@ -384,10 +532,16 @@ std::vector<std::string> insideArguments(const Options& options, int lockDescrip
                                           std::to_string(options.httpDescriptor),
                                           "--session-descriptor",
                                           std::to_string(options.sessionDescriptor),
-                                          "--model",
-                                          *options.model,
                                           "--speed",
                                           speed};
+    if (options.deviceDescriptor >= 0)
+    {
+        arguments.insert(arguments.end(), {"--device-descriptor", std::to_string(options.deviceDescriptor)});
+    }
+    else
+    {
+        arguments.insert(arguments.end(), {"--model", *options.model});
+    }
     if (options.startMinutes)
     {
         arguments.insert(arguments.end(), {"--at", formatTimeOfDay(*options.startMinutes)});
@@ -410,8 +564,8 @@ std::vector<std::string> insideArguments(const Options& options, int lockDescrip
         arguments.insert(arguments.end(), more.begin(), more.end());
         return arguments;
     }
-    arguments.push_back(options.isShell ? "shell" : "exec");
-    if (!options.isShell)
+    arguments.push_back(options.isDaemon ? "daemon" : options.isShell ? "shell" : "exec");
+    if (!options.isShell && !options.isDaemon)
     {
         arguments.push_back("--");
         arguments.insert(arguments.end(), options.commands.begin(), options.commands.end());

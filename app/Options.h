@@ -1,8 +1,11 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "services/linux/Board.h"
 
 // What the command line asks for. Host thread only.
 namespace app {
@@ -13,7 +16,7 @@ enum ExitStatus
     kExitOk = 0,
     kExitCommandFailed = 1,  // or its answer could not be written, or the camera went down
     kExitUsage = 2,
-    kExitNoCamera = 3,  // the camera could not be started
+    kExitNoCamera = 3,  // the camera could not be started, or has to be started again
 };
 
 // Where the camera answers HTTP, and for whom.
@@ -38,6 +41,24 @@ struct ServeOptions
     bool hasTls() const { return selfSigned || !certificate.empty() || identityDescriptor >= 0; }
 };
 
+// What a camera with a real device is made of. What is not named is as its state folder remembers it.
+struct DeviceOptions
+{
+    std::string camera;
+    std::string boardFile;  // empty: none; otherwise it says everything
+    std::optional<std::string> light;
+    std::map<u32, std::string> lamps;
+    std::optional<devices::FilterLines> filter;
+    std::optional<bool> schemesByLight;
+    std::optional<devices::Others> others;
+};
+
+// Of "devices": what is plugged in, or the identity of one node.
+struct DeviceListOptions
+{
+    std::string identityOf;  // empty: the list
+};
+
 // Of "passwd": whose password.
 struct PasswordOptions
 {
@@ -57,8 +78,11 @@ struct Options
     bool json = false;
     bool verbose = false;  // the library's lines are not kept back at the prompt
     bool inPlace = false;
-    bool isShell = true;  // with serve: a prompt beside the page
+    bool isShell = true;    // with serve: a prompt beside the page
+    bool isDaemon = false;  // no terminal: until a signal ends it
+    std::optional<DeviceOptions> device;
     std::optional<ServeOptions> serve;
+    std::optional<DeviceListOptions> deviceList;
     std::optional<PasswordOptions> password;
     std::vector<std::string> commands;  // of exec, a command line each
 
@@ -68,7 +92,8 @@ struct Options
     int supervisorDescriptor = -1;
     int httpDescriptor = -1;  // sockets of the state folder
     int sessionDescriptor = -1;
-    std::string folder;  // of WorkingFolder::handOver
+    int deviceDescriptor = -1;  // of a DeviceBroker; none for a camera without a real device
+    std::string folder;         // of WorkingFolder::handOver
 };
 
 // Nothing when the program is to end at once with status: after --help and --version, and after a mistake, which

@@ -12,12 +12,14 @@
 #include <memory>
 #include <thread>
 
+#include "app/Devices.h"
 #include "app/EndSignals.h"
 #include "app/EventLoop.h"
 #include "app/Failure.h"
 #include "app/Models.h"
 #include "app/Service.h"
 #include "app/box/Bubblewrap.h"
+#include "app/box/DeviceBroker.h"
 #include "app/box/OwnFiles.h"
 #include "app/box/Provision.h"
 #include "app/box/StateFolder.h"
@@ -145,7 +147,7 @@ int command(const Options& options, Session& session, Terminal& terminal, const 
     {
         return runShell(session, terminal, stateFolder + "/history");
     }
-    if (!options.serve)
+    if (!options.serve && !options.isDaemon)
     {
         return session.runAll(options.commands);
     }
@@ -155,12 +157,33 @@ int command(const Options& options, Session& session, Terminal& terminal, const 
     return kExitOk;
 }
 
+// What the camera of this process runs on.
+struct Ground
+{
+    std::string share;        // folder of page, schema and a model's documents
+    std::string stateFolder;  // as this process sees it
+    OwnSockets sockets;
+    std::unique_ptr<devices::DeviceSource> devices = nullptr;  // null for a camera without a real one
+};
+
+camera::Camera::Setup setupOf(const Options& options, const Ground& ground, std::function<void()> onDown)
+{
+    camera::Camera::Setup setup = {*options.model,       ground.share,    options.speed,
+                                   options.startMinutes, options.inPlace, std::move(onDown)};
+    if (*options.model == kDeviceModel)
+    {
+        setup.systemClock = options.speed == 1.0 && !options.startMinutes;
+        setup.texts = ground.stateFolder + "/" + kCurrentLink + "/share";
+    }
+    return setup;
+}
+
 // The camera and all front ends of it.
-int runFrontEnds(const Options& options, const std::string& share, const std::string& stateFolder, OwnSockets sockets,
-                 LibraryOutput& output, Terminal& terminal)
+int runFrontEnds(const Options& options, Ground ground, LibraryOutput& output, Terminal& terminal)
 {
     const ServeOptions serve = options.serve.value_or(ServeOptions());
-    web::Opened opened = web::open(serve, stateFolder);  // first: a camera that nobody may reach is not started
+    web::Opened opened = web::open(serve, ground.stateFolder);  // first: a camera that nobody may reach is not started
+    OwnSockets& sockets = ground.sockets;
     if (sockets.http)
     {
         opened.own.emplace(std::move(*sockets.http));
@@ -170,10 +193,12 @@ int runFrontEnds(const Options& options, const std::string& share, const std::st
         isDown = true;
         terminal.hangUp();
     };
-    camera::Camera camera({*options.model, share, options.speed, options.startMinutes, options.inPlace, onDown},
-                          service());
+    const std::optional<DeviceService> device =
+        ground.devices ? std::make_optional(deviceService(ground.stateFolder, std::move(ground.devices)))
+                       : std::nullopt;
+    camera::Camera camera(setupOf(options, ground, onDown), device ? device->service : service());
     terminal.showLibrary();
-    web::Service service(camera, serve, std::move(opened), stateFolder, output);
+    web::Service service(camera, serve, std::move(opened), ground.stateFolder, output);
     std::optional<remote::SessionServer> sessions;
     if (sockets.sessions)
     {
@@ -184,8 +209,17 @@ int runFrontEnds(const Options& options, const std::string& share, const std::st
             });
     }
     terminal.print(service.places());
+    std::optional<DeviceWatch> watch;
+    if (device)
+    {
+        watch.emplace(*device, [&] { terminal.hangUp(); });
+    }
     Session session(camera, terminal, options.json);
-    const int status = command(options, session, terminal, stateFolder);
+    const int status = command(options, session, terminal, ground.stateFolder);
+    if (watch && watch->hasOtherControls())
+    {
+        throw Failure(device->service.device()->name() + " has other controls now; start its camera again");
+    }
     if (isDown && !session.hasQuit())
     {
         session.tellLoss();  // somebody else's reset
@@ -201,13 +235,13 @@ int runFrontEnds(const Options& options, const std::string& share, const std::st
     return isDown ? kExitCommandFailed : status;
 }
 
-int runCamera(const Options& options, const std::string& share, const std::string& stateFolder, OwnSockets sockets)
+int runCamera(const Options& options, Ground ground)
 {
     return runAtTerminal(options, true, [&](Terminal& terminal, LibraryOutput& output) {
         return Work{[&] {
             try
             {
-                const int status = runFrontEnds(options, share, stateFolder, std::move(sockets), output, terminal);
+                const int status = runFrontEnds(options, std::move(ground), output, terminal);
                 terminal.showLibrary();  // what the library said at its end
                 return status;
             }
@@ -280,7 +314,7 @@ std::optional<int> lockOrJoin(std::optional<StateFolder>& state, const std::stri
         }
         catch (const StateFolder::InUse& inUse)
         {
-            if (options.serve && !options.isShell)
+            if (options.isDaemon || (options.serve && !options.isShell))
             {
                 throw Failure(std::string(inUse.what()) + ". It answers HTTP on " + path + "/" + kHttpSocketFile);
             }
@@ -331,8 +365,43 @@ void prepare(StateFolder& state, const std::string& model, const std::string& ro
     }
 }
 
+// Whether a camera with a real device is meant.
+bool isOnDevice(const Options& options)
+{
+    const std::string remembering = options.inPlace && hasDeviceLinks() ? kInsideState : options.stateFolder;
+    return options.device || options.isDaemon ||
+           (!remembering.empty() && rememberedModel(remembering) == std::string(kDeviceModel));
+}
+
+// In the tree that sandboxCommand would make, made by somebody else: a service manager.
+int runInDevicesPlace(Options options)
+{
+    if (!hasDeviceLinks())
+    {
+        throw Failure("--in-place is for a device's camera only in a file tree of its own, in which /mnt and /hd1 are "
+                      "links to /state/current/mnt and /state/current/hd1; without it sensorcam makes one");
+    }
+    DeviceCamera device(options.device, kInsideState);
+    std::optional<StateFolder> state;
+    if (const std::optional<int> status = lockOrJoin(state, kInsideState, StateFolder::Kind::chosen, options))
+    {
+        return *status;
+    }
+    options.model = state->chooseModel(options.model);
+    device.bringUp(*state);
+    if (!insideSandbox(Tree::ofDevice))
+    {
+        throw Failure("/mnt, /hd1 and /tmp do not lead into /state, where the camera's files are");
+    }
+    return runCamera(options, {ownShareFolder(), kInsideState, OwnSockets::in(*state), device.handOver()});
+}
+
 int runInPlace(Options options)
 {
+    if (options.model == std::string(kDeviceModel))
+    {
+        return runInDevicesPlace(std::move(options));
+    }
     std::optional<StateFolder> state;
     if (const std::optional<int> status = lockOrJoin(state, kInPlaceState, StateFolder::Kind::ofBoard, options))
     {
@@ -340,16 +409,23 @@ int runInPlace(Options options)
     }
     options.model = state->chooseModel(options.model);
     prepare(*state, *options.model, "", Documents::keepExisting);
-    return runCamera(options, ownShareFolder(), state->path(), OwnSockets::in(*state));
+    return runCamera(options, {ownShareFolder(), state->path(), OwnSockets::in(*state)});
 }
 
 int runInPrivateTree(Options options)
 {
     signal(SIGCHLD, SIG_DFL);   // ignored by whoever started this, no child would have an exit status
     umask(umask(0) | S_IWOTH);  // a folder in which everybody may put something is refused
-    const std::string wantedModel = options.model.value_or(kModelNames[0]);
-    const std::string path =
-        options.stateFolder.empty() ? defaultStateFolder(wantedModel) : absolutePath(options.stateFolder);
+    std::string path = options.stateFolder.empty() ? "" : absolutePath(options.stateFolder);
+    std::optional<DeviceCamera> device;
+    if (options.model == std::string(kDeviceModel))
+    {
+        path = device.emplace(options.device, path).stateFolder();
+    }
+    else if (path.empty())
+    {
+        path = defaultStateFolder(options.model.value_or(kModelNames[0]));
+    }
     std::optional<StateFolder> locked;
     if (const std::optional<int> status = lockOrJoin(locked, path, StateFolder::Kind::chosen, options))
     {
@@ -357,7 +433,14 @@ int runInPrivateTree(Options options)
     }
     StateFolder& state = *locked;
     options.model = state.chooseModel(options.model);
-    prepare(state, *options.model, state.path(), Documents::refresh);
+    if (device)
+    {
+        device->bringUp(state);
+    }
+    else
+    {
+        prepare(state, *options.model, state.path(), Documents::refresh);
+    }
     const OwnSockets sockets = OwnSockets::in(state);
     options.httpDescriptor = OwnSockets::descriptorOf(sockets.http);
     options.sessionDescriptor = OwnSockets::descriptorOf(sockets.sessions);
@@ -365,6 +448,14 @@ int runInPrivateTree(Options options)
     std::optional<web::Opened> opened;
     std::vector<int> inherited = {state.lockDescriptor(), line.copysEnd(), options.httpDescriptor,
                                   options.sessionDescriptor};
+    BrokerLine brokerLine;
+    std::optional<DeviceBroker> broker;
+    if (device)
+    {
+        options.deviceDescriptor = brokerLine.copys.number();
+        inherited.push_back(options.deviceDescriptor);
+        broker.emplace(device->source(), std::move(brokerLine.brokers));
+    }
     camera::Descriptor root;
     if (options.isShell || !options.serve)  // somebody may name a file
     {
@@ -380,19 +471,27 @@ int runInPrivateTree(Options options)
     }
     const std::vector<std::string> arguments = insideArguments(options, state.lockDescriptor(), line.copysEnd());
     const std::string users = options.serve ? web::usersFolder(*options.serve) : "";
-    return superviseCamera(sandboxCommand(state.path(), programFile(), arguments, users), line, inherited,
+    const Tree tree = device ? Tree::ofDevice : Tree::ofModel;
+    return superviseCamera(sandboxCommand(state.path(), programFile(), arguments, users, tree), line, inherited,
                            hasPrompt(options));
 }
 
 // Outside of the private tree the copy would work on the machine's own files.
-int runInside(const Options& options)
+int runInside(Options options)
 {
-    if (!insideSandbox() || fcntl(options.lockDescriptor, F_SETFD, FD_CLOEXEC) < 0 ||
-        !ReportLine::report(options.supervisorDescriptor))
+    const bool isDevice = options.deviceDescriptor >= 0;
+    if (!insideSandbox(isDevice ? Tree::ofDevice : Tree::ofModel) ||
+        fcntl(options.lockDescriptor, F_SETFD, FD_CLOEXEC) < 0 || !ReportLine::report(options.supervisorDescriptor))
     {
         throw Failure("--inside is only for the copy that sensorcam starts in its private file tree");
     }
-    return runCamera(options, shareFolder(kInsidePrefix), kInsideState, OwnSockets::inherited(options));
+    Ground ground = {shareFolder(kInsidePrefix), kInsideState, OwnSockets::inherited(options)};
+    if (isDevice)
+    {
+        options.model = kDeviceModel;
+        ground.devices = std::make_unique<RemoteDevices>(camera::Descriptor(options.deviceDescriptor));
+    }
+    return runCamera(options, std::move(ground));
 }
 
 }  // namespace
@@ -401,7 +500,15 @@ int runProgram(Options options)
 {
     if (options.inside)
     {
-        return runInside(options);
+        return runInside(std::move(options));
+    }
+    if (options.deviceList)
+    {
+        return listDevices(*options.deviceList, options.json);
+    }
+    if (isOnDevice(options))
+    {
+        options.model = kDeviceModel;
     }
     return options.inPlace ? runInPlace(std::move(options)) : runInPrivateTree(std::move(options));
 }

@@ -40,7 +40,7 @@ Value valueOfSet(ia_cmd_e command, const services::Call::Words& words)
 
 Camera::Camera(const Setup& setup, services::Journal& service)
     : setup_(setup),
-      uiFiles_(setup.share),
+      uiFiles_(setup.texts.empty() ? setup.share : setup.texts),
       service_(service),
       trials_(leaseAt(setup.speed)),
       speed_(setup.speed),

@@ -54,6 +54,7 @@ public:
         bool systemClock = false;         // without speed and start, follow the system's clock as a board does
         // Called once a factory reset has taken the camera down, on the reset's thread.
         std::function<void()> onDown = {};
+        std::string texts = {};  // folder with the languages of documents that do not lie in share; empty: in share
     };
 
     // Takes a second of the camera's time. Throws Failure when the board's files name no camera, when no parameters

@@ -5,8 +5,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
+#include <iterator>
 
 #include "app/Failure.h"
 
@@ -20,7 +23,28 @@ constexpr const char* kSystemFolders[] = {
 #include "app/box/SystemFolders.def"
 };
 
-const char* const kPrivateFolders[] = {"/mnt", "/hd1", "/tmp"};
+struct PrivateFolder
+{
+    const char* path;
+    const char* inDevicesState;
+};
+
+constexpr PrivateFolder kPrivateFolders[] = {
+    {"/mnt", "/current/mnt"},
+    {"/hd1", "/current/hd1"},
+    {"/tmp", "/tmp"},
+};
+
+// With /state before it.
+std::string placeOf(const PrivateFolder& folder, Tree tree)
+{
+    return kInsideState + std::string(tree == Tree::ofDevice ? folder.inDevicesState : folder.path);
+}
+
+bool isLink(const PrivateFolder& folder)
+{
+    return std::strcmp(folder.path, folder.inDevicesState) != 0;
+}
 
 // Of the machine's settings what a program needs to run and to write to a terminal.
 const char* const kSettings[] = {"/etc/ld.so.cache", "/etc/alternatives", "/etc/localtime", "/etc/terminfo"};
@@ -59,7 +83,7 @@ void addSystem(Arguments& list)
 
 // Everything up to the program. Sources are looked up on the real machine, so that state folder and program may
 // lie anywhere, also below /mnt or /tmp.
-Arguments treeArguments(const std::string& stateFolder, const std::string& prefix, const Arguments& proc,
+Arguments treeArguments(const std::string& stateFolder, Tree tree, const std::string& prefix, const Arguments& proc,
                         bool newUserNamespace)
 {
     Arguments list = {"bwrap", "--unshare-pid", "--die-with-parent", "--chdir", "/"};
@@ -70,9 +94,11 @@ Arguments treeArguments(const std::string& stateFolder, const std::string& prefi
     addSystem(list);
     append(list, {"--dev", "/dev"});
     append(list, proc);
-    for (const char* folder : kPrivateFolders)
+    for (const PrivateFolder& folder : kPrivateFolders)
     {
-        append(list, {"--bind", stateFolder + folder, folder});
+        append(list, tree == Tree::ofDevice && isLink(folder)
+                         ? Arguments{"--symlink", placeOf(folder, tree), folder.path}
+                         : Arguments{"--bind", stateFolder + folder.path, folder.path});
     }
     append(list, {"--bind", stateFolder, kInsideState, "--ro-bind", prefix, kInsidePrefix});
     return list;
@@ -124,7 +150,8 @@ int probe(const Arguments& command, std::string& errors)
 }  // namespace
 
 std::vector<std::string> sandboxCommand(const std::string& stateFolder, const std::string& program,
-                                        const std::vector<std::string>& arguments, const std::string& usersFolder)
+                                        const std::vector<std::string>& arguments, const std::string& usersFolder,
+                                        Tree tree)
 {
     const fs::path prefix = fs::path(program).parent_path().parent_path();
     std::string errors;
@@ -132,12 +159,12 @@ std::vector<std::string> sandboxCommand(const std::string& stateFolder, const st
     {
         for (bool newUserNamespace : {false, true})
         {
-            Arguments tree = treeArguments(stateFolder, prefix.string(), proc, newUserNamespace);
+            Arguments command = treeArguments(stateFolder, tree, prefix.string(), proc, newUserNamespace);
             if (!usersFolder.empty())
             {
-                append(tree, {"--ro-bind", usersFolder, kInsideUsers});
+                append(command, {"--ro-bind", usersFolder, kInsideUsers});
             }
-            Arguments trial = tree;
+            Arguments trial = command;
             append(trial, {"--", "/bin/true"});
             errors.clear();
             const int status = probe(trial, errors);
@@ -149,28 +176,37 @@ std::vector<std::string> sandboxCommand(const std::string& stateFolder, const st
             if (status == 0)
             {
                 const fs::path inside = fs::path(kInsidePrefix) / fs::path(program).lexically_relative(prefix);
-                append(tree, {"--", inside.string()});
-                append(tree, arguments);
-                return tree;
+                append(command, {"--", inside.string()});
+                append(command, arguments);
+                return command;
             }
         }
     }
     refuse(errors);
 }
 
-bool insideSandbox()
+bool insideSandbox(Tree tree)
 {
-    for (const std::string folder : kPrivateFolders)
+    for (const PrivateFolder& folder : kPrivateFolders)
     {
         struct stat mine;
         struct stat states;
-        if (stat(folder.c_str(), &mine) != 0 || stat((kInsideState + folder).c_str(), &states) != 0 ||
+        if (stat(folder.path, &mine) != 0 || stat(placeOf(folder, tree).c_str(), &states) != 0 ||
             mine.st_dev != states.st_dev || mine.st_ino != states.st_ino)
         {
             return false;
         }
     }
     return true;
+}
+
+bool hasDeviceLinks()
+{
+    return std::all_of(std::begin(kPrivateFolders), std::end(kPrivateFolders), [](const PrivateFolder& folder) {
+        std::error_code none;
+        return !isLink(folder) ||
+               fs::path("/") / fs::read_symlink(folder.path, none) == placeOf(folder, Tree::ofDevice);
+    });
 }
 
 }  // namespace app

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 
@@ -41,9 +42,9 @@ const char* kindOf(mode_t mode)
     throw Failure(path + " " + why);
 }
 
-void requireOwn(const std::string& path, const struct stat& facts, bool maySocket = false)
+void requireOwn(const std::string& path, const struct stat& facts, mode_t allowedKind = 0)
 {
-    const char* const kind = maySocket && S_ISSOCK(facts.st_mode) ? nullptr : kindOf(facts.st_mode);
+    const char* const kind = (facts.st_mode & S_IFMT) == allowedKind ? nullptr : kindOf(facts.st_mode);
     if (kind != nullptr)
     {
         refuse(path, std::string("is ") + kind + "; remove it");
@@ -56,6 +57,31 @@ void requireOwn(const std::string& path, const struct stat& facts, bool maySocke
     {
         refuse(path, "has a second name somewhere, under which it would change too; replace it by a copy of it");
     }
+}
+
+// The link to the documents in force of a device's camera, or the one that is about to replace it.
+bool leadsToGeneration(int folder, const std::string& name)
+{
+    const std::string begin = "generations/";
+    char target[64];
+    const ssize_t length = readlinkat(folder, name.c_str(), target, sizeof target);
+    const std::string text(target, static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    return (name == kCurrentLink || name == std::string(kCurrentLink) + ".new") && text.size() > begin.size() &&
+           text.size() < sizeof target && text.rfind(begin, 0) == 0 &&
+           text.find_first_not_of("0123456789", begin.size()) == std::string::npos;
+}
+
+mode_t allowedKindOf(int folder, const std::string& name, int depth)
+{
+    if (depth > 0)
+    {
+        return 0;
+    }
+    if (name == kHttpSocketFile || name == kSessionSocketFile)
+    {
+        return S_IFSOCK;
+    }
+    return leadsToGeneration(folder, name) ? S_IFLNK : 0;
 }
 
 using Folder = std::unique_ptr<DIR, int (*)(DIR*)>;
@@ -119,7 +145,7 @@ private:
             }
             throw Failure(systemError("cannot look at " + path));
         }
-        requireOwn(path, facts, depth == 0 && (name == kHttpSocketFile || name == kSessionSocketFile));
+        requireOwn(path, facts, allowedKindOf(folder, name, depth));
         if (S_ISDIR(facts.st_mode))
         {
             const int below = openat(folder, name.c_str(), kFolderFlags | O_NOFOLLOW);

@@ -9,8 +9,11 @@ namespace app {
 constexpr char kHttpSocketFile[] = "camera.socket";
 constexpr char kSessionSocketFile[] = "shell.socket";
 
+// A symbolic link in the state folder of a device's camera, which leads to its documents in force: generations/NUMBER.
+constexpr char kCurrentLink[] = "current";
+
 // Throws Failure unless all below folder, at any depth, is a file or folder of this user's that leads nowhere else:
-// neither a symbolic link nor one of several names of a file, neither a named pipe nor a device nor a socket but those of
+// neither a symbolic link but kCurrentLink nor one of several names of a file, neither a named pipe nor a device nor a socket but those of
 // a camera, of no other owner. Nor may everybody put something into the folder or one of those in it, or a group if the folder is
 // another user's, and it may be neither deeper nor fuller than a camera's can be.
 void requireOwnFiles(const std::string& folder);

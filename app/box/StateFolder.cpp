@@ -132,16 +132,16 @@ void StateFolder::takeLock()
     }
 }
 
-std::optional<std::string> StateFolder::model() const
+std::optional<std::string> rememberedModel(const std::string& stateFolder)
 {
-    const std::string name = firstLineOf(camera::readFile(path_ + "/" + kModelFile, kModelFileMax).value_or(""));
+    const std::string name = firstLineOf(camera::readFile(stateFolder + "/" + kModelFile, kModelFileMax).value_or(""));
     return name.empty() ? std::nullopt : std::optional<std::string>(name);
 }
 
 std::string StateFolder::chooseModel(const std::optional<std::string>& wanted) const
 {
     const std::optional<std::string> remembered = model();
-    if (remembered && !isModelName(*remembered))
+    if (remembered && !isModelName(*remembered) && *remembered != kDeviceModel)
     {
         throw Failure(path_ + " holds a camera of the unknown model '" + *remembered + "'");
     }

@@ -16,6 +16,9 @@ std::string defaultStateFolder(const std::string& model);
 // path made absolute against the working directory. The folder need not exist.
 std::string absolutePath(const std::string& path);
 
+// The model whose camera the folder holds; nothing in a new folder, and without one.
+std::optional<std::string> rememberedModel(const std::string& stateFolder);
+
 // A state folder, locked for this camera as long as the object lives.
 class StateFolder
 {
@@ -53,7 +56,7 @@ public:
     int lockDescriptor() const { return lock_.number(); }
 
     // The model whose camera the folder holds; nothing in a new folder.
-    std::optional<std::string> model() const;
+    std::optional<std::string> model() const { return rememberedModel(path_); }
 
     // The model to start: the wanted one, or the remembered one, or the first. Throws Failure when the folder
     // holds another model than the wanted one.

@@ -89,6 +89,15 @@ void DeviceWorker::plugged()
     wake_.signal();
 }
 
+void DeviceWorker::lookAgain()
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        isLookingAgain_ = true;
+    }
+    wake_.signal();
+}
+
 Report DeviceWorker::report(u32 id) const
 {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -113,6 +122,10 @@ void DeviceWorker::run()
         {
             tell();
             continue;
+        }
+        else
+        {
+            lookIfAsked();
         }
         tell();
         waitForMore();
@@ -175,6 +188,36 @@ Values DeviceWorker::find(const std::vector<Control>& controls)
         }
     }
     return values;
+}
+
+// Once nothing is left to send: what is about to be sent is not there yet.
+void DeviceWorker::lookIfAsked()
+{
+    std::vector<u32> ids;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (!isLookingAgain_)
+        {
+            return;
+        }
+        isLookingAgain_ = false;
+        ids = queue_.wishesToCheck();
+    }
+    for (const u32 id : ids)
+    {
+        std::int64_t value = 0;
+        const int error = device_->get(id, value);
+        if (error == ENODEV || error == ETIMEDOUT)
+        {
+            return;  // gone, which events tell, or as slow with each of the others
+        }
+        if (error == 0)
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            queue_.heard({ControlEvent::Kind::changed, id, value, {}}, now());
+        }
+    }
+    wake_.signal();  // to put back what is not as it was
 }
 
 // False when there was nothing to send.

@@ -4,17 +4,6 @@
 
 // Questions that the rows of ParameterTable.cpp answer.
 namespace sim {
-const Parameter* findParameter(u32 cmd)
-{
-    for (const Parameter& row : parameters())
-    {
-        if (row.cmd == cmd)
-        {
-            return &row;
-        }
-    }
-    return nullptr;
-}
 
 const SensorModule* findModule(int id)
 {
@@ -69,18 +58,6 @@ std::vector<ia_cmd_e> dynamicCommands(const SensorModule& module)
         }
     }
     return commands;
-}
-
-const char* choiceLabel(const Parameter& parameter, int value)
-{
-    for (int i = 0; i < parameter.choiceCount; ++i)
-    {
-        if (parameter.choices[i].value == value)
-        {
-            return parameter.choices[i].label;
-        }
-    }
-    return "";
 }
 
 }  // namespace sim

@@ -75,10 +75,10 @@ int Service::perform(ia_cmd_e cmd, int opt, void* data)
         value = word(*parameter);
         return kDone;
     case IA_CMD_OPT_GET_PARAM_RNAGE:
-        describe(*parameter, *static_cast<ia_dynamic_params_attr_st*>(data));
+        *static_cast<ia_dynamic_params_attr_st*>(data) = describe(allowedNow(*parameter));
         return kDone;
     case IA_CMD_OPT_CORRECT_PARAM:
-        value = correct(*parameter, value);
+        value = correct(cmd, allowedNow(*parameter), value);
         return kDone;
     default:
         value = lens_.execStatus(cmd, now_);
@@ -230,25 +230,6 @@ AllowedValues Service::allowedNow(const Parameter& parameter) const
         break;
     }
     return allowed;
-}
-
-void Service::describe(const Parameter& parameter, ia_dynamic_params_attr_st& out) const
-{
-    const AllowedValues allowed = allowedNow(parameter);
-    out = {};
-    out.reserved0 = allowed.minimum;
-    out.default_value = allowed.defaultValue;
-    out.reserved2 = allowed.maximum;
-    out.reserved3 = allowed.step;
-    out.items_cnt = static_cast<int>(std::min<std::size_t>(allowed.items.size(), kDynamicItemsMax));
-    std::copy_n(allowed.items.begin(), out.items_cnt, out.item);
-}
-
-int Service::correct(const Parameter& parameter, int value) const
-{
-    const AllowedValues allowed = allowedNow(parameter);
-    const bool shutter = parameter.cmd == IA_CMD_MAX_SHUTTER || parameter.cmd == IA_CMD_FIX_SHUTTER;
-    return shutter && value == kShutterPreferred ? allowed.defaultValue : allowed.nearest(value);
 }
 
 int Service::check(int opt, ia_sensor_check_st& request)

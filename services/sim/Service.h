@@ -86,8 +86,6 @@ private:
     void limitOffsets();
     int word(const Parameter& parameter) const;
     AllowedValues allowedNow(const Parameter& parameter) const;
-    void describe(const Parameter& parameter, ia_dynamic_params_attr_st& out) const;
-    int correct(const Parameter& parameter, int value) const;
     int check(int opt, ia_sensor_check_st& request);
     void powerOn();
     Infrared lampsNow() const;

@@ -208,7 +208,8 @@ Infrared Service::lampsNow() const
     default:
     {
         const double lux = light_.lux(secondsOfDay());
-        const double bright = dayNight_.dayAbove() == 0 ? 0 : std::min(1.0, lux / dayNight_.dayAbove());
+        const double dayLevel = dayNight_.settings().dayLevel();
+        const double bright = dayLevel == 0 ? 0 : std::min(1.0, lux / dayLevel);
         const auto fill = [bright](int limit) { return static_cast<int>(std::lround(limit * (1 - bright))); };
         return {fill(limits.near), fill(limits.medium), fill(limits.far)};
     }
@@ -237,13 +238,8 @@ bool Service::value(ia_cmd_e cmd, int& value) const
 
 ParameterState Service::stateOf(const Parameter& parameter) const
 {
-    ParameterState state{parameter.cmd,  parameter.name, parameter.unit, parameter.kind, allowedNow(parameter), {},
-                         word(parameter)};
-    for (int i = 0; i < parameter.choiceCount; ++i)
-    {
-        state.labels[parameter.choices[i].value] = parameter.choices[i].label;
-    }
-    return state;
+    return {parameter.cmd,         parameter.name,      parameter.unit, parameter.kind,
+            allowedNow(parameter), labelsOf(parameter), word(parameter)};
 }
 
 std::vector<ParameterState> Service::parameters() const

@@ -1,0 +1,366 @@
+#include "app/Devices.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "app/Failure.h"
+#include "app/Models.h"
+#include "app/Output.h"
+#include "app/box/DiskFiles.h"
+#include "app/box/Provision.h"
+#include "app/json/Json.h"
+#include "camera/Descriptor.h"
+#include "camera/TextFile.h"
+#include "services/linux/Generations.h"
+#include "services/linux/Identity.h"
+#include "services/linux/LocalDevices.h"
+#include "services/linux/Service.h"
+
+namespace app {
+namespace {
+
+using devices::Board;
+using devices::CameraNode;
+using services::Standing;
+
+constexpr char kBoardFile[] = "/board";
+constexpr std::size_t kBoardMax = 64 * 1024;
+
+constexpr auto kReadyLimit = std::chrono::seconds(10);
+constexpr auto kLook = std::chrono::milliseconds(250);
+constexpr int kLooks = 40;  // after a change: ten seconds, in which a device is opened and set
+
+std::string folderOf(const std::string& identity)
+{
+    return defaultStateFolder("devices/" + identity);
+}
+
+// The identity of what somebody calls so. One that is not plugged in is known by its folder.
+std::string identityOf(const std::string& name)
+{
+    try
+    {
+        return devices::chooseCamera(devices::findCameras(), name).identity;
+    }
+    catch (const std::runtime_error&)
+    {
+        const bool isPlainName = name.find('/') == std::string::npos && name[0] != '.';
+        if (isPlainName && std::filesystem::is_directory(folderOf(name)))
+        {
+            return name;
+        }
+        throw;
+    }
+}
+
+// What a person has to know of a camera to name it.
+Json jsonOf(const CameraNode& camera)
+{
+    Json json = {
+        {"identity", camera.identity}, {"node", camera.node}, {"name", camera.name}, {"driver", camera.driver}};
+    if (!camera.serial.empty())
+    {
+        json["serial"] = camera.serial;
+    }
+    if (camera.error != 0)
+    {
+        json["error"] = std::strerror(camera.error);
+    }
+    return json;
+}
+
+std::string textOf(const CameraNode& camera)
+{
+    return camera.node + "  " + camera.name + " (" + camera.driver + ")\n    --device " + camera.identity + "\n" +
+           (camera.error == 0 ? "" : std::string("    cannot be opened: ") + std::strerror(camera.error) + "\n");
+}
+
+// On its way, or kept from it: it may be applied in a moment.
+bool isOpen(Standing standing)
+{
+    return standing == Standing::waiting || standing == Standing::busy || standing == Standing::stalled ||
+           standing == Standing::lost;
+}
+
+}  // namespace
+
+int listDevices(const DeviceListOptions& options, bool json)
+{
+    const std::vector<CameraNode> cameras = devices::findCameras();
+    Answers answers(STDOUT_FILENO);
+    if (!options.identityOf.empty())
+    {
+        answers.print(devices::chooseCamera(cameras, options.identityOf).identity + "\n");
+        return answers.status(kExitOk);
+    }
+    std::string text;
+    Json list = Json::array();
+    for (const CameraNode& camera : cameras)
+    {
+        text += textOf(camera);
+        list.push_back(jsonOf(camera));
+    }
+    if (cameras.empty())
+    {
+        text = "no camera is plugged in\n";
+    }
+    answers.print(json ? jsonLine(Json{{"ok", true}, {"devices", list}}) : text);
+    return answers.status(kExitOk);
+}
+
+DeviceCamera::DeviceCamera(const std::optional<DeviceOptions>& named, const std::string& stateFolder)
+    : named_(named),
+      stateFolder_(stateFolder)
+{
+    if (named_ && !named_->boardFile.empty())
+    {
+        try
+        {
+            written_ = devices::parseBoard(camera::readExistingFile(named_->boardFile, kBoardMax));
+        }
+        catch (const std::runtime_error& error)
+        {
+            throw Failure(named_->boardFile + ": " + error.what());
+        }
+    }
+    else if (named_)
+    {
+        written_.camera = named_->camera;
+    }
+    if (named_)
+    {
+        written_.camera = identityOf(written_.camera);
+    }
+    if (stateFolder_.empty())
+    {
+        stateFolder_ = folderOf(written_.camera);
+    }
+}
+
+Board DeviceCamera::boardFor(const StateFolder& state) const
+{
+    const std::optional<std::string> remembered = camera::readFile(state.path() + kBoardFile, kBoardMax);
+    if (!remembered && !named_)
+    {
+        throw Failure(state.path() + " holds no device's camera yet; name the device with --device or --board");
+    }
+    Board board = remembered ? devices::parseBoard(*remembered) : written_;
+    if (!named_)
+    {
+        return board;
+    }
+    if (board.camera != written_.camera)
+    {
+        throw Failure(state.path() + " holds the camera " + board.camera + "; " + written_.camera +
+                      " needs a folder of its own (--state DIR)");
+    }
+    if (!named_->boardFile.empty())
+    {
+        return written_;
+    }
+    board.light = named_->light.value_or(board.light);
+    for (const auto& [control, led] : named_->lamps)
+    {
+        board.lamps[control] = led;
+    }
+    board.filter = named_->filter ? named_->filter : board.filter;
+    board.schemesByLight = named_->schemesByLight.value_or(board.schemesByLight);
+    board.others = named_->others.value_or(board.others);
+    return board;
+}
+
+void DeviceCamera::bringUp(StateFolder& state)
+{
+    const Board board = boardFor(state);
+    source_ = std::make_unique<devices::LocalDevices>(board);
+    makeFolders(state.path() + "/tmp");
+    std::optional<devices::Description> description;
+    try
+    {
+        description = devices::describe(*source_, board);
+    }
+    catch (const std::runtime_error& error)
+    {
+        if (!devices::generationInForce(state.path()))
+        {
+            throw;
+        }
+        notice(std::string(error.what()) + "; what is set meanwhile is applied when it is there");
+    }
+    if (description)
+    {
+        const std::string share =
+            shareFolder(std::filesystem::path(programFile()).parent_path().parent_path().string());
+        for (const std::string& line : devices::bringUp(state.path(), share, *description, board).report)
+        {
+            notice(line);
+        }
+    }
+    const std::string text = devices::textOf(board);
+    if (camera::readFile(state.path() + kBoardFile, kBoardMax) != text)
+    {
+        replaceFile(state.path() + kBoardFile, text);
+    }
+    if (!state.model())
+    {
+        state.rememberModel(kDeviceModel);
+    }
+}
+
+void OverheardDevices::listen(std::function<void()> changed)
+{
+    source_->listen(!changed ? std::function<void()>() : [this, changed = std::move(changed)] {
+        changed();
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (overheard_)
+        {
+            overheard_();
+        }
+    });
+}
+
+void OverheardDevices::overhear(std::function<void()> changed)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    overheard_ = std::move(changed);
+}
+
+DeviceService deviceService(const std::string& stateFolder, std::unique_ptr<devices::DeviceSource> source)
+{
+    const std::optional<devices::Generation> generation = devices::generationInForce(stateFolder);
+    if (!generation)
+    {
+        throw Failure(stateFolder + " holds no documents of a device");
+    }
+    const Board board = devices::parseBoard(camera::readExistingFile(stateFolder + kBoardFile, kBoardMax));
+    static OverheardDevices* const overheard = new OverheardDevices(std::move(source));
+    static services::Journal* const journal =
+        new services::Journal(*new devices::Service(generation->description, board, *overheard));
+    services::setServiceInForce(journal);
+    return {*journal, *overheard};
+}
+
+DeviceWatch::DeviceWatch(DeviceService service, std::function<void()> onOtherControls)
+    : devices_(service.devices),
+      device_(*service.service.device()),
+      onOtherControls_(std::move(onOtherControls)),
+      begin_(std::chrono::steady_clock::now()),
+      looks_(kLooks),
+      thread_([this] { run(); })
+{
+    devices_.overhear([this] { lookAgain(); });
+}
+
+DeviceWatch::~DeviceWatch()
+{
+    devices_.overhear(nullptr);
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        isEnding_ = true;
+    }
+    changed_.notify_all();
+    thread_.join();
+}
+
+bool DeviceWatch::hasOtherControls() const
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return hasOtherControls_;
+}
+
+void DeviceWatch::lookAgain()
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        looks_ = kLooks;
+    }
+    changed_.notify_all();
+}
+
+void DeviceWatch::run()
+{
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (true)
+    {
+        changed_.wait(lock, [this] { return isEnding_ || looks_ > 0; });
+        if (isEnding_)
+        {
+            return;
+        }
+        --looks_;
+        lock.unlock();
+        const bool isOther = look();
+        if (isOther)
+        {
+            onOtherControls_();
+        }
+        lock.lock();
+        if (isOther)
+        {
+            hasOtherControls_ = true;
+            return;
+        }
+        changed_.wait_for(lock, kLook, [this] { return isEnding_; });
+    }
+}
+
+// True when the device came back with other controls.
+bool DeviceWatch::look()
+{
+    if (device_.hasOtherControls())
+    {
+        notifyManager("STATUS=" + device_.name() + " has other controls now");
+        return true;
+    }
+    const bool isThere = device_.isThere();
+    if (!isReady_)
+    {
+        const std::map<ia_cmd_e, Standing> standings = device_.standings();
+        const bool isSettled =
+            isThere && std::none_of(standings.begin(), standings.end(), [](const auto& s) { return isOpen(s.second); });
+        if (!isSettled && std::chrono::steady_clock::now() < begin_ + kReadyLimit - kLook)
+        {
+            return false;
+        }
+        isReady_ = true;
+        wasThere_ = isThere;
+        notifyManager(std::string("READY=1\nSTATUS=") + (isSettled ? "everything is applied"
+                                                         : isThere ? "not everything could be applied yet"
+                                                                   : "the device is not there"));
+    }
+    else if (isThere != wasThere_)
+    {
+        wasThere_ = isThere;
+        notifyManager(isThere ? "STATUS=the device is back" : "STATUS=the device is lost");
+    }
+    return false;
+}
+
+void notifyManager(const std::string& lines)
+{
+    const char* const place = std::getenv("NOTIFY_SOCKET");
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    if (place == nullptr || (place[0] != '/' && place[0] != '@') || std::strlen(place) >= sizeof address.sun_path)
+    {
+        return;
+    }
+    const std::size_t length = std::strlen(place);
+    std::memcpy(address.sun_path, place, length);
+    if (place[0] == '@')
+    {
+        address.sun_path[0] = '\0';
+    }
+    const camera::Descriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    // Without a listener there is nobody to tell.
+    sendto(socket.number(), lines.data(), lines.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&address),
+           static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length));
+}
+
+}  // namespace app

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "camera/Descriptor.h"
+#include "services/linux/DeviceSource.h"
+
+// A private tree shows none of the machine's devices. The process outside of it opens them and hands descriptors in, anew
+// whenever the device has come back: a node that was bound there would stay the dead one.
+namespace app {
+
+// The two ends of what broker and camera talk over.
+struct BrokerLine
+{
+    // Throws Failure.
+    BrokerLine();
+
+    camera::Descriptor brokers;
+    camera::Descriptor copys;  // to be inherited
+};
+
+// Serves one camera, which is not trusted: it gets the descriptors of its own roles, of a light sensor and of lamps those
+// files that a service reads and writes, and nothing else. Beside whatever else the process does: it takes no signal.
+class DeviceBroker
+{
+public:
+    // source outlives it. Throws Failure.
+    DeviceBroker(devices::DeviceSource& source, camera::Descriptor brokersEnd);
+    ~DeviceBroker();
+    DeviceBroker(const DeviceBroker&) = delete;
+    DeviceBroker& operator=(const DeviceBroker&) = delete;
+
+private:
+    void run();
+    bool answerOne();
+    void hearChanges();
+    void tell(char change);
+
+    devices::DeviceSource& source_;
+    const camera::Descriptor line_;
+    std::mutex mutex_;
+    camera::Descriptor changes_;  // guarded by mutex_; none until the camera wants to hear of them
+    std::thread thread_;
+};
+
+// The camera's side. After the broker's end nothing is there any more.
+class RemoteDevices : public devices::DeviceSource
+{
+public:
+    explicit RemoteDevices(camera::Descriptor copysEnd);
+    ~RemoteDevices() override;
+
+    int open(devices::Role role, const std::string& file = "") override;
+    void listen(std::function<void()> changed) override;
+    void listenToUse(std::function<void()> used) override;
+
+private:
+    int ask(const std::string& request);
+    void beginToHear();
+    void hear();
+
+    const camera::Descriptor line_;
+    const camera::Descriptor wake_;
+    std::mutex asking_;
+
+    std::mutex mutex_;  // held during a call of a listener
+
+    // Guarded by mutex_.
+    std::function<void()> changed_;
+    std::function<void()> used_;
+    camera::Descriptor changes_;  // none until somebody listens; then constant, and read by thread_
+    std::thread thread_;          // runs from then on
+};
+
+}  // namespace app
