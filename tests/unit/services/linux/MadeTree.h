@@ -17,6 +17,8 @@ namespace support {
 class MadeTree
 {
 public:
+    MadeTree() { std::filesystem::remove_all(root_); }
+
     devices::Roots roots() const { return {root_ + "/sys", root_ + "/dev", root_ + "/proc"}; }
     std::string sys() const { return root_ + "/sys"; }
 

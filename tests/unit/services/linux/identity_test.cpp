@@ -177,8 +177,8 @@ TEST(QueryNode, OpensNothingThatIsNoVideoNode)
     v4l2_capability capability = {};
     EXPECT_EQ(ENOENT, devices::queryNode("/nowhere/video0", capability));
     EXPECT_EQ(ENOTTY, devices::queryNode("/dev/null", capability));
-    ASSERT_EQ(0, mkfifo("/tmp/video0", 0600));
-    EXPECT_EQ(ENOTTY, devices::queryNode("/tmp/video0", capability));
+    ASSERT_EQ(0, mkfifo("/tmp/queried_pipe", 0600));
+    EXPECT_EQ(ENOTTY, devices::queryNode("/tmp/queried_pipe", capability));
 }
 
 }  // namespace
