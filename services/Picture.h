@@ -29,7 +29,8 @@ class PictureSource
 public:
     virtual ~PictureSource() = default;
 
-    // Waits for the next frame. Nothing after stop, and when the device gives no more.
+    // Waits for the next frame. Nothing after stop, and when the device gives no more; throws std::runtime_error where it
+    // is known why.
     virtual std::optional<Frame> next() = 0;
 
     // From any thread: next returns at once, now and from now on.

@@ -4,7 +4,7 @@
 
 # What library, platform, simulator and sensorcam need.
 # shellcheck disable=SC2034  # used by the scripts that source this file
-build_packages=(g++ cmake ninja-build pkg-config libtinyxml-dev libedit-dev libcli11-dev nlohmann-json3-dev
+build_packages=(g++ cmake ninja-build pkg-config libtinyxml-dev libudev-dev libedit-dev libcli11-dev nlohmann-json3-dev
     libmicrohttpd-dev libgnutls28-dev libsodium-dev zlib1g-dev libopencv-core-dev libopencv-imgproc-dev libturbojpeg0-dev bubblewrap)
 
 say() {

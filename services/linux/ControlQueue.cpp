@@ -93,6 +93,26 @@ void ControlQueue::press(u32 id)
     wait(id, slot);
 }
 
+void ControlQueue::again(u32 id)
+{
+    const auto found = slots_.find(id);
+    if (found != slots_.end() && found->second.wished && found->second.state == ControlState::applied)
+    {
+        found->second.sent.reset();
+        wait(id, found->second);
+    }
+}
+
+std::vector<u32> ControlQueue::wishesToCheck() const
+{
+    std::vector<u32> ids;
+    std::copy_if(order_.begin(), order_.end(), std::back_inserter(ids), [this](u32 id) {
+        const std::optional<Control>& control = slots_.at(id).control;
+        return control && control->isReadable && !control->isVolatile;
+    });
+    return ids;
+}
+
 Report ControlQueue::report(u32 id, Instant now) const
 {
     const auto found = slots_.find(id);

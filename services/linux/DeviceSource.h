@@ -30,6 +30,9 @@ public:
     // From now on changed is called whenever a device has come or gone, on a thread of the source's own; it may call
     // open. One listener; null takes it off, and then a call under way has ended when this returns.
     virtual void listen(std::function<void()> changed) = 0;
+    // The same, called when a program has opened or closed the camera's node, this one not excepted: it may have set what
+    // a driver does not tell. Never, where nobody watches.
+    virtual void listenToUse(std::function<void()>) {}
 };
 
 }  // namespace devices

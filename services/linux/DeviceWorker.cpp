@@ -79,12 +79,30 @@ void DeviceWorker::press(u32 id)
     wake_.signal();
 }
 
+void DeviceWorker::again(u32 id)
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        queue_.again(id);
+    }
+    wake_.signal();
+}
+
 void DeviceWorker::plugged()
 {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         openings_ = 0;
         nextOpening_ = {};
+    }
+    wake_.signal();
+}
+
+void DeviceWorker::lookAgain()
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        isLookingAgain_ = true;
     }
     wake_.signal();
 }
@@ -113,6 +131,10 @@ void DeviceWorker::run()
         {
             tell();
             continue;
+        }
+        else
+        {
+            lookIfAsked();
         }
         tell();
         waitForMore();
@@ -175,6 +197,36 @@ Values DeviceWorker::find(const std::vector<Control>& controls)
         }
     }
     return values;
+}
+
+// Once nothing is left to send: what is about to be sent is not there yet.
+void DeviceWorker::lookIfAsked()
+{
+    std::vector<u32> ids;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (!isLookingAgain_)
+        {
+            return;
+        }
+        isLookingAgain_ = false;
+        ids = queue_.wishesToCheck();
+    }
+    for (const u32 id : ids)
+    {
+        std::int64_t value = 0;
+        const int error = device_->get(id, value);
+        if (error == ENODEV || error == ETIMEDOUT)
+        {
+            return;  // gone, which events tell, or as slow with each of the others
+        }
+        if (error == 0)
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            queue_.heard({ControlEvent::Kind::changed, id, value, {}}, now());
+        }
+    }
+    wake_.signal();  // to put back what is not as it was
 }
 
 // False when there was nothing to send.

@@ -42,8 +42,12 @@ public:
     void wish(const std::vector<Setting>& settings);
     // A button; not while the device is not there.
     void press(u32 id);
+    // What is wished of this control is sent once more.
+    void again(u32 id);
     // It may be there now: it is looked for at once, and again as after a first failure.
     void plugged();
+    // Another program may have set something, and the driver may not tell: what is wished is read and compared.
+    void lookAgain();
 
     Report report(u32 id) const;
 
@@ -65,6 +69,7 @@ private:
     bool isEnding() const;
     void openDevice();
     Values find(const std::vector<Control>& controls);
+    void lookIfAsked();
     bool sendNext();
     void waitForMore();
     void hear();
@@ -84,6 +89,7 @@ private:
     // Guarded by mutex_.
     ControlQueue queue_;
     bool isEnding_ = false;
+    bool isLookingAgain_ = false;
     int openings_ = 0;  // that failed, one after the other
     Instant nextOpening_{};
 

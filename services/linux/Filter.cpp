@@ -1,5 +1,7 @@
 #include "services/linux/Filter.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <thread>
 
@@ -35,6 +37,24 @@ void reallySleep(std::chrono::milliseconds span)
 }  // namespace
 
 Filter::Filter(std::function<int(bool isIn)> move) : controls_{describeFilter()}, move_(std::move(move)) {}
+
+std::unique_ptr<Filter> Filter::open(DeviceSource& source, const FilterLines& lines, int& error)
+{
+    const int chip = source.open(Role::filter);
+    if (chip < 0)
+    {
+        error = -chip;
+        return nullptr;
+    }
+    std::unique_ptr<Line> in = gpioLine(chip, lines.in, error);
+    std::unique_ptr<Line> out = in != nullptr && lines.out ? gpioLine(chip, *lines.out, error) : nullptr;
+    close(chip);
+    if (error != 0)
+    {
+        return nullptr;
+    }
+    return lines.out ? byPulse(std::move(in), std::move(out), lines.pulse) : byLevel(std::move(in), lines.isHighIn);
+}
 
 std::unique_ptr<Filter> Filter::byLevel(std::unique_ptr<Line> line, bool isHighIn)
 {

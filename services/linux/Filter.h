@@ -5,7 +5,9 @@
 #include <memory>
 #include <vector>
 
+#include "services/linux/Board.h"
 #include "services/linux/Control.h"
+#include "services/linux/DeviceSource.h"
 #include "services/linux/Line.h"
 
 namespace devices {
@@ -14,6 +16,9 @@ namespace devices {
 class Filter : public ControlDevice
 {
 public:
+    // By level or by pulse, as the lines are described. Null, and error says why.
+    static std::unique_ptr<Filter> open(DeviceSource& source, const FilterLines& lines, int& error);
+
     // A line that is high, or with isHighIn false low, while the filter is in.
     static std::unique_ptr<Filter> byLevel(std::unique_ptr<Line> line, bool isHighIn);
 

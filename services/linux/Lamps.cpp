@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "services/linux/ControlIds.h"
+
 namespace devices {
 namespace {
 
@@ -15,15 +17,21 @@ int errorOf(int fileError)
     return fileError == EACCES ? EPERM : fileError == ENOENT ? ENODEV : fileError;
 }
 
+Role roleOf(u32 lamp)
+{
+    return lamp == kLampNear ? Role::lampNear : lamp == kLampMedium ? Role::lampMedium : Role::lampFar;
+}
+
 }  // namespace
 
-std::unique_ptr<Lamps> Lamps::open(const std::map<u32, std::string>& folders, int& error, const NumberFiles& files)
+std::unique_ptr<Lamps> Lamps::open(const std::map<u32, std::string>& names, const NumberFiles& files, int& error)
 {
     std::unique_ptr<Lamps> lamps(new Lamps);
-    for (const auto& [id, folder] : folders)
+    for (const auto& [id, name] : names)
     {
+        const Role role = roleOf(id);
         double brightest = 0;
-        error = errorOf(files(folder + "/max_brightness")->read(brightest));
+        error = errorOf(files(role, "max_brightness")->read(brightest));
         if (error == 0 && (brightest < 1 || brightest > kMaxBrightness))
         {
             error = EBADMSG;
@@ -32,9 +40,8 @@ std::unique_ptr<Lamps> Lamps::open(const std::map<u32, std::string>& folders, in
         {
             return nullptr;
         }
-        const std::string name = folder.substr(folder.rfind('/') + 1);
         lamps->controls_.push_back({id, name, ControlType::number, 0, static_cast<int>(brightest), 1, 0, {}});
-        lamps->brightness_[id] = files(folder + "/brightness");
+        lamps->brightness_[id] = files(role, "brightness");
     }
     error = 0;
     return lamps;

@@ -14,9 +14,8 @@ namespace devices {
 class Lamps : public ControlDevice
 {
 public:
-    // folders: by control, "/sys/class/leds/near". Null, and error says why, unless all of them are there.
-    static std::unique_ptr<Lamps> open(const std::map<u32, std::string>& folders, int& error,
-                                       const NumberFiles& files = sysfsFile);
+    // names: by control, for people. Null, and error says why, unless all of them are there.
+    static std::unique_ptr<Lamps> open(const std::map<u32, std::string>& names, const NumberFiles& files, int& error);
 
     const std::vector<Control>& controls() const override { return controls_; }
     int set(std::vector<Setting>& settings) override;

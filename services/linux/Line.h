@@ -2,8 +2,33 @@
 
 #include <memory>
 #include <string>
+#include <vector>
+
+#include "services/linux/Identity.h"
 
 namespace devices {
+
+struct Chip
+{
+    std::string node;   // "/dev/gpiochip0"
+    std::string label;  // for people too: printable UTF-8
+    unsigned lines = 0;
+    int error = 0;  // why it cannot be opened, and then label and lines are unknown
+};
+std::vector<Chip> findChips(const Roots& roots = {});
+
+struct ChipLine
+{
+    unsigned offset;
+    std::string name;  // printable UTF-8, as user
+    std::string user;
+    bool isUsed;
+};
+// Those that have a name or are in use.
+std::vector<ChipLine> findLines(const Chip& chip);
+
+// A descriptor of the chip of that node, name ("gpiochip0") or label; below 0, an error number with a minus.
+int openChip(const Roots& roots, const std::string& name);
 
 // One output line. For one thread at a time.
 class Line
@@ -15,8 +40,8 @@ public:
     virtual int set(bool isHigh) = 0;
 };
 
-// Line number offset of a chip, "/dev/gpiochip0", left as it is until it is set. Null, and error says why, when it cannot
-// be had; EBUSY: somebody else drives it. It is given back with the object.
-std::unique_ptr<Line> gpioLine(const std::string& chip, unsigned offset, int& error);
+// Line number offset of an open chip, which stays the caller's and need not stay open, left as it is until it is set. Null,
+// and error says why, when it cannot be had; EBUSY: somebody else drives it. It is given back with the object.
+std::unique_ptr<Line> gpioLine(int chip, unsigned offset, int& error);
 
 }  // namespace devices

@@ -1,6 +1,5 @@
 #include "services/linux/NumberFile.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,16 +13,21 @@ namespace {
 
 constexpr std::size_t kMaxText = 64;
 
-class SysfsFile : public NumberFile
+class OpenedFile : public NumberFile
 {
 public:
-    explicit SysfsFile(std::string path) : path_(std::move(path)) {}
+    OpenedFile(DeviceSource& source, Role role, std::string name) : source_(source), role_(role), name_(std::move(name))
+    {
+    }
+    ~OpenedFile() override { close(); }
+    OpenedFile(const OpenedFile&) = delete;
+    OpenedFile& operator=(const OpenedFile&) = delete;
 
     int read(double& value) override
     {
         char text[kMaxText];
         ssize_t length = 0;
-        const int error = withFile(O_RDONLY, [&](int file) { return length = ::read(file, text, sizeof text); });
+        const int error = withFile([&](int file) { return length = pread(file, text, sizeof text, 0); });
         if (error != 0)
         {
             return error;
@@ -38,30 +42,63 @@ public:
     int write(std::int64_t value) override
     {
         const std::string text = std::to_string(value);
-        return withFile(O_WRONLY, [&](int file) { return ::write(file, text.data(), text.size()); });
+        return withFile([&](int file) { return pwrite(file, text.data(), text.size(), 0); });
     }
 
 private:
     template <typename Call>
-    int withFile(int mode, Call call)
+    int withFile(Call call)
     {
-        const int file = open(path_.c_str(), mode | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-        if (file < 0)
-        {
-            return errno;
-        }
-        // A pipe or another device would give something else, or nothing.
-        struct stat status;
-        int error = fstat(file, &status) != 0 ? errno : S_ISREG(status.st_mode) ? 0 : EBADMSG;
-        if (error == 0 && call(file) < 0)
+        const bool wasOpen = file_ >= 0;
+        int error = open();
+        if (error == 0 && call(file_) < 0)
         {
             error = errno;
         }
-        close(file);
+        if (error != ENODEV)
+        {
+            return error;
+        }
+        // The device has gone, and may be back.
+        close();
+        return wasOpen ? withFile(call) : ENODEV;
+    }
+
+    int open()
+    {
+        if (file_ >= 0)
+        {
+            return 0;
+        }
+        const int file = source_.open(role_, name_);
+        if (file < 0)
+        {
+            return -file;
+        }
+        // A pipe or another device would give something else, or nothing.
+        struct stat status;
+        const int error = fstat(file, &status) != 0 ? errno : S_ISREG(status.st_mode) ? 0 : EBADMSG;
+        file_ = file;
+        if (error != 0)
+        {
+            close();
+        }
         return error;
     }
 
-    const std::string path_;
+    void close()
+    {
+        if (file_ >= 0)
+        {
+            ::close(file_);
+        }
+        file_ = -1;
+    }
+
+    DeviceSource& source_;
+    const Role role_;
+    const std::string name_;
+    int file_ = -1;
 };
 
 bool isSpace(char character)
@@ -71,9 +108,9 @@ bool isSpace(char character)
 
 }  // namespace
 
-std::unique_ptr<NumberFile> sysfsFile(const std::string& path)
+NumberFiles filesOf(DeviceSource& source)
 {
-    return std::make_unique<SysfsFile>(path);
+    return [&source](Role role, const std::string& name) { return std::make_unique<OpenedFile>(source, role, name); };
 }
 
 std::optional<double> parseNumber(std::string_view text)

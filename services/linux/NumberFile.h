@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "services/linux/DeviceSource.h"
+
 namespace devices {
 
 // A file of one number, as the kernel shows what a device measures or does. For one thread at a time.
@@ -21,11 +23,12 @@ public:
     virtual int write(std::int64_t value) = 0;
 };
 
-// The one at that path, whether it is there or not.
-using NumberFiles = std::function<std::unique_ptr<NumberFile>(const std::string& path)>;
+// The file of that name, whether the device is there and has it or not.
+using NumberFiles = std::function<std::unique_ptr<NumberFile>(Role role, const std::string& name)>;
 
-// The files below /sys. They are opened for each call: a device that comes back has new ones.
-std::unique_ptr<NumberFile> sysfsFile(const std::string& path);
+// Those of the source, which must outlive them. They stay open; the files of a device that went and came back are other
+// ones, and are opened by the next call.
+NumberFiles filesOf(DeviceSource& source);
 
 // A whole text that is one finite decimal number, white space around it.
 std::optional<double> parseNumber(std::string_view text);

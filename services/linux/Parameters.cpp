@@ -84,6 +84,7 @@ std::optional<AllowedValues> allowedByEquipment(const Parameter& parameter, cons
     switch (parameter.cmd)
     {
     case IA_CMD_DN_STATE:
+    case IA_CMD_PTZ_RUN_STATE:
         return allOf(parameter);
     case IA_CMD_DN_MODE:
         if (equipment.hasNight && !equipment.hasLight)
@@ -106,6 +107,8 @@ std::optional<AllowedValues> allowedByEquipment(const Parameter& parameter, cons
             return std::nullopt;
         }
         return without(allOf(parameter), services::kByZoom, parameter.defaultValue);
+    case IA_CMD_LENS_RESET:
+        return when(table.allowed(IA_CMD_MF_POSITION) || table.allowed(IA_CMD_MZ_POSITION));
     default:
     {
         const Step step = stepOf(parameter.cmd);
@@ -179,6 +182,9 @@ std::optional<ia_cmd_e> twinOf(ia_cmd_e cmd)
                                        : std::nullopt;
 }
 
+namespace {
+
+// That of the controls' values where they say it.
 int firstWord(const ControlTable& table, const Values& values, ia_cmd_e cmd, const AllowedValues& allowed)
 {
     // Whether lamps are lit at this moment says nothing about what they shall do.
@@ -186,7 +192,9 @@ int firstWord(const ControlTable& table, const Values& values, ia_cmd_e cmd, con
     return word ? allowed.nearest(*word) : allowed.defaultValue;
 }
 
-std::vector<services::ParameterState> parametersOf(const Description& description, const Board& board)
+}  // namespace
+
+std::vector<services::ParameterState> statesOf(const Description& description, const Board& board)
 {
     const ControlTable table(controlsFor(description, board));
     const Equipment equipment = equipmentOf(description.controls, board);
@@ -195,8 +203,7 @@ std::vector<services::ParameterState> parametersOf(const Description& descriptio
     {
         const std::optional<AllowedValues> allowed =
             parameter.kind == Kind::record ? std::nullopt : allowedOf(parameter, table, equipment);
-        // The iris has one control and so one word to keep: of two saved ones, one would undo the other.
-        if (!allowed || parameter.cmd == IA_CMD_IRIS_SIZE)
+        if (!allowed)
         {
             continue;
         }
@@ -206,6 +213,21 @@ std::vector<services::ParameterState> parametersOf(const Description& descriptio
                           *allowed, labelsFor(parameter, *allowed),
                           firstWord(table, description.values, parameter.cmd, *allowed)});
     }
+    return states;
+}
+
+// The iris has one control and so one word to keep: of two saved ones, one would undo the other.
+bool isListed(ia_cmd_e cmd)
+{
+    return cmd != IA_CMD_IRIS_SIZE && cmd != IA_CMD_PTZ_RUN_STATE;
+}
+
+std::vector<services::ParameterState> parametersOf(const Description& description, const Board& board)
+{
+    std::vector<services::ParameterState> states = statesOf(description, board);
+    const auto end = std::remove_if(states.begin(), states.end(),
+                                    [](const services::ParameterState& state) { return !isListed(state.cmd); });
+    states.erase(end, states.end());
     return states;
 }
 

@@ -13,6 +13,13 @@ namespace devices {
 // The controls by which words are judged: of the mains' frequencies only the board's is left where the device has both.
 std::vector<Control> controlsFor(const Description& description, const Board& board);
 
+// Every single word that a camera can be asked, with the first values: beyond parametersOf the second command of a control
+// that has two, and what is only kept for the library.
+std::vector<services::ParameterState> statesOf(const Description& description, const Board& board);
+
+// parametersOf has it.
+bool isListed(ia_cmd_e cmd);
+
 // What a step adds to the word of another command. 0 for a command that is no step.
 struct Step
 {
@@ -24,8 +31,5 @@ Step stepOf(ia_cmd_e cmd);
 // Two commands of one control: the one that is set last counts. IA_CMD_IRIS_SIZE for IA_CMD_IRIS_POSITION and back;
 // nothing for any other.
 std::optional<ia_cmd_e> twinOf(ia_cmd_e cmd);
-
-// The first word of a command: that of the controls' values where they say it.
-int firstWord(const ControlTable& table, const Values& values, ia_cmd_e cmd, const services::AllowedValues& allowed);
 
 }  // namespace devices

@@ -1,6 +1,5 @@
 #include "services/linux/V4l2Device.h"
 
-#include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -25,19 +24,19 @@ bool isVideoNode(const struct stat& status)
 
 }  // namespace
 
-std::unique_ptr<V4l2Device> V4l2Device::open(const std::string& path, int& error)
+std::unique_ptr<V4l2Device> V4l2Device::open(int descriptor, int& error)
 {
-    // Looked at before: opening another driver's node may wait, or do something.
-    struct stat status;
-    if (stat(path.c_str(), &status) != 0)
-    {
-        error = errno;
-        return nullptr;
-    }
-    const int descriptor = isVideoNode(status) ? ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC | O_NOCTTY) : -1;
-    error = isVideoNode(status) ? errno : ENOTTY;
     if (descriptor < 0)
     {
+        error = -descriptor;
+        return nullptr;
+    }
+    // Looked at before: another driver's node may make something else of the calls.
+    struct stat status;
+    error = fstat(descriptor, &status) != 0 ? errno : isVideoNode(status) ? 0 : ENOTTY;
+    if (error != 0)
+    {
+        close(descriptor);
         return nullptr;
     }
     const auto call = [descriptor](unsigned long request, void* argument) {
@@ -215,8 +214,15 @@ int V4l2Device::setFrameRate(Setting& setting)
     if (error == 0)
     {
         setting.value = rateOf(parameters.parm.capture.timeperframe);
+        // Some drivers keep the stream for whoever has set its rate, until that one wants no buffers.
+        v4l2_requestbuffers none = {};
+        none.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+        none.memory = V4L2_MEMORY_MMAP;
+        ioctl_(VIDIOC_REQBUFS, &none);
     }
-    return error;
+    // While it streams none can be set, and whoever streams may have set this one.
+    std::int64_t inForce = 0;
+    return error == EBUSY && getFrameRate(inForce) == 0 && inForce == setting.value ? 0 : error;
 }
 
 int V4l2Device::getFrameRate(std::int64_t& value)

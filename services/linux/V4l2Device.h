@@ -14,9 +14,9 @@ namespace devices {
 class V4l2Device : public ControlDevice
 {
 public:
-    // Null when it cannot be opened or described, and then error says why; ENOTTY is no video device. Never waits for a
-    // node of another kind.
-    static std::unique_ptr<V4l2Device> open(const std::string& path, int& error);
+    // descriptor: as a DeviceSource gives it; closed with the object, or at once. Null when there is none or it cannot be
+    // described, and then error says why; ENOTTY is no video device.
+    static std::unique_ptr<V4l2Device> open(int descriptor, int& error);
 
     // The same for a device that is open. descriptor: where it tells events, -1 for none; closed in any case.
     static std::unique_ptr<V4l2Device> open(Ioctl ioctl, int descriptor, int& error);

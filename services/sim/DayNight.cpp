@@ -43,107 +43,49 @@ DayNight::DayNight(const Values& values) : values_(values) {}
 
 void DayNight::reset(Span now)
 {
-    night_ = false;
+    engine_ = {};
     settle(now);
 }
 
 void DayNight::settle(Span now)
 {
-    looked_ = changedAt_ = now;
-    pendingSince_.reset();
+    looked_ = now;
+    engine_.settle(now);
 }
 
-int DayNight::nightBelow() const
+daynight::Settings DayNight::settings() const
 {
-    return values_.get(IA_CMD_DTN_THR);
-}
-
-int DayNight::dayAbove() const
-{
-    return std::max(values_.get(IA_CMD_NTD_THR), nightBelow());
+    return daynight::settingsOf([this](u32 cmd) { return values_.get(cmd); });
 }
 
 bool DayNight::steady(const Light& light) const
 {
-    const int mode = values_.get(IA_CMD_DN_MODE);
-    return mode == kAlwaysDay || mode == kAlwaysNight || (mode == kByLight && light.steady());
+    const daynight::Mode mode = settings().mode;
+    return mode != daynight::Mode::byTime && (mode != daynight::Mode::byLight || light.steady());
 }
 
 void DayNight::wallJumped(Span now, const Light& light)
 {
-    if (steady(light))
+    if (!steady(light))
     {
-        return;
-    }
-    pendingSince_.reset();
-    if (now - looked_ > kRecentLook)
-    {
-        settle(now);
+        settle(now - looked_ > kRecentLook ? now : looked_);
     }
 }
 
 std::optional<Span> DayNight::look(Span now, double secondsOfDay, const Light& light)
 {
-    const bool before = night_;
-    const int mode = values_.get(IA_CMD_DN_MODE);
+    const bool before = night();
+    const daynight::Settings settings = this->settings();
     const Span passed = now - looked_;
     const long long samples = steady(light) ? 1 : std::clamp<long long>(passed / 1s, 1, kSamplesMax);
     for (long long i = 1; i <= samples; ++i)
     {
         const Span time = i == samples ? now : Span(looked_ + passed / samples * i + passed % samples * i / samples);
         const double second = wrapDay(secondsOfDay - toSeconds(now - time));
-        if (mode == kByLight)
-        {
-            judgeLight(time, light.lux(second));
-        }
-        else
-        {
-            become(mode == kAlwaysNight || (mode == kByTime && nightByTime(second)), time);
-        }
+        engine_.look({time, second, light.lux(second)}, settings);
     }
     looked_ = now;
-    return night_ != before ? std::optional<Span>(changedAt_) : std::nullopt;
-}
-
-void DayNight::become(bool night, Span time)
-{
-    pendingSince_.reset();
-    if (night != night_)
-    {
-        night_ = night;
-        changedAt_ = time;
-    }
-}
-
-void DayNight::judgeLight(Span time, double lux)
-{
-    const bool wanted = night_ ? lux <= dayAbove() : lux < nightBelow();
-    if (wanted == night_)
-    {
-        pendingSince_.reset();
-        return;
-    }
-    if (!pendingSince_)
-    {
-        pendingSince_ = time;
-    }
-    const Span delay = std::chrono::seconds(values_.get(IA_CMD_DELAY));
-    if (time - *pendingSince_ >= delay)
-    {
-        // A delay that was shortened meanwhile may have been over before the last look.
-        become(wanted, std::max(*pendingSince_ + delay, looked_));
-    }
-}
-
-bool DayNight::nightByTime(double secondsOfDay) const
-{
-    const double dusk = values_.get(IA_CMD_DTN_H) * 3600.0 + values_.get(IA_CMD_DTN_M) * 60.0;
-    const double dawn = values_.get(IA_CMD_NTD_H) * 3600.0 + values_.get(IA_CMD_NTD_M) * 60.0;
-    if (dusk <= dawn)
-    {
-        return secondsOfDay >= dusk && secondsOfDay < dawn;
-    }
-    return secondsOfDay >= dusk || secondsOfDay < dawn;
+    return night() != before ? std::optional<Span>(engine_.changedAt()) : std::nullopt;
 }
 
 }  // namespace sim

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HostClock.h"
+#include "services/daynight/Engine.h"
 #include "services/sim/Values.h"
 
 #include <algorithm>
@@ -27,13 +28,15 @@ private:
     std::optional<double> fixed_ = 0;  // none: daylight
 };
 
-// Day or night. Reentrant; the service guards it.
+// Day or night of a camera at which nobody may have looked for long: the engine is shown the time between. Reentrant;
+// the service guards it.
 class DayNight
 {
 public:
     // values: commands 144 to 152; must outlive this.
     explicit DayNight(const Values& values);
 
+    // Power on. The light of that moment decides at the first look.
     void reset(host::Span now);
     // The clock was replaced: a change that is pending begins anew.
     void settle(host::Span now);
@@ -46,24 +49,18 @@ public:
     // secondsOfDay: local time at now. The moment of the last change, if it changed.
     std::optional<host::Span> look(host::Span now, double secondsOfDay, const Light& light);
 
-    bool night() const { return night_; }
+    bool night() const { return engine_.night(); }
 
-    // Lux below which it becomes night and above which day; the second is never below the first, whatever was set.
-    int nightBelow() const;
-    int dayAbove() const;
+    // Of the values now.
+    daynight::Settings settings() const;
 
 private:
     // Neither light nor mode depends on the time of day.
     bool steady(const Light& light) const;
-    bool nightByTime(double secondsOfDay) const;
-    void judgeLight(host::Span time, double lux);
-    void become(bool night, host::Span time);
 
     const Values& values_;
-    bool night_ = false;
+    daynight::Engine engine_;
     host::Span looked_{0};
-    host::Span changedAt_{0};
-    std::optional<host::Span> pendingSince_;
 };
 
 }  // namespace sim

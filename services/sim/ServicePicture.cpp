@@ -1,10 +1,10 @@
 #include "services/sim/Service.h"
 
-#include "services/sim/picture/Module.h"
-
-#include <dlfcn.h>
 #include <stdexcept>
 #include <string>
+
+#include "services/ModuleFile.h"
+#include "services/sim/picture/Module.h"
 
 // The service's picture: what it sees of the camera, and the module that draws it.
 namespace sim {
@@ -12,30 +12,17 @@ namespace {
 
 using Open = decltype(&sensorsimOpenPicture);
 
-// Where the program's libraries lie: that of the host framework is one of them.
-std::string libraryFolder()
-{
-    Dl_info library = {};
-    if (dladdr(reinterpret_cast<void*>(&host::setClock), &library) == 0 || library.dli_fname == nullptr)
-    {
-        return "";
-    }
-    const std::string file = library.dli_fname;
-    return file.substr(0, file.rfind('/') + 1);
-}
-
-// The module stays loaded: a picture's reader may still be in it.
 Open loadModule()
 {
-    void* const module =
-        dlopen((libraryFolder() + picture::kModuleFile).c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-    void* const entry = module == nullptr ? nullptr : dlsym(module, picture::kModuleEntry);
-    if (entry == nullptr)
+    try
     {
-        throw std::runtime_error(std::string("the simulated picture cannot be had: ") + dlerror() +
+        return reinterpret_cast<Open>(services::moduleEntry(picture::kModuleFile, picture::kModuleEntry));
+    }
+    catch (const std::runtime_error& error)
+    {
+        throw std::runtime_error(std::string("the simulated picture cannot be had: ") + error.what() +
                                  "; it is built where OpenCV and libjpeg-turbo are installed");
     }
-    return reinterpret_cast<Open>(entry);
 }
 
 }  // namespace

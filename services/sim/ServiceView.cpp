@@ -208,7 +208,8 @@ Infrared Service::lampsNow() const
     default:
     {
         const double lux = light_.lux(secondsOfDay());
-        const double bright = dayNight_.dayAbove() == 0 ? 0 : std::min(1.0, lux / dayNight_.dayAbove());
+        const double dayLevel = dayNight_.settings().dayLevel();
+        const double bright = dayLevel == 0 ? 0 : std::min(1.0, lux / dayLevel);
         const auto fill = [bright](int limit) { return static_cast<int>(std::lround(limit * (1 - bright))); };
         return {fill(limits.near), fill(limits.medium), fill(limits.far)};
     }

@@ -2,13 +2,13 @@
 
 #include <opencv2/core.hpp>
 
+#include "services/SignalsHeld.h"
 #include "services/sim/picture/Picture.h"
-#include "services/sim/picture/SignalsHeld.h"
 
 extern "C" __attribute__((visibility("default"))) services::PictureSource* sensorsimOpenPicture(
     const sim::picture::Look& look)
 {
-    const sim::picture::SignalsHeld held;
+    const services::SignalsHeld held;  // the image library starts threads that never end
     cv::setNumThreads(SENSORSIM_PICTURE_THREADS);
     return new sim::picture::Picture(look);
 }

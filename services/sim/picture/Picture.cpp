@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "services/sim/picture/SignalsHeld.h"
+#include "services/SignalsHeld.h"
 
 namespace sim::picture {
 namespace {
@@ -80,7 +80,7 @@ std::optional<services::Frame> Picture::next()
 
 void Picture::draw(const View& view)
 {
-    const SignalsHeld held;
+    const services::SignalsHeld held;
     const cv::Mat picture = pipeline_.shoot(view, toSeconds(std::chrono::steady_clock::now()), 1 / rate_);
     frame_.width = picture.cols;
     frame_.height = picture.rows;

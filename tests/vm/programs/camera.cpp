@@ -3,6 +3,8 @@
 //   stall CONTROL [CODE]   the control can no longer be set; CODE is UVC's reason, none: the camera will not say why
 //   hang CONTROL           whoever sets the control waits
 //   unplug-at CONTROL      setting the control pulls the plug
+//   pause                  no more pictures come
+//   tear                   pictures break off in the middle
 //   heal                   all of that is over
 //   change CONTROL VALUE   by itself, as an automatic does
 //   unplug, plug           after it was plugged in, every control has its default value
@@ -175,6 +177,8 @@ private:
     Bytes picture_;
     std::size_t sent_ = 0;  // of the picture
     bool odd_ = false;      // the picture: a bit in every payload alternates
+    bool isPaused_ = false;
+    bool isTearing_ = false;
     int pictures_ = 0;
     Clock::time_point next_;
 };
@@ -316,7 +320,7 @@ void Device::answer(std::uint32_t number, int status, const Bytes& data, std::si
 
 int Device::untilNextPicture() const
 {
-    if (waiting_.empty())
+    if (waiting_.empty() || isPaused_)
     {
         return -1;
     }
@@ -327,7 +331,7 @@ int Device::untilNextPicture() const
 // A transfer takes one payload: a header and a piece of the picture.
 void Device::stream()
 {
-    while (!waiting_.empty())
+    while (!waiting_.empty() && !isPaused_)
     {
         if (picture_.empty())
         {
@@ -337,6 +341,7 @@ void Device::stream()
             }
             next_ = Clock::now() + std::chrono::nanoseconds(100) * camera_.frameInterval();
             picture_ = camera_.picture();
+            picture_.resize(picture_.size() / (isTearing_ ? 2 : 1));
             sent_ = 0;
         }
         const Transfer transfer = waiting_.front();
@@ -412,6 +417,15 @@ void Device::command(const std::string& line)
     else if (what == "heal")
     {
         camera_.clearFaults();
+        isPaused_ = isTearing_ = false;
+    }
+    else if (what == "pause")
+    {
+        isPaused_ = true;
+    }
+    else if (what == "tear")
+    {
+        isTearing_ = true;
     }
     else if (what == "change")
     {

@@ -31,6 +31,13 @@ public:
         errors_ = std::move(errors);
     }
 
+    // As another program does it, and without an event.
+    void change(const devices::Setting& setting)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        values_[setting.id] = setting.value;
+    }
+
     // Sets from now on do not return until release.
     void hang()
     {
@@ -63,6 +70,12 @@ public:
     bool waitFor(const devices::Setting& setting)
     {
         return waitUntil([&] { return isDone(setting); });
+    }
+
+    // So many sets have ended well.
+    bool waitForSets(std::size_t count)
+    {
+        return waitUntil([&] { return sets_.size() >= count; });
     }
 
     // A set has begun and does not return.
@@ -126,6 +139,10 @@ private:
         if (error == 0)
         {
             sets_.push_back(settings);
+            for (const devices::Setting& setting : settings)
+            {
+                values_[setting.id] = setting.value;
+            }
         }
         changed_.notify_all();
         return error;
@@ -139,6 +156,7 @@ private:
     // Guarded by mutex_.
     std::deque<int> errors_;
     std::deque<devices::ControlEvent> events_;
+    devices::Values values_;                           // that are not the default any more
     std::vector<std::vector<devices::Setting>> sets_;  // that succeeded
     bool isPlugged_ = true;
     bool isHanging_ = false;
@@ -156,8 +174,11 @@ public:
 
     int get(u32 id, std::int64_t& value) override
     {
-        value = devices::findControl(script_.controls_, id)->defaultValue;
-        return 0;
+        const std::lock_guard<std::mutex> lock(script_.mutex_);
+        const auto found = script_.values_.find(id);
+        const bool isSet = found != script_.values_.end();
+        value = isSet ? found->second : devices::findControl(script_.controls_, id)->defaultValue;
+        return script_.isPlugged_ ? 0 : ENODEV;
     }
 
     int eventDescriptor() const override { return script_.told_; }

@@ -4,33 +4,38 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "services/linux/NumberFile.h"
 
 namespace support {
 
-// Files of numbers, by path; what is not there gives ENOENT. It must outlive its files.
+// Files of numbers, by device and name; what is not there gives ENOENT. It must outlive its files.
 class ScriptedFiles
 {
 public:
-    std::map<std::string, double> numbers;
-    std::map<std::string, int> errors;
+    using Name = std::pair<devices::Role, std::string>;
+
+    std::map<Name, double> numbers;
+    std::map<Name, int> errors;
 
     devices::NumberFiles files()
     {
-        return [this](const std::string& path) { return std::make_unique<File>(*this, path); };
+        return [this](devices::Role role, const std::string& name) {
+            return std::make_unique<File>(*this, Name(role, name));
+        };
     }
 
 private:
     class File : public devices::NumberFile
     {
     public:
-        File(ScriptedFiles& files, std::string path) : files_(files), path_(std::move(path)) {}
+        File(ScriptedFiles& files, Name name) : files_(files), name_(std::move(name)) {}
 
         int read(double& value) override
         {
             const int error = errorNow();
-            value = error == 0 ? files_.numbers[path_] : value;
+            value = error == 0 ? files_.numbers[name_] : value;
             return error;
         }
 
@@ -39,7 +44,7 @@ private:
             const int error = errorNow();
             if (error == 0)
             {
-                files_.numbers[path_] = static_cast<double>(value);
+                files_.numbers[name_] = static_cast<double>(value);
             }
             return error;
         }
@@ -47,12 +52,12 @@ private:
     private:
         int errorNow() const
         {
-            const auto found = files_.errors.find(path_);
-            return found != files_.errors.end() ? found->second : files_.numbers.count(path_) != 0 ? 0 : ENOENT;
+            const auto found = files_.errors.find(name_);
+            return found != files_.errors.end() ? found->second : files_.numbers.count(name_) != 0 ? 0 : ENOENT;
         }
 
         ScriptedFiles& files_;
-        const std::string path_;
+        const Name name_;
     };
 };
 

@@ -205,6 +205,19 @@ TEST_F(DeviceWorkerTest, HearsWhatOthersSetAndPutsItBack)
     EXPECT_EQ(2, sent);
 }
 
+TEST_F(DeviceWorkerTest, LooksAgainForWhatADriverDoesNotTell)
+{
+    const auto worker = start();
+    worker->wish({{kBrightness, 5}, {kContrast, 6}});
+    ASSERT_TRUE(listener_.waitForState(kContrast, ControlState::applied));
+    ASSERT_TRUE(script_.waitFor({kBrightness, 5}));
+    script_.change({kBrightness, 60});
+    script_.change({V4L2_CID_SHARPNESS, 1});
+    worker->lookAgain();
+    EXPECT_TRUE(script_.waitForSets(3));
+    EXPECT_EQ((std::vector<Setting>{{kBrightness, 5}}), script_.sets().back()) << "only what is wished is put back";
+}
+
 TEST_F(DeviceWorkerTest, EndsWhileTheDeviceIsGoneFailsOrHangs)
 {
     script_.plug(false);

@@ -1,12 +1,15 @@
 #include "services/linux/Filter.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <string>
 
 #include "services/linux/ControlIds.h"
+#include "tests/unit/services/linux/FolderSource.h"
 
 namespace {
 
@@ -92,16 +95,22 @@ TEST_F(FilterTest, APulseThatFailsLeavesNoCoilOn)
     EXPECT_EQ("in+ in- ", log_);
 }
 
-TEST(GpioLine, WhatIsNoChipIsRefusedWithoutWaiting)
+TEST_F(FilterTest, IsNotOpenedWithoutAChip)
 {
+    ASSERT_EQ(0, mkfifo("/tmp/chip", 0600));
+    support::FolderSource source("/tmp/chip");
+    source.error = ENODEV;
     int error = 0;
-    EXPECT_FALSE(devices::gpioLine("/nowhere/gpiochip0", 3, error));
-    EXPECT_EQ(ENOENT, error);
-    EXPECT_FALSE(devices::gpioLine("/dev/null", 3, error));
+    EXPECT_FALSE(Filter::open(source, devices::FilterLines(), error));
+    EXPECT_EQ(ENODEV, error);
+    const int pipe = open("/tmp/chip", O_RDWR | O_CLOEXEC);
+    const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+    EXPECT_FALSE(devices::gpioLine(pipe, 3, error));
     EXPECT_EQ(ENOTTY, error);
-    ASSERT_EQ(0, mkfifo("/tmp/gpiochip0", 0600));
-    EXPECT_FALSE(devices::gpioLine("/tmp/gpiochip0", 3, error));
+    EXPECT_FALSE(devices::gpioLine(null, 3, error));
     EXPECT_EQ(ENOTTY, error);
+    close(pipe);
+    close(null);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@ namespace {
 using devices::kLampFar;
 using devices::kLampNear;
 using devices::Lamps;
+using devices::Role;
 using devices::Setting;
 
 class LampsTest : public testing::Test
@@ -17,15 +18,15 @@ class LampsTest : public testing::Test
 protected:
     LampsTest()
     {
-        files_.numbers = {{"/leds/near/max_brightness", 255},
-                          {"/leds/near/brightness", 12},
-                          {"/leds/far/max_brightness", 1},
-                          {"/leds/far/brightness", 0}};
+        files_.numbers = {{{Role::lampNear, "max_brightness"}, 255},
+                          {{Role::lampNear, "brightness"}, 12},
+                          {{Role::lampFar, "max_brightness"}, 1},
+                          {{Role::lampFar, "brightness"}, 0}};
     }
 
     std::unique_ptr<Lamps> open()
     {
-        return Lamps::open({{kLampNear, "/leds/near"}, {kLampFar, "/leds/far"}}, error_, files_.files());
+        return Lamps::open({{kLampNear, "front"}, {kLampFar, "back"}}, files_.files(), error_);
     }
 
     support::ScriptedFiles files_;
@@ -38,7 +39,7 @@ TEST_F(LampsTest, EachIsAControlUpToItsGreatestBrightness)
     ASSERT_TRUE(lamps);
     EXPECT_EQ(0, error_);
     EXPECT_EQ(255, findControl(lamps->controls(), kLampNear)->maximum);
-    EXPECT_EQ("near", findControl(lamps->controls(), kLampNear)->name);
+    EXPECT_EQ("front", findControl(lamps->controls(), kLampNear)->name);
     EXPECT_EQ(1, findControl(lamps->controls(), kLampFar)->maximum);
     std::int64_t value = 0;
     EXPECT_EQ(0, lamps->get(kLampNear, value));
@@ -50,8 +51,8 @@ TEST_F(LampsTest, AreSetEachByItsOwnFile)
     const auto lamps = open();
     std::vector<Setting> settings = {{kLampNear, 102}, {kLampFar, 1}};
     EXPECT_EQ(0, lamps->set(settings));
-    EXPECT_EQ(102, files_.numbers["/leds/near/brightness"]);
-    EXPECT_EQ(1, files_.numbers["/leds/far/brightness"]);
+    EXPECT_EQ(102, (files_.numbers[{Role::lampNear, "brightness"}]));
+    EXPECT_EQ(1, (files_.numbers[{Role::lampFar, "brightness"}]));
     settings = {{devices::kFilter, 1}};
     EXPECT_EQ(EINVAL, lamps->set(settings));
 }
@@ -59,10 +60,10 @@ TEST_F(LampsTest, AreSetEachByItsOwnFile)
 TEST_F(LampsTest, OneThatIsGoneIsALostDevice)
 {
     const auto lamps = open();
-    files_.numbers.erase("/leds/far/brightness");
+    files_.numbers.erase({Role::lampFar, "brightness"});
     std::vector<Setting> settings = {{kLampFar, 1}};
     EXPECT_EQ(ENODEV, lamps->set(settings));
-    files_.numbers.erase("/leds/far/max_brightness");
+    files_.numbers.erase({Role::lampFar, "max_brightness"});
     EXPECT_FALSE(open());
     EXPECT_EQ(ENODEV, error_);
 }
@@ -70,7 +71,7 @@ TEST_F(LampsTest, OneThatIsGoneIsALostDevice)
 TEST_F(LampsTest, OneThatMayNotBeSetIsNotHeldByAnAutomatic)
 {
     const auto lamps = open();
-    files_.errors["/leds/near/brightness"] = EACCES;
+    files_.errors[{Role::lampNear, "brightness"}] = EACCES;
     std::vector<Setting> settings = {{kLampNear, 1}};
     EXPECT_EQ(EPERM, lamps->set(settings));
 }
@@ -79,7 +80,7 @@ TEST_F(LampsTest, ABrightnessThatMakesNoSenseIsNoLamp)
 {
     for (const double brightest : {0.0, -1.0, 1e12})
     {
-        files_.numbers["/leds/near/max_brightness"] = brightest;
+        files_.numbers[{Role::lampNear, "max_brightness"}] = brightest;
         EXPECT_FALSE(open());
         EXPECT_EQ(EBADMSG, error_);
     }

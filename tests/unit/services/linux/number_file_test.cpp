@@ -6,16 +6,11 @@
 #include <cerrno>
 #include <fstream>
 
+#include "tests/unit/services/linux/FolderSource.h"
+
 namespace {
 
 using devices::parseNumber;
-
-std::string fileOf(const std::string& text)
-{
-    const std::string path = "/tmp/number";
-    std::ofstream(path, std::ios::binary) << text;
-    return path;
-}
 
 TEST(ParseNumber, TakesWhatTheKernelWrites)
 {
@@ -36,33 +31,53 @@ TEST(ParseNumber, WhatIsNoNumberIsNone)
     EXPECT_EQ(std::nullopt, parseNumber(std::string(400, '9')));
 }
 
-TEST(SysfsFile, ReadsAndWritesItsNumber)
+class OpenedFile : public testing::Test
 {
-    const auto file = devices::sysfsFile(fileOf("12.5\n"));
-    double value = 0;
-    EXPECT_EQ(0, file->read(value));
-    EXPECT_EQ(12.5, value);
-    EXPECT_EQ(0, file->write(-99999));
-    EXPECT_EQ(0, file->read(value));
-    EXPECT_EQ(-99999, value);
+protected:
+    static void write(const std::string& text) { std::ofstream("/tmp/number", std::ios::binary) << text; }
+
+    support::FolderSource source_{"/tmp"};
+    std::unique_ptr<devices::NumberFile> file_ = devices::filesOf(source_)(devices::Role::light, "number");
+    double value_ = 7;
+};
+
+TEST_F(OpenedFile, ReadsAndWritesItsNumber)
+{
+    write("12.5\n");
+    EXPECT_EQ(0, file_->read(value_));
+    EXPECT_EQ(12.5, value_);
+    EXPECT_EQ(0, file_->write(-99999));
+    EXPECT_EQ(0, file_->read(value_));
+    EXPECT_EQ(-99999, value_);
+    EXPECT_EQ(1, source_.openings);
 }
 
-TEST(SysfsFile, SaysWhyThereIsNoNumber)
+TEST_F(OpenedFile, SaysWhyThereIsNoNumber)
 {
-    double value = 7;
-    EXPECT_EQ(ENOENT, devices::sysfsFile("/tmp/nowhere")->read(value));
-    EXPECT_EQ(ENOENT, devices::sysfsFile("/tmp/nowhere")->write(1));
-    EXPECT_EQ(EBADMSG, devices::sysfsFile(fileOf("dark\n"))->read(value));
-    EXPECT_EQ(EBADMSG, devices::sysfsFile(fileOf(std::string(1000, '1')))->read(value)) << "longer than a number";
-    EXPECT_EQ(7, value);
+    EXPECT_EQ(ENOENT, file_->read(value_));
+    EXPECT_EQ(ENOENT, file_->write(1));
+    write("dark\n");
+    EXPECT_EQ(EBADMSG, file_->read(value_));
+    write(std::string(1000, '1'));
+    EXPECT_EQ(EBADMSG, file_->read(value_)) << "longer than a number";
+    EXPECT_EQ(7, value_);
 }
 
-TEST(SysfsFile, DoesNotWaitForAPipe)
+TEST_F(OpenedFile, IsLookedForUntilItsDeviceIsThere)
 {
-    ASSERT_EQ(0, mkfifo("/tmp/pipe", 0600));
-    double value = 7;
-    EXPECT_EQ(EBADMSG, devices::sysfsFile("/tmp/pipe")->read(value));
-    EXPECT_EQ(ENXIO, devices::sysfsFile("/tmp/pipe")->write(1));
+    source_.error = ENODEV;
+    EXPECT_EQ(ENODEV, file_->read(value_));
+    source_.error = 0;
+    write("3\n");
+    EXPECT_EQ(0, file_->read(value_));
+    EXPECT_EQ(3, value_);
+}
+
+TEST_F(OpenedFile, NeitherWaitsForAPipeNorWritesToIt)
+{
+    ASSERT_EQ(0, mkfifo("/tmp/number", 0600));
+    EXPECT_EQ(EBADMSG, file_->read(value_));
+    EXPECT_EQ(EBADMSG, file_->write(1));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "services/linux/V4l2Device.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -99,8 +100,23 @@ TEST_F(V4l2DeviceTest, TheFrameRateGoesItsOwnWay)
     std::int64_t value = 0;
     EXPECT_EQ(0, device_->get(devices::kFrameRate, value));
     EXPECT_EQ(15, value);
+}
+
+TEST_F(V4l2DeviceTest, WhereAnotherRateCannotBeSetTheOneInForceIsNoFailure)
+{
     driver_.errors[VIDIOC_S_PARM] = EBUSY;
+    std::vector<Setting> settings = {{devices::kFrameRate, 15}};
     EXPECT_EQ(EBUSY, device_->set(settings));
+    driver_.interval = {1, 15};
+    EXPECT_EQ(0, device_->set(settings));
+}
+
+TEST_F(V4l2DeviceTest, TheStreamIsLeftToOthersAfterItsRateWasSet)
+{
+    std::vector<Setting> settings = {{devices::kFrameRate, 15}};
+    driver_.asked.clear();
+    EXPECT_EQ(0, device_->set(settings));
+    EXPECT_EQ((std::vector<unsigned long>{VIDIOC_S_PARM, VIDIOC_REQBUFS}), driver_.asked);
 }
 
 TEST_F(V4l2DeviceTest, TellsWhatOthersHaveDone)
@@ -157,16 +173,20 @@ TEST_F(V4l2DeviceTest, ADriverThatTellsWithoutEndIsLeftInBetween)
     EXPECT_FALSE(events.empty());
 }
 
-TEST(V4l2DeviceOpen, WhatIsNoVideoDeviceIsNeitherOpenedNorWaitedFor)
+TEST(V4l2DeviceOpen, WhatIsNoVideoDeviceIsClosedAgain)
 {
     int error = 0;
-    EXPECT_FALSE(V4l2Device::open("/nowhere/video0", error));
-    EXPECT_EQ(ENOENT, error);
-    EXPECT_FALSE(V4l2Device::open("/dev/null", error));
-    EXPECT_EQ(ENOTTY, error);
+    EXPECT_FALSE(V4l2Device::open(-ENODEV, error));
+    EXPECT_EQ(ENODEV, error);
     ASSERT_EQ(0, mkfifo("/tmp/video0", 0600));
-    EXPECT_FALSE(V4l2Device::open("/tmp/video0", error));
-    EXPECT_EQ(ENOTTY, error);
+    for (const char* path : {"/dev/null", "/tmp/video0"})
+    {
+        const int descriptor = open(path, O_RDWR | O_CLOEXEC);
+        ASSERT_GE(descriptor, 0);
+        EXPECT_FALSE(V4l2Device::open(descriptor, error));
+        EXPECT_EQ(ENOTTY, error) << path;
+        EXPECT_EQ(-1, fcntl(descriptor, F_GETFD)) << path;
+    }
 }
 
 }  // namespace

@@ -4,10 +4,10 @@
 
 #include <csignal>
 
-namespace sim::picture {
+namespace services {
 
-// The image library starts threads that never end, and they begin with the signals that whoever starts them holds back:
-// meanwhile all but those of faults, so that a host's signals reach the host's own threads.
+// A thread begins with the signals held back that its starter holds back. As long as this lives those are all but the
+// faults' own, so that a host's signals reach the host's own threads.
 class SignalsHeld
 {
 public:
@@ -29,4 +29,4 @@ private:
     sigset_t before_;
 };
 
-}  // namespace sim::picture
+}  // namespace services

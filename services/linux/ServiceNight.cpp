@@ -1,0 +1,113 @@
+#include <algorithm>
+#include <cmath>
+
+#include "services/ParameterFacts.h"
+#include "services/linux/ControlIds.h"
+#include "services/linux/Service.h"
+
+// Day and night: the thread that looks, and what it decides.
+namespace devices {
+namespace {
+
+constexpr u32 kLampIds[] = {kLampNear, kLampMedium, kLampFar};
+
+double secondsOfDay(const host::Clock& clock)
+{
+    const std::tm now = clock.localTime();
+    return now.tm_hour * 3600.0 + now.tm_min * 60.0 + now.tm_sec;
+}
+
+}  // namespace
+
+void Service::watch()
+{
+    std::unique_lock<std::mutex> lock(mutex_);
+    const auto isCalled = [this] { return isAsked_ || isEnding_; };
+    while (!isEnding_)
+    {
+        isAsked_ = false;
+        if (devices_.light)
+        {
+            lock.unlock();
+            const std::optional<double> lux = devices_.light();
+            lock.lock();
+            lux_ = lux;
+        }
+        look();
+        const bool isSettling = firstSet_ && !isNightKnown_;
+        if (isSettling)
+        {
+            changed_.wait_until(lock, *firstSet_ + looks_.settling, [this] { return isEnding_; });
+        }
+        else if (devices_.light || word(IA_CMD_DN_MODE) == services::kByTime)
+        {
+            changed_.wait_for(lock, looks_.every, isCalled);
+        }
+        else
+        {
+            changed_.wait(lock, isCalled);
+        }
+    }
+}
+
+// Nothing moves before what was saved is there: a filter that goes one way and back at each start wears out.
+void Service::look()
+{
+    const bool isSettled = firstSet_ && std::chrono::steady_clock::now() - *firstSet_ >= looks_.settling;
+    if (find(IA_CMD_DN_MODE) == nullptr || !isSettled)
+    {
+        return;
+    }
+    const std::shared_ptr<host::Clock> clock = host::clock();
+    const daynight::Decision decision = engine_.look({clock->monotonic(), secondsOfDay(*clock), lux_, doLampsShine()},
+                                                     daynight::settingsOf([this](u32 cmd) { return nightWord(cmd); }));
+    const int night = decision.night ? 1 : 0;
+    if (!isNightKnown_ || night != word(IA_CMD_DN_STATE) || decision.lampsOff != areLampsOff_)
+    {
+        isNightKnown_ = true;
+        words_[IA_CMD_DN_STATE] = night;
+        areLampsOff_ = decision.lampsOff;
+        wish();
+    }
+}
+
+// 0 for what only a light sensor needs.
+int Service::nightWord(u32 cmd) const
+{
+    const auto found = words_.find(cmd);
+    return found == words_.end() ? 0 : found->second;
+}
+
+bool Service::doLampsShine() const
+{
+    return isNightKnown_ && std::any_of(std::begin(kLampIds), std::end(kLampIds), [this](u32 lamp) {
+               const auto found = wishes_.find(lamp);
+               return found != wishes_.end() && found->second > 0;
+           });
+}
+
+std::optional<double> Service::light() const
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return lux_;
+}
+
+std::optional<int> Service::lamps() const
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::optional<int> brightest;
+    for (const u32 lamp : kLampIds)
+    {
+        if (const Control* const control = findControl(description_.controls, lamp))
+        {
+            const auto found = wishes_.find(lamp);
+            const bool isLit = isNightKnown_ && found != wishes_.end();
+            const double share =
+                isLit ? 100.0 * static_cast<double>(found->second) / static_cast<double>(control->maximum) : 0;
+            brightest = std::max(brightest.value_or(0), static_cast<int>(std::lround(share)));
+        }
+    }
+    return brightest;
+}
+
+}  // namespace devices

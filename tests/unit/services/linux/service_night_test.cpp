@@ -1,0 +1,109 @@
+#include "HostClock.h"
+#include "tests/unit/services/linux/ServiceTest.h"
+
+namespace {
+
+// Its seconds pass in milliseconds.
+class LinuxNight : public support::ServiceTest
+{
+protected:
+    LinuxNight() { host::setClock(std::make_shared<host::ScaledClock>(100)); }
+    ~LinuxNight() override
+    {
+        service.reset();
+        host::setClock(nullptr);
+    }
+
+    // As the library sends them, with no delay.
+    void setLamps()
+    {
+        EXPECT_EQ(0, set(IA_CMD_DELAY, 0));
+        EXPECT_EQ(0, set(IA_CMD_IR_SWITCH, 1));
+        EXPECT_EQ(0, set(IA_CMD_IR_MODE, 0));
+        EXPECT_EQ(0, set(IA_CMD_IR_AUTO_STRG_NEAR, 100));
+    }
+
+    bool becomesNight(int night)
+    {
+        return support::comes([&] { return get(IA_CMD_DN_STATE) == night; });
+    }
+
+    std::vector<std::int64_t> moves() const
+    {
+        std::vector<std::int64_t> values;
+        for (const auto& settings : filter.sets())
+        {
+            for (const devices::Setting& setting : settings)
+            {
+                values.push_back(setting.value);
+            }
+        }
+        return values;
+    }
+};
+
+TEST_F(LinuxNight, MovesFilterAndLampsOnceAtDusk)
+{
+    start();
+    setLamps();
+    ASSERT_TRUE(filter.waitFor({devices::kFilter, 1}));
+    lux = 1;
+    ASSERT_TRUE(becomesNight(1));
+    ASSERT_TRUE(filter.waitFor({devices::kFilter, 0}));
+    ASSERT_TRUE(lamps.waitFor({devices::kLampNear, 200}));
+    ASSERT_TRUE(camera.waitFor({V4L2_CID_SATURATION, 0}));
+    EXPECT_EQ((std::vector<std::int64_t>{1, 0}), moves());
+    EXPECT_EQ(100, service->lamps());
+    EXPECT_EQ(1, service->light());
+}
+
+TEST_F(LinuxNight, PutsTheLampsOutToSeeWhetherItIsDay)
+{
+    lux = 1;
+    start();
+    setLamps();
+    ASSERT_TRUE(lamps.waitFor({devices::kLampNear, 200}));
+    lux = 300;
+    ASSERT_TRUE(lamps.waitFor({devices::kLampNear, 0}));
+    ASSERT_TRUE(becomesNight(0));
+    ASSERT_TRUE(filter.waitFor({devices::kFilter, 1}));
+    EXPECT_EQ((std::vector<std::int64_t>{0, 1}), moves());
+    EXPECT_EQ(0, service->lamps());
+}
+
+TEST_F(LinuxNight, DecidesBeforeAnythingMoves)
+{
+    settling = std::chrono::milliseconds(50);
+    start();
+    EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 60));
+    EXPECT_EQ(0, set(IA_CMD_DN_MODE, 2));
+    ASSERT_TRUE(filter.waitFor({devices::kFilter, 0}));
+    EXPECT_EQ((std::vector<std::int64_t>{0}), moves());
+}
+
+TEST_F(LinuxNight, FollowsTheModeThatIsSet)
+{
+    start();
+    setLamps();
+    EXPECT_EQ(0, set(IA_CMD_DN_MODE, 2));
+    ASSERT_TRUE(becomesNight(1));
+    ASSERT_TRUE(lamps.waitFor({devices::kLampNear, 200}));
+    EXPECT_EQ(0, set(IA_CMD_IR_MODE, 2));
+    EXPECT_EQ(0, set(IA_CMD_IR_MANUAL_STRG_NEAR, 25));
+    ASSERT_TRUE(lamps.waitFor({devices::kLampNear, 50}));
+    EXPECT_EQ(0, set(IA_CMD_DN_MODE, 1));
+    ASSERT_TRUE(becomesNight(0));
+    ASSERT_TRUE(lamps.waitFor({devices::kLampNear, 0}));
+}
+
+TEST_F(LinuxNight, LeavesLampsAndFilterAloneUntilSomethingIsSet)
+{
+    lux = 1;
+    start();
+    ASSERT_TRUE(support::comes([this] { return service->light() == 1; }));
+    EXPECT_EQ(0, get(IA_CMD_DN_STATE));
+    EXPECT_TRUE(filter.sets().empty());
+    EXPECT_TRUE(lamps.sets().empty());
+}
+
+}  // namespace
