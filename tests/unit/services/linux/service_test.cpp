@@ -285,9 +285,12 @@ TEST_F(LinuxService, HasNoPictureWithoutANodeForIt)
 
 TEST_F(LinuxService, TellsWhenAnotherProgramWins)
 {
-    patience.putBacks = 0;
+    patience.putBacks = 1;
     start();
     EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 100));
+    ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
+    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_BRIGHTNESS, 0, {}});
+    ASSERT_TRUE(support::comes([this] { return timesSent(V4L2_CID_BRIGHTNESS) == 2; }));
     ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
     camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_BRIGHTNESS, 0, {}});
     EXPECT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::overruled));
