@@ -268,11 +268,29 @@ TEST_F(LinuxService, PutsBackWhatAnotherProgramSets)
     EXPECT_TRUE(service->takenOver().empty());
 }
 
+TEST_F(LinuxService, ReadsWhatItWishedWhenAnotherProgramWasThere)
+{
+    EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 100));
+    ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
+    const std::size_t before = timesSent(V4L2_CID_BRIGHTNESS);
+    camera.change({V4L2_CID_BRIGHTNESS, 0});
+    source.use();
+    EXPECT_TRUE(support::comes([&] { return timesSent(V4L2_CID_BRIGHTNESS) == before + 1; }));
+}
+
+TEST_F(LinuxService, HasNoPictureWithoutANodeForIt)
+{
+    EXPECT_EQ(nullptr, service->openPicture());
+}
+
 TEST_F(LinuxService, TellsWhenAnotherProgramWins)
 {
-    patience.putBacks = 0;
+    patience.putBacks = 1;
     start();
     EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 100));
+    ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
+    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_BRIGHTNESS, 0, {}});
+    ASSERT_TRUE(support::comes([this] { return timesSent(V4L2_CID_BRIGHTNESS) == 2; }));
     ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
     camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_BRIGHTNESS, 0, {}});
     EXPECT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::overruled));
@@ -305,8 +323,8 @@ TEST_F(LinuxService, NoticesThatTheDeviceHasOtherControlsNow)
     fewer.pop_back();
     support::Script other{fewer};
     service = std::make_unique<devices::Service>(description(), nightBoard(), source,
-                                                 devices::Devices{[&] { return other.open(); }, {}, {}, {}}, patience,
-                                                 devices::LookTimes());
+                                                 devices::Devices{[&] { return other.open(); }, {}, {}, {}, {}},
+                                                 patience, devices::LookTimes());
     EXPECT_TRUE(support::comes([this] { return service->hasOtherControls(); }));
     service.reset();
 }
