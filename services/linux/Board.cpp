@@ -90,13 +90,18 @@ const std::string& checkedName(const std::string& name)
     return name;
 }
 
+std::string quoted(const std::string& text)
+{
+    return "\"" + cleanText(text.data(), text.size()) + "\"";
+}
+
 unsigned number(const std::string& text, unsigned most, const char* what)
 {
     unsigned value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size() || text.empty() || value > most)
     {
-        throw std::runtime_error("\"" + text + "\" is no " + what);
+        throw std::runtime_error(quoted(text) + " is no " + what);
     }
     return value;
 }
@@ -123,7 +128,7 @@ void readOption(const std::string& option, FilterLines& lines)
     }
     else
     {
-        throw std::runtime_error("\"" + option + "\" is unknown: one line is low or high, two have a pulse like 100ms");
+        throw std::runtime_error(quoted(option) + " is unknown: one line is low or high, two have a pulse like 100ms");
     }
 }
 

@@ -41,19 +41,28 @@ const char* keyName(u32 cmd)
     }
 }
 
-void append(std::string& list, const std::string& item)
+constexpr std::size_t kMostItems = 8;  // that are named one by one
+
+void append(std::string& list, const std::string& item, const char* between = ", ")
 {
-    list += (list.empty() ? "" : ", ") + item;
+    list += (list.empty() ? "" : between) + item;
 }
 
 std::string valuesOf(const services::AllowedValues& allowed)
 {
+    const std::vector<int>& items = allowed.items;
+    const std::string range = std::to_string(allowed.minimum) + " to " + std::to_string(allowed.maximum);
+    const bool isWhole = !items.empty() && items.back() - items.front() + 1 == static_cast<int>(items.size());
+    if (items.empty() || (isWhole && items.size() > kMostItems))
+    {
+        return range;
+    }
     std::string values;
-    for (const int item : allowed.items)
+    for (const int item : items)
     {
         append(values, std::to_string(item));
     }
-    return allowed.items.empty() ? std::to_string(allowed.minimum) + " to " + std::to_string(allowed.maximum) : values;
+    return values;
 }
 
 std::string userName()
@@ -270,7 +279,7 @@ ListedCamera listCamera(const CameraNode& camera, const Roots& roots)
     {
         if (taken.count(control.id) == 0 && control.isSettable)
         {
-            append(listed.others, control.name);
+            append(listed.others, control.name, "; ");
         }
     }
     return listed;
@@ -344,7 +353,7 @@ std::vector<ListedKey> listKeys(const std::vector<Control>& controls)
         for (const u32 id : table.controlsOf(cmd))
         {
             const Control* const control = findControl(controls, id);
-            append(key.control, control != nullptr ? control->name : "");
+            append(key.control, control != nullptr ? control->name : "", " and ");
         }
         keys.push_back(std::move(key));
     }

@@ -18,7 +18,7 @@ namespace devices {
 struct ListedKey
 {
     std::string key;      // "KEY_BRIGHTNESS"
-    std::string control;  // the device's name of it; several with commas
+    std::string control;  // the device's name of it; several with "and"
     std::string values;   // "0 to 100", "0, 1, 3"
 };
 std::vector<ListedKey> listKeys(const std::vector<Control>& controls);
@@ -29,7 +29,7 @@ struct ListedCamera
     std::string problem;  // why it cannot be used, and what to do; empty if it can
     std::string users;    // programs that have its node open: "process 7 (player)"; empty without one
     std::vector<ListedKey> keys;
-    std::string others;  // the names of its controls that are behind no key, with commas
+    std::string others;  // the names of its controls that are behind no key, with semicolons
 };
 
 struct ListedLamp

@@ -1,20 +1,17 @@
 # What is plugged in is told with what it takes; a camera is the same one at any port, and is heard of when it comes, goes
 # and is used by somebody else; what cannot be had is told with what to do.
 
-line_of() {
-    grep -nxF "$1" /tmp/list | cut -d : -f 1
-}
-camera_is() {
+# listed REGEX: a camera of that identity
+listed() {
     vm-devices >/tmp/list
-    grep -qxF "camera $1" /tmp/list
+    grep -qx "camera $1" /tmp/list
 }
 
 plug_in webcam Webcam
 serial=1d6b-0105-0001
-wait_for camera_is $serial
-cat /tmp/list
+wait_for listed $serial
 expect_line '^camera vivid-platform.vivid-000$' /tmp/list
-expect_line "^  Webcam: Webcam, $node, uvcvideo$" /tmp/list
+expect_line "^  Webcam, $node, uvcvideo$" /tmp/list
 expect_line '^  KEY_BRIGHTNESS  *Brightness  *0 to 100$' /tmp/list
 expect_line '^  without a key: .*Hue' /tmp/list
 expect 2 "$(grep -c '^camera' /tmp/list)" # its second node is none
@@ -26,33 +23,38 @@ wait_for said follow "camera $node"
 tell webcam unplug
 wait_for said follow 'no camera'
 start plain vm-camera /cameras/plain
-wait_for camera_is "$(vm-devices | sed -n 's/^camera \(1d6b.*_p.*\)/\1/p' | grep . || echo none)"
-expect_line '^camera 1d6b-.*_pvhci_hcd.0-[0-9]*$' /tmp/list
-: >/tmp/follow.log
+wait_for listed "1d6b-0106_pvhci-hcd.0-$port"
 tell webcam plug
 wait_for node_of Webcam
 again=$(node_of Webcam)
 wait_for said follow "camera $again"
-wait_for camera_is $serial
+wait_for listed $serial
 [ "$again" != "$node" ] || fail "it has the same node"
 [ "$port" != "$(cat "/sys/class/video4linux/${again##*/}/device/../devpath")" ] || fail "it has the same port"
 
 # Two that are alike differ by their ports.
 start twin vm-camera /cameras/webcam
-wait_for camera_is "$serial"_pvhci_hcd.0-"$port"
-expect 2 "$(grep -c "^camera ${serial}_pvhci" /tmp/list)"
+twins_are_listed() {
+    listed "${serial}_pvhci-hcd.0-.*" && [ "$(grep -c "^camera ${serial}_pvhci-hcd.0-" /tmp/list)" = 2 ]
+}
+wait_for twins_are_listed
 tell twin unplug
-wait_for camera_is $serial
+wait_for listed $serial
 
-: >/tmp/follow.log
+uses=$(grep -cxF used /tmp/follow.log || true)
+used_again() {
+    [ "$(grep -cxF used /tmp/follow.log)" -gt "$uses" ]
+}
 v4l2-ctl -d "$again" -c brightness=10
-wait_for said follow used
+wait_for used_again
+# shellcheck disable=SC2217 # it only holds the node open
 sleep 1000 <"$again" &
 user=$!
-wait_for camera_is $serial
+wait_for listed $serial
 expect_line "^  in use by .*process $user (sleep)" /tmp/list
 kill $user
 
+mkdir -p /etc
 echo 'video:x:44:' >/etc/group
 printf 'root:x:0:0::/:/bin/sh\nanna:x:1000:1000::/:/bin/sh\n' >/etc/passwd
 chgrp video "$again"
@@ -70,7 +72,7 @@ expect_line '^lamp luxafor0:red:led0$' /tmp/list
 expect_line '^  cp2112_gpio, lines 0 to 7$' /tmp/list
 printf '%s\n' 'camera = 0001' 'lamp = near=luxafor0:red:led0' 'filter = cp2112_gpio:3' >/tmp/board
 vm-devices describe /tmp/board >/tmp/description
-expect 'Webcam: Webcam' "$(head -n 1 /tmp/description)"
+expect Webcam "$(head -n 1 /tmp/description)"
 expect_line '^uvcvideo 6\.' /tmp/description
 expect_line '^Brightness = 10$' /tmp/description
 expect_line '^luxafor0:red:led0 = 0$' /tmp/description
@@ -85,6 +87,5 @@ wait_for is_in_use
 sed -i 's/near=.*/near=lost/' /tmp/board
 expect 'there is no lamp lost; sensorcam devices shows what there is' "$(vm-devices describe /tmp/board)"
 sed -i 's/0001/nobody/' /tmp/board
-expect_line '' /tmp/board
 vm-devices describe /tmp/board >/tmp/description || true
 expect 'no camera is called nobody; there is:' "$(head -n 1 /tmp/description)"

@@ -17,6 +17,8 @@ namespace support {
 class MadeTree
 {
 public:
+    MadeTree() { std::filesystem::remove_all(root_); }
+
     devices::Roots roots() const { return {root_ + "/sys", root_ + "/dev", root_ + "/proc"}; }
     std::string sys() const { return root_ + "/sys"; }
 
@@ -87,6 +89,7 @@ public:
     devices::NodeQuery query() const
     {
         return [this](const std::string& node, v4l2_capability& capability) {
+            asked += node.substr(node.rfind('/') + 1) + " ";
             if (errors.count(node) != 0)
             {
                 return errors.at(node);
@@ -102,6 +105,7 @@ public:
     }
 
     std::map<std::string, int> errors;  // of nodes
+    mutable std::string asked;          // what they are
 
 private:
     const std::string root_ = "/tmp/tree";

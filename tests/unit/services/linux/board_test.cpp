@@ -130,6 +130,7 @@ TEST(ParseFilter, SaysWhatIsWrong)
     EXPECT_EQ("\"-1\" is no number of a line", error("gpiochip0:-1"));
     EXPECT_EQ("\"65536\" is no number of a line", error("gpiochip0:65536"));
     EXPECT_EQ("\"99999999999\" is no number of a line", error("gpiochip0:99999999999"));
+    EXPECT_EQ("\"1 [2J\" is no number of a line", error("gpiochip0:1\033[2J"));
     EXPECT_EQ("both ways have the same line", error("gpiochip0:3:3"));
     const std::string options = " is unknown: one line is low or high, two have a pulse like 100ms";
     EXPECT_EQ("\"100ms\"" + options, error("gpiochip0:3,100ms"));

@@ -42,13 +42,20 @@ protected:
 TEST_F(DeviceListTest, KeysStandWithTheirControlsAndWhatTheyTake)
 {
     std::string text;
-    for (const devices::ListedKey& key : devices::listKeys({support::number(V4L2_CID_BRIGHTNESS, -64, 64, 0),
-                                                            support::menu(V4L2_CID_POWER_LINE_FREQUENCY, {0, 1}, 1),
-                                                            support::number(V4L2_CID_HUE, 0, 10, 5)}))
+    for (const devices::ListedKey& key : devices::listKeys(
+             {support::number(V4L2_CID_BRIGHTNESS, -64, 64, 0), support::menu(V4L2_CID_POWER_LINE_FREQUENCY, {0, 1}, 1),
+              support::yesNo(V4L2_CID_HFLIP, false), support::yesNo(V4L2_CID_VFLIP, false),
+              support::menu(V4L2_CID_EXPOSURE_AUTO, {1, 3}, 3),
+              support::number(V4L2_CID_EXPOSURE_ABSOLUTE, 1, 3333, 200), support::number(V4L2_CID_HUE, 0, 10, 5)}))
     {
         text += key.key + ": " + key.control + ": " + key.values + "\n";
     }
-    EXPECT_EQ("KEY_BRIGHTNESS: number: 0 to 100\nKEY_IN_OUT_SIDE: menu: 0, 1\n", text);
+    EXPECT_EQ("KEY_BRIGHTNESS: number: 0 to 100\n"
+              "KEY_EXPOSE_MODE: menu: 0, 1, 2, 3\n"
+              "KEY_FIX_SHUTTER: number: 0 to 25\n"
+              "KEY_IN_OUT_SIDE: menu: 0, 1\n"
+              "KEY_MIRROR: yes or no and yes or no: 0, 1, 2, 3\n",
+              text);
 }
 
 TEST_F(DeviceListTest, IsLinesForPeople)
@@ -62,7 +69,7 @@ TEST_F(DeviceListTest, IsLinesForPeople)
     camera.camera.driver = "uvcvideo";
     camera.users = "process 7 (player)";
     camera.keys = {{"KEY_BRIGHTNESS", "Brightness", "0 to 100"}, {"KEY_GAMMA", "Gamma", "0, 1"}};
-    camera.others = "Hue, Privacy";
+    camera.others = "Hue; Privacy";
     list.cameras = {camera, {}};
     list.cameras[1].camera.identity = "isp-platform.isp";
     list.cameras[1].camera.node = "/dev/video2";
@@ -79,7 +86,7 @@ TEST_F(DeviceListTest, IsLinesForPeople)
               "  in use by process 7 (player)\n"
               "  KEY_BRIGHTNESS  Brightness  0 to 100\n"
               "  KEY_GAMMA       Gamma       0, 1\n"
-              "  without a key: Hue, Privacy\n"
+              "  without a key: Hue; Privacy\n"
               "camera isp-platform.isp\n"
               "  ISP, /dev/video2\n"
               "  you may not\n"

@@ -97,13 +97,13 @@ TEST_F(FilterTest, APulseThatFailsLeavesNoCoilOn)
 
 TEST_F(FilterTest, IsNotOpenedWithoutAChip)
 {
-    ASSERT_EQ(0, mkfifo("/tmp/chip", 0600));
-    support::FolderSource source("/tmp/chip");
+    ASSERT_EQ(0, mkfifo("/tmp/chip_pipe", 0600));
+    support::FolderSource source("/tmp/chip_pipe");
     source.error = ENODEV;
     int error = 0;
     EXPECT_FALSE(Filter::open(source, devices::FilterLines(), error));
     EXPECT_EQ(ENODEV, error);
-    const int pipe = open("/tmp/chip", O_RDWR | O_CLOEXEC);
+    const int pipe = open("/tmp/chip_pipe", O_RDWR | O_CLOEXEC);
     const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
     EXPECT_FALSE(devices::gpioLine(pipe, 3, error));
     EXPECT_EQ(ENOTTY, error);

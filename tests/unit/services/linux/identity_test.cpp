@@ -79,6 +79,16 @@ TEST_F(IdentityTest, HasThePortWhileTwoHaveTheSameSerialNumber)
     EXPECT_EQ("1d6b-0105-7", chosen("1d6b-0105-7_p0000.00.14.0-2")) << "it is still called so";
 }
 
+TEST_F(IdentityTest, ASerialNumberMayBeAnyBytes)
+{
+    tree_.plug(0, "1", "../\xff");
+    tree_.plug(2, "2", "../\xfe");
+    tree_.plug(4, "3", "\x01\xff");
+    EXPECT_EQ("1d6b-0105-.._2F_FF 1d6b-0105-.._2F_FE 1d6b-0105_p0000.00.14.0-3 ", identities());
+    EXPECT_EQ("../", find()[0].serial);
+    EXPECT_EQ("", find()[2].serial);
+}
+
 TEST_F(IdentityTest, TwoCamerasInOneHousingAreTwo)
 {
     tree_.plug(0, "1", "7");
@@ -167,8 +177,8 @@ TEST(QueryNode, OpensNothingThatIsNoVideoNode)
     v4l2_capability capability = {};
     EXPECT_EQ(ENOENT, devices::queryNode("/nowhere/video0", capability));
     EXPECT_EQ(ENOTTY, devices::queryNode("/dev/null", capability));
-    ASSERT_EQ(0, mkfifo("/tmp/video0", 0600));
-    EXPECT_EQ(ENOTTY, devices::queryNode("/tmp/video0", capability));
+    ASSERT_EQ(0, mkfifo("/tmp/queried_pipe", 0600));
+    EXPECT_EQ(ENOTTY, devices::queryNode("/tmp/queried_pipe", capability));
 }
 
 }  // namespace

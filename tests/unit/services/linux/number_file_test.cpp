@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <fstream>
@@ -34,6 +35,8 @@ TEST(ParseNumber, WhatIsNoNumberIsNone)
 class OpenedFile : public testing::Test
 {
 protected:
+    OpenedFile() { unlink("/tmp/number"); }
+
     static void write(const std::string& text) { std::ofstream("/tmp/number", std::ios::binary) << text; }
 
     support::FolderSource source_{"/tmp"};

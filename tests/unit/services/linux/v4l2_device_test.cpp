@@ -178,8 +178,8 @@ TEST(V4l2DeviceOpen, WhatIsNoVideoDeviceIsClosedAgain)
     int error = 0;
     EXPECT_FALSE(V4l2Device::open(-ENODEV, error));
     EXPECT_EQ(ENODEV, error);
-    ASSERT_EQ(0, mkfifo("/tmp/video0", 0600));
-    for (const char* path : {"/dev/null", "/tmp/video0"})
+    ASSERT_EQ(0, mkfifo("/tmp/opened_pipe", 0600));
+    for (const char* path : {"/dev/null", "/tmp/opened_pipe"})
     {
         const int descriptor = open(path, O_RDWR | O_CLOEXEC);
         ASSERT_GE(descriptor, 0);
