@@ -49,6 +49,29 @@ TEST_F(OwnFilesTest, PlainFilesAndFoldersAreFine)
     EXPECT_EQ(refusal(), "");
 }
 
+TEST_F(OwnFilesTest, TheLinkToADevicesDocumentsIsFineAtTheTopAlone)
+{
+    const std::string link = std::string(kFolder) + "/current";
+    for (const std::string name : {"current", "current.new"})  // one that was cut off before it came into force
+    {
+        fs::create_symlink("generations/17", std::string(kFolder) + "/" + name);
+        EXPECT_EQ(refusal(), "") << name;
+    }
+    for (const std::string target : {"generations/", "generations/1/..", "generations/../..", "/generations/1", "one",
+                                     "generations/x", "/etc", "generations/1/mnt"})
+    {
+        fs::remove(link);
+        fs::create_symlink(target, link);
+        EXPECT_NE(refusal().find(link + " is a symbolic link"), std::string::npos) << target;
+    }
+    fs::remove(link);
+    fs::create_symlink("generations/1", std::string(kFolder) + "/one/current");
+    EXPECT_NE(refusal().find("/one/current is a symbolic link"), std::string::npos) << refusal();
+    fs::remove(std::string(kFolder) + "/one/current");
+    fs::create_symlink("generations/1", std::string(kFolder) + "/newest");
+    EXPECT_NE(refusal().find("/newest is a symbolic link"), std::string::npos) << refusal();
+}
+
 TEST_F(OwnFilesTest, AFolderThatIsMissingIsRefused)
 {
     fs::remove_all(kFolder);

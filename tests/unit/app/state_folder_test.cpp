@@ -73,6 +73,17 @@ TEST_F(StateFolderTest, AFolderKeepsItsModel)
         << text;
 }
 
+TEST_F(StateFolderTest, ADevicesFolderIsForNoOtherCamera)
+{
+    app::StateFolder state("/tmp/camera");
+    EXPECT_EQ(state.chooseModel("device"), "device");
+    state.rememberModel("device");
+    EXPECT_EQ(app::rememberedModel("/tmp/camera"), "device");
+    EXPECT_EQ(app::rememberedModel("/tmp/nowhere"), std::nullopt);
+    const std::string text = failureOf([&] { state.chooseModel("dome"); });
+    EXPECT_NE(text.find("holds a device's camera; a dome camera needs a folder of its own"), std::string::npos) << text;
+}
+
 TEST_F(StateFolderTest, AnUnknownRememberedModelIsAFailure)
 {
     app::StateFolder state("/tmp/camera");

@@ -70,11 +70,21 @@ tell webcam plug
 wait_for node_of Webcam
 wait_for holds brightness 51
 
-before=$(sed -n 's/^voluntary_ctxt_switches:[^0-9]*//p' /proc/"$(pidof sensorcam)"/task/*/status | awk '{ n += $1 } END { print n }')
+# It sleeps but for the library's turn and the camera's look, once a second each, and has little memory of its own.
+process=/proc/$(pidof sensorcam)
+wakes() {
+    cat "$process"/task/*/status | awk '/^Name/ { name = $2 } /^volun/ { n += $2; print name, $2 >"/tmp/by" } END { print n }'
+}
+sleep 15
+before=$(wakes)
 sleep 60
-after=$(sed -n 's/^voluntary_ctxt_switches:[^0-9]*//p' /proc/"$(pidof sensorcam)"/task/*/status | awk '{ n += $1 } END { print n }')
+after=$(wakes)
+cat /tmp/by
 echo "wake-ups in a minute: $((after - before))"
-cat /proc/"$(pidof sensorcam)"/smaps_rollup
+expect_between 0 150 $((after - before))
+own=$(awk '/^Anonymous/ { print $2 }' "$process/smaps_rollup")
+echo "memory of its own: $own KiB"
+expect_between 0 8192 "$own"
 kill "$(pidof sensorcam)"
 wait "$daemon" || true
 cat /tmp/daemon.log

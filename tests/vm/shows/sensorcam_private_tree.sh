@@ -1,0 +1,38 @@
+# sensorcam in the private tree that bubblewrap makes: the process outside hands the device in, anew after each replug.
+
+# The root that the machine boots from can be no tree's; a folder that is mounted can.
+for folder in bin etc lib lib64 root run usr work proc sys dev tmp; do
+    mkdir -p "/$folder" "/outer/$folder"
+done
+outside() {
+    # shellcheck disable=SC2016
+    unshare -m sh -c '
+        mount --bind /outer /outer
+        for folder in /outer/*; do
+            mount --rbind "/${folder#/outer/}" "$folder"
+        done
+        cd /outer
+        exec chroot /outer sensorcam "$@"' sh "$@"
+}
+holds() {
+    [ "$(value_of "$(node_of Webcam)" "$1")" = "$2" ]
+}
+state=/root/.local/state/sensorcam/devices/1d6b-0105-0001
+
+plug_in webcam Webcam
+outside --device "$node" exec 'set brightness=80' save
+expect 38 "$(value_of "$node" brightness)"
+expect generations/1 "$(readlink $state/current)"
+
+outside --device 0001 daemon &
+wait_for test -S $state/shell.socket
+outside --state $state exec 'set brightness=20' save
+wait_for holds brightness -38
+v4l2-ctl -d "$node" -c brightness=5
+wait_for holds brightness -38
+tell webcam unplug
+wait_for test ! -e "$node"
+outside --device 1d6b-0105-0001 exec 'set brightness=90' save # known by its folder
+tell webcam plug
+wait_for node_of Webcam
+wait_for holds brightness 51
