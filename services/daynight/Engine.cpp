@@ -45,7 +45,6 @@ Decision Engine::look(const Sample& sample, const Settings& settings)
     {
         lampsShone_ = seen.lampsShine;
         lampsChanged_ = seen.now;
-        pendingSince_.reset();
     }
     judge(seen, settings);
     decided_ = true;

@@ -307,6 +307,14 @@ TEST_F(DayNightEngine, LightThatCannotBeMeasuredBeginsTheDelayAnew)
     }
 }
 
+TEST_F(DayNightEngine, WhatIsNoNumberIsNoDay)
+{
+    startByNight();
+    EXPECT_TRUE(lookAfter(1s, std::nan("")));
+    EXPECT_TRUE(lookAfter(5s, std::nan("")));
+    EXPECT_FALSE(lookAfter(Engine::kLightGone - 6s, std::nan(""))) << "by the times, as without light";
+}
+
 TEST_F(DayNightEngine, WhenLightHasBeenMissingForLongTheTimesDecide)
 {
     startByNight();
