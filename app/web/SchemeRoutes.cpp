@@ -303,7 +303,15 @@ Response getUnsaved(const Call& call)
         json["saved"] = value.saved;
         list.push_back(json);
     }
-    return jsonResponse({{"values", list}});
+    app::Json json = {{"values", list}};
+    for (const camera::UnsavedControl& control : call.camera.unsavedControls())
+    {
+        json["controls"].push_back({{"scheme", control.scheme},
+                                    {"control", control.name},
+                                    {"value", control.value},
+                                    {"saved", control.saved}});
+    }
+    return jsonResponse(json);
 }
 
 Response explain(const Call& call)
