@@ -88,8 +88,14 @@ void setTime(u32& hour, u32& minute, int minutes)
 
 app::Json statusJson(camera::Camera& camera)
 {
-    return app::toJson(app::Status{camera.setup().model, camera.sensorModule(), camera.version(), sceneOf(camera),
-                                   camera.schemeCount(), camera.speed(), camera.service().lamps()});
+    app::Json json =
+        app::toJson(app::Status{camera.setup().model, camera.sensorModule(), camera.version(), sceneOf(camera),
+                                camera.schemeCount(), camera.speed(), camera.service().lamps()});
+    if (const std::optional<camera::DeviceState> device = camera.device())
+    {
+        json["device"] = app::toJson(*device);
+    }
+    return json;
 }
 
 Response getStatus(const Call& call)

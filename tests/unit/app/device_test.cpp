@@ -159,6 +159,7 @@ TEST_F(DeviceFrontEnds, ThePathTellsOfTheDevice)
     EXPECT_EQ(asked("GET", "/api/device"),
               Json::parse(R"({"name":"USB Camera","there":true,"otherControls":false,"standings":[
                   {"key":34,"name":"KEY_BRIGHTNESS","standing":"held"},{"control":"hue","standing":"busy"}]})"));
+    EXPECT_EQ(asked("GET", "/api/status")["device"], asked("GET", "/api/device"));
     EXPECT_EQ(asked("GET", "/api/parameters/brightness")["standing"], "held");
     EXPECT_EQ(asked("GET", "/api/parameters/contrast")["standing"], "applied");
 }

@@ -176,6 +176,7 @@ CONTROLS = "/api/schemes/{scheme}/controls"
 
 # Of a camera with a real device, in scheme 0.
 DEVICE_REQUESTS = [
+    ("GET", "/api/status", "", None, ""),
     ("GET", "/api/device", "", None, ""),
     ("GET", KEY, "brightness", None, ""),
     ("GET", "/api/controls", "", None, ""),
