@@ -4,6 +4,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "services/ImageService.h"
@@ -72,6 +73,11 @@ public:
 
     // ---- the script ------------------------------------------------------------------------------------------
 
+    void add(const services::NamedControl& control)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        controls_.push_back(control);
+    }
     void plug(bool isThere, bool hasOtherControls = false)
     {
         locked([&] { return isThere_ = isThere; });
