@@ -17,6 +17,7 @@
 #include "app/json/Json.h"
 #include "camera/Descriptor.h"
 #include "camera/TextFile.h"
+#include "services/linux/DeviceList.h"
 #include "services/linux/Generations.h"
 #include "services/linux/Identity.h"
 #include "services/linux/LocalDevices.h"
@@ -59,26 +60,46 @@ std::string identityOf(const std::string& name)
     }
 }
 
-// What a person has to know of a camera to name it.
-Json jsonOf(const CameraNode& camera)
+Json jsonOf(const devices::ListedCamera& listed)
 {
-    Json json = {
-        {"identity", camera.identity}, {"node", camera.node}, {"name", camera.name}, {"driver", camera.driver}};
-    if (!camera.serial.empty())
+    const CameraNode& camera = listed.camera;
+    Json keys = Json::array();
+    for (const devices::ListedKey& key : listed.keys)
     {
-        json["serial"] = camera.serial;
+        keys.push_back({{"key", key.key}, {"control", key.control}, {"values", key.values}});
     }
-    if (camera.error != 0)
-    {
-        json["error"] = std::strerror(camera.error);
-    }
-    return json;
+    return {
+        {"identity", camera.identity}, {"node", camera.node},       {"name", camera.name},   {"driver", camera.driver},
+        {"serial", camera.serial},     {"problem", listed.problem}, {"users", listed.users}, {"keys", keys},
+        {"others", listed.others}};
 }
 
-std::string textOf(const CameraNode& camera)
+Json jsonOf(const devices::DeviceList& list)
 {
-    return camera.node + "  " + camera.name + " (" + camera.driver + ")\n    --device " + camera.identity + "\n" +
-           (camera.error == 0 ? "" : std::string("    cannot be opened: ") + std::strerror(camera.error) + "\n");
+    Json cameras = Json::array();
+    for (const devices::ListedCamera& camera : list.cameras)
+    {
+        cameras.push_back(jsonOf(camera));
+    }
+    Json lights = Json::array();
+    for (const devices::FoundSensor& light : list.lights)
+    {
+        lights.push_back({{"name", light.name}, {"folder", light.folder}});
+    }
+    Json lamps = Json::array();
+    for (const devices::ListedLamp& lamp : list.lamps)
+    {
+        lamps.push_back({{"name", lamp.name}, {"greatest", lamp.greatest}});
+    }
+    Json chips = Json::array();
+    for (const devices::ListedChip& listed : list.chips)
+    {
+        chips.push_back({{"node", listed.chip.node},
+                         {"label", listed.chip.label},
+                         {"lines", listed.chip.lines},
+                         {"problem", listed.problem}});
+    }
+    return {{"ok", true}, {"cameras", cameras}, {"lights", lights}, {"lamps", lamps}, {"chips", chips}};
 }
 
 // On its way, or kept from it: it may be applied in a moment.
@@ -92,25 +113,17 @@ bool isOpen(Standing standing)
 
 int listDevices(const DeviceListOptions& options, bool json)
 {
-    const std::vector<CameraNode> cameras = devices::findCameras();
     Answers answers(STDOUT_FILENO);
     if (!options.identityOf.empty())
     {
-        answers.print(devices::chooseCamera(cameras, options.identityOf).identity + "\n");
-        return answers.status(kExitOk);
+        const std::string identity = devices::chooseCamera(devices::findCameras(), options.identityOf).identity;
+        answers.print(json ? jsonLine({{"ok", true}, {"identity", identity}}) : identity + "\n");
     }
-    std::string text;
-    Json list = Json::array();
-    for (const CameraNode& camera : cameras)
+    else
     {
-        text += textOf(camera);
-        list.push_back(jsonOf(camera));
+        const devices::DeviceList list = devices::listDevices();
+        answers.print(json ? jsonLine(jsonOf(list)) : devices::textOf(list));
     }
-    if (cameras.empty())
-    {
-        text = "no camera is plugged in\n";
-    }
-    answers.print(json ? jsonLine(Json{{"ok", true}, {"devices", list}}) : text);
     return answers.status(kExitOk);
 }
 

@@ -150,11 +150,15 @@ void addDeviceOptions(CLI::App& cli, Options& options, RawOptions& raw)
     cli.add_option("--board", raw.board, "File that says all this, a line 'name = value' each")->type_name("FILE");
     cli.add_option("--schemes-by", raw.schemesBy,
                    "What decides between its schemes 0 and 1: clock (the default) or light")
-        ->check(CLI::IsMember({"light", "clock"}))
+        ->check([](const std::string& text) {
+            return text == "light" || text == "clock" ? "" : text + " is neither clock nor light";
+        })
         ->type_name("WHAT");
     cli.add_option("--others", raw.others,
                    "What another program sets at it: put-back (the default), take-over or leave")
-        ->check(CLI::IsMember({"put-back", "take-over", "leave"}))
+        ->check([](const std::string& text) {
+            return kOthers.count(text) > 0 ? "" : text + " is none of put-back, take-over and leave";
+        })
         ->type_name("WHAT");
     cli.add_option("--device-descriptor", options.deviceDescriptor)->group("");
 }

@@ -578,7 +578,13 @@ void build(const Folders& folders, int number, const Files& files, const std::st
         writeNewFile(root + "/" + path, content);
     }
     syncFolders(root);
-    writeNewFile(root + "/" + kMadeOfFile, mark);
+    const std::string last = root + "/" + kMadeOfFile;
+    const std::string staged = last + ".new";
+    writeNewFile(staged, mark);
+    if (rename(staged.c_str(), last.c_str()) != 0)
+    {
+        fail("make " + last, errno);
+    }
     syncFolder(root);
     syncFolder(folders.all());
 }

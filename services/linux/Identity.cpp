@@ -81,12 +81,8 @@ bool isPlain(char character)
 std::string dotted(std::string text)
 {
     std::replace(text.begin(), text.end(), ':', '.');
+    std::replace(text.begin(), text.end(), '_', '-');
     return safeName(text);
-}
-
-bool isBlank(const std::string& text)
-{
-    return cleanText(text.data(), text.size()).empty();
 }
 
 // Of a USB device's folder, ".../0000:00:14.0/usb1/1-1/1-1.4": the controller and the way from it. The number of the bus
@@ -99,9 +95,9 @@ std::string portOf(const std::string& folder)
     return dotted(controller) + "-" + dotted(path.empty() ? lastPart(folder) : path);
 }
 
-// Fills in what tells the camera from others. device: the real path of what the node's driver drives. bus: what tells it
-// from others where it is not on USB.
-void identify(const Roots& roots, const std::string& device, const std::string& bus, CameraNode& camera)
+// Fills in what tells the camera from others; false for what is not on USB. device: the real path of what the node's
+// driver drives.
+bool identifyUsb(const Roots& roots, const std::string& device, CameraNode& camera)
 {
     for (std::string folder = device; folder.size() > roots.sys.size(); folder.erase(folder.rfind('/')))
     {
@@ -110,7 +106,8 @@ void identify(const Roots& roots, const std::string& device, const std::string& 
         {
             continue;
         }
-        camera.serial = readRaw(folder + "/serial");
+        const std::string serial = readRaw(folder + "/serial");
+        camera.serial = cleanText(serial.data(), serial.size());
         camera.port = portOf(folder);
         camera.model = safeName(vendor) + "-" + safeName(readRaw(folder + "/idProduct"));
         // A device may be two cameras, each with an interface of its own.
@@ -119,14 +116,10 @@ void identify(const Roots& roots, const std::string& device, const std::string& 
         {
             camera.model += "." + safeName(interface);
         }
-        if (isBlank(camera.serial))
-        {
-            camera.serial.clear();
-        }
-        camera.model += camera.serial.empty() ? "" : "-" + safeName(camera.serial);
-        return;
+        camera.model += camera.serial.empty() ? "" : "-" + safeName(serial);
+        return true;
     }
-    camera.model = dotted(camera.driver.empty() ? "video" : camera.driver) + "-" + dotted(bus);
+    return false;
 }
 
 template <std::size_t size>
@@ -193,7 +186,7 @@ int queryNode(const std::string& node, v4l2_capability& capability)
     return error;
 }
 
-std::vector<CameraNode> findCameras(const Roots& roots, const NodeQuery& query)
+std::vector<CameraNode> findCameras(const Roots& roots, const NodeQuery& query, const CameraNode* like)
 {
     std::vector<CameraNode> cameras;
     std::set<std::string> known;  // devices
@@ -204,6 +197,11 @@ std::vector<CameraNode> findCameras(const Roots& roots, const NodeQuery& query)
         const std::string device = parent.empty() ? realPath(entry) : parent;
         CameraNode camera;
         camera.node = roots.dev + "/" + name;
+        const bool isOnUsb = identifyUsb(roots, device, camera);
+        if (like != nullptr && (isOnUsb ? camera.model != like->model : !like->port.empty()))
+        {
+            continue;
+        }
         v4l2_capability capability = {};
         camera.error = query(camera.node, capability);
         const bool isOpen = camera.error == 0;
@@ -219,7 +217,10 @@ std::vector<CameraNode> findCameras(const Roots& roots, const NodeQuery& query)
         }
         camera.name = isOpen ? textIn(capability.card) : readLine(entry + "/name");
         camera.driver = isOpen ? textIn(capability.driver) : lastPart(realPath(device + "/driver"));
-        identify(roots, device, bus, camera);
+        if (!isOnUsb)
+        {
+            camera.model = dotted(camera.driver.empty() ? "video" : camera.driver) + "-" + dotted(bus);
+        }
         cameras.push_back(std::move(camera));
     }
     std::map<std::string, int> alike;
@@ -239,7 +240,7 @@ CameraNode chooseCamera(const std::vector<CameraNode>& cameras, const std::strin
 {
     if (cameras.empty())
     {
-        throw std::runtime_error("no camera is plugged in");
+        throw std::runtime_error("no camera is plugged in; sensorcam devices shows what there is");
     }
     const std::string node = name.find('/') != std::string::npos ? realPath(name) : "";
     std::vector<CameraNode> found;

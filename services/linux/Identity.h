@@ -25,7 +25,7 @@ struct CameraNode
     std::string node;    // "/dev/video0"
     std::string name;    // for people, printable UTF-8
     std::string driver;  // "uvcvideo"
-    std::string serial;  // as the camera says it; empty without one
+    std::string serial;  // for people, printable UTF-8; empty without one
     std::string port;    // "0000.00.14.0-1.4"; empty for what is not on USB
     std::string model;   // the identity without port
     int error = 0;       // why its node cannot be opened
@@ -39,8 +39,9 @@ using NodeQuery = std::function<int(const std::string& node, v4l2_capability& ca
 int queryNode(const std::string& node, v4l2_capability& capability);
 
 // Those that give pictures, in the order of their nodes; of a camera's several nodes, the first. One that may not be opened
-// is there too.
-std::vector<CameraNode> findCameras(const Roots& roots = {}, const NodeQuery& query = queryNode);
+// is there too. like: of others than this camera and those that could be taken for it, no node is opened.
+std::vector<CameraNode> findCameras(const Roots& roots = {}, const NodeQuery& query = queryNode,
+                                    const CameraNode* like = nullptr);
 
 // The one that somebody calls so: by identity, node, a link to the node, or serial number. Throws std::runtime_error, with
 // what to do, when there is none, or more than one.

@@ -77,6 +77,32 @@ std::vector<Chip> findChips(const Roots& roots)
     return chips;
 }
 
+std::vector<ChipLine> findLines(const Chip& chip)
+{
+    std::vector<ChipLine> lines;
+    const int descriptor = chip.error == 0 ? openNode(chip.node) : -1;
+    for (unsigned offset = 0; descriptor >= 0 && offset < chip.lines; ++offset)
+    {
+        gpio_v2_line_info info = {};
+        info.offset = offset;
+        if (ioctl(descriptor, GPIO_V2_GET_LINEINFO_IOCTL, &info) != 0)
+        {
+            break;
+        }
+        ChipLine line{offset, cleanText(info.name, sizeof info.name), cleanText(info.consumer, sizeof info.consumer),
+                      (info.flags & GPIO_V2_LINE_FLAG_USED) != 0};
+        if (line.isUsed || !line.name.empty())
+        {
+            lines.push_back(std::move(line));
+        }
+    }
+    if (descriptor >= 0)
+    {
+        close(descriptor);
+    }
+    return lines;
+}
+
 int openChip(const Roots& roots, const std::string& name)
 {
     const std::string folder = roots.dev + "/";

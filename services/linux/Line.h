@@ -17,6 +17,16 @@ struct Chip
 };
 std::vector<Chip> findChips(const Roots& roots = {});
 
+struct ChipLine
+{
+    unsigned offset;
+    std::string name;  // printable UTF-8, as user
+    std::string user;
+    bool isUsed;
+};
+// Those that have a name or are in use.
+std::vector<ChipLine> findLines(const Chip& chip);
+
 // A descriptor of the chip of that node, name ("gpiochip0") or label; below 0, an error number with a minus.
 int openChip(const Roots& roots, const std::string& name);
 

@@ -114,7 +114,7 @@ int LocalDevices::openCamera()
 
 std::optional<CameraNode> LocalDevices::find()
 {
-    const std::vector<CameraNode> cameras = findCameras(roots_, query_);
+    const std::vector<CameraNode> cameras = findCameras(roots_, query_, camera_ ? &*camera_ : nullptr);
     if (!camera_)
     {
         try

@@ -222,6 +222,17 @@ int Service::act(ia_cmd_e cmd)
         workers_[partOf(*button)]->press(*button);
         return services::kDone;
     }
+    if (cmd == IA_CMD_LENS_RESET)
+    {
+        for (const ia_cmd_e position : {IA_CMD_MF_POSITION, IA_CMD_MZ_POSITION})
+        {
+            for (const u32 control : table_.controlsOf(position))
+            {
+                workers_[partOf(control)]->again(control);
+            }
+        }
+        return services::kDone;
+    }
     const Step step = stepOf(cmd);
     const ParameterState& row = *find(step.position);
     keep(row.cmd, row.allowed.nearest(word(row.cmd) + step.size));

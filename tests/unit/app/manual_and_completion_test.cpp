@@ -66,7 +66,7 @@ Items helpBetween(const std::string& begin, const std::string& end)
     const std::string help = support::runToEnd({"--help"}).out;
     const std::size_t from = help.find(begin) + begin.size();
     const std::regex excluded(" Excludes: \\S+");
-    const std::regex entry("  (\\S+( [A-Z][A-Z:]*)?)(  +(.*))?");
+    const std::regex entry("  (\\S+( [A-Z][A-Z:]*( \\.\\.\\.)?)?)(  +(.*))?");
     Items items;
     for (const std::string& full : linesOf(help.substr(from, help.find(end) - from)))
     {
@@ -74,7 +74,7 @@ Items helpBetween(const std::string& begin, const std::string& end)
         std::smatch match;
         if (std::regex_match(line, match, entry))
         {
-            items.emplace_back(match[1], match[4].str() + ".");
+            items.emplace_back(match[1], match[5].str() + ".");
         }
         else if (!line.empty())
         {
@@ -118,7 +118,7 @@ TEST_F(ManPage, HasItsSubcommands)
 
 TEST_F(ManPage, HasTheOptionsOfSubcommands)
 {
-    for (const std::string subcommand : {"serve", "passwd"})
+    for (const std::string subcommand : {"serve", "devices", "passwd"})
     {
         const std::string help = support::runToEnd({subcommand, "--help"}).out;
         app::Words options = {"--help"};

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "app/cli/Shell.h"
+#include "services/linux/ControlIds.h"
 #include "tests/support/CapturedOutput.h"
 
 namespace {
@@ -143,6 +144,56 @@ TEST(Options, TheCopyInsideGetsTheSameOnes)
     EXPECT_EQ(inner->commands, outer->commands);
 }
 
+TEST(DeviceOptions, AreWhatWasNamed)
+{
+    const std::optional<app::Options> options =
+        read({"--device", "/dev/video0", "--light", "auto", "--lamp", "near=ir0", "--lamp", "far=ir1", "--filter",
+              "gpiochip0:3,low", "--schemes-by", "light", "--others", "take-over", "exec", "status"});
+    ASSERT_TRUE(options && options->device);
+    EXPECT_EQ(options->device->camera, "/dev/video0");
+    EXPECT_EQ(options->device->light, "auto");
+    EXPECT_EQ(options->device->lamps,
+              (std::map<u32, std::string>{{devices::kLampNear, "ir0"}, {devices::kLampFar, "ir1"}}));
+    ASSERT_TRUE(options->device->filter);
+    EXPECT_EQ(options->device->filter->chip, "gpiochip0");
+    EXPECT_FALSE(options->device->filter->isHighIn);
+    EXPECT_EQ(options->device->schemesByLight, true);
+    EXPECT_EQ(options->device->others, devices::Others::takeOver);
+    EXPECT_FALSE(options->model);
+}
+
+TEST(DeviceOptions, WhatIsNotNamedIsLeftToWhatIsRemembered)
+{
+    const std::optional<app::Options> options = read({"--device", "1d6b-0105-0001", "shell"});
+    ASSERT_TRUE(options && options->device);
+    EXPECT_FALSE(options->device->light || options->device->filter || options->device->schemesByLight ||
+                 options->device->others);
+    EXPECT_FALSE(read({"shell"})->device);
+}
+
+TEST(DeviceOptions, TheDaemonHasNoTerminal)
+{
+    const std::optional<app::Options> options = read({"daemon", "--state", "/x"});
+    ASSERT_TRUE(options);
+    EXPECT_TRUE(options->isDaemon);
+    EXPECT_FALSE(options->isShell);
+    EXPECT_FALSE(options->serve);
+}
+
+TEST(DeviceOptions, TheCopyInsideGetsADescriptorInsteadOfAModel)
+{
+    std::optional<app::Options> outer = read({"--device", "/dev/video0", "daemon"});
+    ASSERT_TRUE(outer);
+    outer->model = "device";
+    outer->deviceDescriptor = 9;
+    const std::optional<app::Options> inner = read(app::insideArguments(*outer, 7, 8));
+    ASSERT_TRUE(inner);
+    EXPECT_TRUE(inner->isDaemon);
+    EXPECT_EQ(inner->deviceDescriptor, 9);
+    EXPECT_FALSE(inner->model);
+    EXPECT_FALSE(inner->device);
+}
+
 // What is said on standard error.
 std::string refusalOf(const std::vector<std::string>& arguments)
 {
@@ -152,6 +203,29 @@ std::string refusalOf(const std::vector<std::string>& arguments)
     EXPECT_EQ(status, app::kExitUsage);
     const std::string said = testing::internal::GetCapturedStderr();
     return said.substr(0, said.find('\n'));
+}
+
+TEST(DeviceOptions, WhatCannotStandTogetherIsRefused)
+{
+    EXPECT_EQ(refusalOf({"--device", "/dev/video0", "--model", "dome"}),
+              "sensorcam: --model is for a camera without hardware; --device and --board name one that is plugged in");
+    EXPECT_EQ(refusalOf({"--board", "file", "--light", "auto"}),
+              "sensorcam: --board names a file that says everything; --device, --light, --lamp, --filter, --schemes-by "
+              "and --others cannot be added");
+    EXPECT_EQ(refusalOf({"--lamp", "near=ir0"}),
+              "sensorcam: --light, --lamp, --filter, --schemes-by and --others belong to a camera that --device names");
+    EXPECT_EQ(refusalOf({"daemon"}),
+              "sensorcam: daemon needs a device: --device NAME, --board FILE, or --state DIR of a device's camera");
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"--device", "/dev/video0", "--lamp", "ir0"},
+                                               {"--device", "/dev/video0", "--filter", "3"},
+                                               {"--device", "/dev/video0", "--others", "shoot"},
+                                               {"--device", "/dev/video0", "--schemes-by", "mood"},
+                                               {"--device", ""},
+                                               {"devices", "--identity", ""}})
+    {
+        EXPECT_NE(refusalOf(arguments), "") << arguments.back();
+    }
 }
 
 TEST(ServeOptions, LoopbackIsOpenWithoutUsersAndTls)

@@ -87,6 +87,7 @@ public:
     devices::NodeQuery query() const
     {
         return [this](const std::string& node, v4l2_capability& capability) {
+            asked += node.substr(node.rfind('/') + 1) + " ";
             if (errors.count(node) != 0)
             {
                 return errors.at(node);
@@ -102,6 +103,7 @@ public:
     }
 
     std::map<std::string, int> errors;  // of nodes
+    mutable std::string asked;          // what they are
 
 private:
     const std::string root_ = "/tmp/tree";

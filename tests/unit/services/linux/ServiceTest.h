@@ -73,6 +73,7 @@ protected:
 
     void start(devices::Board board = nightBoard())
     {
+        service.reset();
         devices::Devices devices;
         devices.camera = [this] { return camera.open(); };
         devices.lamps = [this] { return lamps.open(); };

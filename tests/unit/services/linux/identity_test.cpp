@@ -79,6 +79,16 @@ TEST_F(IdentityTest, HasThePortWhileTwoHaveTheSameSerialNumber)
     EXPECT_EQ("1d6b-0105-7", chosen("1d6b-0105-7_p0000.00.14.0-2")) << "it is still called so";
 }
 
+TEST_F(IdentityTest, ASerialNumberMayBeAnyBytes)
+{
+    tree_.plug(0, "1", "../\xff");
+    tree_.plug(2, "2", "../\xfe");
+    tree_.plug(4, "3", "\x01\xff");
+    EXPECT_EQ("1d6b-0105-.._2F_FF 1d6b-0105-.._2F_FE 1d6b-0105_p0000.00.14.0-3 ", identities());
+    EXPECT_EQ("../", find()[0].serial);
+    EXPECT_EQ("", find()[2].serial);
+}
+
 TEST_F(IdentityTest, TwoCamerasInOneHousingAreTwo)
 {
     tree_.plug(0, "1", "7");
@@ -123,7 +133,7 @@ TEST_F(IdentityTest, ACameraIsCalledByIdentityNodeLinkOrSerialNumber)
     EXPECT_EQ(0u, chosen("").find("no camera is called ;"));
     tree_.pull("1");
     tree_.pull("2");
-    EXPECT_EQ("no camera is plugged in", chosen("nobody"));
+    EXPECT_EQ("no camera is plugged in; sensorcam devices shows what there is", chosen("nobody"));
 }
 
 TEST(SafeName, WhatDiffersStaysDifferent)

@@ -81,6 +81,18 @@ TEST_F(LocalDevicesTest, FollowTheCameraToAnyPortAndNode)
     EXPECT_EQ("video4", camera(*devices));
 }
 
+TEST_F(LocalDevicesTest, LeaveOtherCamerasAlone)
+{
+    tree_.plug(0, "1", "other");
+    tree_.add(5, "sys/devices/platform/isp", 0, {V4L2_CAP_VIDEO_CAPTURE, "isp", "platform:isp"});
+    tree_.plug(2, "2", "4A1B");
+    const auto devices = devicesOfCamera("4A1B");
+    EXPECT_EQ("video2", camera(*devices));
+    tree_.asked.clear();
+    EXPECT_EQ("video2", camera(*devices));
+    EXPECT_EQ("video2 video3 ", tree_.asked) << "to be opened may wake a camera";
+}
+
 TEST_F(LocalDevicesTest, FindACameraThatComesLater)
 {
     const auto devices = devicesOfCamera("4A1B");
