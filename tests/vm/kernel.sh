@@ -1,5 +1,6 @@
 # shellcheck shell=bash
-# Sourced by what boots Debian's kernel in a virtual machine, after tools/common.sh, at the top of the tree.
+# Sourced by what boots Debian's kernel in a virtual machine, after tools/common.sh, at the top of the tree. Sets
+# cache and kernel; here is the folder of the script that sources it.
 
 cache=$PWD/build/vm
 kernel_parts=(drivers/{media,usb,hid,i2c,iio,virtio,block} fs/{autofs,ext4,jbd2} lib crypto)  # folders of its modules
@@ -69,7 +70,8 @@ place_driver() {
     echo "${2##*/} ${3:-}"
 }
 
-# Copies the drivers named in the file $here/modules, and what they need, and writes down the order in which they are loaded.
+# Copies the drivers named in the file modules, and what they need, and writes down the order in which they are loaded.
+# shellcheck disable=SC2154
 place_drivers() {
     local root=$1 tree module options line needed i
     tree=$(echo "$kernel"/lib/modules/*)

@@ -1,4 +1,4 @@
-# shellcheck shell=dash
+# shellcheck shell=dash disable=SC2154
 # What the stages have in common, beside what they share with tests/vm.
 
 # What tests/vm/guest/lib.sh expects of busybox.
@@ -12,7 +12,7 @@ running_services() {
 
 # ask LINE...: of the camera whose service runs
 ask() {
-    sensorcam --state "/var/lib/sensorcam/$camera" exec "$@"
+    runuser -u sensorcam -- sensorcam --state "/var/lib/sensorcam/$camera" exec "$@"
 }
 
 # Has the camera said this after so many lines?

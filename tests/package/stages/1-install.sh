@@ -1,3 +1,4 @@
+# shellcheck shell=dash disable=SC2154
 # Installed on a machine that has never seen it, the package starts a service when a camera is plugged in, and what is set
 # there arrives in the camera.
 

@@ -1,3 +1,4 @@
+# shellcheck shell=dash disable=SC2154
 # What was set is there after a reboot and an upgrade; without the package nothing is left.
 
 camera=$(cat camera)
