@@ -518,6 +518,22 @@ TEST_F(LampProof, ADayForgetsTheWaits)
     EXPECT_TRUE(goesOffAfter(1min, 100));
 }
 
+TEST_F(LampProof, ADayForgetsWhatLampsGave)
+{
+    lookAfter(1s, 1000);
+    lookAfter(5s, 1000);
+    ASSERT_TRUE(last_.lampsOff);
+    lampsShine_ = false;
+    lookAfter(1s, 100);
+    ASSERT_FALSE(lookAfter(2s, 100)) << "and they gave 900";
+    lookAfter(1s, 1);
+    ASSERT_TRUE(lookAfter(5s, 1));
+    lampsShine_ = true;
+    lookAfter(1s, 100);
+    lookAfter(2s, 100);
+    expectProofBegins();
+}
+
 TEST_F(LampProof, LampsThatStayOnEndItWithoutADay)
 {
     expectProofBegins();
