@@ -104,6 +104,7 @@ TEST_F(Recorder, WritesNowAndThenWithoutAChange)
     record(10min - 1us, 100);
     EXPECT_EQ(1U, read(textOf(kPath)).size());
     record(10min, 100);
+    EXPECT_EQ(2U, read(textOf(kPath)).size());
     record(20min - 1us, 100);
     EXPECT_EQ(2U, read(textOf(kPath)).size());
 }
