@@ -139,6 +139,21 @@ TEST_F(Recorder, NeitherFileGrowsBeyondTheMost)
     EXPECT_EQ(Span(1s) * (points.size() - 1), points.back().time - points.front().time) << "none is missing";
 }
 
+TEST_F(Recorder, FillsItsFilesToTheLastLineThatFits)
+{
+    for (std::size_t most = 80; most < 140; ++most)
+    {
+        LightTrace small(kPath, most);
+        for (int second = 0; second < 50; ++second)
+        {
+            ASSERT_TRUE(small.record({Span(1s) * second, 0, second % 2 == 0 ? 1.0 : 100.0, false}));
+        }
+        const std::size_t size = textOf(kOldPath).size();
+        EXPECT_LE(size, most);
+        EXPECT_GT(size + std::string("49.0 100.00 0\n").size(), most);
+    }
+}
+
 TEST_F(Recorder, AFailureIsToldAndTheNextChangeIsWrittenAgain)
 {
     ASSERT_EQ(0, mkdir("/tmp/light", 0777));
