@@ -109,7 +109,6 @@ void Engine::judgeLight(const Sample& sample, const Settings& settings)
     if (night_ && sample.lampsShine)
     {
         proof_ = Proof{sample.now, *sample.lux};
-        pendingSince_.reset();
         return;
     }
     // A delay that was shortened meanwhile may have been over before the last look.

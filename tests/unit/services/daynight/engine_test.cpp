@@ -279,15 +279,13 @@ TEST_F(DayNightEngine, AfterAReplacedClockTheDelayBeginsAnew)
     EXPECT_EQ(now_, engine_.changedAt());
 }
 
-TEST_F(DayNightEngine, NothingIsBackDatedBeforeAReplacedClock)
+TEST_F(DayNightEngine, AfterAReplacedClockAChangeIsToldInItsTime)
 {
-    settings_.delay = 60s;
+    settings_.delay = 0s;
     startByDay();
     now_ = 10s;
     engine_.settle(now_);
-    look(1);
-    settings_.delay = 0s;
-    EXPECT_TRUE(lookAfter(1s, 1));
+    EXPECT_TRUE(look(1));
     EXPECT_EQ(10s, engine_.changedAt());
 }
 
@@ -518,6 +516,22 @@ TEST_F(LampProof, ADayForgetsTheWaits)
     EXPECT_TRUE(goesOffAfter(1min, 100));
 }
 
+TEST_F(LampProof, ADayForgetsWhatLampsGave)
+{
+    lookAfter(1s, 1000);
+    lookAfter(5s, 1000);
+    ASSERT_TRUE(last_.lampsOff);
+    lampsShine_ = false;
+    lookAfter(1s, 100);
+    ASSERT_FALSE(lookAfter(2s, 100)) << "and they gave 900";
+    lookAfter(1s, 1);
+    ASSERT_TRUE(lookAfter(5s, 1));
+    lampsShine_ = true;
+    lookAfter(1s, 100);
+    lookAfter(2s, 100);
+    expectProofBegins();
+}
+
 TEST_F(LampProof, LampsThatStayOnEndItWithoutADay)
 {
     expectProofBegins();
@@ -579,6 +593,23 @@ TEST_F(LampProof, AnotherModeForgetsTheWaits)
     settings_.mode = Mode::byLight;
     lookAfter(1s, 100);
     expectProofBegins();
+}
+
+TEST_F(LampProof, AnotherModeForgetsWhatLampsGave)
+{
+    lookAfter(1s, 1000);
+    lookAfter(5s, 1000);
+    ASSERT_TRUE(last_.lampsOff);
+    fail(10);  // they gave 990
+    settings_.mode = Mode::alwaysNight;
+    lookAfter(2s, 100);
+    settings_.mode = Mode::byLight;
+    lookAfter(1s, 100);
+    expectProofBegins();
+    fail(10);  // 90 from now on
+    lookAfter(2s, 151);
+    lookAfter(5s, 151);
+    EXPECT_TRUE(last_.lampsOff);
 }
 
 TEST_F(LampProof, AReplacedClockEndsItAndBeginsTheWaitAnew)

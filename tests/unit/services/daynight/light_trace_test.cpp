@@ -72,7 +72,7 @@ TEST_F(Recorder, WritesSecondsSinceTheFirstLuxAndLamps)
 TEST_F(Recorder, WritesOnlyWhatHasChanged)
 {
     record(0s, 100);
-    record(1s, 110);
+    EXPECT_TRUE(record(1s, 110)) << "nothing to write is no failure";
     record(2s, 90);
     EXPECT_EQ(1U, read(textOf(kPath)).size());
     record(3s, 110.1);
@@ -104,6 +104,7 @@ TEST_F(Recorder, WritesNowAndThenWithoutAChange)
     record(10min - 1us, 100);
     EXPECT_EQ(1U, read(textOf(kPath)).size());
     record(10min, 100);
+    EXPECT_EQ(2U, read(textOf(kPath)).size());
     record(20min - 1us, 100);
     EXPECT_EQ(2U, read(textOf(kPath)).size());
 }
@@ -136,6 +137,21 @@ TEST_F(Recorder, NeitherFileGrowsBeyondTheMost)
     points.insert(points.end(), later.begin(), later.end());
     EXPECT_EQ(199s, points.back().time);
     EXPECT_EQ(Span(1s) * (points.size() - 1), points.back().time - points.front().time) << "none is missing";
+}
+
+TEST_F(Recorder, FillsItsFilesToTheLastLineThatFits)
+{
+    for (std::size_t most = 80; most < 140; ++most)
+    {
+        LightTrace small(kPath, most);
+        for (int second = 0; second < 50; ++second)
+        {
+            ASSERT_TRUE(small.record({Span(1s) * second, 0, second % 2 == 0 ? 1.0 : 100.0, false}));
+        }
+        const std::size_t size = textOf(kOldPath).size();
+        EXPECT_LE(size, most);
+        EXPECT_GT(size + std::string("49.0 100.00 0\n").size(), most);
+    }
 }
 
 TEST_F(Recorder, AFailureIsToldAndTheNextChangeIsWrittenAgain)
