@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "services/ImageService.h"
-#include "services/daynight/Engine.h"
+#include "services/daynight/LightTrace.h"
 #include "services/linux/Board.h"
 #include "services/linux/Capture.h"
 #include "services/linux/ControlTable.h"
@@ -58,6 +58,9 @@ public:
     std::optional<int> lamps() const override;
     services::Device* device() override { return this; }
     std::unique_ptr<services::PictureSource> openPicture() override;
+
+    // Writes what the light sensor shows to this file, and to file + ".old", from the next look on. Once.
+    void recordLight(const std::string& file);
 
     // ---- the device ----
 
@@ -113,7 +116,7 @@ private:
 
     // ---- day and night ----
     void watch();
-    void look();
+    std::optional<daynight::Sample> look();
     int nightWord(u32 cmd) const;
     bool doLampsShine() const;
     Surroundings surroundings() const;
@@ -141,6 +144,7 @@ private:
     bool hasOtherControls_ = false;
     daynight::Engine engine_;
     std::optional<double> lux_;
+    std::unique_ptr<daynight::LightTrace> trace_;  // set once; records on the watcher's thread
     std::optional<Instant> firstSet_;
     bool isNightKnown_ = false;  // until then nothing moves for it
     bool areLampsOff_ = false;   // for a moment

@@ -33,7 +33,13 @@ void Service::watch()
             lock.lock();
             lux_ = lux;
         }
-        look();
+        const std::optional<daynight::Sample> seen = look();
+        if (devices_.light && seen && trace_)
+        {
+            lock.unlock();
+            trace_->record(*seen);
+            lock.lock();
+        }
         const bool isSettling = firstSet_ && !isNightKnown_;
         if (isSettling)
         {
@@ -50,17 +56,24 @@ void Service::watch()
     }
 }
 
-// Nothing moves before what was saved is there: a filter that goes one way and back at each start wears out.
-void Service::look()
+// Nothing moves before what was saved is there: a filter that goes one way and back at each start wears out. Until then
+// a look says what would be decided, so that a camera whose schemes follow the light begins with the right one.
+std::optional<daynight::Sample> Service::look()
 {
-    const bool isSettled = firstSet_ && std::chrono::steady_clock::now() - *firstSet_ >= looks_.settling;
-    if (find(IA_CMD_DN_MODE) == nullptr || !isSettled)
+    if (find(IA_CMD_DN_MODE) == nullptr)
     {
-        return;
+        return std::nullopt;
     }
     const std::shared_ptr<host::Clock> clock = host::clock();
-    const daynight::Decision decision = engine_.look({clock->monotonic(), secondsOfDay(*clock), lux_, doLampsShine()},
-                                                     daynight::settingsOf([this](u32 cmd) { return nightWord(cmd); }));
+    const daynight::Sample sample{clock->monotonic(), secondsOfDay(*clock), lux_, doLampsShine()};
+    const daynight::Settings settings = daynight::settingsOf([this](u32 cmd) { return nightWord(cmd); });
+    const bool isSettled = firstSet_ && std::chrono::steady_clock::now() - *firstSet_ >= looks_.settling;
+    if (!isSettled)
+    {
+        words_[IA_CMD_DN_STATE] = daynight::Engine().look(sample, settings).night ? 1 : 0;
+        return std::nullopt;
+    }
+    const daynight::Decision decision = engine_.look(sample, settings);
     const int night = decision.night ? 1 : 0;
     if (!isNightKnown_ || night != word(IA_CMD_DN_STATE) || decision.lampsOff != areLampsOff_)
     {
@@ -69,6 +82,7 @@ void Service::look()
         areLampsOff_ = decision.lampsOff;
         wish();
     }
+    return sample;
 }
 
 // 0 for what only a light sensor needs.
@@ -78,12 +92,18 @@ int Service::nightWord(u32 cmd) const
     return found == words_.end() ? 0 : found->second;
 }
 
+// As far as the lamps tell: those that stay lit against all wishes, or since before the start, shine too.
 bool Service::doLampsShine() const
 {
-    return isNightKnown_ && std::any_of(std::begin(kLampIds), std::end(kLampIds), [this](u32 lamp) {
-               const auto found = wishes_.find(lamp);
-               return found != wishes_.end() && found->second > 0;
+    return workers_[kLamps] && std::any_of(std::begin(kLampIds), std::end(kLampIds), [this](u32 lamp) {
+               return workers_[kLamps]->report(lamp).actual.value_or(0) > 0;
            });
+}
+
+void Service::recordLight(const std::string& file)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    trace_ = std::make_unique<daynight::LightTrace>(file);
 }
 
 Surroundings Service::surroundings() const

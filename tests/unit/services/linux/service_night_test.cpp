@@ -1,3 +1,6 @@
+#include <cstdio>
+#include <fstream>
+
 #include "HostClock.h"
 #include "tests/unit/services/linux/ServiceTest.h"
 
@@ -96,12 +99,36 @@ TEST_F(LinuxNight, FollowsTheModeThatIsSet)
     ASSERT_TRUE(lamps.waitFor({devices::kLampNear, 0}));
 }
 
+TEST_F(LinuxNight, SeesThatLampsAreLitSinceBeforeTheStart)
+{
+    lux = 300;
+    lamps.change({devices::kLampNear, 200});
+    start();
+    ASSERT_TRUE(becomesNight(1));
+    setLamps();
+    ASSERT_TRUE(filter.waitFor({devices::kFilter, 1}));
+    EXPECT_EQ((std::vector<std::int64_t>{0, 1}), moves());
+}
+
+TEST_F(LinuxNight, WritesDownTheLightThatItDecidesBy)
+{
+    const std::string file = testing::TempDir() + "linux_night_light";
+    start();
+    service->recordLight(file);
+    setLamps();
+    ASSERT_TRUE(support::comes([&] {
+        std::ifstream in(file);
+        const std::vector<daynight::LightPoint> points = daynight::readTrace(in);
+        return !points.empty() && points.front().lux == 300 && !points.front().lampsShine;
+    }));
+    std::remove(file.c_str());
+}
+
 TEST_F(LinuxNight, LeavesLampsAndFilterAloneUntilSomethingIsSet)
 {
     lux = 1;
     start();
-    ASSERT_TRUE(support::comes([this] { return service->light() == 1; }));
-    EXPECT_EQ(0, get(IA_CMD_DN_STATE));
+    ASSERT_TRUE(becomesNight(1));
     EXPECT_TRUE(filter.sets().empty());
     EXPECT_TRUE(lamps.sets().empty());
 }
