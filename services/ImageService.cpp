@@ -20,7 +20,7 @@ bool AllowedValues::contains(int value) const
     {
         return std::binary_search(items.begin(), items.end(), value);
     }
-    return value >= minimum && value <= maximum && (value - minimum) % step == 0;
+    return value >= minimum && value <= maximum && distance(value, minimum) % step == 0;
 }
 
 int AllowedValues::nearest(int value) const
@@ -28,9 +28,9 @@ int AllowedValues::nearest(int value) const
     if (items.empty())
     {
         const int clamped = std::clamp(value, minimum, maximum);
-        const int above = (clamped - minimum) % step;
+        const std::int64_t above = distance(clamped, minimum) % step;
         const bool up = above * 2 > step && clamped - above + step <= maximum;
-        return clamped - above + (up ? step : 0);
+        return static_cast<int>(clamped - above + (up ? step : 0));
     }
     return *std::min_element(items.begin(), items.end(),
                              [value](int a, int b) { return distance(a, value) < distance(b, value); });

@@ -93,6 +93,16 @@ void ControlQueue::press(u32 id)
     wait(id, slot);
 }
 
+void ControlQueue::again(u32 id)
+{
+    const auto found = slots_.find(id);
+    if (found != slots_.end() && found->second.wished && found->second.state == ControlState::applied)
+    {
+        found->second.sent.reset();
+        wait(id, found->second);
+    }
+}
+
 std::vector<u32> ControlQueue::wishesToCheck() const
 {
     std::vector<u32> ids;

@@ -69,6 +69,8 @@ public:
     void wish(const std::vector<Setting>& settings);
     // A button, once; forgotten when it fails or the device is lost, because later nobody means it.
     void press(u32 id);
+    // As if the device had lost what it was sent.
+    void again(u32 id);
     bool hasWishes() const { return !order_.empty(); }
     // What another program may have set without a word of the device's.
     std::vector<u32> wishesToCheck() const;

@@ -79,6 +79,15 @@ void DeviceWorker::press(u32 id)
     wake_.signal();
 }
 
+void DeviceWorker::again(u32 id)
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        queue_.again(id);
+    }
+    wake_.signal();
+}
+
 void DeviceWorker::plugged()
 {
     {

@@ -42,6 +42,8 @@ public:
     void wish(const std::vector<Setting>& settings);
     // A button; not while the device is not there.
     void press(u32 id);
+    // What is wished of this control is sent once more.
+    void again(u32 id);
     // It may be there now: it is looked for at once, and again as after a first failure.
     void plugged();
     // Another program may have set something, and the driver may not tell: what is wished is read and compared.

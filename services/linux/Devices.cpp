@@ -4,6 +4,7 @@
 #include "services/linux/Lamps.h"
 #include "services/linux/LightSensor.h"
 #include "services/linux/V4l2Device.h"
+#include "services/linux/VideoNode.h"
 
 namespace devices {
 
@@ -14,6 +15,7 @@ Devices devicesOf(const Board& board, DeviceSource& source)
         int error = 0;
         return V4l2Device::open(source.open(Role::camera), error);
     };
+    devices.picture = [&source](int& error) { return openVideoNode(source, error); };
     if (!board.lamps.empty())
     {
         devices.lamps = [&source, lamps = board.lamps] {

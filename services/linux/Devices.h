@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "services/linux/Board.h"
+#include "services/linux/Capture.h"
 #include "services/linux/DeviceSource.h"
 #include "services/linux/DeviceWorker.h"
 
@@ -16,6 +17,7 @@ struct Devices
     DeviceWorker::Open lamps;
     DeviceWorker::Open filter;
     std::function<std::optional<double>()> light;  // lux; one thread at a time, and it may take as long as it measures
+    Capture::Open picture;
 };
 
 // The source must outlive them.

@@ -107,6 +107,8 @@ std::optional<AllowedValues> allowedByEquipment(const Parameter& parameter, cons
             return std::nullopt;
         }
         return without(allOf(parameter), services::kByZoom, parameter.defaultValue);
+    case IA_CMD_LENS_RESET:
+        return when(table.allowed(IA_CMD_MF_POSITION) || table.allowed(IA_CMD_MZ_POSITION));
     default:
     {
         const Step step = stepOf(parameter.cmd);

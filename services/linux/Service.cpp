@@ -79,6 +79,11 @@ Service::Service(const Description& description, const Board& board, DeviceSourc
             }
         }
     });
+    source_.listenToUse([this] { workers_[kCamera]->lookAgain(); });
+    if (devices_.picture)
+    {
+        capture_ = std::make_unique<Capture>(devices_.picture, [this] { return surroundings(); });
+    }
     if (find(IA_CMD_DN_MODE) != nullptr)
     {
         watcher_ = std::thread([this] { watch(); });
@@ -88,6 +93,7 @@ Service::Service(const Description& description, const Board& board, DeviceSourc
 Service::~Service()
 {
     source_.listen(nullptr);
+    source_.listenToUse(nullptr);
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         isEnding_ = true;
@@ -97,6 +103,11 @@ Service::~Service()
     {
         watcher_.join();
     }
+}
+
+std::unique_ptr<services::PictureSource> Service::openPicture()
+{
+    return capture_ ? capture_->open() : nullptr;
 }
 
 // ---- one call ----------------------------------------------------------------------------------------------
@@ -220,6 +231,17 @@ int Service::act(ia_cmd_e cmd)
     if (const std::optional<u32> button = table_.button(cmd))
     {
         workers_[partOf(*button)]->press(*button);
+        return services::kDone;
+    }
+    if (cmd == IA_CMD_LENS_RESET)
+    {
+        for (const ia_cmd_e position : {IA_CMD_MF_POSITION, IA_CMD_MZ_POSITION})
+        {
+            for (const u32 control : table_.controlsOf(position))
+            {
+                workers_[partOf(control)]->again(control);
+            }
+        }
         return services::kDone;
     }
     const Step step = stepOf(cmd);

@@ -14,6 +14,7 @@
 #include "services/ImageService.h"
 #include "services/daynight/Engine.h"
 #include "services/linux/Board.h"
+#include "services/linux/Capture.h"
 #include "services/linux/ControlTable.h"
 #include "services/linux/Description.h"
 #include "services/linux/DeviceSource.h"
@@ -56,6 +57,7 @@ public:
     std::optional<double> light() const override;
     std::optional<int> lamps() const override;
     services::Device* device() override { return this; }
+    std::unique_ptr<services::PictureSource> openPicture() override;
 
     // ---- the device ----
 
@@ -114,6 +116,7 @@ private:
     void look();
     int nightWord(u32 cmd) const;
     bool doLampsShine() const;
+    Surroundings surroundings() const;
 
     const Description description_;
     const Board board_;
@@ -146,6 +149,7 @@ private:
 
     std::array<Link, kParts> links_;
     std::array<std::unique_ptr<DeviceWorker>, kParts> workers_;  // null for what the camera does not have
+    std::unique_ptr<Capture> capture_;                           // null where there is no picture
     std::thread watcher_;                                        // where something is other by night
 };
 

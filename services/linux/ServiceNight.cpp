@@ -86,6 +86,19 @@ bool Service::doLampsShine() const
            });
 }
 
+Surroundings Service::surroundings() const
+{
+    const std::shared_ptr<host::Clock> clock = host::clock();
+    const std::lock_guard<std::mutex> lock(mutex_);
+    Surroundings around;
+    around.time = secondsOfDay(*clock);
+    around.light = lux_.value_or(0);
+    around.night = word(IA_CMD_DN_STATE) != 0;
+    const auto rate = wishes_.find(kFrameRate);
+    around.rate = rate == wishes_.end() ? 0 : static_cast<u32>(rate->second);
+    return around;
+}
+
 std::optional<double> Service::light() const
 {
     const std::lock_guard<std::mutex> lock(mutex_);

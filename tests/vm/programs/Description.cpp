@@ -1,7 +1,9 @@
 #include "tests/vm/programs/Description.h"
 
 #include <cstdio>
+#include <fstream>
 #include <istream>
+#include <iterator>
 #include <stdexcept>
 
 namespace vm {
@@ -132,6 +134,15 @@ void readLine(const std::string& line, Description& camera)
     else if (word == "serial")
     {
         camera.serial = utf16(rest);
+    }
+    else if (word == "jpeg")
+    {
+        std::ifstream file(rest, std::ios::binary);
+        camera.jpeg.assign(std::istreambuf_iterator<char>(file), {});
+        if (camera.jpeg.empty())
+        {
+            throw std::runtime_error("there is no picture in " + rest);
+        }
     }
     else if (word == "control" && camera.controls.size() < kMostControls)
     {

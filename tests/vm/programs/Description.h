@@ -43,6 +43,7 @@ struct Control
 //   usb VENDOR:PRODUCT                       hexadecimal
 //   product TEXT                             ASCII, and \uXXXX for any one unit of UTF-16, also half a pair
 //   serial TEXT
+//   jpeg FILE                                its picture; without it the camera makes its own, and does not compress it
 //   control NAME MINIMUM..MAXIMUM/STEP DEFAULT [changes|read-only]
 struct Description
 {
@@ -50,6 +51,7 @@ struct Description
     std::uint16_t product = 0x0105;
     std::u16string name = u"Camera";
     std::u16string serial;  // empty: it has none
+    std::string jpeg;       // the file's bytes, or empty
     std::vector<Control> controls;
 };
 

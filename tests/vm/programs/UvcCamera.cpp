@@ -207,12 +207,19 @@ Bytes UvcCamera::controlInterface() const
 }
 
 // With a bulk endpoint and no other setting: what carries it here knows no isochronous transfers.
-Bytes UvcCamera::streamingInterface()
+Bytes UvcCamera::streamingInterface() const
 {
     Bytes formats{14, 0x24, 1, 1, 0, 0, 0x81, 0, 3, 0, 0, 0, 1, 0};
-    append(formats, {27, 0x24, 4, 1, 1, 'Y', 'U', 'Y', '2', 0, 0, 0x10, 0, 0x80, 0, 0, 0xaa, 0, 0x38, 0x9b, 0x71});
-    append(formats, {16, 1, 0, 0, 0, 0});
-    append(formats, {34, 0x24, 5, 1, 0});
+    if (camera_.jpeg.empty())
+    {
+        append(formats, {27, 0x24, 4, 1, 1, 'Y', 'U', 'Y', '2', 0, 0, 0x10, 0, 0x80, 0, 0, 0xaa, 0, 0x38, 0x9b, 0x71});
+        append(formats, {16, 1, 0, 0, 0, 0});
+    }
+    else
+    {
+        append(formats, {11, 0x24, 6, 1, 1, 0, 1, 0, 0, 0, 0});
+    }
+    append(formats, {34, 0x24, static_cast<std::uint8_t>(camera_.jpeg.empty() ? 5 : 7), 1, 0});
     append(formats, kWidth, 2);
     append(formats, kHeight, 2);
     append(formats, kPictureBytes * 8 * 15, 4);
@@ -410,6 +417,10 @@ long UvcCamera::value(const char* name, long without) const
 // is that of the light when the exposure is manual or by shutter priority, 20 ms being right.
 Bytes UvcCamera::picture() const
 {
+    if (!camera_.jpeg.empty())
+    {
+        return {camera_.jpeg.begin(), camera_.jpeg.end()};
+    }
     const bool manual = (value("exposure_mode", 8) & 5) != 0;
     const double light = (manual ? static_cast<double>(value("exposure_time", 200)) / 200 : 1) *
                          (1 + static_cast<double>(value("gain", 0)) / 100);

@@ -43,7 +43,8 @@ struct Fault
 };
 
 // A USB camera by the UVC 1.1 rules, as seen from its side of the cable: what it answers to control requests, and its
-// pictures, which follow its controls. Uncompressed YUYV, by bulk transfers. Says on standard output what is done to it.
+// pictures by bulk transfers: YUYV that follows its controls, or always the same JPEG. Says on standard output what is done
+// to it.
 class UvcCamera
 {
 public:
@@ -77,7 +78,7 @@ private:
     Bytes deviceDescriptor() const;
     Bytes configuration() const;
     Bytes controlInterface() const;
-    static Bytes streamingInterface();
+    Bytes streamingInterface() const;
     std::uint32_t controlBits(int unit) const;
     Answer standardRequest(const std::array<std::uint8_t, 8>& setup) const;
     Answer streamingRequest(int request, int selector, const Bytes& data);

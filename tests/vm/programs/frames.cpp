@@ -6,6 +6,7 @@
 //   save READER FILE    the frame that it read last
 //   close READER
 //   rate COUNT          frames in a second are wished
+//   set-rate COUNT      at the device's controls, which stay open, as the service does
 //   exposure            as the service sees it
 // Ends with its input.
 
@@ -16,6 +17,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -24,6 +26,8 @@
 #include <vector>
 
 #include "services/linux/Capture.h"
+#include "services/linux/ControlIds.h"
+#include "services/linux/V4l2Device.h"
 
 namespace vm {
 
@@ -108,6 +112,10 @@ public:
         {
             rate_ = static_cast<u32>(std::stoul(name));
         }
+        else if (what == "set-rate")
+        {
+            setRate(std::stoi(name));
+        }
         else if (what == "exposure")
         {
             const std::optional<devices::Exposure> exposure = capture_.exposure();
@@ -128,6 +136,18 @@ private:
         services::Frame last;
     };
 
+    void setRate(int rate)
+    {
+        int error = 0;
+        controls_ = controls_ ? std::move(controls_) : devices::V4l2Device::open(node_.path, error);
+        std::vector<devices::Setting> settings = {{devices::kFrameRate, rate}};
+        error = controls_ ? controls_->set(settings) : error;
+        if (error != 0)
+        {
+            throw std::runtime_error(std::strerror(error));
+        }
+    }
+
     void read(const std::string& name, int count)
     {
         Reader& reader = readers_.at(name);
@@ -147,6 +167,7 @@ private:
     }
 
     Node node_;
+    std::unique_ptr<devices::V4l2Device> controls_;
     std::atomic<u32> rate_{0};
     devices::Capture capture_{[this](int& error) { return devices::openVideoNode(node_, error); },
                               [this] {

@@ -19,11 +19,14 @@ class ScriptedSource : public devices::DeviceSource
 public:
     int open(devices::Role, const std::string&) override { return -ENODEV; }
     void listen(std::function<void()> changed) override { changed_ = std::move(changed); }
+    void listenToUse(std::function<void()> used) override { used_ = std::move(used); }
     void change() const { changed_(); }
-    bool isHeard() const { return changed_ != nullptr; }
+    void use() const { used_(); }
+    bool isHeard() const { return changed_ != nullptr || used_ != nullptr; }
 
 private:
     std::function<void()> changed_;
+    std::function<void()> used_;
 };
 
 // Looks until it is so, within a bound that only a fault reaches.
@@ -73,6 +76,7 @@ protected:
 
     void start(devices::Board board = nightBoard())
     {
+        service.reset();
         devices::Devices devices;
         devices.camera = [this] { return camera.open(); };
         devices.lamps = [this] { return lamps.open(); };

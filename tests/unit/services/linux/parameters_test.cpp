@@ -103,8 +103,8 @@ TEST(ParametersOfACamera, HaveStepsOfWhatHasAPosition)
 {
     const auto all = parametersOf(describe(support::webcam()), {});
     const auto none = parametersOf(describe({}), {});
-    for (const ia_cmd_e cmd :
-         {IA_CMD_IRIS_UP, IA_CMD_IRIS_DOWN, IA_CMD_FOCUS_NEAR, IA_CMD_FOCUS_FAR, IA_CMD_ZOOM_IN, IA_CMD_ZOOM_OUT})
+    for (const ia_cmd_e cmd : {IA_CMD_IRIS_UP, IA_CMD_IRIS_DOWN, IA_CMD_FOCUS_NEAR, IA_CMD_FOCUS_FAR, IA_CMD_ZOOM_IN,
+                               IA_CMD_ZOOM_OUT, IA_CMD_LENS_RESET})
     {
         ASSERT_TRUE(find(all, cmd)) << cmd;
         EXPECT_EQ(Kind::action, find(all, cmd)->kind);

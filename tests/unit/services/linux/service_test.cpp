@@ -10,6 +10,19 @@ class LinuxService : public support::ServiceTest
 {
 protected:
     LinuxService() { start(); }
+
+    std::size_t timesSent(u32 control) const
+    {
+        std::size_t times = 0;
+        for (const auto& settings : camera.sets())
+        {
+            for (const devices::Setting& setting : settings)
+            {
+                times += setting.id == control ? 1 : 0;
+            }
+        }
+        return times;
+    }
 };
 
 // ---- one call ----
@@ -220,6 +233,100 @@ TEST_F(LinuxService, ListensToTheSourceAsLongAsItLives)
     EXPECT_TRUE(source.isHeard());
     service.reset();
     EXPECT_FALSE(source.isHeard());
+}
+
+TEST_F(LinuxService, SendsTheLensWhereItShallBeOnceMore)
+{
+    EXPECT_EQ(0, set(IA_CMD_MZ_POSITION, 31'424));
+    ASSERT_TRUE(becomes(IA_CMD_MZ_POSITION, Standing::applied));
+    const std::size_t before = timesSent(V4L2_CID_ZOOM_ABSOLUTE);
+    EXPECT_EQ(0, set(IA_CMD_LENS_RESET, 1));
+    EXPECT_TRUE(support::comes([&] { return timesSent(V4L2_CID_ZOOM_ABSOLUTE) == before + 1; }));
+    EXPECT_TRUE(becomes(IA_CMD_MZ_POSITION, Standing::applied));
+}
+
+TEST_F(LinuxService, TriesAgainWhatIsBusy)
+{
+    camera.fail(std::deque<int>(100'000, EBUSY));
+    EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 100));
+    EXPECT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::busy));
+    EXPECT_EQ(services::kRunning, get(IA_CMD_BRIGHTNESS, IA_CMD_OPT_GET_EXEC_STATUS));
+    camera.fail({});
+    EXPECT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
+}
+
+// ---- others at the same device ----
+
+TEST_F(LinuxService, PutsBackWhatAnotherProgramSets)
+{
+    EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 100));
+    ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
+    const std::size_t before = timesSent(V4L2_CID_BRIGHTNESS);
+    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_BRIGHTNESS, 0, {}});
+    EXPECT_TRUE(support::comes([&] { return timesSent(V4L2_CID_BRIGHTNESS) == before + 1; }));
+    EXPECT_EQ(100, get(IA_CMD_BRIGHTNESS));
+    EXPECT_TRUE(service->takenOver().empty());
+}
+
+TEST_F(LinuxService, ReadsWhatItWishedWhenAnotherProgramWasThere)
+{
+    EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 100));
+    ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
+    const std::size_t before = timesSent(V4L2_CID_BRIGHTNESS);
+    camera.change({V4L2_CID_BRIGHTNESS, 0});
+    source.use();
+    EXPECT_TRUE(support::comes([&] { return timesSent(V4L2_CID_BRIGHTNESS) == before + 1; }));
+}
+
+TEST_F(LinuxService, HasNoPictureWithoutANodeForIt)
+{
+    EXPECT_EQ(nullptr, service->openPicture());
+}
+
+TEST_F(LinuxService, TellsWhenAnotherProgramWins)
+{
+    patience.putBacks = 1;
+    start();
+    EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 100));
+    ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
+    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_BRIGHTNESS, 0, {}});
+    ASSERT_TRUE(support::comes([this] { return timesSent(V4L2_CID_BRIGHTNESS) == 2; }));
+    ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
+    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_BRIGHTNESS, 0, {}});
+    EXPECT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::overruled));
+    EXPECT_EQ(services::kFailed, get(IA_CMD_BRIGHTNESS, IA_CMD_OPT_GET_EXEC_STATUS));
+}
+
+TEST_F(LinuxService, TakesOverWhatAnotherProgramSetsWhereItShall)
+{
+    devices::Board board = nightBoard();
+    board.others = devices::Others::takeOver;
+    start(board);
+    EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 100));
+    EXPECT_EQ(0, service->set("number", 90));
+    ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
+    ASSERT_TRUE(camera.waitFor({kHue, 90}));
+    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_BRIGHTNESS, 0, {}});
+    camera.tell({devices::ControlEvent::Kind::changed, kHue, -5, {}});
+    EXPECT_TRUE(support::comes([this] { return get(IA_CMD_BRIGHTNESS) == 50; }));
+    EXPECT_TRUE(support::comes([this] { return service->controls()[0].value == -5; }));
+    EXPECT_EQ((std::map<ia_cmd_e, int>{{IA_CMD_BRIGHTNESS, 50}}), service->takenOver());
+    EXPECT_TRUE(service->takenOver().empty());
+    EXPECT_EQ(0, set(IA_CMD_CONTRAST, 100));
+    ASSERT_TRUE(camera.waitFor({V4L2_CID_CONTRAST, 95}));
+    EXPECT_EQ(1u, timesSent(V4L2_CID_BRIGHTNESS));
+}
+
+TEST_F(LinuxService, NoticesThatTheDeviceHasOtherControlsNow)
+{
+    std::vector<devices::Control> fewer = cameraControls();
+    fewer.pop_back();
+    support::Script other{fewer};
+    service = std::make_unique<devices::Service>(description(), nightBoard(), source,
+                                                 devices::Devices{[&] { return other.open(); }, {}, {}, {}, {}},
+                                                 patience, devices::LookTimes());
+    EXPECT_TRUE(support::comes([this] { return service->hasOtherControls(); }));
+    service.reset();
 }
 
 // ---- what has no command ----
