@@ -16,6 +16,7 @@ namespace {
 
 constexpr char kFirstLine[] = "sensorcam device 1";
 constexpr char kLastLine[] = "end";
+constexpr std::size_t kMost = kMaxControls + 16;  // the node's, lamps, filter and frame rate
 constexpr std::size_t kTextMax = 4u << 20;
 constexpr std::size_t kNameMax = 96;     // bytes of a control's or an item's name
 constexpr std::size_t kVersionMax = 49;  // bytes
@@ -164,7 +165,7 @@ public:
             requireItems(line);
             description_.controls.push_back(controlOf(line));
             line.require(ids_.insert(last().id).second, "names a control twice");
-            line.require(description_.controls.size() <= kMaxControls, "is one control too many");
+            line.require(description_.controls.size() <= kMost, "is one control too many");
         }
         else if (kind == "item")
         {
@@ -225,7 +226,8 @@ std::string textOf(const Description& description)
     }
     for (const auto& [id, value] : description.values)
     {
-        text += "value " + hexadecimal(id) + " " + std::to_string(value) + "\n";
+        const bool isKnown = findControl(description.controls, id) != nullptr;
+        text += isKnown ? "value " + hexadecimal(id) + " " + std::to_string(value) + "\n" : "";
     }
     return text + kLastLine + "\n";
 }

@@ -407,8 +407,8 @@ std::string elementText(const Parameter& parameter, const std::vector<Parameter>
 {
     const Place& place = *parameter.place;
     const bool isListed = parameter.element == "combo" || parameter.element == "radio";
-    std::string text = "            <" + parameter.element + attribute("id", place.key) +
-                       attribute("value", parameter.allowed.defaultValue);
+    std::string text = std::string(isField(place) ? "                <" : "            <") + parameter.element +
+                       attribute("id", place.key) + attribute("value", parameter.allowed.defaultValue);
     if (parameter.state->kind == Kind::range)
     {
         text += attribute("min", parameter.allowed.minimum) + attribute("max", parameter.allowed.maximum) +

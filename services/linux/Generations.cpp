@@ -32,8 +32,8 @@ constexpr char kLink[] = "current";
 constexpr char kFolder[] = "generations";
 constexpr char kDescriptionFile[] = "description";
 constexpr char kMadeOfFile[] = "made-of";
-constexpr unsigned char kLayoutVersion[] = {8, 0, 0, 0};  // of scheme files, as the library writes it
-constexpr std::size_t kSettingsMax = 64 * 1024;           // bytes of a file with settings
+constexpr std::string_view kLayoutVersion{"\x08\0\0\0", 4};  // of scheme files, as the library writes it
+constexpr std::size_t kSettingsMax = 64 * 1024;              // bytes of a file with settings
 
 // ---- files ---------------------------------------------------------------------------------------------------------
 
@@ -513,7 +513,7 @@ void addSettings(const Documents& documents, const Board& board, const std::opti
             put(namedFile(scheme), named);
         }
     }
-    put(sensorpaths::kVersionFile, std::string(std::begin(kLayoutVersion), std::end(kLayoutVersion)));
+    put(sensorpaths::kVersionFile, std::string(kLayoutVersion));
     if (const auto marker =
             old ? readFile(old->generation.folder + sensorpaths::kDebugMarkerFile, kSettingsMax) : std::nullopt)
     {
@@ -578,7 +578,13 @@ void build(const Folders& folders, int number, const Files& files, const std::st
         writeNewFile(root + "/" + path, content);
     }
     syncFolders(root);
-    writeNewFile(root + "/" + kMadeOfFile, mark);
+    const std::string last = root + "/" + kMadeOfFile;
+    const std::string staged = last + ".new";
+    writeNewFile(staged, mark);
+    if (rename(staged.c_str(), last.c_str()) != 0)
+    {
+        fail("make " + last, errno);
+    }
     syncFolder(root);
     syncFolder(folders.all());
 }

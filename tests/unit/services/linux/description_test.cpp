@@ -137,10 +137,17 @@ TEST(DescriptionText, IsRefusedWithTheLineThatIsWrong)
     EXPECT_EQ(refusal(replaced("end", "wish")), "line 13" + line + "is none that this program knows");
 }
 
+TEST(DescriptionText, LeavesOutValuesOfControlsThatAreNotThere)
+{
+    Description description = camera();
+    description.values[0x00980901] = 5;
+    EXPECT_EQ(textOf(description), kText);
+}
+
 TEST(DescriptionText, IsBounded)
 {
     Description endless = camera();
-    for (u32 id = 1; endless.controls.size() <= kMaxControls; ++id)
+    for (u32 id = 1; endless.controls.size() <= kMaxControls + 16; ++id)
     {
         endless.controls.push_back({id, "more", ControlType::yesNo, 0, 1, 1, 0, {}});
     }
