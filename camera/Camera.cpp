@@ -72,6 +72,8 @@ Camera::Camera(const Setup& setup, services::Journal& service)
         }
     });
     toldNight_ = night();
+    toldDevice_ = device().value_or(DeviceState());
+    loadControls();
     lensPositions_ = lensPositions();
     look();
     if (!watcher_.start())

@@ -10,10 +10,12 @@
 #include "GThread.h"
 #include "ISensorController.h"
 #include "ModuleConfigure.h"
+#include "camera/DeviceState.h"
 #include "camera/Diagnostics.h"
 #include "camera/Events.h"
 #include "camera/Explain.h"
 #include "camera/Gate.h"
+#include "camera/NamedControls.h"
 #include "camera/OwnSets.h"
 #include "camera/Results.h"
 #include "camera/Schedule.h"
@@ -34,7 +36,8 @@
 //   LensControl.cpp    the lens                    UiFiles              texts for user interfaces
 //   FrameRate.cpp      what is never sent in bulk  Explain, Events      why it is so, and what happens (Telling.cpp)
 //   Trials             values on trial             Transfer             all schemes as data
-//   World.cpp          time and surroundings
+//   World.cpp          time and surroundings   DeviceState          the real device behind it, where there is one
+//   NamedControls      what it has beyond the keys
 //
 // Threads: all operations may be called from any thread at once, beside the sensor thread. Changes of values, schemes
 // and modes run one after the other; reading does not wait for them, but for the call of the library that is under way.
@@ -142,6 +145,24 @@ public:
     std::optional<std::vector<int>> undoTrial(unsigned id);
     std::vector<Trial> trials() const;
 
+    // ---- a real device -------------------------------------------------------------------------------------
+
+    // What holds a value up there is no error of the set: it is kept as wished, and sent when that is over.
+    // Nothing for a camera without one.
+    std::optional<DeviceState> device() const;
+    // How the key's value stands with it; nothing without one, and for a key that is none of its own.
+    std::optional<services::Standing> standing(int key) const;
+
+    // What the device has beyond the keys, with the same operations; empty without a device.
+    std::vector<ControlRow> controls(int scheme);
+    std::vector<ControlRow> controls() { return controls(currentScheme()); }
+    // In order, up to the first that is refused, as apply does.
+    ControlsResult applyControls(const std::vector<ControlValue>& values);
+    ControlsResult wouldApplyControls(const std::vector<ControlValue>& values);
+    // Of any scheme, to its file and to memory, and to the device if it is the one in force: all or nothing.
+    ControlsResult setControls(int scheme, const std::vector<ControlValue>& values);
+    std::vector<UnsavedControl> unsavedControls();
+
     // ---- saving --------------------------------------------------------------------------------------------
 
     SaveResult save();
@@ -232,9 +253,22 @@ private:
     void remember(int scheme, const std::vector<Value>& values);
     ValuesResult storable(int scheme, const std::vector<Value>& values);
     ImportResult::Entry wouldImport(int scheme, const Import::Entry& entry);
+    ImportResult::Control wouldImportControl(int scheme, const Import::Entry& entry);
     bool importScheme(const Import::Scheme& wanted, ImportResult::Scheme& planned);
+    bool importValues(const Import::Scheme& wanted, const std::vector<Value>& values, ImportResult::Scheme& planned);
+    bool importControls(const std::vector<ControlValue>& values, ImportResult::Scheme& planned);
     void bringIn(int scheme, ValuesResult& result);
     void sendFrameRate(const Change& change);
+    ControlsResult judgeControls(int scheme, const std::vector<ControlValue>& values);
+    void sendJudged(ControlsResult& result);
+    void loadControls();
+    bool saveControls(int scheme);
+    void reloadControls(int scheme);
+    void resetControls();
+    void sendControls();
+    void takeOverControls(const std::vector<services::NamedControl>& controls);
+    void takeOver(services::Device& device);
+    void lookAtDevice();
     static host::Span leaseAt(double speed);
     void resetAlone();
     void waitForFirstScheme();
@@ -254,6 +288,7 @@ private:
     void tellScheme(Why why);
     void tellSaved(int scheme);
     void tellValues(const std::vector<Value>& values, int scheme);
+    void tellControls(const std::vector<ControlValue>& values, int scheme);
     void tellRemembered(const std::vector<KeyResult>& keys);
     void tellWhatHappened();
     std::vector<Value> lensPositions() const;
@@ -276,7 +311,8 @@ private:
     int subscription_ = 0;
     OtherSets others_;
     Events events_;
-    Trials trials_;  // changed with changing_ held, but for hold
+    NamedControls controls_;  // changed with changing_ held
+    Trials trials_;           // changed with changing_ held, but for hold
     std::atomic<double> speed_;
 
     std::mutex showing_;             // of the mode; readers do not wait for changing_
@@ -285,6 +321,8 @@ private:
     // Guarded by changing_.
     std::vector<Trials::Tried> owed_;  // of trials that are over: what the device did not take back
     int frameRateScheme_ = -1;         // the scheme whose frame rate was sent last
+    int controlsScheme_ = -1;          // the scheme whose named controls were sent last
+    DeviceState toldDevice_;
     int toldScheme_ = -1;
     bool toldNight_ = false;
     std::vector<Value> lensPositions_;  // at the last look

@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "KSFile.h"
+#include "KSLogger.h"
 #include "SensorDebug.h"
 #include "SensorPaths.h"
 #include "camera/TextFile.h"
@@ -18,7 +19,9 @@ namespace {
 using sensorpaths::kDebugMarkerFile;
 using sensorpaths::kErrorLogFile;
 
-constexpr std::size_t kMarkerMax = 4096;      // bytes; two numbers
+constexpr std::size_t kMarkerMax = 4096;  // bytes; two numbers
+constexpr int kErrorLogSize = 10240;      // of the error log and how many of them there are, as the library has it
+constexpr int kErrorLogCount = 3;
 constexpr std::size_t kLogMax = 1024 * 1024;  // bytes; the library begins a new one much earlier
 
 constexpr std::uintmax_t kTailMax = 64 * 1024;  // bytes of new lines at once
@@ -94,6 +97,13 @@ std::vector<std::string> errorLog()
         lines.insert(lines.end(), more.begin(), more.end());
     }
     return lines;
+}
+
+void logError(const std::string& line)
+{
+    KSLogger logger;
+    logger.init(kErrorLogFile, kErrorLogSize, kErrorLogCount);
+    logger.writeLog("[sensor warn]", line.c_str());
 }
 
 LogTail::LogTail() : seen_(logSize()) {}

@@ -24,6 +24,9 @@ bool clearDebugLevel();
 // The error log with its rotated predecessors, oldest line first.
 std::vector<std::string> errorLog();
 
+// A line to the error log, under the same limits as the library's own.
+void logError(const std::string& line);
+
 // What comes to the error log from now on. Reentrant.
 class LogTail
 {

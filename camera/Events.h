@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "camera/DeviceState.h"
 #include "camera/Explain.h"
+#include "camera/NamedControls.h"
 #include "camera/Results.h"
 
 namespace camera {
@@ -16,16 +18,19 @@ struct Event
 {
     enum class Kind
     {
-        values,  // values: what the sensor took, or a scheme remembers
-        scheme,  // scheme is in force; why
-        mode,    // automatic
-        night,   // night
-        saved,   // scheme has been written to its file
-        reset,   // factory values are in force
-        lens,    // it has begun to move, or is at rest: moving; values are its positions
-        log,     // line has come to the error log
-        trial,   // trial has begun or ended: trialState; values are those tried
-        world,   // somebody has changed what is around the camera, its time or how fast that passes
+        values,     // values: what the sensor took, or a scheme remembers
+        scheme,     // scheme is in force; why
+        mode,       // automatic
+        night,      // night
+        saved,      // scheme has been written to its file
+        reset,      // factory values are in force
+        lens,       // it has begun to move, or is at rest: moving; values are its positions
+        log,        // line has come to the error log
+        trial,      // trial has begun or ended: trialState; values are those tried
+        device,     // the device is lost or back, or came back with other controls
+        standings,  // how values stand with the device: those that have changed
+        controls,   // named controls: what the device is to take, or a scheme remembers
+        world,      // somebody has changed what is around the camera, its time or how fast that passes
     };
     Kind kind;
     std::string by = {};  // as Acting says; empty: the camera's scheduler, or a caller who said nothing
@@ -39,7 +44,9 @@ struct Event
     unsigned trial = 0;
     TrialState trialState = TrialState::begun;
     std::vector<int> notTakenBack = {};  // keys of a trial that is over: they are sent again each second
-    unsigned long number = 0;            // counts from 1
+    std::vector<ControlValue> controls = {};
+    DeviceState device = {};
+    unsigned long number = 0;  // counts from 1
 };
 
 // Whoever acts on this thread as long as this lives: the events of what it does carry the name. Reentrant: one thread.

@@ -45,6 +45,7 @@ void Camera::look()
         return;
     }
     tellWhatHappened();
+    lookAtDevice();
     endStaleTrials();
     sendOwed();
     if (currentScheme() != frameRateScheme_)

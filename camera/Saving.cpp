@@ -51,6 +51,10 @@ SaveResult Camera::save()
         std::size_t count = 0;
         if (code == 0 && fileHolds(scheme, count))
         {
+            if (!saveControls(scheme))
+            {
+                return {SaveResult::Kind::notWritten, scheme, code, {}, count};
+            }
             tellSaved(scheme);
             return {SaveResult::Kind::saved, scheme, code, {}, count};
         }
@@ -118,6 +122,7 @@ ReloadResult Camera::reload()
     endAllTrials(TrialState::reloaded);
     const bool accepted = controller_.resetToLastParameters();
     sendFrameRate(change);
+    reloadControls(scheme);
     return {accepted ? ReloadResult::Kind::reloaded : ReloadResult::Kind::refused, scheme};
 }
 
@@ -130,6 +135,7 @@ void Camera::factoryReset()
         endAllTrials(TrialState::reset);
     }
     resetAlone();
+    resetControls();
     waitForFirstScheme();
     look();
 }

@@ -124,6 +124,7 @@ SchemeResult Camera::setScheme(int scheme)
     controller_.setParamScheme(scheme);
     tellScheme(automatic ? Why::againstTheClock : Why::manual);
     sendFrameRate(change);
+    sendControls();
     return {true, scheme, automatic};
 }
 

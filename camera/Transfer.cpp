@@ -63,9 +63,29 @@ bool hasRecords(int scheme, const std::vector<Value>& values)
     });
 }
 
+std::vector<ControlValue> admittedControls(const ImportResult::Scheme& planned)
+{
+    std::vector<ControlValue> values;
+    for (const ImportResult::Control& entry : planned.controls)
+    {
+        if (entry.skipped == Skipped::no)
+        {
+            values.push_back({entry.name, entry.control->asked});
+        }
+    }
+    return values;
+}
+
 // Nothing of it is stored.
 void leaveOut(ImportResult::Scheme& scheme)
 {
+    for (ImportResult::Control& entry : scheme.controls)
+    {
+        if (entry.skipped == Skipped::no)
+        {
+            entry.control->outcome = Outcome::notReached;
+        }
+    }
     for (ImportResult::Entry& entry : scheme.values)
     {
         if (entry.skipped == Skipped::no)
@@ -95,13 +115,20 @@ Export Camera::exported()
     const std::vector<SchemeWindow> windows = schedule().windows;
     for (std::size_t scheme = 0; scheme < windows.size(); ++scheme)
     {
-        all.schemes.push_back({static_cast<int>(scheme), windows[scheme], {}});
+        all.schemes.push_back({static_cast<int>(scheme), windows[scheme], {}, {}});
         for (const KeyName& row : keyNames())
         {
             const std::optional<int> value = schemeValue(static_cast<int>(scheme), row.key);
             if (value && !row.onlyStored)
             {
                 all.schemes.back().values.push_back({row.key, *value});
+            }
+        }
+        for (const ControlRow& row : controls(static_cast<int>(scheme)))
+        {
+            if (row.value)
+            {
+                all.schemes.back().controls.push_back({row.control.name, *row.value});
             }
         }
     }
@@ -129,6 +156,20 @@ ImportResult::Entry Camera::wouldImport(int scheme, const Import::Entry& entry)
     return {entry.name, before ? whySkipped(key) : Skipped::notInModel, key};
 }
 
+ImportResult::Control Camera::wouldImportControl(int scheme, const Import::Entry& entry)
+{
+    if (!entry.value)
+    {
+        return {entry.name, Skipped::wrongType, {}};
+    }
+    const ControlResult control = judgeControls(scheme, {{entry.name, *entry.value}}).controls.front();
+    const Skipped skipped = control.status == services::kUnknownCommand ? Skipped::unknownKey
+                            : control.status != services::kDone         ? Skipped::outOfRange
+                            : control.outcome == Outcome::notRemembered ? Skipped::notInModel
+                                                                        : Skipped::no;
+    return {entry.name, skipped, control};
+}
+
 ImportResult Camera::wouldImport(const Import& wanted)
 {
     const Gate::Pass pass(gate_);
@@ -150,6 +191,10 @@ ImportResult Camera::wouldImport(const Import& wanted)
         {
             planned.values.push_back(wouldImport(scheme.scheme, entry));
         }
+        for (const Import::Entry& entry : scheme.controls)
+        {
+            planned.controls.push_back(wouldImportControl(scheme.scheme, entry));
+        }
         if (!hasRecords(scheme.scheme, admitted(scheme, planned)))
         {
             planned.stored = Stored::noRecord;
@@ -168,11 +213,44 @@ ImportResult Camera::wouldImport(const Import& wanted)
 // What the plan lets in, to the scheme's file and to memory. False when it could not be stored.
 bool Camera::importScheme(const Import::Scheme& wanted, ImportResult::Scheme& planned)
 {
-    const std::vector<Value> values = admitted(wanted, planned);
-    if (planned.stored != Stored::done || values.empty())
+    if (planned.stored != Stored::done)
     {
         return true;
     }
+    const std::vector<Value> values = admitted(wanted, planned);
+    if (!values.empty() && !importValues(wanted, values, planned))
+    {
+        return false;
+    }
+    const std::vector<ControlValue> named = admittedControls(planned);
+    return named.empty() || importControls(named, planned);
+}
+
+bool Camera::importControls(const std::vector<ControlValue>& values, ImportResult::Scheme& planned)
+{
+    const ControlsResult result = setControls(planned.scheme, values);
+    std::size_t next = 0;
+    for (ImportResult::Control& entry : planned.controls)
+    {
+        if (entry.skipped == Skipped::no)
+        {
+            entry.control = result.controls.at(next++);
+        }
+    }
+    planned.stored = result.stored == Stored::done ? planned.stored : result.stored;
+    const bool isStored = result.stored == Stored::done || result.stored == Stored::sensorRefused;
+    for (ImportResult::Control& entry : planned.controls)
+    {
+        if (!isStored && entry.skipped == Skipped::no)
+        {
+            entry.control->outcome = Outcome::notReached;
+        }
+    }
+    return isStored;
+}
+
+bool Camera::importValues(const Import::Scheme& wanted, const std::vector<Value>& values, ImportResult::Scheme& planned)
+{
     const ValuesResult result = setValues(wanted.scheme, values);
     planned.stored = result.stored;
     if (result.stored != Stored::done && result.stored != Stored::sensorRefused)

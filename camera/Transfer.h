@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "SchemeWindow.h"
+#include "camera/NamedControls.h"
 #include "camera/Results.h"
 
 // All schemes as plain data, to be kept, or carried to another camera.
@@ -17,6 +18,7 @@ struct Export
         int scheme;
         SchemeWindow window;
         std::vector<Value> values;  // but for the window's keys
+        std::vector<ControlValue> controls;
     };
     std::string model;
     bool automatic;
@@ -36,6 +38,7 @@ struct Import
         int scheme;
         std::optional<SchemeWindow> window;
         std::vector<Entry> values;
+        std::vector<Entry> controls = {};  // by their own names
     };
     std::string model;
     std::optional<bool> automatic;
@@ -62,6 +65,12 @@ struct ImportResult
         Skipped skipped;
         std::optional<KeyResult> key;  // what becomes of it, or what stands against it; nothing without key or number
     };
+    struct Control
+    {
+        std::string name;
+        Skipped skipped;
+        std::optional<ControlResult> control;  // nothing without number
+    };
     struct Scheme
     {
         int scheme;
@@ -69,6 +78,7 @@ struct ImportResult
         bool reached = true;                        // false: one before it failed
         std::optional<window_check_e> window = {};  // nothing: the document has none; not WINDOW_SOUND: skipped
         std::vector<Entry> values = {};
+        std::vector<Control> controls = {};
     };
     bool sameModel;
     std::optional<bool> automatic;

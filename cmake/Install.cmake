@@ -7,7 +7,7 @@ set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 install(TARGETS sensordll sensorplatform sensordll_headers platform_headers portcheck
   EXPORT sensordllTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
+  LIBRARY DESTINATION ${SENSORDLL_LIBRARY_FOLDER} COMPONENT runtime
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 install(DIRECTORY include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sensordll COMPONENT development

@@ -108,6 +108,10 @@ std::string unsavedText(camera::Camera& camera)
     {
         lines[unsaved.scheme] += " " + keyTitle(unsaved.key) + "=" + std::to_string(unsaved.value);
     }
+    for (const camera::UnsavedControl& unsaved : camera.unsavedControls())
+    {
+        lines[unsaved.scheme] += " " + unsaved.name + "=" + std::to_string(unsaved.value);
+    }
     std::string text;
     for (const auto& [scheme, values] : lines)
     {
@@ -176,6 +180,11 @@ const std::vector<Command>& commands()
          "lens reset                            both drives to their ends and back\n"
          "lens wait                             until nothing moves\n",
          runLens, completeLens, whenItMoves},
+        {"device", "device", "the real device behind the camera",
+         "Its name, whether it is plugged in, which values it has not taken and why, and the controls that it has\n"
+         "beyond the keys. 'get', 'set', 'default', 'keys' and 'explain' take their names as those of keys;\n"
+         "'control:NAME' is meant where a key has the name.\n",
+         runDevice, nullptr},
         {"light", "light [LUX|sun]", "light on the sensor",
          "'light sun' follows the camera's time of day from now on: dark by night, full light at noon.\n", runLight,
          completeLight, withArguments},

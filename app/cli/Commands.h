@@ -41,6 +41,8 @@ Answer runGet(Session& session, const Words& arguments);
 Answer runAll(Session& session, const Words& arguments);
 Answer runRestore(Session& session, const Words& arguments);
 Words completeKeys(Session& session, const Words& arguments);
+// Of the device, as they may be typed beside the keys.
+Words controlNames(Session& session);
 
 // CommandsSet.cpp
 Answer runSet(Session& session, const Words& arguments);
@@ -67,6 +69,9 @@ Words completeSchemes(Session& session, const Words& arguments);
 
 // CommandsExplain.cpp
 Answer runExplain(Session& session, const Words& arguments);
+
+// CommandsDevice.cpp
+Answer runDevice(Session& session, const Words& arguments);
 
 // CommandsLens.cpp
 Answer runLens(Session& session, const Words& arguments);

@@ -116,6 +116,52 @@ Answer explainOne(Session& session, int number)
         answer.text += "the library does not send it when a scheme is switched, reloaded or reset\n";
     }
     answer.data = toJson(key);
+    if (const std::optional<services::Standing> standing = session.camera().standing(number))
+    {
+        const std::string text = standingText(*standing);
+        answer.text += text.empty() ? "" : text + "\n";
+        answer.data["standing"] = standingWord(*standing);
+    }
+    return answer;
+}
+
+Answer explainControl(Session& session, const camera::ControlRow& row)
+{
+    const int count = session.camera().schemeCount();
+    const int current = session.camera().currentScheme();
+    Answer answer;
+    answer.data = toJson(row);
+    answer.data.update(schemeJson(current));
+    answer.data["inSchemes"] = Json::array();
+    std::string others;
+    for (int scheme = 0; scheme <= count; ++scheme)
+    {
+        const std::vector<camera::ControlRow> rows = session.camera().controls(scheme);
+        const camera::ControlRow* const other = findControl(rows, row.control.name);
+        if (other == nullptr || !other->value)
+        {
+            continue;
+        }
+        answer.data["inSchemes"].push_back({{"scheme", scheme}, {"value", *other->value}});
+        if (scheme != current && other->value != row.value)
+        {
+            others += "  " + schemeName(scheme, count) + ": " + valueText(row, *other->value) + "\n";
+        }
+    }
+    const int factory = row.control.allowed.defaultValue;
+    if (row.value && factory != *row.value)
+    {
+        others += "  'reset': " + valueText(row, factory) + "\n";
+    }
+    answer.text = row.control.name + (row.value ? " = " + valueText(row, *row.value) : "") +
+                  ", a control of the device (" + row.control.title + ")";
+    if (row.value && row.saved && row.value != row.saved)
+    {
+        answer.text += ", not saved: 'reload' brings back " + valueText(row, *row.saved);
+    }
+    const std::string standing = standingText(row.control.standing);
+    answer.text += "\nallowed: " + allowedText(row) + "\n" + (standing.empty() ? "" : standing + "\n") +
+                   (others.empty() ? "" : "it would change with\n" + others);
     return answer;
 }
 
@@ -132,8 +178,13 @@ Answer runExplain(Session& session, const Words& arguments)
         return explainScheme(session);
     }
     std::string error;
-    const std::optional<int> key = parseKey(arguments[0], error);
-    return key ? explainOne(session, *key) : Answer::failure({ErrorCode::unknownKey, error});
+    const std::vector<camera::ControlRow> controls = session.camera().controls();
+    const std::optional<Target> target = parseTarget(controls, arguments[0], error);
+    if (!target)
+    {
+        return Answer::failure({ErrorCode::unknownKey, error});
+    }
+    return target->control != nullptr ? explainControl(session, *target->control) : explainOne(session, target->key);
 }
 
 }  // namespace app

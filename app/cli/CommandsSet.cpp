@@ -124,6 +124,76 @@ Answer applyOnce(Session& session, const std::vector<camera::Value>& values)
     return apply(session, values);
 }
 
+std::string appliedLine(const std::vector<camera::ControlRow>& rows, const camera::ControlsResult& result,
+                        const camera::ControlResult& control)
+{
+    const camera::ControlRow& row = *findControl(rows, control.name);
+    std::string line = control.name + " = " + valueText(row, control.now);
+    if (control.outcome == camera::Outcome::unchanged)
+    {
+        line += "  (unchanged, not sent again)";
+    }
+    else if (control.outcome == camera::Outcome::notRemembered)
+    {
+        line += result.schemeKeepsValues ? "  (sent)" : "  (sent, not remembered)";
+    }
+    else if (control.before)
+    {
+        line += "  (was " + valueText(row, *control.before) + ")";
+    }
+    return line + "\n";
+}
+
+// Behind the keys, whose answer it goes on.
+void applyControls(Session& session, const std::vector<camera::ControlValue>& values, Answer& answer)
+{
+    const std::vector<camera::ControlRow> rows = session.camera().controls();
+    const camera::ControlsResult result = session.camera().applyControls(values);
+    Json json = toJson(result);
+    if (answer.data.empty())
+    {
+        answer.data = toJson(camera::ApplyResult{result.scheme, result.schemeKeepsValues, {}, {}, {}, {}, 0});
+    }
+    answer.data["controls"] = json["controls"];
+    const std::size_t reached = result.refused.value_or(result.controls.size());
+    for (std::size_t i = 0; i < reached; ++i)
+    {
+        answer.text += appliedLine(rows, result, result.controls[i]);
+    }
+    if (result.refused)
+    {
+        const camera::ControlResult& refused = result.controls[*result.refused];
+        answer.error = {codeOf(refused.status),
+                        refused.name + " refused: " + reasonText(refused) + ".",
+                        {},
+                        refused.asked,
+                        refused.allowed};
+        if (reached + 1 < result.controls.size())
+        {
+            answer.error->message +=
+                "\n  after it not applied: " + counted(result.controls.size() - reached - 1, "control", "controls");
+        }
+    }
+}
+
+Answer applyOnce(Session& session, const Assignments& all)
+{
+    for (auto entry = all.controls.begin(); entry != all.controls.end(); ++entry)
+    {
+        if (std::any_of(all.controls.begin(), entry,
+                        [&](const camera::ControlValue& other) { return other.name == entry->name; }))
+        {
+            return Answer::failure({ErrorCode::wrongUsage, entry->name + " is given twice; nothing was applied"});
+        }
+    }
+    Answer answer = all.values.empty() ? Answer() : applyOnce(session, all.values);
+    if (answer.ok() && !all.controls.empty())
+    {
+        applyControls(session, all.controls, answer);
+    }
+    return answer;
+}
+
 }  // namespace
 
 Answer runSet(Session& session, const Words& arguments)
@@ -133,7 +203,7 @@ Answer runSet(Session& session, const Words& arguments)
         return wrongUsage("set");
     }
     Error error = {};
-    const auto values = parseAssignments(session.camera().service(), arguments, error);
+    const auto values = parseAssignments(session.camera(), arguments, error);
     if (!values)
     {
         error.message += "; nothing was applied";
@@ -148,26 +218,34 @@ Answer runDefault(Session& session, const Words& arguments)
     {
         return wrongUsage("default");
     }
-    std::vector<camera::Value> values;
+    const std::vector<camera::ControlRow> controls = session.camera().controls();
+    Assignments all;
     for (const std::string& argument : arguments)
     {
         std::string error;
-        const std::optional<int> key = parseKey(argument, error);
-        if (!key)
+        const std::optional<Target> target = parseTarget(controls, argument, error);
+        if (!target)
         {
             return Answer::failure({ErrorCode::unknownKey, error + "; nothing was applied"});
         }
-        const std::optional<int> factory = session.camera().factoryValue(*key);
+        if (target->control != nullptr)
+        {
+            const services::NamedControl& control = target->control->control;
+            all.controls.push_back({control.name, control.allowed.defaultValue});
+            continue;
+        }
+        const int key = target->key;
+        const std::optional<int> factory = session.camera().factoryValue(key);
         if (!factory)
         {
             return Answer::failure({ErrorCode::noValue,
-                                    keyTitle(*key) + " has no factory value: the schemes of this camera do not keep "
-                                                     "it; nothing was applied",
-                                    *key});
+                                    keyTitle(key) + " has no factory value: the schemes of this camera do not keep "
+                                                    "it; nothing was applied",
+                                    key});
         }
-        values.push_back({*key, *factory});
+        all.values.push_back({key, *factory});
     }
-    return applyOnce(session, values);
+    return applyOnce(session, all);
 }
 
 Answer runText(Session& session, const Words& arguments)
@@ -182,12 +260,16 @@ Answer runText(Session& session, const Words& arguments)
                  : Answer::failure({ErrorCode::badDocument, error + "; nothing was applied"});
 }
 
-Words completeAssignments(Session&, const Words&)
+Words completeAssignments(Session& session, const Words&)
 {
     Words words;
     for (const camera::KeyName& row : camera::keyNames())
     {
         words.push_back(std::string(row.name) + "=");
+    }
+    for (const std::string& name : controlNames(session))
+    {
+        words.push_back(name + "=");
     }
     return words;
 }

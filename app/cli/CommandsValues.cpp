@@ -63,11 +63,24 @@ Answer runKeys(Session& session, const Words& arguments)
         foreign = foreign || (value && !inScheme);
         rows.push_back({row.key, value, inScheme, camera::limitsOfKey(session.camera().service(), row.key)});
     }
-    if (rows.empty())
+    std::vector<camera::ControlRow> controls;
+    for (const camera::ControlRow& row : session.camera().controls())
+    {
+        if (arguments.empty() || row.control.name.find(toLower(arguments[0])) != std::string::npos)
+        {
+            table.addRow({"-", row.control.name, row.value ? std::to_string(*row.value) : "-", allowedText(row)});
+            controls.push_back(row);
+        }
+    }
+    if (rows.empty() && controls.empty())
     {
         return Answer::failure({ErrorCode::unknownKey, "no key is named like " + arguments[0]});
     }
     answer.data = toJson(rows);
+    if (!controls.empty())
+    {
+        answer.data.update(toJson(controls));
+    }
     answer.text = table.text() + (foreign ? "* not kept in this camera's schemes: the sensor's present value\n" : "");
     if (arguments.empty())
     {
@@ -78,20 +91,28 @@ Answer runKeys(Session& session, const Words& arguments)
 
 Answer runGet(Session& session, const Words& arguments)
 {
+    const std::vector<camera::ControlRow> controls = session.camera().controls();
     std::vector<int> keys;
+    std::vector<camera::ControlRow> named;
     for (const std::string& text : arguments)
     {
         std::string error;
-        const std::optional<int> key = parseKey(text, error);
-        if (!key)
+        const std::optional<Target> target = parseTarget(controls, text, error);
+        if (!target)
         {
             return Answer::failure({ErrorCode::unknownKey, error});
         }
-        keys.push_back(*key);
+        if (target->control != nullptr)
+        {
+            named.push_back(*target->control);
+            continue;
+        }
+        keys.push_back(target->key);
     }
     if (arguments.empty())
     {
         keys = keysOfScheme(session);
+        named = controls;
     }
     Answer answer;
     std::vector<camera::Value> values;
@@ -114,6 +135,12 @@ Answer runGet(Session& session, const Words& arguments)
         values.push_back({key, *value});
     }
     answer.data = toJson(values);
+    for (const camera::ControlRow& row : named)
+    {
+        const int value = row.value.value_or(row.control.value);
+        answer.text += row.control.name + " = " + valueText(row, value) + "\n";
+        answer.data["controls"].push_back({{"control", row.control.name}, {"value", value}});
+    }
     return answer;
 }
 
@@ -162,13 +189,27 @@ Answer runRestore(Session& session, const Words& arguments)
     return answer;
 }
 
-Words completeKeys(Session&, const Words&)
+Words controlNames(Session& session)
+{
+    Words names;
+    for (const camera::ControlRow& row : session.camera().controls())
+    {
+        std::string error;
+        const bool isKey = parseKey(row.control.name, error).has_value();
+        names.push_back((isKey ? "control:" : "") + row.control.name);
+    }
+    return names;
+}
+
+Words completeKeys(Session& session, const Words&)
 {
     Words words;
     for (const camera::KeyName& row : camera::keyNames())
     {
         words.push_back(row.name);
     }
+    const Words names = controlNames(session);
+    words.insert(words.end(), names.begin(), names.end());
     return words;
 }
 

@@ -39,8 +39,14 @@ Words wordsAfter(Session& session, const Words& before)
 Words valuesOf(Session& session, const std::string& keyText)
 {
     std::string error;
-    const std::optional<int> key = parseKey(keyText, error);
-    return key ? valueWords(session.camera().service(), *key) : Words();
+    const std::vector<camera::ControlRow> controls = session.camera().controls();
+    const std::optional<Target> target = parseTarget(controls, keyText, error);
+    if (!target)
+    {
+        return {};
+    }
+    return target->control != nullptr ? valueWords(*target->control)
+                                      : valueWords(session.camera().service(), target->key);
 }
 
 }  // namespace

@@ -1,11 +1,15 @@
 #include "app/cli/KeyText.h"
 
+#include <algorithm>
+
 #include "camera/KeyNames.h"
 
 namespace app {
 namespace {
 
 constexpr std::size_t kShortList = 4;  // what fits in a line of a table
+
+constexpr char kControl[] = "control:";
 
 constexpr char kNothing[] = "nothing, this camera has no such parameter";
 
@@ -20,6 +24,71 @@ std::string itemText(const services::ParameterState& state, int value)
     return label.empty() ? std::to_string(value) : std::to_string(value) + " " + label;
 }
 
+std::string allowedOf(const services::ParameterState& state)
+{
+    if (state.kind == services::Kind::action)
+    {
+        return "1 does it";
+    }
+    if (state.allowed.items.empty())
+    {
+        std::string text = std::to_string(state.allowed.minimum) + ".." + std::to_string(state.allowed.maximum);
+        text = withUnit(text, state.unit);
+        return state.allowed.step > 1 ? text + " in steps of " + std::to_string(state.allowed.step) : text;
+    }
+    std::string text;
+    for (int value : state.allowed.items)
+    {
+        text += (text.empty() ? "" : ", ") + itemText(state, value);
+    }
+    return text;
+}
+
+// The value that text means; state: nothing when it is not known what is allowed.
+std::optional<int> meantValue(const std::optional<services::ParameterState>& state, const std::string& title,
+                              const std::string& text, Error& error)
+{
+    if (const std::optional<int> number = parseInt(text))
+    {
+        return number;
+    }
+    const std::vector<int> choices = state ? state->allowed.items : std::vector<int>();
+    std::vector<int> meant;
+    for (int value : choices)
+    {
+        if (!text.empty() && toLower(state->labelOf(value)) == toLower(text))
+        {
+            meant.push_back(value);
+        }
+    }
+    if (meant.size() == 1)
+    {
+        return meant.front();
+    }
+    error = {ErrorCode::badValue,
+             title + ": " + text +
+                 (choices.empty() ? " is not a number"
+                  : meant.empty() ? " is none of its values"
+                                  : " stands for more than one value, so give its number") +
+                 "; allowed: " + (state ? allowedOf(*state) : kNothing),
+             {},
+             {},
+             state};
+    return std::nullopt;
+}
+
+Words wordsOf(const std::optional<services::ParameterState>& state)
+{
+    Words words;
+    for (int value : state ? state->allowed.items : std::vector<int>())
+    {
+        const std::string label = state->labelOf(value);
+        Error error = {};
+        words.push_back(meantValue(state, "", label, error) == value ? label : std::to_string(value));
+    }
+    return words;
+}
+
 }  // namespace
 
 std::string keyTitle(int key)
@@ -31,26 +100,7 @@ std::string keyTitle(int key)
 std::string allowedText(const services::ImageService& service, int key)
 {
     const std::optional<services::ParameterState> state = camera::limitsOfKey(service, key);
-    if (!state)
-    {
-        return kNothing;
-    }
-    if (state->kind == services::Kind::action)
-    {
-        return "1 does it";
-    }
-    if (state->allowed.items.empty())
-    {
-        std::string text = std::to_string(state->allowed.minimum) + ".." + std::to_string(state->allowed.maximum);
-        text = withUnit(text, state->unit);
-        return state->allowed.step > 1 ? text + " in steps of " + std::to_string(state->allowed.step) : text;
-    }
-    std::string text;
-    for (int value : state->allowed.items)
-    {
-        text += (text.empty() ? "" : ", ") + itemText(*state, value);
-    }
-    return text;
+    return state ? allowedOf(*state) : kNothing;
 }
 
 std::string allowedShort(const services::ImageService& service, int key)
@@ -82,53 +132,110 @@ std::string valueText(const services::ImageService& service, int key, int value)
 
 Words valueWords(const services::ImageService& service, int key)
 {
-    Words words;
-    const std::optional<services::ParameterState> state = camera::limitsOfKey(service, key);
-    for (int value : state ? state->allowed.items : std::vector<int>())
-    {
-        const std::string label = state->labelOf(value);
-        Error error = {};
-        words.push_back(parseValue(service, key, label, error) == value ? label : std::to_string(value));
-    }
-    return words;
+    return wordsOf(camera::limitsOfKey(service, key));
 }
 
 std::optional<int> parseValue(const services::ImageService& service, int key, const std::string& text, Error& error)
 {
-    if (const std::optional<int> number = parseInt(text))
+    const std::optional<int> value = meantValue(camera::limitsOfKey(service, key), keyTitle(key), text, error);
+    if (!value)
     {
-        return number;
+        error.key = key;
     }
-    const std::optional<services::ParameterState> state = camera::limitsOfKey(service, key);
-    const std::vector<int> choices = state ? state->allowed.items : std::vector<int>();
-    std::vector<int> meant;
-    for (int value : choices)
+    return value;
+}
+
+// ---- controls ----------------------------------------------------------------------------------------------
+
+const camera::ControlRow* findControl(const std::vector<camera::ControlRow>& controls, const std::string& text)
+{
+    const std::string lower = toLower(text);
+    const std::string name = lower.rfind(kControl, 0) == 0 ? lower.substr(sizeof kControl - 1) : lower;
+    const auto found = std::find_if(controls.begin(), controls.end(),
+                                    [&](const camera::ControlRow& row) { return row.control.name == name; });
+    return found == controls.end() ? nullptr : &*found;
+}
+
+std::optional<Target> parseTarget(const std::vector<camera::ControlRow>& controls, const std::string& text,
+                                  std::string& error)
+{
+    const bool isControl = toLower(text).rfind(kControl, 0) == 0;
+    if (const std::optional<int> key = isControl ? std::nullopt : parseKey(text, error))
     {
-        if (!text.empty() && toLower(state->labelOf(value)) == toLower(text))
-        {
-            meant.push_back(value);
-        }
+        return Target{*key, nullptr};
     }
-    if (meant.size() == 1)
+    if (const camera::ControlRow* const control = findControl(controls, text))
     {
-        return meant.front();
+        return Target{0, control};
     }
-    error = {ErrorCode::badValue,
-             keyTitle(key) + ": " + text +
-                 (choices.empty() ? " is not a number"
-                  : meant.empty() ? " is none of its values"
-                                  : " stands for more than one value, so give its number") +
-                 "; allowed: " + allowedText(service, key),
-             key,
-             {},
-             state};
+    if (isControl)
+    {
+        error = "there is no " + text + "; 'device' lists the controls";
+    }
     return std::nullopt;
 }
 
-std::optional<std::vector<camera::Value>> parseAssignments(const services::ImageService& service,
-                                                           const Words& arguments, Error& error)
+std::string allowedText(const camera::ControlRow& control)
 {
-    std::vector<camera::Value> values;
+    return allowedOf(camera::limitsOf(control.control));
+}
+
+std::string valueText(const camera::ControlRow& control, int value)
+{
+    return itemText(camera::limitsOf(control.control), value);
+}
+
+Words valueWords(const camera::ControlRow& control)
+{
+    return wordsOf(camera::limitsOf(control.control));
+}
+
+std::optional<int> parseValue(const camera::ControlRow& control, const std::string& text, Error& error)
+{
+    return meantValue(camera::limitsOf(control.control), control.control.name, text, error);
+}
+
+std::string reasonText(const camera::ControlResult& result)
+{
+    if (result.status == services::kUnknownCommand)
+    {
+        return "the device has no such control";
+    }
+    if (result.status == services::kOutOfRange && result.allowed)
+    {
+        return std::to_string(result.asked) + " is not allowed; allowed: " + allowedOf(*result.allowed);
+    }
+    return "the service answered " + std::to_string(result.status);
+}
+
+std::string standingText(services::Standing standing)
+{
+    switch (standing)
+    {
+    case services::Standing::applied:
+        return "";
+    case services::Standing::waiting:
+        return "waiting: on its way to the device";
+    case services::Standing::held:
+        return "held: an automatic of the device is on; sent when it is off";
+    case services::Standing::busy:
+        return "busy: not while the device is used; tried again";
+    case services::Standing::stalled:
+        return "stalled: the device fails or does not answer; tried again";
+    case services::Standing::refused:
+        return "refused: the device does not take this value";
+    case services::Standing::overruled:
+        return "overruled: another program has set another value";
+    case services::Standing::lost:
+        return "lost: the device is unplugged; sent when it is back";
+    }
+    return "";
+}
+
+std::optional<Assignments> parseAssignments(camera::Camera& camera, const Words& arguments, Error& error)
+{
+    const std::vector<camera::ControlRow> controls = camera.controls();
+    Assignments all;
     for (const std::string& argument : arguments)
     {
         const std::optional<Assignment> assignment = parseAssignment(argument);
@@ -138,20 +245,29 @@ std::optional<std::vector<camera::Value>> parseAssignments(const services::Image
             return std::nullopt;
         }
         std::string unknown;
-        const std::optional<int> key = parseKey(assignment->key, unknown);
-        if (!key)
+        const std::optional<Target> target = parseTarget(controls, assignment->key, unknown);
+        if (!target)
         {
             error = {ErrorCode::unknownKey, unknown};
             return std::nullopt;
         }
-        const std::optional<int> value = parseValue(service, *key, assignment->value, error);
+        const std::optional<int> value = target->control != nullptr
+                                             ? parseValue(*target->control, assignment->value, error)
+                                             : parseValue(camera.service(), target->key, assignment->value, error);
         if (!value)
         {
             return std::nullopt;
         }
-        values.push_back({*key, *value});
+        if (target->control != nullptr)
+        {
+            all.controls.push_back({target->control->control.name, *value});
+        }
+        else
+        {
+            all.values.push_back({target->key, *value});
+        }
     }
-    return values;
+    return all;
 }
 
 std::string reasonText(const services::ImageService& service, int key, int value, int status)

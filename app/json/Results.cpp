@@ -152,6 +152,12 @@ const char* eventWord(camera::Event::Kind kind)
         return "log";
     case camera::Event::Kind::trial:
         return "trial";
+    case camera::Event::Kind::device:
+        return "device";
+    case camera::Event::Kind::standings:
+        return "standings";
+    case camera::Event::Kind::controls:
+        return "controls";
     case camera::Event::Kind::world:
         return "world";
     }
@@ -182,6 +188,28 @@ const char* trialWord(camera::TrialState state)
         return "cameraEnds";
     }
     return "";
+}
+
+// Of the device itself.
+Json deviceFacts(const camera::DeviceState& device)
+{
+    return {{"name", device.name}, {"there", device.isThere}, {"otherControls", device.hasOtherControls}};
+}
+
+Json standingsJson(const camera::DeviceState& device)
+{
+    Json list = Json::array();
+    for (const auto& [key, standing] : device.standings)
+    {
+        Json entry = keyJson(key);
+        entry["standing"] = standingWord(standing);
+        list.push_back(entry);
+    }
+    for (const auto& [name, standing] : device.controlStandings)
+    {
+        list.push_back({{"control", name}, {"standing", standingWord(standing)}});
+    }
+    return list;
 }
 
 Json stretchJson(int startMinutes, int endMinutes)
@@ -389,6 +417,87 @@ Json toJson(const camera::KeyExplanation& explanation)
     return json;
 }
 
+// ---- a real device ------------------------------------------------------------------------------------------
+
+const char* standingWord(services::Standing standing)
+{
+    switch (standing)
+    {
+    case services::Standing::applied:
+        return "applied";
+    case services::Standing::waiting:
+        return "waiting";
+    case services::Standing::held:
+        return "held";
+    case services::Standing::busy:
+        return "busy";
+    case services::Standing::stalled:
+        return "stalled";
+    case services::Standing::refused:
+        return "refused";
+    case services::Standing::overruled:
+        return "overruled";
+    case services::Standing::lost:
+        return "lost";
+    }
+    return "";
+}
+
+Json toJson(const camera::DeviceState& device)
+{
+    Json json = deviceFacts(device);
+    json["standings"] = standingsJson(device);
+    return json;
+}
+
+Json toJson(const camera::ControlRow& row)
+{
+    Json json = {{"control", row.control.name}, {"title", row.control.title}};
+    put(json, "value", row.value);
+    put(json, "saved", row.saved);
+    json["standing"] = standingWord(row.control.standing);
+    json["allowed"] = toJson(camera::limitsOf(row.control));
+    return json;
+}
+
+Json toJson(const std::vector<camera::ControlRow>& rows)
+{
+    Json list = Json::array();
+    for (const camera::ControlRow& row : rows)
+    {
+        list.push_back(toJson(row));
+    }
+    return {{"controls", list}};
+}
+
+Json toJson(const camera::ControlResult& control)
+{
+    Json json = {{"control", control.name}, {"asked", control.asked}, {"outcome", outcomeWord(control.outcome)}};
+    put(json, "before", control.before);
+    if (control.outcome != camera::Outcome::refused && control.outcome != camera::Outcome::notReached)
+    {
+        json["value"] = control.now;
+    }
+    if (control.outcome == camera::Outcome::refused)
+    {
+        json["status"] = control.status;
+    }
+    putAllowed(json, control.allowed);
+    return json;
+}
+
+Json toJson(const camera::ControlsResult& result)
+{
+    Json json = schemeJson(result.scheme);
+    json["schemeKeepsValues"] = result.schemeKeepsValues;
+    json["controls"] = Json::array();
+    for (const camera::ControlResult& control : result.controls)
+    {
+        json["controls"].push_back(toJson(control));
+    }
+    return json;
+}
+
 // ---- schemes ------------------------------------------------------------------------------------------------
 
 Json schemeJson(int scheme)
@@ -568,6 +677,19 @@ Json toJson(const camera::Event& event)
         if (!event.notTakenBack.empty())
         {
             json["notTakenBack"] = event.notTakenBack;
+        }
+        break;
+    case camera::Event::Kind::device:
+        json.update(deviceFacts(event.device));
+        break;
+    case camera::Event::Kind::standings:
+        json["standings"] = standingsJson(event.device);
+        break;
+    case camera::Event::Kind::controls:
+        json["controls"] = Json::array();
+        for (const camera::ControlValue& entry : event.controls)
+        {
+            json["controls"].push_back({{"control", entry.name}, {"value", entry.value}});
         }
         break;
     case camera::Event::Kind::saved:

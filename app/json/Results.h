@@ -5,8 +5,10 @@
 #include <vector>
 
 #include "app/json/Json.h"
+#include "camera/DeviceState.h"
 #include "camera/Events.h"
 #include "camera/Explain.h"
+#include "camera/NamedControls.h"
 #include "camera/Results.h"
 #include "camera/UiFiles.h"
 
@@ -42,6 +44,15 @@ Json toJson(const camera::ValuesResult& result);
 Json toJson(const camera::KeyExplanation& explanation);
 
 const char* storedWord(camera::Stored stored);
+
+// ---- a real device ------------------------------------------------------------------------------------------
+
+const char* standingWord(services::Standing standing);
+Json toJson(const camera::DeviceState& device);
+Json toJson(const camera::ControlRow& row);
+Json toJson(const std::vector<camera::ControlRow>& rows);
+Json toJson(const camera::ControlResult& control);
+Json toJson(const camera::ControlsResult& result);
 
 // ---- schemes ------------------------------------------------------------------------------------------------
 

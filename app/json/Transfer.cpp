@@ -95,6 +95,16 @@ bool readScheme(const Json& json, camera::Import::Scheme& scheme, std::string& e
     {
         scheme.values.push_back({key, intOf(value)});
     }
+    const Json controls = json.value("controls", Json::object());
+    if (!controls.is_object() || controls.size() > kMostValues)
+    {
+        error = "the controls of " + name + " are an object of at most " + std::to_string(kMostValues) + " numbers";
+        return false;
+    }
+    for (const auto& [control, value] : controls.items())
+    {
+        scheme.controls.push_back({control, intOf(value)});
+    }
     return true;
 }
 
@@ -116,6 +126,24 @@ Json entryJson(const camera::ImportResult::Entry& entry)
     return json;
 }
 
+Json entryJson(const camera::ImportResult::Control& entry)
+{
+    if (entry.skipped == camera::Skipped::no)
+    {
+        return toJson(*entry.control);
+    }
+    Json json = {{"control", entry.name}, {"outcome", "skipped"}, {"why", skippedWord(entry.skipped)}};
+    if (entry.control)
+    {
+        json["asked"] = entry.control->asked;
+    }
+    if (entry.control && entry.control->allowed)
+    {
+        json["allowed"] = toJson(*entry.control->allowed);
+    }
+    return json;
+}
+
 Json schemeResultJson(const camera::ImportResult::Scheme& scheme)
 {
     Json json = {{"scheme", scheme.scheme}};
@@ -132,6 +160,10 @@ Json schemeResultJson(const camera::ImportResult::Scheme& scheme)
     for (const camera::ImportResult::Entry& entry : scheme.values)
     {
         json["values"].push_back(entryJson(entry));
+    }
+    for (const camera::ImportResult::Control& entry : scheme.controls)
+    {
+        json["controls"].push_back(entryJson(entry));
     }
     return json;
 }
@@ -152,6 +184,10 @@ Json toJson(const camera::Export& all)
         }
         json["schemes"].push_back(
             {{"scheme", scheme.scheme}, {"window", plainWindow(scheme.window)}, {"values", values}});
+        for (const camera::ControlValue& entry : scheme.controls)
+        {
+            json["schemes"].back()["controls"][entry.name] = entry.value;
+        }
     }
     return json;
 }

@@ -79,6 +79,12 @@ Response reload(const Call& call);
 Response reset(const Call& call);
 Response explain(const Call& call);
 
+Response getDevice(const Call& call);
+Response getControls(const Call& call);
+Response patchControls(const Call& call);
+Response getSchemeControls(const Call& call);
+Response putSchemeControls(const Call& call);
+
 Response getLens(const Call& call);
 Response putLens(const Call& call);
 Response stepLens(const Call& call);

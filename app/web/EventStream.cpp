@@ -84,7 +84,9 @@ void EventLog::add(const camera::Event& event)
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         ++last_;
-        if (event.kind != camera::Event::Kind::lens && event.kind != camera::Event::Kind::log)
+        using Kind = camera::Event::Kind;
+        if (event.kind != Kind::lens && event.kind != Kind::log && event.kind != Kind::device &&
+            event.kind != Kind::standings)
         {
             lastChange_ = last_;
         }

@@ -88,8 +88,14 @@ void setTime(u32& hour, u32& minute, int minutes)
 
 app::Json statusJson(camera::Camera& camera)
 {
-    return app::toJson(app::Status{camera.setup().model, camera.sensorModule(), camera.version(), sceneOf(camera),
-                                   camera.schemeCount(), camera.speed(), camera.service().lamps()});
+    app::Json json =
+        app::toJson(app::Status{camera.setup().model, camera.sensorModule(), camera.version(), sceneOf(camera),
+                                camera.schemeCount(), camera.speed(), camera.service().lamps()});
+    if (const std::optional<camera::DeviceState> device = camera.device())
+    {
+        json["device"] = app::toJson(*device);
+    }
+    return json;
 }
 
 Response getStatus(const Call& call)
@@ -303,7 +309,15 @@ Response getUnsaved(const Call& call)
         json["saved"] = value.saved;
         list.push_back(json);
     }
-    return jsonResponse({{"values", list}});
+    app::Json json = {{"values", list}};
+    for (const camera::UnsavedControl& control : call.camera.unsavedControls())
+    {
+        json["controls"].push_back({{"scheme", control.scheme},
+                                    {"control", control.name},
+                                    {"value", control.value},
+                                    {"saved", control.saved}});
+    }
+    return jsonResponse(json);
 }
 
 Response explain(const Call& call)

@@ -159,7 +159,12 @@ Response getParameter(const Call& call)
     {
         return errorResponse({ErrorCode::unknownKey, "there is no key " + call.parts[0], key});
     }
-    return jsonResponse(app::toJson(explanation));
+    app::Json json = app::toJson(explanation);
+    if (const std::optional<services::Standing> standing = call.camera.standing(key))
+    {
+        json["standing"] = app::standingWord(*standing);
+    }
+    return jsonResponse(json);
 }
 
 Response restoreParameter(const Call& call)

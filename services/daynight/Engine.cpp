@@ -45,7 +45,6 @@ Decision Engine::look(const Sample& sample, const Settings& settings)
     {
         lampsShone_ = seen.lampsShine;
         lampsChanged_ = seen.now;
-        pendingSince_.reset();
     }
     judge(seen, settings);
     decided_ = true;
@@ -92,7 +91,8 @@ void Engine::judgeLight(const Sample& sample, const Settings& settings)
         become(sample.lampsShine || *sample.lux < settings.nightBelow, sample.now);
         return;
     }
-    const bool wanted = night_ ? *sample.lux <= settings.dayLevel() : *sample.lux < settings.nightBelow;
+    const double lux = sample.lampsShine ? withLamps(sample.now, *sample.lux) : *sample.lux;
+    const bool wanted = night_ ? lux <= settings.dayLevel() : lux < settings.nightBelow;
     if (wanted == night_ || !settled(sample.now))
     {
         pendingSince_.reset();
@@ -106,16 +106,14 @@ void Engine::judgeLight(const Sample& sample, const Settings& settings)
     {
         return;
     }
-    if (!sample.lampsShine)
-    {
-        // A delay that was shortened meanwhile may have been over before the last look.
-        become(wanted, std::max(*pendingSince_ + settings.delay, looked_));
-    }
-    else if (isProofDue(sample.now, *sample.lux, settings))
+    if (night_ && sample.lampsShine)
     {
         proof_ = Proof{sample.now, *sample.lux};
         pendingSince_.reset();
+        return;
     }
+    // A delay that was shortened meanwhile may have been over before the last look.
+    become(wanted, std::max(*pendingSince_ + settings.delay, looked_));
 }
 
 bool Engine::settled(Span now) const
@@ -123,9 +121,10 @@ bool Engine::settled(Span now) const
     return !lampsChanged_ || now - *lampsChanged_ >= kLightSettles;
 }
 
-bool Engine::isProofDue(Span now, double lux, const Settings& settings) const
+double Engine::withLamps(Span now, double lux) const
 {
-    return !failed_ || now - *failed_ >= wait_ || (lampsLux_ && lux - *lampsLux_ > settings.dayLevel());
+    const bool isWaiting = failed_ && now - *failed_ < wait_;
+    return !isWaiting ? lux : lampsLux_ ? lux - *lampsLux_ : 0;
 }
 
 void Engine::judgeProof(const Sample& sample, const Settings& settings)

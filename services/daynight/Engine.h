@@ -54,8 +54,8 @@ struct Decision
 // - Afterwards the light decides once it has been beyond a threshold for the delay, without interruption. Light that
 //   cannot be measured changes nothing; when it has been missing for kLightGone the times decide until it is back.
 // - Day by the light of lamps is not believed: they go off, and the light is judged once it has settled. If it was the
-//   lamps, the next try waits kFirstWait, then twice as long each time up to kLongestWait, or until the light has
-//   risen by what the scene lacked. A day, or another mode, forgets all that.
+//   lamps, their light counts no more for kFirstWait, then for twice as long each time up to kLongestWait. A day, or
+//   another mode, forgets all that.
 // - The other modes decide at every look.
 // Reentrant; one camera's.
 class Engine
@@ -90,7 +90,8 @@ private:
     void judgeLight(const Sample& sample, const Settings& settings);
     void judgeProof(const Sample& sample, const Settings& settings);
     bool settled(host::Span now) const;
-    bool isProofDue(host::Span now, double lux, const Settings& settings) const;
+    // What of light with lamps counts: while the next proof waits, what is more than they were found to give.
+    double withLamps(host::Span now, double lux) const;
     void become(bool night, host::Span time);
 
     bool decided_ = false;

@@ -136,8 +136,9 @@ void V4l2Stream::setFormat(u32 rate, const Load& load)
     require(VIDIOC_S_FMT, &format);
     format_ = format.fmt.pix;
     const u32 perPixel = format_.pixelformat == V4L2_PIX_FMT_YUYV || format_.pixelformat == V4L2_PIX_FMT_UYVY ? 2 : 1;
-    const bool fits = format_.width != 0 && format_.width <= 2 * kWidest && format_.height != 0 &&
-                      format_.height <= 2 * kHighest && (isJpeg(chosen.code) || format_.width % 2 == 0) &&
+    const bool hasEvenLines = format_.pixelformat != V4L2_PIX_FMT_NV12 || format_.height % 2 == 0;
+    const bool fits = format_.width != 0 && format_.width <= 2 * kWidest && format_.width % 2 == 0 &&
+                      format_.height != 0 && format_.height <= 2 * kHighest && hasEvenLines &&
                       (format_.bytesperline == 0 || format_.bytesperline >= format_.width * perPixel);
     if (format_.pixelformat != chosen.code || (encoder_ != nullptr && !fits))
     {
@@ -145,7 +146,6 @@ void V4l2Stream::setFormat(u32 rate, const Load& load)
                                  " as the form of its pictures, and does not keep it");
     }
     format_.bytesperline = std::max(format_.bytesperline, format_.width * perPixel);
-    format_.height -= encoder_ != nullptr && chosen.code == V4L2_PIX_FMT_NV12 ? format_.height % 2 : 0;
 }
 
 u32 V4l2Stream::rateInForce()

@@ -32,7 +32,7 @@ LIBRARY = ["base", "diag", "keyval", "config", "controller"]
 ABOVE = ["camera", "app"]  # the library: they are tested with a shared library that no mutant of theirs changes
 FOLDERS = ["platform", "services", *LIBRARY, *ABOVE]
 # "texts" is no program: it looks for them in the shared library.
-TESTS = [*FOLDERS, "web", "sim", "checks", "memory", "texts", "system"]
+TESTS = [*FOLDERS, "web", "sim", "daynight", "checks", "memory", "texts", "system"]
 SANITIZED_TESTS = [*FOLDERS, "web"]
 COPIED = [*FOLDERS, "include"]
 # Compiled anew for a header: most of its inline code is used there alone.
@@ -45,6 +45,7 @@ NOT_IN_A_CAGE = {"app": "As/SandboxTest.*/AnOrdinaryUser"}
 ARCHIVES = {
     "lib/libsensordll_inside.a": tuple(f"{folder}/" for folder in LIBRARY),
     "lib/libsensorsim.a": ("services/sim/",),
+    "lib/libsensordaynight.a": ("services/daynight/",),
     "lib/libsensorservices.a": ("services/CMakeFiles/",),
     "lib/libportcheck.a": ("services/checks/",),
     "lib/libsensorcamera.a": ("camera/",),

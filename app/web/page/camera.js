@@ -36,6 +36,7 @@ import { Undo } from './undo.js';
  * @property {number} defaultScheme
  * @property {number} speed
  * @property {number} [lamps]
+ * @property {{name: string, there: boolean, otherControls: boolean, standings: {key?: number, standing: string}[]}} [device]
  *
  * @typedef {{scheme: number, key: number, name: string, value: number, saved: number}} Unsaved
  * @typedef {'connecting' | 'open' | 'lost' | 'login'} Connection
@@ -573,6 +574,11 @@ class Camera extends EventTarget {
         const isOn = (this.values.get(control.excludes) ?? 0) !== 0;
         const other = parametersIn(this.tabs).find((parameter) => parameter.control.key === control.excludes);
         return isOn && other ? other.control : null;
+    }
+
+    /** How it stands with a real device; '' when it is applied. @param {number} key */
+    standingOf(key) {
+        return this.status?.device?.standings.find((row) => row.key === key)?.standing ?? '';
     }
 
     /** @param {number} key */

@@ -61,6 +61,7 @@ class ControlElement extends Page {
     #mark = h('span', { class: 'mark', hidden: true });
     #note = h('p', { class: 'note', id: newId(), hidden: true });
     #factory = h('p', { class: 'quiet', hidden: true });
+    #standing = h('p', { class: 'note device-standing', hidden: true });
     /** Shows what is in force. */
     #update = () => {};
     #limits = '';
@@ -72,6 +73,7 @@ class ControlElement extends Page {
         this.on('values', (/** @type {Set<number> | null} */ keys) => this.#refresh(keys));
         this.on('unsaved', () => this.#refreshMark());
         this.on('trial', () => this.#refreshMark());
+        this.on('status', () => this.#refreshStanding());
     }
 
     /** Keys that decide what it shows. */
@@ -99,8 +101,9 @@ class ControlElement extends Page {
             window: () => [this.#window()],
             notice: () => [h('p', { class: 'note standing' }, icon('info'), nameOf(this.control))],
         });
-        refill(this, kinds[this.control.kind]?.() ?? [], this.#factory, this.#note);
+        refill(this, kinds[this.control.kind]?.() ?? [], this.#factory, this.#standing, this.#note);
         this.#refresh(null);
+        this.#refreshStanding();
     }
 
     #limitsNow() {
@@ -120,6 +123,13 @@ class ControlElement extends Page {
         this.#update();
         this.#refreshMark();
         this.#refreshFactory();
+    }
+
+    /** Why a real device does not have the value yet. */
+    #refreshStanding() {
+        const standing = camera.standingOf(this.control.key);
+        this.#standing.hidden = standing === '';
+        this.#standing.textContent = standing && t(`standing_${standing}`);
     }
 
     /** A slider has its own line for it. */

@@ -19,6 +19,7 @@ const kPages = [
 ];
 
 const banner = h('div', { class: 'banner', role: 'alert', hidden: true });
+const deviceBanner = h('div', { class: 'banner', role: 'alert', hidden: true });
 const header = h('header', { class: 'top' });
 const navigation = h('nav', { class: 'pages' });
 const main = h('main', { id: 'main', tabindex: '-1' });
@@ -107,8 +108,9 @@ function refreshHeader() {
         return;
     }
     const model = /** @type {HTMLElement} */ (header.querySelector('.model'));
-    model.textContent = t(`model_${status.model}`);
-    document.title = `${t(`page_${shown || 'live'}`)} · ${t(`model_${status.model}`)}`;
+    const title = status.device?.name ?? t(`model_${status.model}`);
+    model.textContent = title;
+    document.title = `${t(`page_${shown || 'live'}`)} · ${title}`;
     refill(
         facts,
         h('span', { class: 'fact clock' }, status.time),
@@ -241,6 +243,7 @@ function rebuild() {
         ),
         header,
         banner,
+        deviceBanner,
         navigation,
         main,
         noticeArea(),
@@ -274,6 +277,7 @@ camera.addEventListener('connection', () => {
     } else if (connection === 'open' && !main.querySelector(`sc-${shown}:not(:empty)`)) {
         void showPage(); // it was asked for while the camera was away
     }
+    refreshDevice();
     const isLost = connection === 'lost';
     if (isLost && !isBuilt) {
         refill(document.body, banner); // nothing has been seen of the camera yet, not even a language
@@ -292,7 +296,17 @@ camera.addEventListener('connection', () => {
         }
     }
 });
+/** The settings stay usable: what is set is sent when the device is back. */
+function refreshDevice() {
+    const isLost = camera.connection === 'open' && camera.status?.device?.there === false;
+    if (deviceBanner.hidden === isLost) {
+        refill(deviceBanner, icon('offline'), h('strong', {}, t('device_lost')), h('span', {}, t('device_lost_note')));
+        deviceBanner.hidden = !isLost;
+    }
+}
+
 camera.addEventListener('status', () => {
+    refreshDevice();
     refreshHeader();
     refreshSave();
 });

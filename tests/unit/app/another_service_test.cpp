@@ -76,6 +76,7 @@ const std::vector<Example> kExamples = {
     {"window 1 on 08:00-18:00", ""},
     {"mode manual", ""},
     {"scheme 1", ""},
+    {"device", "there is no real device behind this camera"},
     {"lens", ""},
     {"lens zoom 50", ""},
     {"lens wait", ""},

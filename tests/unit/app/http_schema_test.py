@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Answers of every path of "sensorcam serve", held against what its own description promises for path, method and
 status, with a validator that knows nothing of the program.
-usage: http_schema_test.py SENSORCAM TOYCAM DOCUMENT README LIMITS WORK_FOLDER
+usage: http_schema_test.py SENSORCAM TOYCAM DEVICECAM DOCUMENT README LIMITS WORK_FOLDER
 LIMITS is the header with the server's limits.
 Debian's Python by its full path: it has the validator, python3-jsonschema.
 """
@@ -172,6 +172,31 @@ REQUESTS = [
     ("POST", "/api/reset", "", None, ""),
 ]
 
+CONTROLS = "/api/schemes/{scheme}/controls"
+
+# Of a camera with a real device, in scheme 0.
+DEVICE_REQUESTS = [
+    ("GET", "/api/status", "", None, ""),
+    ("GET", "/api/device", "", None, ""),
+    ("GET", KEY, "brightness", None, ""),
+    ("GET", "/api/controls", "", None, ""),
+    ("PATCH", "/api/controls", "", {"hue": 30, "power_line_frequency": "60 Hz", "reset_pan": 1}, ""),
+    ("PATCH", "/api/controls?dry-run=true", "", {"hue": 31}, ""),
+    ("PATCH", "/api/controls", "", {"hue": 999, "power_line_frequency": 1}, "refused-value"),
+    ("PATCH", "/api/controls", "", {"power_line_frequency": "often"}, "bad-value"),
+    ("PATCH", "/api/controls", "", {"tint": 1}, "unknown-key"),
+    ("PATCH", "/api/controls", "", {}, "bad-document"),
+    ("GET", "/api/unsaved", "", None, ""),
+    ("GET", CONTROLS, "1", None, ""),
+    ("GET", CONTROLS, "9", None, "unknown-scheme"),
+    ("PUT", CONTROLS, "1", {"hue": -9}, ""),
+    ("PUT", CONTROLS, "1", {"reset_pan": 1}, "bad-value"),
+    ("PUT", CONTROLS, "1", {"hue": 999}, "refused-value"),
+    ("GET", "/api/export", "", None, ""),
+    ("POST", "/api/import", "", {**SCHEMES, "schemes": [
+        {"scheme": 1, "controls": {"hue": 9, "tint": 1, "power_line_frequency": 7, "reset_pan": 1}}]}, ""),
+]
+
 # Of a device that can do little.
 TOY_REQUESTS = [
     ("GET", "/api/status", "", None, ""),
@@ -252,7 +277,7 @@ class Camera:
 
     def curl(self, line):
         """What curl does, as far as the documents use it."""
-        for name, value in [("$camera", "http://localhost"), ("$guarded", "http://localhost"), ("$token", self.token)]:
+        for name, value in [("$camera", "http://localhost"), ("$guarded", "http://localhost"), ("$usb", "http://localhost"), ("$token", self.token)]:
             line = line.replace(name, value)
         arguments = shlex.split(line, comments=True)[1:]
         method, body, target, headers = "GET", None, None, {}
@@ -333,6 +358,9 @@ class Answers(unittest.TestCase):
             cls.refuse(camera)
         with Camera("toycam") as camera:
             cls.converse(camera, TOY_REQUESTS)
+        with Camera("devicecam") as camera:
+            camera.wait_for_scheme()
+            cls.converse(camera, DEVICE_REQUESTS)
         with Camera("toycam", "--model", "fisheye") as camera:
             cls.converse(camera, [("GET", "/api/lens", "", None, "not-on-device"),
                                   *(("GET", path, "", None, "no-picture") for path in (STREAM, "/api/snapshot.jpg"))])
@@ -565,10 +593,12 @@ class Documents(unittest.TestCase):
         examples = re.findall(r"^\$ (curl (?!-N).*)\n((?:(?!```).*\n)+)", TEXTS["document"], re.MULTILINE)
         self.assertGreater(len(examples), 30)
         trial, last = re.search(r'"trial":(\d+)', TEXTS["document"])[1], ""
-        with Camera("sensorcam", "--at", "07:58") as camera, guarded_camera() as guarded:
+        with Camera("sensorcam", "--at", "07:58") as camera, guarded_camera() as guarded, \
+                Camera("devicecam") as usb:
+            usb.wait_for_scheme()
             camera.wait_for_scheme()
             for line, wanted in examples:
-                asked = guarded if "$guarded" in line else camera
+                asked = guarded if "$guarded" in line else usb if "$usb" in line else camera
                 status, _, found = asked.curl(line.replace(trial, last))
                 self.assertEqual(status == 200, re.search(r'"status":[45]\d\d', wanted) is None, f"{line}\n{found}")
                 begun = re.search(r'"trial":(\d+)', found)
@@ -594,7 +624,7 @@ class Documents(unittest.TestCase):
         codes = {("no-such-path", "404"), ("no-such-method", "405")}
         for path, operations in description["paths"].items():
             pattern = re.sub(r"\\{\w+\\}", "[^/ ]+", re.escape(path)) + r"[ '\n]"
-            self.assertRegex(TEXTS["document"], r"curl .*\$(?:camera|guarded)" + pattern, path)
+            self.assertRegex(TEXTS["document"], r"curl .*\$(?:camera|guarded|usb)" + pattern, path)
             for operation in operations.values():
                 for status, response in operation["responses"].items():
                     codes |= {(code, status) for code in response["description"].split(", ") if status != "200"}
@@ -623,7 +653,7 @@ class Documents(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    PROGRAMS["sensorcam"], PROGRAMS["toycam"], document, readme, limits, folder = sys.argv[1:]
+    PROGRAMS["sensorcam"], PROGRAMS["toycam"], PROGRAMS["devicecam"], document, readme, limits, folder = sys.argv[1:]
     TEXTS["document"] = pathlib.Path(document).read_text("utf-8")
     TEXTS["readme"] = pathlib.Path(readme).read_text("utf-8")
     TEXTS["limits"] = pathlib.Path(limits).read_text("utf-8")

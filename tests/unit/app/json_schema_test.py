@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """Every answer of sensorcam --json, held against the schema with a validator that knows nothing of the program.
-usage: json_schema_test.py SENSORCAM TOYCAM SCHEMA DOCUMENT WORK_FOLDER
+usage: json_schema_test.py SENSORCAM TOYCAM DEVICECAM SCHEMA DOCUMENT WORK_FOLDER
 Debian's Python by its full path: it has the validator, python3-jsonschema.
 """
 import copy
@@ -138,6 +138,25 @@ LINES = [
     ("quit", ""),
 ]
 
+# Of a camera with a real device.
+DEVICE_LINES = [
+    ("device", ""),
+    ("device now", "wrong-usage"),
+    ("mode manual", ""),
+    ("scheme 0", ""),
+    ("keys", ""),
+    ("keys hue", ""),
+    ("get", ""),
+    ("get hue", ""),
+    ("set hue=30 brightness=60 reset_pan=1", ""),
+    ("set hue=999 power_line_frequency=0", "refused-value"),
+    ("set control:tint=1", "unknown-key"),
+    ("set power_line_frequency=often", "bad-value"),
+    ("default hue", ""),
+    ("explain hue", ""),
+    ("explain brightness", ""),
+]
+
 # What a device lacks that can do little.
 TOY_LINES = [
     ("status", ""),
@@ -245,6 +264,7 @@ class Answers(unittest.TestCase):
         cls.mistakes = []
         cls.converse("sensorcam", (), LINES)
         cls.converse("toycam", (), TOY_LINES)
+        cls.converse("devicecam", (), DEVICE_LINES)
         cls.converse("toycam", ("--model", "fisheye"), [("lens", "not-on-device"),
                                                          ("snapshot /dev/null", "no-picture")])
         cls.converse("sensorcam", ("--model", "lpr"), [("schemes", ""), ("explain", ""), ("window 0 on 8:00-9:00", ""),
@@ -388,7 +408,7 @@ class Document(unittest.TestCase):
 
 if __name__ == "__main__":
     signal.signal(signal.SIGPIPE, signal.SIG_DFL)
-    PROGRAMS["sensorcam"], PROGRAMS["toycam"], schema, text, folder = sys.argv[1:]
+    PROGRAMS["sensorcam"], PROGRAMS["toycam"], PROGRAMS["devicecam"], schema, text, folder = sys.argv[1:]
     SCHEMA.update(json.loads(pathlib.Path(schema).read_text("utf-8")))
     DOCUMENT = pathlib.Path(text).read_text("utf-8")
     os.makedirs(folder, exist_ok=True)

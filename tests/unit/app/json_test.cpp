@@ -157,10 +157,11 @@ TEST(JsonResults, EveryOutcomeReasonAndSourceHasAWordOfTheSchema)
 TEST(JsonResults, EventsAreAsInTheExamplesOfTheSchema)
 {
     using Kind = camera::Event::Kind;
-    camera::Event events[] = {{Kind::values, "ann"}, {Kind::scheme, ""},  {Kind::mode, ""},  {Kind::night, ""},
-                              {Kind::saved, ""},     {Kind::reset, ""},   {Kind::trial, ""}, {Kind::lens, ""},
-                              {Kind::log, ""},       {Kind::world, "ann"}};
-    const int schemes[] = {0, 1, 1, 1, 2, -1, 1, 1, 1, 1};
+    camera::Event events[] = {{Kind::values, "ann"},  {Kind::scheme, ""},   {Kind::mode, ""},   {Kind::night, ""},
+                              {Kind::saved, ""},      {Kind::reset, ""},    {Kind::trial, ""},  {Kind::lens, ""},
+                              {Kind::log, ""},        {Kind::world, "ann"}, {Kind::device, ""}, {Kind::standings, ""},
+                              {Kind::controls, "ann"}};
+    const int schemes[] = {0, 1, 1, 1, 2, -1, 1, 1, 1, 1, 1, 1, 1};
     app::Json documents = app::Json::array();
     for (std::size_t i = 0; i < std::size(events); ++i)
     {
@@ -174,6 +175,12 @@ TEST(JsonResults, EventsAreAsInTheExamplesOfTheSchema)
         events[i].notTakenBack = {KEY_BRIGHTNESS};
         events[i].moving = true;
         events[i].line = "a line";
+        events[i].controls = {{"hue", 10}};
+        events[i].device = {"USB Camera",
+                            false,
+                            false,
+                            {{KEY_BRIGHTNESS, services::Standing::lost}},
+                            {{"hue", services::Standing::lost}}};
         documents.push_back(app::toJson(events[i]));
     }
     const app::Json definition = app::Json::parse(support::readFile(kSchema))["$defs"]["event"];

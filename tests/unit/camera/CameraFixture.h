@@ -52,8 +52,11 @@ protected:
     {
         camera_.reset();
         camera_ = std::make_unique<camera::Camera>(
-            camera::Camera::Setup{model, SENSORDLL_SOURCE_DIR "/share", 1.0, std::nullopt, true}, journal());
+            camera::Camera::Setup{model, SENSORDLL_SOURCE_DIR "/share", 1.0, std::nullopt, true}, behind());
     }
+
+    // What the camera is on.
+    virtual services::Journal& behind() { return journal(); }
 
     camera::Camera& c() { return *camera_; }
 

@@ -148,7 +148,7 @@ TEST_F(CameraTransfer, ExportResetImportExportGivesTheSame)
     EXPECT_EQ(after.automatic, before.automatic);
     for (std::size_t scheme = 0; scheme < before.schemes.size(); ++scheme)
     {
-        const auto& [number, window, values] = before.schemes[scheme];
+        const auto& [number, window, values, controls] = before.schemes[scheme];
         EXPECT_EQ(after.schemes[scheme].window.endMinute, window.endMinute);
         ASSERT_EQ(after.schemes[scheme].values.size(), values.size());
         for (std::size_t i = 0; i < values.size(); ++i)

@@ -139,7 +139,8 @@ private:
     void setRate(int rate)
     {
         int error = 0;
-        controls_ = controls_ ? std::move(controls_) : devices::V4l2Device::open(node_.path, error);
+        controls_ =
+            controls_ ? std::move(controls_) : devices::V4l2Device::open(node_.open(devices::Role::camera, ""), error);
         std::vector<devices::Setting> settings = {{devices::kFrameRate, rate}};
         error = controls_ ? controls_->set(settings) : error;
         if (error != 0)

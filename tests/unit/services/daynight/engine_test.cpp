@@ -307,6 +307,14 @@ TEST_F(DayNightEngine, LightThatCannotBeMeasuredBeginsTheDelayAnew)
     }
 }
 
+TEST_F(DayNightEngine, WhatIsNoNumberIsNoDay)
+{
+    startByNight();
+    EXPECT_TRUE(lookAfter(1s, std::nan("")));
+    EXPECT_TRUE(lookAfter(5s, std::nan("")));
+    EXPECT_FALSE(lookAfter(Engine::kLightGone - 6s, std::nan(""))) << "by the times, as without light";
+}
+
 TEST_F(DayNightEngine, WhenLightHasBeenMissingForLongTheTimesDecide)
 {
     startByNight();
@@ -381,10 +389,10 @@ protected:
         lookAfter(100ms, 100);
     }
 
-    // Looks every half second at so much light. True if the lamps go off at that moment and not before.
-    bool goesOffAfter(Span sinceFailure, double lux)
+    // Looks every half second at so much light. True if the lamps go off a delay after the wait and not before.
+    bool goesOffAfter(Span wait, double lux)
     {
-        while (now_ + 500ms < failed_ + sinceFailure)
+        while (now_ + 500ms < failed_ + wait)
         {
             lookAfter(500ms, lux);
             if (last_.lampsOff)
@@ -393,9 +401,12 @@ protected:
                 return false;
             }
         }
-        now_ = failed_ + sinceFailure - 1us;
-        look(lux);
-        EXPECT_FALSE(last_.lampsOff);
+        for (const Span moment : {wait - 1us, wait, wait + 5s - 1us})
+        {
+            now_ = failed_ + moment;
+            look(lux);
+            EXPECT_FALSE(last_.lampsOff) << moment.count();
+        }
         lookAfter(1us, lux);
         return last_.lampsOff;
     }
@@ -449,7 +460,7 @@ TEST_F(LampProof, LightThatIsThereOnlyForAMomentBeginsNone)
     EXPECT_TRUE(last_.lampsOff);
 }
 
-TEST_F(LampProof, LightThatRoseByWhatTheSceneLackedIsTriedAtOnce)
+TEST_F(LampProof, LightBeyondThatOfTheLampsCountsAtOnceAfterTheDelay)
 {
     expectProofBegins();
     fail(10);  // the lamps give 90
@@ -457,7 +468,22 @@ TEST_F(LampProof, LightThatRoseByWhatTheSceneLackedIsTriedAtOnce)
     lookAfter(20s, 150);
     EXPECT_FALSE(last_.lampsOff);
     lookAfter(1s, 150.1);
+    lookAfter(4999999us, 150.1);
+    EXPECT_FALSE(last_.lampsOff);
+    lookAfter(1us, 150.1);
     EXPECT_TRUE(last_.lampsOff);
+}
+
+TEST_F(LampProof, HeadlightsThatPassLitLampsBeginNone)
+{
+    expectProofBegins();
+    fail(10);
+    lookAfter(2s, 100);
+    lookAfter(1s, 1000);
+    lookAfter(4s, 1000);
+    lookAfter(1s, 100);
+    lookAfter(10s, 100);
+    EXPECT_FALSE(last_.lampsOff);
 }
 
 TEST_F(LampProof, TheMostThatLampsWereFoundToGiveCounts)
@@ -470,6 +496,7 @@ TEST_F(LampProof, TheMostThatLampsWereFoundToGiveCounts)
     lookAfter(20s, 150);
     EXPECT_FALSE(last_.lampsOff);
     lookAfter(1s, 151);
+    lookAfter(5s, 151);
     EXPECT_TRUE(last_.lampsOff);
 }
 
@@ -564,6 +591,7 @@ TEST_F(LampProof, AReplacedClockEndsItAndBeginsTheWaitAnew)
     now_ = 10s;
     engine_.settle(now_);
     failed_ = now_;
+    look(100);
     EXPECT_TRUE(goesOffAfter(2min, 100));
     engine_.settle(now_);
     look(100);
