@@ -23,7 +23,8 @@ grep '^brightness = ' /tmp/webcam.log | tail -n 1 >brightness
 # Back after it was unplugged, it is as it was.
 lines=$(wc -l </tmp/webcam.log)
 tell webcam unplug
-wait_for said webcam 'unplug: done'
+wait_for test ! -e "$node"
+wait_for said webcam unplugged
 tell webcam plug
 wait_for node_of Webcam
 wait_for said_since "$lines" "$(cat brightness)"

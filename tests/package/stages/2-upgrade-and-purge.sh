@@ -17,7 +17,8 @@ ask 'get KEY_BRIGHTNESS' | grep -q '= 70' || fail "the upgrade has lost the brig
 # Somebody does not want it for this camera.
 systemctl mask --now "sensorcam@$camera"
 tell webcam unplug
-wait_for said webcam 'unplug: done'
+wait_for test ! -e "$node"
+wait_for said webcam unplugged
 tell webcam plug
 wait_for node_of Webcam
 udevadm settle
