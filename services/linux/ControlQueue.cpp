@@ -270,13 +270,17 @@ std::vector<u32> ControlQueue::groupOf(u32 id, Instant now) const
 }
 
 // False, and the control waits for its automatic, when that is on.
-bool ControlQueue::fly(u32 id)
+bool ControlQueue::fly(u32 id, Instant now)
 {
     Slot& slot = slots_.at(id);
     if (isHeld(holdOf(id)))
     {
         holdBack(id, slot);
         return false;
+    }
+    if (slot.state == ControlState::overruled)
+    {
+        slot.putBacks.push_back(now);
     }
     slot.flying = target(slot);
     batch_.push_back(id);
@@ -303,7 +307,7 @@ std::vector<Setting> ControlQueue::next(Instant now)
         }
         for (const u32 member : groupOf(first, now))
         {
-            if (fly(member))
+            if (fly(member, now))
             {
                 settings.push_back({member, *slots_.at(member).flying});
             }

@@ -117,7 +117,7 @@ private:
     bool isHeld(const Hold* hold) const;
     bool isDue(const Slot& slot, Instant now) const;
     std::vector<u32> groupOf(u32 id, Instant now) const;
-    bool fly(u32 id);
+    bool fly(u32 id, Instant now);
     void succeeded(u32 id, std::int64_t value);
     void failed(u32 id, int error, Instant now);
     void pause(Instant now);

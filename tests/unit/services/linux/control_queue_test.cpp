@@ -389,13 +389,14 @@ TEST_F(ControlQueueTest, WhatAnotherSetIsPutBackAFewTimesAMinute)
     now_ += 1min;
     expectSent({{kBrightness, 5}});
     EXPECT_EQ(ControlState::applied, stateOf(kBrightness));
-    for (int i = 0; i < 6; ++i)
+    for (int i = 0; i < 5; ++i)
     {
         hear(ControlEvent::Kind::changed, kBrightness, 20);
         expectSent({{kBrightness, 5}});
     }
     hear(ControlEvent::Kind::changed, kBrightness, 20);
     expectNothing();
+    EXPECT_EQ(now_ + 1min, queue_.due()) << "what was sent after the pause counts too";
 }
 
 TEST_F(ControlQueueTest, ANewWishIsSentWhoeverHadOverruledTheOldOne)
