@@ -283,6 +283,10 @@ bool ControlQueue::fly(u32 id, Instant now)
         slot.putBacks.push_back(now);
     }
     slot.flying = target(slot);
+    if (slot.isPress)
+    {
+        slot.wished.reset();  // another from now on is one more
+    }
     batch_.push_back(id);
     return true;
 }
@@ -376,10 +380,9 @@ void ControlQueue::succeeded(u32 id, std::int64_t value)
     slot.isAlone = false;
     if (slot.isPress)
     {
-        slot.wished.reset();
         slot.actual.reset();
     }
-    if (!slot.wished || target(slot) == *slot.sent)
+    if (slot.isPress ? !slot.wished : target(slot) == *slot.sent)
     {
         become(id, slot, ControlState::applied);
         return;
@@ -390,11 +393,10 @@ void ControlQueue::succeeded(u32 id, std::int64_t value)
 void ControlQueue::failed(u32 id, int error, Instant now)
 {
     Slot& slot = slots_.at(id);
-    const bool isOlder = slot.wished && target(slot) != *slot.flying;
     slot.sent.reset();
     if (slot.isPress)
     {
-        slot.wished.reset();
+        return slot.wished ? wait(id, slot) : become(id, slot, ControlState::refused);
     }
     slot.notBefore = now + patience_.after(++slot.tries);
     switch (error)
@@ -406,7 +408,7 @@ void ControlQueue::failed(u32 id, int error, Instant now)
         return become(id, slot, ControlState::busy);
     case ERANGE:
     case EINVAL:
-        return isOlder ? wait(id, slot) : become(id, slot, ControlState::refused);
+        return target(slot) != *slot.flying ? wait(id, slot) : become(id, slot, ControlState::refused);
     default:
         return become(id, slot, ControlState::stalled);
     }

@@ -23,7 +23,7 @@ enum class ControlState : unsigned char
     held,       // an automatic is on; will be sent when it is off
     busy,       // not while the device is used; tried again
     stalled,    // the device failed, or does not answer; tried again
-    refused,    // the device does not take this value
+    refused,    // the device does not take this value, or a press failed
     overruled,  // somebody else has set another value
     lost,       // the device is gone; will be sent when it is back
 };
@@ -67,7 +67,8 @@ public:
 
     // In the order in which they are to be sent, but automatics go first.
     void wish(const std::vector<Setting>& settings);
-    // A button, once; forgotten when it fails or the device is lost, because later nobody means it.
+    // A button, once; forgotten when the device is lost, because later nobody means it. One that fails is not tried again
+    // and stays refused until the next.
     void press(u32 id);
     // As if the device had lost what it was sent.
     void again(u32 id);

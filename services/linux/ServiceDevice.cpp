@@ -23,14 +23,12 @@ int gravity(Standing standing)
 
 Standing standingOf(const Report& report)
 {
-    if (!report.wished)
-    {
-        return Standing::applied;
-    }
     switch (report.state)
     {
     case ControlState::applied:
         return Standing::applied;
+    case ControlState::absent:
+        return report.wished ? Standing::refused : Standing::applied;
     case ControlState::waiting:
         return Standing::waiting;
     case ControlState::held:
@@ -44,7 +42,7 @@ Standing standingOf(const Report& report)
     case ControlState::lost:
         return Standing::lost;
     default:
-        return Standing::refused;  // the device has no such control any more
+        return Standing::refused;
     }
 }
 

@@ -432,26 +432,78 @@ TEST_F(ControlQueueTest, WhatAnAutomaticMovesNobodyHasOverruled)
     EXPECT_EQ(ControlState::held, stateOf(kTime));
 }
 
-TEST_F(ControlQueueTest, APressIsSentOnceAndForgotten)
+class WithAButton : public ControlQueueTest
 {
+protected:
+    WithAButton()
+    {
+        controls_.push_back(support::button(kFocusOnce));
+        queue_.opened(controls_);
+    }
+
+    static constexpr u32 kFocusOnce = V4L2_CID_AUTO_FOCUS_START;
+
+    std::vector<devices::Control> controls_ = support::webcam();
+};
+
+TEST_F(WithAButton, APressIsSentOnceAndForgotten)
+{
+    queue_.press(kFocusOnce);
+    EXPECT_EQ(ControlState::waiting, stateOf(kFocusOnce));
+    expectSent({{kFocusOnce, 1}});
+    EXPECT_EQ(ControlState::applied, stateOf(kFocusOnce));
+    expectNothing();
+}
+
+TEST_F(WithAButton, APressIsForgottenWithTheDevice)
+{
+    queue_.press(kFocusOnce);
     queue_.lost();
-    std::vector<devices::Control> controls = support::webcam();
-    controls.push_back(support::button(V4L2_CID_AUTO_FOCUS_START));
-    queue_.press(V4L2_CID_AUTO_FOCUS_START);
-    queue_.opened(controls);
+    queue_.press(kFocusOnce);
+    queue_.opened(controls_);
+    EXPECT_EQ(ControlState::applied, stateOf(kFocusOnce));
     expectNothing();
-    queue_.press(V4L2_CID_AUTO_FOCUS_START);
-    expectSent({{V4L2_CID_AUTO_FOCUS_START, 1}});
+    queue_.press(kFocusOnce);
+    expectSent({{kFocusOnce, 1}}, ENODEV);
+    queue_.opened(controls_);
+    EXPECT_EQ(ControlState::applied, stateOf(kFocusOnce));
     expectNothing();
-    queue_.press(V4L2_CID_AUTO_FOCUS_START);
-    expectSent({{V4L2_CID_AUTO_FOCUS_START, 1}}, EBUSY);
-    EXPECT_EQ(ControlState::busy, stateOf(V4L2_CID_AUTO_FOCUS_START));
-    now_ += 1h;
-    expectNothing();
-    queue_.press(V4L2_CID_AUTO_FOCUS_START);
-    queue_.lost();
-    queue_.opened(controls);
-    expectNothing();
+}
+
+TEST_F(WithAButton, APressThatFailsIsRefusedUntilTheNext)
+{
+    for (const int error : {EBUSY, EPIPE, EACCES, EINVAL, ETIMEDOUT})
+    {
+        queue_.press(kFocusOnce);
+        expectSent({{kFocusOnce, 1}}, error);
+        EXPECT_EQ(ControlState::refused, stateOf(kFocusOnce)) << error;
+        hear(ControlEvent::Kind::freed, kFocusOnce);
+        queue_.heard({ControlEvent::Kind::described, kFocusOnce, 0, support::button(kFocusOnce)}, now_);
+        now_ += 1h;
+        expectNothing();
+        EXPECT_EQ(ControlState::refused, stateOf(kFocusOnce)) << error;
+        EXPECT_EQ(std::nullopt, queue_.due());
+    }
+    queue_.press(kFocusOnce);
+    EXPECT_EQ(ControlState::waiting, stateOf(kFocusOnce));
+    expectSent({{kFocusOnce, 1}});
+    EXPECT_EQ(ControlState::applied, stateOf(kFocusOnce));
+}
+
+TEST_F(WithAButton, APressDuringTheSamePressIsSentAfterItHoweverThatEnds)
+{
+    for (const int error : {0, EBUSY})
+    {
+        queue_.press(kFocusOnce);
+        const Settings sent = queue_.next(now_);
+        EXPECT_EQ(ControlState::waiting, stateOf(kFocusOnce));
+        queue_.press(kFocusOnce);
+        queue_.done(error, sent, now_);
+        EXPECT_EQ(ControlState::waiting, stateOf(kFocusOnce));
+        expectSent({{kFocusOnce, 1}});
+        EXPECT_EQ(ControlState::applied, stateOf(kFocusOnce));
+        expectNothing();
+    }
 }
 
 TEST_F(ControlQueueTest, TellsEachChangeOnce)

@@ -210,6 +210,30 @@ TEST_F(LinuxService, ShowsWhatTheDeviceRefuses)
     EXPECT_EQ(services::kFailed, get(IA_CMD_BRIGHTNESS, IA_CMD_OPT_GET_EXEC_STATUS));
 }
 
+TEST_F(LinuxService, ShowsThatAPressFailedUntilTheNext)
+{
+    ASSERT_TRUE(support::comes([this] { return service->isThere(); }));
+    camera.fail({EBUSY});
+    EXPECT_EQ(services::kIdle, get(IA_CMD_AUTO_FOCUS_ONCE, IA_CMD_OPT_GET_EXEC_STATUS));
+    EXPECT_EQ(0, set(IA_CMD_AUTO_FOCUS_ONCE, 1));
+    EXPECT_TRUE(becomes(IA_CMD_AUTO_FOCUS_ONCE, Standing::refused));
+    EXPECT_EQ(services::kFailed, get(IA_CMD_AUTO_FOCUS_ONCE, IA_CMD_OPT_GET_EXEC_STATUS));
+    EXPECT_EQ(0, set(IA_CMD_AUTO_FOCUS_ONCE, 1));
+    EXPECT_TRUE(becomes(IA_CMD_AUTO_FOCUS_ONCE, Standing::applied));
+    EXPECT_EQ(1u, timesSent(V4L2_CID_AUTO_FOCUS_START));
+}
+
+TEST_F(LinuxService, ShowsAPressAsRunningUntilTheDeviceHasTakenIt)
+{
+    ASSERT_TRUE(support::comes([this] { return service->isThere(); }));
+    camera.hang();
+    EXPECT_EQ(0, set(IA_CMD_AUTO_FOCUS_ONCE, 1));
+    ASSERT_TRUE(camera.waitForHanging());
+    EXPECT_EQ(services::kRunning, get(IA_CMD_AUTO_FOCUS_ONCE, IA_CMD_OPT_GET_EXEC_STATUS));
+    camera.release();
+    EXPECT_TRUE(becomes(IA_CMD_AUTO_FOCUS_ONCE, Standing::applied));
+}
+
 TEST_F(LinuxService, SendsAllAgainToADeviceThatIsBack)
 {
     EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 100));
