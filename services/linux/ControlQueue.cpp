@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
+#include <utility>
 
 namespace devices {
 namespace {
@@ -103,14 +105,12 @@ void ControlQueue::again(u32 id)
     }
 }
 
-std::vector<u32> ControlQueue::wishesToCheck() const
+void ControlQueue::lookAgain()
 {
-    std::vector<u32> ids;
-    std::copy_if(order_.begin(), order_.end(), std::back_inserter(ids), [this](u32 id) {
+    std::copy_if(order_.begin(), order_.end(), std::inserter(looks_, looks_.end()), [this](u32 id) {
         const std::optional<Control>& control = slots_.at(id).control;
         return control && control->isReadable && !control->isVolatile;
     });
-    return ids;
 }
 
 Report ControlQueue::report(u32 id, Instant now) const
@@ -150,6 +150,7 @@ void ControlQueue::opened(const std::vector<Control>& controls)
     pauses_ = 0;
     pausedUntil_ = {};
     batch_.clear();
+    looks_.clear();
     for (auto& [id, slot] : slots_)
     {
         slot.control.reset();
@@ -171,15 +172,11 @@ void ControlQueue::opened(const std::vector<Control>& controls)
     }
 }
 
-void ControlQueue::found(u32 id, std::int64_t value)
-{
-    slots_[id].actual = value;
-}
-
 void ControlQueue::lost()
 {
     isOpen_ = false;
     batch_.clear();
+    looks_.clear();
     for (auto& [id, slot] : slots_)
     {
         slot.flying.reset();
@@ -463,9 +460,34 @@ void ControlQueue::heard(const ControlEvent& event, Instant now)
         }
         return;
     default:
+        if (canBeOverruled(slot) && slot.control->isReadable)
+        {
+            looks_.insert(event.id);
+            return;
+        }
         overrule(event.id, slot, event.value, now);
         return;
     }
+}
+
+std::set<u32> ControlQueue::looks()
+{
+    return std::exchange(looks_, {});
+}
+
+void ControlQueue::found(u32 id, std::int64_t value, Instant now)
+{
+    const auto found = slots_.find(id);
+    if (found != slots_.end() && found->second.control)
+    {
+        overrule(id, found->second, value, now);
+    }
+}
+
+bool ControlQueue::canBeOverruled(const Slot& slot) const
+{
+    return slot.wished && !slot.flying && !slot.control->isVolatile &&
+           (slot.state == ControlState::applied || slot.state == ControlState::overruled);
 }
 
 void ControlQueue::overrule(u32 id, Slot& slot, std::int64_t value, Instant now)
@@ -476,8 +498,7 @@ void ControlQueue::overrule(u32 id, Slot& slot, std::int64_t value, Instant now)
     {
         freeManual(id);
     }
-    if (!isNew || !slot.wished || slot.flying || slot.control->isVolatile ||
-        (slot.state != ControlState::applied && slot.state != ControlState::overruled))
+    if (!isNew || !canBeOverruled(slot))
     {
         return;
     }
@@ -517,6 +538,10 @@ std::optional<Instant> ControlQueue::due() const
     if (!isOpen_ || !batch_.empty())
     {
         return due;
+    }
+    if (!looks_.empty())
+    {
+        return Instant{};
     }
     for (const u32 id : order_)
     {

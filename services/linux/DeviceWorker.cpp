@@ -102,7 +102,7 @@ void DeviceWorker::lookAgain()
 {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        isLookingAgain_ = true;
+        queue_.lookAgain();
     }
     wake_.signal();
 }
@@ -134,7 +134,7 @@ void DeviceWorker::run()
         }
         else
         {
-            lookIfAsked();
+            look();
         }
         tell();
         waitForMore();
@@ -166,7 +166,7 @@ void DeviceWorker::openDevice()
         queue_.opened(controls);
         for (const auto& [id, value] : values)
         {
-            queue_.found(id, value);
+            queue_.found(id, value, now());
         }
     }
     listener_.opened(controls, values);
@@ -200,17 +200,12 @@ Values DeviceWorker::find(const std::vector<Control>& controls)
 }
 
 // Once nothing is left to send: what is about to be sent is not there yet.
-void DeviceWorker::lookIfAsked()
+void DeviceWorker::look()
 {
-    std::vector<u32> ids;
+    std::set<u32> ids;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        if (!isLookingAgain_)
-        {
-            return;
-        }
-        isLookingAgain_ = false;
-        ids = queue_.wishesToCheck();
+        ids = queue_.looks();
     }
     for (const u32 id : ids)
     {
@@ -223,10 +218,9 @@ void DeviceWorker::lookIfAsked()
         if (error == 0)
         {
             const std::lock_guard<std::mutex> lock(mutex_);
-            queue_.heard({ControlEvent::Kind::changed, id, value, {}}, now());
+            queue_.found(id, value, now());
         }
     }
-    wake_.signal();  // to put back what is not as it was
 }
 
 // False when there was nothing to send.

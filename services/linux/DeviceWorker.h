@@ -69,7 +69,7 @@ private:
     bool isEnding() const;
     void openDevice();
     Values find(const std::vector<Control>& controls);
-    void lookIfAsked();
+    void look();
     bool sendNext();
     void waitForMore();
     void hear();
@@ -89,7 +89,6 @@ private:
     // Guarded by mutex_.
     ControlQueue queue_;
     bool isEnding_ = false;
-    bool isLookingAgain_ = false;
     int openings_ = 0;  // that failed, one after the other
     Instant nextOpening_{};
 

@@ -47,7 +47,33 @@ protected:
 
     void expectNothing() { expectSent({}); }
 
-    void hear(ControlEvent::Kind kind, u32 id, std::int64_t value = 0) { queue_.heard({kind, id, value, {}}, now_); }
+    // The device has what it tells.
+    void hear(ControlEvent::Kind kind, u32 id, std::int64_t value = 0)
+    {
+        queue_.heard({kind, id, value, {}}, now_);
+        for (const u32 look : queue_.looks())
+        {
+            queue_.found(look, value, now_);
+        }
+    }
+
+    // Another set 20, then came what is wished; then the first is told.
+    void hearLate(u32 id, std::int64_t wished)
+    {
+        queue_.wish({{id, wished}});
+        sendAll();
+        queue_.news(now_);
+        queue_.heard({ControlEvent::Kind::changed, id, 20, {}}, now_);
+        expectNothing();
+        EXPECT_EQ(Instant{}, queue_.due());
+        EXPECT_EQ(std::set<u32>{id}, queue_.looks());
+        queue_.found(id, wished, now_);
+        expectNothing();
+        EXPECT_EQ(std::nullopt, queue_.due());
+        EXPECT_TRUE(queue_.news(now_).empty());
+        EXPECT_EQ(ControlState::applied, stateOf(id));
+        EXPECT_EQ(wished, queue_.report(id, now_).wished);
+    }
 
     // All that is next, whatever it is; without errors.
     void sendAll()
@@ -399,6 +425,36 @@ TEST_F(ControlQueueTest, WhatAnotherSetIsPutBackAFewTimesAMinute)
     EXPECT_EQ(now_ + 1min, queue_.due()) << "what was sent after the pause counts too";
 }
 
+TEST_F(ControlQueueTest, WhatAnotherSetBeforeIsNotPutBackThoughItIsToldLater)
+{
+    hearLate(kBrightness, 30);
+}
+
+TEST_F(ControlQueueTest, WhatCannotBeReadIsBelievedAsItIsTold)
+{
+    std::vector<devices::Control> controls = support::webcam();
+    controls.front().isReadable = false;
+    ASSERT_EQ(kBrightness, controls.front().id);
+    queue_.opened(controls);
+    queue_.wish({{kBrightness, 5}});
+    sendAll();
+    queue_.heard({ControlEvent::Kind::changed, kBrightness, 20, {}}, now_);
+    EXPECT_TRUE(queue_.looks().empty());
+    expectSent({{kBrightness, 5}});
+}
+
+TEST_F(ControlQueueTest, LooksAgainAtWhatIsWishedAndCanBeReadUntilTheDeviceIsLost)
+{
+    queue_.wish({{kBrightness, 5}});
+    sendAll();
+    queue_.lookAgain();
+    EXPECT_EQ(std::set<u32>{kBrightness}, queue_.looks());
+    EXPECT_TRUE(queue_.looks().empty());
+    queue_.lookAgain();
+    queue_.lost();
+    EXPECT_TRUE(queue_.looks().empty());
+}
+
 TEST_F(ControlQueueTest, ANewWishIsSentWhoeverHadOverruledTheOldOne)
 {
     queue_.wish({{kBrightness, 5}});
@@ -543,6 +599,11 @@ TEST_F(TakenOver, WhatAnotherSetIsWishedFromThenOn)
     expectSent({{kBrightness, 20}});
 }
 
+TEST_F(TakenOver, WhatAnotherSetBeforeIsNotWishedThoughItIsToldLater)
+{
+    hearLate(kBrightness, 30);
+}
+
 class LeftAlone : public ControlQueueTest
 {
 protected:
@@ -560,6 +621,11 @@ TEST_F(LeftAlone, WhatAnotherSetStaysUntilSomethingElseIsWished)
     EXPECT_EQ(ControlState::overruled, stateOf(kBrightness));
     queue_.wish({{kBrightness, 6}});
     expectSent({{kBrightness, 6}});
+}
+
+TEST_F(LeftAlone, WhatAnotherSetBeforeHasOverruledNothingThoughItIsToldLater)
+{
+    hearLate(kBrightness, 30);
 }
 
 }  // namespace

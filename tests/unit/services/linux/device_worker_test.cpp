@@ -192,17 +192,33 @@ TEST_F(DeviceWorkerTest, HearsWhatOthersSetAndPutsItBack)
     worker->wish({{kBrightness, 5}});
     ASSERT_TRUE(listener_.waitForState(kBrightness, ControlState::applied));
     script_.tell({ControlEvent::Kind::described, kContrast, 0, support::number(kContrast, 0, 10, 5)});
+    script_.change({kBrightness, 60});
     script_.tell({ControlEvent::Kind::changed, kBrightness, 60, {}});
     worker->wish({{kContrast, 90}});
     EXPECT_TRUE(script_.waitFor({kContrast, 10}));
     worker->wish({{kContrast, 0}});
     EXPECT_TRUE(script_.waitFor({kContrast, 0}));
+    EXPECT_TRUE(script_.waitForSets(4));
     int sent = 0;
     for (const std::vector<Setting>& set : script_.sets())
     {
         sent += set.front() == Setting{kBrightness, 5} ? 1 : 0;
     }
     EXPECT_EQ(2, sent);
+}
+
+TEST_F(DeviceWorkerTest, WhatOthersSetBeforeIsNotPutBackThoughItIsToldLater)
+{
+    const auto worker = start();
+    worker->wish({{kBrightness, 5}, {kContrast, 6}});
+    ASSERT_TRUE(listener_.waitForState(kBrightness, ControlState::applied));
+    ASSERT_TRUE(listener_.waitForState(kContrast, ControlState::applied));
+    script_.tell({ControlEvent::Kind::changed, kBrightness, 60, {}});
+    script_.change({kContrast, 60});
+    worker->lookAgain();
+    ASSERT_TRUE(script_.waitForSets(3));
+    EXPECT_EQ((std::vector<Setting>{{kContrast, 6}}), script_.sets().back());
+    EXPECT_EQ(5, worker->report(kBrightness).actual);
 }
 
 TEST_F(DeviceWorkerTest, LooksAgainForWhatADriverDoesNotTell)
