@@ -127,12 +127,7 @@ void DeviceWorker::run()
         {
             openDevice();
         }
-        else if (sendNext())
-        {
-            tell();
-            continue;
-        }
-        else
+        else if (!sendNext())
         {
             look();
         }
@@ -255,6 +250,7 @@ void DeviceWorker::loseDevice()
     queue_.lost();
 }
 
+// Not at all when there is more to send, but what has come meanwhile is heard.
 void DeviceWorker::waitForMore()
 {
     std::optional<Instant> until;

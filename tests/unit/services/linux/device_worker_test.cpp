@@ -207,6 +207,18 @@ TEST_F(DeviceWorkerTest, HearsWhatOthersSetAndPutsItBack)
     EXPECT_EQ(2, sent);
 }
 
+TEST_F(DeviceWorkerTest, HearsWhatTheDeviceTellsThoughThereIsMoreToSend)
+{
+    const auto worker = start();
+    script_.hang();
+    worker->wish({{kBrightness, 5}, {kContrast, 90}, {V4L2_CID_SHARPNESS, 1}});
+    ASSERT_TRUE(script_.waitForHanging());
+    script_.tell({ControlEvent::Kind::described, kContrast, 0, support::number(kContrast, 0, 10, 5)});
+    script_.release();
+    ASSERT_TRUE(script_.waitForSets(3));
+    EXPECT_EQ((std::vector<Setting>{{kContrast, 10}}), script_.sets()[1]);
+}
+
 TEST_F(DeviceWorkerTest, WhatOthersSetBeforeIsNotPutBackThoughItIsToldLater)
 {
     const auto worker = start();
