@@ -206,9 +206,13 @@ void DeviceWorker::look()
     {
         std::int64_t value = 0;
         const int error = device_->get(id, value);
-        if (error == ENODEV || error == ETIMEDOUT)
+        if (error == ENODEV)
         {
-            return;  // gone, which events tell, or as slow with each of the others
+            return loseDevice();
+        }
+        if (error == ETIMEDOUT)
+        {
+            return;  // each of the others would take seconds too
         }
         if (error == 0)
         {
@@ -246,6 +250,7 @@ bool DeviceWorker::sendNext()
 void DeviceWorker::loseDevice()
 {
     device_.reset();
+    listener_.lost();
     const std::lock_guard<std::mutex> lock(mutex_);
     queue_.lost();
 }

@@ -86,15 +86,17 @@ void Service::opened(Part part, const std::vector<Control>& controls)
     isThere_ = isThere_ || part == kCamera;
 }
 
+void Service::lost(Part part)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    isThere_ = isThere_ && part != kCamera;
+}
+
 void Service::told(const std::map<u32, Report>& news)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     for (const auto& [control, report] : news)
     {
-        if (report.state == ControlState::lost && partOf(control) == kCamera)
-        {
-            isThere_ = false;
-        }
         if (report.isTheirs && report.wished)
         {
             takeOver(control, *report.wished);

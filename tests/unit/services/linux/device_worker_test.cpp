@@ -34,6 +34,13 @@ public:
         changed_.notify_all();
     }
 
+    void lost() override
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        ++losses_;
+        changed_.notify_all();
+    }
+
     void told(const std::map<u32, devices::Report>& news) override
     {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -52,6 +59,11 @@ public:
     bool waitForOpenings(int count)
     {
         return waitUntil([&] { return openings_ >= count; });
+    }
+
+    bool waitForLosses(int count)
+    {
+        return waitUntil([&] { return losses_ >= count; });
     }
 
     std::size_t controls()
@@ -79,6 +91,7 @@ private:
     std::size_t controls_ = 0;
     Values values_;
     int openings_ = 0;
+    int losses_ = 0;
     std::map<u32, ControlState> states_;
 };
 
@@ -157,6 +170,17 @@ TEST_F(DeviceWorkerTest, ADeviceThatIsPluggedInAgainGetsEverything)
     ASSERT_TRUE(listener_.waitForOpenings(2));
     EXPECT_TRUE(listener_.values().empty()) << "nothing but the first contact asks what is there";
     EXPECT_EQ(3u, script_.sets().size());
+}
+
+TEST_F(DeviceWorkerTest, TellsThatTheDeviceIsGoneThoughNothingIsWished)
+{
+    const auto worker = start();
+    ASSERT_TRUE(listener_.waitForOpenings(1));
+    script_.plug(false);
+    EXPECT_TRUE(listener_.waitForLosses(1));
+    script_.plug(true);
+    worker->plugged();
+    EXPECT_TRUE(listener_.waitForOpenings(2));
 }
 
 TEST_F(DeviceWorkerTest, ADeviceThatGoesInTheMiddleOfASwitchGetsTheWholeScheme)

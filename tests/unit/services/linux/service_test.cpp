@@ -259,6 +259,18 @@ TEST_F(LinuxService, SendsAllAgainToADeviceThatIsBack)
     EXPECT_FALSE(service->hasOtherControls());
 }
 
+TEST_F(LinuxService, KnowsWhetherTheDeviceIsThereThoughNothingIsWished)
+{
+    for (int i = 0; i < 2; ++i)
+    {
+        EXPECT_TRUE(support::comes([this] { return service->isThere(); }));
+        camera.plug(false);
+        EXPECT_TRUE(support::comes([this] { return !service->isThere(); }));
+        camera.plug(true);
+        source.change();
+    }
+}
+
 TEST_F(LinuxService, ListensToTheSourceAsLongAsItLives)
 {
     EXPECT_TRUE(source.isHeard());
