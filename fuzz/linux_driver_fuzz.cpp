@@ -182,6 +182,14 @@ void requireRest(Answers& answers, devices::V4l2Device& device, const std::vecto
         {
             queue.heard(event, now);
         }
+        for (const u32 id : queue.looks())
+        {
+            std::int64_t value = 0;
+            if (device.get(id, value) == 0)
+            {
+                queue.found(id, value, now);
+            }
+        }
         std::vector<Setting> batch = queue.next(now);
         if (!batch.empty() && !queue.done(device.set(batch), batch, now))
         {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
+#include <utility>
 
 namespace devices {
 namespace {
@@ -103,14 +105,12 @@ void ControlQueue::again(u32 id)
     }
 }
 
-std::vector<u32> ControlQueue::wishesToCheck() const
+void ControlQueue::lookAgain()
 {
-    std::vector<u32> ids;
-    std::copy_if(order_.begin(), order_.end(), std::back_inserter(ids), [this](u32 id) {
+    std::copy_if(order_.begin(), order_.end(), std::inserter(looks_, looks_.end()), [this](u32 id) {
         const std::optional<Control>& control = slots_.at(id).control;
         return control && control->isReadable && !control->isVolatile;
     });
-    return ids;
 }
 
 Report ControlQueue::report(u32 id, Instant now) const
@@ -150,6 +150,7 @@ void ControlQueue::opened(const std::vector<Control>& controls)
     pauses_ = 0;
     pausedUntil_ = {};
     batch_.clear();
+    looks_.clear();
     for (auto& [id, slot] : slots_)
     {
         slot.control.reset();
@@ -171,15 +172,11 @@ void ControlQueue::opened(const std::vector<Control>& controls)
     }
 }
 
-void ControlQueue::found(u32 id, std::int64_t value)
-{
-    slots_[id].actual = value;
-}
-
 void ControlQueue::lost()
 {
     isOpen_ = false;
     batch_.clear();
+    looks_.clear();
     for (auto& [id, slot] : slots_)
     {
         slot.flying.reset();
@@ -270,7 +267,7 @@ std::vector<u32> ControlQueue::groupOf(u32 id, Instant now) const
 }
 
 // False, and the control waits for its automatic, when that is on.
-bool ControlQueue::fly(u32 id)
+bool ControlQueue::fly(u32 id, Instant now)
 {
     Slot& slot = slots_.at(id);
     if (isHeld(holdOf(id)))
@@ -278,7 +275,15 @@ bool ControlQueue::fly(u32 id)
         holdBack(id, slot);
         return false;
     }
+    if (slot.state == ControlState::overruled)
+    {
+        slot.putBacks.push_back(now);
+    }
     slot.flying = target(slot);
+    if (slot.isPress)
+    {
+        slot.wished.reset();  // another from now on is one more
+    }
     batch_.push_back(id);
     return true;
 }
@@ -303,7 +308,7 @@ std::vector<Setting> ControlQueue::next(Instant now)
         }
         for (const u32 member : groupOf(first, now))
         {
-            if (fly(member))
+            if (fly(member, now))
             {
                 settings.push_back({member, *slots_.at(member).flying});
             }
@@ -372,10 +377,9 @@ void ControlQueue::succeeded(u32 id, std::int64_t value)
     slot.isAlone = false;
     if (slot.isPress)
     {
-        slot.wished.reset();
         slot.actual.reset();
     }
-    if (!slot.wished || target(slot) == *slot.sent)
+    if (slot.isPress ? !slot.wished : target(slot) == *slot.sent)
     {
         become(id, slot, ControlState::applied);
         return;
@@ -386,11 +390,10 @@ void ControlQueue::succeeded(u32 id, std::int64_t value)
 void ControlQueue::failed(u32 id, int error, Instant now)
 {
     Slot& slot = slots_.at(id);
-    const bool isOlder = slot.wished && target(slot) != *slot.flying;
     slot.sent.reset();
     if (slot.isPress)
     {
-        slot.wished.reset();
+        return slot.wished ? wait(id, slot) : become(id, slot, ControlState::refused);
     }
     slot.notBefore = now + patience_.after(++slot.tries);
     switch (error)
@@ -402,7 +405,7 @@ void ControlQueue::failed(u32 id, int error, Instant now)
         return become(id, slot, ControlState::busy);
     case ERANGE:
     case EINVAL:
-        return isOlder ? wait(id, slot) : become(id, slot, ControlState::refused);
+        return target(slot) != *slot.flying ? wait(id, slot) : become(id, slot, ControlState::refused);
     default:
         return become(id, slot, ControlState::stalled);
     }
@@ -457,9 +460,34 @@ void ControlQueue::heard(const ControlEvent& event, Instant now)
         }
         return;
     default:
+        if (canBeOverruled(slot) && slot.control->isReadable)
+        {
+            looks_.insert(event.id);
+            return;
+        }
         overrule(event.id, slot, event.value, now);
         return;
     }
+}
+
+std::set<u32> ControlQueue::looks()
+{
+    return std::exchange(looks_, {});
+}
+
+void ControlQueue::found(u32 id, std::int64_t value, Instant now)
+{
+    const auto found = slots_.find(id);
+    if (found != slots_.end() && found->second.control)
+    {
+        overrule(id, found->second, value, now);
+    }
+}
+
+bool ControlQueue::canBeOverruled(const Slot& slot) const
+{
+    return slot.wished && !slot.flying && !slot.control->isVolatile &&
+           (slot.state == ControlState::applied || slot.state == ControlState::overruled);
 }
 
 void ControlQueue::overrule(u32 id, Slot& slot, std::int64_t value, Instant now)
@@ -470,8 +498,7 @@ void ControlQueue::overrule(u32 id, Slot& slot, std::int64_t value, Instant now)
     {
         freeManual(id);
     }
-    if (!isNew || !slot.wished || slot.flying || slot.control->isVolatile ||
-        (slot.state != ControlState::applied && slot.state != ControlState::overruled))
+    if (!isNew || !canBeOverruled(slot))
     {
         return;
     }
@@ -511,6 +538,10 @@ std::optional<Instant> ControlQueue::due() const
     if (!isOpen_ || !batch_.empty())
     {
         return due;
+    }
+    if (!looks_.empty())
+    {
+        return Instant{};
     }
     for (const u32 id : order_)
     {

@@ -23,7 +23,7 @@ enum class ControlState : unsigned char
     held,       // an automatic is on; will be sent when it is off
     busy,       // not while the device is used; tried again
     stalled,    // the device failed, or does not answer; tried again
-    refused,    // the device does not take this value
+    refused,    // the device does not take this value, or a press failed
     overruled,  // somebody else has set another value
     lost,       // the device is gone; will be sent when it is back
 };
@@ -67,29 +67,34 @@ public:
 
     // In the order in which they are to be sent, but automatics go first.
     void wish(const std::vector<Setting>& settings);
-    // A button, once; forgotten when it fails or the device is lost, because later nobody means it.
+    // A button, once; forgotten when the device is lost, because later nobody means it. One that fails is not tried again
+    // and stays refused until the next.
     void press(u32 id);
     // As if the device had lost what it was sent.
     void again(u32 id);
     bool hasWishes() const { return !order_.empty(); }
-    // What another program may have set without a word of the device's.
-    std::vector<u32> wishesToCheck() const;
+    // Another program may have set something without a word of the device's.
+    void lookAgain();
     Report report(u32 id, Instant now) const;
-    // What has changed since the last call, each control once.
+    // What has changed since the last call, each control once; not what time alone changes in a report.
     std::map<u32, Report> news(Instant now);
 
     // ---- from the device ----
 
     void opened(const std::vector<Control>& controls);
-    void found(u32 id, std::int64_t value);
     void lost();
     bool isOpen() const { return isOpen_; }
     // An automatic and its manual values, or one control. Empty when nothing is to be sent now.
     std::vector<Setting> next(Instant now);
     // How the batch that next gave ended; answer: what the device made of it. False: the device is lost.
     bool done(int error, const std::vector<Setting>& answer, Instant now);
+    // What somebody else set is not believed: it may have been before our own value came.
     void heard(const ControlEvent& event, Instant now);
-    // When next may have something; nothing until something else happens.
+    // What is to be read instead, each once.
+    std::set<u32> looks();
+    // What the device has now.
+    void found(u32 id, std::int64_t value, Instant now);
+    // When next or looks may have something; nothing until something else happens.
     std::optional<Instant> due() const;
 
 private:
@@ -117,11 +122,12 @@ private:
     bool isHeld(const Hold* hold) const;
     bool isDue(const Slot& slot, Instant now) const;
     std::vector<u32> groupOf(u32 id, Instant now) const;
-    bool fly(u32 id);
+    bool fly(u32 id, Instant now);
     void succeeded(u32 id, std::int64_t value);
     void failed(u32 id, int error, Instant now);
     void pause(Instant now);
     void freeManual(u32 automatic);
+    bool canBeOverruled(const Slot& slot) const;
     void overrule(u32 id, Slot& slot, std::int64_t value, Instant now);
     std::int64_t target(const Slot& slot) const;
 
@@ -134,6 +140,7 @@ private:
     Instant begun_{};         // then
     int pauses_ = 0;          // one after the other
     Instant pausedUntil_{};   // the whole device
+    std::set<u32> looks_;
     std::set<u32> news_;
 };
 

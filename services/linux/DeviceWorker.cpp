@@ -102,7 +102,7 @@ void DeviceWorker::lookAgain()
 {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        isLookingAgain_ = true;
+        queue_.lookAgain();
     }
     wake_.signal();
 }
@@ -127,14 +127,9 @@ void DeviceWorker::run()
         {
             openDevice();
         }
-        else if (sendNext())
+        else if (!sendNext())
         {
-            tell();
-            continue;
-        }
-        else
-        {
-            lookIfAsked();
+            look();
         }
         tell();
         waitForMore();
@@ -166,7 +161,7 @@ void DeviceWorker::openDevice()
         queue_.opened(controls);
         for (const auto& [id, value] : values)
         {
-            queue_.found(id, value);
+            queue_.found(id, value, now());
         }
     }
     listener_.opened(controls, values);
@@ -200,33 +195,31 @@ Values DeviceWorker::find(const std::vector<Control>& controls)
 }
 
 // Once nothing is left to send: what is about to be sent is not there yet.
-void DeviceWorker::lookIfAsked()
+void DeviceWorker::look()
 {
-    std::vector<u32> ids;
+    std::set<u32> ids;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        if (!isLookingAgain_)
-        {
-            return;
-        }
-        isLookingAgain_ = false;
-        ids = queue_.wishesToCheck();
+        ids = queue_.looks();
     }
     for (const u32 id : ids)
     {
         std::int64_t value = 0;
         const int error = device_->get(id, value);
-        if (error == ENODEV || error == ETIMEDOUT)
+        if (error == ENODEV)
         {
-            return;  // gone, which events tell, or as slow with each of the others
+            return loseDevice();
+        }
+        if (error == ETIMEDOUT)
+        {
+            return;  // each of the others would take seconds too
         }
         if (error == 0)
         {
             const std::lock_guard<std::mutex> lock(mutex_);
-            queue_.heard({ControlEvent::Kind::changed, id, value, {}}, now());
+            queue_.found(id, value, now());
         }
     }
-    wake_.signal();  // to put back what is not as it was
 }
 
 // False when there was nothing to send.
@@ -257,10 +250,12 @@ bool DeviceWorker::sendNext()
 void DeviceWorker::loseDevice()
 {
     device_.reset();
+    listener_.lost();
     const std::lock_guard<std::mutex> lock(mutex_);
     queue_.lost();
 }
 
+// Not at all when there is more to send, but what has come meanwhile is heard.
 void DeviceWorker::waitForMore()
 {
     std::optional<Instant> until;

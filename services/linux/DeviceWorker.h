@@ -19,7 +19,9 @@ public:
 
     // The device is there, for the first time or again. values: what was found, where nothing had been wished yet.
     virtual void opened(const std::vector<Control>& controls, const Values& values) = 0;
-    // What changed, by control.
+    // The device is gone.
+    virtual void lost() = 0;
+    // What changed, by control. A call that takes long is no news: the thread is in it. Whoever asks for a report sees it.
     virtual void told(const std::map<u32, Report>& news) = 0;
 };
 
@@ -69,7 +71,7 @@ private:
     bool isEnding() const;
     void openDevice();
     Values find(const std::vector<Control>& controls);
-    void lookIfAsked();
+    void look();
     bool sendNext();
     void waitForMore();
     void hear();
@@ -89,7 +91,6 @@ private:
     // Guarded by mutex_.
     ControlQueue queue_;
     bool isEnding_ = false;
-    bool isLookingAgain_ = false;
     int openings_ = 0;  // that failed, one after the other
     Instant nextOpening_{};
 

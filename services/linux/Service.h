@@ -86,6 +86,7 @@ private:
     public:
         Link(Service& service, Part part) : service_(service), part_(part) {}
         void opened(const std::vector<Control>& controls, const Values&) override { service_.opened(part_, controls); }
+        void lost() override { service_.lost(part_); }
         void told(const std::map<u32, Report>& news) override { service_.told(news); }
 
     private:
@@ -109,6 +110,7 @@ private:
 
     // ---- from the workers ----
     void opened(Part part, const std::vector<Control>& controls);
+    void lost(Part part);
     void told(const std::map<u32, Report>& news);
     void takeOver(u32 control, std::int64_t value);
     services::Standing standingOf(u32 control) const;

@@ -23,14 +23,12 @@ int gravity(Standing standing)
 
 Standing standingOf(const Report& report)
 {
-    if (!report.wished)
-    {
-        return Standing::applied;
-    }
     switch (report.state)
     {
     case ControlState::applied:
         return Standing::applied;
+    case ControlState::absent:
+        return report.wished ? Standing::refused : Standing::applied;
     case ControlState::waiting:
         return Standing::waiting;
     case ControlState::held:
@@ -44,7 +42,7 @@ Standing standingOf(const Report& report)
     case ControlState::lost:
         return Standing::lost;
     default:
-        return Standing::refused;  // the device has no such control any more
+        return Standing::refused;
     }
 }
 
@@ -88,16 +86,18 @@ void Service::opened(Part part, const std::vector<Control>& controls)
     isThere_ = isThere_ || part == kCamera;
 }
 
+void Service::lost(Part part)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    isThere_ = isThere_ && part != kCamera;
+}
+
 void Service::told(const std::map<u32, Report>& news)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     for (const auto& [control, then] : news)
     {
         const Report report = workers_[partOf(control)]->report(control);  // something may have been set since
-        if (report.state == ControlState::lost && partOf(control) == kCamera)
-        {
-            isThere_ = false;
-        }
         if (report.isTheirs && report.wished)
         {
             takeOver(control, *report.wished);

@@ -64,8 +64,7 @@ protected:
 
     devices::Description description() const
     {
-        devices::Description described{"A camera", "uvcvideo 6.1", webcam(), {}};
-        described.controls.push_back(number(kHue, -180, 180, 0));
+        devices::Description described{"A camera", "uvcvideo 6.1", cameraControls(), {}};
         for (const devices::Control& control : lampControls())
         {
             described.controls.push_back(control);
@@ -115,6 +114,7 @@ protected:
     static std::vector<devices::Control> cameraControls()
     {
         std::vector<devices::Control> controls = webcam();
+        controls.push_back(button(V4L2_CID_AUTO_FOCUS_START));
         controls.push_back(number(kHue, -180, 180, 0));
         return controls;
     }

@@ -47,7 +47,33 @@ protected:
 
     void expectNothing() { expectSent({}); }
 
-    void hear(ControlEvent::Kind kind, u32 id, std::int64_t value = 0) { queue_.heard({kind, id, value, {}}, now_); }
+    // The device has what it tells.
+    void hear(ControlEvent::Kind kind, u32 id, std::int64_t value = 0)
+    {
+        queue_.heard({kind, id, value, {}}, now_);
+        for (const u32 look : queue_.looks())
+        {
+            queue_.found(look, value, now_);
+        }
+    }
+
+    // Another set 20, then came what is wished; then the first is told.
+    void hearLate(u32 id, std::int64_t wished)
+    {
+        queue_.wish({{id, wished}});
+        sendAll();
+        queue_.news(now_);
+        queue_.heard({ControlEvent::Kind::changed, id, 20, {}}, now_);
+        expectNothing();
+        EXPECT_EQ(Instant{}, queue_.due());
+        EXPECT_EQ(std::set<u32>{id}, queue_.looks());
+        queue_.found(id, wished, now_);
+        expectNothing();
+        EXPECT_EQ(std::nullopt, queue_.due());
+        EXPECT_TRUE(queue_.news(now_).empty());
+        EXPECT_EQ(ControlState::applied, stateOf(id));
+        EXPECT_EQ(wished, queue_.report(id, now_).wished);
+    }
 
     // All that is next, whatever it is; without errors.
     void sendAll()
@@ -389,13 +415,44 @@ TEST_F(ControlQueueTest, WhatAnotherSetIsPutBackAFewTimesAMinute)
     now_ += 1min;
     expectSent({{kBrightness, 5}});
     EXPECT_EQ(ControlState::applied, stateOf(kBrightness));
-    for (int i = 0; i < 6; ++i)
+    for (int i = 0; i < 5; ++i)
     {
         hear(ControlEvent::Kind::changed, kBrightness, 20);
         expectSent({{kBrightness, 5}});
     }
     hear(ControlEvent::Kind::changed, kBrightness, 20);
     expectNothing();
+    EXPECT_EQ(now_ + 1min, queue_.due()) << "what was sent after the pause counts too";
+}
+
+TEST_F(ControlQueueTest, WhatAnotherSetBeforeIsNotPutBackThoughItIsToldLater)
+{
+    hearLate(kBrightness, 30);
+}
+
+TEST_F(ControlQueueTest, WhatCannotBeReadIsBelievedAsItIsTold)
+{
+    std::vector<devices::Control> controls = support::webcam();
+    controls.front().isReadable = false;
+    ASSERT_EQ(kBrightness, controls.front().id);
+    queue_.opened(controls);
+    queue_.wish({{kBrightness, 5}});
+    sendAll();
+    queue_.heard({ControlEvent::Kind::changed, kBrightness, 20, {}}, now_);
+    EXPECT_TRUE(queue_.looks().empty());
+    expectSent({{kBrightness, 5}});
+}
+
+TEST_F(ControlQueueTest, LooksAgainAtWhatIsWishedAndCanBeReadUntilTheDeviceIsLost)
+{
+    queue_.wish({{kBrightness, 5}});
+    sendAll();
+    queue_.lookAgain();
+    EXPECT_EQ(std::set<u32>{kBrightness}, queue_.looks());
+    EXPECT_TRUE(queue_.looks().empty());
+    queue_.lookAgain();
+    queue_.lost();
+    EXPECT_TRUE(queue_.looks().empty());
 }
 
 TEST_F(ControlQueueTest, ANewWishIsSentWhoeverHadOverruledTheOldOne)
@@ -431,26 +488,78 @@ TEST_F(ControlQueueTest, WhatAnAutomaticMovesNobodyHasOverruled)
     EXPECT_EQ(ControlState::held, stateOf(kTime));
 }
 
-TEST_F(ControlQueueTest, APressIsSentOnceAndForgotten)
+class WithAButton : public ControlQueueTest
 {
+protected:
+    WithAButton()
+    {
+        controls_.push_back(support::button(kFocusOnce));
+        queue_.opened(controls_);
+    }
+
+    static constexpr u32 kFocusOnce = V4L2_CID_AUTO_FOCUS_START;
+
+    std::vector<devices::Control> controls_ = support::webcam();
+};
+
+TEST_F(WithAButton, APressIsSentOnceAndForgotten)
+{
+    queue_.press(kFocusOnce);
+    EXPECT_EQ(ControlState::waiting, stateOf(kFocusOnce));
+    expectSent({{kFocusOnce, 1}});
+    EXPECT_EQ(ControlState::applied, stateOf(kFocusOnce));
+    expectNothing();
+}
+
+TEST_F(WithAButton, APressIsForgottenWithTheDevice)
+{
+    queue_.press(kFocusOnce);
     queue_.lost();
-    std::vector<devices::Control> controls = support::webcam();
-    controls.push_back(support::button(V4L2_CID_AUTO_FOCUS_START));
-    queue_.press(V4L2_CID_AUTO_FOCUS_START);
-    queue_.opened(controls);
+    queue_.press(kFocusOnce);
+    queue_.opened(controls_);
+    EXPECT_EQ(ControlState::applied, stateOf(kFocusOnce));
     expectNothing();
-    queue_.press(V4L2_CID_AUTO_FOCUS_START);
-    expectSent({{V4L2_CID_AUTO_FOCUS_START, 1}});
+    queue_.press(kFocusOnce);
+    expectSent({{kFocusOnce, 1}}, ENODEV);
+    queue_.opened(controls_);
+    EXPECT_EQ(ControlState::applied, stateOf(kFocusOnce));
     expectNothing();
-    queue_.press(V4L2_CID_AUTO_FOCUS_START);
-    expectSent({{V4L2_CID_AUTO_FOCUS_START, 1}}, EBUSY);
-    EXPECT_EQ(ControlState::busy, stateOf(V4L2_CID_AUTO_FOCUS_START));
-    now_ += 1h;
-    expectNothing();
-    queue_.press(V4L2_CID_AUTO_FOCUS_START);
-    queue_.lost();
-    queue_.opened(controls);
-    expectNothing();
+}
+
+TEST_F(WithAButton, APressThatFailsIsRefusedUntilTheNext)
+{
+    for (const int error : {EBUSY, EPIPE, EACCES, EINVAL, ETIMEDOUT})
+    {
+        queue_.press(kFocusOnce);
+        expectSent({{kFocusOnce, 1}}, error);
+        EXPECT_EQ(ControlState::refused, stateOf(kFocusOnce)) << error;
+        hear(ControlEvent::Kind::freed, kFocusOnce);
+        queue_.heard({ControlEvent::Kind::described, kFocusOnce, 0, support::button(kFocusOnce)}, now_);
+        now_ += 1h;
+        expectNothing();
+        EXPECT_EQ(ControlState::refused, stateOf(kFocusOnce)) << error;
+        EXPECT_EQ(std::nullopt, queue_.due());
+    }
+    queue_.press(kFocusOnce);
+    EXPECT_EQ(ControlState::waiting, stateOf(kFocusOnce));
+    expectSent({{kFocusOnce, 1}});
+    EXPECT_EQ(ControlState::applied, stateOf(kFocusOnce));
+}
+
+TEST_F(WithAButton, APressDuringTheSamePressIsSentAfterItHoweverThatEnds)
+{
+    for (const int error : {0, EBUSY})
+    {
+        queue_.press(kFocusOnce);
+        const Settings sent = queue_.next(now_);
+        EXPECT_EQ(ControlState::waiting, stateOf(kFocusOnce));
+        queue_.press(kFocusOnce);
+        queue_.done(error, sent, now_);
+        EXPECT_EQ(ControlState::waiting, stateOf(kFocusOnce));
+        expectSent({{kFocusOnce, 1}});
+        EXPECT_EQ(ControlState::applied, stateOf(kFocusOnce));
+        expectNothing();
+    }
 }
 
 TEST_F(ControlQueueTest, TellsEachChangeOnce)
@@ -490,6 +599,11 @@ TEST_F(TakenOver, WhatAnotherSetIsWishedFromThenOn)
     expectSent({{kBrightness, 20}});
 }
 
+TEST_F(TakenOver, WhatAnotherSetBeforeIsNotWishedThoughItIsToldLater)
+{
+    hearLate(kBrightness, 30);
+}
+
 class LeftAlone : public ControlQueueTest
 {
 protected:
@@ -507,6 +621,11 @@ TEST_F(LeftAlone, WhatAnotherSetStaysUntilSomethingElseIsWished)
     EXPECT_EQ(ControlState::overruled, stateOf(kBrightness));
     queue_.wish({{kBrightness, 6}});
     expectSent({{kBrightness, 6}});
+}
+
+TEST_F(LeftAlone, WhatAnotherSetBeforeHasOverruledNothingThoughItIsToldLater)
+{
+    hearLate(kBrightness, 30);
 }
 
 }  // namespace

@@ -34,6 +34,13 @@ public:
         changed_.notify_all();
     }
 
+    void lost() override
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        ++losses_;
+        changed_.notify_all();
+    }
+
     void told(const std::map<u32, devices::Report>& news) override
     {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -52,6 +59,11 @@ public:
     bool waitForOpenings(int count)
     {
         return waitUntil([&] { return openings_ >= count; });
+    }
+
+    bool waitForLosses(int count)
+    {
+        return waitUntil([&] { return losses_ >= count; });
     }
 
     std::size_t controls()
@@ -79,6 +91,7 @@ private:
     std::size_t controls_ = 0;
     Values values_;
     int openings_ = 0;
+    int losses_ = 0;
     std::map<u32, ControlState> states_;
 };
 
@@ -159,6 +172,17 @@ TEST_F(DeviceWorkerTest, ADeviceThatIsPluggedInAgainGetsEverything)
     EXPECT_EQ(3u, script_.sets().size());
 }
 
+TEST_F(DeviceWorkerTest, TellsThatTheDeviceIsGoneThoughNothingIsWished)
+{
+    const auto worker = start();
+    ASSERT_TRUE(listener_.waitForOpenings(1));
+    script_.plug(false);
+    EXPECT_TRUE(listener_.waitForLosses(1));
+    script_.plug(true);
+    worker->plugged();
+    EXPECT_TRUE(listener_.waitForOpenings(2));
+}
+
 TEST_F(DeviceWorkerTest, ADeviceThatGoesInTheMiddleOfASwitchGetsTheWholeScheme)
 {
     const auto worker = start();
@@ -192,17 +216,45 @@ TEST_F(DeviceWorkerTest, HearsWhatOthersSetAndPutsItBack)
     worker->wish({{kBrightness, 5}});
     ASSERT_TRUE(listener_.waitForState(kBrightness, ControlState::applied));
     script_.tell({ControlEvent::Kind::described, kContrast, 0, support::number(kContrast, 0, 10, 5)});
+    script_.change({kBrightness, 60});
     script_.tell({ControlEvent::Kind::changed, kBrightness, 60, {}});
     worker->wish({{kContrast, 90}});
     EXPECT_TRUE(script_.waitFor({kContrast, 10}));
     worker->wish({{kContrast, 0}});
     EXPECT_TRUE(script_.waitFor({kContrast, 0}));
+    EXPECT_TRUE(script_.waitForSets(4));
     int sent = 0;
     for (const std::vector<Setting>& set : script_.sets())
     {
         sent += set.front() == Setting{kBrightness, 5} ? 1 : 0;
     }
     EXPECT_EQ(2, sent);
+}
+
+TEST_F(DeviceWorkerTest, HearsWhatTheDeviceTellsThoughThereIsMoreToSend)
+{
+    const auto worker = start();
+    script_.hang();
+    worker->wish({{kBrightness, 5}, {kContrast, 90}, {V4L2_CID_SHARPNESS, 1}});
+    ASSERT_TRUE(script_.waitForHanging());
+    script_.tell({ControlEvent::Kind::described, kContrast, 0, support::number(kContrast, 0, 10, 5)});
+    script_.release();
+    ASSERT_TRUE(script_.waitForSets(3));
+    EXPECT_EQ((std::vector<Setting>{{kContrast, 10}}), script_.sets()[1]);
+}
+
+TEST_F(DeviceWorkerTest, WhatOthersSetBeforeIsNotPutBackThoughItIsToldLater)
+{
+    const auto worker = start();
+    worker->wish({{kBrightness, 5}, {kContrast, 6}});
+    ASSERT_TRUE(listener_.waitForState(kBrightness, ControlState::applied));
+    ASSERT_TRUE(listener_.waitForState(kContrast, ControlState::applied));
+    script_.tell({ControlEvent::Kind::changed, kBrightness, 60, {}});
+    script_.change({kContrast, 60});
+    worker->lookAgain();
+    ASSERT_TRUE(script_.waitForSets(3));
+    EXPECT_EQ((std::vector<Setting>{{kContrast, 6}}), script_.sets().back());
+    EXPECT_EQ(5, worker->report(kBrightness).actual);
 }
 
 TEST_F(DeviceWorkerTest, LooksAgainForWhatADriverDoesNotTell)

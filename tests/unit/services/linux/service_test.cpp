@@ -11,6 +11,13 @@ class LinuxService : public support::ServiceTest
 protected:
     LinuxService() { start(); }
 
+    // As another program has set it.
+    void tellChanged(const devices::Setting& setting)
+    {
+        camera.change(setting);
+        camera.tell({devices::ControlEvent::Kind::changed, setting.id, setting.value, {}});
+    }
+
     std::size_t timesSent(u32 control) const
     {
         std::size_t times = 0;
@@ -210,6 +217,30 @@ TEST_F(LinuxService, ShowsWhatTheDeviceRefuses)
     EXPECT_EQ(services::kFailed, get(IA_CMD_BRIGHTNESS, IA_CMD_OPT_GET_EXEC_STATUS));
 }
 
+TEST_F(LinuxService, ShowsThatAPressFailedUntilTheNext)
+{
+    ASSERT_TRUE(support::comes([this] { return service->isThere(); }));
+    camera.fail({EBUSY});
+    EXPECT_EQ(services::kIdle, get(IA_CMD_AUTO_FOCUS_ONCE, IA_CMD_OPT_GET_EXEC_STATUS));
+    EXPECT_EQ(0, set(IA_CMD_AUTO_FOCUS_ONCE, 1));
+    EXPECT_TRUE(becomes(IA_CMD_AUTO_FOCUS_ONCE, Standing::refused));
+    EXPECT_EQ(services::kFailed, get(IA_CMD_AUTO_FOCUS_ONCE, IA_CMD_OPT_GET_EXEC_STATUS));
+    EXPECT_EQ(0, set(IA_CMD_AUTO_FOCUS_ONCE, 1));
+    EXPECT_TRUE(becomes(IA_CMD_AUTO_FOCUS_ONCE, Standing::applied));
+    EXPECT_EQ(1u, timesSent(V4L2_CID_AUTO_FOCUS_START));
+}
+
+TEST_F(LinuxService, ShowsAPressAsRunningUntilTheDeviceHasTakenIt)
+{
+    ASSERT_TRUE(support::comes([this] { return service->isThere(); }));
+    camera.hang();
+    EXPECT_EQ(0, set(IA_CMD_AUTO_FOCUS_ONCE, 1));
+    ASSERT_TRUE(camera.waitForHanging());
+    EXPECT_EQ(services::kRunning, get(IA_CMD_AUTO_FOCUS_ONCE, IA_CMD_OPT_GET_EXEC_STATUS));
+    camera.release();
+    EXPECT_TRUE(becomes(IA_CMD_AUTO_FOCUS_ONCE, Standing::applied));
+}
+
 TEST_F(LinuxService, SendsAllAgainToADeviceThatIsBack)
 {
     EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 100));
@@ -226,6 +257,18 @@ TEST_F(LinuxService, SendsAllAgainToADeviceThatIsBack)
     EXPECT_TRUE(camera.waitFor({V4L2_CID_CONTRAST, 95}));
     EXPECT_TRUE(service->isThere());
     EXPECT_FALSE(service->hasOtherControls());
+}
+
+TEST_F(LinuxService, KnowsWhetherTheDeviceIsThereThoughNothingIsWished)
+{
+    for (int i = 0; i < 2; ++i)
+    {
+        EXPECT_TRUE(support::comes([this] { return service->isThere(); }));
+        camera.plug(false);
+        EXPECT_TRUE(support::comes([this] { return !service->isThere(); }));
+        camera.plug(true);
+        source.change();
+    }
 }
 
 TEST_F(LinuxService, ListensToTheSourceAsLongAsItLives)
@@ -262,7 +305,7 @@ TEST_F(LinuxService, PutsBackWhatAnotherProgramSets)
     EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 100));
     ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
     const std::size_t before = timesSent(V4L2_CID_BRIGHTNESS);
-    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_BRIGHTNESS, 0, {}});
+    tellChanged({V4L2_CID_BRIGHTNESS, 0});
     EXPECT_TRUE(support::comes([&] { return timesSent(V4L2_CID_BRIGHTNESS) == before + 1; }));
     EXPECT_EQ(100, get(IA_CMD_BRIGHTNESS));
     EXPECT_TRUE(service->takenOver().empty());
@@ -289,10 +332,10 @@ TEST_F(LinuxService, TellsWhenAnotherProgramWins)
     start();
     EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 100));
     ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
-    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_BRIGHTNESS, 0, {}});
+    tellChanged({V4L2_CID_BRIGHTNESS, 0});
     ASSERT_TRUE(support::comes([this] { return timesSent(V4L2_CID_BRIGHTNESS) == 2; }));
     ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
-    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_BRIGHTNESS, 0, {}});
+    tellChanged({V4L2_CID_BRIGHTNESS, 0});
     EXPECT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::overruled));
     EXPECT_EQ(services::kFailed, get(IA_CMD_BRIGHTNESS, IA_CMD_OPT_GET_EXEC_STATUS));
 }
@@ -306,8 +349,8 @@ TEST_F(LinuxService, TakesOverWhatAnotherProgramSetsWhereItShall)
     EXPECT_EQ(0, service->set("number", 90));
     ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
     ASSERT_TRUE(camera.waitFor({kHue, 90}));
-    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_BRIGHTNESS, 0, {}});
-    camera.tell({devices::ControlEvent::Kind::changed, kHue, -5, {}});
+    tellChanged({V4L2_CID_BRIGHTNESS, 0});
+    tellChanged({kHue, -5});
     EXPECT_TRUE(support::comes([this] { return get(IA_CMD_BRIGHTNESS) == 50; }));
     EXPECT_TRUE(support::comes([this] { return service->controls()[0].value == -5; }));
     EXPECT_EQ((std::map<ia_cmd_e, int>{{IA_CMD_BRIGHTNESS, 50}}), service->takenOver());
