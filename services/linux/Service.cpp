@@ -56,6 +56,7 @@ Service::Service(const Description& description, const Board& board, DeviceSourc
       table_(controlsFor(description, board)),
       rows_(statesOf(description, board)),
       named_(namedControlsOf(description, table_)),
+      byNight_(find(IA_CMD_DN_MODE) == nullptr ? std::vector<u32>() : table_.controlsOf(IA_CMD_DN_STATE)),
       links_{Link(*this, kCamera), Link(*this, kLamps), Link(*this, kFilterPart)}
 {
     for (const ParameterState& row : rows_)
@@ -63,11 +64,14 @@ Service::Service(const Description& description, const Board& board, DeviceSourc
         words_[row.cmd] = row.value;
     }
     const DeviceWorker::Open opens[kParts] = {devices_.camera, devices_.lamps, devices_.filter};
-    for (int part = 0; part < kParts; ++part)
     {
-        if (opens[part])
+        const std::lock_guard<std::mutex> lock(mutex_);  // a worker may call before the others are there
+        for (int part = 0; part < kParts; ++part)
         {
-            workers_[part] = std::make_unique<DeviceWorker>(opens[part], links_[part], patience, board.others);
+            if (opens[part])
+            {
+                workers_[part] = std::make_unique<DeviceWorker>(opens[part], links_[part], patience, board.others);
+            }
         }
     }
     source_.listen([this] {
@@ -253,17 +257,20 @@ int Service::act(ia_cmd_e cmd)
 
 void Service::keep(ia_cmd_e cmd, int value)
 {
+    const bool isOther = words_[cmd] != value;
     words_[cmd] = wished_[cmd] = value;
+    taken_.erase(cmd);
     if (const std::optional<ia_cmd_e> twin = twinOf(cmd))
     {
         wished_.erase(*twin);
+        taken_.erase(*twin);
     }
-    if (!firstSet_ || (cmd >= IA_CMD_DN_MODE && cmd <= IA_CMD_NTD_M))
+    if (!nightSet_ || (isOther && cmd >= IA_CMD_DN_MODE && cmd <= IA_CMD_NTD_M))
     {
+        nightSet_ = std::chrono::steady_clock::now();
         isAsked_ = true;
         changed_.notify_all();
     }
-    firstSet_ = firstSet_.value_or(std::chrono::steady_clock::now());
 }
 
 void Service::wish()
@@ -286,8 +293,11 @@ void Service::wish()
     wishes_.clear();
     for (const Setting& setting : settings)
     {
-        parts[partOf(setting.id)].push_back(setting);
-        wishes_[setting.id] = setting.value;
+        if (!waitsForNight(setting.id))
+        {
+            parts[partOf(setting.id)].push_back(setting);
+            wishes_[setting.id] = setting.value;
+        }
     }
     // The second command of a control follows.
     for (const auto& [cmd, value] : wished_)
@@ -301,12 +311,16 @@ void Service::wish()
     }
     for (int part = 0; part < kParts; ++part)
     {
-        const bool waitsForNight = part != kCamera && !isNightKnown_;
-        if (workers_[part] && !waitsForNight)
+        if (workers_[part])
         {
             workers_[part]->wish(parts[part]);
         }
     }
+}
+
+bool Service::waitsForNight(u32 control) const
+{
+    return !isNightKnown_ && std::find(byNight_.begin(), byNight_.end(), control) != byNight_.end();
 }
 
 const ParameterState* Service::find(ia_cmd_e cmd) const

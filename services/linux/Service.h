@@ -31,7 +31,7 @@ std::vector<services::ParameterState> parametersOf(const Description& descriptio
 struct LookTimes
 {
     std::chrono::milliseconds every{1'000};   // looks at light and clock
-    std::chrono::milliseconds settling{500};  // after the first set, before anything moves for day or night
+    std::chrono::milliseconds settling{500};  // after a set that concerns day and night, before anything moves for it
 };
 
 // The image-adjust service of a camera that Linux drives. Thread-safe; no call waits for a device, but the end of this
@@ -118,6 +118,8 @@ private:
     void watch();
     std::optional<daynight::Sample> look();
     int nightWord(u32 cmd) const;
+    bool isSettled() const;
+    bool waitsForNight(u32 control) const;
     bool doLampsShine() const;
     Surroundings surroundings() const;
 
@@ -129,6 +131,7 @@ private:
     const ControlTable table_;
     const std::vector<services::ParameterState> rows_;  // with the first words
     const std::vector<Named> named_;
+    const std::vector<u32> byNight_;  // controls that are others by night
 
     mutable std::mutex mutex_;  // taken before a worker's; never held during a call of a device
     std::condition_variable changed_;
@@ -145,10 +148,11 @@ private:
     daynight::Engine engine_;
     std::optional<double> lux_;
     std::unique_ptr<daynight::LightTrace> trace_;  // set once; records on the watcher's thread
-    std::optional<Instant> firstSet_;
-    bool isNightKnown_ = false;  // until then nothing moves for it
-    bool areLampsOff_ = false;   // for a moment
-    bool isAsked_ = false;       // the thread is to look at once
+    bool isLightTried_ = false;
+    std::optional<Instant> nightSet_;  // the last set that concerned day and night; the first one always does
+    bool isNightKnown_ = false;        // until then nothing moves for it
+    bool areLampsOff_ = false;         // for a moment
+    bool isAsked_ = false;             // the thread is to look at once
     bool isEnding_ = false;
 
     std::array<Link, kParts> links_;

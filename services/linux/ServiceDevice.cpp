@@ -91,8 +91,9 @@ void Service::opened(Part part, const std::vector<Control>& controls)
 void Service::told(const std::map<u32, Report>& news)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    for (const auto& [control, report] : news)
+    for (const auto& [control, then] : news)
     {
+        const Report report = workers_[partOf(control)]->report(control);  // something may have been set since
         if (report.state == ControlState::lost && partOf(control) == kCamera)
         {
             isThere_ = false;
@@ -155,6 +156,10 @@ bool Service::hasOtherControls() const
 
 Standing Service::standingOf(u32 control) const
 {
+    if (nightSet_ && waitsForNight(control))
+    {
+        return Standing::waiting;
+    }
     const std::unique_ptr<DeviceWorker>& worker = workers_[partOf(control)];
     return worker ? devices::standingOf(worker->report(control)) : Standing::applied;
 }

@@ -32,6 +32,7 @@ void Service::watch()
             const std::optional<double> lux = devices_.light();
             lock.lock();
             lux_ = lux;
+            isLightTried_ = true;
         }
         const std::optional<daynight::Sample> seen = look();
         if (devices_.light && seen && trace_)
@@ -40,10 +41,9 @@ void Service::watch()
             trace_->record(*seen);
             lock.lock();
         }
-        const bool isSettling = firstSet_ && !isNightKnown_;
-        if (isSettling)
+        if (nightSet_ && !seen)
         {
-            changed_.wait_until(lock, *firstSet_ + looks_.settling, [this] { return isEnding_; });
+            changed_.wait_until(lock, *nightSet_ + looks_.settling, [this] { return isEnding_; });
         }
         else if (devices_.light || word(IA_CMD_DN_MODE) == services::kByTime)
         {
@@ -56,21 +56,29 @@ void Service::watch()
     }
 }
 
-// Nothing moves before what was saved is there: a filter that goes one way and back at each start wears out. Until then
-// a look says what would be decided, so that a camera whose schemes follow the light begins with the right one.
+bool Service::isSettled() const
+{
+    return nightSet_ && std::chrono::steady_clock::now() - *nightSet_ >= looks_.settling;
+}
+
+// A scheme's words come one after the other. Nothing moves before all of them are there: a filter that goes one way and
+// back at each start or switch wears out. Before the first of them a look says what would be decided, so that a camera
+// whose schemes follow the light begins with the right one.
 std::optional<daynight::Sample> Service::look()
 {
-    if (find(IA_CMD_DN_MODE) == nullptr)
+    if (find(IA_CMD_DN_MODE) == nullptr || (devices_.light && !isLightTried_))
     {
         return std::nullopt;
     }
     const std::shared_ptr<host::Clock> clock = host::clock();
     const daynight::Sample sample{clock->monotonic(), secondsOfDay(*clock), lux_, doLampsShine()};
     const daynight::Settings settings = daynight::settingsOf([this](u32 cmd) { return nightWord(cmd); });
-    const bool isSettled = firstSet_ && std::chrono::steady_clock::now() - *firstSet_ >= looks_.settling;
-    if (!isSettled)
+    if (!isSettled())
     {
-        words_[IA_CMD_DN_STATE] = daynight::Engine().look(sample, settings).night ? 1 : 0;
+        if (!isNightKnown_)
+        {
+            words_[IA_CMD_DN_STATE] = daynight::Engine().look(sample, settings).night ? 1 : 0;
+        }
         return std::nullopt;
     }
     const daynight::Decision decision = engine_.look(sample, settings);

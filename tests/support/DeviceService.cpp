@@ -9,6 +9,17 @@ namespace {
 class PluggedDevice : public support::FakeDevice
 {
 public:
+    PluggedDevice()
+    {
+        add({"privacy",
+             "Privacy",
+             services::Kind::choice,
+             {0, 1, 1, 0, {0, 1}},
+             {{0, "Off"}, {1, "On"}},
+             0,
+             services::Standing::applied});
+    }
+
     int set(const std::string& name, int value) override
     {
         if (name == "reset_pan" && value == 1)

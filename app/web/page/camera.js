@@ -1,5 +1,7 @@
 // The camera as the page knows it: one state for all pages, kept true by the camera's events.
 import { Problem, ask, get } from './api.js';
+import { asKeys, controlName, isDeviceControl, loadControls, sendControls } from './device-controls.js';
+import { InForce } from './in-force.js';
 import { Sender } from './sender.js';
 import { parametersIn, tabsIn } from './style-document.js';
 import * as texts from './texts.js';
@@ -36,21 +38,19 @@ import { Undo } from './undo.js';
  * @property {number} defaultScheme
  * @property {number} speed
  * @property {number} [lamps]
- * @property {{name: string, there: boolean, otherControls: boolean, standings: {key?: number, standing: string}[]}} [device]
+ * @property {{name: string, there: boolean, otherControls: boolean, standings: {key?: number, control?: string, standing: string}[]}} [device]
  *
  * @typedef {{scheme: number, key: number, name: string, value: number, saved: number}} Unsaved
  * @typedef {'connecting' | 'open' | 'lost' | 'login'} Connection
  */
 
-const kEvents = ['values', 'scheme', 'mode', 'night', 'saved', 'reset', 'trial', 'lens', 'world', 'log', 'state'];
+const kEvents = [
+    ...['values', 'scheme', 'mode', 'night', 'saved', 'reset', 'trial', 'lens', 'world', 'log', 'state'],
+    ...['controls', 'device', 'standings'], // of a real device
+];
 const kRetry = 1000; // milliseconds
 const kLook = 1000; // time and light are no events
 const kHold = 5000;
-
-/** The number of the last event in a revision or in an event's id. @param {string} text */
-function eventNumber(text) {
-    return Number(/-(\d+)/.exec(text)?.[1] ?? -1);
-}
 
 /**
  * Runs something once, a while after it was last asked for.
@@ -74,8 +74,6 @@ class Camera extends EventTarget {
     status = null;
     /** @type {Map<number, KeyRow>} */
     rows = new Map();
-    /** What is in force: of the scheme, or tried out. @type {Map<number, number>} */
-    values = new Map();
     /** @type {Unsaved[]} */
     unsaved = [];
     /** @type {import('./style-document.js').Tab[]} */
@@ -87,20 +85,14 @@ class Camera extends EventTarget {
     /** @type {EventSource | null} */
     #events = null;
     #attempt = 0;
-    #sender = new Sender(
-        (/** @type {Map<number, number>} */ changes) => this.#patch(changes),
-        (answer, keys) => this.#settle(answer, keys),
-        (error, changes) => this.#refused(error, changes),
-    );
+    #sender = this.#makeSender((changes) => this.#patch(changes));
+    #controlSender = this.#makeSender(sendControls);
+    #inForce = new InForce((key) => this.#sender.has(key) || this.#controlSender.has(key));
     #undo = new Undo();
     /** How often the unsaved values were asked for. */
     #asked = 0;
     /** How often the limits were asked for, and which answer is the one in force. */
     #limits = { asked: 0, taken: 0 };
-    /** By key, the number of the event up to which what is told about it is old. @type {Map<number, number>} */
-    #newest = new Map();
-    /** Told of keys whose own change was on its way. @type {{key: number, value: number, number: number}[]} */
-    #heldUp = [];
     #reloadUnsaved = later(() => void this.#quietly(() => this.loadUnsaved()), 150);
     #reloadLimits = later(() => void this.#quietly(() => this.#loadLimits()), 300);
 
@@ -119,6 +111,20 @@ class Camera extends EventTarget {
                 void this.connect();
             }
         });
+    }
+
+    /** What is in force: of the scheme, or tried out. */
+    get values() {
+        return this.#inForce.values;
+    }
+
+    /** @param {(changes: Map<number, number>) => Promise<{body: any, revision: string}>} send */
+    #makeSender(send) {
+        return new Sender(
+            send,
+            (answer, keys) => this.#settle(answer, keys),
+            (error, changes) => this.#refused(error, changes),
+        );
     }
 
     /** @param {string} name @param {any} [detail] */
@@ -200,9 +206,7 @@ class Camera extends EventTarget {
         // Everything is read behind the beginning of the events: nothing is missed between.
         events.onopen = () => void this.#loadAll(events);
         for (const name of kEvents) {
-            events.addEventListener(name, (event) =>
-                this.#happened(name, JSON.parse(event.data), eventNumber(event.lastEventId)),
-            );
+            events.addEventListener(name, (event) => this.#happened(name, JSON.parse(event.data), event.lastEventId));
         }
     }
 
@@ -210,14 +214,11 @@ class Camera extends EventTarget {
     async #loadAll(events) {
         try {
             this.#sender.drop();
-            this.#newest.clear();
-            this.#heldUp = [];
-            const [status] = await Promise.all([
-                get('/api/status'),
-                texts.load(),
-                this.#loadLimits(),
-                this.loadUnsaved(),
-            ]);
+            this.#controlSender.drop();
+            this.#inForce.forgetEvents();
+            /** @type {Promise<Status>} */
+            const asked = get('/api/status');
+            const [status] = await Promise.all([asked, texts.load(), this.#loadLimits(asked), this.loadUnsaved()]);
             if (events === this.#events) {
                 if (this.status?.scheme !== status.scheme) {
                     this.#undo.clear();
@@ -250,29 +251,26 @@ class Camera extends EventTarget {
         }
     }
 
-    async #loadLimits() {
+    /** @param {Promise<Status | null>} status */
+    async #loadLimits(status = Promise.resolve(this.status)) {
         const mine = ++this.#limits.asked;
         const { own } = this.trials;
-        const [parameters, style, trials] = await Promise.all([
+        const [parameters, style, trials, controls] = await Promise.all([
             ask('GET', '/api/parameters'),
             get('/api/style'),
             get('/api/trials'),
+            status.then((known) => loadControls(known?.device !== undefined)),
         ]);
         if (mine < this.#limits.taken) {
             return;
         }
         this.#limits.taken = mine;
-        const tabs = tabsIn(style);
+        const tabs = [...tabsIn(style), ...controls.tabs];
         const shape = (/** @type {any} */ value) => JSON.stringify(value);
         const isOther = shape(tabs) !== shape(this.tabs);
-        // An event may have told more meanwhile: a revision is from before what was read.
-        const asOf = eventNumber(parameters.revision);
         this.rows = new Map(parameters.body.keys.map((/** @type {KeyRow} */ row) => [row.key, row]));
-        for (const row of this.rows.values()) {
-            if (row.value !== undefined && !this.#sender.has(row.key) && asOf >= (this.#newest.get(row.key) ?? -1)) {
-                this.values.set(row.key, row.value);
-            }
-        }
+        this.#inForce.read(parameters.body.keys, parameters.revision);
+        this.#inForce.read(controls.rows, controls.revision);
         this.trials.forgetOthers();
         for (const trial of trials.trials) {
             this.#takeTrial(trial);
@@ -289,9 +287,9 @@ class Camera extends EventTarget {
 
     async loadUnsaved() {
         const mine = ++this.#asked;
-        const { values } = await get('/api/unsaved');
+        const { values, controls = [] } = await get('/api/unsaved');
         if (mine === this.#asked) {
-            this.unsaved = values;
+            this.unsaved = [...values, ...asKeys(controls)];
             this.#tell('unsaved');
         }
     }
@@ -316,12 +314,22 @@ class Camera extends EventTarget {
 
     // ---- what happens ----------------------------------------------------------------------------------------------
 
-    /** @param {string} name @param {any} data @param {number} number */
-    #happened(name, data, number) {
+    /** @param {string} name @param {any} told @param {string} id of the event */
+    #happened(name, told, id) {
+        const data = told.controls ? { ...told, values: asKeys(told.controls) } : told;
         this.history = [{ time: new Date(), text: name, data }, ...this.history].slice(0, 200);
         switch (name) {
             case 'values':
-                this.#takeValues(data.values, number);
+                this.#changed(this.#inForce.told(data.values, id));
+                break;
+            case 'controls':
+                if (data.scheme === this.status?.scheme) {
+                    this.#changed(this.#inForce.told(data.values, id));
+                }
+                break;
+            case 'device':
+            case 'standings':
+                void this.#look();
                 break;
             case 'trial':
                 this.#trialHappened(data);
@@ -330,7 +338,7 @@ class Camera extends EventTarget {
                 this.#tell('log', data.line);
                 break;
             case 'lens':
-                this.#takeValues(data.values, number);
+                this.#changed(this.#inForce.told(data.values, id));
                 this.#tell('lens', data);
                 break;
             case 'world':
@@ -343,38 +351,11 @@ class Camera extends EventTarget {
                 this.#reloadLimits();
                 void this.#look();
         }
-        if (!['lens', 'log', 'world'].includes(name)) {
+        if (!['lens', 'log', 'world', 'device', 'standings'].includes(name)) {
             this.#reloadUnsaved();
             this.#tell('schemes');
         }
         this.#tell('happened');
-    }
-
-    /** @param {{key: number, value: number}[]} values @param {number} number */
-    #takeValues(values, number) {
-        const changed = new Set();
-        for (const { key, value } of values) {
-            if (number <= (this.#newest.get(key) ?? -1)) {
-                continue;
-            }
-            if (this.#sender.has(key)) {
-                this.#heldUp.push({ key, value, number });
-                continue;
-            }
-            this.#newest.set(key, number);
-            if (this.values.get(key) !== value) {
-                this.values.set(key, value);
-                changed.add(key);
-            }
-        }
-        this.#changed(changed);
-    }
-
-    /** What was told before the answer, and is newer. */
-    #catchUp() {
-        for (const { key, value, number } of this.#heldUp.splice(0)) {
-            this.#takeValues([{ key, value }], number);
-        }
     }
 
     /** @param {Set<number>} keys */
@@ -390,11 +371,7 @@ class Camera extends EventTarget {
 
     /** @param {{trial: number, values: {key: number, value: number}[]}} trial */
     #takeTrial(trial) {
-        for (const { key, value } of trial.values) {
-            if (!this.#sender.has(key)) {
-                this.values.set(key, value);
-            }
-        }
+        this.#inForce.tried(trial.values);
         this.trials.heardOf(trial);
     }
 
@@ -427,7 +404,7 @@ class Camera extends EventTarget {
 
     /**
      * Shows the values at once, and sends them soon: at most ten times a second, the last ones always.
-     * @param {Map<number, number>} values
+     * @param {Map<number, number>} values of keys, or of the device's own controls
      * @param {boolean} [canBeUndone]
      */
     change(values, canBeUndone = true) {
@@ -436,10 +413,14 @@ class Camera extends EventTarget {
             steps.push({ key, before: this.values.get(key) ?? value, after: value });
             this.values.set(key, value);
         }
-        this.#sender.put(values);
-        if (canBeUndone && !this.trials.isOn) {
+        const areControls = [...values.keys()].some(isDeviceControl);
+        (areControls ? this.#controlSender : this.#sender).put(values);
+        if (canBeUndone && (areControls || !this.trials.isOn)) {
             this.#undo.remember(steps);
             this.#tell('undo');
+        }
+        if (areControls && this.trials.isOn) {
+            this.#tell('notice', { text: texts.t('control_not_tried') });
         }
         this.#tell('values', new Set(values.keys()));
     }
@@ -453,22 +434,14 @@ class Camera extends EventTarget {
 
     /** @param {import('./api.js').Answer} answer @param {number[]} keys */
     #settle({ body, revision }, keys) {
-        for (const key of keys) {
-            this.#newest.set(key, eventNumber(revision));
-        }
-        /** @type {Set<number>} */
-        const changed = new Set(keys);
         for (const { key, asked, value } of body.values) {
             if (value !== undefined) {
                 this.#undo.correct({ key, asked, value });
             }
-            if (value !== undefined && !this.#sender.has(key)) {
-                this.values.set(key, value);
-                changed.add(key);
-            }
         }
-        this.#changed(changed);
-        this.#catchUp();
+        this.#inForce.answered(keys, body.values, revision);
+        this.#changed(new Set([...keys, ...body.values.map((/** @type {any} */ { key }) => key)]));
+        this.#changed(this.#inForce.catchUp());
         if (body.values.some((/** @type {any} */ value) => ['corrected', 'heldBack'].includes(value.outcome))) {
             this.#tell('notice', { text: texts.t('value_corrected') });
         }
@@ -481,7 +454,7 @@ class Camera extends EventTarget {
     /** @param {unknown} error @param {Map<number, number>} changes */
     #refused(error, changes) {
         this.noticeFailure(error);
-        this.#catchUp();
+        this.#changed(this.#inForce.catchUp());
         if (error instanceof Problem && error.status !== 0) {
             if (error.code === 'no-trial') {
                 this.trials.own = null;
@@ -496,7 +469,7 @@ class Camera extends EventTarget {
 
     /** Settles when every change is answered. */
     idle() {
-        return this.#sender.idle();
+        return Promise.all([this.#sender.idle(), this.#controlSender.idle()]);
     }
 
     /**
@@ -505,7 +478,16 @@ class Camera extends EventTarget {
      * @param {number} value
      */
     async press(key, value) {
-        await ask('PATCH', '/api/parameters?keep=false', { [key]: value });
+        await (isDeviceControl(key)
+            ? sendControls(new Map([[key, value]]))
+            : ask('PATCH', '/api/parameters?keep=false', { [key]: value }));
+    }
+
+    /** What the scheme holds of it goes to the sensor once more. @param {number} key */
+    async sendAgain(key) {
+        await (isDeviceControl(key)
+            ? sendControls(new Map([[key, this.values.get(key) ?? 0]]))
+            : ask('POST', `/api/parameters/${key}/restore`));
     }
 
     // ---- undo ------------------------------------------------------------------------------------------------------
@@ -578,7 +560,10 @@ class Camera extends EventTarget {
 
     /** How it stands with a real device; '' when it is applied. @param {number} key */
     standingOf(key) {
-        return this.status?.device?.standings.find((row) => row.key === key)?.standing ?? '';
+        const control = controlName(key);
+        const isIt = (/** @type {{key?: number, control?: string}} */ row) =>
+            control ? row.control === control : row.key === key;
+        return this.status?.device?.standings.find(isIt)?.standing ?? '';
     }
 
     /** @param {number} key */

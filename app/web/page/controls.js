@@ -46,7 +46,7 @@ export function keyMenu(control) {
             {
                 text: t('send_again'),
                 disabled: isLocked,
-                run: () => ask('POST', `/api/parameters/${control.key}/restore`),
+                run: () => camera.sendAgain(control.key),
             },
             { text: t('explain'), run: async () => (await import('./explain.js')).explainKey(control) },
         ];

@@ -1,6 +1,7 @@
 // Why a parameter is what it is, and what is not saved.
 import { get } from './api.js';
 import { camera } from './camera.js';
+import { controlName, explainControl, isDeviceControl } from './device-controls.js';
 import { h } from './dom.js';
 import { nameOf, schemeName, valueText } from './names.js';
 import { parametersIn } from './style-document.js';
@@ -9,7 +10,9 @@ import { askInDialog } from './ui.js';
 
 /** Where the value comes from, and what else there is. @param {import('./style-document.js').Control} control */
 export async function explainKey(control) {
-    const known = await get(`/api/parameters/${control.key}`);
+    const { key } = control;
+    const isOwn = isDeviceControl(key);
+    const known = await (isOwn ? explainControl(key) : get(`/api/parameters/${key}`));
     /** @type {[string, number | undefined][]} */
     const rows = [
         ['value_now', known.value],
@@ -20,7 +23,7 @@ export async function explainKey(control) {
     await askInDialog({
         title: nameOf(control),
         content: [
-            h('p', { class: 'quiet' }, `${known.name} · ${known.key}`),
+            h('p', { class: 'quiet' }, isOwn ? controlName(key) : `${known.name} · ${key}`),
             h(
                 'table',
                 {},

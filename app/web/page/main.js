@@ -19,7 +19,7 @@ const kPages = [
 ];
 
 const banner = h('div', { class: 'banner', role: 'alert', hidden: true });
-const deviceBanner = h('div', { class: 'banner', role: 'alert', hidden: true });
+const deviceBanner = h('div', { class: 'banner away', role: 'alert', hidden: true });
 const header = h('header', { class: 'top' });
 const navigation = h('nav', { class: 'pages' });
 const main = h('main', { id: 'main', tabindex: '-1' });
@@ -300,7 +300,8 @@ camera.addEventListener('connection', () => {
 function refreshDevice() {
     const isLost = camera.connection === 'open' && camera.status?.device?.there === false;
     if (deviceBanner.hidden === isLost) {
-        refill(deviceBanner, icon('offline'), h('strong', {}, t('device_lost')), h('span', {}, t('device_lost_note')));
+        const text = h('span', {}, h('strong', {}, t('device_lost')), ' ', t('device_lost_note'));
+        refill(deviceBanner, icon('offline'), text);
         deviceBanner.hidden = !isLost;
     }
 }

@@ -1,6 +1,7 @@
 // The values of two schemes side by side, whichever is in force.
 import { ask, get } from './api.js';
 import { camera } from './camera.js';
+import { controlsOfScheme, isDeviceControl, storeControls } from './device-controls.js';
 import { h, icon, refill } from './dom.js';
 import { nameOf, schemeName, valueText } from './names.js';
 import { parametersIn } from './style-document.js';
@@ -13,20 +14,28 @@ import { action, notify, notifyProblem } from './ui.js';
  * @returns {Promise<Map<number, number>>}
  */
 async function valuesOf(scheme) {
-    const { values } = await get(`/api/schemes/${scheme}`);
+    const [{ values }, controls] = await Promise.all([
+        get(`/api/schemes/${scheme}`),
+        camera.status?.device ? controlsOfScheme(scheme) : [],
+    ]);
     const rows = values.filter((/** @type {any} */ value) => {
         const row = camera.rows.get(value.key);
         return row && !row.onlyStored && row.allowed && row.allowed.kind !== 'action';
     });
-    return new Map(rows.map((/** @type {any} */ value) => [value.key, value.value]));
+    return new Map([...rows.map((/** @type {any} */ value) => [value.key, value.value]), ...controls]);
 }
 
 /** How many values the other did not have. @param {number} from @param {number} to */
 export async function copyValues(from, to) {
     const [source, target] = await Promise.all([valuesOf(from), valuesOf(to)]);
     const other = [...source].filter(([key, value]) => target.has(key) && target.get(key) !== value);
-    if (other.length > 0) {
-        await ask('PUT', `/api/schemes/${to}`, Object.fromEntries(other));
+    const keys = other.filter(([key]) => !isDeviceControl(key));
+    const controls = other.filter(([key]) => isDeviceControl(key));
+    if (keys.length > 0) {
+        await ask('PUT', `/api/schemes/${to}`, Object.fromEntries(keys));
+    }
+    if (controls.length > 0) {
+        await storeControls(to, new Map(controls));
     }
     return other.length;
 }

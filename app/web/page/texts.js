@@ -83,11 +83,12 @@ export function t(id, ...values) {
 }
 
 /**
- * A text of the style documents: of a page, a group, a parameter or a choice.
+ * A text of the style documents: of a page, a group, a parameter or a choice. Those of the device's own controls are
+ * the interface's.
  * @param {string} id
  */
 export function styleText(id) {
-    return styled.get(id) ?? id;
+    return styled.get(id) ?? t(id);
 }
 
 /** @param {string} unit "percent" */

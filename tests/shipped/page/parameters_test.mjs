@@ -182,3 +182,19 @@ test('a refused change says why, and shows what is in force', async () => {
     await until(async () => (await page.getByRole('slider', { name: 'Brightness' }).inputValue()) === '50');
     await close(page);
 });
+
+test('of controls that only a real device has there is nothing', async () => {
+    const page = await open(browser, `${camera.url}/#parameters/device`);
+    await page.getByRole('slider', { name: 'Brightness' }).waitFor();
+    await camera.ask('PATCH', '/api/parameters', { contrast: 72 });
+    await until(async () => (await page.getByRole('slider', { name: 'Contrast' }).inputValue()) === '72');
+    assert.strictEqual(await page.getByRole('tab', { name: 'Device' }).count(), 0);
+    await page.goto(`${camera.url}/#schemes`);
+    await page.locator('sc-scheme-compare table').waitFor();
+    const paths = page.requests.map((request) => new URL(request.url()).pathname);
+    assert.deepStrictEqual(
+        paths.filter((where) => where.endsWith('/controls') || where === '/api/device'),
+        [],
+    );
+    await close(page);
+});

@@ -71,9 +71,9 @@ said() {
     grep -qxF "$2" "/tmp/$1.log"
 }
 
-# look NODE WIDTH HEIGHT CONTROL=VALUE[,...]: sets the controls and takes five pictures, of which the last counts.
+# look NODE WIDTH HEIGHT [CONTROL=VALUE[,...]]: sets the controls and takes five pictures, of which the last counts.
 look() {
-    v4l2-ctl -d "$1" -c "$4"
+    [ $# -lt 4 ] || v4l2-ctl -d "$1" -c "$4"
     v4l2-ctl -d "$1" --stream-mmap --stream-count=5 --stream-to=/tmp/pictures >/dev/null 2>&1 || fail "no pictures of $1"
     vm-picture "$2" "$3" </tmp/pictures >/tmp/looks
     expect 5 "$(wc -l </tmp/looks)"
@@ -99,4 +99,84 @@ plug_in() {
     start "$1" vm-camera "/cameras/$1"
     wait_for node_of "$2"
     node=$(node_of "$2")
+}
+
+# A file tree for one camera's sensorcam, as a service manager makes it, with the state folder $tree/state; in_tree runs
+# programs there, each with mounts of its own.
+tree=/camera
+make_tree() {
+    local folder
+    rm -rf $tree
+    mkdir -p $tree/proc $tree/sys $tree/dev $tree/state/tmp $tree/tmp
+    for folder in bin etc lib lib64 root run usr work; do
+        [ -d /$folder ] && mkdir -p $tree/$folder
+    done
+    ln -s /state/current/mnt $tree/mnt
+    ln -s /state/current/hd1 $tree/hd1
+}
+
+# in_tree PROGRAM ARGUMENT...
+in_tree() {
+    # shellcheck disable=SC2016
+    unshare -m sh -c '
+        for folder in "$0"/*; do
+            name=${folder#"$0/"}
+            case $name in
+            mnt | hd1 | state) ;;
+            tmp) mount --bind "$0/state/tmp" "$folder" ;;
+            *) mount --rbind "/$name" "$folder" ;;
+            esac
+        done
+        exec chroot "$0" "$@"' $tree "$@"
+}
+
+# start_camera ARGUMENT...: sensorcam with these, in that tree, where ask finds it.
+start_camera() {
+    start sensorcam shell_of_camera "$@"
+    camera=$!
+    wait_for test -e /tmp/sensorcam.log
+    ask get brightness
+}
+shell_of_camera() {
+    in_tree sensorcam --in-place --json "$@" shell 2>/tmp/sensorcam.notices
+}
+
+end_camera() {
+    tell sensorcam quit --discard
+    wait "$camera"
+}
+
+# ask COMMAND: sensorcam runs it; its answer, JSON in a line, is in $answer. Fails with the command.
+ask() {
+    local before
+    before=$(wc -l </tmp/sensorcam.log)
+    tell sensorcam "$@"
+    wait_for answered "$before"
+    answer=$(tail -n +$((before + 1)) /tmp/sensorcam.log | head -n 1)
+    echo "$*: $answer"
+    case $answer in *'"ok":true'*) ;; *) return 1 ;; esac
+}
+answered() {
+    [ "$(wc -l </tmp/sensorcam.log)" -gt "$1" ]
+}
+
+# has KEY VALUE: does sensorcam say that?
+has() {
+    ask get "$1"
+    case $answer in *'"value":'"$2}"*) ;; *) return 1 ;; esac
+}
+
+# stands KEY STANDING: does sensorcam say that of the key? '' for a key that is applied
+stands() {
+    ask device
+    case $answer in
+    *'"KEY_'"$1"'","standing":"'"$2"'"'*) ;;
+    *'"KEY_'"$1"'"'*) return 1 ;;
+    *) [ -z "$2" ] ;;
+    esac
+}
+
+# holds CONTROL VALUE: does the camera, which calls itself Webcam, hold that?
+holds() {
+    [ "$(value_of "$(node_of Webcam)" "$1")" = "$2" ]
 }

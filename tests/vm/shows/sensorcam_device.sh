@@ -1,37 +1,13 @@
 # sensorcam on a USB camera, in a tree as a service manager makes it: what is set arrives at the device, outlives a restart
 # and the device's absence, and is put back when another program has changed it.
 
-camera=/camera
-mkdir -p $camera/proc $camera/sys $camera/dev $camera/state/tmp $camera/tmp
-for folder in bin etc lib lib64 root run usr work; do
-    [ -d /$folder ] && mkdir -p $camera/$folder
-done
-ln -s /state/current/mnt $camera/mnt
-ln -s /state/current/hd1 $camera/hd1
-
-# in_tree ARGUMENT...: sensorcam there. Each has mounts of its own.
-in_tree() {
-    # shellcheck disable=SC2016
-    unshare -m sh -c '
-        for folder in /camera/*; do
-            name=${folder#/camera/}
-            case $name in
-            mnt | hd1 | state) ;;
-            tmp) mount --bind /camera/state/tmp /camera/tmp ;;
-            *) mount --rbind "/$name" "$folder" ;;
-            esac
-        done
-        exec chroot /camera sensorcam --in-place "$@"' sh "$@"
-}
+make_tree
 # run COMMAND...: at the camera that runs.
 run() {
-    in_tree exec "$@"
+    in_tree sensorcam --in-place exec "$@"
 }
 runs() {
     run 'get brightness' >/tmp/answer
-}
-holds() {
-    [ "$(value_of "$(node_of Webcam)" "$1")" = "$2" ]
 }
 
 plug_in webcam Webcam
@@ -43,17 +19,23 @@ identity=$(sensorcam devices --identity "$node")
 expect 1d6b-0105-0001 "$identity"
 expect '{"ok":true,"identity":"1d6b-0105-0001"}' "$(sensorcam --json devices --identity "$node")"
 
-in_tree --device "$node" exec 'set brightness=80' save 'get contrast' >/tmp/answer
+in_tree sensorcam --in-place --device "$node" exec 'set brightness=80' save 'get contrast' >/tmp/answer
 cat /tmp/answer
-expect 'device' "$(cat $camera/state/model)"
-expect_line "^camera = $identity$" $camera/state/board
-expect generations/1 "$(readlink $camera/state/current)"
+expect 'device' "$(cat $tree/state/model)"
+expect_line "^camera = $identity$" $tree/state/board
+expect generations/1 "$(readlink $tree/state/current)"
 expect 38 "$(value_of "$node" brightness)"
 
 # The daemon knows its device from the state folder.
-in_tree daemon >/tmp/daemon.log 2>&1 &
+vm-notify /root/notify >/tmp/notify.log &
+wait_for test -S /root/notify
+v4l2-ctl -d "$node" -c brightness=0
+in_tree env NOTIFY_SOCKET=/root/notify sensorcam --in-place daemon >/tmp/daemon.log 2>&1 &
 daemon=$!
-wait_for test -S $camera/state/shell.socket
+wait_for said notify READY=1
+expect 38 "$(value_of "$node" brightness)" # ready means applied
+expect_line '^STATUS=everything is applied$' /tmp/notify.log
+wait_for test -S $tree/state/shell.socket
 wait_for runs
 expect_line 'KEY_BRIGHTNESS = 80' /tmp/answer
 grep -E '^(Vm|Rss|voluntary)' /proc/"$(pidof sensorcam)"/status
@@ -86,8 +68,10 @@ own=$(awk '/^Anonymous/ { print $2 }' "$process/smaps_rollup")
 echo "memory of its own: $own KiB"
 expect_between 0 8192 "$own"
 kill "$(pidof sensorcam)"
-wait "$daemon" || true
+status=0
+wait "$daemon" || status=$?
 cat /tmp/daemon.log
+expect 143 "$status"
 v4l2-ctl -d "$(node_of Webcam)" -c brightness=0
-in_tree exec 'get brightness' >/tmp/answer
+in_tree sensorcam --in-place exec 'get brightness' >/tmp/answer
 expect_line 'KEY_BRIGHTNESS = 90' /tmp/answer

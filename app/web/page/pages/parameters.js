@@ -1,6 +1,7 @@
 // All parameters: a tab for each of the style document's, and a search over all keys.
 import { camera } from '../camera.js';
 import { controlElement, groupElement, keepingFocus } from '../controls.js';
+import { controlName } from '../device-controls.js';
 import { h, icon, refill } from '../dom.js';
 import { nameOf } from '../names.js';
 import { pictureElement } from '../picture.js';
@@ -119,13 +120,13 @@ class ParametersPage extends Page {
     /** By name, by page, by the key's name and by its number. @param {string} words */
     #find(words) {
         const found = parametersIn(camera.tabs).filter(({ tab, group, control, parent }) => {
-            const name = camera.rows.get(control.key)?.name ?? '';
+            const own = controlName(control.key);
+            const names = own ? [own] : [camera.rows.get(control.key)?.name ?? '', String(control.key)];
             const texts = [
                 nameOf(parent ?? control),
                 styleText(tab.text),
                 styleText(group.text),
-                name,
-                String(control.key),
+                ...names,
                 ...control.choices.map(nameOf),
             ];
             return words.split(/\s+/).every((word) => texts.some((text) => text.toLowerCase().includes(word)));

@@ -81,7 +81,10 @@ protected:
         devices.camera = [this] { return camera.open(); };
         devices.lamps = [this] { return lamps.open(); };
         devices.filter = [this] { return filter.open(); };
-        devices.light = [this]() -> std::optional<double> { return lux.load(); };
+        devices.light = [this]() -> std::optional<double> {
+            comes([this] { return !lightIsSlow; });
+            return lux.load();
+        };
         service = std::make_unique<devices::Service>(description(), board, source, devices, patience,
                                                      devices::LookTimes{std::chrono::milliseconds(1), settling});
     }
@@ -122,6 +125,7 @@ protected:
     Script lamps{lampControls()};
     Script filter{{yesNo(devices::kFilter, true)}};
     std::atomic<double> lux{300};
+    std::atomic<bool> lightIsSlow{false};  // it is being measured
     ScriptedSource source;
     devices::Patience patience = quick();
     std::chrono::milliseconds settling{0};

@@ -265,7 +265,7 @@ TEST(DeviceDocuments, NameConditionsThatTheDeviceCanFulfil)
 
 TEST(DeviceDocuments, TakeTimesTogether)
 {
-    const std::string& style = documentsFor(board(), lit(false)).files.at(kStyle);
+    const std::string style = documentsFor(board(), lit(false)).files.at(kStyle);
     EXPECT_NE(style.find("            <time text=\"day_to_night_at\" when=\"144=3\">\n"), std::string::npos);
     std::size_t opened = 0;
     std::size_t closed = 0;

@@ -84,6 +84,53 @@ TEST_F(LinuxNight, DecidesBeforeAnythingMoves)
     EXPECT_EQ((std::vector<std::int64_t>{0}), moves());
 }
 
+TEST_F(LinuxNight, MovesNothingBetweenTheWordsOfAScheme)
+{
+    settling = std::chrono::milliseconds(1000);
+    start();
+    EXPECT_EQ(0, set(IA_CMD_DN_MODE, 1));
+    ASSERT_TRUE(filter.waitFor({devices::kFilter, 1}));
+    // By the times of before it would be night for a moment.
+    const std::tm now = host::clock()->localTime();
+    dn_time_st times{};
+    times.n2d_hour = times.d2n_hour = static_cast<u32>(now.tm_hour);
+    times.d2n_min = 0;
+    times.n2d_min = 59;
+    EXPECT_EQ(0, service->call(IA_CMD_DTN_H, IA_CMD_OPT_SET, &times));
+    EXPECT_EQ(0, set(IA_CMD_DN_MODE, 3));
+    times = {};
+    EXPECT_EQ(0, service->call(IA_CMD_DTN_H, IA_CMD_OPT_SET, &times));  // no night at all
+    EXPECT_EQ(0, set(IA_CMD_IR_SWITCH, 1));
+    ASSERT_TRUE(support::comes([this] { return standing(IA_CMD_IR_SWITCH) == services::Standing::applied; }));
+    EXPECT_EQ(0, set(IA_CMD_DN_MODE, 2));
+    ASSERT_TRUE(filter.waitFor({devices::kFilter, 0}));
+    EXPECT_EQ((std::vector<std::int64_t>{1, 0}), moves());
+}
+
+TEST_F(LinuxNight, TakesNoLightYetForNoLightAtAll)
+{
+    lightIsSlow = true;
+    lux = 300;
+    start();
+    EXPECT_EQ(0, set(IA_CMD_DELAY, 0));
+    EXPECT_EQ(0, get(IA_CMD_DN_STATE));
+    EXPECT_EQ(services::Standing::waiting, standing(IA_CMD_SATURATION));
+    lightIsSlow = false;
+    ASSERT_TRUE(filter.waitFor({devices::kFilter, 1}));
+    EXPECT_EQ((std::vector<std::int64_t>{1}), moves());
+}
+
+TEST_F(LinuxNight, IsNotAppliedBeforeItIsDecided)
+{
+    lightIsSlow = true;
+    start();
+    EXPECT_EQ(services::Standing::applied, standing(IA_CMD_IR_AUTO_STRG_NEAR));
+    EXPECT_EQ(0, set(IA_CMD_IR_AUTO_STRG_NEAR, 50));
+    EXPECT_EQ(services::Standing::waiting, standing(IA_CMD_IR_AUTO_STRG_NEAR));
+    lightIsSlow = false;
+    ASSERT_TRUE(becomes(IA_CMD_IR_AUTO_STRG_NEAR, services::Standing::applied));
+}
+
 TEST_F(LinuxNight, FollowsTheModeThatIsSet)
 {
     start();

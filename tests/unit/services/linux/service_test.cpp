@@ -317,6 +317,20 @@ TEST_F(LinuxService, TakesOverWhatAnotherProgramSetsWhereItShall)
     EXPECT_EQ(1u, timesSent(V4L2_CID_BRIGHTNESS));
 }
 
+TEST_F(LinuxService, WhatIsSetAfterwardsIsNotTakenOver)
+{
+    devices::Board board = nightBoard();
+    board.others = devices::Others::takeOver;
+    start(board);
+    EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 100));
+    ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
+    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_BRIGHTNESS, 0, {}});
+    EXPECT_TRUE(support::comes([this] { return get(IA_CMD_BRIGHTNESS) == 50; }));
+    EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 70));
+    EXPECT_TRUE(service->takenOver().empty());
+    EXPECT_EQ(70, get(IA_CMD_BRIGHTNESS));
+}
+
 TEST_F(LinuxService, NoticesThatTheDeviceHasOtherControlsNow)
 {
     std::vector<devices::Control> fewer = cameraControls();
