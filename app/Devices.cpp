@@ -31,6 +31,7 @@ using devices::CameraNode;
 using services::Standing;
 
 constexpr char kBoardFile[] = "/board";
+constexpr char kLightFile[] = "/light";
 constexpr std::size_t kBoardMax = 64 * 1024;
 
 constexpr auto kReadyLimit = std::chrono::seconds(10);
@@ -42,8 +43,20 @@ std::string folderOf(const std::string& identity)
     return defaultStateFolder("devices/" + identity);
 }
 
+std::optional<Board> rememberedBoard(const std::string& stateFolder)
+{
+    const std::optional<std::string> text = camera::readFile(stateFolder + kBoardFile, kBoardMax);
+    return text ? std::make_optional(devices::parseBoard(*text)) : std::nullopt;
+}
+
+bool isRemembered(const std::string& identity, const std::string& stateFolder)
+{
+    const std::optional<Board> board = rememberedBoard(stateFolder);
+    return board && board->camera == identity;
+}
+
 // The identity of what somebody calls so. One that is not plugged in is known by its folder.
-std::string identityOf(const std::string& name)
+std::string identityOf(const std::string& name, const std::string& stateFolder)
 {
     try
     {
@@ -52,7 +65,7 @@ std::string identityOf(const std::string& name)
     catch (const std::runtime_error&)
     {
         const bool isPlainName = name.find('/') == std::string::npos && name[0] != '.';
-        if (isPlainName && std::filesystem::is_directory(folderOf(name)))
+        if (isPlainName && (isRemembered(name, stateFolder) || isRemembered(name, folderOf(name))))
         {
             return name;
         }
@@ -148,7 +161,7 @@ DeviceCamera::DeviceCamera(const std::optional<DeviceOptions>& named, const std:
     }
     if (named_)
     {
-        written_.camera = identityOf(written_.camera);
+        written_.camera = identityOf(written_.camera, stateFolder_);
     }
     if (stateFolder_.empty())
     {
@@ -158,12 +171,12 @@ DeviceCamera::DeviceCamera(const std::optional<DeviceOptions>& named, const std:
 
 Board DeviceCamera::boardFor(const StateFolder& state) const
 {
-    const std::optional<std::string> remembered = camera::readFile(state.path() + kBoardFile, kBoardMax);
+    const std::optional<Board> remembered = rememberedBoard(state.path());
     if (!remembered && !named_)
     {
         throw Failure(state.path() + " holds no device's camera yet; name the device with --device or --board");
     }
-    Board board = remembered ? devices::parseBoard(*remembered) : written_;
+    Board board = remembered.value_or(written_);
     if (!named_)
     {
         return board;
@@ -253,8 +266,12 @@ DeviceService deviceService(const std::string& stateFolder, std::unique_ptr<devi
     }
     const Board board = devices::parseBoard(camera::readExistingFile(stateFolder + kBoardFile, kBoardMax));
     static OverheardDevices* const overheard = new OverheardDevices(std::move(source));
-    static services::Journal* const journal =
-        new services::Journal(*new devices::Service(generation->description, board, *overheard));
+    static devices::Service* const service = new devices::Service(generation->description, board, *overheard);
+    static services::Journal* const journal = new services::Journal(*service);
+    if (!board.light.empty())
+    {
+        service->recordLight(stateFolder + kLightFile);
+    }
     services::setServiceInForce(journal);
     return {*journal, *overheard};
 }

@@ -50,8 +50,8 @@ constexpr char kFooter[] =
     "Nothing outside of it is touched. Delete the folder and the camera is new.\n"
     "\n"
     "Exit status: 0 success, 1 a command failed, its answer could not be written, or the camera went down, 2 wrong\n"
-    "usage, 3 the camera could not be started, or has to be started again, 128+n ended by signal n. 141 (SIGPIPE):\n"
-    "whoever read the answers has gone.\n";
+    "usage, 3 the camera could not be started, or has to be started again, 128+n ended by signal n; but 0 of a daemon\n"
+    "after SIGTERM or SIGINT. 141 (SIGPIPE): whoever read the answers has gone.\n";
 
 std::string checkSpeed(const std::string& text)
 {

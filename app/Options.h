@@ -10,7 +10,7 @@
 // What the command line asks for. Host thread only.
 namespace app {
 
-// Exit statuses of sensorcam; 128 + n when signal n ended it.
+// Exit statuses of sensorcam; 128 + n when signal n ended it, but kExitOk of a daemon that SIGTERM or SIGINT ended.
 enum ExitStatus
 {
     kExitOk = 0,

@@ -137,7 +137,9 @@ int runAtTerminal(const Options& options, bool endsCamera,
     });
     const int status = loop.runBeside(work.run);
     signals.takeIn();
-    return signals.received() != 0 ? 128 + signals.received() : terminal.answers().status(status);
+    const int signal = signals.received();
+    const bool isDaemonsEnd = options.isDaemon && (signal == SIGTERM || signal == SIGINT);  // it has no other one
+    return signal != 0 && !isDaemonsEnd ? 128 + signal : terminal.answers().status(status);
 }
 
 // Until whoever started the camera, at the terminal, lets it end.

@@ -44,6 +44,15 @@ std::string firstLineOf(const std::string& text)
     return text.substr(0, text.find('\n'));
 }
 
+// How root comes into another user's folder: as that user, who may have made links there. A number has no such way.
+std::string wayOf(uid_t owner, const std::string& path)
+{
+    const passwd* const entry = getpwuid(owner);
+    const std::string name = entry == nullptr ? "" : entry->pw_name;
+    return name.empty() ? ""
+                        : ", " + name + "; root can be that one: runuser -u " + name + " -- sensorcam --state " + path;
+}
+
 // What a lock file says, which is no longer than a number.
 std::string holderOf(int lock)
 {
@@ -100,7 +109,7 @@ void StateFolder::requireSafe() const
     }
     if (facts.st_uid != 0 && facts.st_uid != geteuid())
     {
-        throw Failure("the state folder " + path_ + " belongs to another user");
+        throw Failure("the state folder " + path_ + " belongs to another user" + wayOf(facts.st_uid, path_));
     }
     for (const char* name : {kLockFile, kModelFile, "history"})
     {

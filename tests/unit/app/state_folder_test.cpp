@@ -12,6 +12,7 @@
 #include "app/Models.h"
 #include "app/box/Provision.h"
 #include "tests/support/PrivateTree.h"
+#include "tests/unit/app/Planted.h"
 
 namespace {
 
@@ -179,6 +180,24 @@ TEST_F(StateFolderTest, OnABoardNoOtherFolderIsSuggested)
     EXPECT_EQ(twice.find("--state"), std::string::npos) << twice;
     const std::string other = failureOf([&] { first.chooseModel("lpr"); });
     EXPECT_NE(other.find("needs a board of its own"), std::string::npos) << other;
+}
+
+TEST_F(StateFolderTest, RootIsToldHowToComeIntoAnotherUsersFolder)
+{
+    if (support::users().size() == 1)
+    {
+        GTEST_SKIP() << "only root can give a folder away";
+    }
+    std::filesystem::create_directories("/tmp/camera");
+    support::giveTo(support::User::ordinary, "/tmp/camera");
+    EXPECT_EQ(
+        failureOf([] { const app::StateFolder state("/tmp/camera"); }),
+        "the state folder /tmp/camera belongs to another user, nobody; root can be that one: runuser -u nobody -- "
+        "sensorcam --state /tmp/camera");
+    ASSERT_EQ(chown("/tmp/camera", 12345, 12345), 0);
+    EXPECT_EQ(failureOf([] { const app::StateFolder state("/tmp/camera"); }),
+              "the state folder /tmp/camera belongs to another user");
+    EXPECT_TRUE(std::filesystem::is_empty("/tmp/camera"));
 }
 
 const std::string kShare = SENSORDLL_SOURCE_DIR "/share";

@@ -40,3 +40,4 @@ expect 2 "$(moves line)"
 expect 'line 3 = 1' "$(grep '^line' /tmp/hid.log | tail -n 1)"
 expect 2 "$(moves lamp)"
 expect 'lamp 1 = 0 0 0' "$(grep '^lamp' /tmp/hid.log | tail -n 1)"
+expect_line '^[0-9.]* [0-9.]* 1$' $tree/state/light # what the light was while the lamp shone
