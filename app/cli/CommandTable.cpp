@@ -182,7 +182,8 @@ const std::vector<Command>& commands()
          runLens, completeLens, whenItMoves},
         {"device", "device", "the real device behind the camera",
          "Its name, whether it is plugged in, which values it has not taken and why, and the controls that it has\n"
-         "beyond the keys. 'get', 'set', 'default', 'keys' and 'explain' take their names as those of keys;\n"
+         "beyond the keys. 'get', 'set', 'default', 'restore', 'keys' and 'explain' take their names as those of "
+         "keys;\n"
          "'control:NAME' is meant where a key has the name.\n",
          runDevice, nullptr},
         {"light", "light [LUX|sun]", "light on the sensor",

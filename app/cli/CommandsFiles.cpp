@@ -83,8 +83,19 @@ Answer runSave(Session& session, const Words& arguments)
                         scheme + " could not be written; its file is as it was ('log' says more)"};
         break;
     case Kind::saved:
-        answer.text = scheme + " saved (" + counted(result.values, "value", "values") + ")\n";
+    {
+        std::string what = counted(result.values, "value", "values");
+        const std::vector<camera::ControlRow> rows = session.camera().controls(result.scheme);
+        const auto controls = static_cast<std::size_t>(
+            std::count_if(rows.begin(), rows.end(), [](const camera::ControlRow& row) { return row.saved; }));
+        if (controls > 0)
+        {
+            what += ", " + counted(controls, "control", "controls");
+            answer.data["controls"] = controls;
+        }
+        answer.text = scheme + " saved (" + what + ")\n";
         break;
+    }
     }
     return answer;
 }

@@ -157,6 +157,27 @@ Answer runAll(Session& session, const Words& arguments)
     return answer;
 }
 
+// A control that is set to what the scheme holds goes to the device again.
+Answer restoreControl(Session& session, const camera::ControlRow& control)
+{
+    const std::string& name = control.control.name;
+    if (!control.value)
+    {
+        return Answer::failure(
+            {ErrorCode::noValue, name + " cannot be sent again: the current scheme does not hold it"});
+    }
+    const camera::ControlResult result = session.camera().applyControls({{name, *control.value}}).controls[0];
+    if (result.outcome == camera::Outcome::refused)
+    {
+        return Answer::failure(
+            {codeOf(result.status), name + " refused: " + reasonText(result), {}, result.asked, result.allowed});
+    }
+    Answer answer;
+    answer.text = name + " = " + valueText(control, *control.value) + " sent again\n";
+    answer.data = {{"control", name}, {"value", *control.value}};
+    return answer;
+}
+
 Answer runRestore(Session& session, const Words& arguments)
 {
     if (arguments.size() != 1)
@@ -164,28 +185,34 @@ Answer runRestore(Session& session, const Words& arguments)
         return wrongUsage("restore");
     }
     std::string error;
-    const std::optional<int> key = parseKey(arguments[0], error);
-    if (!key)
+    const std::vector<camera::ControlRow> controls = session.camera().controls();
+    const std::optional<Target> target = parseTarget(controls, arguments[0], error);
+    if (!target)
     {
         return Answer::failure({ErrorCode::unknownKey, error});
     }
+    if (target->control != nullptr)
+    {
+        return restoreControl(session, *target->control);
+    }
+    const int key = target->key;
     using Kind = camera::RestoreResult::Kind;
-    const camera::RestoreResult result = session.camera().restore(*key);
+    const camera::RestoreResult result = session.camera().restore(key);
     if (result.kind == Kind::notHeld)
     {
         return Answer::failure(
-            {ErrorCode::noValue, keyTitle(*key) + " cannot be sent again: the current scheme does not hold it", *key});
+            {ErrorCode::noValue, keyTitle(key) + " cannot be sent again: the current scheme does not hold it", key});
     }
     if (result.kind == Kind::refused)
     {
         const services::ImageService& service = session.camera().service();
         return Answer::failure({codeOf(result.status),
-                                keyTitle(*key) + " refused: " + reasonText(service, *key, result.value, result.status),
-                                *key, result.value, camera::limitsOfKey(service, *key)});
+                                keyTitle(key) + " refused: " + reasonText(service, key, result.value, result.status),
+                                key, result.value, camera::limitsOfKey(service, key)});
     }
     Answer answer;
-    answer.text = keyTitle(*key) + " = " + valueText(session.camera().service(), *key, result.value) + " sent again\n";
-    answer.data = valueJson(*key, result.value);
+    answer.text = keyTitle(key) + " = " + valueText(session.camera().service(), key, result.value) + " sent again\n";
+    answer.data = valueJson(key, result.value);
     return answer;
 }
 

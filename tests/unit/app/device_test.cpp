@@ -88,6 +88,22 @@ TEST_F(DeviceFrontEnds, ThePromptSaysWhyAControlIsRefused)
     EXPECT_TRUE(device().takeSets().empty());
 }
 
+TEST_F(DeviceFrontEnds, AControlIsSentAgain)
+{
+    device().takeSets();
+    EXPECT_EQ(said("restore hue"), "hue = 12 sent again\n");
+    EXPECT_EQ(device().takeSets(), std::vector<std::string>{"hue=12"});
+    EXPECT_EQ(said("restore reset_pan"), "reset_pan cannot be sent again: the current scheme does not hold it");
+    EXPECT_EQ(told("restore hue")["control"], "hue");
+}
+
+TEST_F(DeviceFrontEnds, SavingCountsControls)
+{
+    const std::string saved = said("save");
+    EXPECT_NE(saved.find(" values, 2 controls)\n"), std::string::npos) << saved;
+    EXPECT_EQ(told("save")["controls"], 2);
+}
+
 TEST_F(DeviceFrontEnds, AKeyWinsOverAControlOfItsName)
 {
     device().add({"brightness", "Brightness", services::Kind::range, {0, 9, 1, 4, {}}, {}, 4, Standing::applied});

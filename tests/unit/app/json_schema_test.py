@@ -153,6 +153,9 @@ DEVICE_LINES = [
     ("set control:tint=1", "unknown-key"),
     ("set power_line_frequency=often", "bad-value"),
     ("default hue", ""),
+    ("restore hue", ""),
+    ("restore reset_pan", "no-value"),
+    ("save", ""),
     ("explain hue", ""),
     ("explain brightness", ""),
 ]
