@@ -40,3 +40,12 @@ expect 2 "$(moves line)"
 expect 'line 3 = 1' "$(grep '^line' /tmp/hid.log | tail -n 1)"
 expect 2 "$(moves lamp)"
 expect 'lamp 1 = 0 0 0' "$(grep '^lamp' /tmp/hid.log | tail -n 1)"
+
+# The light costs no more than its looks, once a second.
+process=$(pidof sensorcam)
+sleep 15
+before=$(wakes "$process")
+sleep 20
+after=$(wakes "$process")
+echo "wake-ups in 20 seconds: $((after - before))"
+expect_between 0 75 $((after - before))
