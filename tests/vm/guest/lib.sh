@@ -180,3 +180,8 @@ stands() {
 holds() {
     [ "$(value_of "$(node_of Webcam)" "$1")" = "$2" ]
 }
+
+# wakes PROCESS: how often its threads have slept
+wakes() {
+    cat "/proc/$1"/task/*/status | awk '/^voluntary/ { n += $2 } END { print n }'
+}

@@ -8,6 +8,7 @@
 //   rate COUNT          frames in a second are wished
 //   set-rate COUNT      at the device's controls, which stay open, as the service does
 //   exposure            as the service sees it
+//   colours FILE        of a picture that somebody else has written
 // Ends with its input.
 
 #include <fcntl.h>
@@ -20,6 +21,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <sstream>
 #include <stdexcept>
@@ -115,6 +117,13 @@ public:
         else if (what == "set-rate")
         {
             setRate(std::stoi(name));
+        }
+        else if (what == "colours")
+        {
+            std::ifstream file(name, std::ios::binary);
+            const std::string jpeg((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+            std::printf("colours%s\n", coloursOf(jpeg).c_str());
+            return;
         }
         else if (what == "exposure")
         {

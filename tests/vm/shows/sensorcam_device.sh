@@ -21,9 +21,9 @@ expect '{"ok":true,"identity":"1d6b-0105-0001"}' "$(sensorcam --json devices --i
 
 in_tree sensorcam --in-place --device "$node" exec 'set brightness=80' save 'get contrast' >/tmp/answer
 cat /tmp/answer
-expect 'device' "$(cat $tree/state/model)"
-expect_line "^camera = $identity$" $tree/state/board
-expect generations/1 "$(readlink $tree/state/current)"
+expect 'device' "$(cat "$tree/state/model")"
+expect_line "^camera = $identity$" "$tree/state/board"
+expect generations/1 "$(readlink "$tree/state/current")"
 expect 38 "$(value_of "$node" brightness)"
 
 # The daemon knows its device from the state folder.
@@ -35,10 +35,9 @@ daemon=$!
 wait_for said notify READY=1
 expect 38 "$(value_of "$node" brightness)" # ready means applied
 expect_line '^STATUS=everything is applied$' /tmp/notify.log
-wait_for test -S $tree/state/shell.socket
+wait_for test -S "$tree/state/shell.socket"
 wait_for runs
 expect_line 'KEY_BRIGHTNESS = 80' /tmp/answer
-grep -E '^(Vm|Rss|voluntary)' /proc/"$(pidof sensorcam)"/status
 run 'set brightness=20' save
 wait_for holds brightness -38
 
@@ -53,21 +52,17 @@ wait_for node_of Webcam
 wait_for holds brightness 51
 
 # It sleeps but for the library's turn and the camera's look, once a second each, and has little memory of its own.
-process=/proc/$(pidof sensorcam)
-wakes() {
-    cat "$process"/task/*/status | awk '/^Name/ { name = $2 } /^volun/ { n += $2; print name, $2 >"/tmp/by" } END { print n }'
-}
+process=$(pidof sensorcam)
 sleep 15
-before=$(wakes)
+before=$(wakes "$process")
 sleep 60
-after=$(wakes)
-cat /tmp/by
+after=$(wakes "$process")
 echo "wake-ups in a minute: $((after - before))"
 expect_between 0 150 $((after - before))
-own=$(awk '/^Anonymous/ { print $2 }' "$process/smaps_rollup")
+own=$(awk '/^Anonymous/ { print $2 }' "/proc/$process/smaps_rollup")
 echo "memory of its own: $own KiB"
 expect_between 0 8192 "$own"
-kill "$(pidof sensorcam)"
+kill "$process"
 status=0
 wait "$daemon" || status=$?
 cat /tmp/daemon.log

@@ -41,3 +41,12 @@ expect 'line 3 = 1' "$(grep '^line' /tmp/hid.log | tail -n 1)"
 expect 2 "$(moves lamp)"
 expect 'lamp 1 = 0 0 0' "$(grep '^lamp' /tmp/hid.log | tail -n 1)"
 expect_line '^[0-9.]* [0-9.]* 1$' $tree/state/light # what the light was while the lamp shone
+
+# The light costs no more than its looks, once a second.
+process=$(pidof sensorcam)
+sleep 15
+before=$(wakes "$process")
+sleep 20
+after=$(wakes "$process")
+echo "wake-ups in 20 seconds: $((after - before))"
+expect_between 0 75 $((after - before))

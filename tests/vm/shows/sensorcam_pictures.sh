@@ -26,3 +26,17 @@ shows saturation=100 saturation 128
 expect 80.0 "$(seen colour)"
 shows 'saturation=50 expose_mode=manual fix_shutter=8' exposure_time_absolute 100
 expect_between 62 65 "$(seen y)"
+
+# So do those that it encodes. snapshot: sets green, of the last one
+snapshot() {
+    ask snapshot /root/snapshot.jpg
+    echo 'colours /root/snapshot.jpg' | vm-frames "$node" >/tmp/colours
+    cat /tmp/colours
+    green=$(sed -n 's/^colours .* green \([0-9]*\) .*/\1/p' /tmp/colours)
+}
+snapshot
+dark=$green
+ask set fix_shutter=6
+wait_for holds exposure_time_absolute 200
+snapshot
+expect_between $((dark + 40)) 255 "$green"

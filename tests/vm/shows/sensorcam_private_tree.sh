@@ -14,9 +14,6 @@ outside() {
         cd /outer
         exec chroot /outer sensorcam "$@"' sh "$@"
 }
-holds() {
-    [ "$(value_of "$(node_of Webcam)" "$1")" = "$2" ]
-}
 state=/root/.local/state/sensorcam/devices/1d6b-0105-0001
 
 plug_in webcam Webcam
