@@ -6,8 +6,9 @@ usleep() {
     sleep "$(printf '0.%06d' "$1")"
 }
 
+# A unit that is masked or has ended is listed too as long as something wants it.
 running_services() {
-    systemctl list-units --no-legend --plain 'sensorcam@*' | wc -l
+    systemctl list-units --no-legend --plain --state=active,activating,reloading,deactivating 'sensorcam@*' | wc -l
 }
 
 # ask LINE...: of the camera whose service runs

@@ -19,10 +19,11 @@ build_by_find_package() {
 
 # Hidden visibility must not hide from the library what the host has for it.
 compile_hidden() {
-    local libdir flags
+    local libdir package flags
     libdir=$(dirname -- "$(find "$prefix" -name libsensordll.so)")
+    package=$(dirname -- "$(find "$prefix" -name sensordll.pc)")
     # shellcheck disable=SC2162  # a blank in a path comes with a backslash
-    read -a flags <<<"$(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs sensordll)"
+    read -a flags <<<"$(PKG_CONFIG_PATH=$package pkg-config --cflags --libs sensordll)"
     "$compiler" -std=c++17 -fvisibility=hidden "$@" "${flags[@]}" -Wl,-rpath,"$libdir" -o "$build/consumer"
 }
 
