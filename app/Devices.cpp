@@ -198,6 +198,7 @@ Board DeviceCamera::boardFor(const StateFolder& state) const
     board.filter = named_->filter ? named_->filter : board.filter;
     board.schemesByLight = named_->schemesByLight.value_or(board.schemesByLight);
     board.others = named_->others.value_or(board.others);
+    devices::checkBoard(board);
     return board;
 }
 

@@ -171,6 +171,14 @@ void readLine(const std::string& name, const std::string& value, Board& board)
 
 }  // namespace
 
+void checkBoard(const Board& board)
+{
+    if (board.schemesByLight && board.light.empty())
+    {
+        throw std::runtime_error("schemes follow the light only with a light sensor (light = NAME, or --light NAME)");
+    }
+}
+
 Board parseBoard(const std::string& text)
 {
     Board board;
@@ -204,6 +212,7 @@ Board parseBoard(const std::string& text)
                                      ": " + error.what());
         }
     }
+    checkBoard(board);
     return board;
 }
 

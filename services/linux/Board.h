@@ -32,7 +32,11 @@ struct Board
     int mains = 50;               // Hz, of the lamps indoors
 };
 
-// Of a text with a line "name = value" each; "#" begins a comment. Throws std::runtime_error that names the line.
+// Throws std::runtime_error with what is wrong with it as a whole.
+void checkBoard(const Board& board);
+
+// Of a text with a line "name = value" each; "#" begins a comment. Throws std::runtime_error that names the line,
+// or as checkBoard does.
 Board parseBoard(const std::string& text);
 // Which parseBoard reads back as the same board.
 std::string textOf(const Board& board);

@@ -465,6 +465,24 @@ Kept keptIn(const Folders& folders, int number)
     return kept;
 }
 
+// The one in force, where the link leads afterwards; nothing when there is none.
+std::optional<Kept> keptInForce(const Folders& folders)
+{
+    const int number = folders.inForce();
+    if (number == 0)
+    {
+        return std::nullopt;
+    }
+    Kept kept = keptIn(folders, number);
+    if (folders.linked() != number)
+    {
+        folders.putInForce(number);
+        kept.generation.report.push_back("what was in force is missing; generation " + std::to_string(number) +
+                                         " takes its place");
+    }
+    return kept;
+}
+
 std::map<std::string, std::string> languagesIn(const std::string& share)
 {
     const fs::path folder = fs::path(share) / "language";
@@ -613,26 +631,12 @@ Generation bringUp(const std::string& state, const std::string& share, const Des
                    const Board& board, const StatesOf& statesOf)
 {
     const Folders folders(state);
-    const int before = folders.inForce();
+    const std::optional<Kept> old = keptInForce(folders);
     folders.make();
     folders.removeHalfBuilt();
-    std::optional<Kept> old;
-    if (before != 0)
-    {
-        old = keptIn(folders, before);
-        if (folders.linked() != before)
-        {
-            old->generation.report.push_back("what was in force is missing; generation " + std::to_string(before) +
-                                             " takes its place");
-        }
-    }
     const std::string mark = madeOf(board);
     if (old && old->madeOf == mark && fingerprint(old->generation.description) == fingerprint(description))
     {
-        if (folders.linked() != before)
-        {
-            folders.putInForce(before);
-        }
         return old->generation;
     }
 
@@ -646,8 +650,8 @@ Generation bringUp(const std::string& state, const std::string& share, const Des
     if (old)
     {
         made.report = old->generation.report;
-        made.report.push_back("generation " + std::to_string(made.number) + " follows " + std::to_string(before) +
-                              ": " + reasonFor(description, *old, mark));
+        made.report.push_back("generation " + std::to_string(made.number) + " follows " +
+                              std::to_string(old->generation.number) + ": " + reasonFor(description, *old, mark));
         compareKeys(documents, *old, statesOf(old->generation.description), made.report);
     }
     else
@@ -694,9 +698,8 @@ Generation bringUp(const std::string& state, const std::string& share, const Des
 
 std::optional<Generation> generationInForce(const std::string& state)
 {
-    const Folders folders(state);
-    const int number = folders.inForce();
-    return number == 0 ? std::nullopt : std::optional<Generation>(keptIn(folders, number).generation);
+    const std::optional<Kept> kept = keptInForce(Folders(state));
+    return kept ? std::optional<Generation>(kept->generation) : std::nullopt;
 }
 
 }  // namespace devices

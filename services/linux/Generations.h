@@ -45,7 +45,8 @@ using StatesOf = std::function<std::vector<services::ParameterState>(const Descr
 Generation bringUp(const std::string& state, const std::string& share, const Description& description,
                    const Board& board, const StatesOf& statesOf);
 
-// The one in force as it is; nothing when there is none.
+// The one in force, with its documents as they are, for a start without the device; nothing when there is none. Where
+// the link is missing, or leads to one that is not whole, it leads to this one then.
 std::optional<Generation> generationInForce(const std::string& state);
 
 }  // namespace devices

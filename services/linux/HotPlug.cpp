@@ -165,17 +165,13 @@ void HotPlug::run()
 
 void HotPlug::hearPlugging()
 {
-    // A camera with its parts is several; one look at what is there does for all.
-    bool hasHeard = false;
+    // A camera with its parts is several; one look at what is there does for all, and for those that were lost because
+    // too many came at once: then there is none to receive.
     while (udev_device* const device = udev_monitor_receive_device(monitor_))
     {
-        hasHeard = true;
         udev_device_unref(device);
     }
-    if (hasHeard)
-    {
-        tell(plugged_);
-    }
+    tell(plugged_);
 }
 
 void HotPlug::tell(const std::function<void()>& listener)

@@ -13,6 +13,12 @@ constexpr unsigned kNoControl = V4L2_CTRL_FLAG_DISABLED | V4L2_CTRL_FLAG_HAS_PAY
 constexpr u32 kMaxRate = 1000;
 constexpr u32 kUsualRates[] = {5, 10, 15, 20, 25, 30, 50, 60};
 
+// That the driver has no such thing; any other error says nothing about what it has.
+bool isNone(int error)
+{
+    return error == EINVAL || error == ENOTTY || error == ENODATA;
+}
+
 // The length of the sequence that begins there, 0 when it is none or not to be shown.
 std::size_t sequenceAt(std::string_view text)
 {
@@ -62,7 +68,7 @@ std::optional<ControlType> typeOf(u32 type)
     }
 }
 
-void readItems(const Ioctl& ioctl, bool isOfNumbers, Control& control)
+int readItems(const Ioctl& ioctl, bool isOfNumbers, Control& control)
 {
     const std::int64_t first = std::max<std::int64_t>(control.minimum, 0);
     const std::int64_t last = std::min(control.maximum, first + kMaxMenuIndexes - 1);
@@ -71,25 +77,31 @@ void readItems(const Ioctl& ioctl, bool isOfNumbers, Control& control)
         v4l2_querymenu item = {};
         item.id = control.id;
         item.index = static_cast<u32>(i);
-        if (ioctl(VIDIOC_QUERYMENU, &item) != 0)
+        if (const int error = ioctl(VIDIOC_QUERYMENU, &item))
         {
-            continue;  // menus have holes
+            if (isNone(error))
+            {
+                continue;  // menus have holes
+            }
+            return error;
         }
         control.items[i] =
             isOfNumbers ? std::to_string(std::int64_t{item.value}) : cleanText(item.name, sizeof item.name);
     }
+    return 0;
 }
 
-// The control, with the range that its items leave; nothing without items.
-std::optional<Control> finished(const Ioctl& ioctl, const v4l2_query_ext_ctrl& answer)
+// The control, with the range that its items leave; nothing without items, or with an error.
+std::optional<Control> finished(const Ioctl& ioctl, const v4l2_query_ext_ctrl& answer, int& error)
 {
+    error = 0;
     std::optional<Control> control = describe(answer);
     if (!control || control->type != ControlType::menu)
     {
         return control;
     }
-    readItems(ioctl, answer.type == V4L2_CTRL_TYPE_INTEGER_MENU, *control);
-    if (control->items.empty())
+    error = readItems(ioctl, answer.type == V4L2_CTRL_TYPE_INTEGER_MENU, *control);
+    if (error != 0 || control->items.empty())
     {
         return std::nullopt;
     }
@@ -115,7 +127,7 @@ double secondsOf(const v4l2_fract& interval)
     return interval.denominator == 0 ? 0 : static_cast<double>(interval.numerator) / interval.denominator;
 }
 
-void readRates(const Ioctl& ioctl, const v4l2_pix_format& format, Control& control)
+int readRates(const Ioctl& ioctl, const v4l2_pix_format& format, Control& control)
 {
     for (u32 i = 0; i < kMaxMenuItems; ++i)
     {
@@ -124,9 +136,9 @@ void readRates(const Ioctl& ioctl, const v4l2_pix_format& format, Control& contr
         interval.pixel_format = format.pixelformat;
         interval.width = format.width;
         interval.height = format.height;
-        if (ioctl(VIDIOC_ENUM_FRAMEINTERVALS, &interval) != 0)
+        if (const int error = ioctl(VIDIOC_ENUM_FRAMEINTERVALS, &interval))
         {
-            return;
+            return isNone(error) ? 0 : error;
         }
         if (interval.type == V4L2_FRMIVAL_TYPE_DISCRETE)
         {
@@ -141,8 +153,9 @@ void readRates(const Ioctl& ioctl, const v4l2_pix_format& format, Control& contr
                 addRate(rate, control);
             }
         }
-        return;
+        break;
     }
+    return 0;
 }
 
 }  // namespace
@@ -215,7 +228,8 @@ std::optional<Control> queryControl(const Ioctl& ioctl, u32 id)
 {
     v4l2_query_ext_ctrl answer = {};
     answer.id = id;
-    return ioctl(VIDIOC_QUERY_EXT_CTRL, &answer) == 0 && answer.id == id ? finished(ioctl, answer) : std::nullopt;
+    int error = ioctl(VIDIOC_QUERY_EXT_CTRL, &answer);
+    return error == 0 && answer.id == id ? finished(ioctl, answer, error) : std::nullopt;
 }
 
 int queryControls(const Ioctl& ioctl, std::vector<Control>& controls)
@@ -228,42 +242,53 @@ int queryControls(const Ioctl& ioctl, std::vector<Control>& controls)
         answer.id = last | V4L2_CTRL_FLAG_NEXT_CTRL;
         if (const int error = ioctl(VIDIOC_QUERY_EXT_CTRL, &answer))
         {
-            return error == EINVAL || error == ENOTTY ? 0 : error;  // the end; a node without any
+            return isNone(error) ? 0 : error;  // the end; a node without any
         }
         if (answer.id <= last || answer.id > V4L2_CTRL_ID_MASK)
         {
             break;  // it would go round for ever
         }
         last = answer.id;
-        if (std::optional<Control> control = finished(ioctl, answer))
+        int error = 0;
+        if (std::optional<Control> control = finished(ioctl, answer, error))
         {
             controls.push_back(std::move(*control));
+        }
+        if (error != 0)
+        {
+            return error;
         }
     }
     return 0;
 }
 
-std::optional<Control> queryFrameRate(const Ioctl& ioctl)
+int queryFrameRate(const Ioctl& ioctl, std::optional<Control>& rate)
 {
+    rate.reset();
     v4l2_format format = {};
     format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
     v4l2_streamparm parameters = {};
     parameters.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    if (ioctl(VIDIOC_G_FMT, &format) != 0 || ioctl(VIDIOC_G_PARM, &parameters) != 0 ||
-        (parameters.parm.capture.capability & V4L2_CAP_TIMEPERFRAME) == 0)
+    int error = ioctl(VIDIOC_G_FMT, &format);
+    if (error == 0)
     {
-        return std::nullopt;
+        error = ioctl(VIDIOC_G_PARM, &parameters);
+    }
+    if (error != 0 || (parameters.parm.capture.capability & V4L2_CAP_TIMEPERFRAME) == 0)
+    {
+        return isNone(error) ? 0 : error;
     }
     Control control{kFrameRate, "Frame rate", ControlType::menu, 0, 0, 1, 0, {}};
-    readRates(ioctl, format.fmt.pix, control);
-    if (control.items.empty())
+    error = readRates(ioctl, format.fmt.pix, control);
+    if (error != 0 || control.items.empty())
     {
-        return std::nullopt;
+        return error;
     }
     control.minimum = control.items.begin()->first;
     control.maximum = control.items.rbegin()->first;
     control.defaultValue = control.maximum;
-    return control;
+    rate = std::move(control);
+    return 0;
 }
 
 }  // namespace devices

@@ -26,7 +26,7 @@ std::string cleanText(const void* bytes, std::size_t size);
 // Without a menu's items. Nothing for what is not one number, or makes no sense.
 std::optional<Control> describe(const v4l2_query_ext_ctrl& answer);
 
-// Asks for one control, a menu's items included. Nothing where there is none that could be used.
+// Asks for one control, a menu's items included. Nothing where there is none that could be used, or none is told.
 std::optional<Control> queryControl(const Ioctl& ioctl, u32 id);
 
 // Asks for all, in ascending order of their ids. 0, or the error that cut the list short: what is missing is not gone.
@@ -35,7 +35,8 @@ int queryControls(const Ioctl& ioctl, std::vector<Control>& controls);
 // Frames in a second.
 u32 rateOf(const v4l2_fract& interval);
 
-// The rates of the format in force, as a menu; nothing where the rate cannot be set.
-std::optional<Control> queryFrameRate(const Ioctl& ioctl);
+// The rates of the format in force, as a menu; nothing where the rate cannot be set. 0, or the error because of which it
+// is not known whether it can.
+int queryFrameRate(const Ioctl& ioctl, std::optional<Control>& rate);
 
 }  // namespace devices

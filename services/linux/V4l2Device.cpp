@@ -67,8 +67,13 @@ V4l2Device::V4l2Device(Ioctl ioctl, int descriptor) : ioctl_(std::move(ioctl)), 
 
 int V4l2Device::query()
 {
-    const int error = queryControls(ioctl_, controls_);
-    if (std::optional<Control> rate = error == 0 ? queryFrameRate(ioctl_) : std::nullopt)
+    if (const int error = queryControls(ioctl_, controls_))
+    {
+        return error;
+    }
+    std::optional<Control> rate;
+    const int error = queryFrameRate(ioctl_, rate);
+    if (rate)
     {
         controls_.push_back(std::move(*rate));
     }

@@ -91,6 +91,13 @@ TEST(Board, AnErrorNamesItsLineAndSaysWhatIsWrong)
     EXPECT_EQ("line 1: light = a [2J: this is no name of a device", errorOf("light = a\033[2J"));
 }
 
+TEST(Board, SchemesByLightNeedALightSensor)
+{
+    const std::string refusal = "schemes follow the light only with a light sensor (light = NAME, or --light NAME)";
+    EXPECT_EQ(refusal, errorOf("schemes = light\n"));
+    EXPECT_EQ("", errorOf("schemes = light\nlight = auto\n")) << "in whatever order";
+}
+
 TEST(Board, ANameThatCouldNotBeReadBackIsNotWritten)
 {
     for (const char* name : {"two\nlines", " space", "a #comment", "#", "\x7f"})

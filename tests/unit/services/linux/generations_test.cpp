@@ -410,6 +410,10 @@ TEST_F(GenerationsTest, WithoutItsLinkTheNewestWholeOneIsInForce)
     EXPECT_EQ(current(), "generations/2");
     fs::remove_all(state_ + "/generations/2");
     EXPECT_EQ(generationInForce(state_)->number, 1);
+    EXPECT_EQ(current(), "generations/1");
+    fs::remove(state_ + "/current");
+    EXPECT_EQ(generationInForce(state_)->number, 1);
+    EXPECT_EQ(current(), "generations/1");
 }
 
 TEST_F(GenerationsTest, NothingIsInForceBeforeFirstContact)
@@ -528,6 +532,7 @@ protected:
             const bool isNew = found->number >= number_;
             ASSERT_TRUE(isNew || (hasOld() && found->number == 6 && !isDone)) << where << ": " << found->number;
             ASSERT_TRUE(filesIn(found->folder) == (isNew ? new_ : old_)) << where;
+            ASSERT_EQ(current(), "generations/" + std::to_string(found->number)) << where;
         }
         const Generation next = up(after());
         ASSERT_TRUE(filesIn(next.folder) == new_) << where;

@@ -189,14 +189,17 @@ TEST(QueryFrameRate, ListsTheRatesOfTheFormatInForce)
 {
     ScriptedDriver driver;
     driver.intervals = {{1, 30}, {1001, 15000}, {1, 5}, {0, 1}, {1, 0}, {1, 4000000000u}};
-    const std::optional<Control> rate = devices::queryFrameRate(driver.ioctl());
+    std::optional<Control> rate;
+    EXPECT_EQ(0, devices::queryFrameRate(driver.ioctl(), rate));
     ASSERT_TRUE(rate);
     EXPECT_EQ((std::map<std::int64_t, std::string>{{1, "1"}, {5, "5"}, {15, "15"}, {30, "30"}}), rate->items);
     EXPECT_EQ(devices::kFrameRate, rate->id);
     driver.intervals.clear();
-    EXPECT_FALSE(devices::queryFrameRate(driver.ioctl()));
+    EXPECT_EQ(0, devices::queryFrameRate(driver.ioctl(), rate));
+    EXPECT_FALSE(rate);
     driver.errors[VIDIOC_G_PARM] = ENOTTY;
-    EXPECT_FALSE(devices::queryFrameRate(driver.ioctl()));
+    EXPECT_EQ(0, devices::queryFrameRate(driver.ioctl(), rate));
+    EXPECT_FALSE(rate);
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+
 #include "services/linux/ControlIds.h"
 #include "tests/unit/services/linux/ScriptedDriver.h"
 
@@ -173,18 +175,89 @@ TEST_F(V4l2DeviceTest, ADriverThatTellsWithoutEndIsLeftInBetween)
     EXPECT_FALSE(events.empty());
 }
 
-TEST(V4l2DeviceOpen, WhatIsNoVideoDeviceIsClosedAgain)
+// A camera with a menu and two frame rates.
+class V4l2DeviceOpen : public testing::Test
 {
-    int error = 0;
-    EXPECT_FALSE(V4l2Device::open(-ENODEV, error));
-    EXPECT_EQ(ENODEV, error);
+protected:
+    V4l2DeviceOpen()
+    {
+        driver_.add(answer(5, V4L2_CTRL_TYPE_INTEGER, "Brightness", -10, 20, 1, 0));
+        driver_.add(answer(6, V4L2_CTRL_TYPE_MENU, "Exposure", 0, 3, 1, 0));
+        driver_.items[6] = {{1, "Manual Mode"}, {3, "Aperture Priority"}};
+        driver_.intervals = {{1, 30}, {1, 15}};
+    }
+
+    std::unique_ptr<V4l2Device> open() { return V4l2Device::open(driver_.ioctl(), -1, error_); }
+
+    auto timesAsked(unsigned long request) const
+    {
+        return std::count(driver_.asked.begin(), driver_.asked.end(), request);
+    }
+
+    ScriptedDriver driver_;
+    int error_ = -1;
+};
+
+TEST_F(V4l2DeviceOpen, FailsWheneverTheDeviceIsUnpluggedMeanwhile)
+{
+    ASSERT_TRUE(open());
+    const auto end = std::find(driver_.asked.begin(), driver_.asked.end(), VIDIOC_SUBSCRIBE_EVENT);
+    const auto calls = end - driver_.asked.begin();
+    ASSERT_GT(calls, 10);
+    for (int before = 0; before < calls; ++before)
+    {
+        int left = before;
+        const auto unplugged = [&](unsigned long request, void* argument) {
+            return left-- > 0 ? driver_.ioctl()(request, argument) : ENODEV;
+        };
+        EXPECT_FALSE(V4l2Device::open(unplugged, -1, error_)) << before;
+        EXPECT_EQ(ENODEV, error_) << before;
+    }
+}
+
+TEST_F(V4l2DeviceOpen, AHangingDeviceIsNotAskedForTheRest)
+{
+    for (const unsigned long request : {VIDIOC_QUERYMENU, VIDIOC_G_FMT, VIDIOC_G_PARM, VIDIOC_ENUM_FRAMEINTERVALS})
+    {
+        driver_.errors = {{request, ETIMEDOUT}};
+        driver_.asked.clear();
+        EXPECT_FALSE(open());
+        EXPECT_EQ(ETIMEDOUT, error_);
+        EXPECT_EQ(1, timesAsked(request));
+        EXPECT_EQ(request, driver_.asked.back());
+    }
+}
+
+TEST_F(V4l2DeviceOpen, WhatTheDriverDoesNotHaveIsMissing)
+{
+    for (const int error : {EINVAL, ENOTTY, ENODATA})
+    {
+        for (const unsigned long request : {VIDIOC_G_FMT, VIDIOC_G_PARM, VIDIOC_ENUM_FRAMEINTERVALS})
+        {
+            driver_.errors = {{request, error}};
+            const auto device = open();
+            ASSERT_TRUE(device);
+            EXPECT_EQ(0, error_);
+            EXPECT_EQ(2u, device->controls().size()) << "no frame rate";
+        }
+        driver_.errors = {{VIDIOC_QUERYMENU, error}};
+        const auto device = open();
+        ASSERT_TRUE(device);
+        EXPECT_EQ(2u, device->controls().size()) << "no menu";
+    }
+}
+
+TEST_F(V4l2DeviceOpen, WhatIsNoVideoDeviceIsClosedAgain)
+{
+    EXPECT_FALSE(V4l2Device::open(-ENODEV, error_));
+    EXPECT_EQ(ENODEV, error_);
     ASSERT_EQ(0, mkfifo("/tmp/opened_pipe", 0600));
     for (const char* path : {"/dev/null", "/tmp/opened_pipe"})
     {
-        const int descriptor = open(path, O_RDWR | O_CLOEXEC);
+        const int descriptor = ::open(path, O_RDWR | O_CLOEXEC);
         ASSERT_GE(descriptor, 0);
-        EXPECT_FALSE(V4l2Device::open(descriptor, error));
-        EXPECT_EQ(ENOTTY, error) << path;
+        EXPECT_FALSE(V4l2Device::open(descriptor, error_));
+        EXPECT_EQ(ENOTTY, error_) << path;
         EXPECT_EQ(-1, fcntl(descriptor, F_GETFD)) << path;
     }
 }
