@@ -156,8 +156,7 @@ void DeviceWorker::openDevice()
     const Values values = find(controls);
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        openings_ = 0;
-        nextOpening_ = {};
+        opened_ = now();
         queue_.opened(controls);
         for (const auto& [id, value] : values)
         {
@@ -252,6 +251,9 @@ void DeviceWorker::loseDevice()
     device_.reset();
     listener_.lost();
     const std::lock_guard<std::mutex> lock(mutex_);
+    // One that can be opened, and is gone with the first set, is not tried without pause.
+    openings_ = now() - opened_ >= patience_.most ? 1 : std::max(openings_, 1);
+    nextOpening_ = now() + patience_.after(openings_);
     queue_.lost();
 }
 

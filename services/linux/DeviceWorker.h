@@ -91,8 +91,9 @@ private:
     // Guarded by mutex_.
     ControlQueue queue_;
     bool isEnding_ = false;
-    int openings_ = 0;  // that failed, one after the other
+    int openings_ = 0;  // that failed, or did not last, one after the other
     Instant nextOpening_{};
+    Instant opened_{};
 
     std::thread thread_;  // last: it uses the others
 };

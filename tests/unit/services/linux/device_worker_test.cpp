@@ -98,11 +98,16 @@ private:
 class DeviceWorkerTest : public testing::Test
 {
 protected:
-    std::unique_ptr<DeviceWorker> start()
+    static devices::Patience quick()
     {
         devices::Patience patience;
         patience.first = 1ms;
         patience.most = 4ms;
+        return patience;
+    }
+
+    std::unique_ptr<DeviceWorker> start(const devices::Patience& patience = quick())
+    {
         return std::make_unique<DeviceWorker>([this] { return script_.open(); }, listener_, patience);
     }
 
@@ -268,6 +273,20 @@ TEST_F(DeviceWorkerTest, LooksAgainForWhatADriverDoesNotTell)
     worker->lookAgain();
     EXPECT_TRUE(script_.waitForSets(3));
     EXPECT_EQ((std::vector<Setting>{{kBrightness, 5}}), script_.sets().back()) << "only what is wished is put back";
+}
+
+TEST_F(DeviceWorkerTest, ADeviceThatIsGoneWithEverySetIsOpenedAgainWithPauses)
+{
+    devices::Patience patience;
+    patience.first = patience.most = 1h;
+    script_.fail(std::deque<int>(1000, ENXIO));
+    const auto worker = start(patience);
+    worker->wish({{kBrightness, 5}});
+    ASSERT_TRUE(listener_.waitForState(kBrightness, ControlState::lost));
+    script_.fail({});
+    worker->plugged();
+    ASSERT_TRUE(script_.waitFor({kBrightness, 5}));
+    EXPECT_EQ(2, script_.openings());
 }
 
 TEST_F(DeviceWorkerTest, EndsWhileTheDeviceIsGoneFailsOrHangs)
