@@ -215,6 +215,17 @@ async function picture(): Promise<void> {
   ending.abort();
 }
 
+// The simulator has no real one.
+async function device(): Promise<void> {
+  const path = { scheme: 1 };
+  const body = { hue: 10 };
+  expectRefusal(await camera.getDevice(), 404, 'not-on-device');
+  expectRefusal(await camera.getControls(), 404, 'not-on-device');
+  expectRefusal(await camera.patchControls({ body }), 404, 'not-on-device');
+  expectRefusal(await camera.getSchemesSchemeControls({ path }), 404, 'not-on-device');
+  expectRefusal(await camera.putSchemesSchemeControls({ path, body }), 404, 'not-on-device');
+}
+
 // Of a camera without users.
 async function session(): Promise<void> {
   expectEqual('the role', (await camera.getSession({ throwOnError })).data.role, 'administrator');
@@ -243,6 +254,7 @@ async function walk(): Promise<void> {
   await events();
   await trace();
   await picture();
+  await device();
   await session();
   expectEqual('after a reset', (await camera.postReset({ throwOnError })).data.scheme, 0);
   await everythingIsWalked();
