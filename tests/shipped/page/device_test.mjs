@@ -1,7 +1,7 @@
 // A real device behind the camera: its own controls, which no key stands for, and whether it is there.
 import assert from 'node:assert';
 import test, { after, before } from 'node:test';
-import { Camera, close, launch, open, until } from './support.mjs';
+import { Camera, close, launch, missingTexts, open, until, violations } from './support.mjs';
 
 let camera, browser;
 before(async () => {
@@ -153,4 +153,25 @@ test('of a device that is unplugged the page says so, and of each value that wai
     await banner.waitFor({ state: 'hidden' });
     await waits.waitFor({ state: 'hidden' });
     await close(page);
+});
+
+test('nothing keeps anybody from using it, light and dark, in both languages', async () => {
+    await camera.ask('PATCH', '/api/controls', { hue: 7, reset_pan: 1 });
+    for (const [locale, colorScheme, width] of [
+        ['en', 'light', 1280],
+        ['de', 'dark', 390],
+    ]) {
+        const viewport = { width, height: 900 };
+        const page = await open(browser, 'about:blank', { locale, colorScheme, viewport, bypassCSP: true });
+        for (const where of ['parameters/device', 'live', 'diagnostics']) {
+            await page.goto(`${camera.url}/#${where}`);
+            await page.locator('.banner.away').waitFor();
+            await page.locator('main h2').first().waitFor();
+            assert.deepStrictEqual(await missingTexts(page), [], `${where} ${locale}`);
+            assert.deepStrictEqual(await violations(page), [], `${where} ${locale}`);
+            assert.ok(await page.evaluate(() => document.documentElement.scrollWidth <= innerWidth), where);
+        }
+        await close(page);
+    }
+    await camera.ask('PATCH', '/api/controls', { reset_pan: 1 });
 });

@@ -1,10 +1,8 @@
 // Every model's documents, in both languages: no text is missing, nothing keeps anybody from using the page.
 import assert from 'node:assert';
-import { readFileSync } from 'node:fs';
 import test, { after, before } from 'node:test';
-import { Camera, close, launch, open, require, until } from './support.mjs';
+import { Camera, close, launch, missingTexts, open, until, violations } from './support.mjs';
 
-const axe = readFileSync(require.resolve('axe-core/axe.min.js'), 'utf8');
 const kPages = ['live', 'parameters', 'schemes', 'lens', 'world', 'diagnostics'];
 
 let browser;
@@ -12,28 +10,6 @@ before(async () => {
     browser = await launch();
 });
 after(() => browser.close());
-
-/** What it says, one line each. */
-async function violations(page) {
-    await page.evaluate(axe);
-    const found = await page.evaluate(() => globalThis.axe.run(document, { resultTypes: ['violations'] }));
-    return found.violations.flatMap((rule) =>
-        rule.nodes.map((node) => `${rule.id}: ${node.html} ${node.failureSummary}`),
-    );
-}
-
-/** Ids of texts that no document has, for an id stands for its text then. */
-async function missingTexts(page) {
-    const text = await page.evaluate(() =>
-        [
-            document.body.innerText,
-            ...[...document.querySelectorAll('[aria-label], [title]')].map(
-                (element) => `${element.getAttribute('aria-label')} ${element.getAttribute('title')}`,
-            ),
-        ].join('\n'),
-    );
-    return text.match(/\b[a-z]+_[a-z_]+\b/g) ?? [];
-}
 
 for (const model of ['fixed', 'dome', 'lpr', 'fisheye']) {
     test(`${model}: every page, light and dark, in every language`, async () => {

@@ -2,13 +2,13 @@
 // usage of each: node X_test.mjs SENSORCAM NODE_MODULES WORK_FOLDER
 import assert from 'node:assert';
 import { spawn } from 'node:child_process';
-import { mkdirSync, mkdtempSync, rmSync } from 'node:fs';
+import { mkdirSync, mkdtempSync, readFileSync, rmSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import path from 'node:path';
 import { after } from 'node:test';
 
 export const [sensorcam, modules, work] = process.argv.slice(2);
-export const require = createRequire(path.join(path.resolve(modules), '/'));
+const require = createRequire(path.join(path.resolve(modules), '/'));
 const { chromium } = require('playwright-core');
 mkdirSync(work, { recursive: true });
 
@@ -211,4 +211,26 @@ export async function until(condition, what = String(condition), seconds = 60) {
         await new Promise((resolve) => setTimeout(resolve, 50));
     }
     throw new Error(`never: ${what}`);
+}
+
+/** What keeps somebody from using the page, one line each; its context has bypassCSP. */
+export async function violations(page) {
+    await page.evaluate(readFileSync(require.resolve('axe-core/axe.min.js'), 'utf8'));
+    const found = await page.evaluate(() => globalThis.axe.run(document, { resultTypes: ['violations'] }));
+    return found.violations.flatMap((rule) =>
+        rule.nodes.map((node) => `${rule.id}: ${node.html} ${node.failureSummary}`),
+    );
+}
+
+/** Ids of texts that no document has, for an id stands for its text then. */
+export async function missingTexts(page) {
+    const text = await page.evaluate(() =>
+        [
+            document.body.innerText,
+            ...[...document.querySelectorAll('[aria-label], [title]')].map(
+                (element) => `${element.getAttribute('aria-label')} ${element.getAttribute('title')}`,
+            ),
+        ].join('\n'),
+    );
+    return text.match(/\b[a-z]+_[a-z_]+\b/g) ?? [];
 }

@@ -93,7 +93,7 @@ TEST_F(DeviceFrontEnds, AControlIsSentAgain)
     device().takeSets();
     EXPECT_EQ(said("restore hue"), "hue = 12 sent again\n");
     EXPECT_EQ(device().takeSets(), std::vector<std::string>{"hue=12"});
-    EXPECT_EQ(said("restore reset_pan"), "reset_pan cannot be sent again: the current scheme does not hold it");
+    EXPECT_EQ(said("restore reset_pan"), "reset_pan cannot be sent again: the current scheme does not hold it\n");
     EXPECT_EQ(told("restore hue")["control"], "hue");
 }
 
