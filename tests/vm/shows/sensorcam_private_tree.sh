@@ -14,7 +14,8 @@ outside() {
         cd /outer
         exec chroot /outer sensorcam "$@"' sh "$@"
 }
-state=/root/.local/state/sensorcam/devices/1d6b-0105-0001
+export HOME=/run
+state=$HOME/.local/state/sensorcam/devices/1d6b-0105-0001
 
 plug_in webcam Webcam
 outside --device "$node" exec 'set brightness=80' save

@@ -367,6 +367,7 @@ TEST_F(LinuxService, WhatIsSetAfterwardsIsNotTakenOver)
     start(board);
     EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 100));
     ASSERT_TRUE(becomes(IA_CMD_BRIGHTNESS, Standing::applied));
+    camera.change({V4L2_CID_BRIGHTNESS, 0});
     camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_BRIGHTNESS, 0, {}});
     EXPECT_TRUE(support::comes([this] { return get(IA_CMD_BRIGHTNESS) == 50; }));
     EXPECT_EQ(0, set(IA_CMD_BRIGHTNESS, 70));
