@@ -25,7 +25,12 @@ date -s 19:59:58
 wait_for test ! -e "$node"
 expect_line '^brightness = -38$' /tmp/webcam.log # before contrast's turn
 date -s 23:59:58
+rate_is_sent() { # a look after the other values
+    ask explain sensor_fps
+    case $answer in *'"onSensor":15'*) ;; *) return 1 ;; esac
+}
 wait_for has brightness 80
+wait_for rate_is_sent
 
 # Without a process of its own, which would take as long as what is measured.
 is_back() {
