@@ -27,10 +27,10 @@ expect generations/1 "$(readlink "$tree/state/current")"
 expect 38 "$(value_of "$node" brightness)"
 
 # The daemon knows its device from the state folder.
-vm-notify /root/notify >/tmp/notify.log &
-wait_for test -S /root/notify
+vm-notify /run/notify >/tmp/notify.log &
+wait_for test -S /run/notify
 v4l2-ctl -d "$node" -c brightness=0
-in_tree env NOTIFY_SOCKET=/root/notify sensorcam --in-place daemon >/tmp/daemon.log 2>&1 &
+in_tree env NOTIFY_SOCKET=/run/notify sensorcam --in-place daemon >/tmp/daemon.log 2>&1 &
 daemon=$!
 wait_for said notify READY=1
 expect 38 "$(value_of "$node" brightness)" # ready means applied
@@ -66,7 +66,7 @@ kill "$process"
 status=0
 wait "$daemon" || status=$?
 cat /tmp/daemon.log
-expect 143 "$status"
+expect 0 "$status"
 v4l2-ctl -d "$(node_of Webcam)" -c brightness=0
 in_tree sensorcam --in-place exec 'get brightness' >/tmp/answer
 expect_line 'KEY_BRIGHTNESS = 90' /tmp/answer

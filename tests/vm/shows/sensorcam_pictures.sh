@@ -29,8 +29,8 @@ expect_between 62 65 "$(seen y)"
 
 # So do those that it encodes. snapshot: sets green, of the last one
 snapshot() {
-    ask snapshot /snapshot.jpg
-    echo 'colours /snapshot.jpg' | vm-frames "$node" >/tmp/colours
+    ask snapshot /run/snapshot.jpg
+    echo 'colours /run/snapshot.jpg' | vm-frames "$node" >/tmp/colours
     cat /tmp/colours
     green=$(sed -n 's/^colours .* green \([0-9]*\) .*/\1/p' /tmp/colours)
 }
