@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 
 #include "app/Devices.h"
@@ -367,12 +368,23 @@ void prepare(StateFolder& state, const std::string& model, const std::string& ro
     }
 }
 
+bool holdsDevice(const std::string& stateFolder)
+{
+    try
+    {
+        return !stateFolder.empty() && rememberedModel(stateFolder) == std::string(kDeviceModel);
+    }
+    catch (const std::runtime_error&)
+    {
+        return false;  // refused where the folder is taken, with the reason
+    }
+}
+
 // Whether a camera with a real device is meant.
 bool isOnDevice(const Options& options)
 {
     const std::string remembering = options.inPlace && hasDeviceLinks() ? kInsideState : options.stateFolder;
-    return options.device || options.isDaemon ||
-           (!remembering.empty() && rememberedModel(remembering) == std::string(kDeviceModel));
+    return options.device || options.isDaemon || holdsDevice(remembering);
 }
 
 // In the tree that sandboxCommand would make, made by somebody else: a service manager.
