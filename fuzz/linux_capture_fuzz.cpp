@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -107,7 +106,7 @@ private:
     {
         Word word{};
         const std::size_t length = std::min(sizeof word, rest_.size());
-        std::memcpy(&word, rest_.data(), length);
+        rest_.copy(reinterpret_cast<char*>(&word), length);  // rest_ may be of no memory at all
         rest_.remove_prefix(length);
         return word;
     }
@@ -161,7 +160,7 @@ private:
         {
             Memory& memory = mapped_[order_[buffer.index]];
             const std::size_t count = std::min({length, rest_.size(), memory.length});
-            std::memcpy(memory.bytes.get(), rest_.data(), count);
+            rest_.copy(memory.bytes.get(), count);
             rest_.remove_prefix(count);
         }
         return error();

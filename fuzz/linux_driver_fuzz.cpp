@@ -31,7 +31,7 @@ public:
     {
         Word word{};
         const std::size_t length = std::min(sizeof word, rest_.size());
-        std::memcpy(&word, rest_.data(), length);
+        rest_.copy(reinterpret_cast<char*>(&word), length);  // rest_ may be of no memory at all
         rest_.remove_prefix(length);
         return word;
     }
