@@ -34,7 +34,8 @@ void Service::watch()
             lux_ = lux;
             isLightTried_ = true;
         }
-        const std::optional<daynight::Sample> seen = look();
+        // Before the first set the host may still be about to choose its clock.
+        const std::optional<daynight::Sample> seen = nightSet_ ? look() : std::nullopt;
         if (devices_.light && seen && trace_)
         {
             lock.unlock();
