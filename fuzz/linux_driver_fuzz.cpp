@@ -88,7 +88,8 @@ private:
         control.type = type < 6 ? kTypes[type] : type;
         const auto shape = take<uint8_t>();
         control.minimum = (shape & 1) != 0 ? take<std::int64_t>() : take<std::int8_t>();
-        control.maximum = (shape & 2) != 0 ? take<std::int64_t>() : control.minimum + take<uint8_t>();
+        const auto span = static_cast<std::uint64_t>(control.minimum) + take<uint8_t>();
+        control.maximum = (shape & 2) != 0 ? take<std::int64_t>() : static_cast<std::int64_t>(span);
         control.step = (shape & 4) != 0 ? take<std::uint64_t>() : 1;
         control.default_value = (shape & 8) != 0 ? take<std::int64_t>() : control.minimum;
         control.flags = (shape & 16) != 0 ? take<u32>() : 0;
