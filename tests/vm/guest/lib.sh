@@ -101,16 +101,29 @@ plug_in() {
     node=$(node_of "$2")
 }
 
+# The machine's folders that a tree of its own shows too, by name: all but the trees, wherever programs are.
+folders_of_machine() {
+    local folder
+    mkdir -p /lib64 /run /usr
+    for folder in /*/; do
+        folder=${folder#/}
+        case ${folder%/} in
+        camera | outer | mnt | hd1) ;;
+        *) echo "${folder%/}" ;;
+        esac
+    done
+}
+
 # A file tree for one camera's sensorcam, as a service manager makes it, with the state folder $tree/state; in_tree runs
 # programs there, each with mounts of its own.
 tree=/camera
 make_tree() {
     local folder
     rm -rf $tree
-    mkdir -p $tree/proc $tree/sys $tree/dev $tree/state/tmp $tree/tmp
-    for folder in bin etc lib lib64 root run usr work; do
-        [ -d /$folder ] && mkdir -p $tree/$folder
+    for folder in $(folders_of_machine); do
+        mkdir -p "$tree/$folder"
     done
+    mkdir -p $tree/state/tmp
     ln -s /state/current/mnt $tree/mnt
     ln -s /state/current/hd1 $tree/hd1
 }

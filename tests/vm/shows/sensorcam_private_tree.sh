@@ -1,19 +1,5 @@
 # sensorcam in the private tree that bubblewrap makes: the process outside hands the device in, anew after each replug.
 
-# The root that the machine boots from can be no tree's; a folder that is mounted can.
-for folder in bin etc lib lib64 root run usr work proc sys dev tmp; do
-    mkdir -p "/$folder" "/outer/$folder"
-done
-outside() {
-    # shellcheck disable=SC2016
-    unshare -m sh -c '
-        mount --bind /outer /outer
-        for folder in /outer/*; do
-            mount --rbind "/${folder#/outer/}" "$folder"
-        done
-        cd /outer
-        exec chroot /outer sensorcam "$@"' sh "$@"
-}
 export HOME=/run
 state=$HOME/.local/state/sensorcam/devices/1d6b-0105-0001
 
