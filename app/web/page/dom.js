@@ -65,17 +65,23 @@ export function fill(element, ...children) {
 }
 
 /**
- * What had the focus keeps it, if it comes again with the same data-focus.
+ * What had the focus keeps it, if it comes again with the same data-focus; and what was selected in it stays selected,
+ * or what is typed next would not take its place.
  * @param {Element} element
  * @param {...(Child | Child[])} children
  */
 export function refill(element, ...children) {
     const used = document.activeElement;
     const name = used instanceof HTMLElement && element.contains(used) ? used.dataset.focus : undefined;
+    const { selectionStart = null, selectionEnd = null } = used instanceof HTMLInputElement ? used : {};
     element.replaceChildren();
     fill(element, ...children);
     if (name !== undefined) {
-        /** @type {HTMLElement | null} */ (element.querySelector(`[data-focus="${name}"]`))?.focus();
+        const same = /** @type {HTMLElement | null} */ (element.querySelector(`[data-focus="${name}"]`));
+        same?.focus();
+        if (same instanceof HTMLInputElement && selectionStart !== null) {
+            same.setSelectionRange(selectionStart, selectionEnd);
+        }
     }
 }
 

@@ -114,6 +114,20 @@ test('what is operated by the keyboard keeps the focus when the camera has answe
     await close(page);
 });
 
+test('what is selected in a field stays selected when the day is drawn anew', async () => {
+    await put(0, true, '06:00', '18:00');
+    const page = await open(browser, `${camera.url}/#schemes`);
+    const from = page.getByRole('textbox', { name: 'Scheme 0 from' });
+    await from.selectText();
+    await from.evaluate((field) => (field.isOld = true));
+    await put(1, true, '08:00', '11:00');
+    await until(() => from.evaluate((field) => !field.isOld && field === document.activeElement));
+    await page.keyboard.insertText('07:00');
+    await page.keyboard.press('Enter');
+    await until(async () => (await windowOf(0)).from === '07:00');
+    await close(page);
+});
+
 test('a window that another one hides says by which', async () => {
     await put(0, true, '06:00', '18:00');
     await put(1, true, '08:00', '10:00');

@@ -94,6 +94,8 @@ export function launch() {
  */
 export async function open(browser, url, options = {}) {
     const context = await browser.newContext({ viewport: { width: 1280, height: 900 }, locale: 'en', ...options });
+    // So that each request can be caught from the first one on: switched on later, a busy page would still send one past.
+    await context.route(/^never:/, goOn);
     const page = await context.newPage();
     page.failures = [];
     page.requests = [];
