@@ -36,7 +36,6 @@ constexpr std::size_t kBoardMax = 64 * 1024;
 
 constexpr auto kReadyLimit = std::chrono::seconds(10);
 constexpr auto kLook = std::chrono::milliseconds(250);
-constexpr int kLooks = 40;  // after a change: ten seconds, in which a device is opened and set
 
 std::string folderOf(const std::string& identity)
 {
@@ -240,25 +239,7 @@ void DeviceCamera::bringUp(StateFolder& state)
     }
 }
 
-void OverheardDevices::listen(std::function<void()> changed)
-{
-    source_->listen(!changed ? std::function<void()>() : [this, changed = std::move(changed)] {
-        changed();
-        const std::lock_guard<std::mutex> lock(mutex_);
-        if (overheard_)
-        {
-            overheard_();
-        }
-    });
-}
-
-void OverheardDevices::overhear(std::function<void()> changed)
-{
-    const std::lock_guard<std::mutex> lock(mutex_);
-    overheard_ = std::move(changed);
-}
-
-DeviceService deviceService(const std::string& stateFolder, std::unique_ptr<devices::DeviceSource> source)
+services::Journal& deviceService(const std::string& stateFolder, std::unique_ptr<devices::DeviceSource> source)
 {
     const std::optional<devices::Generation> generation = devices::generationInForce(stateFolder);
     if (!generation)
@@ -266,31 +247,36 @@ DeviceService deviceService(const std::string& stateFolder, std::unique_ptr<devi
         throw Failure(stateFolder + " holds no documents of a device");
     }
     const Board board = devices::parseBoard(camera::readExistingFile(stateFolder + kBoardFile, kBoardMax));
-    static OverheardDevices* const overheard = new OverheardDevices(std::move(source));
-    static devices::Service* const service = new devices::Service(generation->description, board, *overheard);
+    static devices::DeviceSource* const plugged = source.release();
+    static devices::Service* const service = new devices::Service(generation->description, board, *plugged);
     static services::Journal* const journal = new services::Journal(*service);
     if (!board.light.empty())
     {
         service->recordLight(stateFolder + kLightFile);
     }
     services::setServiceInForce(journal);
-    return {*journal, *overheard};
+    return *journal;
 }
 
-DeviceWatch::DeviceWatch(DeviceService service, std::function<void()> onOtherControls)
-    : devices_(service.devices),
-      device_(*service.service.device()),
+DeviceWatch::DeviceWatch(const services::Device& device, camera::Events& events, std::function<void()> onOtherControls)
+    : device_(device),
+      events_(events),
       onOtherControls_(std::move(onOtherControls)),
-      begin_(std::chrono::steady_clock::now()),
-      looks_(kLooks),
+      subscription_(events_.subscribe([this](const camera::Event& event) {
+          if (event.kind == camera::Event::Kind::device)
+          {
+              const std::lock_guard<std::mutex> lock(mutex_);
+              isToLook_ = true;
+              changed_.notify_all();
+          }
+      })),
       thread_([this] { run(); })
 {
-    devices_.overhear([this] { lookAgain(); });
 }
 
 DeviceWatch::~DeviceWatch()
 {
-    devices_.overhear(nullptr);
+    events_.unsubscribe(subscription_);
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         isEnding_ = true;
@@ -305,28 +291,15 @@ bool DeviceWatch::hasOtherControls() const
     return hasOtherControls_;
 }
 
-void DeviceWatch::lookAgain()
-{
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        looks_ = kLooks;
-    }
-    changed_.notify_all();
-}
-
 void DeviceWatch::run()
 {
+    const auto limit = std::chrono::steady_clock::now() + kReadyLimit;
     std::unique_lock<std::mutex> lock(mutex_);
-    while (true)
+    while (!isEnding_)
     {
-        changed_.wait(lock, [this] { return isEnding_ || looks_ > 0; });
-        if (isEnding_)
-        {
-            return;
-        }
-        --looks_;
+        isToLook_ = false;
         lock.unlock();
-        const bool isOther = look();
+        const bool isOther = look(std::chrono::steady_clock::now() >= limit);
         if (isOther)
         {
             onOtherControls_();
@@ -337,12 +310,20 @@ void DeviceWatch::run()
             hasOtherControls_ = true;
             return;
         }
-        changed_.wait_for(lock, kLook, [this] { return isEnding_; });
+        const auto isWoken = [this] { return isEnding_ || isToLook_; };
+        if (isReady_)
+        {
+            changed_.wait(lock, isWoken);
+        }
+        else
+        {
+            changed_.wait_for(lock, kLook, isWoken);
+        }
     }
 }
 
-// True when the device came back with other controls.
-bool DeviceWatch::look()
+// True when the device came back with other controls. isLate: what is not applied by now is not waited for.
+bool DeviceWatch::look(bool isLate)
 {
     if (device_.hasOtherControls())
     {
@@ -355,7 +336,7 @@ bool DeviceWatch::look()
         const std::map<ia_cmd_e, Standing> standings = device_.standings();
         const bool isSettled =
             isThere && std::none_of(standings.begin(), standings.end(), [](const auto& s) { return isOpen(s.second); });
-        if (!isSettled && std::chrono::steady_clock::now() < begin_ + kReadyLimit - kLook)
+        if (!isSettled && !isLate)
         {
             return false;
         }

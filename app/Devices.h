@@ -11,6 +11,7 @@
 
 #include "app/Options.h"
 #include "app/box/StateFolder.h"
+#include "camera/Events.h"
 #include "services/ImageService.h"
 #include "services/Journal.h"
 #include "services/linux/Board.h"
@@ -50,43 +51,19 @@ private:
     std::unique_ptr<devices::DeviceSource> source_;
 };
 
-// A source whose changes the service hears, and somebody else after it. Thread-safe.
-class OverheardDevices : public devices::DeviceSource
-{
-public:
-    explicit OverheardDevices(std::unique_ptr<devices::DeviceSource> source) : source_(std::move(source)) {}
-
-    int open(devices::Role role, const std::string& file = "") override { return source_->open(role, file); }
-    void listen(std::function<void()> changed) override;
-    void listenToUse(std::function<void()> used) override { source_->listenToUse(std::move(used)); }
-    // As listen.
-    void overhear(std::function<void()> changed);
-
-private:
-    const std::unique_ptr<devices::DeviceSource> source_;
-    std::mutex mutex_;
-    std::function<void()> overheard_;  // guarded by mutex_, which is held during its call
-};
-
-// Both are never destroyed: the sensor thread of a camera that ends without uinit may call until the very end.
-struct DeviceService
-{
-    services::Journal& service;
-    OverheardDevices& devices;
-};
-
 // The service on the devices of source, with what the state folder remembers, and in force from the first call of this on.
-// Once in a process. Throws std::runtime_error.
-DeviceService deviceService(const std::string& stateFolder, std::unique_ptr<devices::DeviceSource> source);
+// Once in a process. It is never destroyed: the sensor thread of a camera that ends without uinit may call until the very
+// end. Throws std::runtime_error.
+services::Journal& deviceService(const std::string& stateFolder, std::unique_ptr<devices::DeviceSource> source);
 
-// Looks at the device behind a service: at the start until everything wished has been applied, later whenever something
-// was plugged, and sleeps otherwise. Tells systemd, where that asked for it, of readiness, of a device that is lost and of
-// one that is back.
+// Looks at a camera's device: at the start until everything wished has been applied, later at each event of the device,
+// and sleeps otherwise. Tells systemd, where that asked for it, of readiness, of a device that is lost and of one that is
+// back.
 class DeviceWatch
 {
 public:
-    // onOtherControls is called once, on a thread of this object. The service must outlive it.
-    DeviceWatch(DeviceService service, std::function<void()> onOtherControls);
+    // onOtherControls is called once, on a thread of this object. Device and events must outlive it.
+    DeviceWatch(const services::Device& device, camera::Events& events, std::function<void()> onOtherControls);
     ~DeviceWatch();
     DeviceWatch(const DeviceWatch&) = delete;
     DeviceWatch& operator=(const DeviceWatch&) = delete;
@@ -95,26 +72,27 @@ public:
     bool hasOtherControls() const;
 
 private:
-    void lookAgain();
     void run();
-    bool look();
+    bool look(bool isLate);
 
-    OverheardDevices& devices_;
-    services::Device& device_;
+    const services::Device& device_;
+    camera::Events& events_;
     const std::function<void()> onOtherControls_;
-    const std::chrono::steady_clock::time_point begin_;
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
 
     // Guarded by mutex_.
-    int looks_;  // still to come
+    bool isToLook_ = true;
     bool isEnding_ = false;
     bool hasOtherControls_ = false;
 
     // Of its thread.
     bool isReady_ = false;
     bool wasThere_ = true;
+
+    // The last ones: they call, and begin, when all others are made.
+    const int subscription_;
     std::thread thread_;
 };
 

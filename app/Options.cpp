@@ -122,12 +122,6 @@ std::string mistakeOf(const Parse& parse)
     }
 }
 
-const std::map<std::string, devices::Others> kOthers = {
-    {"put-back", devices::Others::putBack},
-    {"take-over", devices::Others::takeOver},
-    {"leave", devices::Others::leave},
-};
-
 void addDeviceOptions(CLI::App& cli, Options& options, RawOptions& raw)
 {
     cli.add_option("--device", raw.device,
@@ -156,9 +150,7 @@ void addDeviceOptions(CLI::App& cli, Options& options, RawOptions& raw)
         ->type_name("WHAT");
     cli.add_option("--others", raw.others,
                    "What another program sets at it: put-back (the default), take-over or leave")
-        ->check([](const std::string& text) {
-            return kOthers.count(text) > 0 ? "" : text + " is none of put-back, take-over and leave";
-        })
+        ->check([](const std::string& text) { return mistakeOf([&] { devices::parseOthers(text); }); })
         ->type_name("WHAT");
     cli.add_option("--device-descriptor", options.deviceDescriptor)->group("");
 }
@@ -191,7 +183,7 @@ std::optional<DeviceOptions> deviceOf(const RawOptions& raw)
     }
     if (!raw.others.empty())
     {
-        device.others = kOthers.at(raw.others);
+        device.others = devices::parseOthers(raw.others);
     }
     return device;
 }

@@ -196,10 +196,9 @@ int runFrontEnds(const Options& options, Ground ground, LibraryOutput& output, T
         isDown = true;
         terminal.hangUp();
     };
-    const std::optional<DeviceService> device =
-        ground.devices ? std::make_optional(deviceService(ground.stateFolder, std::move(ground.devices)))
-                       : std::nullopt;
-    camera::Camera camera(setupOf(options, ground, onDown), device ? device->service : service());
+    services::Journal& behind =
+        ground.devices ? deviceService(ground.stateFolder, std::move(ground.devices)) : service();
+    camera::Camera camera(setupOf(options, ground, onDown), behind);
     terminal.showLibrary();
     web::Service service(camera, serve, std::move(opened), ground.stateFolder, output);
     std::optional<remote::SessionServer> sessions;
@@ -213,15 +212,16 @@ int runFrontEnds(const Options& options, Ground ground, LibraryOutput& output, T
     }
     terminal.print(service.places());
     std::optional<DeviceWatch> watch;
-    if (device)
+    services::Device* const device = behind.device();
+    if (device != nullptr)
     {
-        watch.emplace(*device, [&] { terminal.hangUp(); });
+        watch.emplace(*device, camera.events(), [&] { terminal.hangUp(); });
     }
     Session session(camera, terminal, options.json);
     const int status = command(options, session, terminal, ground.stateFolder);
     if (watch && watch->hasOtherControls())
     {
-        throw Failure(device->service.device()->name() + " has other controls now; start its camera again");
+        throw Failure(device->name() + " has other controls now; start its camera again");
     }
     if (isDown && !session.hasQuit())
     {

@@ -8,13 +8,11 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,6 +22,7 @@
 #include "benchmarks/BenchCamera.h"
 #include "camera/Descriptor.h"
 #include "services/ImageService.h"
+#include "tests/support/StoppablePicture.h"
 
 namespace bench {
 namespace {
@@ -154,43 +153,16 @@ std::vector<web::ListenSocket> listenAt(const char* path)
     return sockets;
 }
 
-// Frames of as many bytes as those of a camera, at its rate.
-class PacedPicture : public services::PictureSource
-{
-public:
-    std::optional<services::Frame> next() override
-    {
-        std::unique_lock<std::mutex> lock(mutex_);
-        due_ += kFrameTime;
-        stopping_.wait_until(lock, due_, [this] { return stopped_; });
-        services::Frame frame;
-        frame.number = ++number_;
-        frame.jpeg.assign(kFrameBytes, kFrameByte);
-        return stopped_ ? std::nullopt : std::optional(frame);
-    }
-    void stop() override
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        stopped_ = true;
-        stopping_.notify_all();
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable stopping_;
-
-    // Guarded by mutex_.
-    bool stopped_ = false;
-    std::uint64_t number_ = 0;
-    Clock::time_point due_ = Clock::now();
-};
-
 class WithPicture : public services::Wrapper
 {
 public:
     using Wrapper::Wrapper;
 
-    std::unique_ptr<services::PictureSource> openPicture() override { return std::make_unique<PacedPicture>(); }
+    // Frames of as many bytes as those of a camera, at its rate.
+    std::unique_ptr<services::PictureSource> openPicture() override
+    {
+        return std::make_unique<support::PacedPicture>(kFrameTime, std::string(kFrameBytes, kFrameByte));
+    }
 };
 
 // A camera on a service, in manual mode, behind its interface.

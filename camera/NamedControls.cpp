@@ -1,11 +1,9 @@
 #include "camera/NamedControls.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
 
 #include "KSFile.h"
-#include "SensorPaths.h"
 #include "camera/Diagnostics.h"
 #include "camera/Failure.h"
 #include "camera/Operation.h"
@@ -14,32 +12,12 @@
 namespace camera {
 namespace {
 
-constexpr std::size_t kLongest = 64 * 1024;  // bytes of a file; some hundred controls take thirty each
-constexpr std::size_t kLongestName = 64;
 constexpr std::size_t kMostBroken = 8;  // lines of which the log tells
-
-bool isName(const std::string& text)
-{
-    return !text.empty() && text.size() <= kLongestName &&
-           text.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_") == std::string::npos;
-}
-
-// "name value", one blank between them; false for anything else, and for a name that is there already.
-bool readLine(const std::string& line, ControlValues& values)
-{
-    const std::size_t blank = std::min(line.find(' '), line.size());
-    const std::string name = line.substr(0, blank);
-    const char* const begin = line.data() + std::min(blank + 1, line.size());
-    const char* const end = line.data() + line.size();
-    int value = 0;
-    const auto [rest, error] = std::from_chars(begin, end, value);
-    return isName(name) && error == std::errc() && rest == end && values.emplace(name, value).second;
-}
 
 // What may be printed of it.
 std::string shown(const std::string& line)
 {
-    std::string text = line.substr(0, kLongestName);
+    std::string text = line.substr(0, services::kControlNameMax);
     std::replace_if(
         text.begin(), text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
     return text;
@@ -144,18 +122,13 @@ services::ParameterState limitsOf(const services::NamedControl& control)
 
 // ---- files -------------------------------------------------------------------------------------------------
 
-std::string controlFile(int scheme)
-{
-    return std::string(sensorpaths::kConfigFolder) + "/named" + std::to_string(scheme) + ".cfg";
-}
-
 ControlFile readControlFile(int scheme)
 {
     ControlFile file;
     std::optional<std::string> text;
     try
     {
-        text = readFile(controlFile(scheme), kLongest);
+        text = readFile(controlFile(scheme), services::kControlFileMax);
     }
     catch (const Failure& failure)
     {
@@ -164,26 +137,18 @@ ControlFile readControlFile(int scheme)
         return file;
     }
     file.isThere = text.has_value();
-    for (std::size_t begin = 0; text && begin < text->size();)
+    std::vector<std::string> leftOut;
+    file.values = services::parseControls(text.value_or(""), leftOut);
+    for (const std::string& line : leftOut)
     {
-        const std::size_t end = std::min(text->find('\n', begin), text->size());
-        const std::string line = text->substr(begin, end - begin);
-        if (!readLine(line, file.values))
-        {
-            addBroken(file, "\"" + shown(line) + "\" is left out");
-        }
-        begin = end + 1;
+        addBroken(file, "\"" + shown(line) + "\" is left out");
     }
     return file;
 }
 
 bool writeControlFile(int scheme, const ControlValues& values)
 {
-    std::string text;
-    for (const auto& [name, value] : values)
-    {
-        text += name + " " + std::to_string(value) + "\n";
-    }
+    const std::string text = services::textOf(values);
     KSFile file;
     const auto size = static_cast<unsigned>(text.size());
     return file.open(controlFile(scheme).c_str(), KSFile::modeWrite | KSFile::modeTruncate) &&

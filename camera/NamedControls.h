@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "camera/Results.h"
+#include "services/ControlFile.h"
 #include "services/ImageService.h"
 
 // Controls of a real device that are behind no key: kept for each scheme beside the library's values, by name.
@@ -56,16 +57,14 @@ struct UnsavedControl
     int saved;
 };
 
-using ControlValues = std::map<std::string, int>;
+using services::controlFile;
+using services::ControlValues;
 
 // An action is done and over: no scheme remembers it.
 bool isKept(const services::NamedControl& control);
 
 // As of a key: title, kind and what is allowed.
 services::ParameterState limitsOf(const services::NamedControl& control);
-
-// "/mnt/mtd/code/config_file/named0.cfg"
-std::string controlFile(int scheme);
 
 struct ControlFile
 {

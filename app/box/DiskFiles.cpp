@@ -1,31 +1,14 @@
 #include "app/box/DiskFiles.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <filesystem>
 
 #include "app/Failure.h"
-#include "app/Output.h"
+#include "services/DiskFiles.h"
 
 namespace app {
 namespace {
 
 namespace fs = std::filesystem;
-
-// A file's contents, or the names in a folder. True too on a file system that has nothing to bring to a disk.
-bool bringToDisk(const fs::path& path)
-{
-    const int handle = open(path.empty() ? "." : path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (handle < 0)
-    {
-        return false;
-    }
-    const bool isOnDisk = fsync(handle) == 0 || errno == EINVAL;
-    close(handle);
-    return isOnDisk;
-}
 
 // And those on the way to it. The name of a folder that was there is on the disk, unless a start was killed right after
 // making it: then it is empty, for nothing is put into a folder before.
@@ -36,7 +19,8 @@ void makeFolder(const fs::path& folder, const std::string& wanted)
     {
         if (fs::is_empty(folder, error))
         {
-            bringToDisk(folder.parent_path());  // what was there before any start may lie where nobody may read
+            // Whatever comes of it: what was there before any start may lie where nobody may read.
+            services::bringToDisk(folder.parent_path());
         }
         return;
     }
@@ -49,22 +33,10 @@ void makeFolder(const fs::path& folder, const std::string& wanted)
     {
         throw Failure("cannot make the folder " + wanted + ": " + (error ? error.message() : "it is a file"));
     }
-    if (!bringToDisk(folder.parent_path()) && isNew)
+    if (!services::bringToDisk(folder.parent_path()) && isNew)
     {
         throw Failure(systemError("cannot bring the folder " + wanted + " to the disk"));
     }
-}
-
-// The new file, on the disk. False too when there is one already, which may be a link.
-bool writeNewFile(const fs::path& path, const std::string& content, mode_t mode)
-{
-    const int handle = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-    if (handle < 0)
-    {
-        return false;
-    }
-    const bool isWritten = writeAll(handle, content) && (fsync(handle) == 0 || errno == EINVAL);
-    return close(handle) == 0 && isWritten;
 }
 
 }  // namespace
@@ -76,16 +48,7 @@ void makeFolders(const std::string& path)
 
 void replaceFile(const std::string& path, const std::string& content, mode_t mode)
 {
-    const fs::path staged = path + ".new";
-    std::error_code error;
-    fs::remove(staged, error);  // left by an interrupted start, or a link
-    bool good = writeNewFile(staged, content, mode);
-    if (good)
-    {
-        fs::rename(staged, path, error);
-        good = !error && bringToDisk(fs::path(path).parent_path());
-    }
-    if (!good)
+    if (!services::replaceFile(path, content, mode))
     {
         throw Failure("cannot write " + path);
     }

@@ -22,8 +22,8 @@ struct Choice
 };
 
 constexpr Choice kLamps[] = {{"near", kLampNear}, {"medium", kLampMedium}, {"far", kLampFar}};
-constexpr Choice kOthers[] = {{"put back", static_cast<int>(Others::putBack)},
-                              {"take over", static_cast<int>(Others::takeOver)},
+constexpr Choice kOthers[] = {{"put-back", static_cast<int>(Others::putBack)},
+                              {"take-over", static_cast<int>(Others::takeOver)},
                               {"leave", static_cast<int>(Others::leave)}};
 constexpr Choice kSchemes[] = {{"clock", 0}, {"light", 1}};
 constexpr Choice kMains[] = {{"50", 50}, {"60", 60}};
@@ -152,7 +152,7 @@ void readLine(const std::string& name, const std::string& value, Board& board)
     }
     else if (name == "others")
     {
-        board.others = static_cast<Others>(valueOf(kOthers, value));
+        board.others = parseOthers(value);
     }
     else if (name == "schemes")
     {
@@ -278,6 +278,11 @@ FilterLines parseFilter(const std::string& text)
         readOption(option, lines);
     }
     return lines;
+}
+
+Others parseOthers(const std::string& text)
+{
+    return static_cast<Others>(valueOf(kOthers, text));
 }
 
 void parseLamp(const std::string& text, std::map<u32, std::string>& lamps)

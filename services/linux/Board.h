@@ -43,6 +43,8 @@ std::string textOf(const Board& board);
 
 // "gpiochip0:3", "gpiochip0:3,low", "gpiochip0:3:4,100ms". Throws std::runtime_error, here and below.
 FilterLines parseFilter(const std::string& text);
+// "put-back", "take-over" or "leave".
+Others parseOthers(const std::string& text);
 // "near=NAME", added to the lamps.
 void parseLamp(const std::string& text, std::map<u32, std::string>& lamps);
 

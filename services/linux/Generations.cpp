@@ -20,6 +20,9 @@
 #include "SensorPaths.h"
 #include "XmlGuard.h"
 #include "services/CommandNames.h"
+#include "services/ControlFile.h"
+#include "services/Descriptor.h"
+#include "services/DiskFiles.h"
 #include "services/linux/Documents.h"
 #include "services/linux/Service.h"
 
@@ -42,46 +45,13 @@ constexpr std::size_t kSettingsMax = 64 * 1024;              // bytes of a file 
     throw std::runtime_error("cannot " + what + ": " + std::strerror(error));
 }
 
-class Descriptor
-{
-public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor()
-    {
-        if (number_ >= 0)
-        {
-            close(number_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int number() const { return number_; }
-    bool isOpen() const { return number_ >= 0; }
-
-private:
-    const int number_;
-};
-
-// What was written to it is on the disk then.
-void sync(const Descriptor& file, const std::string& path)
-{
-    // EINVAL: a file system without a disk to sync to.
-    if (fsync(file.number()) != 0 && errno != EINVAL)
-    {
-        fail("bring " + path + " to the disk", errno);
-    }
-}
-
 // The names in it are on the disk then.
 void syncFolder(const std::string& path)
 {
-    const Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!folder.isOpen())
+    if (!services::bringToDisk(path))
     {
-        fail("open the folder " + path, errno);
+        fail("bring " + path + " to the disk", errno);
     }
-    sync(folder, path);
 }
 
 // The type of what has this name; 0 for nothing. Throws where that cannot be found out.
@@ -117,37 +87,17 @@ void makeFolders(const std::string& root, const std::string& path)
     }
 }
 
-// In a folder where nothing is yet; its contents are on the disk then, its name is not.
-void writeNewFile(const std::string& path, const std::string& content)
-{
-    const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
-    if (!file.isOpen())
-    {
-        fail("make " + path, errno);
-    }
-    for (std::size_t done = 0; done < content.size();)
-    {
-        const ssize_t put = write(file.number(), content.data() + done, content.size() - done);
-        if (put <= 0 && errno != EINTR)
-        {
-            fail("write " + path, put == 0 ? ENOSPC : errno);
-        }
-        done += static_cast<std::size_t>(std::max<ssize_t>(put, 0));
-    }
-    sync(file, path);
-}
-
 // Nothing where there is no plain file; a link is none, and what is longer than that many bytes is not ours. Throws where
 // a disk fails: what cannot be read now is not gone.
 std::optional<std::string> readFile(const std::string& path, std::size_t longest)
 {
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const services::Descriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat facts = {};
-    if (!file.isOpen() && (errno == ENOENT || errno == ENOTDIR || errno == ELOOP || errno == ENXIO))
+    if (file.number() < 0 && (errno == ENOENT || errno == ENOTDIR || errno == ELOOP || errno == ENXIO))
     {
         return std::nullopt;
     }
-    if (!file.isOpen() || fstat(file.number(), &facts) != 0)
+    if (file.number() < 0 || fstat(file.number(), &facts) != 0)
     {
         fail("read " + path, errno);
     }
@@ -156,21 +106,12 @@ std::optional<std::string> readFile(const std::string& path, std::size_t longest
         return std::nullopt;
     }
     std::string content(static_cast<std::size_t>(facts.st_size), '\0');
-    std::size_t done = 0;
-    while (done < content.size())
+    const ssize_t got = read(file.number(), content.data(), content.size());
+    if (got < 0)
     {
-        const ssize_t got = read(file.number(), content.data() + done, content.size() - done);
-        if (got < 0 && errno != EINTR)
-        {
-            fail("read " + path, errno);
-        }
-        if (got == 0)
-        {
-            return std::nullopt;  // it has become shorter
-        }
-        done += static_cast<std::size_t>(std::max<ssize_t>(got, 0));
+        fail("read " + path, errno);
     }
-    return content;
+    return static_cast<std::size_t>(got) == content.size() ? std::make_optional(content) : std::nullopt;  // shorter now
 }
 
 // ---- the folders of a state ----------------------------------------------------------------------------------------
@@ -327,20 +268,10 @@ private:
 
 using Words = std::map<int, int>;  // by key
 
-std::string schemeFileIn(const std::string& folder, int scheme)
-{
-    return folder + sensorpaths::schemeFile(scheme);
-}
-
-std::string namedFile(int scheme)
-{
-    return std::string(sensorpaths::kConfigFolder) + "/named" + std::to_string(scheme) + ".cfg";
-}
-
 // What a scheme file holds; nothing without a sound one.
 std::optional<Words> savedIn(const std::string& folder, int scheme)
 {
-    const std::optional<std::string> bytes = readFile(schemeFileIn(folder, scheme), kSettingsMax);
+    const std::optional<std::string> bytes = readFile(folder + sensorpaths::schemeFile(scheme), kSettingsMax);
     if (!bytes || bytes->size() % sizeof(KeyVal) != 0)
     {
         return std::nullopt;
@@ -353,24 +284,6 @@ std::optional<Words> savedIn(const std::string& folder, int scheme)
         words.emplace(static_cast<int>(record.key), static_cast<int>(record.value));
     }
     return words;
-}
-
-// "name value" lines; others are left out.
-std::string namedIn(const std::string& folder, int scheme)
-{
-    const std::string text = readFile(folder + namedFile(scheme), kSettingsMax).value_or("");
-    std::string good;
-    for (std::size_t at = 0; at < text.size();)
-    {
-        const std::size_t end = std::min(text.find('\n', at), text.size());
-        const std::string line = text.substr(at, end - at);
-        const std::size_t name = line.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_");
-        const bool isPair = name != std::string::npos && name > 0 && line[name] == ' ' && name + 1 < line.size() &&
-                            line.find_first_not_of("-0123456789", name + 1) == std::string::npos;
-        good += isPair ? line + "\n" : "";
-        at = end + 1;
-    }
-    return good;
 }
 
 std::string bytesOf(const Documents& documents, const Words& words)
@@ -526,9 +439,13 @@ void addSettings(const Documents& documents, const Board& board, const std::opti
             report.push_back("scheme " + std::to_string(scheme) + ": no saved values; it has its factory values");
         }
         put(sensorpaths::schemeFile(scheme), bytesOf(documents, words));
-        if (const std::string named = old ? namedIn(old->generation.folder, scheme) : ""; !named.empty())
+        const std::string namedFile = services::controlFile(scheme);
+        std::vector<std::string> leftOut;
+        const services::ControlValues named = services::parseControls(
+            old ? readFile(old->generation.folder + namedFile, services::kControlFileMax).value_or("") : "", leftOut);
+        if (!named.empty())
         {
-            put(namedFile(scheme), named);
+            put(namedFile, services::textOf(named));
         }
     }
     put(sensorpaths::kVersionFile, std::string(kLayoutVersion));
@@ -569,17 +486,13 @@ void compareKeys(const Documents& documents, const Kept& old, const std::vector<
 
 void syncFolders(const std::string& root)
 {
-    std::vector<std::string> folders = {root};
+    syncFolder(root);
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root))
     {
         if (entry.is_directory())
         {
-            folders.push_back(entry.path().string());
+            syncFolder(entry.path().string());
         }
-    }
-    for (const std::string& folder : folders)
-    {
-        syncFolder(folder);
     }
 }
 
@@ -593,17 +506,17 @@ void build(const Folders& folders, int number, const Files& files, const std::st
     for (const auto& [path, content] : files)
     {
         makeFolders(root, path);
-        writeNewFile(root + "/" + path, content);
+        if (!services::writeNewFile(root + "/" + path, content))
+        {
+            fail("write " + root + "/" + path, errno);
+        }
     }
     syncFolders(root);
     const std::string last = root + "/" + kMadeOfFile;
-    const std::string staged = last + ".new";
-    writeNewFile(staged, mark);
-    if (rename(staged.c_str(), last.c_str()) != 0)
+    if (!services::replaceFile(last, mark))
     {
         fail("make " + last, errno);
     }
-    syncFolder(root);
     syncFolder(folders.all());
 }
 
@@ -628,7 +541,7 @@ std::string reasonFor(const Description& description, const Kept& old, const std
 }  // namespace
 
 Generation bringUp(const std::string& state, const std::string& share, const Description& description,
-                   const Board& board, const StatesOf& statesOf)
+                   const Board& board)
 {
     const Folders folders(state);
     const std::optional<Kept> old = keptInForce(folders);
@@ -646,13 +559,13 @@ Generation bringUp(const std::string& state, const std::string& share, const Des
     made.folder = folders.path(made.number);
     made.isNew = true;
     made.description = parseDescription(textOf(description));  // as it is kept
-    const Documents documents = documentsOf(description, statesOf(description), board, languagesIn(share));
+    const Documents documents = documentsOf(description, parametersOf(description, board), board, languagesIn(share));
     if (old)
     {
         made.report = old->generation.report;
         made.report.push_back("generation " + std::to_string(made.number) + " follows " +
                               std::to_string(old->generation.number) + ": " + reasonFor(description, *old, mark));
-        compareKeys(documents, *old, statesOf(old->generation.description), made.report);
+        compareKeys(documents, *old, parametersOf(old->generation.description, board), made.report);
     }
     else
     {
@@ -687,13 +600,6 @@ Generation bringUp(const std::string& state, const std::string& share, const Des
         made.report.push_back("old generations stay: " + std::string(error.what()));
     }
     return made;
-}
-
-Generation bringUp(const std::string& state, const std::string& share, const Description& description,
-                   const Board& board)
-{
-    return bringUp(state, share, description, board,
-                   [&board](const Description& device) { return parametersOf(device, board); });
 }
 
 std::optional<Generation> generationInForce(const std::string& state)

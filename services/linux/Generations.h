@@ -1,11 +1,9 @@
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "services/ImageService.h"
 #include "services/linux/Board.h"
 #include "services/linux/Description.h"
 
@@ -39,11 +37,6 @@ struct Generation
 // share: the installed documents.
 Generation bringUp(const std::string& state, const std::string& share, const Description& description,
                    const Board& board);
-
-// The same, with what a service can set of a device in place of parametersOf.
-using StatesOf = std::function<std::vector<services::ParameterState>(const Description&)>;
-Generation bringUp(const std::string& state, const std::string& share, const Description& description,
-                   const Board& board, const StatesOf& statesOf);
 
 // The one in force, with its documents as they are, for a start without the device; nothing when there is none. Where
 // the link is missing, or leads to one that is not whole, it leads to this one then.

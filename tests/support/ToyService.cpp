@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <mutex>
 #include <stdexcept>
 
 #include "app/Service.h"
+#include "tests/support/StoppablePicture.h"
 
 // A device that has next to nothing, in the place of the one that sensorcam chooses: brightness, mirror, a shutter, a
 // zoom, a reading of day and night, and a picture without pixels. It can neither focus nor measure light, has no lamps,
@@ -19,36 +19,6 @@ auto rowOf(Rows& rows, ia_cmd_e cmd)
 {
     return std::find_if(rows.begin(), rows.end(), [cmd](const ParameterState& row) { return row.cmd == cmd; });
 }
-
-// Ten frames in a second, each an empty JPEG.
-class ToyPicture final : public services::PictureSource
-{
-public:
-    std::optional<services::Frame> next() override
-    {
-        std::unique_lock<std::mutex> lock(mutex_);
-        stopping_.wait_for(lock, std::chrono::milliseconds(100), [this] { return stopped_; });
-        services::Frame frame;
-        frame.number = ++number_;
-        frame.jpeg = "\xff\xd8\xff\xd9";
-        return stopped_ ? std::nullopt : std::optional(frame);
-    }
-
-    void stop() override
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        stopped_ = true;
-        stopping_.notify_all();
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable stopping_;
-
-    // Guarded by mutex_.
-    bool stopped_ = false;
-    std::uint64_t number_ = 0;
-};
 
 class ToyService final : public services::ImageService
 {
@@ -99,7 +69,8 @@ public:
         {
             throw std::runtime_error("module 2 shows nothing");
         }
-        return std::make_unique<ToyPicture>();
+        // Ten frames in a second, each an empty JPEG.
+        return std::make_unique<support::PacedPicture>(std::chrono::milliseconds(100), "\xff\xd8\xff\xd9");
     }
 
 private:

@@ -103,7 +103,7 @@ constexpr char kAway[] =
 TEST_F(DeviceCameraTest, AwayAtTheStartItHasTheDocumentsThatItHad)
 {
     makeGeneration();
-    remember("camera = 1d6b-0105-away\nothers = put back\nschemes = clock\nmains = 50\n");
+    remember("camera = 1d6b-0105-away\nothers = put-back\nschemes = clock\nmains = 50\n");
     EXPECT_EQ(broughtUp(named(kCamera)), kAway);
     EXPECT_EQ(fs::read_symlink(std::string(kState) + "/current"), "generations/1");
     EXPECT_EQ(broughtUp(std::nullopt, kState), kAway);
@@ -146,7 +146,7 @@ TEST_F(DeviceCameraTest, WhatIsNamedIsPutOverWhatIsRemembered)
     options.others = devices::Others::takeOver;
     EXPECT_EQ(broughtUp(options), kAway);
     EXPECT_EQ(board(), "camera = 1d6b-0105-away\nlight = auto\nlamp = near=new\nlamp = medium=kept\nlamp = far=more\n"
-                       "filter = gpiochip1:4:5,50ms\nothers = take over\nschemes = clock\nmains = 60\n");
+                       "filter = gpiochip1:4:5,50ms\nothers = take-over\nschemes = clock\nmains = 60\n");
 }
 
 TEST_F(DeviceCameraTest, ABoardFileSaysEverything)
@@ -157,7 +157,7 @@ TEST_F(DeviceCameraTest, ABoardFileSaysEverything)
     DeviceOptions options;
     options.boardFile = "/tmp/home/file";
     EXPECT_EQ(broughtUp(options), kAway);
-    EXPECT_EQ(board(), "camera = 1d6b-0105-away\nothers = put back\nschemes = clock\nmains = 60\n");
+    EXPECT_EQ(board(), "camera = 1d6b-0105-away\nothers = put-back\nschemes = clock\nmains = 60\n");
     support::writeFile("/tmp/home/file", "camera = 1d6b-0105-away\nmains = 70\n");
     EXPECT_EQ(broughtUp(options), "/tmp/home/file: line 2: mains = 70: it is one of 50, 60");
 }
@@ -294,7 +294,7 @@ TEST(DevicesDocument, ItsBoardFileIsTaken)
     }
     EXPECT_EQ(devices::textOf(devices::parseBoard(file)),
               "camera = /dev/video0\nlight = auto\nlamp = near=lamp:near\nfilter = gpiochip0:3,high\n"
-              "others = put back\nschemes = clock\nmains = 50\n");
+              "others = put-back\nschemes = clock\nmains = 50\n");
 }
 
 TEST_F(DeviceDaemonTest, TheLinesThatTheDocumentHasForThePromptAreDone)

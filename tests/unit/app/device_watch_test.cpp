@@ -8,49 +8,11 @@
 #include <future>
 
 #include "app/Devices.h"
+#include "tests/support/FakeDevice.h"
 
 namespace {
 
 using services::Standing;
-
-// A service on a device of which a test says how it stands.
-class FakeDevice : public services::ImageService, public services::Device
-{
-public:
-    int call(ia_cmd_e, int, void*) override { return services::kNotSupported; }
-    bool setModule(int) override { return true; }
-    std::vector<services::ParameterState> parameters() const override { return {}; }
-    std::optional<services::ParameterState> parameter(ia_cmd_e) const override { return std::nullopt; }
-    services::Device* device() override { return this; }
-
-    std::string name() const override { return "Webcam"; }
-    bool isThere() const override { return isThere_; }
-    bool hasOtherControls() const override { return hasOtherControls_; }
-    std::map<ia_cmd_e, Standing> standings() const override
-    {
-        return isApplied_ ? std::map<ia_cmd_e, Standing>{{IA_CMD_BRIGHTNESS, Standing::held}}
-                          : std::map<ia_cmd_e, Standing>{{IA_CMD_BRIGHTNESS, Standing::waiting}};
-    }
-    std::map<ia_cmd_e, int> takenOver() override { return {}; }
-    std::vector<services::NamedControl> controls() const override { return {}; }
-    int set(const std::string&, int) override { return services::kUnknownCommand; }
-
-    std::atomic<bool> isThere_{true};
-    std::atomic<bool> hasOtherControls_{false};
-    std::atomic<bool> isApplied_{true};
-};
-
-class FakePlugs : public devices::DeviceSource
-{
-public:
-    explicit FakePlugs(std::function<void()>& changed) : changed_(changed) {}
-
-    int open(devices::Role, const std::string&) override { return -ENODEV; }
-    void listen(std::function<void()> changed) override { changed_ = std::move(changed); }
-
-private:
-    std::function<void()>& changed_;
-};
 
 class DeviceWatchTest : public testing::Test
 {
@@ -65,7 +27,6 @@ protected:
                        static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size())),
                   0);
         setenv("NOTIFY_SOCKET", ("@" + name).c_str(), 1);
-        plugs_.listen([] {});
     }
     ~DeviceWatchTest() override { unsetenv("NOTIFY_SOCKET"); }
 
@@ -77,12 +38,14 @@ protected:
         return count < 0 ? "nothing" : std::string(text, static_cast<std::size_t>(count));
     }
 
-    app::DeviceService service() { return {journal_, plugs_}; }
+    void plug(bool isThere)
+    {
+        device_.plug(isThere);
+        events_.tell({camera::Event::Kind::device});
+    }
 
-    FakeDevice device_;
-    services::Journal journal_{device_};
-    std::function<void()> plugged_;
-    app::OverheardDevices plugs_{std::make_unique<FakePlugs>(plugged_)};
+    support::FakeDevice device_;
+    camera::Events events_;
 
 private:
     const camera::Descriptor manager_;
@@ -90,31 +53,30 @@ private:
 
 TEST_F(DeviceWatchTest, ReadyMeansThatAllIsAppliedThatCanBe)
 {
-    device_.isApplied_ = false;
-    const app::DeviceWatch watch(service(), [] {});
-    device_.isApplied_ = true;
+    device_.stand(IA_CMD_CONTRAST, Standing::held);
+    device_.stand(IA_CMD_BRIGHTNESS, Standing::waiting);
+    const app::DeviceWatch watch(device_, events_, [] {});
+    device_.stand(IA_CMD_BRIGHTNESS, Standing::applied);
     EXPECT_EQ(told(), "READY=1\nSTATUS=everything is applied");
 }
 
 TEST_F(DeviceWatchTest, ADeviceThatIsLostAndBackIsToldOnceEach)
 {
-    const app::DeviceWatch watch(service(), [] {});
+    const app::DeviceWatch watch(device_, events_, [] {});
     EXPECT_EQ(told(), "READY=1\nSTATUS=everything is applied");
-    device_.isThere_ = false;
-    plugged_();
+    plug(false);
     EXPECT_EQ(told(), "STATUS=the device is lost");
-    device_.isThere_ = true;
-    plugged_();
+    plug(true);
     EXPECT_EQ(told(), "STATUS=the device is back");
 }
 
 TEST_F(DeviceWatchTest, OtherControlsAreToldToTheOneWhoEndsTheCamera)
 {
-    device_.hasOtherControls_ = true;
+    device_.plug(true, true);
     std::promise<void> ended;
-    const app::DeviceWatch watch(service(), [&] { ended.set_value(); });
+    const app::DeviceWatch watch(device_, events_, [&] { ended.set_value(); });
     ended.get_future().get();
-    EXPECT_EQ(told(), "STATUS=Webcam has other controls now");
+    EXPECT_EQ(told(), "STATUS=USB Camera has other controls now");
     while (!watch.hasOtherControls())
     {
         std::this_thread::yield();

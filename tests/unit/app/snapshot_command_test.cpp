@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <condition_variable>
 #include <csignal>
 #include <limits>
-#include <mutex>
 #include <stdexcept>
 
 #include "HostClock.h"
@@ -13,6 +11,7 @@
 #include "app/cli/Session.h"
 #include "tests/support/PrivateTree.h"
 #include "tests/support/Simulator.h"
+#include "tests/support/StoppablePicture.h"
 #include "tests/unit/app/ScriptConsole.h"
 
 namespace {
@@ -27,7 +26,7 @@ enum class Gives
     failure,
 };
 
-class ScriptPicture : public services::PictureSource
+class ScriptPicture : public support::StoppablePicture
 {
 public:
     explicit ScriptPicture(Gives gives) : gives_(gives) {}
@@ -38,25 +37,17 @@ public:
         {
             throw std::runtime_error("its lens cap is on");
         }
-        std::unique_lock<std::mutex> lock(mutex_);
-        stopping_.wait(lock, [this] { return stopped_ || gives_ != Gives::nothing; });
+        if (gives_ == Gives::nothing)
+        {
+            waitForStop();
+        }
         return gives_ == Gives::frame
                    ? std::optional(services::Frame{7, 0, 1280, 720, "JPEG", 0, 0, 25, 300, false, false})
                    : std::nullopt;
     }
 
-    void stop() override
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        stopped_ = true;
-        stopping_.notify_all();
-    }
-
 private:
     const Gives gives_;
-    std::mutex mutex_;
-    std::condition_variable stopping_;
-    bool stopped_ = false;  // guarded by mutex_
 };
 
 // The simulator with another picture.

@@ -3,9 +3,11 @@
 #include <linux/videodev2.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "services/linux/Control.h"
+#include "services/linux/Description.h"
 
 namespace support {
 
@@ -59,6 +61,20 @@ inline std::vector<devices::Control> webcam()
         number(V4L2_CID_ZOOM_ABSOLUTE, 100, 1600, 100),
         number(V4L2_CID_IRIS_ABSOLUTE, 100, 2200, 200),
     };
+}
+
+// Of a camera with these, each as it left the factory.
+inline devices::Description cameraWith(std::vector<devices::Control> controls)
+{
+    devices::Description description;
+    description.name = "Webcam 300";
+    description.version = "uvcvideo 6.1.0";
+    description.controls = std::move(controls);
+    for (const devices::Control& control : description.controls)
+    {
+        description.values[control.id] = control.defaultValue;
+    }
+    return description;
 }
 
 }  // namespace support

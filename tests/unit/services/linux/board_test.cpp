@@ -38,7 +38,7 @@ constexpr char kWhole[] = "camera = 046d-0825-4A1B\n"
                           "lamp = near=input0::capslock\n"
                           "lamp = far=white:flash\n"
                           "filter = gpiochip0:3:4,250ms\n"
-                          "others = take over\n"
+                          "others = take-over\n"
                           "schemes = light\n"
                           "mains = 60\n";
 
@@ -62,7 +62,7 @@ TEST(Board, IsReadAndWrittenAsTheSameText)
 
 TEST(Board, WhatIsNotSaidIsAsItMostlyIs)
 {
-    EXPECT_EQ("others = put back\nschemes = clock\nmains = 50\n", textOf(parseBoard("")));
+    EXPECT_EQ("others = put-back\nschemes = clock\nmains = 50\n", textOf(parseBoard("")));
 }
 
 TEST(Board, MayHaveSpacesAndComments)
@@ -80,7 +80,7 @@ TEST(Board, AnErrorNamesItsLineAndSaysWhatIsWrong)
     EXPECT_EQ("line 1: camera: a line is \"name = value\"", errorOf("camera"));
     EXPECT_EQ("line 1: camera =: there is no name", errorOf("camera ="));
     EXPECT_EQ("line 2: mains = 60: this is said twice", errorOf("mains = 50\nmains = 60"));
-    EXPECT_EQ("line 1: others = fight: it is one of put back, take over, leave", errorOf("others = fight"));
+    EXPECT_EQ("line 1: others = fight: it is one of put-back, take-over, leave", errorOf("others = fight"));
     EXPECT_EQ("line 1: mains = 55: it is one of 50, 60", errorOf("mains = 55"));
     EXPECT_EQ("line 1: schemes = moon: it is one of clock, light", errorOf("schemes = moon"));
     EXPECT_EQ("line 1: lamp = left=x: it is one of near, medium, far", errorOf("lamp = left=x"));

@@ -41,21 +41,9 @@ std::map<std::string, std::string> languages()
     return files;
 }
 
-Description cameraWith(std::vector<Control> controls)
-{
-    Description description;
-    description.name = "Webcam 300";
-    description.controls = std::move(controls);
-    for (const Control& control : description.controls)
-    {
-        description.values[control.id] = control.defaultValue;
-    }
-    return description;
-}
-
 Description board()
 {
-    Description description = cameraWith(support::webcam());
+    Description description = support::cameraWith(support::webcam());
     for (const Control& more :
          {support::number(kLampNear, 0, 255, 0), support::number(kLampFar, 0, 255, 0), support::yesNo(kFilter, true),
           support::menu(kFrameRate, {5, 15, 25, 30, 60}, 30), support::yesNo(V4L2_CID_HFLIP, false),
@@ -126,8 +114,8 @@ std::set<std::string> idsIn(const std::string& texts)
 
 TEST(DeviceDocuments, OfASmallCameraAreTheseByteForByte)
 {
-    const Documents documents = documentsFor(
-        cameraWith({support::number(V4L2_CID_BRIGHTNESS, -64, 64, 0), support::yesNo(V4L2_CID_FOCUS_AUTO, true)}));
+    const Documents documents = documentsFor(support::cameraWith(
+        {support::number(V4L2_CID_BRIGHTNESS, -64, 64, 0), support::yesNo(V4L2_CID_FOCUS_AUTO, true)}));
     EXPECT_EQ(documents.files.at(kStyle),
               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
               "<SensorStyle version=\"1\">\n"
@@ -226,7 +214,7 @@ TEST(DeviceDocuments, HaveAPlaceForEveryCommandThatACameraMayHave)
                                      : support::number(row.control, 0, 5000, 7));
         }
     }
-    const Description description = cameraWith(everything);
+    const Description description = support::cameraWith(everything);
     const Documents documents = documentsFor(description, lit(false));
     for (const services::ParameterState& state : parametersOf(description, lit(false)))
     {
@@ -244,7 +232,8 @@ TEST(DeviceDocuments, OfACameraWithMoreThanAHundredControlsHoldThoseWithAKey)
     {
         controls.push_back(support::number(0x08000000 + i, 0, 9, 1));
     }
-    EXPECT_EQ(documentsFor(cameraWith(controls)).files, documentsFor(cameraWith(support::webcam())).files);
+    EXPECT_EQ(documentsFor(support::cameraWith(controls)).files,
+              documentsFor(support::cameraWith(support::webcam())).files);
 }
 
 TEST(DeviceDocuments, NameConditionsThatTheDeviceCanFulfil)

@@ -60,23 +60,10 @@ Files filesIn(const std::string& folder)
     return files;
 }
 
-Description cameraWith(std::vector<Control> controls)
-{
-    Description description;
-    description.name = "Webcam 300";
-    description.version = "uvcvideo 6.1.0";
-    description.controls = std::move(controls);
-    for (const Control& control : description.controls)
-    {
-        description.values[control.id] = control.defaultValue;
-    }
-    return description;
-}
-
 // A camera, and what a new firmware makes of it: no sharpness, but mirrors, and a menu with one item less.
 Description before()
 {
-    Description description = cameraWith(support::webcam());
+    Description description = support::cameraWith(support::webcam());
     description.values[V4L2_CID_BRIGHTNESS] = -64;
     return description;
 }
@@ -88,7 +75,7 @@ Description after()
                                   [](const Control& control) { return control.id == V4L2_CID_SHARPNESS; }),
                    controls.end());
     controls.push_back(support::yesNo(V4L2_CID_HFLIP, false));
-    return cameraWith(controls);
+    return support::cameraWith(controls);
 }
 
 // Its values by key, in the order of the file.
