@@ -88,6 +88,10 @@ public:
     // 0, or an error number, and then value is unchanged.
     virtual int get(u32 id, std::int64_t& value) = 0;
 
+    // False when it has gone for good: what is there now is another one, though it may have the same name. For a device
+    // that tells nothing: the others are gone when events() fails.
+    virtual bool isThere() { return true; }
+
     // Readable, for poll, when events() has something; -1 for a device that tells nothing.
     virtual int eventDescriptor() const { return -1; }
     // Adds those that have come; never waits. 0, or an error number: the device is gone.

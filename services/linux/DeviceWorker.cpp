@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace devices {
 namespace {
@@ -92,6 +93,7 @@ void DeviceWorker::plugged()
 {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
+        isPlugged_ = true;
         openings_ = 0;
         nextOpening_ = {};
     }
@@ -123,6 +125,7 @@ void DeviceWorker::run()
 {
     while (!isEnding())
     {
+        checkDevice();
         if (device_ == nullptr)
         {
             openDevice();
@@ -135,6 +138,23 @@ void DeviceWorker::run()
         waitForMore();
     }
     device_.reset();
+}
+
+void DeviceWorker::checkDevice()
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (!std::exchange(isPlugged_, false))
+        {
+            return;
+        }
+    }
+    if (device_ != nullptr && !device_->isThere())
+    {
+        loseDevice();
+        const std::lock_guard<std::mutex> lock(mutex_);
+        nextOpening_ = {};  // the one that was plugged may be it
+    }
 }
 
 void DeviceWorker::openDevice()

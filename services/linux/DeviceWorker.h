@@ -46,7 +46,8 @@ public:
     void press(u32 id);
     // What is wished of this control is sent once more.
     void again(u32 id);
-    // It may be there now: it is looked for at once, and again as after a first failure.
+    // Something has come or gone: a device that is not there any more is lost, and looked for at once, and again as after
+    // a first failure.
     void plugged();
     // Another program may have set something, and the driver may not tell: what is wished is read and compared.
     void lookAgain();
@@ -69,6 +70,7 @@ private:
 
     void run();
     bool isEnding() const;
+    void checkDevice();
     void openDevice();
     Values find(const std::vector<Control>& controls);
     void look();
@@ -91,7 +93,8 @@ private:
     // Guarded by mutex_.
     ControlQueue queue_;
     bool isEnding_ = false;
-    int openings_ = 0;  // that failed, or did not last, one after the other
+    bool isPlugged_ = false;  // something was, and the device is to be asked whether it is still there
+    int openings_ = 0;        // that failed, or did not last, one after the other
     Instant nextOpening_{};
     Instant opened_{};
 

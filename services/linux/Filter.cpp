@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <thread>
 
@@ -36,7 +37,12 @@ void reallySleep(std::chrono::milliseconds span)
 
 }  // namespace
 
-Filter::Filter(std::function<int(bool isIn)> move) : controls_{describeFilter()}, move_(std::move(move)) {}
+Filter::Filter(Lines lines, std::function<int(bool isIn)> move)
+    : controls_{describeFilter()},
+      lines_(std::move(lines)),
+      move_(std::move(move))
+{
+}
 
 std::unique_ptr<Filter> Filter::open(DeviceSource& source, const FilterLines& lines, int& error)
 {
@@ -59,7 +65,8 @@ std::unique_ptr<Filter> Filter::open(DeviceSource& source, const FilterLines& li
 std::unique_ptr<Filter> Filter::byLevel(std::unique_ptr<Line> line, bool isHighIn)
 {
     const std::shared_ptr<Line> level = std::move(line);
-    return std::unique_ptr<Filter>(new Filter([level, isHighIn](bool isIn) { return level->set(isIn == isHighIn); }));
+    return std::unique_ptr<Filter>(
+        new Filter({level}, [level, isHighIn](bool isIn) { return level->set(isIn == isHighIn); }));
 }
 
 std::unique_ptr<Filter> Filter::byPulse(std::unique_ptr<Line> in, std::unique_ptr<Line> out,
@@ -69,7 +76,7 @@ std::unique_ptr<Filter> Filter::byPulse(std::unique_ptr<Line> in, std::unique_pt
     const std::shared_ptr<Line> outwards = std::move(out);
     const Sleep pause = sleep ? std::move(sleep) : Sleep(reallySleep);
     return std::unique_ptr<Filter>(
-        new Filter([=](bool isIn) { return pulse(isIn ? *inwards : *outwards, length, pause); }));
+        new Filter({inwards, outwards}, [=](bool isIn) { return pulse(isIn ? *inwards : *outwards, length, pause); }));
 }
 
 int Filter::set(std::vector<Setting>& settings)
@@ -88,6 +95,11 @@ int Filter::set(std::vector<Setting>& settings)
 int Filter::get(u32, std::int64_t&)
 {
     return EPERM;
+}
+
+bool Filter::isThere()
+{
+    return std::all_of(lines_.begin(), lines_.end(), [](const auto& line) { return line->isThere(); });
 }
 
 }  // namespace devices

@@ -32,11 +32,15 @@ public:
     int set(std::vector<Setting>& settings) override;
     // Lines tell nothing: EPERM.
     int get(u32 id, std::int64_t& value) override;
+    bool isThere() override;
 
 private:
-    explicit Filter(std::function<int(bool isIn)> move);
+    using Lines = std::vector<std::shared_ptr<Line>>;
+
+    Filter(Lines lines, std::function<int(bool isIn)> move);
 
     const std::vector<Control> controls_;
+    const Lines lines_;
     const std::function<int(bool isIn)> move_;
 };
 

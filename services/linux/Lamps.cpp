@@ -73,4 +73,9 @@ int Lamps::get(u32 id, std::int64_t& value)
     return error;
 }
 
+bool Lamps::isThere()
+{
+    return std::all_of(brightness_.begin(), brightness_.end(), [](const auto& lamp) { return lamp.second->isThere(); });
+}
+
 }  // namespace devices

@@ -20,6 +20,7 @@ public:
     const std::vector<Control>& controls() const override { return controls_; }
     int set(std::vector<Setting>& settings) override;
     int get(u32 id, std::int64_t& value) override;
+    bool isThere() override;
 
 private:
     Lamps() = default;

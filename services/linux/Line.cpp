@@ -34,6 +34,13 @@ public:
         return ioctl(descriptor_, GPIO_V2_LINE_SET_CONFIG_IOCTL, &config) == 0 ? 0 : errno;
     }
 
+    bool isThere() override
+    {
+        gpio_v2_line_values values = {};
+        values.mask = 1;
+        return ioctl(descriptor_, GPIO_V2_LINE_GET_VALUES_IOCTL, &values) == 0 || errno != ENODEV;
+    }
+
 private:
     const int descriptor_;
 };

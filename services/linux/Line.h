@@ -38,6 +38,8 @@ public:
 
     // 0, or an error number.
     virtual int set(bool isHigh) = 0;
+    // False when its chip has gone, though another one may be in its place.
+    virtual bool isThere() = 0;
 };
 
 // Line number offset of an open chip, which stays the caller's and need not stay open, left as it is until it is set. Null,

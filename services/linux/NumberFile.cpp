@@ -45,6 +45,12 @@ public:
         return withFile([&](int file) { return pwrite(file, text.data(), text.size(), 0); });
     }
 
+    bool isThere() override
+    {
+        char text[kMaxText];
+        return file_ < 0 || pread(file_, text, sizeof text, 0) >= 0 || errno != ENODEV;
+    }
+
 private:
     template <typename Call>
     int withFile(Call call)

@@ -21,6 +21,8 @@ public:
     virtual int read(double& value) = 0;
     // 0, or an error number.
     virtual int write(std::int64_t value) = 0;
+    // False when the device that was read or written has gone, though another one may be in its place.
+    virtual bool isThere() = 0;
 };
 
 // The file of that name, whether the device is there and has it or not.

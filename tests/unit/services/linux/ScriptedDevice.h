@@ -66,6 +66,14 @@ public:
         eventfd_write(told_, 1);
     }
 
+    // Pulled out and plugged in again, and no event tells of it: those that are open are dead.
+    void replace()
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        ++device_;
+        values_.clear();
+    }
+
     // False when the device was not told this, by sets that have ended, within a bound that only a fault reaches.
     bool waitFor(const devices::Setting& setting)
     {
@@ -123,14 +131,14 @@ private:
         return false;
     }
 
-    int set(std::vector<devices::Setting>& settings)
+    int set(std::vector<devices::Setting>& settings, int device)
     {
         std::unique_lock<std::mutex> lock(mutex_);
         ++hanging_;
         changed_.notify_all();
         changed_.wait(lock, [this] { return !isHanging_; });
         --hanging_;
-        int error = isPlugged_ ? 0 : ENODEV;
+        int error = isPlugged_ && device == device_ ? 0 : ENODEV;
         if (error == 0 && !errors_.empty())
         {
             error = errors_.front();
@@ -162,15 +170,16 @@ private:
     bool isHanging_ = false;
     int hanging_ = 0;
     int openings_ = 0;
+    int device_ = 0;  // that is plugged in, by number
 };
 
 class ScriptedDevice : public devices::ControlDevice
 {
 public:
-    explicit ScriptedDevice(Script& script) : script_(script) {}
+    ScriptedDevice(Script& script, int device) : script_(script), device_(device) {}
 
     const std::vector<devices::Control>& controls() const override { return script_.controls_; }
-    int set(std::vector<devices::Setting>& settings) override { return script_.set(settings); }
+    int set(std::vector<devices::Setting>& settings) override { return script_.set(settings, device_); }
 
     int get(u32 id, std::int64_t& value) override
     {
@@ -179,6 +188,12 @@ public:
         const bool isSet = found != script_.values_.end();
         value = isSet ? found->second : devices::findControl(script_.controls_, id)->defaultValue;
         return script_.isPlugged_ ? 0 : ENODEV;
+    }
+
+    bool isThere() override
+    {
+        const std::lock_guard<std::mutex> lock(script_.mutex_);
+        return device_ == script_.device_;
     }
 
     int eventDescriptor() const override { return script_.told_; }
@@ -195,13 +210,14 @@ public:
 
 private:
     Script& script_;
+    const int device_;
 };
 
 inline std::unique_ptr<devices::ControlDevice> Script::open()
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     ++openings_;
-    return isPlugged_ ? std::make_unique<ScriptedDevice>(*this) : nullptr;
+    return isPlugged_ ? std::make_unique<ScriptedDevice>(*this, device_) : nullptr;
 }
 
 }  // namespace support

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -18,6 +19,7 @@ public:
 
     std::map<Name, double> numbers;
     std::map<Name, int> errors;
+    std::set<Name> gone;  // the devices of those that are open
 
     devices::NumberFiles files()
     {
@@ -48,6 +50,8 @@ private:
             }
             return error;
         }
+
+        bool isThere() override { return files_.gone.count(name_) == 0; }
 
     private:
         int errorNow() const

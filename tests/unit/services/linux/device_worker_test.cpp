@@ -177,6 +177,24 @@ TEST_F(DeviceWorkerTest, ADeviceThatIsPluggedInAgainGetsEverything)
     EXPECT_EQ(3u, script_.sets().size());
 }
 
+TEST_F(DeviceWorkerTest, ADeviceThatWentAndCameUnheardGetsEverythingOnceItIsSaid)
+{
+    const auto worker = start();
+    worker->wish({{kBrightness, 5}, {kContrast, 6}});
+    ASSERT_TRUE(listener_.waitForState(kContrast, ControlState::applied));
+    ASSERT_TRUE(script_.waitForSets(2));
+    worker->plugged();
+    worker->wish({{kContrast, 7}});
+    ASSERT_TRUE(script_.waitForSets(3));
+    EXPECT_EQ(1, script_.openings()) << "something else was plugged";
+    script_.replace();
+    worker->plugged();
+    ASSERT_TRUE(script_.waitForSets(5));
+    EXPECT_EQ((std::vector<Setting>{{kBrightness, 5}}), script_.sets()[3]);
+    EXPECT_EQ((std::vector<Setting>{{kContrast, 7}}), script_.sets()[4]);
+    EXPECT_TRUE(listener_.waitForLosses(1));
+}
+
 TEST_F(DeviceWorkerTest, TellsThatTheDeviceIsGoneThoughNothingIsWished)
 {
     const auto worker = start();

@@ -35,6 +35,8 @@ protected:
                 return isHigh ? test_.error_ : 0;
             }
 
+            bool isThere() override { return test_.gone_ != name_; }
+
         private:
             FilterTest& test_;
             const std::string name_;
@@ -56,6 +58,7 @@ protected:
 
     std::string log_;
     int error_ = 0;
+    std::string gone_;
 };
 
 TEST_F(FilterTest, IsOneControlThatCannotBeRead)
@@ -93,6 +96,16 @@ TEST_F(FilterTest, APulseThatFailsLeavesNoCoilOn)
     error_ = EIO;
     EXPECT_EQ(EIO, move(*byPulse(), true));
     EXPECT_EQ("in+ in- ", log_);
+}
+
+TEST_F(FilterTest, IsThereAsLongAsEachOfItsLines)
+{
+    const auto filter = byPulse();
+    EXPECT_TRUE(filter->isThere());
+    gone_ = "out";
+    EXPECT_FALSE(filter->isThere());
+    EXPECT_FALSE(Filter::byLevel(line("out"), true)->isThere());
+    EXPECT_EQ("", log_) << "nothing moves when it is asked";
 }
 
 TEST_F(FilterTest, IsNotOpenedWithoutAChip)

@@ -68,6 +68,14 @@ TEST_F(LampsTest, OneThatIsGoneIsALostDevice)
     EXPECT_EQ(ENODEV, error_);
 }
 
+TEST_F(LampsTest, AreNotThereAnyMoreWhenOneHasGoneThoughItIsBack)
+{
+    const auto lamps = open();
+    EXPECT_TRUE(lamps->isThere());
+    files_.gone = {{Role::lampFar, "brightness"}};
+    EXPECT_FALSE(lamps->isThere());
+}
+
 TEST_F(LampsTest, OneThatMayNotBeSetIsNotHeldByAnAutomatic)
 {
     const auto lamps = open();
