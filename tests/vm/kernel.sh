@@ -3,7 +3,7 @@
 # cache and kernel; here is the folder of the script that sources it.
 
 cache=$PWD/build/vm
-kernel_parts=(drivers/{media,usb,hid,i2c,iio,virtio,block} fs/{autofs,ext4,jbd2} lib crypto)  # folders of its modules
+kernel_parts=(drivers/{media,usb,hid,i2c,iio,virtio,nvdimm} fs/{autofs,ext4,jbd2} lib crypto)  # folders of its modules
 
 # The package that linux-image-amd64 stands for; its name changes with every update of the kernel.
 kernel_package() {

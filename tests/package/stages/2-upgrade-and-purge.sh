@@ -16,6 +16,7 @@ ask 'get KEY_BRIGHTNESS' | grep -q '= 70' || fail "the upgrade has lost the brig
 
 # Somebody does not want it for this camera.
 systemctl mask --now "sensorcam@$camera"
+expect '' "$(systemctl list-units --no-legend --plain --state=failed 'sensorcam@*')"
 tell webcam unplug
 wait_for test ! -e "$node"
 wait_for said webcam unplugged
