@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -96,52 +97,26 @@ constexpr Place kPlaces[] = {
 };
 static_assert(std::size(kPlaces) + 5 <= 100, "the library takes no more parameters");
 
-// Choices from 0 on that read otherwise in every language. What is missing reads as the service's label.
-struct Choices
-{
-    int key;
-    const char* const* texts;
-    std::size_t count;
-};
-
-constexpr const char* kGammas[] = {"gamma_0", "gamma_1", "gamma_2", "gamma_3", "gamma_4", "gamma_5"};
-constexpr const char* kMirrors[] = {"off", "mirror_horizontal", "mirror_vertical", "mirror_both"};
-constexpr const char* kScenes[] = {"side_indoors", "side_outdoors"};
-constexpr const char* kExposures[] = {"mode_automatic", "mode_shutter_priority", "mode_iris_priority", "mode_manual",
-                                      "mode_gain_priority"};
-constexpr const char* kAreas[] = {"area_whole", "area_centre", "area_top", "area_bottom", "area_left", "area_right"};
-constexpr const char* kBalances[] = {"mode_automatic", "mode_manual",       "light_indoor", "light_outdoor",
-                                     "light_tracking", "light_fluorescent", "light_sodium", "light_one_push"};
-constexpr const char* kDayNights[] = {"mode_automatic", "state_day", "state_night", "mode_by_time"};
-constexpr const char* kLampModes[] = {"mode_automatic", "mode_by_zoom", "mode_manual"};
-constexpr const char* kWideRanges[] = {"off", "wdr_digital", "wdr_two_exposures", "wdr_three_exposures"};
-constexpr const char* kFocusModes[] = {"mode_automatic", "mode_manual", "mode_after_zoom"};
-constexpr const char* kDistances[] = {"distance_0", "distance_1", "distance_2", "distance_3",
-                                      "distance_4", "distance_5", "distance_6", "distance_7"};
-constexpr const char* kSwitch[] = {"off", "on"};
-
-template <std::size_t N>
-constexpr Choices choices(int key, const char* const (&texts)[N])
-{
-    return {key, texts, N};
-}
-
-constexpr Choices kChoices[] = {
-    choices(KEY_GAMMA, kGammas),
-    choices(KEY_MIRROR, kMirrors),
-    choices(KEY_IN_OUT_SIDE, kScenes),
-    choices(KEY_EXPOSE_MODE, kExposures),
-    choices(KEY_METER_AREA, kAreas),
-    choices(KEY_WB_MODE, kBalances),
-    choices(KEY_DN_MODE, kDayNights),
-    choices(KEY_IR_MODE, kLampModes),
-    choices(KEY_WDR_MODE, kWideRanges),
-    choices(KEY_AUTO_FOCUS_MODE, kFocusModes),
-    choices(KEY_AUTO_FOCUS_NEAR_LIMIT, kDistances),
-    choices(KEY_BEAWAY, kSwitch),
-    choices(KEY_IR_SWITCH, kSwitch),
-    choices(KEY_BLC_SWITCH, kSwitch),
-    choices(KEY_ANTI_SHAKE_SWITCH, kSwitch),
+// Choices from 0 on that read otherwise in every language: their texts, by key. What is missing reads as the service's
+// label.
+constexpr std::pair<int, const char*> kChoices[] = {
+    {KEY_GAMMA, "gamma_0 gamma_1 gamma_2 gamma_3 gamma_4 gamma_5"},
+    {KEY_MIRROR, "off mirror_horizontal mirror_vertical mirror_both"},
+    {KEY_IN_OUT_SIDE, "side_indoors side_outdoors"},
+    {KEY_EXPOSE_MODE, "mode_automatic mode_shutter_priority mode_iris_priority mode_manual mode_gain_priority"},
+    {KEY_METER_AREA, "area_whole area_centre area_top area_bottom area_left area_right"},
+    {KEY_WB_MODE, "mode_automatic mode_manual light_indoor light_outdoor light_tracking light_fluorescent light_sodium "
+                  "light_one_push"},
+    {KEY_DN_MODE, "mode_automatic state_day state_night mode_by_time"},
+    {KEY_IR_MODE, "mode_automatic mode_by_zoom mode_manual"},
+    {KEY_WDR_MODE, "off wdr_digital wdr_two_exposures wdr_three_exposures"},
+    {KEY_AUTO_FOCUS_MODE, "mode_automatic mode_manual mode_after_zoom"},
+    {KEY_AUTO_FOCUS_NEAR_LIMIT,
+     "distance_0 distance_1 distance_2 distance_3 distance_4 distance_5 distance_6 distance_7"},
+    {KEY_BEAWAY, "off on"},
+    {KEY_IR_SWITCH, "off on"},
+    {KEY_BLC_SWITCH, "off on"},
+    {KEY_ANTI_SHAKE_SWITCH, "off on"},
 };
 
 // The text of a choice; empty where the language files have none.
@@ -151,10 +126,16 @@ std::string choiceText(int key, int word)
     {
         return "fps_" + std::to_string(word);  // which addTexts adds
     }
-    const auto* const found = std::find_if(std::begin(kChoices), std::end(kChoices),
-                                           [key](const Choices& known) { return known.key == key; });
-    const bool isKnown = found != std::end(kChoices) && word >= 0 && static_cast<std::size_t>(word) < found->count;
-    return isKnown ? found->texts[word] : "";
+    const auto* const found =
+        std::find_if(std::begin(kChoices), std::end(kChoices), [key](const auto& known) { return known.first == key; });
+    std::istringstream texts(found != std::end(kChoices) && word >= 0 ? found->second : "");
+    std::string text;
+    for (int i = 0; i <= word && texts; ++i)
+    {
+        text.clear();
+        texts >> text;
+    }
+    return text;
 }
 
 // Of a unit as the service names it.
@@ -173,29 +154,14 @@ std::string unitOf(const std::string& unit)
 // The device's own words: one byte that is no XML would cost the whole document.
 std::string escaped(const std::string& text)
 {
+    constexpr std::pair<char, const char*> kEntities[] = {
+        {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}, {'\'', "&apos;"}};
     std::string safe;
     for (const char letter : cleanText(text.data(), std::min(text.size(), kTextMax)))
     {
-        switch (letter)
-        {
-        case '&':
-            safe += "&amp;";
-            break;
-        case '<':
-            safe += "&lt;";
-            break;
-        case '>':
-            safe += "&gt;";
-            break;
-        case '"':
-            safe += "&quot;";
-            break;
-        case '\'':
-            safe += "&apos;";
-            break;
-        default:
-            safe += letter;
-        }
+        const auto* const found = std::find_if(std::begin(kEntities), std::end(kEntities),
+                                               [letter](const auto& known) { return known.first == letter; });
+        safe += found != std::end(kEntities) ? found->second : std::string(1, letter);
     }
     return safe;
 }
@@ -260,9 +226,19 @@ std::string elementFor(const Place& place, const ParameterState& state, const Al
     }
 }
 
-bool hasKey(const std::vector<Parameter>& parameters, int key)
+// Nothing where the device has no such key.
+const Parameter* findKey(const std::vector<Parameter>& parameters, int key)
 {
-    return std::any_of(parameters.begin(), parameters.end(), [key](const Parameter& p) { return p.place->key == key; });
+    const auto found =
+        std::find_if(parameters.begin(), parameters.end(), [key](const Parameter& p) { return p.place->key == key; });
+    return found != parameters.end() ? &*found : nullptr;
+}
+
+void drop(std::vector<Parameter>& parameters, int key)
+{
+    parameters.erase(std::remove_if(parameters.begin(), parameters.end(),
+                                    [key](const Parameter& parameter) { return parameter.place->key == key; }),
+                     parameters.end());
 }
 
 // These are sent as one record: without all of them the others would be sent with a 0.
@@ -271,14 +247,12 @@ void dropLonely(std::vector<Parameter>& parameters)
     const std::vector<int> records[] = {{KEY_DTN_THR, KEY_NTD_THR}, {KEY_DTN_H, KEY_DTN_M, KEY_NTD_H, KEY_NTD_M}};
     for (const std::vector<int>& record : records)
     {
-        const bool isWhole =
-            std::all_of(record.begin(), record.end(), [&parameters](int key) { return hasKey(parameters, key); });
-        parameters.erase(std::remove_if(parameters.begin(), parameters.end(),
-                                        [&record, isWhole](const Parameter& parameter) {
-                                            const int key = parameter.place->key;
-                                            return !isWhole && std::count(record.begin(), record.end(), key) != 0;
-                                        }),
-                         parameters.end());
+        const bool isWhole = std::all_of(record.begin(), record.end(),
+                                         [&parameters](int key) { return findKey(parameters, key) != nullptr; });
+        for (const int key : isWhole ? std::vector<int>() : record)
+        {
+            drop(parameters, key);
+        }
     }
 }
 
@@ -287,12 +261,12 @@ void dropRefusedByNight(std::vector<Parameter>& parameters)
 {
     for (const KeyVal& forced : factoryChanges(true, 1))
     {
-        parameters.erase(std::remove_if(parameters.begin(), parameters.end(),
-                                        [&forced](const Parameter& parameter) {
-                                            return parameter.place->key == static_cast<int>(forced.key) &&
-                                                   !parameter.allowed.contains(static_cast<int>(forced.value));
-                                        }),
-                         parameters.end());
+        const int key = static_cast<int>(forced.key);
+        const Parameter* const found = findKey(parameters, key);
+        if (found != nullptr && !found->allowed.contains(static_cast<int>(forced.value)))
+        {
+            drop(parameters, key);
+        }
     }
 }
 
@@ -365,9 +339,8 @@ std::string fulfillable(std::string_view condition, const std::vector<Parameter>
 {
     const std::size_t equals = condition.find('=');
     const int key = std::stoi(std::string(condition.substr(0, equals)));
-    const auto other = std::find_if(parameters.begin(), parameters.end(),
-                                    [key](const Parameter& parameter) { return parameter.place->key == key; });
-    if (other == parameters.end())
+    const Parameter* const other = findKey(parameters, key);
+    if (other == nullptr)
     {
         return "";
     }
