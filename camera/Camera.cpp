@@ -44,7 +44,8 @@ Camera::Camera(const Setup& setup, services::Journal& service)
       service_(service),
       trials_(leaseAt(setup.speed)),
       speed_(setup.speed),
-      watcher_([this] { return watch(); }, "CameraWatch", GThread::emptyFun, GThread::emptyFun)
+      watcher_([this] { return watch(); }, "CameraWatch", GThread::emptyFun, GThread::emptyFun),
+      follower_([this] { return follow(); }, "CameraFollow", GThread::emptyFun, GThread::emptyFun)
 {
     startClock();
     const ModuleConfigure board = boardConfiguration();
@@ -76,7 +77,7 @@ Camera::Camera(const Setup& setup, services::Journal& service)
     loadControls();
     lensPositions_ = lensPositions();
     look();
-    if (!watcher_.start())
+    if (!watcher_.start() || !follower_.start())
     {
         shutDown();
         throw Failure(Problem::noThread);
@@ -90,6 +91,8 @@ Camera::~Camera()
 
 void Camera::shutDown()
 {
+    others_.end();
+    follower_.stop();
     watcher_.stop();
     if (up_)
     {

@@ -41,8 +41,8 @@
 //
 // Threads: all operations may be called from any thread at once, beside the sensor thread. Changes of values, schemes
 // and modes run one after the other; reading does not wait for them, but for the call of the library that is under way.
-// A factory reset has the camera for itself. Each caller learns the refusals of its own call. The camera has a thread
-// of its own, which looks once a second whether the sensor thread has switched (FrameRate.cpp).
+// A factory reset has the camera for itself. Each caller learns the refusals of its own call. The camera has two threads
+// of its own: one looks once a second what has happened, one as soon as the sensor thread has switched (FrameRate.cpp).
 namespace camera {
 
 class Camera
@@ -297,6 +297,7 @@ private:
     void look();
     void lookAround();
     int watch();
+    int follow();
 
     const Setup setup_;
     UiFiles uiFiles_;
@@ -331,6 +332,7 @@ private:
     std::atomic<bool> lensMoves_ = false;
 
     GThread watcher_;
+    GThread follower_;
 };
 
 }  // namespace camera

@@ -78,12 +78,23 @@ void Camera::lookAround()
     }
 }
 
-// A turn of the camera's own thread. Returns 0.
+// A turn of the thread that looks once a second. Returns 0.
 int Camera::watch()
 {
     KestraTime::wait(KestraTime(0, static_cast<long>(kLookMicroseconds * std::min(1.0, speed()))));
     look();
     lookAround();
+    return 0;
+}
+
+// A turn of the thread that looks behind a switch of the sensor thread: a device that is plugged in again just then gets
+// the frame rate with all else. A switch that sends nothing is seen at the next second. Returns 0.
+int Camera::follow()
+{
+    if (others_.waitForSome())
+    {
+        look();
+    }
     return 0;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -50,6 +52,30 @@ public:
         {
             sets_.push_back(value);
         }
+        isNew_ = true;
+        changed_.notify_all();
+    }
+
+    // Returns true once some have come and no more follow: those of a switch come at once. False when it is over.
+    bool waitForSome()
+    {
+        std::unique_lock<std::mutex> lock(mutex_);
+        const auto goesOn = [this] { return isNew_ || isOver_; };
+        changed_.wait(lock, goesOn);
+        do
+        {
+            isNew_ = false;
+        }
+        while (!isOver_ && changed_.wait_for(lock, kPause, goesOn));
+        return !isOver_;
+    }
+
+    // Nobody waits from now on.
+    void end()
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        isOver_ = true;
+        changed_.notify_all();
     }
 
     std::vector<Value> take()
@@ -59,8 +85,15 @@ public:
     }
 
 private:
+    static constexpr std::chrono::milliseconds kPause{20};
+
     std::mutex mutex_;
-    std::vector<Value> sets_;  // guarded by mutex_
+    std::condition_variable changed_;
+
+    // Guarded by mutex_.
+    std::vector<Value> sets_;
+    bool isNew_ = false;
+    bool isOver_ = false;
 };
 
 }  // namespace camera
