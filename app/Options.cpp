@@ -127,7 +127,10 @@ void addDeviceOptions(CLI::App& cli, Options& options, RawOptions& raw)
     cli.add_option("--device", raw.device,
                    "Camera that is plugged in: its node, a link to it, its identity or serial number")
         ->type_name("NAME");
-    cli.add_option("--light", raw.light, "Its light sensor, by name, or auto for the only one there is")
+    cli.add_option(
+           "--light", raw.light,
+           "Its light sensor, by name, or auto for the only one there is; exposure for none: the light is judged by "
+           "how the camera exposes while its picture is read")
         ->type_name("NAME");
     cli.add_option("--lamp", raw.lamps, "A lamp of it: near=LED, medium=LED or far=LED; may be repeated")
         ->allow_extra_args(false)

@@ -58,13 +58,20 @@ void Engine::judge(const Sample& sample, const Settings& settings)
     {
     case Mode::alwaysDay:
     case Mode::alwaysNight:
+        timesSaid_.reset();
         become(settings.mode == Mode::alwaysNight, sample.now);
         return;
     case Mode::byTime:
+        timesSaid_.reset();
         become(settings.nightAt(sample.secondsOfDay), sample.now);
         return;
     case Mode::byLight:
         break;
+    }
+    const bool timesSay = settings.nightAt(sample.secondsOfDay);
+    if (sample.lux)
+    {
+        timesSaid_ = timesSay;
     }
     if (proof_)
     {
@@ -77,9 +84,11 @@ void Engine::judge(const Sample& sample, const Settings& settings)
     else
     {
         pendingSince_.reset();
-        if (!lightSeen_ || sample.now - *lightSeen_ >= kLightGone)
+        const bool isGone = !lightSeen_ || sample.now - *lightSeen_ >= kLightGone;
+        if (isGone && (!settings.lightComesAndGoes || timesSaid_ != timesSay))
         {
-            become(settings.nightAt(sample.secondsOfDay), sample.now);
+            become(timesSay, sample.now);
+            timesSaid_ = timesSay;
         }
     }
 }

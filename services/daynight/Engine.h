@@ -27,6 +27,7 @@ struct Settings
     int duskMinutes =
         18 * 60;  // since midnight; the night ends at dawn, also on the next day; none where both are equal
     int dawnMinutes = 6 * 60;
+    bool lightComesAndGoes = false;  // as with those who watch, not with a fault
 
     double dayLevel() const { return dayAbove < nightBelow ? nightBelow : dayAbove; }
     bool nightAt(double secondsOfDay) const;
@@ -53,6 +54,8 @@ struct Decision
 //   below the threshold, by the times where there is no light.
 // - Afterwards the light decides once it has been beyond a threshold for the delay, without interruption. Light that
 //   cannot be measured changes nothing; when it has been missing for kLightGone the times decide until it is back.
+//   Light that comes and goes leaves its decision in force until dusk or dawn by the times: otherwise each time that it
+//   comes could move the filter, and each time that it goes.
 // - Day by the light of lamps is not believed: they go off, and the light is judged once it has settled. If it was the
 //   lamps, their light counts no more for kFirstWait, then for twice as long each time up to kLongestWait. A day, or
 //   another mode, forgets all that.
@@ -101,6 +104,7 @@ private:
     host::Span looked_{0};
     std::optional<host::Span> pendingSince_;
     std::optional<host::Span> lightSeen_;
+    std::optional<bool> timesSaid_;  // when it last decided, or the times did
 
     bool lampsShone_ = false;
     std::optional<host::Span> lampsChanged_;

@@ -21,10 +21,14 @@ struct FilterLines
     std::chrono::milliseconds pulse{100};
 };
 
+// In place of a light sensor: by how the camera exposes while its picture is read through us.
+constexpr char kByExposure[] = "exposure";
+
 struct Board
 {
     std::string camera;  // identity, node, by-id path or serial number
-    std::string light;   // name or folder of a light sensor; "auto" for the only one there is; empty: none
+    std::string
+        light;  // name or folder of a light sensor; "auto" for the only one there is; empty: none; or kByExposure
     std::map<u32, std::string> lamps;  // name of the LED by control: kLampNear, kLampMedium, kLampFar
     std::optional<FilterLines> filter;
     Others others = Others::putBack;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -14,6 +15,7 @@
 #include <utility>
 
 #include "services/SignalsHeld.h"
+#include "services/daynight/Engine.h"
 #include "services/linux/V4l2Stream.h"
 
 namespace devices {
@@ -37,7 +39,8 @@ public:
     explicit ExposureMeter(VideoNode& node)
         : ioctl_([&node](unsigned long request, void* argument) { return node.ioctl(request, argument); }),
           time_(queryControl(ioctl_, V4L2_CID_EXPOSURE_ABSOLUTE)),
-          gain_(queryControl(ioctl_, V4L2_CID_GAIN))
+          gain_(queryControl(ioctl_, V4L2_CID_GAIN)),
+          mode_(queryControl(ioctl_, V4L2_CID_EXPOSURE_AUTO))
     {
     }
 
@@ -56,6 +59,8 @@ public:
             exposure.gain = kMostGain * static_cast<double>(*gain - gain_->minimum) /
                             static_cast<double>(gain_->maximum - gain_->minimum);
         }
+        const std::int64_t mode = valueOf(mode_).value_or(-1);
+        exposure.isAutomatic = mode == V4L2_EXPOSURE_AUTO || mode == V4L2_EXPOSURE_APERTURE_PRIORITY;
         return exposure;
     }
 
@@ -83,9 +88,16 @@ private:
     const Ioctl ioctl_;
     std::optional<Control> time_;  // nothing: not to be asked
     std::optional<Control> gain_;
+    std::optional<Control> mode_;
 };
 
 }  // namespace
+
+std::optional<double> lightOf(const Exposure& exposure)
+{
+    const auto time = std::chrono::round<host::Span>(std::chrono::duration<double>(exposure.seconds));
+    return exposure.isAutomatic ? daynight::lightFromExposure(time, std::pow(10.0, exposure.gain / 20)) : std::nullopt;
+}
 
 // What readers and the thread have in common. A session is one stream, from the first reader to the last.
 class Capture::Shared
@@ -383,7 +395,11 @@ private:
     bool show(V4l2Stream::Picture picture)
     {
         const Surroundings around = look_();
-        if (Clock::now() >= nextExposure_)
+        if (around.isStuck)
+        {
+            exposure_.reset();
+        }
+        else if (Clock::now() >= nextExposure_)
         {
             exposure_ = meter_.read();
             nextExposure_ = Clock::now() + times_.exposure;

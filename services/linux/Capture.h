@@ -18,15 +18,20 @@ struct Surroundings
     double time = 0;   // as in services::Frame
     double light = 0;  // "
     bool night = false;
-    u32 rate = 0;  // wished frames in a second; 0: as the device has it
+    u32 rate = 0;          // wished frames in a second; 0: as the device has it
+    bool isStuck = false;  // the device does not answer: it is not asked how it exposes
 };
 
 // How the device exposes.
 struct Exposure
 {
-    double seconds = 0;  // 0: it does not say
-    double gain = 0;     // decibels, from 0 to 60 over the device's own range; 0: it does not say
+    double seconds = 0;        // 0: it does not say
+    double gain = 0;           // decibels, from 0 to 60 over the device's own range; 0: it does not say
+    bool isAutomatic = false;  // the time follows the light
 };
+
+// Lux, as daynight::lightFromExposure has it. Nothing unless the exposure is automatic.
+std::optional<double> lightOf(const Exposure& exposure);
 
 // The picture of a camera on V4L2. One thread streams while anybody reads, and all readers share what comes: the device
 // streams for one of its openers only. Thread-safe; no call waits longer than Times say, whatever the device does, but the

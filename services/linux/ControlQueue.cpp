@@ -123,12 +123,17 @@ Report ControlQueue::report(u32 id, Instant now) const
     const Slot& slot = found->second;
     Report report{slot.control || !isOpen_ ? slot.state : ControlState::absent, slot.wished, slot.actual,
                   slot.isTheirs};
-    const bool isHanging = !batch_.empty() && now - begun_ > patience_.longCall;
-    if (report.state == ControlState::waiting && (isHanging || now < pausedUntil_))
+    if (report.state == ControlState::waiting && isStuck(now))
     {
         report.state = ControlState::stalled;
     }
     return report;
+}
+
+bool ControlQueue::isStuck(Instant now) const
+{
+    const bool isHanging = !batch_.empty() && now - begun_ > patience_.longCall;
+    return isHanging || now < pausedUntil_;
 }
 
 std::map<u32, Report> ControlQueue::news(Instant now)

@@ -76,6 +76,8 @@ public:
     // Another program may have set something without a word of the device's.
     void lookAgain();
     Report report(u32 id, Instant now) const;
+    // The device does not answer, or did not when it was last sent something.
+    bool isStuck(Instant now) const;
     // What has changed since the last call, each control once; not what time alone changes in a report.
     std::map<u32, Report> news(Instant now);
 

@@ -115,6 +115,12 @@ Report DeviceWorker::report(u32 id) const
     return queue_.report(id, now());
 }
 
+bool DeviceWorker::isStuck() const
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return queue_.isStuck(now());
+}
+
 bool DeviceWorker::isEnding() const
 {
     const std::lock_guard<std::mutex> lock(mutex_);

@@ -53,6 +53,8 @@ public:
     void lookAgain();
 
     Report report(u32 id) const;
+    // It does not answer, or did not a moment ago.
+    bool isStuck() const;
 
 private:
     class Wake

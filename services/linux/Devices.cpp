@@ -30,7 +30,7 @@ Devices devicesOf(const Board& board, DeviceSource& source)
             return Filter::open(source, lines, error);
         };
     }
-    if (!board.light.empty())
+    if (!board.light.empty() && board.light != kByExposure)
     {
         const auto sensor = std::make_shared<LightSensor>(filesOf(source));
         devices.light = [sensor] { return sensor->lux(); };

@@ -51,7 +51,7 @@ Service::Service(const Description& description, const Board& board, DeviceSourc
     : description_(description),
       board_(board),
       source_(source),
-      devices_(std::move(devices)),
+      devices_(withLight(std::move(devices))),
       looks_(looks),
       table_(controlsFor(description, board)),
       rows_(statesOf(description, board)),

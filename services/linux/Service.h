@@ -123,12 +123,14 @@ private:
     bool isSettled() const;
     bool waitsForNight(u32 control) const;
     bool doLampsShine() const;
+    Devices withLight(Devices devices);
+    std::optional<double> lightByExposure();
     Surroundings surroundings() const;
 
     const Description description_;
     const Board board_;
     DeviceSource& source_;
-    const Devices devices_;
+    const Devices devices_;  // the light is the camera's own where its board says so
     const LookTimes looks_;
     const ControlTable table_;
     const std::vector<services::ParameterState> rows_;  // with the first words
@@ -156,6 +158,8 @@ private:
     bool areLampsOff_ = false;         // for a moment
     bool isAsked_ = false;             // the thread is to look at once
     bool isEnding_ = false;
+
+    std::optional<host::Span> exposedSince_;  // the watcher's own
 
     std::array<Link, kParts> links_;
     std::array<std::unique_ptr<DeviceWorker>, kParts> workers_;  // null for what the camera does not have

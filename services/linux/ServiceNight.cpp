@@ -57,6 +57,30 @@ void Service::watch()
     }
 }
 
+Devices Service::withLight(Devices devices)
+{
+    if (board_.light == kByExposure)
+    {
+        devices.light = [this] { return lightByExposure(); };
+    }
+    return devices;
+}
+
+// Nothing while nobody reads the picture, and until an exposure that has just begun has come to rest.
+std::optional<double> Service::lightByExposure()
+{
+    const std::optional<Exposure> exposure = capture_ ? capture_->exposure() : std::nullopt;
+    const std::optional<double> lux = exposure ? lightOf(*exposure) : std::nullopt;
+    if (!lux)
+    {
+        exposedSince_.reset();
+        return std::nullopt;
+    }
+    const host::Span now = host::clock()->monotonic();
+    exposedSince_ = exposedSince_.value_or(now);
+    return now - *exposedSince_ >= daynight::Engine::kLightSettles ? lux : std::nullopt;
+}
+
 bool Service::isSettled() const
 {
     return nightSet_ && std::chrono::steady_clock::now() - *nightSet_ >= looks_.settling;
@@ -73,7 +97,8 @@ std::optional<daynight::Sample> Service::look()
     }
     const std::shared_ptr<host::Clock> clock = host::clock();
     const daynight::Sample sample{clock->monotonic(), secondsOfDay(*clock), lux_, doLampsShine()};
-    const daynight::Settings settings = daynight::settingsOf([this](u32 cmd) { return nightWord(cmd); });
+    daynight::Settings settings = daynight::settingsOf([this](u32 cmd) { return nightWord(cmd); });
+    settings.lightComesAndGoes = board_.light == kByExposure;
     if (!isSettled())
     {
         if (!isNightKnown_)
@@ -124,6 +149,7 @@ Surroundings Service::surroundings() const
     around.light = lux_.value_or(0);
     around.night = word(IA_CMD_DN_STATE) != 0;
     const auto rate = wishes_.find(kFrameRate);
+    around.isStuck = workers_[kCamera]->isStuck();
     around.rate = rate == wishes_.end() ? 0 : static_cast<u32>(rate->second);
     return around;
 }

@@ -333,6 +333,52 @@ TEST_F(DayNightEngine, LightThatIsBackDecidesAfterTheDelay)
     EXPECT_TRUE(lookAfter(Engine::kLightGone - 1us, kNoLight)) << "missing anew";
 }
 
+TEST_F(DayNightEngine, LightThatComesAndGoesDecidesUntilDuskOrDawn)
+{
+    settings_.lightComesAndGoes = true;
+    startByNight();
+    EXPECT_TRUE(lookAfter(10 * Engine::kLightGone, kNoLight)) << "though it is noon";
+    secondsOfDay_ = 20 * 3600;
+    EXPECT_TRUE(lookAfter(1s, kNoLight));
+    secondsOfDay_ = 7 * 3600;
+    EXPECT_FALSE(lookAfter(1s, kNoLight));
+    EXPECT_EQ(1U, engine_.movements());
+}
+
+TEST_F(DayNightEngine, LightThatComesAndGoesMovesTheFilterOnceHoweverOften)
+{
+    settings_.lightComesAndGoes = true;
+    secondsOfDay_ = 20 * 3600;
+    EXPECT_TRUE(look(kNoLight)) << "by the times";
+    for (int times = 0; times < 5; ++times)
+    {
+        lookAfter(1s, 300);
+        EXPECT_FALSE(lookAfter(5s, 300));
+        EXPECT_FALSE(lookAfter(2 * Engine::kLightGone, kNoLight));
+    }
+    EXPECT_EQ(1U, engine_.movements());
+}
+
+TEST_F(DayNightEngine, DuskWhileLightHasJustGoneIsNotForgotten)
+{
+    settings_.lightComesAndGoes = true;
+    secondsOfDay_ = 18 * 3600 - 60;
+    startByDay();
+    secondsOfDay_ = 18 * 3600;
+    EXPECT_FALSE(lookAfter(1min, kNoLight));
+    EXPECT_TRUE(lookAfter(Engine::kLightGone - 1min, kNoLight));
+}
+
+TEST_F(DayNightEngine, AfterAnotherModeTheTimesDecideUntilLightComes)
+{
+    settings_.lightComesAndGoes = true;
+    startByDay();
+    settings_.mode = Mode::alwaysNight;
+    EXPECT_TRUE(lookAfter(1h, kNoLight));
+    settings_.mode = Mode::byLight;
+    EXPECT_FALSE(lookAfter(1s, kNoLight));
+}
+
 TEST_F(DayNightEngine, LightThatIsSeenInAnotherModeIsNotMissing)
 {
     startByNight();

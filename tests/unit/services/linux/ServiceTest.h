@@ -8,6 +8,7 @@
 
 #include "services/linux/ControlIds.h"
 #include "services/linux/Service.h"
+#include "tests/unit/services/linux/ScriptedCamera.h"
 #include "tests/unit/services/linux/ScriptedDevice.h"
 #include "tests/unit/services/linux/Webcam.h"
 
@@ -84,6 +85,13 @@ protected:
             comes([this] { return !lightIsSlow; });
             return lux.load();
         };
+        if (hasPicture)
+        {
+            devices.picture = [this](int& error) {
+                error = 0;
+                return picture.open();
+            };
+        }
         service = std::make_unique<devices::Service>(description(), board, source, devices, patience,
                                                      devices::LookTimes{std::chrono::milliseconds(1), settling});
     }
@@ -126,6 +134,8 @@ protected:
     Script filter{{yesNo(devices::kFilter, true)}};
     std::atomic<double> lux{300};
     std::atomic<bool> lightIsSlow{false};  // it is being measured
+    bool hasPicture = false;
+    ScriptedCamera picture;
     ScriptedSource source;
     devices::Patience patience = quick();
     std::chrono::milliseconds settling{0};

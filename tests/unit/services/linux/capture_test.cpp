@@ -47,6 +47,7 @@ protected:
                     around.light = 17;
                     around.night = true;
                     around.rate = rate_;
+                    around.isStuck = isStuck_;
                     return around;
                 },
                 times_);
@@ -86,6 +87,7 @@ protected:
     Capture::Times times_;
     std::atomic<int> absent_{0};
     std::atomic<u32> rate_{0};
+    std::atomic<bool> isStuck_{false};
     std::unique_ptr<Capture> capture_;
 };
 
@@ -123,6 +125,70 @@ TEST_F(CaptureTest, AFrameSaysWhatItWasTakenWith)
     ASSERT_TRUE(capture_->exposure());
     EXPECT_DOUBLE_EQ(0.025, capture_->exposure()->seconds);
     source->stop();
+}
+
+TEST_F(CaptureTest, SaysWhetherTheExposureFollowsTheLight)
+{
+    v4l2_query_ext_ctrl control = {};
+    control.type = V4L2_CTRL_TYPE_INTEGER;
+    control.minimum = 1;
+    control.maximum = 3'333;
+    control.step = 1;
+    control.elems = 1;
+    control.id = V4L2_CID_EXPOSURE_ABSOLUTE;
+    camera_.controls[control.id] = control;
+    camera_.values[control.id] = 100;
+    control.id = V4L2_CID_EXPOSURE_AUTO;
+    control.minimum = 0;
+    control.maximum = 3;
+    camera_.controls[control.id] = control;
+    for (const auto& [mode, isAutomatic] : std::map<int, bool>{{V4L2_EXPOSURE_AUTO, true},
+                                                               {V4L2_EXPOSURE_MANUAL, false},
+                                                               {V4L2_EXPOSURE_SHUTTER_PRIORITY, false},
+                                                               {V4L2_EXPOSURE_APERTURE_PRIORITY, true}})
+    {
+        camera_.values[V4L2_CID_EXPOSURE_AUTO] = mode;
+        const auto source = open();
+        camera_.give(jpegOf(640, 480));
+        ASSERT_TRUE(source->next());
+        ASSERT_TRUE(capture_->exposure());
+        EXPECT_EQ(isAutomatic, capture_->exposure()->isAutomatic) << mode;
+    }
+}
+
+TEST_F(CaptureTest, ADeviceThatIsStuckIsNotAskedHowItExposes)
+{
+    v4l2_query_ext_ctrl time = {};
+    time.type = V4L2_CTRL_TYPE_INTEGER;
+    time.minimum = 1;
+    time.maximum = 3'333;
+    time.step = 1;
+    time.elems = 1;
+    time.id = V4L2_CID_EXPOSURE_ABSOLUTE;
+    camera_.controls[time.id] = time;
+    camera_.values[time.id] = 100;
+    const auto source = open();
+    camera_.give(jpegOf(640, 480));
+    ASSERT_TRUE(source->next());
+    ASSERT_TRUE(capture_->exposure());
+    isStuck_ = true;
+    camera_.hang(VIDIOC_G_EXT_CTRLS);
+    camera_.give(jpegOf(640, 480));
+    ASSERT_TRUE(source->next());
+    EXPECT_FALSE(capture_->exposure());
+    camera_.release();
+    isStuck_ = false;
+    camera_.give(jpegOf(640, 480));
+    ASSERT_TRUE(source->next());
+    EXPECT_TRUE(capture_->exposure());
+}
+
+TEST(LightOfExposure, IsThatOfTimeAndGainWhileTheyAreAutomatic)
+{
+    EXPECT_DOUBLE_EQ(500, devices::lightOf({0.02, 0, true}).value_or(0));
+    EXPECT_DOUBLE_EQ(50, devices::lightOf({0.02, 20, true}).value_or(0));
+    EXPECT_FALSE(devices::lightOf({0.02, 0, false}));
+    EXPECT_FALSE(devices::lightOf({0, 20, true}));
 }
 
 TEST_F(CaptureTest, ReadersShareTheDeviceAndEachCountsItsOwn)

@@ -171,6 +171,92 @@ TEST_F(LinuxNight, WritesDownTheLightThatItDecidesBy)
     std::remove(file.c_str());
 }
 
+// By how the camera exposes, and no sensor.
+class LightByExposure : public LinuxNight
+{
+protected:
+    LightByExposure()
+    {
+        control(V4L2_CID_EXPOSURE_ABSOLUTE, 1, 3'333, 100);
+        control(V4L2_CID_EXPOSURE_AUTO, 0, 3, V4L2_EXPOSURE_APERTURE_PRIORITY);
+        board.light = devices::kByExposure;
+        hasPicture = true;
+        host::setClock(std::make_shared<host::ScaledClock>(1000));
+        start(board);
+        setLamps();
+    }
+
+    void control(u32 id, int minimum, int maximum, int value)
+    {
+        v4l2_query_ext_ctrl control = {};
+        control.id = id;
+        control.type = V4L2_CTRL_TYPE_INTEGER;
+        control.minimum = minimum;
+        control.maximum = maximum;
+        control.step = 1;
+        control.elems = 1;
+        picture.controls[id] = control;
+        picture.values[id] = value;
+    }
+
+    // Of the times: no night at all, or nothing else.
+    void setTimes(bool isAlwaysNight)
+    {
+        dn_time_st times{};
+        const std::tm now = host::clock()->localTime();
+        if (isAlwaysNight)
+        {
+            times.d2n_hour = static_cast<u32>((now.tm_hour + 23) % 24);
+            times.n2d_hour = static_cast<u32>((now.tm_hour + 22) % 24);
+        }
+        EXPECT_EQ(0, service->call(IA_CMD_DTN_H, IA_CMD_OPT_SET, &times));
+    }
+
+    devices::Board board = nightBoard();
+};
+
+TEST_F(LightByExposure, DecidesWhileThePictureIsRead)
+{
+    setTimes(true);
+    ASSERT_TRUE(becomesNight(1)) << "by the times: nobody reads";
+    EXPECT_FALSE(service->light());
+    const auto reader = service->openPicture();
+    picture.give(support::jpegOf(640, 480));
+    ASSERT_TRUE(reader->next());
+    ASSERT_TRUE(becomesNight(0));
+    EXPECT_EQ(1000, service->light());
+}
+
+TEST_F(LightByExposure, WhatItDecidedStaysWhenNobodyReads)
+{
+    setTimes(true);
+    ASSERT_TRUE(becomesNight(1));
+    auto reader = service->openPicture();
+    picture.give(support::jpegOf(640, 480));
+    ASSERT_TRUE(reader->next());
+    ASSERT_TRUE(becomesNight(0));
+    reader.reset();
+    ASSERT_TRUE(support::comes([this] { return !service->light(); }));
+    const host::Span then = host::clock()->monotonic();
+    ASSERT_TRUE(support::comes([&] { return host::clock()->monotonic() - then > 2 * daynight::Engine::kLightGone; }));
+    EXPECT_EQ(0, get(IA_CMD_DN_STATE));
+}
+
+TEST_F(LightByExposure, AManualExposureSaysNothing)
+{
+    picture.values[V4L2_CID_EXPOSURE_AUTO] = V4L2_EXPOSURE_MANUAL;
+    setTimes(true);
+    ASSERT_TRUE(becomesNight(1));
+    const auto reader = service->openPicture();
+    picture.give(support::jpegOf(640, 480));
+    ASSERT_TRUE(reader->next());
+    const host::Span then = host::clock()->monotonic();
+    ASSERT_TRUE(
+        support::comes([&] { return host::clock()->monotonic() - then > 3 * daynight::Engine::kLightSettles; }));
+    EXPECT_FALSE(service->light());
+    EXPECT_EQ(1, get(IA_CMD_DN_STATE));
+}
+
 TEST_F(LinuxNight, LeavesLampsAndFilterAloneUntilSomethingIsSet)
 {
     lux = 1;
