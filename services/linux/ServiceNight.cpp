@@ -89,7 +89,7 @@ std::optional<daynight::Sample> Service::look()
         isNightKnown_ = true;
         words_[IA_CMD_DN_STATE] = night;
         areLampsOff_ = decision.lampsOff;
-        wish();
+        followNight();
     }
     return sample;
 }

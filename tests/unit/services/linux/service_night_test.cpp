@@ -146,6 +146,30 @@ TEST_F(LinuxNight, FollowsTheModeThatIsSet)
     ASSERT_TRUE(lamps.waitFor({devices::kLampNear, 0}));
 }
 
+TEST_F(LinuxNight, TakesNothingOverThatTheNightHolds)
+{
+    devices::Board board = nightBoard();
+    board.others = devices::Others::takeOver;
+    start(board);
+    EXPECT_EQ(0, set(IA_CMD_SATURATION, 100));
+    EXPECT_EQ(0, set(IA_CMD_DN_MODE, 2));
+    ASSERT_TRUE(camera.waitFor({V4L2_CID_SATURATION, 0}));
+    ASSERT_TRUE(becomes(IA_CMD_SATURATION, services::Standing::applied));
+    const std::size_t before = camera.sets().size();
+    camera.change({V4L2_CID_SATURATION, 64});
+    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_SATURATION, 64, {}});
+    ASSERT_TRUE(camera.waitForSets(before + 1));
+    EXPECT_EQ((std::vector<devices::Setting>{{V4L2_CID_SATURATION, 0}}), camera.sets().back());
+    EXPECT_EQ(100, get(IA_CMD_SATURATION));
+    EXPECT_TRUE(service->takenOver().empty());
+    EXPECT_EQ(0, set(IA_CMD_DN_MODE, 1));
+    ASSERT_TRUE(camera.waitFor({V4L2_CID_SATURATION, 128}));
+    ASSERT_TRUE(becomes(IA_CMD_SATURATION, services::Standing::applied));
+    camera.change({V4L2_CID_SATURATION, 64});
+    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_SATURATION, 64, {}});
+    EXPECT_TRUE(support::comes([this] { return get(IA_CMD_SATURATION) == 50; }));
+}
+
 TEST_F(LinuxNight, SeesThatLampsAreLitSinceBeforeTheStart)
 {
     lux = 300;
