@@ -183,12 +183,13 @@ void requireRest(Answers& answers, devices::V4l2Device& device, const std::vecto
         {
             queue.heard(event, now);
         }
-        for (const u32 id : queue.looks())
+        while (const std::optional<u32> id = queue.look(now))
         {
             std::int64_t value = 0;
-            if (device.get(id, value) == 0)
+            const int failure = device.get(*id, value);
+            if (!queue.looked(*id, failure, value, now))
             {
-                queue.found(id, value, now);
+                queue.opened(device.controls());
             }
         }
         std::vector<Setting> batch = queue.next(now);
@@ -202,6 +203,10 @@ void requireRest(Answers& answers, devices::V4l2Device& device, const std::vecto
     {
         FUZZ_REQUIRE(calls <= 4 * device.controls().size() + 4);
         now = std::max(now, *queue.due());
+        while (const std::optional<u32> id = queue.look(now))
+        {
+            FUZZ_REQUIRE(queue.looked(*id, 0, queue.report(*id, now).actual.value_or(0), now));
+        }
         std::vector<Setting> batch = queue.next(now);
         FUZZ_REQUIRE(batch.empty() || queue.done(0, batch, now));
     }

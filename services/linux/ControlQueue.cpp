@@ -13,6 +13,14 @@ bool isLoss(int error)
     return error == ENODEV || error == ESHUTDOWN || error == ENXIO || error == EBADF;
 }
 
+void addOnce(std::vector<u32>& ids, u32 id)
+{
+    if (std::find(ids.begin(), ids.end(), id) == ids.end())
+    {
+        ids.push_back(id);
+    }
+}
+
 }  // namespace
 
 std::chrono::milliseconds Patience::after(int tries) const
@@ -31,10 +39,7 @@ ControlQueue::ControlQueue(Patience patience, Others others) : patience_(patienc
 
 ControlQueue::Slot& ControlQueue::slotToWish(u32 id)
 {
-    if (std::find(order_.begin(), order_.end(), id) == order_.end())
-    {
-        order_.push_back(id);
-    }
+    addOnce(order_, id);
     return slots_[id];
 }
 
@@ -43,7 +48,7 @@ void ControlQueue::become(u32 id, Slot& slot, ControlState state)
     if (slot.state != state)
     {
         slot.state = state;
-        news_.insert(id);
+        addOnce(news_, id);
     }
 }
 
@@ -61,8 +66,9 @@ void ControlQueue::holdBack(u32 id, Slot& slot)
     become(id, slot, ControlState::held);
 }
 
-void ControlQueue::wish(const std::vector<Setting>& settings)
+bool ControlQueue::wish(const std::vector<Setting>& settings)
 {
+    bool isMore = false;
     for (const Setting& setting : settings)
     {
         Slot& slot = slotToWish(setting.id);
@@ -79,8 +85,10 @@ void ControlQueue::wish(const std::vector<Setting>& settings)
         {
             slot.putBacks.clear();
             wait(setting.id, slot);
+            isMore = isOpen_;
         }
     }
+    return isMore;
 }
 
 void ControlQueue::press(u32 id)
@@ -105,12 +113,28 @@ void ControlQueue::again(u32 id)
     }
 }
 
+void ControlQueue::guard(u32 id, bool isGuarded)
+{
+    if (isGuarded)
+    {
+        guarded_.insert(id);
+    }
+    else
+    {
+        guarded_.erase(id);
+    }
+}
+
 void ControlQueue::lookAgain()
 {
-    std::copy_if(order_.begin(), order_.end(), std::inserter(looks_, looks_.end()), [this](u32 id) {
+    for (const u32 id : order_)
+    {
         const std::optional<Control>& control = slots_.at(id).control;
-        return control && control->isReadable && !control->isVolatile;
-    });
+        if (control && control->isReadable && !control->isVolatile)
+        {
+            looks_.emplace(id, Instant{});
+        }
+    }
 }
 
 Report ControlQueue::report(u32 id, Instant now) const
@@ -136,12 +160,12 @@ bool ControlQueue::isStuck(Instant now) const
     return isHanging || now < pausedUntil_;
 }
 
-std::map<u32, Report> ControlQueue::news(Instant now)
+News ControlQueue::news(Instant now)
 {
-    std::map<u32, Report> reports;
+    News reports;
     for (const u32 id : news_)
     {
-        reports[id] = report(id, now);
+        reports.emplace_back(id, report(id, now));
     }
     news_.clear();
     return reports;
@@ -166,6 +190,7 @@ void ControlQueue::opened(const std::vector<Control>& controls)
     }
     for (auto& [id, slot] : slots_)
     {
+        slot.hold = holdOf(id);
         slot.actual.reset();
         slot.flying.reset();
         slot.isAlone = false;
@@ -199,7 +224,6 @@ std::int64_t ControlQueue::target(const Slot& slot) const
     return slot.control ? slot.control->nearest(*slot.wished) : *slot.wished;
 }
 
-// The hold whose automatic the device has; null for a control that nothing holds.
 const Hold* ControlQueue::holdOf(u32 id) const
 {
     for (const Hold& hold : holds())
@@ -214,15 +238,15 @@ const Hold* ControlQueue::holdOf(u32 id) const
 }
 
 // Whether it will be when the automatic's value that is on its way has arrived.
-bool ControlQueue::isHeld(const Hold* hold) const
+bool ControlQueue::isHeld(const Slot& slot) const
 {
-    if (hold == nullptr)
+    if (slot.hold == nullptr)
     {
         return false;
     }
-    const Slot& automatic = slots_.at(hold->automatic);
+    const Slot& automatic = slots_.at(slot.hold->automatic);
     const std::optional<std::int64_t> value = automatic.flying ? automatic.flying : automatic.actual;
-    return value && hold->holds(*value);
+    return value && slot.hold->holds(*value);
 }
 
 bool ControlQueue::isDue(const Slot& slot, Instant now) const
@@ -244,28 +268,28 @@ bool ControlQueue::isDue(const Slot& slot, Instant now) const
 // off then.
 std::vector<u32> ControlQueue::groupOf(u32 id, Instant now) const
 {
-    const Hold* const hold = holdOf(id);
-    const u32 automatic = hold == nullptr ? id : hold->automatic;
-    const auto isWith = [&](u32 member, bool isFreed) {
-        const Slot& slot = slots_.at(member);
-        return !slot.isAlone && !slot.isPress && (isDue(slot, now) || (isFreed && slot.state == ControlState::held));
-    };
-    if (slots_.at(id).isAlone || slots_.at(id).isPress)
+    const Slot& slot = slots_.at(id);
+    if (slot.isAlone || slot.isPress)
     {
         return {id};
     }
+    const u32 automatic = slot.hold == nullptr ? id : slot.hold->automatic;
+    const auto isWith = [&](const Slot& member, bool isFreed) {
+        return !member.isAlone && !member.isPress &&
+               (isDue(member, now) || (isFreed && member.state == ControlState::held));
+    };
     std::vector<u32> group;
-    if (isWith(automatic, false))
+    if (isWith(slots_.at(automatic), false))
     {
         group.push_back(automatic);
     }
     const bool isFreed = !group.empty();
-    for (const u32 member : order_)
+    for (const Hold& hold : holds())
     {
-        const Hold* const other = holdOf(member);
-        if (other != nullptr && other->automatic == automatic && isWith(member, isFreed))
+        const auto member = hold.automatic == automatic ? slots_.find(hold.control) : slots_.end();
+        if (member != slots_.end() && member->second.hold == &hold && isWith(member->second, isFreed))
         {
-            group.push_back(member);
+            group.push_back(hold.control);
         }
     }
     return group;
@@ -275,7 +299,7 @@ std::vector<u32> ControlQueue::groupOf(u32 id, Instant now) const
 bool ControlQueue::fly(u32 id, Instant now)
 {
     Slot& slot = slots_.at(id);
-    if (isHeld(holdOf(id)))
+    if (isHeld(slot))
     {
         holdBack(id, slot);
         return false;
@@ -302,16 +326,16 @@ std::vector<Setting> ControlQueue::next(Instant now)
     }
     for (const u32 id : order_)
     {
-        // An automatic that failed and is alone goes before what it holds.
-        const Hold* const hold = holdOf(id);
-        const bool isAutomaticFirst =
-            hold != nullptr && slots_.at(hold->automatic).isAlone && isDue(slots_.at(hold->automatic), now);
-        const u32 first = isAutomaticFirst ? hold->automatic : id;
-        if (!isDue(slots_.at(first), now))
+        const Slot& slot = slots_.at(id);
+        if (!isDue(slot, now))
         {
             continue;
         }
-        for (const u32 member : groupOf(first, now))
+        // An automatic that failed and is alone goes before what it holds.
+        const Hold* const hold = slot.hold;
+        const bool isAutomaticFirst =
+            hold != nullptr && slots_.at(hold->automatic).isAlone && isDue(slots_.at(hold->automatic), now);
+        for (const u32 member : groupOf(isAutomaticFirst ? hold->automatic : id, now))
         {
             if (fly(member, now))
             {
@@ -428,14 +452,14 @@ void ControlQueue::freeManual(u32 automatic)
     for (const Hold& hold : holds())
     {
         const auto found = hold.automatic == automatic ? slots_.find(hold.control) : slots_.end();
-        if (found == slots_.end() || !found->second.wished || holdOf(hold.control) != &hold)
+        if (found == slots_.end() || !found->second.wished || found->second.hold != &hold)
         {
             continue;
         }
         Slot& slot = found->second;
         if (!slot.flying && (slot.state == ControlState::applied || slot.state == ControlState::held))
         {
-            isHeld(&hold) ? holdBack(hold.control, slot) : wait(hold.control, slot);
+            isHeld(slot) ? holdBack(hold.control, slot) : wait(hold.control, slot);
         }
     }
 }
@@ -459,7 +483,7 @@ void ControlQueue::heard(const ControlEvent& event, Instant now)
         }
         return;
     case ControlEvent::Kind::freed:
-        if (slot.wished && (is(ControlState::held) || is(ControlState::busy)) && !isHeld(holdOf(event.id)))
+        if (slot.wished && (is(ControlState::held) || is(ControlState::busy)) && !isHeld(slot))
         {
             wait(event.id, slot);
         }
@@ -467,7 +491,7 @@ void ControlQueue::heard(const ControlEvent& event, Instant now)
     default:
         if (canBeOverruled(slot) && slot.control->isReadable)
         {
-            looks_.insert(event.id);
+            looks_.emplace(event.id, Instant{});
             return;
         }
         overrule(event.id, slot, event.value, now);
@@ -475,9 +499,58 @@ void ControlQueue::heard(const ControlEvent& event, Instant now)
     }
 }
 
-std::set<u32> ControlQueue::looks()
+std::optional<u32> ControlQueue::look(Instant now)
 {
-    return std::exchange(looks_, {});
+    if (!isOpen_ || now < pausedUntil_)
+    {
+        return std::nullopt;
+    }
+    for (auto look = looks_.begin(); look != looks_.end();)
+    {
+        const auto [id, notBefore] = *look;
+        const bool isOverwritten = slots_.at(id).state == ControlState::waiting;
+        if (!isOverwritten && now < notBefore)
+        {
+            ++look;
+            continue;
+        }
+        look = looks_.erase(look);  // what is told from now on is looked at once more
+        if (!isOverwritten)
+        {
+            return id;
+        }
+    }
+    return std::nullopt;
+}
+
+bool ControlQueue::looked(u32 id, int error, std::int64_t value, Instant now)
+{
+    if (isLoss(error))
+    {
+        lost();
+        return false;
+    }
+    Slot& slot = slots_.at(id);
+    if (error == 0)
+    {
+        pauses_ = 0;
+        slot.looks = 0;
+        found(id, value, now);
+    }
+    else if (error == ETIMEDOUT)
+    {
+        pause(now);
+        looks_.emplace(id, now);
+    }
+    else if (patience_.after(++slot.looks) < patience_.most)
+    {
+        looks_[id] = now + patience_.after(slot.looks);
+    }
+    else
+    {
+        slot.looks = 0;
+    }
+    return true;
 }
 
 void ControlQueue::found(u32 id, std::int64_t value, Instant now)
@@ -511,12 +584,12 @@ void ControlQueue::overrule(u32 id, Slot& slot, std::int64_t value, Instant now)
     {
         return become(id, slot, ControlState::applied);
     }
-    if (others_ == Others::takeOver)
+    if (others_ == Others::takeOver && guarded_.count(id) == 0)
     {
         slot.wished = value;
         slot.sent = value;
         slot.isTheirs = true;
-        news_.insert(id);
+        addOnce(news_, id);
         return;
     }
     if (others_ == Others::leave)
@@ -544,19 +617,21 @@ std::optional<Instant> ControlQueue::due() const
     {
         return due;
     }
-    if (!looks_.empty())
+    const auto add = [&](Instant notBefore) {
+        const Instant when = std::max(notBefore, pausedUntil_);
+        due = due ? std::min(*due, when) : when;
+    };
+    for (const auto& [id, notBefore] : looks_)
     {
-        return Instant{};
+        add(notBefore);
     }
     for (const u32 id : order_)
     {
         const Slot& slot = slots_.at(id);
-        if (!isDue(slot, Instant::max()) || slot.notBefore == Instant::max())
+        if (isDue(slot, Instant::max()) && slot.notBefore != Instant::max())
         {
-            continue;
+            add(slot.notBefore);
         }
-        const Instant when = std::max(slot.notBefore, pausedUntil_);
-        due = due ? std::min(*due, when) : when;
     }
     return due;
 }

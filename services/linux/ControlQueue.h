@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "services/linux/Control.h"
@@ -56,6 +57,8 @@ struct Report
     bool isTheirs = false;               // taken over
 };
 
+using News = std::vector<std::pair<u32, Report>>;  // by control
+
 // What is wished of one device's controls, and what to send next: no thread, no clock, no device. The newest wish of a
 // control counts; one batch at a time is under way. Reentrant.
 class ControlQueue
@@ -65,21 +68,23 @@ public:
 
     // ---- from those who wish ----
 
-    // In the order in which they are to be sent, but automatics go first.
-    void wish(const std::vector<Setting>& settings);
+    // In the order in which they are to be sent, but automatics go first. False if that leaves nothing more to do.
+    bool wish(const std::vector<Setting>& settings);
     // A button, once; forgotten when the device is lost, because later nobody means it. One that fails is not tried again
     // and stays refused until the next.
     void press(u32 id);
     // As if the device had lost what it was sent.
     void again(u32 id);
     bool hasWishes() const { return !order_.empty(); }
+    // Whether what others set of this control is put back, also where it is taken over.
+    void guard(u32 id, bool isGuarded);
     // Another program may have set something without a word of the device's.
     void lookAgain();
     Report report(u32 id, Instant now) const;
     // The device does not answer, or did not when it was last sent something.
     bool isStuck(Instant now) const;
     // What has changed since the last call, each control once; not what time alone changes in a report.
-    std::map<u32, Report> news(Instant now);
+    News news(Instant now);
 
     // ---- from the device ----
 
@@ -92,17 +97,21 @@ public:
     bool done(int error, const std::vector<Setting>& answer, Instant now);
     // What somebody else set is not believed: it may have been before our own value came.
     void heard(const ControlEvent& event, Instant now);
-    // What is to be read instead, each once.
-    std::set<u32> looks();
+    // What is to be read instead now, one after the other; not what is about to be sent.
+    std::optional<u32> look(Instant now);
+    // How that reading ended. A failure is tried again, with the pauses of sets until they are the longest. False: the
+    // device is lost.
+    bool looked(u32 id, int error, std::int64_t value, Instant now);
     // What the device has now.
     void found(u32 id, std::int64_t value, Instant now);
-    // When next or looks may have something; nothing until something else happens.
+    // When next or look may have something; nothing until something else happens.
     std::optional<Instant> due() const;
 
 private:
     struct Slot
     {
         std::optional<Control> control;  // as the device has it now
+        const Hold* hold = nullptr;      // whose automatic the device has; null for a control that nothing holds
         std::optional<std::int64_t> wished;
         std::optional<std::int64_t> sent;    // what the wish was for the device, when it took it
         std::optional<std::int64_t> flying;  // on its way
@@ -112,6 +121,7 @@ private:
         bool isAlone = false;   // together with others it failed
         bool isTheirs = false;  // told once
         int tries = 0;
+        int looks = 0;  // that failed
         Instant notBefore{};
         std::deque<Instant> putBacks;
     };
@@ -121,7 +131,7 @@ private:
     void wait(u32 id, Slot& slot);
     void holdBack(u32 id, Slot& slot);
     const Hold* holdOf(u32 id) const;
-    bool isHeld(const Hold* hold) const;
+    bool isHeld(const Slot& slot) const;
     bool isDue(const Slot& slot, Instant now) const;
     std::vector<u32> groupOf(u32 id, Instant now) const;
     bool fly(u32 id, Instant now);
@@ -137,13 +147,14 @@ private:
     const Others others_;
     bool isOpen_ = false;
     std::map<u32, Slot> slots_;
-    std::vector<u32> order_;  // of what is wished
-    std::vector<u32> batch_;  // under way
-    Instant begun_{};         // then
-    int pauses_ = 0;          // one after the other
-    Instant pausedUntil_{};   // the whole device
-    std::set<u32> looks_;
-    std::set<u32> news_;
+    std::vector<u32> order_;        // of what is wished
+    std::vector<u32> batch_;        // under way
+    Instant begun_{};               // then
+    int pauses_ = 0;                // one after the other
+    Instant pausedUntil_{};         // the whole device
+    std::map<u32, Instant> looks_;  // not before
+    std::set<u32> guarded_;
+    std::vector<u32> news_;
 };
 
 }  // namespace devices

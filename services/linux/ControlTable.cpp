@@ -195,6 +195,15 @@ bool isAsleep(const Row& row, const Control& control, const std::vector<Control>
            (row.unless != 0 && findControl(controls, row.unless) != nullptr);
 }
 
+template <typename Item>
+void addOnce(std::vector<Item>& items, Item item)
+{
+    if (std::find(items.begin(), items.end(), item) == items.end())
+    {
+        items.push_back(item);
+    }
+}
+
 bool speaks(const Row& row, const Words& words)
 {
     const auto found = words.find(row.only);
@@ -236,9 +245,16 @@ ControlTable::ControlTable(std::vector<Control> controls) : controls_(std::move(
             continue;
         }
         live_.push_back({&row, control});
-        if (std::find(commands_.begin(), commands_.end(), row.cmd) == commands_.end() && row.cmd != IA_CMD_DN_STATE)
+        liveOf_[control->id].push_back({&row, control});
+        addOnce(all_, control->id);
+        addOnce(controlsOf_[row.cmd], control->id);
+        if (row.only != 0)
         {
-            commands_.push_back(row.cmd);
+            addOnce(controlsOf_[row.only], control->id);
+        }
+        if (row.cmd != IA_CMD_DN_STATE)
+        {
+            addOnce(commands_, row.cmd);
         }
     }
 }
@@ -280,34 +296,27 @@ std::optional<services::AllowedValues> ControlTable::allowed(ia_cmd_e cmd) const
     return allowed;
 }
 
-std::vector<u32> ControlTable::controlsOf(ia_cmd_e cmd) const
+const std::vector<u32>& ControlTable::controlsOf(ia_cmd_e cmd) const
 {
-    std::vector<u32> controls;
-    for (const Live& live : liveOf(cmd))
-    {
-        if (std::find(controls.begin(), controls.end(), live.control->id) == controls.end())
-        {
-            controls.push_back(live.control->id);
-        }
-    }
-    return controls;
+    static const std::vector<u32> none;
+    const auto found = controlsOf_.find(cmd);
+    return found == controlsOf_.end() ? none : found->second;
 }
 
-std::vector<Setting> ControlTable::settings(const Words& words) const
+std::vector<Setting> ControlTable::settings(const std::vector<u32>& controls, const Words& words) const
 {
     std::vector<Setting> settings;
-    std::set<u32> decided;
-    for (const auto& [row, control] : live_)
+    for (const u32 id : controls)
     {
-        const auto found = words.find(row->cmd);
-        if (found == words.end() || decided.count(control->id) != 0 || !speaks(*row, words))
+        for (const auto& [row, control] : liveOf_.at(id))
         {
-            continue;
-        }
-        if (const std::optional<std::int64_t> value = valueOf(*row, found->second, *control))
-        {
-            settings.push_back({control->id, *value});
-            decided.insert(control->id);
+            const auto found = words.find(row->cmd);
+            const bool isSaid = found != words.end() && speaks(*row, words);
+            if (const auto value = isSaid ? valueOf(*row, found->second, *control) : std::nullopt)
+            {
+                settings.push_back({id, *value});
+                break;
+            }
         }
     }
     return settings;

@@ -38,11 +38,12 @@ public:
     std::optional<services::AllowedValues> allowed(ia_cmd_e cmd) const;
 
     // The controls that a command has a part in; empty for one that is not there.
-    std::vector<u32> controlsOf(ia_cmd_e cmd) const;
+    const std::vector<u32>& controlsOf(ia_cmd_e cmd) const;
 
-    // What the controls are to be, in the order of the table. A control about which no word says anything is not there,
-    // and no button is.
-    std::vector<Setting> settings(const Words& words) const;
+    // What these controls are to be. A control about which no word says anything is not there, and no button is.
+    std::vector<Setting> settings(const std::vector<u32>& controls, const Words& words) const;
+    // All of them, in the order of the table.
+    std::vector<Setting> settings(const Words& words) const { return settings(all_, words); }
 
     // What a command's word must have been. Nothing where the values do not say.
     std::optional<int> word(ia_cmd_e cmd, const Values& values) const;
@@ -60,8 +61,11 @@ private:
     std::vector<Live> liveOf(ia_cmd_e cmd) const;
 
     const std::vector<Control> controls_;
-    std::vector<Live> live_;  // into controls_
+    std::vector<Live> live_;                   // into controls_
+    std::map<u32, std::vector<Live>> liveOf_;  // by control
+    std::vector<u32> all_;
     std::vector<ia_cmd_e> commands_;
+    std::map<u32, std::vector<u32>> controlsOf_;  // by command
 };
 
 }  // namespace devices

@@ -1,7 +1,6 @@
 #include "services/linux/DeviceWorker.h"
 
-#include <poll.h>
-#include <sys/eventfd.h>
+#include <sys/epoll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,28 +18,42 @@ Instant now()
 
 }  // namespace
 
-DeviceWorker::Wake::Wake() : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+DeviceWorker::Events::Events(const Wake& wake) : descriptor_(epoll_create1(EPOLL_CLOEXEC))
 {
-    if (descriptor_ < 0)
+    epoll_event woken = {};
+    woken.events = EPOLLIN | EPOLLET;  // so that nobody has to read it
+    if (descriptor_ < 0 || epoll_ctl(descriptor_, EPOLL_CTL_ADD, wake.descriptor(), &woken) != 0)
     {
-        throw std::system_error(errno, std::generic_category(), "eventfd");
+        const int error = errno;
+        close(descriptor_);
+        throw std::system_error(error, std::generic_category(), "epoll");
     }
 }
 
-DeviceWorker::Wake::~Wake()
+DeviceWorker::Events::~Events()
 {
     close(descriptor_);
 }
 
-void DeviceWorker::Wake::signal() const
+void DeviceWorker::Events::add(int device) const
 {
-    eventfd_write(descriptor_, 1);
+    epoll_event told = {};
+    told.events = EPOLLIN;
+    told.data.u32 = 1;
+    epoll_ctl(descriptor_, EPOLL_CTL_ADD, device, &told);
 }
 
-void DeviceWorker::Wake::clear() const
+void DeviceWorker::Events::remove(int device) const
 {
-    eventfd_t count;
-    eventfd_read(descriptor_, &count);
+    epoll_ctl(descriptor_, EPOLL_CTL_DEL, device, nullptr);
+}
+
+bool DeviceWorker::Events::wait(int timeout) const
+{
+    epoll_event events[2];
+    const int count = epoll_wait(descriptor_, events, 2, timeout);
+    return std::any_of(events, events + std::max(count, 0),
+                       [](const epoll_event& event) { return event.data.u32 != 0; });
 }
 
 DeviceWorker::DeviceWorker(Open open, WorkerListener& listener, Patience patience, Others others)
@@ -54,59 +67,58 @@ DeviceWorker::DeviceWorker(Open open, WorkerListener& listener, Patience patienc
 
 DeviceWorker::~DeviceWorker()
 {
+    change([this] { return isEnding_ = true; });
+    thread_.join();
+}
+
+// change: false if it gives the thread nothing to do. The thread is woken once, and not while it is awake.
+template <typename Change>
+void DeviceWorker::change(const Change& change)
+{
+    bool isWoken = false;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        isEnding_ = true;
+        isWoken = change() && std::exchange(isAsleep_, false);
     }
-    wake_.signal();
-    thread_.join();
+    if (isWoken)
+    {
+        wake_.signal();
+    }
 }
 
 void DeviceWorker::wish(const std::vector<Setting>& settings)
 {
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        queue_.wish(settings);
-    }
-    wake_.signal();
+    change([&] { return queue_.wish(settings); });
 }
 
 void DeviceWorker::press(u32 id)
 {
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        queue_.press(id);
-    }
-    wake_.signal();
+    change([&] { return queue_.press(id), true; });
 }
 
 void DeviceWorker::again(u32 id)
 {
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        queue_.again(id);
-    }
-    wake_.signal();
+    change([&] { return queue_.again(id), true; });
+}
+
+void DeviceWorker::guard(u32 id, bool isGuarded)
+{
+    change([&] { return queue_.guard(id, isGuarded), false; });
 }
 
 void DeviceWorker::plugged()
 {
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
+    change([this] {
         isPlugged_ = true;
         openings_ = 0;
         nextOpening_ = {};
-    }
-    wake_.signal();
+        return true;
+    });
 }
 
 void DeviceWorker::lookAgain()
 {
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        queue_.lookAgain();
-    }
-    wake_.signal();
+    change([this] { return queue_.lookAgain(), true; });
 }
 
 Report DeviceWorker::report(u32 id) const
@@ -121,28 +133,23 @@ bool DeviceWorker::isStuck() const
     return queue_.isStuck(now());
 }
 
-bool DeviceWorker::isEnding() const
-{
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return isEnding_;
-}
-
 void DeviceWorker::run()
 {
-    while (!isEnding())
+    do
     {
         checkDevice();
         if (device_ == nullptr)
         {
             openDevice();
         }
-        else if (!sendNext())
+        else
         {
+            sendNext();
             look();
         }
         tell();
-        waitForMore();
     }
+    while (waitForMore());
     device_.reset();
 }
 
@@ -178,6 +185,7 @@ void DeviceWorker::openDevice()
     {
         return;
     }
+    events_.add(device_->eventDescriptor());
     const std::vector<Control>& controls = device_->controls();
     const Values values = find(controls);
     {
@@ -219,45 +227,17 @@ Values DeviceWorker::find(const std::vector<Control>& controls)
     return values;
 }
 
-// Once nothing is left to send: what is about to be sent is not there yet.
-void DeviceWorker::look()
-{
-    std::set<u32> ids;
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        ids = queue_.looks();
-    }
-    for (const u32 id : ids)
-    {
-        std::int64_t value = 0;
-        const int error = device_->get(id, value);
-        if (error == ENODEV)
-        {
-            return loseDevice();
-        }
-        if (error == ETIMEDOUT)
-        {
-            return;  // each of the others would take seconds too
-        }
-        if (error == 0)
-        {
-            const std::lock_guard<std::mutex> lock(mutex_);
-            queue_.found(id, value, now());
-        }
-    }
-}
-
-// False when there was nothing to send.
-bool DeviceWorker::sendNext()
+void DeviceWorker::sendNext()
 {
     std::vector<Setting> settings;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
+        isAsleep_ = false;
         settings = queue_.next(now());
     }
     if (settings.empty())
     {
-        return false;
+        return;
     }
     const int error = device_->set(settings);
     bool isThere;
@@ -269,11 +249,35 @@ bool DeviceWorker::sendNext()
     {
         loseDevice();
     }
-    return true;
+}
+
+void DeviceWorker::look()
+{
+    std::optional<u32> id;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        id = queue_.look(now());
+    }
+    if (!id)
+    {
+        return;
+    }
+    std::int64_t value = 0;
+    const int error = device_->get(*id, value);
+    bool isThere;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        isThere = queue_.looked(*id, error, value, now());
+    }
+    if (!isThere)
+    {
+        loseDevice();
+    }
 }
 
 void DeviceWorker::loseDevice()
 {
+    events_.remove(device_->eventDescriptor());
     device_.reset();
     listener_.lost();
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -283,13 +287,18 @@ void DeviceWorker::loseDevice()
     queue_.lost();
 }
 
-// Not at all when there is more to send, but what has come meanwhile is heard.
-void DeviceWorker::waitForMore()
+// Not at all when there is more to send, but what has come meanwhile is heard. False: it is over.
+bool DeviceWorker::waitForMore()
 {
     std::optional<Instant> until;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        until = device_ != nullptr ? queue_.due() : nextOpening_;
+        if (isEnding_)
+        {
+            return false;
+        }
+        isAsleep_ = true;
+        until = isPlugged_ ? Instant() : device_ != nullptr ? queue_.due() : nextOpening_;
     }
     int timeout = -1;
     if (until)
@@ -298,14 +307,11 @@ void DeviceWorker::waitForMore()
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(std::max(*until - now(), Instant::duration(0)));
         timeout = static_cast<int>(std::min<std::int64_t>(left.count(), INT32_MAX));
     }
-    pollfd descriptors[] = {{wake_.descriptor(), POLLIN, 0},
-                            {device_ != nullptr ? device_->eventDescriptor() : -1, POLLIN, 0}};
-    poll(descriptors, 2, timeout);
-    wake_.clear();
-    if ((descriptors[1].revents & POLLIN) != 0)
+    if (events_.wait(timeout))
     {
         hear();
     }
+    return true;
 }
 
 void DeviceWorker::hear()
@@ -324,7 +330,7 @@ void DeviceWorker::hear()
 
 void DeviceWorker::tell()
 {
-    std::map<u32, Report> news;
+    News news;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         news = queue_.news(now());

@@ -8,6 +8,7 @@
 
 #include "services/linux/Control.h"
 #include "services/linux/ControlQueue.h"
+#include "services/linux/Wake.h"
 
 namespace devices {
 
@@ -22,7 +23,7 @@ public:
     // The device is gone.
     virtual void lost() = 0;
     // What changed, by control. A call that takes long is no news: the thread is in it. Whoever asks for a report sees it.
-    virtual void told(const std::map<u32, Report>& news) = 0;
+    virtual void told(const News& news) = 0;
 };
 
 // The thread that brings one device to what is wished. Thread-safe; no call waits for the device, but the end of this
@@ -46,6 +47,8 @@ public:
     void press(u32 id);
     // What is wished of this control is sent once more.
     void again(u32 id);
+    // Whether it is put back, also where others' values are taken over.
+    void guard(u32 id, bool isGuarded);
     // Something has come or gone: a device that is not there any more is lost, and looked for at once, and again as after
     // a first failure.
     void plugged();
@@ -57,27 +60,30 @@ public:
     bool isStuck() const;
 
 private:
-    class Wake
+    // What the thread sleeps for: to be woken, and what the device tells.
+    class Events
     {
     public:
-        Wake();
-        ~Wake();
-        int descriptor() const { return descriptor_; }
-        void signal() const;
-        void clear() const;
+        explicit Events(const Wake& wake);
+        ~Events();
+        void add(int device) const;
+        void remove(int device) const;
+        // True if the device has something to tell.
+        bool wait(int timeout) const;
 
     private:
         const int descriptor_;
     };
 
+    template <typename Change>
+    void change(const Change& change);
     void run();
-    bool isEnding() const;
     void checkDevice();
     void openDevice();
     Values find(const std::vector<Control>& controls);
+    void sendNext();
     void look();
-    bool sendNext();
-    void waitForMore();
+    bool waitForMore();
     void hear();
     void loseDevice();
     void tell();
@@ -86,6 +92,7 @@ private:
     WorkerListener& listener_;
     const Patience patience_;
     const Wake wake_;
+    const Events events_{wake_};
 
     // The thread's own.
     std::unique_ptr<ControlDevice> device_;
@@ -95,6 +102,7 @@ private:
     // Guarded by mutex_.
     ControlQueue queue_;
     bool isEnding_ = false;
+    bool isAsleep_ = false;   // and is to be woken
     bool isPlugged_ = false;  // something was, and the device is to be asked whether it is still there
     int openings_ = 0;        // that failed, or did not last, one after the other
     Instant nextOpening_{};

@@ -2,7 +2,6 @@
 
 #include <libudev.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -79,23 +78,19 @@ HotPlug::HotPlug()
     : udev_(udev_new()),
       monitor_(listenTo(udev_)),
       inotify_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)),
-      end_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       thread_([this] { run(); })
 {
 }
 
 HotPlug::~HotPlug()
 {
-    eventfd_write(end_, 1);
+    end_.signal();
     thread_.join();
     udev_monitor_unref(monitor_);
     udev_unref(udev_);
-    for (const int descriptor : {inotify_, end_})
+    if (inotify_ >= 0)
     {
-        if (descriptor >= 0)
-        {
-            close(descriptor);
-        }
+        close(inotify_);
     }
 }
 
@@ -129,7 +124,7 @@ void HotPlug::run()
     Clock::time_point lastTold{};
     for (;;)
     {
-        pollfd descriptors[] = {{end_, POLLIN, 0},
+        pollfd descriptors[] = {{end_.descriptor(), POLLIN, 0},
                                 {monitor_ != nullptr ? udev_monitor_get_fd(monitor_) : -1, POLLIN, 0},
                                 {inotify_, POLLIN, 0}};
         poll(descriptors, 3, timeoutUntil(due));

@@ -5,6 +5,8 @@
 #include <string>
 #include <thread>
 
+#include "services/linux/Wake.h"
+
 struct udev;
 struct udev_monitor;
 
@@ -15,6 +17,7 @@ namespace devices {
 class HotPlug
 {
 public:
+    // Throws std::system_error where no descriptor is left for its end.
     HotPlug();
     // Waits for a call under way.
     ~HotPlug();
@@ -36,10 +39,10 @@ private:
     void hearPlugging();
     void tell(const std::function<void()>& listener);
 
+    const Wake end_;
     udev* const udev_;
     udev_monitor* const monitor_;
     const int inotify_;
-    const int end_;
 
     std::mutex watchMutex_;
     int watched_ = -1;  // guarded by watchMutex_

@@ -57,7 +57,8 @@ Service::Service(const Description& description, const Board& board, DeviceSourc
       rows_(statesOf(description, board)),
       named_(namedControlsOf(description, table_)),
       byNight_(find(IA_CMD_DN_MODE) == nullptr ? std::vector<u32>() : table_.controlsOf(IA_CMD_DN_STATE)),
-      links_{Link(*this, kCamera), Link(*this, kLamps), Link(*this, kFilterPart)}
+      links_{Link(*this, kCamera), Link(*this, kLamps), Link(*this, kFilterPart)},
+      ears_(*this)
 {
     for (const ParameterState& row : rows_)
     {
@@ -74,16 +75,6 @@ Service::Service(const Description& description, const Board& board, DeviceSourc
             }
         }
     }
-    source_.listen([this] {
-        for (const std::unique_ptr<DeviceWorker>& worker : workers_)
-        {
-            if (worker)
-            {
-                worker->plugged();
-            }
-        }
-    });
-    source_.listenToUse([this] { workers_[kCamera]->lookAgain(); });
     if (devices_.picture)
     {
         capture_ = std::make_unique<Capture>(devices_.picture, [this] { return surroundings(); });
@@ -96,8 +87,6 @@ Service::Service(const Description& description, const Board& board, DeviceSourc
 
 Service::~Service()
 {
-    source_.listen(nullptr);
-    source_.listenToUse(nullptr);
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         isEnding_ = true;
@@ -111,6 +100,11 @@ Service::~Service()
 
 std::unique_ptr<services::PictureSource> Service::openPicture()
 {
+    if (capture_ && workers_[kCamera])
+    {
+        // From now on nobody can tell whose stream has changed it.
+        workers_[kCamera]->guard(kFrameRate, true);
+    }
     return capture_ ? capture_->open() : nullptr;
 }
 
@@ -211,7 +205,6 @@ int Service::setWords(const ia_cmd_e* commands, const u32* words, int count)
     {
         keep(commands[i], static_cast<int>(words[i]));
     }
-    wish();
     return services::kDone;
 }
 
@@ -226,7 +219,6 @@ int Service::setWord(const ParameterState& row, int value)
         return value == 0 ? services::kDone : act(row.cmd);
     }
     keep(row.cmd, value);
-    wish();
     return services::kDone;
 }
 
@@ -251,7 +243,6 @@ int Service::act(ia_cmd_e cmd)
     const Step step = stepOf(cmd);
     const ParameterState& row = *find(step.position);
     keep(row.cmd, row.allowed.nearest(word(row.cmd) + step.size));
-    wish();
     return services::kDone;
 }
 
@@ -260,7 +251,8 @@ void Service::keep(ia_cmd_e cmd, int value)
     const bool isOther = words_[cmd] != value;
     words_[cmd] = wished_[cmd] = value;
     taken_.erase(cmd);
-    if (const std::optional<ia_cmd_e> twin = twinOf(cmd))
+    const std::optional<ia_cmd_e> twin = twinOf(cmd);
+    if (twin)
     {
         wished_.erase(*twin);
         taken_.erase(*twin);
@@ -271,26 +263,28 @@ void Service::keep(ia_cmd_e cmd, int value)
         isAsked_ = true;
         changed_.notify_all();
     }
+    wish(table_.controlsOf(cmd));
+    // The second command of a control follows.
+    if (const std::optional<int> meant = twin ? table_.word(*twin, wishes_) : std::nullopt)
+    {
+        words_[*twin] = find(*twin)->allowed.nearest(*meant);
+    }
 }
 
-void Service::wish()
+void Service::wish(const std::vector<u32>& controls)
 {
-    Words words = wished_;
-    if (isNightKnown_)
+    if (!areLampsOff_)
     {
-        words[IA_CMD_DN_STATE] = words_[IA_CMD_DN_STATE];
+        return send(table_.settings(controls, wished_));
     }
-    if (areLampsOff_)
-    {
-        words[IA_CMD_IR_SWITCH] = 0;
-    }
-    std::vector<Setting> settings = table_.settings(words);
-    for (const auto& [control, value] : namedWords_)
-    {
-        settings.push_back({control, value});
-    }
+    Words dark = wished_;
+    dark[IA_CMD_IR_SWITCH] = 0;
+    send(table_.settings(controls, dark));
+}
+
+void Service::send(const std::vector<Setting>& settings)
+{
     std::array<std::vector<Setting>, kParts> parts;
-    wishes_.clear();
     for (const Setting& setting : settings)
     {
         if (!waitsForNight(setting.id))
@@ -299,19 +293,9 @@ void Service::wish()
             wishes_[setting.id] = setting.value;
         }
     }
-    // The second command of a control follows.
-    for (const auto& [cmd, value] : wished_)
-    {
-        const std::optional<ia_cmd_e> twin = twinOf(static_cast<ia_cmd_e>(cmd));
-        const std::optional<int> meant = twin ? table_.word(*twin, wishes_) : std::nullopt;
-        if (meant)
-        {
-            words_[*twin] = find(*twin)->allowed.nearest(*meant);
-        }
-    }
     for (int part = 0; part < kParts; ++part)
     {
-        if (workers_[part])
+        if (workers_[part] && !parts[part].empty())
         {
             workers_[part]->wish(parts[part]);
         }

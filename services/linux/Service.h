@@ -81,13 +81,24 @@ private:
         kParts
     };
 
+    // What the source tells, as long as this lives.
+    class Ears
+    {
+    public:
+        explicit Ears(Service& service);
+        ~Ears();
+
+    private:
+        DeviceSource& source_;
+    };
+
     class Link : public WorkerListener
     {
     public:
         Link(Service& service, Part part) : service_(service), part_(part) {}
         void opened(const std::vector<Control>& controls, const Values&) override { service_.opened(part_, controls); }
         void lost() override { service_.lost(part_); }
-        void told(const std::map<u32, Report>& news) override { service_.told(news); }
+        void told(const News& news) override { service_.told(news); }
 
     private:
         Service& service_;
@@ -103,7 +114,8 @@ private:
     int setWord(const services::ParameterState& row, int value);
     int act(ia_cmd_e cmd);
     void keep(ia_cmd_e cmd, int value);
-    void wish();
+    void wish(const std::vector<u32>& controls);
+    void send(const std::vector<Setting>& settings);
     const services::ParameterState* find(ia_cmd_e cmd) const;
     services::ParameterState stateOf(const services::ParameterState& row) const;
     int word(ia_cmd_e cmd) const;
@@ -111,7 +123,7 @@ private:
     // ---- from the workers ----
     void opened(Part part, const std::vector<Control>& controls);
     void lost(Part part);
-    void told(const std::map<u32, Report>& news);
+    void told(const News& news);
     void takeOver(u32 control, std::int64_t value);
     services::Standing standingOf(u32 control) const;
     services::Standing standingOf(ia_cmd_e cmd) const;
@@ -119,6 +131,7 @@ private:
     // ---- day and night ----
     void watch();
     std::optional<daynight::Sample> look();
+    void followNight();
     int nightWord(u32 cmd) const;
     bool isSettled() const;
     bool waitsForNight(u32 control) const;
@@ -142,7 +155,7 @@ private:
 
     // Guarded by mutex_.
     Words words_;    // as they are answered
-    Words wished_;   // of those, what was set
+    Words wished_;   // of those, what was set, and whether it is night
     Values wishes_;  // of controls, as they were sent to the workers
     Values namedWords_;
     std::map<ia_cmd_e, int> taken_;
@@ -163,6 +176,7 @@ private:
 
     std::array<Link, kParts> links_;
     std::array<std::unique_ptr<DeviceWorker>, kParts> workers_;  // null for what the camera does not have
+    const Ears ears_;                                            // from before the first opening to after the last
     std::unique_ptr<Capture> capture_;                           // null where there is no picture
     std::thread watcher_;                                        // where something is other by night
 };

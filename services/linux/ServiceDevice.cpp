@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "services/linux/ControlIds.h"
@@ -63,6 +64,36 @@ Service::Part Service::partOf(u32 control)
     }
 }
 
+// ---- from the source ----
+
+Service::Ears::Ears(Service& service) : source_(service.source_)
+{
+    // The workers may still be about to be made.
+    source_.listen([&service] {
+        const std::lock_guard<std::mutex> lock(service.mutex_);
+        for (const std::unique_ptr<DeviceWorker>& worker : service.workers_)
+        {
+            if (worker)
+            {
+                worker->plugged();
+            }
+        }
+    });
+    source_.listenToUse([&service] {
+        const std::lock_guard<std::mutex> lock(service.mutex_);
+        if (service.workers_[kCamera])
+        {
+            service.workers_[kCamera]->lookAgain();
+        }
+    });
+}
+
+Service::Ears::~Ears()
+{
+    source_.listen(nullptr);
+    source_.listenToUse(nullptr);
+}
+
 // ---- from the workers ----
 
 void Service::opened(Part part, const std::vector<Control>& controls)
@@ -92,11 +123,15 @@ void Service::lost(Part part)
     isThere_ = isThere_ && part != kCamera;
 }
 
-void Service::told(const std::map<u32, Report>& news)
+void Service::told(const News& news)
 {
-    const std::lock_guard<std::mutex> lock(mutex_);
     for (const auto& [control, then] : news)
     {
+        if (!then.isTheirs)
+        {
+            continue;
+        }
+        const std::lock_guard<std::mutex> lock(mutex_);
         const Report report = workers_[partOf(control)]->report(control);  // something may have been set since
         if (report.isTheirs && report.wished)
         {
@@ -115,7 +150,7 @@ void Service::takeOver(u32 control, std::int64_t value)
     }
     for (const ia_cmd_e cmd : table_.commands())
     {
-        const std::vector<u32> controls = table_.controlsOf(cmd);
+        const std::vector<u32>& controls = table_.controlsOf(cmd);
         const services::ParameterState* const row = find(cmd);
         if (row == nullptr || std::find(controls.begin(), controls.end(), control) == controls.end())
         {
@@ -138,6 +173,30 @@ void Service::takeOver(u32 control, std::int64_t value)
             wished_.erase(cmd);
         }
     }
+}
+
+// What the night says of a control is nobody else's to change: by day it would be taken for the day's.
+void Service::followNight()
+{
+    Words night{{IA_CMD_DN_STATE, word(IA_CMD_DN_STATE)}};
+    if (areLampsOff_)
+    {
+        night[IA_CMD_IR_SWITCH] = 0;
+    }
+    std::set<u32> guarded;
+    for (const Setting& setting : table_.settings(byNight_, night))
+    {
+        guarded.insert(setting.id);
+    }
+    for (const u32 control : byNight_)
+    {
+        if (workers_[partOf(control)])
+        {
+            workers_[partOf(control)]->guard(control, guarded.count(control) != 0);
+        }
+    }
+    wished_[IA_CMD_DN_STATE] = word(IA_CMD_DN_STATE);
+    wish(byNight_);
 }
 
 // ---- from front ends ----
@@ -230,7 +289,7 @@ int Service::set(const std::string& control, int value)
     if (found->control.kind != services::Kind::action)
     {
         namedWords_[found->id] = value;
-        wish();
+        send({{found->id, value}});
     }
     else if (value != 0 && workers_[kCamera])
     {

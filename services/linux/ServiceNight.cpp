@@ -114,7 +114,7 @@ std::optional<daynight::Sample> Service::look()
         isNightKnown_ = true;
         words_[IA_CMD_DN_STATE] = night;
         areLampsOff_ = decision.lampsOff;
-        wish();
+        followNight();
     }
     return sample;
 }

@@ -31,6 +31,13 @@ public:
         errors_ = std::move(errors);
     }
 
+    // The same of the next readings.
+    void failReadings(std::deque<int> errors)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        readingErrors_ = std::move(errors);
+    }
+
     // As another program does it, and without an event.
     void change(const devices::Setting& setting)
     {
@@ -163,6 +170,7 @@ private:
 
     // Guarded by mutex_.
     std::deque<int> errors_;
+    std::deque<int> readingErrors_;
     std::deque<devices::ControlEvent> events_;
     devices::Values values_;                           // that are not the default any more
     std::vector<std::vector<devices::Setting>> sets_;  // that succeeded
@@ -184,6 +192,12 @@ public:
     int get(u32 id, std::int64_t& value) override
     {
         const std::lock_guard<std::mutex> lock(script_.mutex_);
+        if (!script_.readingErrors_.empty())
+        {
+            const int error = script_.readingErrors_.front();
+            script_.readingErrors_.pop_front();
+            return error;
+        }
         const auto found = script_.values_.find(id);
         const bool isSet = found != script_.values_.end();
         value = isSet ? found->second : devices::findControl(script_.controls_, id)->defaultValue;

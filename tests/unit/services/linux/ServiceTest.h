@@ -19,11 +19,17 @@ class ScriptedSource : public devices::DeviceSource
 {
 public:
     int open(devices::Role, const std::string&) override { return -ENODEV; }
-    void listen(std::function<void()> changed) override { changed_ = std::move(changed); }
+    void listen(std::function<void()> changed) override
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(takes));
+        changed_ = std::move(changed);
+    }
     void listenToUse(std::function<void()> used) override { used_ = std::move(used); }
     void change() const { changed_(); }
     void use() const { used_(); }
     bool isHeard() const { return changed_ != nullptr || used_ != nullptr; }
+
+    int takes = 0;  // milliseconds, to be listened to
 
 private:
     std::function<void()> changed_;
@@ -78,20 +84,17 @@ protected:
     {
         service.reset();
         devices::Devices devices;
-        devices.camera = [this] { return camera.open(); };
+        devices.camera = [this] {
+            isOpenedUnheard = isOpenedUnheard || !source.isHeard();
+            return camera.open();
+        };
         devices.lamps = [this] { return lamps.open(); };
         devices.filter = [this] { return filter.open(); };
         devices.light = [this]() -> std::optional<double> {
             comes([this] { return !lightIsSlow; });
             return lux.load();
         };
-        if (hasPicture)
-        {
-            devices.picture = [this](int& error) {
-                error = 0;
-                return picture.open();
-            };
-        }
+        devices.picture = picture;
         service = std::make_unique<devices::Service>(description(), board, source, devices, patience,
                                                      devices::LookTimes{std::chrono::milliseconds(1), settling});
     }
@@ -123,6 +126,7 @@ protected:
     {
         std::vector<devices::Control> controls = webcam();
         controls.push_back(button(V4L2_CID_AUTO_FOCUS_START));
+        controls.push_back(menu(devices::kFrameRate, {15, 30}, 30));
         controls.push_back(number(kHue, -180, 180, 0));
         return controls;
     }
@@ -134,9 +138,10 @@ protected:
     Script filter{{yesNo(devices::kFilter, true)}};
     std::atomic<double> lux{300};
     std::atomic<bool> lightIsSlow{false};  // it is being measured
-    bool hasPicture = false;
-    ScriptedCamera picture;
+    ScriptedCamera stream;
     ScriptedSource source;
+    std::atomic<bool> isOpenedUnheard{false};  // the camera, before the source was listened to
+    devices::Capture::Open picture;            // none, as a rule
     devices::Patience patience = quick();
     std::chrono::milliseconds settling{0};
     std::unique_ptr<devices::Service> service;  // last: it uses the others

@@ -51,9 +51,9 @@ protected:
     void hear(ControlEvent::Kind kind, u32 id, std::int64_t value = 0)
     {
         queue_.heard({kind, id, value, {}}, now_);
-        for (const u32 look : queue_.looks())
+        while (const std::optional<u32> look = queue_.look(now_))
         {
-            queue_.found(look, value, now_);
+            EXPECT_TRUE(queue_.looked(*look, 0, value, now_));
         }
     }
 
@@ -66,8 +66,8 @@ protected:
         queue_.heard({ControlEvent::Kind::changed, id, 20, {}}, now_);
         expectNothing();
         EXPECT_EQ(Instant{}, queue_.due());
-        EXPECT_EQ(std::set<u32>{id}, queue_.looks());
-        queue_.found(id, wished, now_);
+        EXPECT_EQ(id, queue_.look(now_));
+        EXPECT_TRUE(queue_.looked(id, 0, wished, now_));
         expectNothing();
         EXPECT_EQ(std::nullopt, queue_.due());
         EXPECT_TRUE(queue_.news(now_).empty());
@@ -439,7 +439,7 @@ TEST_F(ControlQueueTest, WhatCannotBeReadIsBelievedAsItIsTold)
     queue_.wish({{kBrightness, 5}});
     sendAll();
     queue_.heard({ControlEvent::Kind::changed, kBrightness, 20, {}}, now_);
-    EXPECT_TRUE(queue_.looks().empty());
+    EXPECT_EQ(std::nullopt, queue_.look(now_));
     expectSent({{kBrightness, 5}});
 }
 
@@ -448,11 +448,108 @@ TEST_F(ControlQueueTest, LooksAgainAtWhatIsWishedAndCanBeReadUntilTheDeviceIsLos
     queue_.wish({{kBrightness, 5}});
     sendAll();
     queue_.lookAgain();
-    EXPECT_EQ(std::set<u32>{kBrightness}, queue_.looks());
-    EXPECT_TRUE(queue_.looks().empty());
+    EXPECT_EQ(kBrightness, queue_.look(now_));
+    EXPECT_EQ(std::nullopt, queue_.look(now_));
     queue_.lookAgain();
     queue_.lost();
-    EXPECT_TRUE(queue_.looks().empty());
+    EXPECT_EQ(std::nullopt, queue_.look(now_));
+}
+
+TEST_F(ControlQueueTest, NothingIsReadWhileADeviceThatDoesNotAnswerIsLeftAlone)
+{
+    queue_.wish({{kBrightness, 5}});
+    sendAll();
+    queue_.wish({{kContrast, 6}});
+    expectSent({{kContrast, 6}}, ETIMEDOUT);
+    queue_.lookAgain();
+    EXPECT_EQ(std::nullopt, queue_.look(now_));
+    EXPECT_EQ(now_ + 100ms, queue_.due());
+    now_ += 100ms;
+    EXPECT_EQ(kBrightness, queue_.look(now_));
+}
+
+TEST_F(ControlQueueTest, AReadingWithoutAnAnswerLeavesTheDeviceAloneForAWhile)
+{
+    queue_.wish({{kBrightness, 5}});
+    sendAll();
+    queue_.heard({ControlEvent::Kind::changed, kBrightness, 20, {}}, now_);
+    EXPECT_EQ(kBrightness, queue_.look(now_));
+    EXPECT_TRUE(queue_.looked(kBrightness, ETIMEDOUT, 0, now_));
+    queue_.wish({{kContrast, 6}});
+    expectNothing();
+    EXPECT_EQ(std::nullopt, queue_.look(now_));
+    EXPECT_EQ(now_ + 100ms, queue_.due());
+    now_ += 100ms;
+    EXPECT_EQ(kBrightness, queue_.look(now_));
+    EXPECT_TRUE(queue_.looked(kBrightness, 0, 20, now_));
+    expectSent({{kBrightness, 5}});
+}
+
+TEST_F(ControlQueueTest, WhatAnotherSetIsPutBackThoughItCouldNotBeReadAtFirst)
+{
+    queue_.wish({{kBrightness, 5}});
+    sendAll();
+    queue_.heard({ControlEvent::Kind::changed, kBrightness, 20, {}}, now_);
+    for (const auto pause : {100ms, 200ms})
+    {
+        EXPECT_EQ(kBrightness, queue_.look(now_));
+        EXPECT_TRUE(queue_.looked(kBrightness, EIO, 0, now_));
+        EXPECT_EQ(std::nullopt, queue_.look(now_));
+        EXPECT_EQ(now_ + pause, queue_.due());
+        now_ += pause;
+    }
+    EXPECT_EQ(kBrightness, queue_.look(now_));
+    EXPECT_TRUE(queue_.looked(kBrightness, 0, 20, now_));
+    expectSent({{kBrightness, 5}});
+    EXPECT_EQ(std::nullopt, queue_.due());
+}
+
+TEST_F(ControlQueueTest, WhatCanNeverBeReadIsGivenUp)
+{
+    queue_.wish({{kBrightness, 5}});
+    sendAll();
+    queue_.lookAgain();
+    int readings = 0;
+    for (; queue_.due(); now_ = queue_.due().value_or(now_))
+    {
+        EXPECT_EQ(kBrightness, queue_.look(now_));
+        EXPECT_TRUE(queue_.looked(kBrightness, EIO, 0, now_));
+        ++readings;
+    }
+    EXPECT_EQ(10, readings);
+}
+
+TEST_F(ControlQueueTest, AReadingThatFindsTheDeviceGoneLosesIt)
+{
+    queue_.wish({{kBrightness, 5}});
+    sendAll();
+    queue_.lookAgain();
+    EXPECT_EQ(kBrightness, queue_.look(now_));
+    EXPECT_FALSE(queue_.looked(kBrightness, ENODEV, 0, now_));
+    EXPECT_EQ(ControlState::lost, stateOf(kBrightness));
+}
+
+TEST_F(ControlQueueTest, ReadsThoughSomethingIsLeftToSendButNotThat)
+{
+    queue_.wish({{kBrightness, 5}, {kContrast, 6}});
+    sendAll();
+    queue_.wish({{kContrast, 7}});
+    queue_.lookAgain();
+    EXPECT_EQ(kBrightness, queue_.look(now_));
+    EXPECT_EQ(std::nullopt, queue_.look(now_));
+    expectSent({{kContrast, 7}});
+    EXPECT_EQ(std::nullopt, queue_.due());
+}
+
+TEST_F(ControlQueueTest, TellsWhetherAWishIsMoreToDo)
+{
+    EXPECT_TRUE(queue_.wish({{kBrightness, 5}}));
+    EXPECT_FALSE(queue_.wish({{kBrightness, 5}}));
+    sendAll();
+    EXPECT_FALSE(queue_.wish({{kBrightness, 5}}));
+    EXPECT_TRUE(queue_.wish({{kBrightness, 6}}));
+    queue_.lost();
+    EXPECT_FALSE(queue_.wish({{kBrightness, 7}}));
 }
 
 TEST_F(ControlQueueTest, ANewWishIsSentWhoeverHadOverruledTheOldOne)
@@ -567,14 +664,15 @@ TEST_F(ControlQueueTest, TellsEachChangeOnce)
     EXPECT_TRUE(queue_.news(now_).empty());
     queue_.wish({{kBrightness, 5}});
     expectSent({{kBrightness, 5}});
-    const std::map<u32, devices::Report> news = queue_.news(now_);
+    const devices::News news = queue_.news(now_);
     ASSERT_EQ(1u, news.size());
-    EXPECT_EQ(ControlState::applied, news.at(kBrightness).state);
-    EXPECT_EQ(5, news.at(kBrightness).actual);
+    EXPECT_EQ(kBrightness, news[0].first);
+    EXPECT_EQ(ControlState::applied, news[0].second.state);
+    EXPECT_EQ(5, news[0].second.actual);
     EXPECT_TRUE(queue_.news(now_).empty());
     queue_.wish({{kBrightness, 6}});
     expectSent({{kBrightness, 6}}, ENODEV);
-    EXPECT_EQ(ControlState::lost, queue_.news(now_).at(kBrightness).state);
+    EXPECT_EQ(ControlState::lost, queue_.news(now_).at(0).second.state);
 }
 
 class TakenOver : public ControlQueueTest
@@ -590,7 +688,7 @@ TEST_F(TakenOver, WhatAnotherSetIsWishedFromThenOn)
     queue_.news(now_);
     hear(ControlEvent::Kind::changed, kBrightness, 20);
     expectNothing();
-    const devices::Report report = queue_.news(now_).at(kBrightness);
+    const devices::Report report = queue_.news(now_).at(0).second;
     EXPECT_EQ(ControlState::applied, report.state);
     EXPECT_EQ(20, report.wished);
     EXPECT_TRUE(report.isTheirs);
@@ -602,6 +700,20 @@ TEST_F(TakenOver, WhatAnotherSetIsWishedFromThenOn)
 TEST_F(TakenOver, WhatAnotherSetBeforeIsNotWishedThoughItIsToldLater)
 {
     hearLate(kBrightness, 30);
+}
+
+TEST_F(TakenOver, WhatIsGuardedIsPutBack)
+{
+    queue_.wish({{kBrightness, 5}});
+    sendAll();
+    queue_.guard(kBrightness, true);
+    hear(ControlEvent::Kind::changed, kBrightness, 20);
+    expectSent({{kBrightness, 5}});
+    EXPECT_FALSE(queue_.report(kBrightness, now_).isTheirs);
+    queue_.guard(kBrightness, false);
+    hear(ControlEvent::Kind::changed, kBrightness, 20);
+    expectNothing();
+    EXPECT_TRUE(queue_.report(kBrightness, now_).isTheirs);
 }
 
 class LeftAlone : public ControlQueueTest

@@ -41,7 +41,7 @@ public:
         changed_.notify_all();
     }
 
-    void told(const std::map<u32, devices::Report>& news) override
+    void told(const devices::News& news) override
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         for (const auto& [id, report] : news)
@@ -291,6 +291,24 @@ TEST_F(DeviceWorkerTest, LooksAgainForWhatADriverDoesNotTell)
     worker->lookAgain();
     EXPECT_TRUE(script_.waitForSets(3));
     EXPECT_EQ((std::vector<Setting>{{kBrightness, 5}}), script_.sets().back()) << "only what is wished is put back";
+}
+
+TEST_F(DeviceWorkerTest, WhatOthersSetIsNotForgottenWhenItsReadingFails)
+{
+    devices::Patience patience = quick();
+    patience.most = 1s;
+    for (const int error : {EIO, ETIMEDOUT})
+    {
+        const std::size_t before = script_.sets().size();
+        const auto worker = start(patience);
+        worker->wish({{kBrightness, 5}});
+        ASSERT_TRUE(script_.waitForSets(before + 1));
+        script_.failReadings({error});
+        script_.change({kBrightness, 60});
+        script_.tell({ControlEvent::Kind::changed, kBrightness, 60, {}});
+        EXPECT_TRUE(script_.waitForSets(before + 2)) << error;
+        EXPECT_EQ((std::vector<Setting>{{kBrightness, 5}}), script_.sets().back());
+    }
 }
 
 TEST_F(DeviceWorkerTest, ADeviceThatIsGoneWithEverySetIsOpenedAgainWithPauses)

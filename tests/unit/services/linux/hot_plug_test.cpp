@@ -4,12 +4,14 @@
 #include <gtest/gtest.h>
 #include <libudev.h>
 #include <sys/eventfd.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <future>
+#include <system_error>
 
 namespace {
 
@@ -55,6 +57,26 @@ TEST(HotPlug, TellsOfPluggingAlsoWhenTooMuchHappenedAtOnce)
         hotPlug.tellPlugging(nullptr);
     }
     close(overflow.exchange(-1));
+}
+
+// Without it nobody could end its thread.
+TEST(HotPlug, IsRefusedWithoutADescriptor)
+{
+    rlimit before{};
+    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
+    const rlimit none{0, before.rlim_max};
+    std::error_code error;
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
+    try
+    {
+        devices::HotPlug hotPlug;
+    }
+    catch (const std::system_error& refused)
+    {
+        error = refused.code();
+    }
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
+    EXPECT_EQ(EMFILE, error.value());
 }
 
 }  // namespace

@@ -146,6 +146,30 @@ TEST_F(LinuxNight, FollowsTheModeThatIsSet)
     ASSERT_TRUE(lamps.waitFor({devices::kLampNear, 0}));
 }
 
+TEST_F(LinuxNight, TakesNothingOverThatTheNightHolds)
+{
+    devices::Board board = nightBoard();
+    board.others = devices::Others::takeOver;
+    start(board);
+    EXPECT_EQ(0, set(IA_CMD_SATURATION, 100));
+    EXPECT_EQ(0, set(IA_CMD_DN_MODE, 2));
+    ASSERT_TRUE(camera.waitFor({V4L2_CID_SATURATION, 0}));
+    ASSERT_TRUE(becomes(IA_CMD_SATURATION, services::Standing::applied));
+    const std::size_t before = camera.sets().size();
+    camera.change({V4L2_CID_SATURATION, 64});
+    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_SATURATION, 64, {}});
+    ASSERT_TRUE(camera.waitForSets(before + 1));
+    EXPECT_EQ((std::vector<devices::Setting>{{V4L2_CID_SATURATION, 0}}), camera.sets().back());
+    EXPECT_EQ(100, get(IA_CMD_SATURATION));
+    EXPECT_TRUE(service->takenOver().empty());
+    EXPECT_EQ(0, set(IA_CMD_DN_MODE, 1));
+    ASSERT_TRUE(camera.waitFor({V4L2_CID_SATURATION, 128}));
+    ASSERT_TRUE(becomes(IA_CMD_SATURATION, services::Standing::applied));
+    camera.change({V4L2_CID_SATURATION, 64});
+    camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_SATURATION, 64, {}});
+    EXPECT_TRUE(support::comes([this] { return get(IA_CMD_SATURATION) == 50; }));
+}
+
 TEST_F(LinuxNight, SeesThatLampsAreLitSinceBeforeTheStart)
 {
     lux = 300;
@@ -180,7 +204,10 @@ protected:
         control(V4L2_CID_EXPOSURE_ABSOLUTE, 1, 3'333, 100);
         control(V4L2_CID_EXPOSURE_AUTO, 0, 3, V4L2_EXPOSURE_APERTURE_PRIORITY);
         board.light = devices::kByExposure;
-        hasPicture = true;
+        picture = [this](int& error) {
+            error = 0;
+            return stream.open();
+        };
         host::setClock(std::make_shared<host::ScaledClock>(1000));
         start(board);
         setLamps();
@@ -195,8 +222,8 @@ protected:
         control.maximum = maximum;
         control.step = 1;
         control.elems = 1;
-        picture.controls[id] = control;
-        picture.values[id] = value;
+        stream.controls[id] = control;
+        stream.values[id] = value;
     }
 
     // Of the times: no night at all, or nothing else.
@@ -221,7 +248,7 @@ TEST_F(LightByExposure, DecidesWhileThePictureIsRead)
     ASSERT_TRUE(becomesNight(1)) << "by the times: nobody reads";
     EXPECT_FALSE(service->light());
     const auto reader = service->openPicture();
-    picture.give(support::jpegOf(640, 480));
+    stream.give(support::jpegOf(640, 480));
     ASSERT_TRUE(reader->next());
     ASSERT_TRUE(becomesNight(0));
     EXPECT_EQ(1000, service->light());
@@ -232,7 +259,7 @@ TEST_F(LightByExposure, WhatItDecidedStaysWhenNobodyReads)
     setTimes(true);
     ASSERT_TRUE(becomesNight(1));
     auto reader = service->openPicture();
-    picture.give(support::jpegOf(640, 480));
+    stream.give(support::jpegOf(640, 480));
     ASSERT_TRUE(reader->next());
     ASSERT_TRUE(becomesNight(0));
     reader.reset();
@@ -244,11 +271,11 @@ TEST_F(LightByExposure, WhatItDecidedStaysWhenNobodyReads)
 
 TEST_F(LightByExposure, AManualExposureSaysNothing)
 {
-    picture.values[V4L2_CID_EXPOSURE_AUTO] = V4L2_EXPOSURE_MANUAL;
+    stream.values[V4L2_CID_EXPOSURE_AUTO] = V4L2_EXPOSURE_MANUAL;
     setTimes(true);
     ASSERT_TRUE(becomesNight(1));
     const auto reader = service->openPicture();
-    picture.give(support::jpegOf(640, 480));
+    stream.give(support::jpegOf(640, 480));
     ASSERT_TRUE(reader->next());
     const host::Span then = host::clock()->monotonic();
     ASSERT_TRUE(

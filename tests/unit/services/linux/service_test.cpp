@@ -278,6 +278,15 @@ TEST_F(LinuxService, ListensToTheSourceAsLongAsItLives)
     EXPECT_FALSE(source.isHeard());
 }
 
+TEST_F(LinuxService, ListensToTheSourceBeforeTheFirstOpening)
+{
+    source.takes = 5;
+    service.reset();
+    start();
+    EXPECT_TRUE(support::comes([this] { return service->isThere(); }));
+    EXPECT_FALSE(isOpenedUnheard);
+}
+
 TEST_F(LinuxService, SendsTheLensWhereItShallBeOnceMore)
 {
     EXPECT_EQ(0, set(IA_CMD_MZ_POSITION, 31'424));
@@ -358,6 +367,25 @@ TEST_F(LinuxService, TakesOverWhatAnotherProgramSetsWhereItShall)
     EXPECT_EQ(0, set(IA_CMD_CONTRAST, 100));
     ASSERT_TRUE(camera.waitFor({V4L2_CID_CONTRAST, 95}));
     EXPECT_EQ(1u, timesSent(V4L2_CID_BRIGHTNESS));
+}
+
+TEST_F(LinuxService, TakesNoRateOverThatItsOwnPictureHasLeft)
+{
+    devices::Board board = nightBoard();
+    board.others = devices::Others::takeOver;
+    picture = [](int& error) {
+        error = EBUSY;
+        return nullptr;
+    };
+    start(board);
+    EXPECT_EQ(0, set(IA_CMD_SENSOR_FPS, 30));
+    ASSERT_TRUE(becomes(IA_CMD_SENSOR_FPS, Standing::applied));
+    EXPECT_THROW(service->openPicture(), std::runtime_error);
+    camera.change({devices::kFrameRate, 15});
+    source.use();
+    EXPECT_TRUE(support::comes([this] { return timesSent(devices::kFrameRate) == 2; }));
+    EXPECT_EQ(30, get(IA_CMD_SENSOR_FPS));
+    EXPECT_TRUE(service->takenOver().empty());
 }
 
 TEST_F(LinuxService, WhatIsSetAfterwardsIsNotTakenOver)
