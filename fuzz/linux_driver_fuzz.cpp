@@ -1,3 +1,5 @@
+#include <sys/sysmacros.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -8,10 +10,11 @@
 #include "services/linux/ControlQueue.h"
 #include "services/linux/ControlTable.h"
 #include "services/linux/NumberFile.h"
+#include "services/linux/Subdevices.h"
 #include "services/linux/V4l2Device.h"
 
 // A driver that answers what it likes: lists of controls, menus, ranges, events, errors; and what files below /sys hold.
-// Input: the answers' bytes, taken one after the other.
+// Input: the answers' bytes, taken one after the other; a media controller's graph is made of the same once more.
 
 namespace {
 
@@ -218,12 +221,70 @@ void requireRest(Answers& answers, devices::V4l2Device& device, const std::vecto
     }
 }
 
+// The numbers are few, so that they are of one another.
+devices::MediaGraph takeGraph(Answers answers)
+{
+    constexpr u32 kFunctions[] = {MEDIA_ENT_F_IO_V4L, MEDIA_ENT_F_CAM_SENSOR, MEDIA_ENT_F_LENS,
+                                  MEDIA_ENT_F_PROC_VIDEO_ISP};
+    const auto number = [&] { return u32{answers.take<uint8_t>()} & 31; };
+    devices::MediaGraph graph;
+    while (!answers.isEmpty())
+    {
+        const u32 kind = number() & 3;
+        const u32 id = number();
+        if (kind == 0)
+        {
+            media_v2_entity& entity = graph.entities.emplace_back();
+            entity.id = id;
+            entity.function = kFunctions[number() & 3];
+            const auto name = answers.take<std::uint64_t>();
+            std::memcpy(entity.name, &name, sizeof name);
+        }
+        else if (kind == 1)
+        {
+            media_v2_interface& interface = graph.interfaces.emplace_back();
+            interface.id = id;
+            interface.intf_type = MEDIA_INTF_T_V4L_BASE + (number() & 3);
+            interface.devnode.minor = number();
+        }
+        else if (kind == 2)
+        {
+            media_v2_pad& pad = graph.pads.emplace_back();
+            pad.id = id;
+            pad.entity_id = number();
+        }
+        else
+        {
+            media_v2_link& link = graph.links.emplace_back();
+            link.source_id = id;
+            link.sink_id = number();
+            link.flags = (number() & 3) << 28;
+            link.flags |= number() & MEDIA_LNK_FL_ENABLED;
+        }
+    }
+    return graph;
+}
+
+void requireSubdevices(const devices::MediaGraph& graph)
+{
+    const std::vector<devices::Subdevice> found = subdevicesOf(graph, makedev(0, 0));
+    FUZZ_REQUIRE(found.size() <= devices::kMaxSubdevices);
+    for (const devices::Subdevice& subdevice : found)
+    {
+        FUZZ_REQUIRE(devices::cleanText(subdevice.name.data(), subdevice.name.size()) == subdevice.name);
+        FUZZ_REQUIRE(std::any_of(graph.interfaces.begin(), graph.interfaces.end(), [&](const media_v2_interface& node) {
+            return node.intf_type == MEDIA_INTF_T_V4L_SUBDEV && node.devnode.minor == minor(subdevice.number);
+        }));
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     Answers answers(data, size);
     devices::parseNumber(answers.rest());
+    requireSubdevices(takeGraph(answers));
     const int choice = answers.take<uint8_t>();
     int error = 0;
     const auto device = devices::V4l2Device::open(

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "app/Failure.h"
+#include "services/linux/Subdevices.h"
 
 namespace app {
 namespace {
@@ -48,6 +49,7 @@ bool maySee(Role role, const std::string& file)
     switch (role)
     {
     case Role::camera:
+        return file.empty() || devices::subdeviceOfFile(file);
     case Role::filter:
         return file.empty();
     case Role::light:

@@ -17,7 +17,9 @@
 #include "services/linux/ControlIds.h"
 #include "services/linux/ControlTable.h"
 #include "services/linux/Filter.h"
+#include "services/linux/JoinedDevice.h"
 #include "services/linux/Lamps.h"
+#include "services/linux/Subdevices.h"
 #include "services/linux/V4l2Description.h"
 #include "services/linux/V4l2Device.h"
 
@@ -138,7 +140,7 @@ private:
             description_.version.resize(std::min(description_.version.size(), kMaxVersion));
         }
         int error = 0;
-        const std::unique_ptr<V4l2Device> device = V4l2Device::open(descriptor, error);
+        const std::unique_ptr<ControlDevice> device = openCamera(source_, descriptor, error);
         if (device == nullptr)
         {
             throw std::runtime_error(whyNoCamera(error));
@@ -254,6 +256,26 @@ private:
     Description description_;
 };
 
+// Adds what the camera's other nodes have, each control with the node that it is at.
+void addSubdevices(ListedCamera& listed, std::vector<Control>& controls, const Roots& roots)
+{
+    for (const Subdevice& subdevice : findSubdevices(listed.camera.node, roots))
+    {
+        int error = 0;
+        const std::unique_ptr<V4l2Device> device = V4l2Device::open(openSubdevice(subdevice), error);
+        const std::string problem = device != nullptr ? "" : whyNot(error, subdevice.node, roots);
+        listed.subdevices.push_back({subdevice.name, subdevice.node, problem});
+        for (Control control : device != nullptr ? device->controls() : std::vector<Control>())
+        {
+            if (findControl(controls, control.id) == nullptr)
+            {
+                control.name += " of " + subdevice.node.substr(subdevice.node.rfind('/') + 1);
+                controls.push_back(std::move(control));
+            }
+        }
+    }
+}
+
 ListedCamera listCamera(const CameraNode& camera, const Roots& roots)
 {
     ListedCamera listed;
@@ -267,15 +289,17 @@ ListedCamera listCamera(const CameraNode& camera, const Roots& roots)
         listed.problem = whyNot(error, camera.node, roots);
         return listed;
     }
-    listed.keys = listKeys(device->controls());
+    std::vector<Control> controls = device->controls();
+    addSubdevices(listed, controls, roots);
+    listed.keys = listKeys(controls);
     std::set<u32> taken;
-    const ControlTable table(device->controls());
+    const ControlTable table(controls);
     for (const ia_cmd_e cmd : table.commands())
     {
         const std::vector<u32> ids = table.controlsOf(cmd);
         taken.insert(ids.begin(), ids.end());
     }
-    for (const Control& control : device->controls())
+    for (const Control& control : controls)
     {
         if (taken.count(control.id) == 0 && control.isSettable)
         {
@@ -307,6 +331,11 @@ std::string textOfCamera(const ListedCamera& listed)
     const CameraNode& camera = listed.camera;
     std::string text = "camera " + camera.identity + "\n  " + camera.name + ", " + camera.node;
     text += (camera.driver.empty() ? "" : ", " + camera.driver) + "\n";
+    for (const ListedSubdevice& subdevice : listed.subdevices)
+    {
+        text += "  with " + subdevice.name + ", " + subdevice.node + "\n";
+        text += subdevice.problem.empty() ? "" : "  without its controls: " + subdevice.problem + "\n";
+    }
     text += listed.users.empty() ? "" : "  in use by " + listed.users + "\n";
     text += listed.problem.empty() ? "" : "  " + listed.problem + "\n";
     const std::size_t keys = widest(listed.keys, &ListedKey::key);

@@ -23,11 +23,20 @@ struct ListedKey
 };
 std::vector<ListedKey> listKeys(const std::vector<Control>& controls);
 
+// A part of a camera that has a node of its own.
+struct ListedSubdevice
+{
+    std::string name;
+    std::string node;
+    std::string problem;  // why its controls are not there; empty if they are
+};
+
 struct ListedCamera
 {
     CameraNode camera;
     std::string problem;  // why it cannot be used, and what to do; empty if it can
     std::string users;    // programs that have its node open: "process 7 (player)"; empty without one
+    std::vector<ListedSubdevice> subdevices;
     std::vector<ListedKey> keys;
     std::string others;  // the names of its controls that are behind no key, with semicolons
 };

@@ -7,7 +7,7 @@ namespace devices {
 
 enum class Role : unsigned char
 {
-    camera,  // its node
+    camera,  // its node; "0", "1" … the subdevices that its picture comes from, the nearest first
     light,   // a sensor of the kernel's industrial I/O
     lampNear,
     lampMedium,
@@ -22,9 +22,9 @@ public:
     virtual ~DeviceSource() = default;
 
     // A descriptor of the role's device as it is plugged in now, which the caller closes. file: one of the kernel's files
-    // of a light sensor or a lamp ("in_illuminance_raw", "brightness"); empty for a node. Below 0, the error number with
-    // a minus: -ENODEV while it is not plugged in, -ENOENT for a file that it does not have, -EINVAL for a role that the
-    // camera has nothing for. Does not wait for the device.
+    // of a light sensor or a lamp ("in_illuminance_raw", "brightness"), or a subdevice; empty for a node. Below 0, the error
+    // number with a minus: -ENODEV while it is not plugged in, -ENOENT for a file that it does not have, -EINVAL for a role
+    // that the camera has nothing for. Does not wait for the device.
     virtual int open(Role role, const std::string& file = "") = 0;
 
     // From now on changed is called whenever a device has come or gone, on a thread of the source's own; it may call

@@ -1,9 +1,9 @@
 #include "services/linux/Devices.h"
 
 #include "services/linux/Filter.h"
+#include "services/linux/JoinedDevice.h"
 #include "services/linux/Lamps.h"
 #include "services/linux/LightSensor.h"
-#include "services/linux/V4l2Device.h"
 #include "services/linux/VideoNode.h"
 
 namespace devices {
@@ -13,7 +13,7 @@ Devices devicesOf(const Board& board, DeviceSource& source)
     Devices devices;
     devices.camera = [&source] {
         int error = 0;
-        return V4l2Device::open(source.open(Role::camera), error);
+        return openCamera(source, source.open(Role::camera), error);
     };
     devices.picture = [&source](int& error) { return openVideoNode(source, error); };
     if (!board.lamps.empty())

@@ -12,6 +12,7 @@
 #include "services/linux/ControlIds.h"
 #include "services/linux/LightSensor.h"
 #include "services/linux/Line.h"
+#include "services/linux/Subdevices.h"
 
 namespace devices {
 namespace {
@@ -76,7 +77,7 @@ int LocalDevices::open(Role role, const std::string& file)
     switch (role)
     {
     case Role::camera:
-        return openCamera();
+        return file.empty() ? openCamera() : openSubdevice(file);
     case Role::light:
         return openLight(file);
     case Role::lampNear:
@@ -110,6 +111,18 @@ int LocalDevices::openCamera()
         hotPlug_->watch(found->node);
     }
     return descriptor;
+}
+
+int LocalDevices::openSubdevice(const std::string& file)
+{
+    std::string node;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        node = camera_ ? camera_->node : "";
+    }
+    const std::vector<Subdevice> found = findSubdevices(node, roots_);
+    const std::optional<std::size_t> index = subdeviceOfFile(file);
+    return index && *index < found.size() ? devices::openSubdevice(found[*index]) : -ENOENT;
 }
 
 std::optional<CameraNode> LocalDevices::find()

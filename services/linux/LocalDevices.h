@@ -28,6 +28,7 @@ public:
 
 private:
     int openCamera();
+    int openSubdevice(const std::string& file);
     int openLight(const std::string& file) const;
     int openLamp(u32 lamp, const std::string& file) const;
     std::optional<CameraNode> find();

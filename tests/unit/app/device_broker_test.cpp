@@ -117,6 +117,7 @@ TEST_F(DeviceBrokerTest, WhatTheSourceOpensArrivesAndIsClosedOnExec)
     ASSERT_GE(node, 0);
     EXPECT_EQ(fcntl(node, F_GETFD), FD_CLOEXEC);
     EXPECT_EQ(contentOf(node), "role 0 ");
+    EXPECT_EQ(contentOf(remote.open(Role::camera, "0")), "role 0 0");
     EXPECT_EQ(contentOf(remote.open(Role::light, "in_illuminance_raw")), "role 1 in_illuminance_raw");
     EXPECT_EQ(contentOf(remote.open(Role::lampFar, "brightness")), "role 4 brightness");
     EXPECT_EQ(contentOf(remote.open(Role::filter)), "role 5 ");
@@ -146,6 +147,7 @@ TEST_F(DeviceBrokerTest, OtherFilesThanThoseOfAServiceAreNotOpened)
     }
     EXPECT_EQ(remote.open(Role::light, "brightness"), -EINVAL);
     EXPECT_EQ(remote.open(Role::camera, "brightness"), -EINVAL);
+    EXPECT_EQ(remote.open(Role::camera, "8"), -EINVAL);
     EXPECT_EQ(remote.open(Role::camera, std::string(1, '\0')), -EINVAL);
     EXPECT_EQ(remote.open(static_cast<Role>(6)), -EINVAL);
     EXPECT_EQ(remote.open(static_cast<Role>(255), "brightness"), -EINVAL);

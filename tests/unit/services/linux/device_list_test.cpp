@@ -70,6 +70,7 @@ TEST_F(DeviceListTest, IsLinesForPeople)
     camera.users = "process 7 (player)";
     camera.keys = {{"KEY_BRIGHTNESS", "Brightness", "0 to 100"}, {"KEY_GAMMA", "Gamma", "0, 1"}};
     camera.others = "Hue; Privacy";
+    camera.subdevices = {{"imx 1-0010", "/dev/v4l-subdev0", ""}, {"lens", "/dev/v4l-subdev1", "you may not"}};
     list.cameras = {camera, {}};
     list.cameras[1].camera.identity = "isp-platform.isp";
     list.cameras[1].camera.node = "/dev/video2";
@@ -83,6 +84,9 @@ TEST_F(DeviceListTest, IsLinesForPeople)
                   {{"/dev/gpiochip1", "", 0, EACCES}, "only root may", {}}};
     EXPECT_EQ("camera 1d6b-0105-7\n"
               "  Webcam, /dev/video0, uvcvideo\n"
+              "  with imx 1-0010, /dev/v4l-subdev0\n"
+              "  with lens, /dev/v4l-subdev1\n"
+              "  without its controls: you may not\n"
               "  in use by process 7 (player)\n"
               "  KEY_BRIGHTNESS  Brightness  0 to 100\n"
               "  KEY_GAMMA       Gamma       0, 1\n"

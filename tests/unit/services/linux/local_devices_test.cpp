@@ -179,6 +179,18 @@ TEST_F(LocalDevicesTest, FindTheLightSensorByNameFolderOrAsTheOnlyOne)
     EXPECT_EQ("100\n", light("al3010"));
 }
 
+TEST_F(LocalDevicesTest, ACameraWithoutAMediaControllerHasNoSubdevices)
+{
+    tree_.plug(0, "1", "4A1B");
+    const auto devices = devicesOfCamera("4A1B");
+    EXPECT_EQ(-ENOENT, devices->open(Role::camera, "0")) << "nobody has found it yet";
+    EXPECT_EQ("video0", camera(*devices));
+    for (const char* file : {"0", "7", "8", "/dev/null", "brightness"})
+    {
+        EXPECT_EQ(-ENOENT, devices->open(Role::camera, file)) << file;
+    }
+}
+
 TEST_F(LocalDevicesTest, AChipThatIsNoneIsNotOpened)
 {
     const auto chip = [this](const std::string& name) {
