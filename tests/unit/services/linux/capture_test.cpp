@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <ctime>
 #include <stdexcept>
 #include <thread>
 
@@ -217,6 +218,38 @@ TEST_F(CaptureTest, TheDeviceIsFreeWhileNobodyReads)
     camera_.give(jpegOf(640, 480));
     EXPECT_EQ(1u, one->next()->number);
     EXPECT_EQ(2, camera_.opened());
+}
+
+TEST_F(CaptureTest, HowTheDeviceExposesIsNotAskedForEachFrame)
+{
+    v4l2_query_ext_ctrl time = {};
+    time.type = V4L2_CTRL_TYPE_INTEGER;
+    time.id = V4L2_CID_EXPOSURE_ABSOLUTE;
+    time.minimum = 1;
+    time.maximum = 3'333;
+    time.step = 1;
+    time.elems = 1;
+    camera_.controls[time.id] = time;
+    camera_.values[time.id] = 250;
+    times_.exposure = kLong;
+    const auto source = open();
+    camera_.give(jpegOf(640, 480));
+    ASSERT_TRUE(source->next());
+    camera_.fail(VIDIOC_G_EXT_CTRLS, EIO);
+    camera_.give(jpegOf(640, 480));
+    const std::optional<Frame> frame = source->next();
+    ASSERT_TRUE(frame);
+    EXPECT_DOUBLE_EQ(0.025, frame->exposure);
+}
+
+TEST_F(CaptureTest, TheThreadSleepsWhileNoPictureComesAlsoAfterAReaderHasLeft)
+{
+    open().reset();
+    camera_.awaitClosed();
+    const auto source = open();
+    const std::clock_t before = std::clock();
+    std::this_thread::sleep_for(milliseconds(300));
+    EXPECT_LT((std::clock() - before) * 1'000 / CLOCKS_PER_SEC, 50) << "milliseconds of the processor's time";
 }
 
 TEST_F(CaptureTest, StopEndsTheWaitForAFrame)

@@ -40,6 +40,13 @@ TEST(Control, TheNearestValueIsAWholeStepWithinTheRange)
     EXPECT_FALSE(menu(kAny, {1, 3}, 1).contains(2));
 }
 
+TEST(Control, TheGreatestValueIsReachedWhereItIsAStep)
+{
+    const Control control = number(kAny, 0, 10, 5, 5);
+    EXPECT_EQ(10, control.nearest(9));
+    EXPECT_EQ(10, control.nearest(10));
+}
+
 TEST(Percent, FiftyIsTheDevicesDefaultWhereverThatLies)
 {
     const Row row = range(Conversion::percent, 0, 50, 100);
@@ -179,6 +186,14 @@ TEST(Shutter, TimesAreTenthsOfAMillisecondAndAtLeastOne)
     EXPECT_EQ(6, wordOf(row, 200, control));
     EXPECT_EQ(0, wordOf(row, 10000, control));
     EXPECT_EQ(24, wordOf(row, 0, control));
+}
+
+TEST(Shutter, BetweenTwoTimesTheNearestStopIsRead)
+{
+    const Row row = range(Conversion::shutter, 0, 0, 0);
+    const Control control = number(kAny, 1, 10000, 157);
+    EXPECT_EQ(0, wordOf(row, 2400, control)) << "less of a stop to 1/3 s than to 1/6 s, though more of a second";
+    EXPECT_EQ(1, wordOf(row, 2300, control));
 }
 
 TEST(Shutter, OnlyTimesThatTheDeviceTakesAreOffered)

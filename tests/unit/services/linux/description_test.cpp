@@ -101,6 +101,13 @@ TEST(DescriptionText, HoldsNothingOfAHostileName)
     EXPECT_EQ(read.controls.size(), 5u);
 }
 
+TEST(DescriptionText, CutsALongNameBetweenItsCharacters)
+{
+    Description longNamed = camera();
+    longNamed.name = std::string(95, 'a') + "\xc3\xa4";
+    EXPECT_EQ(parseDescription(textOf(longNamed)).name, std::string(95, 'a'));
+}
+
 TEST(DescriptionText, ThatIsCutAnywhereIsRefused)
 {
     const std::string whole = kText;

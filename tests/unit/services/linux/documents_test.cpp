@@ -331,6 +331,16 @@ TEST(DeviceDocuments, StreamAtARateThatTheDeviceHas)
     EXPECT_NE(documentsFor(board()).files.at(kModule).find("(fps=30)"), std::string::npos);
 }
 
+TEST(DeviceDocuments, StreamBelowTheRateThatHasNoWideDynamicRange)
+{
+    Description fast = board();
+    for (Control& control : fast.controls)
+    {
+        control = control.id == kFrameRate ? support::menu(kFrameRate, {25, 50}, 50) : control;
+    }
+    EXPECT_NE(documentsFor(fast).files.at(kModule).find("(fps=25)"), std::string::npos);
+}
+
 TEST(DeviceDocuments, HoldNothingOfAHostileNameButCharactersOfXml)
 {
     Description hostile = board();
@@ -368,6 +378,16 @@ TEST(DeviceDocuments, HoldNothingOfAHostileNameButCharactersOfXml)
     EXPECT_NE(documents.files.at("share/language/en/common.xml").find("&lt;/text&gt;  &amp;&quot;&apos;"),
               std::string::npos);
     EXPECT_EQ(keysOf(documents), keysOf(documentsFor(board(), lit(false))));
+}
+
+TEST(DeviceDocuments, CutALongNameBetweenItsCharacters)
+{
+    Description longNamed = board();
+    longNamed.name = std::string(95, 'a') + "\xc3\xa4";
+    EXPECT_NE(documentsFor(longNamed)
+                  .files.at("share/language/en/common.xml")
+                  .find("\"model_device\">" + std::string(95, 'a') + "</text>"),
+              std::string::npos);
 }
 
 TEST(DeviceDocuments, OfACameraWithoutANameSayDevice)

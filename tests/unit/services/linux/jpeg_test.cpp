@@ -45,6 +45,16 @@ TEST(Jpeg, WhatTheCameraLeftBehindTheEndIsCutOff)
     EXPECT_EQ(whole, completeJpeg(bare + bare)->bytes);
 }
 
+TEST(Jpeg, ThePictureWithinASegmentDoesNotEndIt)
+{
+    std::string own = jpegOf(16, 8);
+    const std::string small("\xFF\xD8\xFF\xD9", 4);
+    own.insert(2, std::string("\xFF\xE1\x00\x06", 4) + small);
+    const std::optional<Jpeg> whole = completeJpeg(own + std::string(100, '\0'));
+    ASSERT_TRUE(whole);
+    EXPECT_EQ(own.size() + 420, whole->bytes.size());
+}
+
 TEST(Jpeg, HalfAPictureIsNone)
 {
     const std::string bare = jpegOf(16, 8);

@@ -177,6 +177,22 @@ TEST_F(V4l2StreamTest, ABufferIsLostNowAndThenButNotEachTime)
     EXPECT_THROW(stream_->take(), std::runtime_error);
 }
 
+TEST_F(V4l2StreamTest, BuffersThatAreLostBetweenPicturesDoNotAddUp)
+{
+    open();
+    for (int picture = 0; picture < 3; ++picture)
+    {
+        camera_.fail(VIDIOC_DQBUF, EIO);
+        for (int i = 0; i < 15; ++i)
+        {
+            EXPECT_FALSE(stream_->take());
+        }
+        camera_.fail(VIDIOC_DQBUF, 0);
+        camera_.give(jpegOf(640, 480));
+        EXPECT_TRUE(stream_->take());
+    }
+}
+
 TEST_F(V4l2StreamTest, ReasonsSayWhatToDo)
 {
     for (const unsigned long request : {VIDIOC_S_FMT, VIDIOC_REQBUFS, VIDIOC_STREAMON})
