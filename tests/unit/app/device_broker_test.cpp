@@ -198,11 +198,11 @@ TEST_F(DeviceBrokerTest, TheUseByOthersIsToldApartFromPlugging)
 
 TEST_F(DeviceBrokerTest, ChangesThatNobodyTakesKeepNobodyWaiting)
 {
-    DeviceBroker broker(source, std::move(line.brokers));
-    RemoteDevices remote(std::move(line.copys));
     std::promise<void> called;
     std::promise<void> go;
     bool isFirst = true;
+    DeviceBroker broker(source, std::move(line.brokers));
+    RemoteDevices remote(std::move(line.copys));  // tells until its end
     remote.listen([&] {
         if (isFirst)
         {
