@@ -130,6 +130,7 @@ void DeviceWorker::run()
 {
     do
     {
+        now_ = now();
         if (device_ == nullptr)
         {
             openDevice();
@@ -208,17 +209,18 @@ void DeviceWorker::sendNext()
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         isAsleep_ = false;
-        settings = queue_.next(now());
+        settings = queue_.next(now_);
     }
     if (settings.empty())
     {
         return;
     }
     const int error = device_->set(settings);
+    now_ = now();
     bool isThere;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        isThere = queue_.done(error, settings, now());
+        isThere = queue_.done(error, settings, now_);
     }
     if (!isThere)
     {
@@ -231,7 +233,7 @@ void DeviceWorker::look()
     std::optional<u32> id;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        id = queue_.look(now());
+        id = queue_.look(now_);
     }
     if (!id)
     {
@@ -239,10 +241,11 @@ void DeviceWorker::look()
     }
     std::int64_t value = 0;
     const int error = device_->get(*id, value);
+    now_ = now();
     bool isThere;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        isThere = queue_.looked(*id, error, value, now());
+        isThere = queue_.looked(*id, error, value, now_);
     }
     if (!isThere)
     {
@@ -308,7 +311,7 @@ void DeviceWorker::tell()
     News news;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        news = queue_.news(now());
+        news = queue_.news(now_);
     }
     if (!news.empty())
     {
