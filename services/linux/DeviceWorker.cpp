@@ -137,6 +137,7 @@ void DeviceWorker::run()
 {
     do
     {
+        now_ = now();
         checkDevice();
         if (device_ == nullptr)
         {
@@ -233,17 +234,18 @@ void DeviceWorker::sendNext()
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         isAsleep_ = false;
-        settings = queue_.next(now());
+        settings = queue_.next(now_);
     }
     if (settings.empty())
     {
         return;
     }
     const int error = device_->set(settings);
+    now_ = now();
     bool isThere;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        isThere = queue_.done(error, settings, now());
+        isThere = queue_.done(error, settings, now_);
     }
     if (!isThere)
     {
@@ -256,7 +258,7 @@ void DeviceWorker::look()
     std::optional<u32> id;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        id = queue_.look(now());
+        id = queue_.look(now_);
     }
     if (!id)
     {
@@ -264,10 +266,11 @@ void DeviceWorker::look()
     }
     std::int64_t value = 0;
     const int error = device_->get(*id, value);
+    now_ = now();
     bool isThere;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        isThere = queue_.looked(*id, error, value, now());
+        isThere = queue_.looked(*id, error, value, now_);
     }
     if (!isThere)
     {
@@ -333,7 +336,7 @@ void DeviceWorker::tell()
     News news;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        news = queue_.news(now());
+        news = queue_.news(now_);
     }
     if (!news.empty())
     {

@@ -96,6 +96,7 @@ private:
 
     // The thread's own.
     std::unique_ptr<ControlDevice> device_;
+    Instant now_{};  // when it woke up, or its last call of the device ended
 
     mutable std::mutex mutex_;  // never held during a call of the device or the listener
 
