@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 #include "services/linux/Subdevices.h"
 #include "services/linux/V4l2Device.h"
