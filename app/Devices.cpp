@@ -205,6 +205,9 @@ Board DeviceCamera::boardFor(const StateFolder& state) const
 void DeviceCamera::bringUp(StateFolder& state)
 {
     const Board board = boardFor(state);
+    const std::string text = devices::textOf(board);
+    const std::optional<std::string> remembered = camera::readFile(state.path() + kBoardFile, kBoardMax);
+    const bool isOther = remembered && *remembered != text;
     source_ = std::make_unique<devices::LocalDevices>(board);
     makeFolders(state.path() + "/tmp");
     std::optional<devices::Description> description;
@@ -214,11 +217,17 @@ void DeviceCamera::bringUp(StateFolder& state)
     }
     catch (const std::runtime_error& error)
     {
-        if (!devices::generationInForce(state.path()))
+        const std::optional<devices::Generation> generation = devices::generationInForce(state.path());
+        if (!generation)
         {
             throw;
         }
         notice(std::string(error.what()) + "; what is set meanwhile is applied when it is there");
+        if (isOther || !devices::isMadeOf(*generation, board))
+        {
+            notice(
+                "the board has changed; keys follow it once all of its devices are there and the camera starts again");
+        }
     }
     if (description)
     {
@@ -229,8 +238,7 @@ void DeviceCamera::bringUp(StateFolder& state)
             notice(line);
         }
     }
-    const std::string text = devices::textOf(board);
-    if (camera::readFile(state.path() + kBoardFile, kBoardMax) != text)
+    if (remembered != text)
     {
         replaceFile(state.path() + kBoardFile, text);
     }
@@ -269,6 +277,10 @@ DeviceService deviceService(const std::string& stateFolder, std::unique_ptr<devi
     static OverheardDevices* const overheard = new OverheardDevices(std::move(source));
     static devices::Service* const service = new devices::Service(generation->description, board, *overheard);
     static services::Journal* const journal = new services::Journal(*service);
+    if (!devices::isMadeOf(*generation, board))
+    {
+        service->callDocumentsOld();
+    }
     if (!board.light.empty())
     {
         service->recordLight(stateFolder + kLightFile);
