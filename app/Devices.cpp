@@ -204,6 +204,9 @@ Board DeviceCamera::boardFor(const StateFolder& state) const
 void DeviceCamera::bringUp(StateFolder& state)
 {
     const Board board = boardFor(state);
+    const std::string text = devices::textOf(board);
+    const std::optional<std::string> remembered = camera::readFile(state.path() + kBoardFile, kBoardMax);
+    const bool isOther = remembered && *remembered != text;
     source_ = std::make_unique<devices::LocalDevices>(board);
     makeFolders(state.path() + "/tmp");
     std::optional<devices::Description> description;
@@ -213,11 +216,17 @@ void DeviceCamera::bringUp(StateFolder& state)
     }
     catch (const std::runtime_error& error)
     {
-        if (!devices::generationInForce(state.path()))
+        const std::optional<devices::Generation> generation = devices::generationInForce(state.path());
+        if (!generation)
         {
             throw;
         }
         notice(std::string(error.what()) + "; what is set meanwhile is applied when it is there");
+        if (isOther || !devices::isMadeOf(*generation, board))
+        {
+            notice(
+                "the board has changed; keys follow it once all of its devices are there and the camera starts again");
+        }
     }
     if (description)
     {
@@ -228,8 +237,7 @@ void DeviceCamera::bringUp(StateFolder& state)
             notice(line);
         }
     }
-    const std::string text = devices::textOf(board);
-    if (camera::readFile(state.path() + kBoardFile, kBoardMax) != text)
+    if (remembered != text)
     {
         replaceFile(state.path() + kBoardFile, text);
     }
@@ -250,6 +258,10 @@ services::Journal& deviceService(const std::string& stateFolder, std::unique_ptr
     static devices::DeviceSource* const plugged = source.release();
     static devices::Service* const service = new devices::Service(generation->description, board, *plugged);
     static services::Journal* const journal = new services::Journal(*service);
+    if (!devices::isMadeOf(*generation, board))
+    {
+        service->callDocumentsOld();
+    }
     if (!board.light.empty())
     {
         service->recordLight(stateFolder + kLightFile);

@@ -14,7 +14,7 @@
 #include <utility>
 
 #include "app/Failure.h"
-#include "services/linux/Subdevices.h"
+#include "app/box/ControlMessage.h"
 
 namespace app {
 namespace {
@@ -30,37 +30,6 @@ constexpr char kListenToUse = 'u';  // by the same one
 constexpr char kPlugged = 'p';
 constexpr char kUsed = 'u';
 constexpr std::size_t kRequestMax = 64;
-
-const char* const kLightFiles[] = {
-    "in_illuminance_input",  "in_illuminance_raw",  "in_illuminance_offset",  "in_illuminance_scale",
-    "in_illuminance0_input", "in_illuminance0_raw", "in_illuminance0_offset", "in_illuminance0_scale",
-};
-const char* const kLampFiles[] = {"brightness", "max_brightness"};
-
-template <std::size_t count>
-bool holds(const char* const (&names)[count], const std::string& name)
-{
-    return std::find(std::begin(names), std::end(names), name) != std::end(names);
-}
-
-// Whether a camera has a use for it.
-bool maySee(Role role, const std::string& file)
-{
-    switch (role)
-    {
-    case Role::camera:
-        return file.empty() || devices::subdeviceOfFile(file);
-    case Role::filter:
-        return file.empty();
-    case Role::light:
-        return holds(kLightFiles, file);
-    case Role::lampNear:
-    case Role::lampMedium:
-    case Role::lampFar:
-        return holds(kLampFiles, file);
-    }
-    return false;
-}
 
 using Pair = std::pair<camera::Descriptor, camera::Descriptor>;
 
@@ -99,31 +68,26 @@ bool sendAnswer(int line, int number, int descriptor)
 int receiveAnswer(int line)
 {
     int number = 0;
-    iovec content = {&number, sizeof number};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-    msghdr message = {};
-    message.msg_iov = &content;
-    message.msg_iovlen = 1;
-    message.msg_control = control;
-    message.msg_controllen = sizeof control;
-    ssize_t count = -1;
-    do
-    {
-        count = recvmsg(line, &message, MSG_CMSG_CLOEXEC);
-    }
-    while (count < 0 && errno == EINTR);
-    if (count != sizeof number)
+    int descriptor = -1;
+    const Received answer = receiveWithPart(line, &number, sizeof number, SCM_RIGHTS, &descriptor, sizeof descriptor);
+    if (answer.length != sizeof number)
     {
         return -ENODEV;  // the broker has ended
     }
-    const cmsghdr* const part = CMSG_FIRSTHDR(&message);
-    if (number < 0 || part == nullptr || part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS)
-    {
-        return number < 0 ? number : -ENODEV;
-    }
-    int descriptor = -1;
-    std::memcpy(&descriptor, CMSG_DATA(part), sizeof descriptor);
-    return descriptor;
+    return number < 0 ? number : answer.hasPart ? descriptor : -ENODEV;
+}
+
+// One that takes no signal; those that it starts neither.
+template <typename Run>
+std::thread silentThread(Run run)
+{
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    std::thread thread(run);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return thread;
 }
 
 // Waits until the first can be read; false when that is the second, which ends the waiting.
@@ -149,13 +113,7 @@ DeviceBroker::DeviceBroker(devices::DeviceSource& source, camera::Descriptor bro
     : source_(source),
       line_(std::move(brokersEnd))
 {
-    // Those that the source starts begin so too.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    thread_ = std::thread([this] { run(); });
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    thread_ = silentThread([this] { run(); });
 }
 
 DeviceBroker::~DeviceBroker()
@@ -201,7 +159,7 @@ bool DeviceBroker::answerOne()
     }
     const std::string file(request + 1, static_cast<std::size_t>(count) - 1);
     const Role role = static_cast<Role>(request[0]);
-    const camera::Descriptor opened(maySee(role, file) ? source_.open(role, file) : -EINVAL);
+    const camera::Descriptor opened(devices::findFile(role, file) != nullptr ? source_.open(role, file) : -EINVAL);
     return sendAnswer(line_.number(), std::min(opened.number(), 0), opened.number());
 }
 
@@ -234,21 +192,21 @@ void DeviceBroker::tell(char change)
 
 RemoteDevices::RemoteDevices(camera::Descriptor copysEnd)
     : line_(std::move(copysEnd)),
-      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      changes_(ask(std::string(1, kListen)))  // now, when the broker is not busy with opening: listening does not wait
 {
     if (wake_.number() < 0)
     {
         throw Failure(systemError("cannot wait for devices"));
     }
+    ask(std::string(1, kListenToUse));
+    thread_ = silentThread([this] { hear(); });
 }
 
 RemoteDevices::~RemoteDevices()
 {
-    if (thread_.joinable())
-    {
-        eventfd_write(wake_.number(), 1);
-        thread_.join();
-    }
+    eventfd_write(wake_.number(), 1);
+    thread_.join();
 }
 
 int RemoteDevices::open(Role role, const std::string& file)
@@ -260,30 +218,12 @@ void RemoteDevices::listen(std::function<void()> changed)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     changed_ = std::move(changed);
-    if (changed_)
-    {
-        beginToHear();
-    }
 }
 
 void RemoteDevices::listenToUse(std::function<void()> used)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     used_ = std::move(used);
-    if (used_)
-    {
-        beginToHear();
-        ask(std::string(1, kListenToUse));
-    }
-}
-
-void RemoteDevices::beginToHear()
-{
-    if (!thread_.joinable())
-    {
-        changes_ = camera::Descriptor(ask(std::string(1, kListen)));
-        thread_ = std::thread([this] { hear(); });
-    }
 }
 
 int RemoteDevices::ask(const std::string& request)
@@ -298,11 +238,7 @@ int RemoteDevices::ask(const std::string& request)
 
 void RemoteDevices::hear()
 {
-    int changes = -1;
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        changes = changes_.number();
-    }
+    const int changes = changes_.number();
     while (changes >= 0 && readable(changes, wake_.number()))
     {
         char change = kPlugged;

@@ -51,6 +51,7 @@ private:
 class RemoteDevices : public devices::DeviceSource
 {
 public:
+    // Waits for the broker to begin. Throws Failure.
     explicit RemoteDevices(camera::Descriptor copysEnd);
     ~RemoteDevices() override;
 
@@ -60,20 +61,20 @@ public:
 
 private:
     int ask(const std::string& request);
-    void beginToHear();
     void hear();
 
     const camera::Descriptor line_;
     const camera::Descriptor wake_;
-    std::mutex asking_;
+    std::mutex asking_;  // held until the broker has answered, which may open a device first
+    const camera::Descriptor changes_;
 
     std::mutex mutex_;  // held during a call of a listener
 
     // Guarded by mutex_.
     std::function<void()> changed_;
     std::function<void()> used_;
-    camera::Descriptor changes_;  // none until somebody listens; then constant, and read by thread_
-    std::thread thread_;          // runs from then on
+
+    std::thread thread_;  // last: it uses the others
 };
 
 }  // namespace app

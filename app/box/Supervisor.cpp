@@ -16,6 +16,7 @@
 #include "app/EndSignals.h"
 #include "app/Failure.h"
 #include "app/Options.h"
+#include "app/box/ControlMessage.h"
 
 namespace app {
 namespace {
@@ -65,21 +66,6 @@ pid_t startChild(const std::vector<std::string>& command, const std::vector<int>
         throw Failure(systemError("cannot start a process"));
     }
     return child;
-}
-
-// The sender that the kernel names, in this process's own view; 0 for none.
-pid_t senderOf(msghdr& message)
-{
-    for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part))
-    {
-        if (part->cmsg_level == SOL_SOCKET && part->cmsg_type == SCM_CREDENTIALS)
-        {
-            ucred sender;
-            std::memcpy(&sender, CMSG_DATA(part), sizeof sender);
-            return sender.pid;
-        }
-    }
-    return 0;
 }
 
 // Hands signals on until the child has ended; its wait status.
@@ -170,20 +156,10 @@ int ReportLine::awaitReport()
 {
     copysEnd_ = camera::Descriptor();
     char byte = 0;
-    iovec content = {&byte, sizeof byte};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))] = {};
-    msghdr message = {};
-    message.msg_iov = &content;
-    message.msg_iovlen = 1;
-    message.msg_control = control;
-    message.msg_controllen = sizeof control;
-    ssize_t count = -1;
-    do
-    {
-        count = recvmsg(supervisorsEnd_.number(), &message, MSG_CMSG_CLOEXEC);
-    }
-    while (count < 0 && errno == EINTR);
-    return count > 0 ? senderOf(message) : 0;
+    ucred sender = {};  // as the kernel names it, in this process's own view
+    const Received report =
+        receiveWithPart(supervisorsEnd_.number(), &byte, sizeof byte, SCM_CREDENTIALS, &sender, sizeof sender);
+    return report.length > 0 ? sender.pid : 0;
 }
 
 bool ReportLine::report(int copysEnd)

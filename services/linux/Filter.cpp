@@ -1,7 +1,5 @@
 #include "services/linux/Filter.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <thread>
@@ -46,15 +44,13 @@ Filter::Filter(Lines lines, std::function<int(bool isIn)> move)
 
 std::unique_ptr<Filter> Filter::open(DeviceSource& source, const FilterLines& lines, int& error)
 {
-    const int chip = source.open(Role::filter);
-    if (chip < 0)
-    {
-        error = -chip;
-        return nullptr;
-    }
-    std::unique_ptr<Line> in = gpioLine(chip, lines.in, error);
-    std::unique_ptr<Line> out = in != nullptr && lines.out ? gpioLine(chip, *lines.out, error) : nullptr;
-    close(chip);
+    const auto open = [&](const char* line) {
+        const int descriptor = source.open(Role::filter, line);
+        error = descriptor < 0 ? -descriptor : 0;
+        return error == 0 ? gpioLine(descriptor) : nullptr;
+    };
+    std::unique_ptr<Line> in = open(kLineIn);
+    std::unique_ptr<Line> out = in != nullptr && lines.out ? open(kLineOut) : nullptr;
     if (error != 0)
     {
         return nullptr;

@@ -608,4 +608,9 @@ std::optional<Generation> generationInForce(const std::string& state)
     return kept ? std::optional<Generation>(kept->generation) : std::nullopt;
 }
 
+bool isMadeOf(const Generation& generation, const Board& board)
+{
+    return readFile(generation.folder + "/" + kMadeOfFile, kSettingsMax) == madeOf(board);
+}
+
 }  // namespace devices

@@ -42,4 +42,7 @@ Generation bringUp(const std::string& state, const std::string& share, const Des
 // the link is missing, or leads to one that is not whole, it leads to this one then.
 std::optional<Generation> generationInForce(const std::string& state);
 
+// Whether this board and this program would make the same documents of a device with the same controls.
+bool isMadeOf(const Generation& generation, const Board& board);
+
 }  // namespace devices

@@ -2,8 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +14,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "services/linux/OpenNode.h"
 #include "services/linux/V4l2Description.h"
 
 namespace devices {
@@ -151,6 +150,11 @@ std::map<int, std::string> nodesOf(const Roots& roots)
     return nodes;
 }
 
+bool isItsPort(const CameraNode& camera, const std::string& name)
+{
+    return !camera.port.empty() && name == camera.model + "_p" + camera.port;
+}
+
 std::string addressOf(const CameraNode& camera)
 {
     return "\n  " + camera.identity + "  " + camera.node + "  " + camera.name;
@@ -160,18 +164,7 @@ std::string addressOf(const CameraNode& camera)
 
 int openVideoNode(const std::string& node)
 {
-    // Looked at before: opening another kind of file may wait, or do something.
-    struct stat status;
-    if (lstat(node.c_str(), &status) != 0)
-    {
-        return -errno;
-    }
-    if (!S_ISCHR(status.st_mode) || major(status.st_rdev) != kVideoMajor)
-    {
-        return -ENOTTY;
-    }
-    const int descriptor = open(node.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW);
-    return descriptor >= 0 ? descriptor : -errno;
+    return openNode(node, kVideoMajor);
 }
 
 int queryNode(const std::string& node, v4l2_capability& capability)
@@ -186,7 +179,7 @@ int queryNode(const std::string& node, v4l2_capability& capability)
     return error;
 }
 
-std::vector<CameraNode> findCameras(const Roots& roots, const NodeQuery& query, const CameraNode* like)
+std::vector<CameraNode> findCameras(const Roots& roots, const NodeQuery& query, const Concerns& concerns)
 {
     std::vector<CameraNode> cameras;
     std::set<std::string> known;  // devices
@@ -198,7 +191,7 @@ std::vector<CameraNode> findCameras(const Roots& roots, const NodeQuery& query, 
         CameraNode camera;
         camera.node = roots.dev + "/" + name;
         const bool isOnUsb = identifyUsb(roots, device, camera);
-        if (like != nullptr && (isOnUsb ? camera.model != like->model : !like->port.empty()))
+        if (concerns && !concerns(camera))
         {
             continue;
         }
@@ -246,8 +239,7 @@ CameraNode chooseCamera(const std::vector<CameraNode>& cameras, const std::strin
     std::vector<CameraNode> found;
     for (const CameraNode& camera : cameras)
     {
-        const bool isItsPort = !camera.port.empty() && name == camera.model + "_p" + camera.port;
-        if (name == camera.identity || isItsPort || name == camera.node || node == camera.node)
+        if (name == camera.identity || isItsPort(camera, name) || name == camera.node || node == camera.node)
         {
             return camera;
         }
@@ -269,6 +261,13 @@ CameraNode chooseCamera(const std::vector<CameraNode>& cameras, const std::strin
     const std::string called = cleanText(name.data(), name.size());
     throw std::runtime_error(found.empty() ? "no camera is called " + called + "; there is:" + all
                                            : "more than one camera is called " + called + "; take one of:" + all);
+}
+
+bool mayBeCalled(const CameraNode& camera, const std::string& name)
+{
+    const bool isKnown = !camera.model.empty() && name.find('/') == std::string::npos;
+    return !isKnown || name == camera.model || isItsPort(camera, name) ||
+           (!camera.serial.empty() && name == camera.serial);
 }
 
 std::string safeName(const std::string& text)

@@ -39,13 +39,17 @@ using NodeQuery = std::function<int(const std::string& node, v4l2_capability& ca
 int queryNode(const std::string& node, v4l2_capability& capability);
 
 // Those that give pictures, in the order of their nodes; of a camera's several nodes, the first. One that may not be opened
-// is there too. like: of others than this camera and those that could be taken for it, no node is opened.
+// is there too. concerns: asked before a node is opened, with the node, serial number, port and model; what is not on USB has
+// the node alone then. Others than those of which it says so are not there.
+using Concerns = std::function<bool(const CameraNode&)>;
 std::vector<CameraNode> findCameras(const Roots& roots = {}, const NodeQuery& query = queryNode,
-                                    const CameraNode* like = nullptr);
+                                    const Concerns& concerns = {});
 
 // The one that somebody calls so: by identity, node, a link to the node, or serial number. Throws std::runtime_error, with
 // what to do, when there is none, or more than one.
 CameraNode chooseCamera(const std::vector<CameraNode>& cameras, const std::string& name);
+// Whether a camera of which no more is known than Concerns is told could be it, or be taken for it.
+bool mayBeCalled(const CameraNode& camera, const std::string& name);
 
 // Of [0-9A-Za-z.-] and an escape for all else, at most 32 characters; what differs stays different.
 std::string safeName(const std::string& text);

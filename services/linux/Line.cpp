@@ -1,14 +1,13 @@
 #include "services/linux/Line.h"
 
-#include <fcntl.h>
 #include <linux/gpio.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
+#include "services/linux/OpenNode.h"
 #include "services/linux/V4l2Description.h"
 
 namespace devices {
@@ -45,20 +44,25 @@ private:
     const int descriptor_;
 };
 
-// Looked at before: opening another kind of file may wait, or do something.
-int openNode(const std::string& node)
+// Below 0, an error number with a minus. By its label only when it is no name: then all chips are opened.
+int openChip(const Roots& roots, const std::string& name)
 {
-    struct stat status;
-    if (lstat(node.c_str(), &status) != 0)
+    for (const std::string& entry : namesIn(roots.sys + "/bus/gpio/devices"))
     {
-        return -errno;
+        const std::string node = roots.dev + "/" + entry;
+        if (name == entry || name == node)
+        {
+            return openNode(node);
+        }
     }
-    if (!S_ISCHR(status.st_mode))
+    for (const Chip& chip : findChips(roots))
     {
-        return -ENOTTY;
+        if (chip.error == 0 && name == chip.label)
+        {
+            return openNode(chip.node);
+        }
     }
-    const int descriptor = open(node.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW);
-    return descriptor >= 0 ? descriptor : -errno;
+    return -ENODEV;
 }
 
 }  // namespace
@@ -110,34 +114,25 @@ std::vector<ChipLine> findLines(const Chip& chip)
     return lines;
 }
 
-int openChip(const Roots& roots, const std::string& name)
+int openLine(const Roots& roots, const std::string& chip, unsigned offset)
 {
-    const std::string folder = roots.dev + "/";
-    for (const Chip& chip : findChips(roots))
+    const int descriptor = openChip(roots, chip);
+    if (descriptor < 0)
     {
-        if (name == chip.node || folder + name == chip.node || (chip.error == 0 && name == chip.label))
-        {
-            return openNode(chip.node);
-        }
-    }
-    return -ENODEV;
-}
-
-std::unique_ptr<Line> gpioLine(int chip, unsigned offset, int& error)
-{
-    // Looked at before: what another kind of file makes of the number of this call is its own affair.
-    struct stat status;
-    error = fstat(chip, &status) != 0 ? errno : S_ISCHR(status.st_mode) ? 0 : ENOTTY;
-    if (error != 0)
-    {
-        return nullptr;
+        return descriptor;
     }
     gpio_v2_line_request request = {};
     request.num_lines = 1;
     request.offsets[0] = offset;
     std::strncpy(request.consumer, "sensorcam", sizeof request.consumer - 1);
-    error = ioctl(chip, GPIO_V2_GET_LINE_IOCTL, &request) == 0 ? 0 : errno;
-    return error == 0 ? std::make_unique<GpioLine>(request.fd) : nullptr;
+    const int error = ioctl(descriptor, GPIO_V2_GET_LINE_IOCTL, &request) == 0 ? 0 : errno;
+    close(descriptor);
+    return error == 0 ? request.fd : -error;
+}
+
+std::unique_ptr<Line> gpioLine(int descriptor)
+{
+    return std::make_unique<GpioLine>(descriptor);
 }
 
 }  // namespace devices

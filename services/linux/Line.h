@@ -27,8 +27,10 @@ struct ChipLine
 // Those that have a name or are in use.
 std::vector<ChipLine> findLines(const Chip& chip);
 
-// A descriptor of the chip of that node, name ("gpiochip0") or label; below 0, an error number with a minus.
-int openChip(const Roots& roots, const std::string& name);
+// A descriptor of line number offset, and of nothing else, of the chip of that node, name ("gpiochip0") or label. The line is
+// left as it is until it is set, and given back with the last descriptor. Below 0, an error number with a minus; -EBUSY:
+// somebody else drives it.
+int openLine(const Roots& roots, const std::string& chip, unsigned offset);
 
 // One output line. For one thread at a time.
 class Line
@@ -42,8 +44,7 @@ public:
     virtual bool isThere() = 0;
 };
 
-// Line number offset of an open chip, which stays the caller's and need not stay open, left as it is until it is set. Null,
-// and error says why, when it cannot be had; EBUSY: somebody else drives it. It is given back with the object.
-std::unique_ptr<Line> gpioLine(int chip, unsigned offset, int& error);
+// By a descriptor that openLine gave, which is closed with the object.
+std::unique_ptr<Line> gpioLine(int descriptor);
 
 }  // namespace devices

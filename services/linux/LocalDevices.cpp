@@ -4,9 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <iterator>
 #include <stdexcept>
 
 #include "services/linux/ControlIds.h"
@@ -17,49 +15,28 @@
 namespace devices {
 namespace {
 
-struct KnownFile
+// A file of a device's folder, to which the kernel's lists of devices have links; nothing that the last step leads away to.
+int openFile(const std::string& folder, const RoleFile& file)
 {
-    const char* name;
-    int mode;
-};
-
-constexpr KnownFile kLightFiles[] = {
-    {"in_illuminance_input", O_RDONLY},   {"in_illuminance_raw", O_RDONLY},    {"in_illuminance_offset", O_RDONLY},
-    {"in_illuminance_scale", O_RDONLY},   {"in_illuminance0_input", O_RDONLY}, {"in_illuminance0_raw", O_RDONLY},
-    {"in_illuminance0_offset", O_RDONLY}, {"in_illuminance0_scale", O_RDONLY},
-};
-constexpr KnownFile kLampFiles[] = {{"brightness", O_RDWR}, {"max_brightness", O_RDONLY}};
-
-// A file of a device's folder, to which the kernel's lists of devices have links. Only the files that are known, and
-// nothing that the last step leads away to.
-template <std::size_t count>
-int openFile(const std::string& folder, const std::string& name, const KnownFile (&known)[count])
-{
-    const auto found =
-        std::find_if(std::begin(known), std::end(known), [&](const KnownFile& file) { return name == file.name; });
-    if (found == std::end(known))
-    {
-        return -ENOENT;
-    }
     const int at = open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (at < 0)
     {
         return errno == ENOENT ? -ENODEV : -errno;
     }
-    const int file = openat(at, found->name, found->mode | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    const int error = file < 0 ? errno : 0;
+    const int descriptor = openat(at, file.name, file.mode | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    const int error = descriptor < 0 ? errno : 0;
     close(at);
-    if (file < 0)
+    if (descriptor < 0)
     {
         return -error;
     }
     struct stat status;
-    if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode))
+    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
     {
-        close(file);
+        close(descriptor);
         return -EBADMSG;
     }
-    return file;
+    return descriptor;
 }
 
 }  // namespace
@@ -74,20 +51,25 @@ LocalDevices::LocalDevices(Board board, Roots roots, NodeQuery query, NodeOpen o
 
 int LocalDevices::open(Role role, const std::string& file)
 {
+    const RoleFile* const known = findFile(role, file);
+    if (known == nullptr)
+    {
+        return -ENOENT;
+    }
     switch (role)
     {
     case Role::camera:
         return file.empty() ? openCamera() : openSubdevice(file);
     case Role::light:
-        return openLight(file);
+        return openLight(*known);
     case Role::lampNear:
-        return openLamp(kLampNear, file);
+        return openLamp(kLampNear, *known);
     case Role::lampMedium:
-        return openLamp(kLampMedium, file);
+        return openLamp(kLampMedium, *known);
     case Role::lampFar:
-        return openLamp(kLampFar, file);
+        return openLamp(kLampFar, *known);
     case Role::filter:
-        return board_.filter ? openChip(roots_, board_.filter->chip) : -EINVAL;
+        return openFilter(file == kLineIn);
     }
     return -EINVAL;
 }
@@ -98,17 +80,26 @@ int LocalDevices::openCamera()
     {
         return -EINVAL;
     }
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const std::optional<CameraNode> found = find();
+    std::optional<CameraNode> before;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        before = camera_;
+    }
+    const std::optional<CameraNode> found = find(before);
     if (!found)
     {
         return -ENODEV;
     }
-    camera_ = found;
     const int descriptor = openNode_(found->node);
-    if (descriptor >= 0 && hotPlug_ != nullptr)
+    HotPlug* hotPlug = nullptr;
     {
-        hotPlug_->watch(found->node);
+        const std::lock_guard<std::mutex> lock(mutex_);
+        camera_ = found;
+        hotPlug = hotPlug_.get();
+    }
+    if (descriptor >= 0 && hotPlug != nullptr)
+    {
+        hotPlug->watch(found->node);
     }
     return descriptor;
 }
@@ -125,10 +116,15 @@ int LocalDevices::openSubdevice(const std::string& file)
     return index && *index < found.size() ? devices::openSubdevice(found[*index]) : -ENOENT;
 }
 
-std::optional<CameraNode> LocalDevices::find()
+std::optional<CameraNode> LocalDevices::find(const std::optional<CameraNode>& before) const
 {
-    const std::vector<CameraNode> cameras = findCameras(roots_, query_, camera_ ? &*camera_ : nullptr);
-    if (!camera_)
+    const std::vector<CameraNode> cameras = findCameras(roots_, query_, [&](const CameraNode& camera) {
+        // What is not on USB could have been it where that was not on USB either.
+        return !before                ? mayBeCalled(camera, board_.camera)
+               : camera.model.empty() ? before->port.empty()
+                                      : camera.model == before->model;
+    });
+    if (!before)
     {
         try
         {
@@ -143,11 +139,11 @@ std::optional<CameraNode> LocalDevices::find()
     int count = 0;
     for (const CameraNode& camera : cameras)
     {
-        if (camera.model != camera_->model)
+        if (camera.model != before->model)
         {
             continue;
         }
-        if (camera.port == camera_->port)
+        if (camera.port == before->port)
         {
             return camera;
         }
@@ -155,10 +151,10 @@ std::optional<CameraNode> LocalDevices::find()
         ++count;
     }
     // Without a serial number another port is another camera; of two alike it could be either.
-    return camera_->serial.empty() || count > 1 ? std::nullopt : elsewhere;
+    return before->serial.empty() || count > 1 ? std::nullopt : elsewhere;
 }
 
-int LocalDevices::openLight(const std::string& file) const
+int LocalDevices::openLight(const RoleFile& file) const
 {
     if (board_.light.empty())
     {
@@ -166,10 +162,10 @@ int LocalDevices::openLight(const std::string& file) const
     }
     const std::vector<FoundSensor> sensors = findLightSensors(roots_);
     const FoundSensor* const sensor = chooseSensor(sensors, board_.light);
-    return sensor != nullptr ? openFile(sensor->folder, file, kLightFiles) : -ENODEV;
+    return sensor != nullptr ? openFile(sensor->folder, file) : -ENODEV;
 }
 
-int LocalDevices::openLamp(u32 lamp, const std::string& file) const
+int LocalDevices::openLamp(u32 lamp, const RoleFile& file) const
 {
     const auto found = board_.lamps.find(lamp);
     if (found == board_.lamps.end())
@@ -178,7 +174,16 @@ int LocalDevices::openLamp(u32 lamp, const std::string& file) const
     }
     const std::string& name = found->second;
     const bool isName = name != "." && name != ".." && name.find('/') == std::string::npos;
-    return isName ? openFile(roots_.sys + "/class/leds/" + name, file, kLampFiles) : -ENODEV;
+    return isName ? openFile(roots_.sys + "/class/leds/" + name, file) : -ENODEV;
+}
+
+int LocalDevices::openFilter(bool isIn) const
+{
+    if (!board_.filter || (!isIn && !board_.filter->out))
+    {
+        return -EINVAL;
+    }
+    return openLine(roots_, board_.filter->chip, isIn ? board_.filter->in : *board_.filter->out);
 }
 
 HotPlug& LocalDevices::hotPlug()
@@ -187,6 +192,10 @@ HotPlug& LocalDevices::hotPlug()
     if (hotPlug_ == nullptr)
     {
         hotPlug_ = std::make_unique<HotPlug>();
+        if (camera_)
+        {
+            hotPlug_->watch(camera_->node);
+        }
     }
     return *hotPlug_;
 }

@@ -29,9 +29,10 @@ public:
 private:
     int openCamera();
     int openSubdevice(const std::string& file);
-    int openLight(const std::string& file) const;
-    int openLamp(u32 lamp, const std::string& file) const;
-    std::optional<CameraNode> find();
+    int openLight(const RoleFile& file) const;
+    int openLamp(u32 lamp, const RoleFile& file) const;
+    int openFilter(bool isIn) const;
+    std::optional<CameraNode> find(const std::optional<CameraNode>& before) const;
     HotPlug& hotPlug();
 
     const Board board_;
@@ -39,11 +40,11 @@ private:
     const NodeQuery query_;
     const NodeOpen openNode_;
 
-    std::mutex mutex_;
+    std::mutex mutex_;  // never held while a node is opened: it may be somebody else's camera, and hang
 
     // Guarded by mutex_.
     std::optional<CameraNode> camera_;  // as it was when it was there last
-    std::unique_ptr<HotPlug> hotPlug_;  // null as long as nobody has listened
+    std::unique_ptr<HotPlug> hotPlug_;  // null as long as nobody has listened; then constant
 };
 
 }  // namespace devices

@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -61,6 +62,10 @@ public:
 
     // Writes what the light sensor shows to this file, and to file + ".old", from the next look on. Once.
     void recordLight(const std::string& file);
+
+    // The documents are of another board or another version of this program: once all devices are there, they count as
+    // ones with other controls. Before that nobody could make new ones.
+    void callDocumentsOld();
 
     // ---- the device ----
 
@@ -124,6 +129,7 @@ private:
     void opened(Part part, const std::vector<Control>& controls);
     void lost(Part part);
     void told(const News& news);
+    void compare();
     void takeOver(u32 control, std::int64_t value);
     services::Standing standingOf(u32 control) const;
     services::Standing standingOf(ia_cmd_e cmd) const;
@@ -160,7 +166,8 @@ private:
     Values namedWords_;
     std::map<ia_cmd_e, int> taken_;
     std::map<Part, std::vector<Control>> found_;
-    bool isThere_ = false;
+    std::set<Part> there_;
+    bool areDocumentsOld_ = false;
     bool hasOtherControls_ = false;
     daynight::Engine engine_;
     std::optional<double> lux_;

@@ -98,29 +98,43 @@ Service::Ears::~Ears()
 
 void Service::opened(Part part, const std::vector<Control>& controls)
 {
-    Description now = description_;
     const std::lock_guard<std::mutex> lock(mutex_);
     found_[part] = controls;
-    now.controls.clear();
-    for (const Control& control : description_.controls)
-    {
-        if (found_.count(partOf(control.id)) == 0)
-        {
-            now.controls.push_back(control);
-        }
-    }
-    for (const auto& [found, theirs] : found_)
-    {
-        now.controls.insert(now.controls.end(), theirs.begin(), theirs.end());
-    }
-    hasOtherControls_ = fingerprint(now) != fingerprint(description_);
-    isThere_ = isThere_ || part == kCamera;
+    there_.insert(part);
+    compare();
 }
 
 void Service::lost(Part part)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    isThere_ = isThere_ && part != kCamera;
+    there_.erase(part);
+}
+
+void Service::callDocumentsOld()
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    areDocumentsOld_ = true;
+    compare();
+}
+
+// With what the documents were made of. Not before all devices are there: whoever started again then would come up on the
+// same documents, again and again.
+void Service::compare()
+{
+    for (int part = 0; part < kParts; ++part)
+    {
+        if (workers_[part] && there_.count(static_cast<Part>(part)) == 0)
+        {
+            return;
+        }
+    }
+    Description now = description_;
+    now.controls.clear();
+    for (const auto& [part, controls] : found_)
+    {
+        now.controls.insert(now.controls.end(), controls.begin(), controls.end());
+    }
+    hasOtherControls_ = areDocumentsOld_ || fingerprint(now) != fingerprint(description_);
 }
 
 void Service::told(const News& news)
@@ -204,7 +218,7 @@ void Service::followNight()
 bool Service::isThere() const
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return isThere_;
+    return there_.count(kCamera) != 0;
 }
 
 bool Service::hasOtherControls() const

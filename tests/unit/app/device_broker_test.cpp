@@ -8,10 +8,12 @@
 
 #include <cerrno>
 #include <future>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -26,6 +28,7 @@ class FakeSource : public devices::DeviceSource
 public:
     int open(Role role, const std::string& file) override
     {
+        waitIfHung();
         const std::lock_guard<std::mutex> lock(mutex_);
         asked_.insert(std::to_string(static_cast<int>(role)) + file);
         if (error_ != 0)
@@ -75,6 +78,14 @@ public:
         return static_cast<bool>(changed_);
     }
 
+    // The next opening, of which the result tells, waits for that. Once.
+    std::future<void> hang(std::shared_future<void> until)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        hung_ = std::move(until);
+        return hanging_.get_future();
+    }
+
     void refuseWith(int error)
     {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -88,11 +99,27 @@ public:
     }
 
 private:
+    void waitIfHung()
+    {
+        std::shared_future<void> until;
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            until = std::exchange(hung_, {});
+        }
+        if (until.valid())
+        {
+            hanging_.set_value();
+            until.wait();
+        }
+    }
+
     std::mutex mutex_;
     std::function<void()> changed_;
     std::function<void()> used_;
     std::set<std::string> asked_;
     int error_ = 0;
+    std::shared_future<void> hung_;
+    std::promise<void> hanging_;
 };
 
 std::string contentOf(int descriptor)
@@ -120,7 +147,7 @@ TEST_F(DeviceBrokerTest, WhatTheSourceOpensArrivesAndIsClosedOnExec)
     EXPECT_EQ(contentOf(remote.open(Role::camera, "0")), "role 0 0");
     EXPECT_EQ(contentOf(remote.open(Role::light, "in_illuminance_raw")), "role 1 in_illuminance_raw");
     EXPECT_EQ(contentOf(remote.open(Role::lampFar, "brightness")), "role 4 brightness");
-    EXPECT_EQ(contentOf(remote.open(Role::filter)), "role 5 ");
+    EXPECT_EQ(contentOf(remote.open(Role::filter, "in")), "role 5 in");
 }
 
 TEST_F(DeviceBrokerTest, EachErrorOfTheSourceArrives)
@@ -148,6 +175,10 @@ TEST_F(DeviceBrokerTest, OtherFilesThanThoseOfAServiceAreNotOpened)
     EXPECT_EQ(remote.open(Role::light, "brightness"), -EINVAL);
     EXPECT_EQ(remote.open(Role::camera, "brightness"), -EINVAL);
     EXPECT_EQ(remote.open(Role::camera, "8"), -EINVAL);
+    for (const std::string file : {"", "chip", "0", "in\n"})
+    {
+        EXPECT_EQ(remote.open(Role::filter, file), -EINVAL) << "its chip has other lines";
+    }
     EXPECT_EQ(remote.open(Role::camera, std::string(1, '\0')), -EINVAL);
     EXPECT_EQ(remote.open(static_cast<Role>(6)), -EINVAL);
     EXPECT_EQ(remote.open(static_cast<Role>(255), "brightness"), -EINVAL);
@@ -196,6 +227,25 @@ TEST_F(DeviceBrokerTest, TheUseByOthersIsToldApartFromPlugging)
     plugged.get_future().get();
 }
 
+TEST_F(DeviceBrokerTest, WhoListensDoesNotWaitForADeviceThatHangs)
+{
+    DeviceBroker broker(source, std::move(line.brokers));
+    RemoteDevices remote(std::move(line.copys));
+    std::promise<void> go;
+    const auto opened = source.hang(go.get_future().share());
+    auto opening = std::async(std::launch::async, [&] { return contentOf(remote.open(Role::camera)); });
+    opened.wait();
+    auto listening = std::async(std::launch::async, [&] {
+        remote.listen([] {});
+        remote.listenToUse([] {});
+    });
+    EXPECT_EQ(listening.wait_for(std::chrono::seconds(60)), std::future_status::ready);
+    go.set_value();
+    EXPECT_EQ(opening.get(), "role 0 ");
+    remote.listen(nullptr);
+    remote.listenToUse(nullptr);
+}
+
 TEST_F(DeviceBrokerTest, ChangesThatNobodyTakesKeepNobodyWaiting)
 {
     std::promise<void> called;
@@ -224,12 +274,11 @@ TEST_F(DeviceBrokerTest, ChangesThatNobodyTakesKeepNobodyWaiting)
 TEST_F(DeviceBrokerTest, WithoutTheBrokerNothingIsThereAndThatIsAChange)
 {
     std::promise<void> told;
+    auto broker = std::make_unique<DeviceBroker>(source, std::move(line.brokers));
     RemoteDevices remote(std::move(line.copys));
-    {
-        DeviceBroker broker(source, std::move(line.brokers));
-        remote.listen([&] { told.set_value(); });
-        EXPECT_EQ(contentOf(remote.open(Role::camera)), "role 0 ");
-    }
+    remote.listen([&] { told.set_value(); });
+    EXPECT_EQ(contentOf(remote.open(Role::camera)), "role 0 ");
+    broker.reset();
     told.get_future().get();
     EXPECT_EQ(remote.open(Role::camera), -ENODEV);
     remote.listen([] {});
@@ -253,7 +302,7 @@ TEST_F(DeviceBrokerTest, ACameraThatHasEndedIsNotListenedForAnyMore)
 TEST_F(DeviceBrokerTest, ACameraThatAsksWithoutReadingLosesTheBrokerAndNothingElse)
 {
     DeviceBroker broker(source, std::move(line.brokers));
-    const char request[] = {static_cast<char>(Role::filter)};
+    const char request[] = {static_cast<char>(Role::camera)};
     int sent = 0;
     while (send(line.copys.number(), request, sizeof request, MSG_NOSIGNAL) == sizeof request)
     {

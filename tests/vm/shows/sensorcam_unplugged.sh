@@ -1,5 +1,6 @@
 # Pulled out in the middle of a switch of schemes and plugged in again when yet another one is in force, the camera has all
-# of that one within half a second.
+# of that one within half a second. A board that was changed while the camera is away waits for it, and does not end the
+# program again and again.
 
 make_tree
 date -s 12:00:00
@@ -66,3 +67,17 @@ done
 hundredths
 echo "all of the scheme after $((now - began)) hundredths of a second"
 expect_between 0 50 $((now - began))
+
+end_camera
+tell webcam unplug
+wait_for test ! -e "$node"
+start hid vm-hid
+wait_for test -e /sys/class/leds/luxafor0:red:led0/brightness
+start_camera --device 1d6b-0105-0001 --lamp near=luxafor0:red:led0
+expect_line 'the board has changed' /tmp/sensorcam.notices
+sleep 5 # longer than the service manager waits before it starts one again
+ask get brightness
+tell webcam plug
+wait "$camera" && fail 'the camera should have ended'
+start_camera --device 1d6b-0105-0001
+ask get ir_switch

@@ -2,14 +2,12 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
+#include <map>
 #include <string>
 
 #include "services/linux/ControlIds.h"
-#include "tests/unit/services/linux/FolderSource.h"
 
 namespace {
 
@@ -108,22 +106,49 @@ TEST_F(FilterTest, IsThereAsLongAsEachOfItsLines)
     EXPECT_EQ("", log_) << "nothing moves when it is asked";
 }
 
-TEST_F(FilterTest, IsNotOpenedWithoutAChip)
+// Whose files are the lines; it writes down which.
+class Lines : public devices::DeviceSource
 {
-    ASSERT_EQ(0, mkfifo("/tmp/chip_pipe", 0600));
-    support::FolderSource source("/tmp/chip_pipe");
-    source.error = ENODEV;
-    int error = 0;
-    EXPECT_FALSE(Filter::open(source, devices::FilterLines(), error));
+public:
+    int open(devices::Role, const std::string& file) override
+    {
+        asked += file + " ";
+        const auto error = errors.find(file);
+        return error != errors.end() ? -error->second : ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    }
+
+    void listen(std::function<void()>) override {}
+
+    std::string asked;
+    std::map<std::string, int> errors;
+};
+
+TEST_F(FilterTest, OpensItsOwnLinesOnly)
+{
+    Lines source;
+    int error = -1;
+    devices::FilterLines lines;
+    EXPECT_TRUE(Filter::open(source, lines, error));
+    EXPECT_EQ(0, error);
+    EXPECT_EQ("in ", source.asked);
+    lines.out = 4;
+    EXPECT_TRUE(Filter::open(source, lines, error));
+    EXPECT_EQ("in in out ", source.asked);
+    source.errors["out"] = EBUSY;
+    EXPECT_FALSE(Filter::open(source, lines, error));
+    EXPECT_EQ(EBUSY, error);
+    source.errors["in"] = ENODEV;
+    EXPECT_FALSE(Filter::open(source, lines, error));
     EXPECT_EQ(ENODEV, error);
-    const int pipe = open("/tmp/chip_pipe", O_RDWR | O_CLOEXEC);
-    const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
-    EXPECT_FALSE(devices::gpioLine(pipe, 3, error));
-    EXPECT_EQ(ENOTTY, error);
-    EXPECT_FALSE(devices::gpioLine(null, 3, error));
-    EXPECT_EQ(ENOTTY, error);
-    close(pipe);
-    close(null);
+}
+
+TEST_F(FilterTest, ALineThatIsNoneIsNotMoved)
+{
+    Lines source;
+    int error = -1;
+    const auto filter = Filter::open(source, devices::FilterLines(), error);
+    EXPECT_EQ(ENOTTY, move(*filter, true));
+    EXPECT_TRUE(filter->isThere());
 }
 
 }  // namespace

@@ -183,6 +183,15 @@ TEST_F(GenerationsTest, TheFirstOneBeginsWithWhatTheDeviceHasNow)
     EXPECT_EQ(parseDescription(read(made.folder + "/description")).values, before().values);
 }
 
+TEST_F(GenerationsTest, AreMadeOfTheirBoardAndNotOfOneThatSaysSomethingElse)
+{
+    devices::Board board;
+    const Generation made = up(before(), board);
+    EXPECT_TRUE(isMadeOf(made, board));
+    board.light = "auto";
+    EXPECT_FALSE(isMadeOf(made, board));
+}
+
 TEST_F(GenerationsTest, OneHoldsAllThatTheLibraryAndItsHostRead)
 {
     const std::string folder = up(before()).folder;

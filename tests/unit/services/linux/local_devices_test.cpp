@@ -7,7 +7,9 @@
 
 #include <condition_variable>
 #include <filesystem>
+#include <future>
 #include <mutex>
+#include <utility>
 
 #include "services/linux/ControlIds.h"
 #include "tests/unit/services/linux/MadeTree.h"
@@ -88,9 +90,55 @@ TEST_F(LocalDevicesTest, LeaveOtherCamerasAlone)
     tree_.plug(2, "2", "4A1B");
     const auto devices = devicesOfCamera("4A1B");
     EXPECT_EQ("video2", camera(*devices));
+    EXPECT_EQ("video2 video3 video5 ", tree_.asked) << "what is not on USB tells nothing else";
     tree_.asked.clear();
     EXPECT_EQ("video2", camera(*devices));
     EXPECT_EQ("video2 video3 ", tree_.asked) << "to be opened may wake a camera";
+}
+
+TEST_F(LocalDevicesTest, LeaveOtherCamerasAloneWhileTheirOwnHasNeverBeenThere)
+{
+    tree_.plug(0, "1", "other");
+    for (const char* name : {"4A1B", "1d6b-0105-4A1B", "1d6b-0105-other_p0000.00.14.0-2"})
+    {
+        EXPECT_EQ(errorOf(ENODEV), camera(*devicesOfCamera(name)));
+        EXPECT_EQ("", tree_.asked) << name;
+    }
+    for (const char* name : {"other", "1d6b-0105-other", "1d6b-0105-other_p0000.00.14.0-1"})
+    {
+        EXPECT_EQ("video0", camera(*devicesOfCamera(name))) << name;
+    }
+}
+
+TEST_F(LocalDevicesTest, WhoListensDoesNotWaitForACameraThatHangs)
+{
+    tree_.plug(0, "1", "4A1B");
+    std::promise<void> asked;
+    std::promise<void> go;
+    Board board;
+    board.camera = "4A1B";
+    LocalDevices devices(
+        board, tree_.roots(),
+        [&, isFirst = true](const std::string& node, v4l2_capability& capability) mutable {
+            if (std::exchange(isFirst, false))
+            {
+                asked.set_value();
+                go.get_future().get();
+            }
+            return tree_.query()(node, capability);
+        },
+        [](const std::string& node) { return open(node.c_str(), O_RDONLY | O_CLOEXEC); });
+    auto opening = std::async(std::launch::async, [&] { return devices.open(Role::camera); });
+    asked.get_future().get();
+    auto listening = std::async(std::launch::async, [&] {
+        devices.listen([] {});
+        devices.listenToUse([] {});
+    });
+    EXPECT_EQ(std::future_status::ready, listening.wait_for(std::chrono::seconds(60)));
+    go.set_value();
+    EXPECT_EQ(0, close(opening.get()));
+    devices.listen(nullptr);
+    devices.listenToUse(nullptr);
 }
 
 TEST_F(LocalDevicesTest, FindACameraThatComesLater)
@@ -144,7 +192,7 @@ TEST_F(LocalDevicesTest, OpenTheFilesOfLampsAndNoOthers)
     EXPECT_EQ(errorOf(ENODEV), read(*devices, Role::lampMedium, "brightness"));
     EXPECT_EQ(errorOf(ENODEV), read(*devices, Role::lampFar, "brightness"));
     EXPECT_EQ(errorOf(EINVAL), read(*devices, Role::light, "in_illuminance_raw"));
-    EXPECT_EQ(errorOf(EINVAL), read(*devices, Role::filter, ""));
+    EXPECT_EQ(errorOf(EINVAL), read(*devices, Role::filter, devices::kLineIn));
 }
 
 TEST_F(LocalDevicesTest, NeitherFollowALinkNorWaitForAPipeInsteadOfAFile)
@@ -197,13 +245,29 @@ TEST_F(LocalDevicesTest, AChipThatIsNoneIsNotOpened)
         Board board;
         board.filter = devices::FilterLines();
         board.filter->chip = name;
-        return devicesOf(board)->open(Role::filter);
+        return devicesOf(board)->open(Role::filter, devices::kLineIn);
     };
     tree_.write("sys/bus/gpio/devices/gpiochip0/dev", "254:0\n");
     tree_.write("dev/gpiochip0", "");
     EXPECT_EQ(-ENOTTY, chip("gpiochip0"));
     EXPECT_EQ(-ENODEV, chip("gpiochip1"));
     EXPECT_EQ(-ENODEV, chip("../gpiochip0"));
+}
+
+TEST_F(LocalDevicesTest, OnlyTheLinesOfTheFilterAreOpened)
+{
+    Board board;
+    board.filter = devices::FilterLines();
+    board.filter->chip = "gpiochip0";
+    const auto devices = devicesOf(board);
+    EXPECT_EQ(-ENODEV, devices->open(Role::filter, devices::kLineIn));
+    EXPECT_EQ(-EINVAL, devices->open(Role::filter, devices::kLineOut)) << "it follows a level";
+    for (const char* file : {"", "0", "3", "chip", "in "})
+    {
+        EXPECT_EQ(-ENOENT, devices->open(Role::filter, file)) << file;
+    }
+    board.filter->out = 4;
+    EXPECT_EQ(-ENODEV, devicesOf(board)->open(Role::filter, devices::kLineOut));
 }
 
 // Waits until it was called so often, within a bound that only a fault reaches.
@@ -244,6 +308,18 @@ TEST_F(LocalDevicesTest, TellThatSomebodyHasUsedTheCamera)
     const int file = open("/tmp/tree/dev/video0", O_RDWR | O_CLOEXEC);
     EXPECT_TRUE(used.waitFor(3)) << "also of a program that keeps the node open";
     close(file);
+    devices->listenToUse(nullptr);
+}
+
+TEST_F(LocalDevicesTest, TellOfUseThoughTheCameraWasOpenedBefore)
+{
+    tree_.plug(0, "1", "4A1B");
+    Calls used;
+    const auto devices = devicesOfCamera("4A1B");
+    EXPECT_EQ("video0", camera(*devices));
+    devices->listenToUse(used.call());
+    close(open("/tmp/tree/dev/video0", O_RDWR | O_CLOEXEC));
+    EXPECT_TRUE(used.waitFor(1));
     devices->listenToUse(nullptr);
 }
 

@@ -415,6 +415,38 @@ TEST_F(LinuxService, NoticesThatTheDeviceHasOtherControlsNow)
     service.reset();
 }
 
+TEST_F(LinuxService, HasNoOtherControlsBeforeAllDevicesAreThere)
+{
+    support::Script brighter{{support::number(devices::kLampNear, 0, 100, 0)}};
+    devices::Board board = nightBoard();
+    board.light = "";
+    service.reset();
+    camera.plug(false);
+    service = std::make_unique<devices::Service>(
+        description(), board, source,
+        devices::Devices{[&] { return camera.open(); }, [&] { return brighter.open(); }, {}, {}, {}}, patience,
+        devices::LookTimes());
+    EXPECT_EQ(0, set(IA_CMD_IR_AUTO_STRG_NEAR, 0));
+    EXPECT_TRUE(becomes(IA_CMD_IR_AUTO_STRG_NEAR, Standing::applied));
+    EXPECT_FALSE(service->hasOtherControls()) << "a start without the camera has the same documents";
+    camera.plug(true);
+    source.change();
+    EXPECT_TRUE(support::comes([this] { return service->hasOtherControls(); }));
+    service.reset();
+}
+
+TEST_F(LinuxService, WithOldDocumentsIsStartedAgainOnceAllDevicesAreThere)
+{
+    filter.plug(false);
+    start();
+    service->callDocumentsOld();
+    EXPECT_TRUE(support::comes([this] { return service->isThere(); }));
+    EXPECT_FALSE(service->hasOtherControls());
+    filter.plug(true);
+    source.change();
+    EXPECT_TRUE(support::comes([this] { return service->hasOtherControls(); }));
+}
+
 // ---- what has no command ----
 
 TEST_F(LinuxService, NamesControlsThatNoCommandStandsFor)
