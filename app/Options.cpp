@@ -324,6 +324,30 @@ CLI::App* addPasswd(CLI::App& cli, PasswordOptions& password)
     return passwd;
 }
 
+CLI::App* addReplay(CLI::App& cli, ReplayOptions& replay)
+{
+    constexpr int kMostLux = 100'000;
+    constexpr int kMostSeconds = 3600;
+    CLI::App* replaying = cli.add_subcommand(
+        "replay", "Show a trace of light, as light in a device's state folder, to what decides between day and night");
+    replaying->add_option("--night-below", replay.nightBelow, "Lux below which it is night; default 20")
+        ->check(CLI::Range(0, kMostLux))
+        ->type_name("LUX");
+    replaying->add_option("--day-above", replay.dayAbove, "Lux above which it is day; default 60")
+        ->check(CLI::Range(0, kMostLux))
+        ->type_name("LUX");
+    replaying->add_option("--delay", replay.delay, "Seconds for which the light must be beyond them; default 5")
+        ->check(CLI::Range(0, kMostSeconds))
+        ->type_name("SECONDS");
+    replaying->add_option("--lamps", replay.lampsLux, "Lux that the lamps give on the sensor; default 0")
+        ->check(CLI::Range(0, kMostLux))
+        ->type_name("LUX");
+    replaying->add_flag("--by-exposure", replay.isByExposure, "The light was the camera's exposure and no sensor's");
+    replaying->add_option("FILE", replay.file, "The trace")->required();
+    replaying->fallthrough();
+    return replaying;
+}
+
 // Of a terminal, which would stop it when it asks for a line.
 bool inBackground()
 {
@@ -374,6 +398,7 @@ public:
         list->fallthrough();
         list->add_option("--identity", deviceList_.identityOf, "Print the identity of this node's camera alone")
             ->type_name("NODE");
+        replay_ = addReplay(cli_, replayed_);
         passwd_ = addPasswd(cli_, password_);
     }
 
@@ -401,13 +426,19 @@ public:
         options_.setsClock = !raw_.speed.empty() || !raw_.startTime.empty();
         options_.speed = raw_.speed.empty() ? 1.0 : *parseNumber(raw_.speed);
         options_.startMinutes = raw_.startTime.empty() ? std::nullopt : parseTimeOfDay(raw_.startTime);
+        if (replay_->parsed())
+        {
+            options_.replay = replayed_;
+            options_.replay->startMinutes = options_.startMinutes.value_or(replayed_.startMinutes);
+        }
         return options_;
     }
 
     // What is wrong with options that could be read; empty when nothing is.
     std::string mistake() const
     {
-        for (const CLI::App* const command : {static_cast<const CLI::App*>(&cli_), serving_, devices_, passwd_})
+        for (const CLI::App* const command :
+             {static_cast<const CLI::App*>(&cli_), serving_, devices_, replay_, passwd_})
         {
             const std::string name = emptyOption(*command);
             if (!name.empty())
@@ -449,12 +480,14 @@ private:
     ServeOptions serve_;
     PasswordOptions password_;
     DeviceListOptions deviceList_;
+    ReplayOptions replayed_;
     CLI::App cli_{kDescription, "sensorcam"};
     CLI::App* shell_;
     const CLI::App* daemon_;
     const CLI::App* devices_;
     const CLI::App* exec_;
     const CLI::App* serving_;
+    const CLI::App* replay_;
     const CLI::App* passwd_;
 };
 

@@ -68,6 +68,18 @@ struct PasswordOptions
     bool isDelete = false;
 };
 
+// Of "replay": how a trace of light is judged.
+struct ReplayOptions
+{
+    std::string file;
+    int nightBelow = 20;  // lux
+    int dayAbove = 60;
+    int delay = 5;               // seconds
+    int lampsLux = 0;            // what the lamps give on the sensor
+    bool isByExposure = false;   // the light was not a sensor's
+    int startMinutes = 12 * 60;  // time of day at the trace's beginning
+};
+
 struct Options
 {
     std::optional<std::string> model;  // nothing: what the state folder remembers, else the first model
@@ -84,6 +96,7 @@ struct Options
     std::optional<ServeOptions> serve;
     std::optional<DeviceListOptions> deviceList;
     std::optional<PasswordOptions> password;
+    std::optional<ReplayOptions> replay;
     std::vector<std::string> commands;  // of exec, a command line each
 
     // Set by sensorcam itself for the copy of it that runs in the private tree.

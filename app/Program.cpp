@@ -18,6 +18,7 @@
 #include "app/EventLoop.h"
 #include "app/Failure.h"
 #include "app/Models.h"
+#include "app/Replay.h"
 #include "app/Service.h"
 #include "app/box/Bubblewrap.h"
 #include "app/box/DeviceBroker.h"
@@ -519,6 +520,10 @@ int runProgram(Options options)
     if (options.deviceList)
     {
         return listDevices(*options.deviceList, options.json);
+    }
+    if (options.replay)
+    {
+        return replayLight(*options.replay, options.json);
     }
     if (isOnDevice(options))
     {

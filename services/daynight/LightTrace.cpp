@@ -17,6 +17,8 @@ using namespace std::chrono_literals;
 
 constexpr char kTitle[] = "# seconds, lux on the sensor, lamps\n";
 constexpr double kSecondsPerDay = 24 * 3600;
+constexpr double kLongestTrace = 366 * kSecondsPerDay;  // of a file that is played second by second
+constexpr std::size_t kLongestLine = 200;
 
 double toSeconds(Span span)
 {
@@ -40,6 +42,10 @@ std::optional<double> parse(const std::string& word)
 
 LightPoint parseLine(const std::string& line, int number)
 {
+    if (line.size() > kLongestLine)
+    {
+        refuse(number, "longer than any that holds a light");
+    }
     std::istringstream words(line);
     std::string seconds;
     std::string lux;
@@ -54,6 +60,10 @@ LightPoint parseLine(const std::string& line, int number)
     if (!time)
     {
         refuse(number, "\"" + seconds + "\" are no seconds");
+    }
+    if (*time > kLongestTrace)
+    {
+        refuse(number, "later than a year");
     }
     if (!light && lux != "-")
     {

@@ -118,7 +118,7 @@ TEST_F(ManPage, HasItsSubcommands)
 
 TEST_F(ManPage, HasTheOptionsOfSubcommands)
 {
-    for (const std::string subcommand : {"serve", "devices", "passwd"})
+    for (const std::string subcommand : {"serve", "devices", "replay", "passwd"})
     {
         const std::string help = support::runToEnd({subcommand, "--help"}).out;
         app::Words options = {"--help"};

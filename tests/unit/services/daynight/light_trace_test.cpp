@@ -194,12 +194,15 @@ TEST(TraceReader, LeavesOutALastLineThatWasCutOff)
 
 TEST(TraceReader, NamesTheLineThatItCannotRead)
 {
+    const std::string tooLong = "0 1 " + std::string(200, '0') + "\n";
     const std::pair<const char*, const char*> wrong[] = {
         {"0 1\n", "line 1: seconds, lux and lamps are expected"},
         {"0 1 0 0\n", "line 1: seconds, lux and lamps are expected"},
         {"#\nnow 1 0\n", "line 2: \"now\" are no seconds"},
         {"-1 1 0\n", "line 1: \"-1\" are no seconds"},
         {"1e12 1 0\n", "line 1: \"1e12\" are no seconds"},
+        {"0 1 0\n31622401 1 0\n", "line 2: later than a year"},
+        {tooLong.c_str(), "line 1: longer than any that holds a light"},
         {"0 1x 0\n", "line 1: \"1x\" is no light"},
         {"0 -1 0\n", "line 1: \"-1\" is no light"},
         {"0 nan 0\n", "line 1: \"nan\" is no light"},
