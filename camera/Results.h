@@ -184,9 +184,10 @@ struct SaveResult
     };
     Kind kind;
     int scheme;
-    int code;             // as flush returned it
-    SchemeWindow window;  // of a refused one
-    std::size_t values;   // saved
+    int code;                  // as flush returned it
+    SchemeWindow window;       // of a refused one
+    std::size_t values;        // saved
+    std::size_t controls = 0;  // of a device's own, saved
 };
 
 struct UnsavedValue

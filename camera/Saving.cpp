@@ -56,7 +56,9 @@ SaveResult Camera::save()
                 return {SaveResult::Kind::notWritten, scheme, code, {}, count};
             }
             tellSaved(scheme);
-            return {SaveResult::Kind::saved, scheme, code, {}, count};
+            const std::vector<ControlRow> rows = controls(scheme);
+            const auto saved = std::count_if(rows.begin(), rows.end(), [](const ControlRow& row) { return row.saved; });
+            return {SaveResult::Kind::saved, scheme, code, {}, count, static_cast<std::size_t>(saved)};
         }
         if (currentScheme() != scheme)
         {

@@ -85,13 +85,9 @@ Answer runSave(Session& session, const Words& arguments)
     case Kind::saved:
     {
         std::string what = counted(result.values, "value", "values");
-        const std::vector<camera::ControlRow> rows = session.camera().controls(result.scheme);
-        const auto controls = static_cast<std::size_t>(
-            std::count_if(rows.begin(), rows.end(), [](const camera::ControlRow& row) { return row.saved; }));
-        if (controls > 0)
+        if (result.controls > 0)
         {
-            what += ", " + counted(controls, "control", "controls");
-            answer.data["controls"] = controls;
+            what += ", " + counted(result.controls, "control", "controls");
         }
         answer.text = scheme + " saved (" + what + ")\n";
         break;

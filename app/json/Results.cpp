@@ -564,6 +564,10 @@ Json toJson(const camera::SaveResult& result)
     {
         json["values"] = result.values;
     }
+    if (result.controls > 0)
+    {
+        json["controls"] = result.controls;
+    }
     return json;
 }
 

@@ -102,6 +102,7 @@ TEST_F(DeviceFrontEnds, SavingCountsControls)
     const std::string saved = said("save");
     EXPECT_NE(saved.find(" values, 2 controls)\n"), std::string::npos) << saved;
     EXPECT_EQ(told("save")["controls"], 2);
+    EXPECT_EQ(asked("POST", "/api/save")["controls"], 2);
 }
 
 TEST_F(DeviceFrontEnds, AKeyWinsOverAControlOfItsName)
