@@ -35,7 +35,7 @@ test('of a text that is not pairs alone nothing is applied', async () => {
     await apply(page, '(34,60)(x,5)');
     await page.getByText('These are not pairs such as').waitFor();
     await apply(page, '(34,62)(34,63)');
-    await page.locator('.notice.bad').nth(1).waitFor();
+    await page.locator('.notice.bad', { hasNotText: 'These are not pairs such as' }).waitFor();
     assert.strictEqual(await value('brightness'), 50);
     await close(page);
 });
