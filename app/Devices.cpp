@@ -114,6 +114,15 @@ Json jsonOf(const devices::DeviceList& list)
     return {{"ok", true}, {"cameras", cameras}, {"lights", lights}, {"lamps", lamps}, {"chips", chips}};
 }
 
+// All else that documents are made of, a generation remembers.
+bool hasSameLampsAndFilter(const Board& before, const Board& board)
+{
+    Board same = before;
+    same.lamps = board.lamps;
+    same.filter = board.filter;
+    return devices::textOf(same) == devices::textOf(before);
+}
+
 // On its way, or kept from it: it may be applied in a moment.
 bool isOpen(Standing standing)
 {
@@ -204,9 +213,8 @@ Board DeviceCamera::boardFor(const StateFolder& state) const
 void DeviceCamera::bringUp(StateFolder& state)
 {
     const Board board = boardFor(state);
-    const std::string text = devices::textOf(board);
-    const std::optional<std::string> remembered = camera::readFile(state.path() + kBoardFile, kBoardMax);
-    const bool isOther = remembered && *remembered != text;
+    const std::optional<Board> remembered = rememberedBoard(state.path());
+    const bool isOther = remembered && !hasSameLampsAndFilter(*remembered, board);
     source_ = std::make_unique<devices::LocalDevices>(board);
     makeFolders(state.path() + "/tmp");
     std::optional<devices::Description> description;
@@ -237,7 +245,8 @@ void DeviceCamera::bringUp(StateFolder& state)
             notice(line);
         }
     }
-    if (remembered != text)
+    const std::string text = devices::textOf(board);
+    if (camera::readFile(state.path() + kBoardFile, kBoardMax) != text)
     {
         replaceFile(state.path() + kBoardFile, text);
     }

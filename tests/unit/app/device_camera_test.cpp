@@ -100,6 +100,9 @@ constexpr char kAway[] =
     "sensorcam: no camera is plugged in; sensorcam devices shows what there is; what is set meanwhile "
     "is applied when it is there\n";
 
+constexpr char kNewBoard[] =
+    "sensorcam: the board has changed; keys follow it once all of its devices are there and the camera starts again\n";
+
 TEST_F(DeviceCameraTest, AwayAtTheStartItHasTheDocumentsThatItHad)
 {
     makeGeneration();
@@ -138,13 +141,13 @@ TEST_F(DeviceCameraTest, WhatIsNamedIsPutOverWhatIsRemembered)
     devices::parseLamp("near=new", options.lamps);
     devices::parseLamp("far=more", options.lamps);
     options.schemesByLight = false;
-    EXPECT_EQ(broughtUp(options), kAway);
+    EXPECT_EQ(broughtUp(options), kAway + std::string(kNewBoard));
     EXPECT_EQ(board(), "camera = 1d6b-0105-away\nlight = auto\nlamp = near=new\nlamp = medium=kept\nlamp = far=more\n"
                        "filter = gpiochip0:3,high\nothers = leave\nschemes = clock\nmains = 60\n");
     options = named(kCamera);
     options.filter = devices::parseFilter("gpiochip1:4:5,50ms");
     options.others = devices::Others::takeOver;
-    EXPECT_EQ(broughtUp(options), kAway);
+    EXPECT_EQ(broughtUp(options), kAway + std::string(kNewBoard));
     EXPECT_EQ(board(), "camera = 1d6b-0105-away\nlight = auto\nlamp = near=new\nlamp = medium=kept\nlamp = far=more\n"
                        "filter = gpiochip1:4:5,50ms\nothers = take-over\nschemes = clock\nmains = 60\n");
 }
@@ -156,10 +159,21 @@ TEST_F(DeviceCameraTest, ABoardFileSaysEverything)
     support::writeFile("/tmp/home/file", "camera = 1d6b-0105-away  # the left one\nmains = 60\n");
     DeviceOptions options;
     options.boardFile = "/tmp/home/file";
-    EXPECT_EQ(broughtUp(options), kAway);
+    EXPECT_EQ(broughtUp(options), kAway + std::string(kNewBoard));
     EXPECT_EQ(board(), "camera = 1d6b-0105-away\nothers = put-back\nschemes = clock\nmains = 60\n");
     support::writeFile("/tmp/home/file", "camera = 1d6b-0105-away\nmains = 70\n");
     EXPECT_EQ(broughtUp(options), "/tmp/home/file: line 2: mains = 70: it is one of 50, 60");
+}
+
+TEST_F(DeviceCameraTest, WhatHoldsAtOnceOfABoardWaitsForNoDevice)
+{
+    makeGeneration();
+    remember("camera = 1d6b-0105-away\n");
+    DeviceOptions options = named(kCamera);
+    options.others = devices::Others::leave;
+    EXPECT_EQ(broughtUp(options), kAway);
+    options.filter = devices::parseFilter("gpiochip1:4");
+    EXPECT_EQ(broughtUp(options), kAway + std::string(kNewBoard));
 }
 
 TEST_F(DeviceCameraTest, AFolderOfAnotherCameraIsLeftAsItIs)
