@@ -315,7 +315,7 @@ TEST_F(DeviceDaemonTest, TheLinesThatTheDocumentHasForThePromptAreDone)
 {
     std::vector<std::string> words = {support::kSensorcam, "--state", kState, "--speed", "20", "exec"};
     const std::vector<std::string> lines = shownLines("camera> ");
-    EXPECT_EQ(lines.size(), 10u);
+    EXPECT_EQ(lines.size(), 13u);
     words.insert(words.end(), lines.begin(), lines.end());
     const support::Ended done = run(words);
     EXPECT_EQ(done.status, 0) << done.out << done.err;
