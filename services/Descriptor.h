@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace services {
@@ -21,7 +22,9 @@ public:
     {
         if (number_ >= 0)
         {
+            const int error = errno;  // why something failed, which whoever asks has still to learn
             close(number_);
+            errno = error;
         }
     }
 

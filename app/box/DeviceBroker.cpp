@@ -43,6 +43,21 @@ Pair socketPair()
     return {camera::Descriptor(ends[0]), camera::Descriptor(ends[1])};
 }
 
+// 0, or what is answered where the machine has not what it takes.
+template <typename Step>
+int attempt(const Step& step)
+{
+    try
+    {
+        step();
+        return 0;
+    }
+    catch (const std::exception&)
+    {
+        return -EMFILE;
+    }
+}
+
 // The number, and the descriptor unless it is none.
 bool sendAnswer(int line, int number, int descriptor)
 {
@@ -128,8 +143,8 @@ void DeviceBroker::run()
     {
     }
     shutdown(line_.number(), SHUT_RDWR);
-    source_.listen(nullptr);
-    source_.listenToUse(nullptr);
+    attempt([this] { source_.listen(nullptr); });
+    attempt([this] { source_.listenToUse(nullptr); });
     const std::lock_guard<std::mutex> lock(mutex_);
     changes_ = camera::Descriptor();
 }
@@ -154,8 +169,7 @@ bool DeviceBroker::answerOne()
     }
     if (request[0] == kListenToUse && count == 1)
     {
-        source_.listenToUse([this] { tell(kUsed); });
-        return sendAnswer(line_.number(), 0, -1);
+        return sendAnswer(line_.number(), attempt([this] { source_.listenToUse([this] { tell(kUsed); }); }), -1);
     }
     const std::string file(request + 1, static_cast<std::size_t>(count) - 1);
     const Role role = static_cast<Role>(request[0]);
@@ -166,21 +180,15 @@ bool DeviceBroker::answerOne()
 void DeviceBroker::hearChanges()
 {
     Pair ends;
-    try
-    {
+    const int error = attempt([&] {
         ends = socketPair();
-    }
-    catch (const Failure&)
-    {
-        sendAnswer(line_.number(), -EMFILE, -1);
-        return;
-    }
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        changes_ = std::move(ends.first);
-    }
-    source_.listen([this] { tell(kPlugged); });
-    sendAnswer(line_.number(), 0, ends.second.number());
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            changes_ = std::move(ends.first);
+        }
+        source_.listen([this] { tell(kPlugged); });
+    });
+    sendAnswer(line_.number(), error, error == 0 ? ends.second.number() : -1);
 }
 
 void DeviceBroker::tell(char change)

@@ -61,9 +61,9 @@ LightPoint parseLine(const std::string& line, int number)
     {
         refuse(number, "\"" + seconds + "\" are no seconds");
     }
-    if (*time > kLongestTrace)
+    if (*time > 100 * kLongestTrace)
     {
-        refuse(number, "later than a year");
+        refuse(number, "later than a hundred years");
     }
     if (!light && lux != "-")
     {
@@ -153,6 +153,10 @@ std::vector<LightPoint> readTrace(std::istream& in)
         {
             refuse(number, "the time goes back");
         }
+        if (!points.empty() && toSeconds(point.time - points.front().time) > kLongestTrace)
+        {
+            refuse(number, "a year after the first");
+        }
         points.push_back(point);
     }
     return points;
@@ -177,8 +181,8 @@ Played play(const std::vector<LightPoint>& trace, const Scene& scene,
             lit = wishes.front().second;
             wishes.erase(wishes.begin());
         }
-        Sample sample{now, std::fmod(scene.secondsOfDay + toSeconds(now), kSecondsPerDay), point->lux,
-                      lit && scene.lampsLux > 0};
+        Sample sample{now, std::fmod(scene.secondsOfDay + toSeconds(now - trace.front().time), kSecondsPerDay),
+                      point->lux, lit && scene.lampsLux > 0};
         if (sample.lux)
         {
             const double natural = std::max(0.0, *sample.lux - (point->lampsShine ? scene.lampsLux : 0));

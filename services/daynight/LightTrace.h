@@ -9,8 +9,8 @@
 #include "services/daynight/Engine.h"
 
 // Light over time, to see later why a camera switched, and to try an engine on it. A file of lines "SECONDS LUX LAMPS":
-// seconds from the first one on, never back; "-" where the light could not be measured; lamps 1 while they shone, else 0.
-// "#" begins a comment.
+// seconds since the recorder began, also in its later files, never back; "-" where the light could not be measured; lamps
+// 1 while they shone, else 0. "#" begins a comment.
 namespace daynight {
 
 // Writes it. Who decides by light holds one and shows it each sample that its engine sees; the file is "light" in the
@@ -49,7 +49,7 @@ private:
 
 struct LightPoint
 {
-    host::Span time;  // since the trace's beginning
+    host::Span time;  // since the recorder began
     std::optional<double> lux;
     bool lampsShine;
 };

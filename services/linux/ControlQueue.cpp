@@ -156,7 +156,7 @@ Report ControlQueue::report(u32 id, Instant now) const
 
 bool ControlQueue::isStuck(Instant now) const
 {
-    const bool isHanging = !batch_.empty() && now - begun_ > patience_.longCall;
+    const bool isHanging = (!batch_.empty() || isReading_) && now - begun_ > patience_.longCall;
     return isHanging || now < pausedUntil_;
 }
 
@@ -179,6 +179,7 @@ void ControlQueue::opened(const std::vector<Control>& controls)
     pauses_ = 0;
     pausedUntil_ = {};
     batch_.clear();
+    isReading_ = false;
     looks_.clear();
     for (auto& [id, slot] : slots_)
     {
@@ -206,6 +207,7 @@ void ControlQueue::lost()
 {
     isOpen_ = false;
     batch_.clear();
+    isReading_ = false;
     looks_.clear();
     for (auto& [id, slot] : slots_)
     {
@@ -517,6 +519,8 @@ std::optional<u32> ControlQueue::look(Instant now)
         look = looks_.erase(look);  // what is told from now on is looked at once more
         if (!isOverwritten)
         {
+            isReading_ = true;
+            begun_ = now;
             return id;
         }
     }
@@ -525,6 +529,7 @@ std::optional<u32> ControlQueue::look(Instant now)
 
 bool ControlQueue::looked(u32 id, int error, std::int64_t value, Instant now)
 {
+    isReading_ = false;
     if (isLoss(error))
     {
         lost();

@@ -149,7 +149,8 @@ private:
     std::map<u32, Slot> slots_;
     std::vector<u32> order_;        // of what is wished
     std::vector<u32> batch_;        // under way
-    Instant begun_{};               // then
+    bool isReading_ = false;        // a control is read
+    Instant begun_{};               // one of both
     int pauses_ = 0;                // one after the other
     Instant pausedUntil_{};         // the whole device
     std::map<u32, Instant> looks_;  // not before

@@ -94,7 +94,10 @@ int LocalDevices::openCamera()
     HotPlug* hotPlug = nullptr;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        camera_ = found;
+        if (descriptor >= 0 || !camera_)
+        {
+            camera_ = found;  // one that failed late may be somewhere else by now
+        }
         hotPlug = hotPlug_.get();
     }
     if (descriptor >= 0 && hotPlug != nullptr)

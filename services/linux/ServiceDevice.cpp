@@ -121,9 +121,11 @@ void Service::callDocumentsOld()
 // same documents, again and again.
 void Service::compare()
 {
+    // Not by the workers: one of them may be what ends.
+    const bool isWanted[kParts] = {devices_.camera != nullptr, devices_.lamps != nullptr, devices_.filter != nullptr};
     for (int part = 0; part < kParts; ++part)
     {
-        if (workers_[part] && there_.count(static_cast<Part>(part)) == 0)
+        if (isWanted[part] && there_.count(static_cast<Part>(part)) == 0)
         {
             return;
         }

@@ -6,12 +6,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <future>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -48,12 +50,14 @@ public:
 
     void listen(std::function<void()> changed) override
     {
+        failIfExhausted();
         const std::lock_guard<std::mutex> lock(mutex_);
         changed_ = std::move(changed);
     }
 
     void listenToUse(std::function<void()> used) override
     {
+        failIfExhausted();
         const std::lock_guard<std::mutex> lock(mutex_);
         used_ = std::move(used);
     }
@@ -92,6 +96,9 @@ public:
         error_ = error;
     }
 
+    // Nobody can listen.
+    void exhaust() { isExhausted_ = true; }
+
     std::set<std::string> asked()
     {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -99,6 +106,14 @@ public:
     }
 
 private:
+    void failIfExhausted() const
+    {
+        if (isExhausted_)
+        {
+            throw std::system_error(EMFILE, std::generic_category());
+        }
+    }
+
     void waitIfHung()
     {
         std::shared_future<void> until;
@@ -118,6 +133,7 @@ private:
     std::function<void()> used_;
     std::set<std::string> asked_;
     int error_ = 0;
+    std::atomic<bool> isExhausted_{false};
     std::shared_future<void> hung_;
     std::promise<void> hanging_;
 };
@@ -148,6 +164,16 @@ TEST_F(DeviceBrokerTest, WhatTheSourceOpensArrivesAndIsClosedOnExec)
     EXPECT_EQ(contentOf(remote.open(Role::light, "in_illuminance_raw")), "role 1 in_illuminance_raw");
     EXPECT_EQ(contentOf(remote.open(Role::lampFar, "brightness")), "role 4 brightness");
     EXPECT_EQ(contentOf(remote.open(Role::filter, "in")), "role 5 in");
+}
+
+TEST_F(DeviceBrokerTest, WhereNobodyCanListenDevicesAreOpenedAllTheSame)
+{
+    source.exhaust();
+    {
+        DeviceBroker broker(source, std::move(line.brokers));
+        RemoteDevices remote(std::move(line.copys));
+        EXPECT_EQ(contentOf(remote.open(Role::camera)), "role 0 ");
+    }
 }
 
 TEST_F(DeviceBrokerTest, EachErrorOfTheSourceArrives)

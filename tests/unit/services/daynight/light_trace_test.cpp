@@ -201,7 +201,8 @@ TEST(TraceReader, NamesTheLineThatItCannotRead)
         {"#\nnow 1 0\n", "line 2: \"now\" are no seconds"},
         {"-1 1 0\n", "line 1: \"-1\" are no seconds"},
         {"1e12 1 0\n", "line 1: \"1e12\" are no seconds"},
-        {"0 1 0\n31622401 1 0\n", "line 2: later than a year"},
+        {"9 1 0\n31622410 1 0\n", "line 2: a year after the first"},
+        {"3162240001 1 0\n", "line 1: later than a hundred years"},
         {tooLong.c_str(), "line 1: longer than any that holds a light"},
         {"0 1x 0\n", "line 1: \"1x\" is no light"},
         {"0 -1 0\n", "line 1: \"-1\" is no light"},
@@ -260,7 +261,8 @@ TEST(TracePlayer, ShowsEverySecondAndHoldsTheLight)
     EXPECT_EQ((std::vector<double>{1, 1, 1, -1, -1, 4}), luxOf(engine));
     EXPECT_EQ(10s, engine.samples.front().now);
     EXPECT_EQ(15s, engine.samples.back().now);
-    EXPECT_EQ(9, engine.samples.front().secondsOfDay);
+    EXPECT_EQ(86399, engine.samples.front().secondsOfDay) << "the scene's time is that of the first point";
+    EXPECT_EQ(4, engine.samples.back().secondsOfDay);
 }
 
 TEST(TracePlayer, TheLastOfTwoPointsAtOneTimeCounts)

@@ -332,6 +332,21 @@ TEST_F(ControlQueueTest, ADeviceThatDoesNotAnswerIsLeftAloneForAWhile)
     }
 }
 
+TEST_F(ControlQueueTest, AReadingThatTakesLongCountsAsStalled)
+{
+    queue_.wish({{kBrightness, 5}});
+    sendAll();
+    queue_.lookAgain();
+    const std::optional<u32> id = queue_.look(now_);
+    ASSERT_EQ(kBrightness, id);
+    queue_.wish({{kContrast, 6}});
+    now_ += 1001ms;
+    EXPECT_EQ(ControlState::stalled, stateOf(kContrast));
+    EXPECT_TRUE(queue_.isStuck(now_));
+    EXPECT_TRUE(queue_.looked(*id, 0, 5, now_));
+    EXPECT_EQ(ControlState::waiting, stateOf(kContrast));
+}
+
 TEST_F(ControlQueueTest, ACallThatTakesLongCountsAsStalled)
 {
     queue_.wish({{kBrightness, 5}, {kContrast, 6}});
