@@ -23,17 +23,19 @@ public:
     {
         std::this_thread::sleep_for(std::chrono::milliseconds(takes));
         changed_ = std::move(changed);
+        isHeard_ = changed_ != nullptr;
     }
     void listenToUse(std::function<void()> used) override { used_ = std::move(used); }
     void change() const { changed_(); }
     void use() const { used_(); }
-    bool isHeard() const { return changed_ != nullptr || used_ != nullptr; }
+    bool isHeard() const { return isHeard_; }
 
     int takes = 0;  // milliseconds, to be listened to
 
 private:
     std::function<void()> changed_;
     std::function<void()> used_;
+    std::atomic<bool> isHeard_{false};  // workers ask
 };
 
 // Looks until it is so, within a bound that only a fault reaches.
