@@ -259,9 +259,9 @@ private:
 // Adds what the camera's other nodes have, each control with the node that it is at.
 void addSubdevices(ListedCamera& listed, std::vector<Control>& controls, const Roots& roots)
 {
-    for (const Subdevice& subdevice : findSubdevices(listed.camera.node, roots))
+    int error = 0;
+    for (const Subdevice& subdevice : findSubdevices(listed.camera.node, error, roots))
     {
-        int error = 0;
         const std::unique_ptr<V4l2Device> device = V4l2Device::open(openSubdevice(subdevice), error);
         const std::string problem = device != nullptr ? "" : whyNot(error, subdevice.node, roots);
         listed.subdevices.push_back({subdevice.name, subdevice.node, problem});

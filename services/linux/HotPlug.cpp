@@ -30,7 +30,7 @@ udev_monitor* listenTo(udev* library)
     {
         return nullptr;
     }
-    for (const char* subsystem : {"video4linux", "leds", "iio", "gpio"})
+    for (const char* subsystem : {"video4linux", "media", "leds", "iio", "gpio"})
     {
         udev_monitor_filter_add_match_subsystem_devtype(monitor, subsystem, nullptr);
     }

@@ -114,9 +114,14 @@ int LocalDevices::openSubdevice(const std::string& file)
         const std::lock_guard<std::mutex> lock(mutex_);
         node = camera_ ? camera_->node : "";
     }
-    const std::vector<Subdevice> found = findSubdevices(node, roots_);
+    int error = 0;
+    const std::vector<Subdevice> found = findSubdevices(node, error, roots_);
     const std::optional<std::size_t> index = subdeviceOfFile(file);
-    return index && *index < found.size() ? devices::openSubdevice(found[*index]) : -ENOENT;
+    if (index && *index < found.size())
+    {
+        return devices::openSubdevice(found[*index]);
+    }
+    return error != 0 ? -error : -ENOENT;
 }
 
 std::optional<CameraNode> LocalDevices::find(const std::optional<CameraNode>& before) const

@@ -1,6 +1,5 @@
 #include "services/linux/Subdevices.h"
 
-#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -10,10 +9,14 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <ctime>
 #include <deque>
 #include <filesystem>
 #include <map>
 #include <set>
+
+#include "services/linux/OpenNode.h"
 
 namespace devices {
 namespace {
@@ -22,6 +25,7 @@ namespace fs = std::filesystem;
 
 constexpr u32 kMaxOfAKind = 4096;  // entities, interfaces, pads or links; large boards have some hundreds
 constexpr int kMaxQueries = 3;     // of a graph that grows meanwhile
+constexpr int kSecondsNew = 5;     // udev needs less
 
 template <typename Part>
 std::uint64_t roomFor(u32 count, std::vector<Part>& parts)
@@ -159,33 +163,47 @@ bool isNumbered(const std::string& name, const std::string& kind)
            name.find_first_not_of("0123456789", kind.size()) == std::string::npos;
 }
 
-int openNode(const std::string& node, dev_t number)
+// A node that is missing or is another device's is that of a device that is gone.
+int openNumbered(const std::string& node, dev_t number)
 {
-    // Looked at before: opening another kind of file may wait, or do something.
-    struct stat status;
-    if (lstat(node.c_str(), &status) != 0)
-    {
-        return errno == ENOENT ? -ENODEV : -errno;
-    }
-    if (!S_ISCHR(status.st_mode))
-    {
-        return -ENOTTY;
-    }
-    if (status.st_rdev != number)
-    {
-        return -ENODEV;
-    }
-    const int descriptor = open(node.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW);
+    const int descriptor = openNode(node, major(number));
     if (descriptor < 0)
     {
-        return errno == ENOENT ? -ENODEV : -errno;
+        return descriptor == -ENOENT ? -ENODEV : descriptor;
     }
+    struct stat status;
     if (fstat(descriptor, &status) != 0 || status.st_rdev != number)
     {
         close(descriptor);
         return -ENODEV;
     }
     return descriptor;
+}
+
+// Of a device's node, or of its folder in sysfs. Until then udev may be about to make the node, or to give it its group;
+// after that, what is missing or refused must not keep a camera from being opened. A clock that was set back has no say.
+bool isNew(const std::string& path)
+{
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 && std::abs(std::time(nullptr) - status.st_mtime) < kSecondsNew;
+}
+
+// What is left of a media controller's error: 0 when it will stay as it is.
+int momentary(int error, const std::string& folder)
+{
+    switch (error)
+    {
+    case EACCES:
+    case ENODEV:
+        return isNew(folder) ? ENODEV : 0;
+    case EPERM:
+    case ENOTTY:
+    case E2BIG:
+    case ENOSPC:
+        return 0;
+    default:
+        return error;
+    }
 }
 
 // The name under which /dev has the device; empty when it is gone, or is no subdevice.
@@ -238,7 +256,7 @@ std::vector<Subdevice> subdevicesOf(const MediaGraph& graph, dev_t videoNode)
 
 int queryMediaNode(const std::string& node, dev_t number, MediaGraph& graph)
 {
-    const int descriptor = openNode(node, number);
+    const int descriptor = openNumbered(node, number);
     if (descriptor < 0)
     {
         return -descriptor;
@@ -251,21 +269,29 @@ int queryMediaNode(const std::string& node, dev_t number, MediaGraph& graph)
     return error;
 }
 
-std::vector<Subdevice> findSubdevices(const std::string& videoNode, const Roots& roots, const GraphQuery& query)
+std::vector<Subdevice> findSubdevices(const std::string& videoNode, int& error, const Roots& roots,
+                                      const GraphQuery& query)
 {
+    error = 0;
     const std::string entry = roots.sys + "/class/video4linux/" + videoNode.substr(videoNode.rfind('/') + 1);
     const std::optional<dev_t> video = numberIn(readLine(entry + "/dev"));
     std::vector<Subdevice> found;
     for (const std::string& name : namesIn(entry + "/device"))
     {
+        const std::string folder = entry + "/device/" + name;
         const std::optional<dev_t> media =
-            isNumbered(name, "media") ? numberIn(readLine(entry + "/device/" + name + "/dev")) : std::nullopt;
-        MediaGraph graph;
-        if (video && media && found.empty() && query(roots.dev + "/" + name, *media, graph) == 0)
+            isNumbered(name, "media") ? numberIn(readLine(folder + "/dev")) : std::nullopt;
+        if (!video || !media || !found.empty())
         {
-            found = subdevicesOf(graph, *video);
+            continue;
         }
+        MediaGraph graph;
+        const int answer = query(roots.dev + "/" + name, *media, graph);
+        const int later = momentary(answer, folder);
+        error = later != 0 ? later : error;
+        found = answer == 0 ? subdevicesOf(graph, *video) : found;
     }
+    error = found.empty() ? error : 0;
     for (Subdevice& subdevice : found)
     {
         const std::string name = nodeName(roots, subdevice.number);
@@ -278,7 +304,8 @@ std::vector<Subdevice> findSubdevices(const std::string& videoNode, const Roots&
 
 int openSubdevice(const Subdevice& subdevice)
 {
-    return openNode(subdevice.node, subdevice.number);
+    const int descriptor = openNumbered(subdevice.node, subdevice.number);
+    return descriptor == -EACCES && isNew(subdevice.node) ? -ENODEV : descriptor;
 }
 
 std::string fileOfSubdevice(std::size_t index)

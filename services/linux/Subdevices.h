@@ -44,11 +44,13 @@ std::vector<Subdevice> subdevicesOf(const MediaGraph& graph, dev_t videoNode);
 using GraphQuery = std::function<int(const std::string& node, dev_t number, MediaGraph& graph)>;
 int queryMediaNode(const std::string& node, dev_t number, MediaGraph& graph);
 
-// The same of a camera that is plugged in; none where there is no media controller, or it does not answer.
-std::vector<Subdevice> findSubdevices(const std::string& videoNode, const Roots& roots = {},
+// The same of a camera that is plugged in; none where there is no media controller, or it does not answer. error: 0, or why
+// there are none for the moment only.
+std::vector<Subdevice> findSubdevices(const std::string& videoNode, int& error, const Roots& roots = {},
                                       const GraphQuery& query = queryMediaNode);
 
-// A descriptor; below 0, an error number with a minus: -ENODEV when the node is gone, or another device's by now.
+// A descriptor; below 0, an error number with a minus: -ENODEV when the node is gone, another device's by now, or so new
+// that it may be opened later.
 int openSubdevice(const Subdevice& subdevice);
 
 // What a DeviceSource calls them: "0" is the nearest. Nothing for another text.

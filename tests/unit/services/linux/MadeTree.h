@@ -3,6 +3,7 @@
 #include <linux/videodev2.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -27,6 +28,12 @@ public:
         const std::filesystem::path whole = root_ + "/" + path;
         std::filesystem::create_directories(whole.parent_path());
         std::ofstream(whole, std::ios::binary) << text;
+    }
+
+    // From now on it came so long ago; below 0, it is yet to come.
+    void age(const std::string& path, std::chrono::seconds age) const
+    {
+        std::filesystem::last_write_time(root_ + "/" + path, std::filesystem::file_time_type::clock::now() - age);
     }
 
     void link(const std::string& target, const std::string& path) const

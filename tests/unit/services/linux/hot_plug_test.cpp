@@ -11,11 +11,14 @@
 #include <cerrno>
 #include <chrono>
 #include <future>
+#include <string>
 #include <system_error>
 
 namespace {
 
 std::atomic<int> overflow{-1};  // readable once the monitor has lost what it was told; -1 for a monitor of its own
+
+std::string subsystems;  // that were listened to
 
 template <typename Function>
 Function* library(const char* name)
@@ -29,6 +32,14 @@ Function* library(const char* name)
 extern "C" __attribute__((visibility("default"))) int udev_monitor_get_fd(udev_monitor* monitor)
 {
     return overflow >= 0 ? overflow.load() : library<int(udev_monitor*)>("udev_monitor_get_fd")(monitor);
+}
+
+extern "C" __attribute__((visibility("default"))) int udev_monitor_filter_add_match_subsystem_devtype(
+    udev_monitor* monitor, const char* subsystem, const char* type)
+{
+    subsystems += std::string(subsystem) + " ";
+    return library<int(udev_monitor*, const char*, const char*)>("udev_monitor_filter_add_match_subsystem_devtype")(
+        monitor, subsystem, type);
 }
 
 extern "C" __attribute__((visibility("default"))) udev_device* udev_monitor_receive_device(udev_monitor* monitor)
@@ -57,6 +68,13 @@ TEST(HotPlug, TellsOfPluggingAlsoWhenTooMuchHappenedAtOnce)
         hotPlug.tellPlugging(nullptr);
     }
     close(overflow.exchange(-1));
+}
+
+TEST(HotPlug, ListensToAllThatACameraMayConsistOf)
+{
+    subsystems.clear();
+    devices::HotPlug hotPlug;
+    EXPECT_EQ("video4linux media leds iio gpio ", subsystems);
 }
 
 // Without it nobody could end its thread.

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <filesystem>
 #include <future>
@@ -237,6 +238,20 @@ TEST_F(LocalDevicesTest, ACameraWithoutAMediaControllerHasNoSubdevices)
     {
         EXPECT_EQ(-ENOENT, devices->open(Role::camera, file)) << file;
     }
+}
+
+TEST_F(LocalDevicesTest, ACameraWhoseMediaControllerHasNoNodeYetIsToldLater)
+{
+    const std::string controller = "sys/devices/platform/isp/media0";
+    tree_.add(0, "sys/devices/platform/isp", 0, {V4L2_CAP_VIDEO_CAPTURE, "isp", "platform:isp"});
+    tree_.write("sys/devices/platform/isp/video4linux/video0/dev", "81:0\n");
+    tree_.write(controller + "/dev", "245:0\n");
+    const auto devices = devicesOfCamera("/tmp/tree/dev/video0");
+    EXPECT_EQ("video0", camera(*devices));
+    tree_.age(controller, std::chrono::seconds(-3));
+    EXPECT_EQ(-ENODEV, devices->open(Role::camera, "0"));
+    tree_.age(controller, std::chrono::hours(1));
+    EXPECT_EQ(-ENOENT, devices->open(Role::camera, "0")) << "nobody will make one";
 }
 
 TEST_F(LocalDevicesTest, AChipThatIsNoneIsNotOpened)

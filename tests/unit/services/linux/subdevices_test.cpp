@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -327,9 +329,9 @@ protected:
         const auto query = [this](const std::string& asked, dev_t number, MediaGraph& graph) {
             asked_ += asked + " " + std::to_string(major(number)) + ":" + std::to_string(minor(number)) + " ";
             graph = made_.graph;
-            return error_;
+            return asked == "/tmp/tree/dev/media2" ? error_ : 0;
         };
-        for (const Subdevice& subdevice : devices::findSubdevices(node, tree_.roots(), query))
+        for (const Subdevice& subdevice : devices::findSubdevices(node, found_, tree_.roots(), query))
         {
             text += subdevice.name + " " + subdevice.node + ", ";
         }
@@ -337,10 +339,12 @@ protected:
     }
 
     const std::string kDevice = "sys/devices/platform/isp";
+    const std::chrono::seconds kHour{3600};
     support::MadeTree tree_;
     MadeGraph made_ = board();
     std::string asked_;
-    int error_ = 0;
+    int error_ = 0;   // of the media controller
+    int found_ = 77;  // what was said of it
 };
 
 TEST_F(FindSubdevicesTest, AsksTheMediaControllerOfTheSameDevice)
@@ -384,9 +388,64 @@ TEST_F(FindSubdevicesTest, NumbersThatAreNoneAreNotAskedWith)
 
 TEST_F(FindSubdevicesTest, AMediaControllerThatDoesNotAnswerHasNone)
 {
-    error_ = EACCES;
-    EXPECT_EQ("", find());
+    tree_.age(kDevice + "/media2", kHour);
+    for (const int error : {EACCES, EPERM, ENODEV, ENOTTY, E2BIG, ENOSPC})
+    {
+        error_ = error;
+        EXPECT_EQ("", find());
+        EXPECT_EQ(0, found_) << error;
+    }
     EXPECT_NE("", asked_);
+}
+
+TEST_F(FindSubdevicesTest, WhatUdevHasYetToMakeOfANewMediaControllerComesLater)
+{
+    for (const int error : {EACCES, ENODEV})
+    {
+        error_ = error;
+        tree_.age(kDevice + "/media2", std::chrono::seconds(-3));
+        EXPECT_EQ("", find());
+        EXPECT_EQ(ENODEV, found_) << error;
+        for (const std::chrono::seconds age : {std::chrono::seconds(6), kHour, -kHour})
+        {
+            tree_.age(kDevice + "/media2", age);
+            find();
+            EXPECT_EQ(0, found_) << error << " after " << age.count();
+        }
+    }
+    tree_.age(kDevice + "/media2", std::chrono::seconds(-3));
+    for (const int error : {EPERM, ENOTTY, E2BIG, ENOSPC})
+    {
+        error_ = error;
+        find();
+        EXPECT_EQ(0, found_) << error;
+    }
+}
+
+TEST_F(FindSubdevicesTest, OneMediaControllersFailureIsNothingToThoseOfAnother)
+{
+    tree_.write(kDevice + "/media3/dev", "245:3\n");
+    error_ = EMFILE;
+    EXPECT_NE("", find());
+    EXPECT_EQ("/tmp/tree/dev/media2 245:2 /tmp/tree/dev/media3 245:3 ", asked_);
+    EXPECT_EQ(0, found_);
+    made_.graph = {};
+    EXPECT_EQ("", find());
+    EXPECT_EQ(EMFILE, found_);
+}
+
+TEST_F(FindSubdevicesTest, AMomentsFailureIsSaid)
+{
+    tree_.age(kDevice + "/media2", kHour);
+    for (const int error : {EMFILE, ENOMEM, ENXIO})
+    {
+        error_ = error;
+        EXPECT_EQ("", find());
+        EXPECT_EQ(error, found_);
+    }
+    error_ = 0;
+    EXPECT_NE("", find());
+    EXPECT_EQ(0, found_);
 }
 
 TEST(OpeningASubdevice, OpensTheDeviceOfThatNumberAndNothingElse)
@@ -410,6 +469,27 @@ TEST(OpeningASubdevice, OpensTheDeviceOfThatNumberAndNothingElse)
     MediaGraph graph;
     EXPECT_EQ(ENOTTY, devices::queryMediaNode("/dev/null", null, graph));
     EXPECT_EQ(ENODEV, devices::queryMediaNode("/tmp/tree/nothing", null, graph));
+}
+
+// A terminal of its own is the only device whose node anybody may lock; not against root.
+TEST(OpeningASubdevice, ARefusalOfANewOneIsForAMomentOnly)
+{
+    const uid_t user = geteuid();
+    ASSERT_EQ(0, seteuid(user == 0 ? 65534 : user));
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    const std::string node = terminal >= 0 ? ptsname(terminal) : "";
+    struct stat status = {};
+    EXPECT_EQ(0, stat(node.c_str(), &status));
+    EXPECT_EQ(0, chmod(node.c_str(), 0));
+    const auto refused = [&](std::chrono::seconds age) {
+        std::filesystem::last_write_time(node, std::filesystem::file_time_type::clock::now() - age);
+        return openSubdevice({"", node, status.st_rdev});
+    };
+    EXPECT_EQ(-ENODEV, refused(std::chrono::seconds(-3)));
+    EXPECT_EQ(-EACCES, refused(std::chrono::seconds(6)));
+    EXPECT_EQ(-EACCES, refused(std::chrono::hours(-1))) << "the clock was set back";
+    close(terminal);
+    ASSERT_EQ(0, seteuid(user));
 }
 
 TEST(FilesOfSubdevices, AreADigitEach)
