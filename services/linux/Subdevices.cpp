@@ -193,16 +193,18 @@ int momentary(int error, const std::string& folder)
 {
     switch (error)
     {
-    case EACCES:
-    case ENODEV:
-        return isNew(folder) ? ENODEV : 0;
+    case 0:
     case EPERM:
     case ENOTTY:
     case E2BIG:
     case ENOSPC:
         return 0;
-    default:
+    case EMFILE:
+    case ENFILE:
+    case ENOMEM:
         return error;
+    default:
+        return isNew(folder) ? ENODEV : 0;
     }
 }
 

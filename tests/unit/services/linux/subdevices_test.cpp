@@ -389,7 +389,7 @@ TEST_F(FindSubdevicesTest, NumbersThatAreNoneAreNotAskedWith)
 TEST_F(FindSubdevicesTest, AMediaControllerThatDoesNotAnswerHasNone)
 {
     tree_.age(kDevice + "/media2", kHour);
-    for (const int error : {EACCES, EPERM, ENODEV, ENOTTY, E2BIG, ENOSPC})
+    for (const int error : {EACCES, EPERM, ENODEV, ENOTTY, E2BIG, ENOSPC, EIO, ENXIO})
     {
         error_ = error;
         EXPECT_EQ("", find());
@@ -400,7 +400,7 @@ TEST_F(FindSubdevicesTest, AMediaControllerThatDoesNotAnswerHasNone)
 
 TEST_F(FindSubdevicesTest, WhatUdevHasYetToMakeOfANewMediaControllerComesLater)
 {
-    for (const int error : {EACCES, ENODEV})
+    for (const int error : {EACCES, ENODEV, ENXIO})
     {
         error_ = error;
         tree_.age(kDevice + "/media2", std::chrono::seconds(-3));
@@ -437,7 +437,7 @@ TEST_F(FindSubdevicesTest, OneMediaControllersFailureIsNothingToThoseOfAnother)
 TEST_F(FindSubdevicesTest, AMomentsFailureIsSaid)
 {
     tree_.age(kDevice + "/media2", kHour);
-    for (const int error : {EMFILE, ENOMEM, ENXIO})
+    for (const int error : {EMFILE, ENFILE, ENOMEM})
     {
         error_ = error;
         EXPECT_EQ("", find());
