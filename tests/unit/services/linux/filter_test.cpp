@@ -147,7 +147,8 @@ TEST_F(FilterTest, ALineThatIsNoneIsNotMoved)
     Lines source;
     int error = -1;
     const auto filter = Filter::open(source, devices::FilterLines(), error);
-    EXPECT_EQ(ENOTTY, move(*filter, true));
+    const int moved = move(*filter, true);
+    EXPECT_TRUE(moved == ENOTTY || moved == ENOSYS) << moved << "; the second is the word of an emulated kernel";
     EXPECT_TRUE(filter->isThere());
 }
 

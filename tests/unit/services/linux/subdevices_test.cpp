@@ -467,7 +467,8 @@ TEST(OpeningASubdevice, OpensTheDeviceOfThatNumberAndNothingElse)
         EXPECT_EQ(-ENOTTY, openSubdevice({"", "/tmp/tree/" + std::string(other), null})) << other;
     }
     MediaGraph graph;
-    EXPECT_EQ(ENOTTY, devices::queryMediaNode("/dev/null", null, graph));
+    const int asked = devices::queryMediaNode("/dev/null", null, graph);
+    EXPECT_TRUE(asked == ENOTTY || asked == ENOSYS) << asked << "; the second is the word of an emulated kernel";
     EXPECT_EQ(ENODEV, devices::queryMediaNode("/tmp/tree/nothing", null, graph));
 }
 
