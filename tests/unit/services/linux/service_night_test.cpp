@@ -163,7 +163,7 @@ TEST_F(LinuxNight, TakesNothingOverThatTheNightHolds)
     EXPECT_EQ(100, get(IA_CMD_SATURATION));
     EXPECT_TRUE(service->takenOver().empty());
     EXPECT_EQ(0, set(IA_CMD_DN_MODE, 1));
-    ASSERT_TRUE(camera.waitFor({V4L2_CID_SATURATION, 128}));
+    ASSERT_TRUE(becomesNight(0));
     ASSERT_TRUE(becomes(IA_CMD_SATURATION, services::Standing::applied));
     camera.change({V4L2_CID_SATURATION, 64});
     camera.tell({devices::ControlEvent::Kind::changed, V4L2_CID_SATURATION, 64, {}});
