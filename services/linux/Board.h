@@ -27,8 +27,7 @@ constexpr char kByExposure[] = "exposure";
 struct Board
 {
     std::string camera;  // identity, node, by-id path or serial number
-    std::string
-        light;  // name or folder of a light sensor; "auto" for the only one there is; empty: none; or kByExposure
+    std::string light;   // name or folder of a light sensor; "auto" for the only one; kByExposure; empty: none
     std::map<u32, std::string> lamps;  // name of the LED by control: kLampNear, kLampMedium, kLampFar
     std::optional<FilterLines> filter;
     Others others = Others::putBack;

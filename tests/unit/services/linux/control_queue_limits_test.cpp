@@ -1,9 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <cerrno>
 
 #include "services/linux/ControlQueue.h"
-#include "tests/unit/services/linux/Webcam.h"
+#include "tests/unit/services/linux/QueueTest.h"
 
 namespace {
 
@@ -14,35 +12,21 @@ using devices::ControlState;
 using devices::Instant;
 using devices::Others;
 using devices::Setting;
-using Settings = std::vector<Setting>;
 
-constexpr u32 kBrightness = V4L2_CID_BRIGHTNESS;
-constexpr u32 kContrast = V4L2_CID_CONTRAST;
-constexpr u32 kMode = V4L2_CID_EXPOSURE_AUTO;
-constexpr u32 kTime = V4L2_CID_EXPOSURE_ABSOLUTE;
 constexpr u32 kIris = V4L2_CID_IRIS_ABSOLUTE;
 
+std::vector<devices::Control> withUnreadableBrightness()
+{
+    std::vector<devices::Control> controls = support::webcam();
+    controls.front().isReadable = false;
+    return controls;
+}
+
 // How often, how long and until when. The device's brightness cannot be read: what it tells is believed.
-class QueueLimits : public testing::Test
+class QueueLimits : public support::QueueTest
 {
 protected:
-    explicit QueueLimits(Others others = Others::putBack) : queue_({}, others)
-    {
-        controls_.front().isReadable = false;
-        queue_.opened(controls_);
-    }
-
-    void expectSent(const Settings& expected, int error = 0)
-    {
-        const Settings sent = queue_.next(now_);
-        EXPECT_EQ(expected, sent);
-        if (!sent.empty())
-        {
-            queue_.done(error, sent, now_);
-        }
-    }
-
-    void expectNothing() { expectSent({}); }
+    explicit QueueLimits(Others others = Others::putBack) : QueueTest(withUnreadableBrightness(), others) {}
 
     void hear(std::int64_t brightness)
     {
@@ -68,11 +52,7 @@ protected:
         }
     }
 
-    ControlState stateOf(u32 id) const { return queue_.report(id, now_).state; }
-
-    Instant now_{1h};
-    std::vector<devices::Control> controls_ = support::webcam();
-    ControlQueue queue_;
+    std::vector<devices::Control> controls_ = withUnreadableBrightness();
 };
 
 TEST_F(QueueLimits, EachPutBackCountsForAMinute)

@@ -1,10 +1,8 @@
 #include "services/linux/ControlQueue.h"
 
-#include <gtest/gtest.h>
-
 #include <cerrno>
 
-#include "tests/unit/services/linux/Webcam.h"
+#include "tests/unit/services/linux/QueueTest.h"
 
 namespace {
 
@@ -15,37 +13,14 @@ using devices::ControlState;
 using devices::Instant;
 using devices::Others;
 using devices::Setting;
-using Settings = std::vector<Setting>;
 
-constexpr u32 kBrightness = V4L2_CID_BRIGHTNESS;
-constexpr u32 kContrast = V4L2_CID_CONTRAST;
-constexpr u32 kMode = V4L2_CID_EXPOSURE_AUTO;
-constexpr u32 kTime = V4L2_CID_EXPOSURE_ABSOLUTE;
 constexpr u32 kManual = V4L2_EXPOSURE_MANUAL;
 constexpr u32 kAutomatic = V4L2_EXPOSURE_APERTURE_PRIORITY;
 
-class ControlQueueTest : public testing::Test
+class ControlQueueTest : public support::QueueTest
 {
 protected:
-    explicit ControlQueueTest(Others others = Others::putBack) : queue_({}, others)
-    {
-        queue_.opened(support::webcam());
-    }
-
-    ControlState stateOf(u32 id) const { return queue_.report(id, now_).state; }
-
-    // Sends what is next, which must be this.
-    void expectSent(const Settings& expected, int error = 0)
-    {
-        const Settings sent = queue_.next(now_);
-        EXPECT_EQ(expected, sent);
-        if (!sent.empty())
-        {
-            EXPECT_EQ(error != ENODEV && error != ESHUTDOWN, queue_.done(error, sent, now_));
-        }
-    }
-
-    void expectNothing() { expectSent({}); }
+    explicit ControlQueueTest(Others others = Others::putBack) : QueueTest(support::webcam(), others) {}
 
     // The device has what it tells.
     void hear(ControlEvent::Kind kind, u32 id, std::int64_t value = 0)
@@ -83,9 +58,6 @@ protected:
             queue_.done(0, sent, now_);
         }
     }
-
-    Instant now_{1h};
-    ControlQueue queue_;
 };
 
 TEST_F(ControlQueueTest, SendsWhatIsWishedOnce)
